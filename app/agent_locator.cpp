@@ -1,0 +1,126 @@
+#include "app/agent_locator.hpp"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/strand.hpp>
+#include <cstdlib>
+#include <filesystem>
+
+#include "platform/async/mailbox.hpp"
+#include "platform/log/log.hpp"
+#include "platform/text/text.hpp"
+#include "runners/probe_process.hpp"
+#include "runners/shell_session.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.app", "AgentLocator");
+
+std::vector<std::filesystem::path> foldersOf(std::string_view searchPath) {
+  std::vector<std::filesystem::path> folders;
+  while (!searchPath.empty()) {
+    const std::size_t end = std::min(searchPath.find(':'), searchPath.size());
+    if (end > 0) folders.emplace_back(searchPath.substr(0, end));
+    searchPath.remove_prefix(std::min(end + 1, searchPath.size()));
+  }
+  return folders;
+}
+
+/// Where the programs' own installers put them without touching the search path.
+std::vector<std::filesystem::path> usualInstallFolders() {
+  std::vector<std::filesystem::path> folders = {"/usr/local/bin", "/opt/homebrew/bin"};
+  if (const char* home = std::getenv("HOME")) {
+    for (const char* below : {".local/bin", ".claude/local", ".npm-global/bin", ".bun/bin", "bin"}) {
+      folders.push_back(std::filesystem::path(home) / below);
+    }
+  }
+  return folders;
+}
+
+std::optional<std::string> find(std::string_view command, const std::vector<std::filesystem::path>& folders) {
+  for (const std::filesystem::path& folder : folders) {
+    const std::filesystem::path candidate = folder / command;
+    std::error_code ignored;
+    if (candidate.is_absolute() && std::filesystem::is_regular_file(candidate, ignored) &&
+        ::access(candidate.c_str(), X_OK) == 0) {
+      return candidate.string();
+    }
+  }
+  return std::nullopt;
+}
+
+awaitable<std::string> askVersion(AgentLocatorOptions options, std::string path, std::string searchPath) {
+  try {
+    const std::string output = co_await ProbeProcess::run(
+        path, {"--version"}, "version of " + path,
+        {.limit = options.versionLimit, .environment = {{"PATH", searchPath}}, .ledger = options.processes});
+    const std::string_view answer = trimmed(output);
+    co_return std::string(answer.substr(0, answer.find('\n')));
+  } catch (const ProbeError& error) {
+    kLog.warning("{}", error.what());
+    co_return std::string();
+  }
+}
+
+}  // namespace
+
+awaitable<ShellEnvironment> readShellEnvironment(AgentLocatorOptions options, any_io_executor io) {
+  const auto strand = asio::make_strand(io);
+  const auto ask = [options, strand]() -> awaitable<ShellEnvironment> {
+    ShellSession shell(strand, {.shellPath = options.shellPath,
+                                .startLimit = options.shellLimit,
+                                .environment = {},
+                                .ledger = options.processes});
+    std::exception_ptr error;
+    std::optional<std::string> searchPath;
+    try {
+      co_await shell.startShell(std::filesystem::current_path());
+      // The environment of a child is what agents get, whatever the shell's own syntax is. Without a search path the
+      // child prints nothing.
+      co_await shell.writeStdin("/usr/bin/env printenv PATH < /dev/null; echo\n");
+      searchPath = co_await shell.readLine();
+    } catch (...) {
+      error = std::current_exception();
+    }
+    co_await shell.shutdown();
+    if (error) std::rethrow_exception(error);
+    co_return ShellEnvironment{.searchPath = searchPath.value_or(std::string())};
+  };
+  co_return co_await asio::co_spawn(strand, ask,
+                                    asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+}
+
+std::vector<LocatedAgent> findAgents(std::string_view searchPath) {
+  std::vector<std::filesystem::path> folders = foldersOf(searchPath);
+  std::ranges::move(usualInstallFolders(), std::back_inserter(folders));
+  std::vector<LocatedAgent> found;
+  for (const AgentType type : kAgentTypes) {
+    if (type == AgentType::ravant) continue;
+    if (auto path = find(defaultCommandName(type), folders)) found.push_back({type, std::move(*path), {}});
+  }
+  return found;
+}
+
+awaitable<std::vector<LocatedAgent>> locateAgents(AgentLocatorOptions options, std::string searchPath,
+                                                  any_io_executor io) {
+  using Answer = std::pair<std::size_t, std::string>;
+  std::vector<LocatedAgent> located = findAgents(searchPath);
+  // Those who answer hold it last, so it belongs to their executor: the caller's can be gone by then.
+  const auto answers = std::make_shared<Mailbox<Answer>>(io);
+  for (std::size_t index = 0; index < located.size(); ++index) {
+    asio::co_spawn(
+        io, askVersion(options, located[index].path, searchPath),
+        [answers, index](std::exception_ptr, std::string version) { answers->post({index, std::move(version)}); });
+  }
+  for (std::size_t answered = 0; answered < located.size();) {
+    const auto batch = co_await answers->next();
+    for (const auto& [index, version] : *batch) located[index].version = version;
+    answered += batch->size();
+  }
+  co_return located;
+}
+
+}  // namespace ravant

@@ -1,0 +1,87 @@
+#include "app/application.hpp"
+
+#include <algorithm>
+
+#include "app/agent_scan.hpp"
+#include "app/known_settings.hpp"
+#include "app/runner_factory.hpp"
+#include "core/store/run_table.hpp"
+#include "platform/files/private_file.hpp"
+#include "platform/log/log.hpp"
+#include "platform/process/child_process.hpp"
+#include "runners/model_catalog.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.app", "Application");
+
+}  // namespace
+
+std::unique_ptr<Application> Application::open(const Locations& locations) {
+  ignoreBrokenPipes();
+  std::unique_ptr<Application> application(new Application(locations));
+  return application;
+}
+
+Application::Application(const Locations& locations)
+    : locations_(locations), settings_(locations.settingsFile, knownSettings()) {
+  settings_.load();
+  makePrivateFolder(locations.dataFolder);
+  openLogFile(locations.dataFolder / "logs");
+  processes_ = ProcessLedger::open(locations.dataFolder / "processes");
+  openStore();
+
+  notifications_ = std::make_shared<NotificationCenter>();
+  projects_ = ProjectStore::make(modelContainer_);
+  agents_ = AgentModelStore::make(modelContainer_);
+  conversations_ = ConversationModelActor::make(modelContainer_);
+  transcripts_ = TranscriptReader::make(modelContainer_);
+  const std::chrono::seconds shellStartLimit(settings_.integer(setting::kShellStartSeconds));
+  runners_ = std::make_unique<AgentRunnerStore>(
+      modelContainer_, std::make_shared<AppRunnerFactory>(executors_.io(), processes_, shellStartLimit),
+      notifications_);
+}
+
+Application::~Application() = default;
+
+void Application::openStore() {
+  // Processes first: one that is still running could write to what is repaired behind it.
+  const std::vector<std::string> dead = processes_->deadOwners();
+  std::vector<std::string> over;
+  for (const std::string& owner : dead) {
+    kLog.warning("ending what process {} left running", owner);
+    if (processes_->recover(owner) == TreeEnd::complete) {
+      over.push_back(owner);
+    } else {
+      kLog.error("some of it could not be ended; the next start tries again");
+    }
+  }
+  modelContainer_ = ModelContainer::open({.folder = locations_.dataFolder,
+                                          .work = executors_.work(),
+                                          .clock = std::make_shared<SystemClock>(),
+                                          .processes = processes_},
+                                         dead.empty() ? ModelContainer::Check::usual : ModelContainer::Check::thorough);
+  endInterruptedRuns(modelContainer_);
+  for (const std::string& owner : over) processes_->forget(owner);
+}
+
+awaitable<void> Application::prepare() {
+  const std::vector<Agent> agents = co_await agents_->agents();
+  const auto isBuiltIn = [](const Agent& agent) { return agent.type == AgentType::ravant; };
+  if (std::ranges::any_of(agents, isBuiltIn)) co_return;
+  try {
+    co_await scanAgents(*agents_, locatorOptions(settings_, processes_), executors_.io());
+  } catch (const std::exception& error) {
+    kLog.warning("the installed agents could not be found: {}", error.what());
+  }
+  // Last, so that a first start that is interrupted begins anew.
+  co_await agents_->createAgentIfMissing(AgentType::ravant, "", builtInModels(AgentType::ravant));
+}
+
+awaitable<void> Application::shutdown() {
+  co_await runners_->shutdown();
+  co_await modelContainer_->changeFeed()->stop();
+}
+
+}  // namespace ravant

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <memory>
+
+#include "app/locations.hpp"
+#include "core/agent_runner_store.hpp"
+#include "core/store/agent_model_store.hpp"
+#include "core/store/conversation_model_actor.hpp"
+#include "core/store/model_container.hpp"
+#include "core/store/project_store.hpp"
+#include "core/store/transcript_reader.hpp"
+#include "platform/async/executors.hpp"
+#include "platform/notifications/notification_center.hpp"
+#include "platform/settings/settings_file.hpp"
+
+namespace ravant {
+
+/// Everything a face works with, from start-up to the end of the program.
+///
+/// Opening ends what a killed process left running, opens the store and repairs its transcripts. Used
+/// from the interface thread.
+class Application {
+ public:
+  /// Blocks. Throws `StoreError` or `SettingsError`, and `std::system_error` where the data folder
+  /// cannot be used.
+  static std::unique_ptr<Application> open(const Locations& locations);
+  ~Application();
+  Application(const Application&) = delete;
+  Application& operator=(const Application&) = delete;
+
+  const Locations& locations() const { return locations_; }
+  SettingsFile& settings() { return settings_; }
+  const std::shared_ptr<ModelContainer>& modelContainer() const { return modelContainer_; }
+  const std::shared_ptr<ProcessLedger>& processes() const { return processes_; }
+  ProjectStore& projects() { return *projects_; }
+  AgentModelStore& agents() { return *agents_; }
+  ConversationModelActor& conversations() { return *conversations_; }
+  TranscriptReader& transcripts() { return *transcripts_; }
+  NotificationCenter& notifications() { return *notifications_; }
+  AgentRunnerStore& runners() { return *runners_; }
+  any_io_executor io() { return executors_.io(); }
+
+  /// On the first start, registers the agents that are found and makes the built-in one. To be
+  /// awaited before anything else.
+  awaitable<void> prepare();
+
+  /// Ends every prompt and process and the change feed. To be awaited before the destructor, which
+  /// waits for the pools to be idle.
+  awaitable<void> shutdown();
+
+ private:
+  explicit Application(const Locations& locations);
+  void openStore();
+
+  Locations locations_;
+  SettingsFile settings_;
+  Executors executors_;
+  std::shared_ptr<ProcessLedger> processes_;
+  std::shared_ptr<ModelContainer> modelContainer_;
+  std::shared_ptr<NotificationCenter> notifications_;
+  std::shared_ptr<ProjectStore> projects_;
+  std::shared_ptr<AgentModelStore> agents_;
+  std::shared_ptr<ConversationModelActor> conversations_;
+  std::shared_ptr<TranscriptReader> transcripts_;
+  std::unique_ptr<AgentRunnerStore> runners_;
+};
+
+}  // namespace ravant

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "app/application.hpp"
+
+namespace ravant {
+
+/// A prompt as a face submits it, with what the user chose.
+struct PromptSubmission {
+  std::string prompt;
+  Project project;
+  Agent agent;
+  std::string model;  ///< slug
+  std::optional<std::string> effort;
+  ConversationId conversation;
+  std::optional<std::string> resumedSessionId;
+};
+
+/// Remembers model and effort on the conversation, hands the prompt to the agent's runner and returns
+/// why it ended. Throws `StoreError` where the transcript cannot be written.
+awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission);
+
+}  // namespace ravant

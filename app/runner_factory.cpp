@@ -1,0 +1,59 @@
+#include "app/runner_factory.hpp"
+
+#include <fmt/format.h>
+
+#include "core/agent_runner_error.hpp"
+#include "platform/async/actor.hpp"
+#include "platform/process/login_shell.hpp"
+#include "runners/claude/claude_code_shell_runner.hpp"
+#include "runners/transcript_writer.hpp"
+
+namespace ravant {
+namespace {
+
+/// Stands for an agent that this version cannot run: keeps the prompt and says so.
+class UnavailableRunner final : public Actor, public AgentRunner {
+ public:
+  UnavailableRunner(AgentType type, std::shared_ptr<ModelContainer> modelContainer, any_io_executor io)
+      : Actor(std::move(io)), type_(type), modelContainer_(std::move(modelContainer)) {}
+
+  awaitable<void> send(AgentRunRequest request) override {
+    return onActor([this, request = std::move(request)]() -> awaitable<void> {
+      TranscriptWriter writer(modelContainer_, request.conversationId);
+      co_await writer.begin(request.prompt, type_);
+      co_await writer.end({});
+      throw PromptRefusedError(fmt::format("{} cannot be run by this version of Ravant yet", displayName(type_)));
+    });
+  }
+
+  awaitable<void> cancel(ConversationId /*conversationId*/) override { co_return; }
+  awaitable<void> shutdown() override { co_return; }
+
+ private:
+  AgentType type_;
+  std::shared_ptr<ModelContainer> modelContainer_;
+};
+
+}  // namespace
+
+bool isRunnable(AgentType type) { return type == AgentType::claude; }
+
+std::shared_ptr<AgentRunner> AppRunnerFactory::makeRunner(AgentType type,
+                                                          std::shared_ptr<ModelContainer> modelContainer) {
+  switch (type) {
+    case AgentType::claude:
+      return std::make_shared<ClaudeCodeShellRunner>(
+          std::move(modelContainer),
+          ShellRunnerOptions{
+              .io = io_,
+              .shell = {.shellPath = loginShell().path, .startLimit = shellStartLimit_, .ledger = processes_}});
+    case AgentType::ravant:
+    case AgentType::codex:
+    case AgentType::pi:
+    case AgentType::cursor:
+      return std::make_shared<UnavailableRunner>(type, std::move(modelContainer), io_);
+  }
+  __builtin_unreachable();
+}
+
+}  // namespace ravant

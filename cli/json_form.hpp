@@ -1,0 +1,30 @@
+#pragma once
+
+#include "core/agent.hpp"
+#include "core/agent_model.hpp"
+#include "core/conversation_item.hpp"
+#include "core/project.hpp"
+#include "core/store/conversation_model_actor.hpp"
+#include "platform/json/json.hpp"
+
+namespace ravant::cli {
+
+/// Whether the agent's own records are part of the machine output.
+enum class RawRecords { left, included };
+
+/// The machine output's forms of the entities: an absent optional field is left out.
+json::object jsonForm(const Project& project);
+json::object jsonForm(const Agent& agent);
+json::object jsonForm(const AgentModel& model);
+json::object jsonForm(const ConversationSummary& summary);
+json::object jsonForm(const ConversationItem& item, RawRecords records);
+json::object jsonForm(const ToolInvocation& invocation, RawRecords records);
+
+template <class Entity>
+json::array jsonForms(const std::vector<Entity>& entities) {
+  json::array forms;
+  for (const Entity& entity : entities) forms.push_back(jsonForm(entity));
+  return forms;
+}
+
+}  // namespace ravant::cli

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "app/application.hpp"
+
+namespace ravant::cli {
+
+/// What the words of a command line name. All throw `CommandError`, which lists the candidates, for a word that is
+/// unknown or ambiguous.
+
+/// By id, name or folder path.
+awaitable<Project> findProject(Application& application, std::string word);
+
+/// By id or type.
+awaitable<Agent> findAgent(Application& application, std::string word);
+
+/// By id or a prefix of it.
+awaitable<ConversationSummary> findConversation(Application& application, std::string word);
+
+/// The word's project, or all where there is no word.
+awaitable<std::optional<ProjectId>> findOptionalProject(Application& application, std::optional<std::string> word);
+
+/// The conversation's title, or the first line of its first prompt.
+std::string titleOf(const ConversationSummary& summary);
+
+/// The title that the user's words give a conversation; none for blank ones.
+std::optional<std::string> titleFrom(std::string_view words);
+
+/// The start of an id that people read and type.
+std::string shortId(const ConversationId& id);
+
+}  // namespace ravant::cli

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace ravant::cli {
+
+/// The program's manual page (`man`) or its completions for a shell (`bash`, `zsh`, `fish`), as they are installed.
+/// Throws `UsageError` for another kind.
+std::string manual(std::string_view kind);
+
+std::string manPage();
+std::string bashCompletions();
+std::string zshCompletions();
+std::string fishCompletions();
+
+}  // namespace ravant::cli

@@ -1,0 +1,117 @@
+#include "cli/run_output.hpp"
+
+#include <fmt/format.h>
+
+#include <set>
+
+#include "cli/json_form.hpp"
+#include "cli/lookup.hpp"
+#include "cli/terminal_text.hpp"
+#include "cli/transcript_text.hpp"
+
+namespace ravant::cli {
+namespace {
+
+class JsonRunOutput final : public RunOutput {
+ public:
+  explicit JsonRunOutput(Output& output) : output_(output) {}
+
+  void started(const RunStart& start) override {
+    write({{"event", "started"},
+           {"conversation", start.conversation.text()},
+           {"project", start.project.text()},
+           {"agent", rawValue(start.agent)},
+           {"model", start.model}});
+  }
+
+  void item(const ConversationItem& item) override {
+    write({{"event", "item"}, {"item", jsonForm(item, RawRecords::left)}});
+  }
+
+  void invocation(const ToolInvocation& invocation) override {
+    write({{"event", "invocation"},
+           {"group", invocation.parentGroup.text()},
+           {"invocation", jsonForm(invocation, RawRecords::left)}});
+  }
+
+  void usage(const ConversationSummary& conversation) override {
+    write({{"event", "usage"}, {"conversation", jsonForm(conversation)}});
+  }
+
+  void finished(PromptEndReason reason) override { write({{"event", "finished"}, {"reason", rawValue(reason)}}); }
+
+ private:
+  void write(const json::object& event) {
+    output_.json(event);
+    output_.flush();
+  }
+
+  Output& output_;
+};
+
+/// The prompt is not repeated, and a failure is left to the program's error.
+class TextRunOutput final : public RunOutput {
+ public:
+  explicit TextRunOutput(Output& output) : output_(output) {}
+
+  void started(const RunStart& start) override {
+    dimLine(fmt::format("conversation {} · {} · {}", shortId(start.conversation), rawValue(start.agent), start.model));
+    output_.flush();
+  }
+
+  void item(const ConversationItem& item) override {
+    switch (kindOf(item)) {
+      case ConversationItemKind::agentMessage:
+      case ConversationItemKind::compactionEvent:
+        output_.line("");
+        output_.write(itemText(item, output_.style(), ToolOutput::firstLines));
+        break;
+      case ConversationItemKind::toolInvocationGroup:
+        output_.line("");
+        break;
+      case ConversationItemKind::userMessage:
+      case ConversationItemKind::failureEvent:
+        break;
+    }
+    output_.flush();
+  }
+
+  void invocation(const ToolInvocation& invocation) override {
+    const bool isNew = shown_.insert(invocation.id).second;
+    if (isNew) output_.write(startedText(invocation, output_.style()));
+    if (invocation.status != ToolInvocationStatus::running) {
+      output_.write(endedText(invocation, output_.style(), ToolOutput::firstLines));
+    }
+    output_.flush();
+  }
+
+  void usage(const ConversationSummary& summary) override { usage_ = usageText(summary.conversation); }
+
+  void finished(PromptEndReason reason) override {
+    output_.line("");
+    if (reason == PromptEndReason::cancelled) dimLine("cancelled");
+    if (!usage_.empty()) dimLine(usage_);
+    output_.flush();
+  }
+
+ private:
+  void dimLine(std::string_view text) { output_.line(output_.style().dim(oneLine(text))); }
+
+  Output& output_;
+  std::set<ToolInvocationId> shown_;
+  std::string usage_;
+};
+
+}  // namespace
+
+std::unique_ptr<RunOutput> RunOutput::make(OutputFormat format, Output& output) {
+  switch (format) {
+    case OutputFormat::json:
+      return std::make_unique<JsonRunOutput>(output);
+    case OutputFormat::text:
+      return std::make_unique<TextRunOutput>(output);
+  }
+  __builtin_unreachable();
+}
+
+}  // namespace ravant::cli

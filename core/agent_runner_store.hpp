@@ -1,0 +1,75 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string_view>
+
+#include "core/agent.hpp"
+#include "core/agent_runner.hpp"
+#include "core/id.hpp"
+#include "core/prompt_end_reason.hpp"
+#include "platform/async/async.hpp"
+
+namespace ravant {
+
+class NotificationCenter;
+
+/// Posted when a prompt has ended; the object is the conversation's id.
+inline constexpr std::string_view kShellPromptFinished = "ravant_shell_prompt_finished";
+/// The key of the reason's text in the user information of `kShellPromptFinished`.
+inline constexpr std::string_view kPromptEndReasonKey = "ravant_prompt_end_reason";
+/// Posted after any change of `AgentRunnerStore::activeConversations`; the object is the conversation's id.
+inline constexpr std::string_view kActiveConversationsChanged = "ravant_active_conversations_changed";
+
+/// Hands prompts to the runners: one runner for each conversation of a shell-driven agent, one
+/// shared runner for each other type, made when a conversation first needs it.
+///
+/// Bound to the interface thread: every operation is called, and resumes, on the interface's
+/// executor. Several conversations run at once.
+class AgentRunnerStore {
+ public:
+  AgentRunnerStore(std::shared_ptr<ModelContainer> modelContainer, std::shared_ptr<RunnerFactory> factory,
+                   std::shared_ptr<NotificationCenter> notifications);
+
+  /// Runs one prompt to its end. A failure becomes one failure item in the transcript and the
+  /// reason `failed`; what is thrown is the store's own error where that item could not be written.
+  /// A prompt that is refused because another one runs leaves that one running and announced.
+  awaitable<PromptEndReason> send(AgentRunRequest request, Agent agent);
+
+  /// Stops the prompt in flight and announces it as cancelled, also where no runner exists.
+  awaitable<void> cancelRunner(ConversationId conversationId);
+
+  /// The runner for a conversation and agent, created if missing.
+  std::shared_ptr<AgentRunner> runner(ConversationId conversationId, const Agent& agent);
+
+  void notifyPromptFinished(ConversationId conversationId, PromptEndReason reason);
+
+  /// Conversations with a prompt in flight.
+  std::set<ConversationId> activeConversations() const;
+
+  /// Cancels what is in flight and ends every runner's processes.
+  awaitable<void> shutdown();
+
+ private:
+  struct Prompt {
+    std::shared_ptr<AgentRunner> runner;
+    bool isCancelled = false;
+  };
+
+  std::shared_ptr<AgentRunner>& runnerSlot(ConversationId conversationId, AgentType type);
+  awaitable<void> recordFailure(ConversationId conversationId, std::string description);
+  bool markEnded(ConversationId conversationId, const std::shared_ptr<Prompt>& prompt);
+  void announceActiveConversations(ConversationId conversationId);
+
+  std::shared_ptr<ModelContainer> modelContainer_;
+  std::shared_ptr<RunnerFactory> factory_;
+  std::shared_ptr<NotificationCenter> notifications_;
+  std::map<ConversationId, std::shared_ptr<AgentRunner>> shellRunners_;
+  std::shared_ptr<AgentRunner> codexRunner_;
+  std::shared_ptr<AgentRunner> cursorRunner_;
+  std::shared_ptr<AgentRunner> ravantRunner_;
+  std::map<ConversationId, std::shared_ptr<Prompt>> inFlight_;
+};
+
+}  // namespace ravant

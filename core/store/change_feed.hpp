@@ -1,0 +1,82 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <variant>
+#include <vector>
+
+#include "core/id.hpp"
+#include "platform/async/actor.hpp"
+#include "platform/async/mailbox.hpp"
+#include "platform/sqlite/database.hpp"
+
+namespace ravant {
+
+enum class ChangeOperation { inserted, updated, removed };
+
+/// One changed entity. Parts of a transcript name their conversation too; messages' blocks change
+/// with their item. Removing an entity is announced once, not for everything that it owned.
+struct Change {
+  using EntityId = std::variant<ProjectId, AgentId, AgentModelId, ConversationId, ConversationItemId, ToolInvocationId>;
+
+  EntityId entity;
+  ChangeOperation operation;
+  std::optional<ConversationId> conversation;
+
+  bool operator==(const Change&) const = default;
+};
+
+/// What was committed since the last batch, in order.
+struct ChangeBatch {
+  std::vector<Change> changes;
+  /// Set when an observer was away for so long that changes are no longer known one by one:
+  /// everything it shows is to be read again.
+  bool isIncomplete = false;
+};
+
+/// A stream of changes that ends when the feed stops or `end` is called. One reader, on the
+/// executor given to `ChangeFeed::subscribe`.
+class ChangeSubscription {
+ public:
+  explicit ChangeSubscription(any_io_executor observer) : mailbox_(std::move(observer)) {}
+
+  /// The next batch, with everything that arrived meanwhile; nothing at the end.
+  awaitable<std::optional<ChangeBatch>> next();
+  void end() { mailbox_.end(); }
+
+ private:
+  friend class ChangeFeed;
+  Mailbox<ChangeBatch> mailbox_;
+};
+
+/// Announces the ids of what was committed, by this process or another one, after the commit.
+///
+/// Writers record their changes in the store inside their own transaction and then touch a file
+/// beside it, which wakes the feeds of all processes.
+class ChangeFeed : public Actor {
+ public:
+  /// `connection` is the feed's own; `noticeFile` is the file that writers touch.
+  ChangeFeed(any_io_executor pool, sqlite::Database connection, const std::filesystem::path& noticeFile);
+  ~ChangeFeed() override;
+
+  /// Announces what is committed from now on to the returned stream.
+  awaitable<std::shared_ptr<ChangeSubscription>> subscribe(any_io_executor observer);
+
+  /// Returns when every change committed before the call has been handed to the subscriptions.
+  awaitable<void> flush();
+
+  /// Ends every stream; the feed announces nothing afterwards.
+  awaitable<void> stop();
+
+ private:
+  struct State;
+
+  awaitable<void> watch();
+  void publish();
+
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace ravant

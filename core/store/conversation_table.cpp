@@ -1,0 +1,64 @@
+#include "core/store/conversation_table.hpp"
+
+#include "core/store/row_values.hpp"
+
+namespace ravant {
+
+ConversationTable::ConversationTable(StoreConnection& store)
+    : find_(store.prepare("SELECT id FROM conversation WHERE uuid = ?")),
+      touchLastActivity_(store.prepare("UPDATE conversation SET last_activity_at = ? WHERE id = ?")),
+      touchLastPrompt_(
+          store.prepare("UPDATE conversation SET last_prompt_at = ?1, last_activity_at = ?1 WHERE id = ?2")),
+      updateTokenUsage_(store.prepare(
+          "UPDATE conversation SET last_used_tokens = ?, last_total_processed_tokens = ?, last_input_tokens = ?, "
+          "last_output_tokens = ?, last_cache_read_tokens = ?, last_cache_creation_tokens = ?, "
+          "last_usage_updated_at = ? WHERE id = ?")),
+      updateContextWindow_(
+          store.prepare("UPDATE conversation SET last_max_tokens = ?, last_usage_updated_at = ? WHERE id = ?")),
+      updateResumedSessionId_(store.prepare("UPDATE conversation SET agent_resumed_session_id = ? WHERE id = ?")),
+      updateLastPromptSettings_(
+          store.prepare("UPDATE conversation SET last_used_model = ?, last_used_effort_raw_value = ? WHERE id = ?")),
+      setArchived_(store.prepare("UPDATE conversation SET archived = ? WHERE id = ?")),
+      rename_(store.prepare("UPDATE conversation SET title = ? WHERE id = ?")),
+      remove_(store.prepare("DELETE FROM conversation WHERE id = ?")) {}
+
+std::optional<ConversationRow> ConversationTable::find(ConversationId id) {
+  auto row = find_.query(bound(id));
+  return row.step() ? std::optional(ConversationRow(row.int64(0))) : std::nullopt;
+}
+
+void ConversationTable::touchLastActivity(ConversationRow row, Timestamp now) {
+  touchLastActivity_.run(bound(now), bound(row));
+}
+
+void ConversationTable::touchLastPrompt(ConversationRow row, Timestamp now) {
+  touchLastPrompt_.run(bound(now), bound(row));
+}
+
+void ConversationTable::updateTokenUsage(ConversationRow row, const TokenUsageSnapshot& snapshot, Timestamp now) {
+  updateTokenUsage_.run(snapshot.usedTokens, snapshot.totalProcessedTokens, snapshot.inputTokens, snapshot.outputTokens,
+                        snapshot.cacheReadTokens, snapshot.cacheCreationTokens, bound(now), bound(row));
+}
+
+void ConversationTable::updateContextWindow(ConversationRow row, std::int64_t maxTokens, Timestamp now) {
+  updateContextWindow_.run(maxTokens, bound(now), bound(row));
+}
+
+void ConversationTable::updateResumedSessionId(ConversationRow row, const std::optional<std::string>& sessionId) {
+  updateResumedSessionId_.run(sessionId, bound(row));
+}
+
+void ConversationTable::updateLastPromptSettings(ConversationRow row, std::string_view modelId,
+                                                 const std::optional<std::string>& effort) {
+  updateLastPromptSettings_.run(modelId, effort, bound(row));
+}
+
+void ConversationTable::setArchived(ConversationRow row, bool archived) { setArchived_.run(archived, bound(row)); }
+
+void ConversationTable::rename(ConversationRow row, const std::optional<std::string>& title) {
+  rename_.run(title, bound(row));
+}
+
+void ConversationTable::remove(ConversationRow row) { remove_.run(bound(row)); }
+
+}  // namespace ravant

@@ -1,0 +1,141 @@
+#include "core/store/model_container.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "core/store/store_error.hpp"
+#include "core/store/store_upgrade.hpp"
+#include "platform/files/private_file.hpp"
+#include "platform/log/log.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.core", "Persistence");
+constexpr std::chrono::seconds kUpgradeOfOtherLimit{60};
+constexpr std::chrono::seconds kUseOfOthersLimit{2};
+constexpr std::chrono::seconds kCheckLimit{2};
+constexpr std::chrono::hours kCheckInterval{24};
+
+std::filesystem::path preparedFolder(const std::filesystem::path& folder) {
+  try {
+    makePrivateFolder(folder);
+    return folder / "store.sqlite";
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw StoreError(StoreError::Case::folderUnusable, folder / "store.sqlite", error.code().message());
+  }
+}
+
+UniqueFd openNotice(const std::filesystem::path& path) {
+  UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+  if (file.get() < 0) throw std::system_error(errno, std::generic_category(), path.string());
+  return file;
+}
+
+/// Nothing's, where there is no file.
+std::pair<dev_t, ino_t> identityOf(const std::filesystem::path& file) {
+  struct stat status{};
+  if (::stat(file.c_str(), &status) != 0) return {};
+  return {status.st_dev, status.st_ino};
+}
+
+std::filesystem::path beside(const std::filesystem::path& file, const char* extension) {
+  return std::filesystem::path(file).replace_extension(extension);
+}
+
+}  // namespace
+
+std::shared_ptr<ModelContainer> ModelContainer::open(ModelContainerOptions options, Check check) {
+  const std::filesystem::path file = preparedFolder(options.folder);
+  try {
+    auto container = std::make_shared<ModelContainer>(std::move(options));
+    container->checkContent(check);
+    return container;
+  } catch (const sqlite::Error& error) {
+    throw StoreError::from(error, file);
+  } catch (const std::system_error& error) {
+    throw StoreError(StoreError::Case::folderUnusable, file, error.what());
+  }
+}
+
+ModelContainer::ModelContainer(ModelContainerOptions options)
+    : options_(std::move(options)), file_(options_.folder / "store.sqlite"), lock_(beside(file_, "lock")) {
+  prepareFile();
+  identity_ = identityOf(file_);
+  notice_ = openNotice(beside(file_, "changes"));
+  changeFeed_ = std::make_shared<ChangeFeed>(options_.work, connect(), beside(file_, "changes"));
+}
+
+void ModelContainer::prepareFile() {
+  if (!lock_.share(kUpgradeOfOtherLimit)) throw StoreError(StoreError::Case::busy, file_, "it is being upgraded");
+  if (inspectStore(file_, options_.migrations) == StoreFormat::current) return;
+
+  if (!lock_.takeAlone(kUseOfOthersLimit)) throw StoreError(StoreError::Case::upgradeBlocked, file_);
+  switch (inspectStore(file_, options_.migrations)) {  // another process may have been first
+    case StoreFormat::absent:
+      createStore(file_, options_.migrations);
+      break;
+    case StoreFormat::older:
+      upgradeStore(file_, options_.migrations, options_.clock->now());
+      break;
+    case StoreFormat::current:
+      break;
+  }
+  if (!lock_.share(kUpgradeOfOtherLimit)) throw StoreError(StoreError::Case::busy, file_, "it is being upgraded");
+}
+
+void ModelContainer::checkContent(Check check) {
+  sqlite::Database database = connect();
+  std::optional<Timestamp> lastChecked;
+  {
+    auto statement = database.prepare("SELECT checked_at FROM integrity_check");
+    auto query = statement.query();
+    if (query.step()) lastChecked = Timestamp(std::chrono::microseconds(query.int64(0)));
+  }
+  const Timestamp now = options_.clock->now();
+  const bool isDue = !lastChecked || now - *lastChecked > kCheckInterval || *lastChecked > now;
+  if (check == Check::usual && !isDue) return;
+
+  const auto result = database.quickCheck(kCheckLimit);
+  switch (result.verdict) {
+    case sqlite::CheckResult::Verdict::faulty:
+      throw StoreError(StoreError::Case::damaged, file_, result.words);
+    case sqlite::CheckResult::Verdict::notFinished:
+      kLog.info("{}: no fault found within the time limit of the check", file_.string());
+      break;
+    case sqlite::CheckResult::Verdict::sound:
+      break;
+  }
+  try {
+    database.prepare("INSERT INTO integrity_check VALUES (1, ?1) ON CONFLICT DO UPDATE SET checked_at = ?1")
+        .run(now.time_since_epoch().count());
+  } catch (const sqlite::Error& error) {
+    kLog.warning("that the store was checked could not be noted: {}", error.what());
+  }
+}
+
+sqlite::Database ModelContainer::connect() const {
+  try {
+    sqlite::Database database(file_, {.access = sqlite::Access::readWrite});
+    database.setSynchronous(sqlite::Synchronous::normal);
+    return database;
+  } catch (const sqlite::Error& error) {
+    throw StoreError::from(error, file_);
+  }
+}
+
+void ModelContainer::expectInPlace() const {
+  if (identityOf(file_) != identity_) throw StoreError(StoreError::Case::replaced, file_);
+}
+
+void ModelContainer::announceCommit() const {
+  // What the byte is does not matter: observers watch the file for being written.
+  const char byte = 0;
+  if (::pwrite(notice_.get(), &byte, 1, 0) != 1) kLog.warning("observers could not be told of a commit");
+}
+
+}  // namespace ravant

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <memory>
+#include <span>
+#include <string>
+#include <utility>
+
+#include "core/store/change_feed.hpp"
+#include "core/store/schema.hpp"
+#include "core/store/store_lock.hpp"
+#include "platform/async/async.hpp"
+#include "platform/clock/clock.hpp"
+#include "platform/process/process_ledger.hpp"
+#include "platform/process/unique_fd.hpp"
+#include "platform/sqlite/database.hpp"
+
+namespace ravant {
+
+struct ModelContainerOptions {
+  std::filesystem::path folder;
+  any_io_executor work;  ///< where store actors run; blocking is fine there
+  std::shared_ptr<const Clock> clock;
+  std::shared_ptr<const ProcessLedger> processes;  ///< tells which process a running prompt belongs to
+  std::span<const Migration> migrations = ravant::migrations();
+};
+
+/// The one store of a data folder. Every store actor gets its own connection from it.
+///
+/// Several processes may have the same store open and write to it. Constant after opening, so it may
+/// be used from any thread.
+class ModelContainer {
+ public:
+  /// Opens the store; creates it where there is none; upgrades an older one on a verified copy and
+  /// keeps the previous file beside it. Checks the file: always that it is a store of this version,
+  /// and its whole content when `thorough` or the last whole check is a day old, for a bounded time.
+  /// Blocks. Throws `StoreError`; the file is then as it was.
+  enum class Check { usual, thorough };
+  static std::shared_ptr<ModelContainer> open(ModelContainerOptions options, Check check = Check::usual);
+
+  explicit ModelContainer(ModelContainerOptions options);
+
+  /// A connection for one actor. Throws `StoreError`.
+  sqlite::Database connect() const;
+
+  /// Throws `StoreError` `replaced` when the file is no longer the one that was opened.
+  void expectInPlace() const;
+
+  /// Wakes the observers of this and other processes; called after a commit.
+  void announceCommit() const;
+
+  /// What was committed, for observers.
+  const std::shared_ptr<ChangeFeed>& changeFeed() const { return changeFeed_; }
+
+  const any_io_executor& work() const { return options_.work; }
+  const Clock& clock() const { return *options_.clock; }
+  const ProcessLedger& processes() const { return *options_.processes; }
+  const std::filesystem::path& file() const { return file_; }
+
+ private:
+  void prepareFile();
+  void checkContent(Check check);
+
+  ModelContainerOptions options_;
+  std::filesystem::path file_;
+  StoreLock lock_;
+  std::pair<dev_t, ino_t> identity_;  ///< of the file that was opened
+  UniqueFd notice_;
+  std::shared_ptr<ChangeFeed> changeFeed_;
+};
+
+}  // namespace ravant

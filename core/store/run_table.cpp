@@ -1,0 +1,117 @@
+#include "core/store/run_table.hpp"
+
+#include "core/agent_runner_error.hpp"
+#include "core/store/row_values.hpp"
+#include "platform/log/log.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.core", "Persistence");
+constexpr std::string_view kInterruptedTool = "Interrupted: Ravant ended while this tool was running.";
+constexpr std::string_view kInterruptedRun = "The agent run failed: interrupted, because Ravant ended while it ran";
+
+}  // namespace
+
+RunTable::RunTable(StoreConnection& store, ItemTable& items)
+    : store_(store),
+      items_(items),
+      ownerOf_(store.prepare("SELECT owner FROM run WHERE conversation_id = ?")),
+      insert_(store.prepare("INSERT OR REPLACE INTO run (conversation_id, owner, started_at) VALUES (?, ?, ?)")),
+      remove_(store.prepare("DELETE FROM run WHERE conversation_id = ? AND owner = ?")),
+      all_(store.prepare("SELECT run.owner, conversation.uuid, conversation.id FROM run "
+                         "JOIN conversation ON conversation.id = run.conversation_id")) {}
+
+std::optional<std::string> RunTable::ownerOf(ConversationRow conversation) {
+  auto row = ownerOf_.query(bound(conversation));
+  return row.step() ? std::optional(readText(row, 0)) : std::nullopt;
+}
+
+void RunTable::begin(ConversationId id, ConversationRow conversation, Changes& changes) {
+  const ProcessLedger& processes = store_.container().processes();
+  const auto owner = ownerOf(conversation);
+  if (owner && *owner != processes.owner()) {
+    if (processes.isAlive(*owner)) throw AgentRunnerError(AgentRunnerError::Case::busy);
+    endInterrupted(id, conversation, *owner, changes);
+  }
+  insert_.run(bound(conversation), processes.owner(), bound(store_.now()));
+}
+
+void RunTable::end(ConversationId id, ConversationRow conversation, std::string_view unfinishedToolOutput,
+                   Changes& changes) {
+  const auto owner = ownerOf(conversation);
+  const std::string& self = store_.container().processes().owner();
+  if (owner && *owner != self) return;  // another process has begun a run since
+  end(id, conversation, self, unfinishedToolOutput, changes);
+}
+
+void RunTable::end(ConversationId id, ConversationRow conversation, const std::string& owner,
+                   std::string_view unfinishedToolOutput, Changes& changes) {
+  remove_.run(bound(conversation), owner);
+  for (const ToolInvocationId invocation : items_.runningInvocations(conversation)) {
+    items_.fail(invocation, unfinishedToolOutput, store_.now());
+    changes.updated(invocation, id);
+  }
+}
+
+void RunTable::endInterrupted(ConversationId id, ConversationRow conversation, const std::string& owner,
+                              Changes& changes) {
+  end(id, conversation, owner, kInterruptedTool, changes);
+  changes.inserted(items_.insert({.conversation = conversation,
+                                  .kind = ConversationItemKind::failureEvent,
+                                  .rawJSON = {},
+                                  .text = kInterruptedRun},
+                                 store_.now()),
+                   id);
+  kLog.warning("ended the interrupted run of conversation {}", id.text());
+}
+
+void RunTable::endInterrupted(Changes& changes) {
+  struct Run {
+    ConversationId id;
+    ConversationRow conversation;
+    std::string owner;
+  };
+  std::vector<Run> dead;
+  {
+    auto row = all_.query();
+    while (row.step()) {
+      if (store_.container().processes().isAlive(row.text(0))) continue;
+      dead.push_back({readId<ConversationId>(row, 1), ConversationRow(row.int64(2)), readText(row, 0)});
+    }
+  }
+  for (const Run& run : dead) endInterrupted(run.id, run.conversation, run.owner, changes);
+}
+
+LivingRuns::LivingRuns(StoreConnection& store)
+    : processes_(store.container().processes()),
+      ofConversation_(store.prepare("SELECT owner FROM run JOIN conversation ON conversation.id = run.conversation_id "
+                                    "WHERE conversation.uuid = ?")),
+      ofProject_(store.prepare("SELECT owner FROM run JOIN conversation ON conversation.id = run.conversation_id "
+                               "JOIN project ON project.id = conversation.project_id WHERE project.uuid = ?")) {}
+
+void LivingRuns::refuseRemoval(ConversationId id) {
+  if (isOneAlive(ofConversation_.query(bound(id)))) throw InUseError("a prompt is running in this conversation");
+}
+
+void LivingRuns::refuseRemoval(ProjectId id) {
+  if (isOneAlive(ofProject_.query(bound(id)))) throw InUseError("a prompt is running in this project");
+}
+
+bool LivingRuns::isOneAlive(sqlite::Query owners) {
+  while (owners.step()) {
+    if (processes_.isAlive(owners.text(0))) return true;
+  }
+  return false;
+}
+
+void endInterruptedRuns(std::shared_ptr<ModelContainer> modelContainer) {
+  StoreConnection store(std::move(modelContainer));
+  const bool nothingRuns = store.read([&] { return !store.prepare("SELECT 1 FROM run").query().step(); });
+  if (nothingRuns) return;
+  ItemTable items(store);
+  RunTable runs(store, items);
+  store.write(Durability::powerCut, [&](Changes& changes) { runs.endInterrupted(changes); });
+}
+
+}  // namespace ravant

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <memory>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "core/store/change_feed.hpp"
+#include "core/store/change_record.hpp"
+#include "core/store/model_container.hpp"
+#include "core/store/store_error.hpp"
+#include "platform/sqlite/transaction.hpp"
+
+namespace ravant {
+
+/// What a committed operation survives: the death of this process, or a power cut too. The latter
+/// waits for the disk and makes everything committed before it as safe.
+enum class Durability { processDeath, powerCut };
+
+/// What an operation changed, collected while it runs.
+class Changes {
+ public:
+  void inserted(Change::EntityId entity, std::optional<ConversationId> conversation = {}) {
+    all_.push_back({std::move(entity), ChangeOperation::inserted, std::move(conversation)});
+  }
+  void updated(Change::EntityId entity, std::optional<ConversationId> conversation = {}) {
+    all_.push_back({std::move(entity), ChangeOperation::updated, std::move(conversation)});
+  }
+  void removed(Change::EntityId entity) { all_.push_back({std::move(entity), ChangeOperation::removed, {}}); }
+
+  const std::vector<Change>& all() const { return all_; }
+
+ private:
+  std::vector<Change> all_;
+};
+
+/// One store actor's own connection. Each operation is one transaction: all of it is stored, and
+/// announced, when `write` returns, or none of it.
+class StoreConnection {
+ public:
+  explicit StoreConnection(std::shared_ptr<ModelContainer> container)
+      : container_(std::move(container)), database_(container_->connect()), changeWriter_(database_) {}
+
+  sqlite::Statement prepare(std::string_view sql) { return database_.prepare(sql); }
+  std::int64_t lastInsertRowId() const { return database_.lastInsertRowId(); }
+  Timestamp now() const { return container_->clock().now(); }
+  const ModelContainer& container() const { return *container_; }
+
+  /// Runs `body(Changes&)` in a transaction of its own and returns its result. Throws `StoreError`;
+  /// whatever is thrown undoes everything.
+  template <class Body>
+  auto write(Durability durability, Body body) {
+    return translated([&] {
+      database_.setSynchronous(durability == Durability::powerCut ? sqlite::Synchronous::full
+                                                                  : sqlite::Synchronous::normal);
+      sqlite::Transaction transaction(database_);
+      Changes changes;
+      if constexpr (std::is_void_v<std::invoke_result_t<Body, Changes&>>) {
+        body(changes);
+        commit(transaction, changes);
+      } else {
+        auto result = body(changes);
+        commit(transaction, changes);
+        return result;
+      }
+    });
+  }
+
+  /// Runs `body()` on one state of the store. Throws `StoreError`.
+  template <class Body>
+  auto read(Body body) {
+    return translated([&] {
+      const sqlite::Transaction transaction(database_, sqlite::Transaction::Kind::read);
+      return body();
+    });
+  }
+
+ private:
+  template <class Body>
+  auto translated(Body body) {
+    try {
+      return body();
+    } catch (const sqlite::Error& error) {
+      throw StoreError::from(error, container_->file());
+    }
+  }
+
+  void commit(sqlite::Transaction& transaction, const Changes& changes) {
+    container_->expectInPlace();
+    changeWriter_.write(changes.all());
+    transaction.commit();
+    if (!changes.all().empty()) container_->announceCommit();
+  }
+
+  std::shared_ptr<ModelContainer> container_;
+  sqlite::Database database_;
+  ChangeWriter changeWriter_;
+};
+
+}  // namespace ravant

@@ -1,0 +1,109 @@
+#include "platform/files/private_file.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <string>
+
+#include "platform/process/unique_fd.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr mode_t kPrivateFolder = 0700;
+constexpr mode_t kPrivateFile = 0600;
+constexpr std::size_t kReadSize = 64 * 1024;
+
+[[noreturn]] void fail(const char* action, const std::filesystem::path& path) {
+  throw std::filesystem::filesystem_error(action, path, std::error_code(errno, std::generic_category()));
+}
+
+/// A new file beside the one it will replace; removed unless it did.
+class Replacement {
+ public:
+  explicit Replacement(const std::filesystem::path& target) : target_(target), path_(target.string() + ".XXXXXX") {
+    file_.reset(::mkostemp(path_.data(), O_CLOEXEC));
+    if (!file_) fail("Cannot create a file", path_);
+  }
+  ~Replacement() {
+    if (!isInPlace_) ::unlink(path_.c_str());
+  }
+  Replacement(const Replacement&) = delete;
+  Replacement& operator=(const Replacement&) = delete;
+
+  void keepMode() {
+    struct stat status;
+    const mode_t mode = ::stat(target_.c_str(), &status) == 0 ? status.st_mode & 07777 : kPrivateFile;
+    if (::fchmod(file_.get(), mode) != 0) fail("Cannot set the mode of", path_);
+  }
+
+  void write(std::string_view contents) {
+    while (!contents.empty()) {
+      const ssize_t count = ::write(file_.get(), contents.data(), contents.size());
+      if (count < 0 && errno != EINTR) fail("Cannot write", path_);
+      if (count > 0) contents.remove_prefix(static_cast<std::size_t>(count));
+    }
+    if (::fsync(file_.get()) != 0) fail("Cannot write", path_);
+  }
+
+  void putInPlace() {
+    if (::rename(path_.c_str(), target_.c_str()) != 0) fail("Cannot replace", target_);
+    isInPlace_ = true;
+    const UniqueFd folder(::open(target_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (folder) ::fsync(folder.get());
+  }
+
+ private:
+  const std::filesystem::path& target_;
+  std::string path_;
+  UniqueFd file_;
+  bool isInPlace_ = false;
+};
+
+}  // namespace
+
+std::optional<std::string> readFile(const std::filesystem::path& path) {
+  const UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
+  if (!file) fail("Cannot open", path);
+  std::string contents;
+  for (std::size_t size = 0;;) {
+    contents.resize(size + kReadSize);
+    const ssize_t count = ::read(file.get(), contents.data() + size, kReadSize);
+    if (count < 0 && errno != EINTR) fail("Cannot read", path);
+    if (count > 0) size += static_cast<std::size_t>(count);
+    contents.resize(size);
+    if (count == 0) return contents;
+  }
+}
+
+void makePrivateFolder(const std::filesystem::path& folder) {
+  if (std::filesystem::is_directory(folder)) return;
+  if (folder.has_parent_path() && folder.parent_path() != folder) makePrivateFolder(folder.parent_path());
+  if (::mkdir(folder.c_str(), kPrivateFolder) != 0 && errno != EEXIST) fail("Cannot create the folder", folder);
+}
+
+void replaceFile(const std::filesystem::path& path, std::string_view contents) {
+  const std::filesystem::path target = std::filesystem::absolute(linkTarget(path));
+  Replacement replacement(target);
+  replacement.keepMode();
+  replacement.write(contents);
+  replacement.putInPlace();
+}
+
+std::filesystem::path linkTarget(std::filesystem::path path) {
+  constexpr int kMaxLinks = 40;
+  for (int links = 0; std::filesystem::is_symlink(path); ++links) {
+    if (links == kMaxLinks) {
+      errno = ELOOP;
+      fail("Cannot follow", path);
+    }
+    path = path.parent_path() / std::filesystem::read_symlink(path);
+  }
+  return path;
+}
+
+}  // namespace ravant

@@ -1,0 +1,154 @@
+#include "platform/process/process_ledger.hpp"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <system_error>
+
+#include "platform/files/private_file.hpp"
+#include "platform/log/log.hpp"
+#include "platform/text/uuid.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.platform", "ProcessLedger");
+
+constexpr std::string_view kWillStart = "will-start";
+constexpr std::string_view kStarted = "started";
+constexpr std::string_view kEnded = "ended";
+
+[[noreturn]] void fail(int error, const std::filesystem::path& file) {
+  throw std::system_error(error, std::generic_category(), file.string());
+}
+
+std::string bootId() {
+  std::string id;
+  std::ifstream("/proc/sys/kernel/random/boot_id") >> id;
+  return id;
+}
+
+struct OwnerFile {
+  enum class State { absent, alive, dead };
+
+  State state = State::absent;
+  UniqueFd lock;  ///< on a dead owner's file; several processes may hold one
+};
+
+OwnerFile lookUp(const std::filesystem::path& folder, std::string_view owner) {
+  if (!Uuid::parse(owner)) return {};
+  const std::filesystem::path path = folder / owner;
+  UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file && errno == ENOENT) return {};
+  if (!file) fail(errno, path);
+  if (::flock(file.get(), LOCK_SH | LOCK_NB) == 0) return {OwnerFile::State::dead, std::move(file)};
+  if (errno == EWOULDBLOCK) return {OwnerFile::State::alive, UniqueFd()};
+  fail(errno, path);
+}
+
+std::vector<ProcessTree> treesLeft(const std::filesystem::path& path) {
+  std::map<std::string, ProcessTree> trees;
+  std::ifstream file(path);
+  const std::string thisBoot = bootId();
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line);
+    std::string event;
+    std::string token;
+    words >> event >> token;
+    if (!Uuid::parse(token)) continue;
+    if (event == kWillStart) {
+      trees[token].token = token;
+    } else if (event == kEnded) {
+      trees.erase(token);
+    } else if (event == kStarted) {
+      ProcessIdentity child;
+      std::string boot;
+      if (words >> child.pid >> child.startTime >> boot && boot == thisBoot) trees[token].root = child;
+    }
+  }
+  std::vector<ProcessTree> left;
+  for (const auto& [token, tree] : trees) left.push_back(tree);
+  return left;
+}
+
+}  // namespace
+
+std::shared_ptr<ProcessLedger> ProcessLedger::open(const std::filesystem::path& folder) {
+  makePrivateFolder(folder);
+  const std::string owner = Uuid::random().text();
+  // Locked before anyone can see it under its name.
+  const std::filesystem::path unlocked = folder / ("." + owner);
+  UniqueFd file(::open(unlocked.c_str(), O_RDWR | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600));
+  if (!file) fail(errno, unlocked);
+  if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) fail(errno, unlocked);
+  std::filesystem::rename(unlocked, folder / owner);
+  return std::shared_ptr<ProcessLedger>(new ProcessLedger(folder, owner, std::move(file)));
+}
+
+ProcessLedger::ProcessLedger(std::filesystem::path folder, std::string owner, UniqueFd file)
+    : folder_(std::move(folder)), owner_(std::move(owner)), file_(std::move(file)) {}
+
+ProcessLedger::~ProcessLedger() {
+  if (running_.empty()) ::unlink((folder_ / owner_).c_str());
+}
+
+bool ProcessLedger::isAlive(std::string_view owner) const {
+  return lookUp(folder_, owner).state == OwnerFile::State::alive;
+}
+
+std::vector<std::string> ProcessLedger::deadOwners() const {
+  std::vector<std::string> owners;
+  for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+    const std::string owner = entry.path().filename().string();
+    if (lookUp(folder_, owner).state == OwnerFile::State::dead) owners.push_back(owner);
+  }
+  return owners;
+}
+
+TreeEnd ProcessLedger::recover(std::string_view owner) const {
+  const OwnerFile file = lookUp(folder_, owner);
+  if (file.state != OwnerFile::State::dead) return TreeEnd::complete;
+  const std::vector<ProcessTree> trees = treesLeft(folder_ / owner);
+  return trees.empty() ? TreeEnd::complete : endTreesBlocking(trees);
+}
+
+void ProcessLedger::forget(std::string_view owner) const {
+  const std::filesystem::path path = folder_ / owner;
+  const bool isDead = lookUp(folder_, owner).state == OwnerFile::State::dead;
+  if (isDead && ::unlink(path.c_str()) != 0 && errno != ENOENT) fail(errno, path);
+}
+
+void ProcessLedger::willStart(const std::string& token) {
+  const std::lock_guard lock(mutex_);
+  if (const int error = append(fmt::format("{} {}\n", kWillStart, token))) fail(error, folder_ / owner_);
+  running_.insert(token);
+}
+
+void ProcessLedger::started(const std::string& token, ProcessIdentity child) {
+  const std::lock_guard lock(mutex_);
+  const std::string line = fmt::format("{} {} {} {} {}\n", kStarted, token, child.pid, child.startTime, bootId());
+  if (const int error = append(line)) {
+    kLog.warning("child {} is not written down: {}", child.pid, std::generic_category().message(error));
+  }
+}
+
+void ProcessLedger::ended(const std::string& token) {
+  const std::lock_guard lock(mutex_);
+  running_.erase(token);
+  const int error =
+      running_.empty() ? (::ftruncate(file_.get(), 0) == 0 ? 0 : errno) : append(fmt::format("{} {}\n", kEnded, token));
+  if (error != 0) kLog.warning("the end of a child is not written down: {}", std::generic_category().message(error));
+}
+
+int ProcessLedger::append(std::string_view line) {
+  const ssize_t written = ::write(file_.get(), line.data(), line.size());
+  return written == static_cast<ssize_t>(line.size()) ? 0 : (written < 0 ? errno : ENOSPC);
+}
+
+}  // namespace ravant

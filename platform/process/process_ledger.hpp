@@ -1,0 +1,61 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/process/process_tree.hpp"
+#include "platform/process/unique_fd.hpp"
+
+namespace ravant {
+
+/// Writes down which children this process has running, so that the next start can end what is left when this one was
+/// killed. One file per process in a folder of their owner alone; the file is locked (flock(2)) for as long as its
+/// process lives, and the name is the process's `owner`.
+///
+/// Usable from any thread. Throws std::system_error and std::filesystem::filesystem_error.
+class ProcessLedger {
+ public:
+  /// Makes the folder when it is missing.
+  static std::shared_ptr<ProcessLedger> open(const std::filesystem::path& folder);
+
+  /// Removes the file, unless a tree is still written down as running.
+  ~ProcessLedger();
+  ProcessLedger(const ProcessLedger&) = delete;
+  ProcessLedger& operator=(const ProcessLedger&) = delete;
+
+  /// Names this process among all that ever used the folder.
+  const std::string& owner() const { return owner_; }
+  /// False as well for an owner that left no file.
+  bool isAlive(std::string_view owner) const;
+  /// The processes that left children running, or were killed before they could remove their file.
+  std::vector<std::string> deadOwners() const;
+
+  /// Ends what a dead owner left running; blocks, up to 3 s. Does nothing for one that is alive or forgotten; several
+  /// processes may recover the same owner at once.
+  TreeEnd recover(std::string_view owner) const;
+  /// Removes the file of a dead owner, once everything that refers to it has been repaired.
+  void forget(std::string_view owner) const;
+
+  /// Called by ChildProcess: before a child is started, once it is running, and when nothing of its tree is left. Only
+  /// the first throws; the others log, for recovery does without them.
+  void willStart(const std::string& token);
+  void started(const std::string& token, ProcessIdentity child);
+  void ended(const std::string& token);
+
+ private:
+  ProcessLedger(std::filesystem::path folder, std::string owner, UniqueFd file);
+  int append(std::string_view line);  // 0 or errno
+
+  const std::filesystem::path folder_;
+  const std::string owner_;
+  std::mutex mutex_;
+  UniqueFd file_;
+  std::set<std::string> running_;  ///< tokens
+};
+
+}  // namespace ravant

@@ -1,0 +1,50 @@
+#include "platform/sqlite/error.hpp"
+
+#include <fmt/format.h>
+#include <sqlite3.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace ravant::sqlite {
+
+Error::Case Error::reason() const noexcept {
+  switch (extendedCode_ & 0xFF) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return Case::busy;
+    case SQLITE_FULL:
+      return Case::full;
+    case SQLITE_READONLY:
+      return Case::readOnly;
+    case SQLITE_CORRUPT:
+      return Case::corrupt;
+    case SQLITE_NOTADB:
+      return Case::notADatabase;
+    case SQLITE_CANTOPEN:
+      return Case::cannotOpen;
+    case SQLITE_CONSTRAINT:
+      return Case::constraint;
+    case SQLITE_INTERRUPT:
+      return Case::interrupted;
+    case SQLITE_IOERR:
+      return Case::ioError;
+    default:
+      return Case::other;
+  }
+}
+
+void throwError(sqlite3* connection, int code) {
+  std::string words =
+      connection && sqlite3_extended_errcode(connection) == code ? sqlite3_errmsg(connection) : sqlite3_errstr(code);
+  const int systemError = connection ? sqlite3_system_errno(connection) : 0;
+  const int primary = code & 0xFF;
+  if (systemError != 0 && (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN || primary == SQLITE_FULL)) {
+    words += fmt::format(": {}", std::strerror(systemError));
+  }
+  // SQLite reports a full disk as such only where it writes the database itself.
+  if (primary == SQLITE_IOERR && (systemError == ENOSPC || systemError == EDQUOT)) code = SQLITE_FULL;
+  throw Error(code, fmt::format("{} (SQLite {})", words, code));
+}
+
+}  // namespace ravant::sqlite

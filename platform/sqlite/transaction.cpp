@@ -1,0 +1,24 @@
+#include "platform/sqlite/transaction.hpp"
+
+namespace ravant::sqlite {
+
+Transaction::Transaction(Database& database, Kind kind) : database_(database) {
+  auto& statements = *database_.statements_;
+  (kind == Kind::write ? statements.beginWrite : statements.beginRead).run();
+}
+
+Transaction::~Transaction() {
+  if (committed_ || !database_.isInTransaction()) return;
+  try {
+    database_.statements_->rollback.run();
+  } catch (const Error&) {
+    // A failed rollback has still ended the transaction: SQLite undoes it when the file is next opened.
+  }
+}
+
+void Transaction::commit() {
+  database_.statements_->commit.run();
+  committed_ = true;
+}
+
+}  // namespace ravant::sqlite

@@ -1,0 +1,85 @@
+#include "platform/text/text.hpp"
+
+#include <fmt/format.h>
+
+#include <iterator>
+
+#include "platform/text/utf8.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr char32_t kControlPictures = 0x2400;
+constexpr char32_t kDeletePicture = 0x2421;
+
+void appendThreeBytes(std::string& text, char32_t character) {
+  text += static_cast<char>(0xE0 | character >> 12);
+  text += static_cast<char>(0x80 | (character >> 6 & 0x3F));
+  text += static_cast<char>(0x80 | (character & 0x3F));
+}
+
+bool isHarmful(char32_t character) {
+  return (character >= 0x80 && character <= 0x9F) || (character >= 0x202A && character <= 0x202E) ||
+         (character >= 0x2066 && character <= 0x2069) || character == 0x2028 || character == 0x2029;
+}
+
+/// Of the valid two or three bytes long characters; others are never harmful.
+char32_t decoded(std::string_view character) {
+  const auto bits = [&](std::size_t i, unsigned mask) { return static_cast<unsigned char>(character[i]) & mask; };
+  if (character.size() == 2) return bits(0, 0x1F) << 6 | bits(1, 0x3F);
+  if (character.size() == 3) return bits(0, 0x0F) << 12 | bits(1, 0x3F) << 6 | bits(2, 0x3F);
+  return 0;
+}
+
+std::size_t characterSize(char lead) {
+  const auto byte = static_cast<unsigned char>(lead);
+  return byte < 0x80 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : 4;
+}
+
+}  // namespace
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kSpace = " \t\n\v\f\r";
+  const std::size_t first = text.find_first_not_of(kSpace);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
+}
+
+std::string base64(std::string_view bytes) {
+  constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string text;
+  text.reserve((bytes.size() + 2) / 3 * 4);
+  for (; !bytes.empty(); bytes.remove_prefix(std::min<std::size_t>(3, bytes.size()))) {
+    const auto byteAt = [&](std::size_t i) { return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0u; };
+    const unsigned group = byteAt(0) << 16 | byteAt(1) << 8 | byteAt(2);
+    text += kAlphabet[group >> 18];
+    text += kAlphabet[group >> 12 & 0x3F];
+    text += bytes.size() > 1 ? kAlphabet[group >> 6 & 0x3F] : '=';
+    text += bytes.size() > 2 ? kAlphabet[group & 0x3F] : '=';
+  }
+  return text;
+}
+
+std::string terminalSafe(std::string_view text) {
+  const std::string valid = repairUtf8(std::string(text));
+  std::string safe;
+  safe.reserve(valid.size());
+  for (std::string_view rest = valid; !rest.empty();) {
+    const std::string_view character = rest.substr(0, characterSize(rest.front()));
+    rest.remove_prefix(character.size());
+    const auto byte = static_cast<unsigned char>(character.front());
+    if (byte == '\r' && rest.starts_with('\n')) continue;
+    if (byte == 0x7F) {
+      appendThreeBytes(safe, kDeletePicture);
+    } else if (byte < 0x20 && byte != '\n' && byte != '\t') {
+      appendThreeBytes(safe, kControlPictures + byte);
+    } else if (const char32_t code = decoded(character); isHarmful(code)) {
+      fmt::format_to(std::back_inserter(safe), "\\u{{{:04X}}}", static_cast<unsigned>(code));
+    } else {
+      safe += character;
+    }
+  }
+  return safe;
+}
+
+}  // namespace ravant

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace ravant {
+
+/// `text` without the white space and line breaks of ASCII at both ends.
+std::string_view trimmed(std::string_view text);
+
+/// The standard alphabet, padded, without line breaks.
+std::string base64(std::string_view bytes);
+
+/// `text` as it may be printed on a terminal: whatever could move the cursor, start an escape sequence or reorder the
+/// line is shown instead (`␛` for the escape character, `\u{202E}` for a direction override). Line breaks (CRLF
+/// becomes a line feed) and tabs stay; invalid UTF-8 is repaired.
+std::string terminalSafe(std::string_view text);
+
+}  // namespace ravant

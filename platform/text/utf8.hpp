@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace ravant {
+
+/// Well-formed as the Unicode standard has it: no overlong forms, no surrogates, nothing above U+10FFFF.
+bool isValidUtf8(std::string_view text);
+
+/// `text` with each maximal ill-formed part replaced by U+FFFD; handed through untouched when it is valid.
+std::string repairUtf8(std::string text);
+
+/// The longest start of valid `text` that has at most `maxBytes` bytes and cuts no character.
+std::string_view utf8Prefix(std::string_view text, std::size_t maxBytes);
+
+}  // namespace ravant

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <memory>
+
+#include "runners/shell_runner.hpp"
+
+namespace ravant {
+
+/// Runs one conversation with Claude Code in print mode.
+class ClaudeCodeShellRunner final : public ShellRunner {
+ public:
+  ClaudeCodeShellRunner(std::shared_ptr<ModelContainer> modelContainer, ShellRunnerOptions options)
+      : ShellRunner(AgentType::claude, std::move(modelContainer), std::move(options)) {}
+
+ private:
+  std::unique_ptr<AgentTurn> makeTurn(std::optional<std::string> resumedSessionId,
+                                      std::optional<std::int64_t> contextWindow) override;
+};
+
+}  // namespace ravant

@@ -1,0 +1,129 @@
+#include "runners/claude/claude_wire.hpp"
+
+#include <fmt/ranges.h>
+
+namespace ravant::claude {
+namespace {
+
+constexpr std::string_view kUnknownSession = "No conversation found with session ID";
+constexpr std::string_view kSyntheticModel = "<synthetic>";
+
+std::string textAt(const json::object& object, std::string_view key) {
+  return std::string(stringAt(object, key).value_or(std::string_view()));
+}
+
+std::optional<std::string> optionalTextAt(const json::object& object, std::string_view key) {
+  const auto text = stringAt(object, key);
+  return text ? std::optional<std::string>(*text) : std::nullopt;
+}
+
+std::string extractToolResultText(const json::value* content) {
+  if (!content) return {};
+  if (const auto* text = content->if_string()) return std::string(*text);
+  std::vector<std::string_view> texts;
+  if (const auto* blocks = content->if_array()) {
+    for (const json::value& block : *blocks) {
+      const json::object* object = block.if_object();
+      if (!object) continue;
+      if (const auto text = stringAt(*object, "text")) texts.push_back(*text);
+    }
+  }
+  return fmt::format("{}", fmt::join(texts, "\n"));
+}
+
+std::vector<AssistantBlock> assistantBlocks(const json::object& message) {
+  std::vector<AssistantBlock> blocks;
+  if (const auto text = stringAt(message, "content")) blocks.emplace_back(TextBlock{std::string(*text)});
+  const json::array* content = arrayAt(message, "content");
+  if (!content) return blocks;
+  for (const json::value& value : *content) {
+    const json::object* block = value.if_object();
+    if (!block) continue;
+    const auto type = stringAt(*block, "type");
+    if (type == "text") {
+      if (auto text = optionalTextAt(*block, "text")) blocks.emplace_back(TextBlock{std::move(*text)});
+    } else if (type == "tool_use") {
+      const json::value* input = block->if_contains("input");
+      blocks.emplace_back(ToolUseBlock{
+          .id = textAt(*block, "id"), .name = textAt(*block, "name"), .input = input ? compactJson(*input) : "{}"});
+    }
+  }
+  return blocks;
+}
+
+AssistantLine parseAssistant(const json::object& line, const json::object& message,
+                             std::optional<std::int64_t> contextWindow) {
+  AssistantLine parsed{.messageId = textAt(message, "id"),
+                       .model = optionalTextAt(message, "model"),
+                       .blocks = assistantBlocks(message)};
+  if (const json::object* usage = objectAt(message, "usage")) {
+    parsed.usage = TokenUsageSnapshot::fromClaudeUsage(*usage, contextWindow);
+  }
+  parsed.isSynthetic = parsed.model == kSyntheticModel;
+  parsed.isOfSubagent = stringAt(line, "parent_tool_use_id").has_value();
+  return parsed;
+}
+
+UserLine parseUser(const json::object& message) {
+  UserLine parsed;
+  const json::array* content = arrayAt(message, "content");
+  if (!content) return parsed;
+  for (const json::value& value : *content) {
+    const json::object* block = value.if_object();
+    if (!block || stringAt(*block, "type") != "tool_result") continue;
+    parsed.results.push_back({.toolUseId = textAt(*block, "tool_use_id"),
+                              .text = extractToolResultText(block->if_contains("content")),
+                              .isError = boolAt(*block, "is_error").value_or(false)});
+  }
+  return parsed;
+}
+
+std::string failureText(const json::object& line) {
+  if (const auto text = stringAt(line, "result"); text && !text->empty()) return std::string(*text);
+  std::vector<std::string_view> errors;
+  if (const json::array* list = arrayAt(line, "errors")) {
+    for (const json::value& error : *list) {
+      if (const auto* text = error.if_string()) errors.emplace_back(*text);
+    }
+  }
+  return errors.empty() ? textAt(line, "subtype") : fmt::format("{}", fmt::join(errors, "\n"));
+}
+
+ResultLine parseResult(const json::object& line) {
+  ResultLine parsed{.isError = boolAt(line, "is_error").value_or(false),
+                    .reply = textAt(line, "result"),
+                    .contextWindow = TokenUsageSnapshot::claudeContextWindow(line.if_contains("modelUsage"))};
+  if (const json::object* usage = objectAt(line, "usage")) {
+    parsed.outputTokens = readOptionalInt(*usage, {"output_tokens"});
+  }
+  if (parsed.isError) parsed.failure = failureText(line);
+  parsed.isUnknownSession = parsed.failure.contains(kUnknownSession);
+  return parsed;
+}
+
+}  // namespace
+
+std::optional<Line> parseLine(JsonLineParser& parser, std::string_view text,
+                              std::optional<std::int64_t> contextWindow) {
+  const json::object* line = asObject(parser.parse(text));
+  if (!line) return std::nullopt;
+
+  Line parsed{.sessionId = optionalTextAt(*line, "session_id")};
+  if (!parsed.sessionId) parsed.sessionId = optionalTextAt(*line, "thread_id");
+
+  const std::string_view type = stringAt(*line, "type").value_or(std::string_view());
+  const json::object* message = objectAt(*line, "message");
+  if (type == "assistant" && message) {
+    parsed.event = parseAssistant(*line, *message, contextWindow);
+  } else if (type == "user" && message) {
+    parsed.event = parseUser(*message);
+  } else if (type == "result") {
+    parsed.event = parseResult(*line);
+  } else if (type == "system" && stringAt(*line, "subtype") == "compact_boundary") {
+    const json::object* metadata = objectAt(*line, "compact_metadata");
+    parsed.event = CompactBoundaryLine{metadata ? optionalTextAt(*metadata, "trigger") : std::nullopt};
+  }
+  return parsed;
+}
+
+}  // namespace ravant::claude

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstddef>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "core/agent_type.hpp"
+#include "tests/agents/runner_bench.hpp"
+
+namespace ravant::test {
+
+/// One runner, and what the tests of all runners must know of its agent.
+///
+/// The cassettes of `tests/agents/<type>` have the same names and the same replies for every agent;
+/// those of `tests/golden/<type>` are the agent's own.
+struct RunnerUnderTest {
+  AgentType type;
+  MakeRunner makeRunner;
+  std::string endOfTurn;  ///< stands in the line that ends a turn
+  std::function<std::string(const FakeAgent::Arguments&)> promptOf;
+  std::optional<std::size_t> largestPrompt;  ///< bytes
+
+  std::filesystem::path cassette(std::string_view name) const;
+  std::vector<std::filesystem::path> goldenCassettes() const;
+};
+
+std::ostream& operator<<(std::ostream& stream, const RunnerUnderTest& runner);
+
+/// A new runner takes its place in every contract by a row here.
+std::vector<RunnerUnderTest> runnersUnderTest();
+
+}  // namespace ravant::test

@@ -1,0 +1,207 @@
+#include "core/agent_runner_store.hpp"
+
+#include <gmock/gmock.h>
+
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+
+#include "core/agent_runner_error.hpp"
+#include "platform/async/signal.hpp"
+#include "platform/notifications/notification_center.hpp"
+#include "tests/support/store.hpp"
+#include "tests/support/transcript_text.hpp"
+
+namespace ravant::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+/// A runner of one loop whose prompts end when the test says so.
+class FakeRunner final : public AgentRunner {
+ public:
+  explicit FakeRunner(any_io_executor loop) : changed_(std::move(loop)) {}
+
+  awaitable<void> send(AgentRunRequest request) override {
+    ++sent;
+    const bool isRefused = !running.insert(request.conversationId).second;
+    if (isRefused) throw AgentRunnerError(AgentRunnerError::Case::busy);
+    while (running.contains(request.conversationId)) co_await changed_.wait();
+    if (failure) throw AgentReportedError(*failure);
+  }
+  awaitable<void> cancel(ConversationId conversationId) override {
+    ++cancelled;
+    failure = "broken pipe";  // what a runner may meet while it is stopped
+    end(conversationId);
+    co_return;
+  }
+  awaitable<void> shutdown() override {
+    isShutDown = true;
+    co_return;
+  }
+  void end(ConversationId conversationId) {
+    running.erase(conversationId);
+    changed_.notify();
+  }
+
+  std::set<ConversationId> running;
+  std::optional<std::string> failure;
+  int sent = 0;
+  int cancelled = 0;
+  bool isShutDown = false;
+
+ private:
+  Signal changed_;
+};
+
+class FakeFactory final : public RunnerFactory {
+ public:
+  explicit FakeFactory(any_io_executor loop) : loop_(std::move(loop)) {}
+  std::shared_ptr<AgentRunner> makeRunner(AgentType /*type*/, std::shared_ptr<ModelContainer>) override {
+    return made.emplace_back(std::make_shared<FakeRunner>(loop_));
+  }
+  std::vector<std::shared_ptr<FakeRunner>> made;
+
+ private:
+  any_io_executor loop_;
+};
+
+class Dispatch : public testing::Test {
+ protected:
+  ~Dispatch() override {
+    loop.restart();
+    loop.poll();
+  }
+
+  void send(ConversationId id, AgentType type = AgentType::claude) {
+    Agent agent;
+    agent.type = type;
+    asio::co_spawn(loop,
+                   dispatcher.send({.prompt = "p",
+                                    .model = "m",
+                                    .effort = {},
+                                    .conversationId = id,
+                                    .workingDirectory = "/",
+                                    .resumedSessionId = {},
+                                    .binaryPath = ""},
+                                   agent),
+                   [this](std::exception_ptr, PromptEndReason reason) { reasons.push_back(reason); });
+    pollUntilIdle();
+  }
+  /// Lets everything happen that needs nothing from outside.
+  void pollUntilIdle() {
+    loop.restart();
+    loop.poll();
+  }
+  void runUntilReasons(std::size_t count) {
+    loop.restart();
+    while (reasons.size() < count && loop.run_one() > 0) {
+    }
+  }
+  std::vector<std::string> announced() {
+    std::vector<std::string> ends;
+    const auto batch = run(observer->next(), loop);
+    for (const Notification& notification : batch.value()) {
+      ends.push_back(notification.object + " " + notification.userInfo.at("ravant_prompt_end_reason"));
+    }
+    return ends;
+  }
+
+  asio::io_context loop;
+  TemporaryFolder folder;
+  OpenStore store{folder.path()};
+  ConversationId first = store.makeConversation();
+  ConversationId second = store.makeConversation(AgentType::claude, "/other");
+  std::shared_ptr<FakeFactory> factory = std::make_shared<FakeFactory>(loop.get_executor());
+  std::shared_ptr<NotificationCenter> notifications = std::make_shared<NotificationCenter>();
+  std::shared_ptr<NotificationObserver> observer =
+      notifications->observe("ravant_shell_prompt_finished", loop.get_executor());
+  AgentRunnerStore dispatcher{store.container, factory, notifications};
+  std::vector<PromptEndReason> reasons;
+};
+
+TEST_F(Dispatch, announcesEachEndWithItsConversation) {
+  send(first);
+  send(second);
+  EXPECT_THAT(dispatcher.activeConversations(), testing::UnorderedElementsAre(first, second));
+  ASSERT_EQ(factory->made.size(), 2U);
+  factory->made[1]->end(second);
+  runUntilReasons(1);
+  EXPECT_THAT(dispatcher.activeConversations(), ElementsAre(first));
+  factory->made[0]->end(first);
+  runUntilReasons(2);
+  EXPECT_THAT(announced(), ElementsAre(second.text() + " finished", first.text() + " finished"));
+}
+
+TEST_F(Dispatch, recordsAFailureOnce) {
+  send(first);
+  factory->made[0]->failure = "no such model";
+  factory->made[0]->end(first);
+  runUntilReasons(1);
+  EXPECT_THAT(reasons, ElementsAre(PromptEndReason::failed));
+  EXPECT_THAT(announced(), ElementsAre(first.text() + " failed"));
+  EXPECT_THAT(transcriptText(store, first), HasSubstr("failureEvent \"The agent run failed: no such model\""));
+}
+
+TEST_F(Dispatch, announcesACancelledPromptOnceAndRecordsNoFailure) {
+  send(first);
+  run(dispatcher.cancelRunner(first), loop);
+  runUntilReasons(1);
+  EXPECT_THAT(reasons, ElementsAre(PromptEndReason::cancelled));
+  EXPECT_THAT(announced(), ElementsAre(first.text() + " cancelled"));
+  EXPECT_THAT(dispatcher.activeConversations(), IsEmpty());
+  EXPECT_THAT(store.transcript(first), IsEmpty());
+}
+
+TEST_F(Dispatch, tracksAPromptThatFollowsACancelledOneAtOnce) {
+  send(first);
+  asio::co_spawn(loop, dispatcher.cancelRunner(first), asio::detached);
+  pollUntilIdle();
+  factory->made[0]->failure.reset();
+  send(first);
+  EXPECT_THAT(dispatcher.activeConversations(), ElementsAre(first));
+  factory->made[0]->end(first);
+  runUntilReasons(2);
+  EXPECT_THAT(reasons, ElementsAre(PromptEndReason::cancelled, PromptEndReason::finished));
+  EXPECT_THAT(announced(), ElementsAre(first.text() + " cancelled", first.text() + " finished"));
+}
+
+TEST_F(Dispatch, cancelsWithoutARunnerToo) {
+  run(dispatcher.cancelRunner(second), loop);
+  EXPECT_THAT(announced(), ElementsAre(second.text() + " cancelled"));
+  EXPECT_THAT(factory->made, IsEmpty());
+}
+
+TEST_F(Dispatch, aRefusedPromptLeavesTheRunningOneAlone) {
+  send(first);
+  send(first);
+  runUntilReasons(1);
+  EXPECT_THAT(reasons, ElementsAre(PromptEndReason::failed));
+  EXPECT_THAT(transcriptText(store, first), HasSubstr("failureEvent \"The agent run failed: busy\""));
+  EXPECT_THAT(dispatcher.activeConversations(), ElementsAre(first));
+  factory->made[0]->end(first);
+  runUntilReasons(2);
+  EXPECT_THAT(announced(), ElementsAre(first.text() + " finished"));
+}
+
+TEST_F(Dispatch, keepsARunnerForEachShellConversationAndOneForEachOtherType) {
+  Agent agent;
+  const auto runner = [&](ConversationId id, AgentType type) {
+    agent.type = type;
+    return dispatcher.runner(id, agent);
+  };
+  EXPECT_EQ(runner(first, AgentType::claude), runner(first, AgentType::claude));
+  EXPECT_NE(runner(first, AgentType::claude), runner(second, AgentType::pi));
+  EXPECT_EQ(runner(first, AgentType::codex), runner(second, AgentType::codex));
+  EXPECT_NE(runner(first, AgentType::codex), runner(first, AgentType::cursor));
+  EXPECT_EQ(factory->made.size(), 4U);
+
+  send(first);
+  run(dispatcher.shutdown(), loop);
+  EXPECT_THAT(reasons, ElementsAre(PromptEndReason::cancelled));
+  for (const auto& made : factory->made) EXPECT_TRUE(made->isShutDown);
+}
+
+}  // namespace
+}  // namespace ravant::test

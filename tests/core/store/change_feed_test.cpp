@@ -1,0 +1,84 @@
+#include "core/store/change_feed.hpp"
+
+#include <gmock/gmock.h>
+
+#include "tests/support/store.hpp"
+
+namespace ravant::test {
+namespace {
+
+class Feed : public testing::Test {
+ protected:
+  std::shared_ptr<ChangeSubscription> subscribe(OpenStore& to) {
+    return run(to.container->changeFeed()->subscribe(loop.get_executor()), loop);
+  }
+  /// Reads on until `change` has come.
+  bool announces(ChangeSubscription& subscription, const Change& change) {
+    for (;;) {
+      const auto batch = run(subscription.next(), loop);
+      if (!batch) return false;
+      if (std::ranges::find(batch->changes, change) != batch->changes.end()) return true;
+    }
+  }
+
+  asio::io_context loop;
+  TemporaryFolder folder;
+  OpenStore store{folder.path()};
+  ConversationId conversation = store.makeConversation();
+};
+
+TEST_F(Feed, announcesWhatWasCommittedInOrder) {
+  const auto subscription = subscribe(store);
+  run(store.items->appendUserPrompt(conversation, "hello", AgentType::claude));
+  run(store.container->changeFeed()->flush());
+  subscription->end();
+
+  const ConversationItem item = store.transcript(conversation).at(0);
+  const auto batch = run(subscription->next(), loop);
+  ASSERT_TRUE(batch);
+  EXPECT_THAT(batch->changes, testing::ElementsAre(Change{item.id, ChangeOperation::inserted, conversation},
+                                                   Change{conversation, ChangeOperation::updated, std::nullopt}));
+  EXPECT_EQ(run(subscription->next(), loop), std::nullopt);
+}
+
+TEST_F(Feed, announcesWhatAnotherProcessCommitted) {
+  const auto subscription = subscribe(store);
+  OpenStore other(folder.path());
+  const Project project = run(other.projects->create("/elsewhere", "Elsewhere"));
+  EXPECT_TRUE(announces(*subscription, {project.id, ChangeOperation::inserted, std::nullopt}));
+  run(other.conversations->deleteConversation(conversation));
+  EXPECT_TRUE(announces(*subscription, {conversation, ChangeOperation::removed, std::nullopt}));
+}
+
+TEST_F(Feed, announcesNothingThatFailed) {
+  const auto subscription = subscribe(store);
+  run(store.items->appendUserPrompt(ConversationId(Uuid::random()), "lost", AgentType::claude));
+  run(store.container->changeFeed()->stop());
+  EXPECT_EQ(run(subscription->next(), loop), std::nullopt);
+}
+
+TEST_F(Feed, saysWhenAnObserverMissedTooMuch) {
+  const auto subscription = subscribe(store);
+  sqlite::Database database = store.container->connect();
+  database.execute("INSERT INTO change (sequence, entity, operation, id) VALUES (900000, 4, 1, 7)");
+  run(store.container->changeFeed()->flush());
+  database.execute("DELETE FROM change");
+  database.execute("INSERT INTO change (sequence, entity, operation, id) VALUES (990000, 4, 1, 8)");
+  run(store.container->changeFeed()->flush());
+  const auto batch = run(subscription->next(), loop);
+  ASSERT_TRUE(batch);
+  EXPECT_TRUE(batch->isIncomplete);
+}
+
+TEST_F(Feed, keepsOnlyTheLatestChanges) {
+  sqlite::Database database = store.container->connect();
+  database.execute("INSERT INTO change (sequence, entity, operation, id) VALUES (102399, 4, 1, 7)");
+  run(store.conversations->renameConversation(conversation, "a"));
+  auto oldest = database.prepare("SELECT min(sequence) FROM change");
+  auto row = oldest.query();
+  row.step();
+  EXPECT_EQ(row.int64(0), 102399);
+}
+
+}  // namespace
+}  // namespace ravant::test

@@ -1,0 +1,211 @@
+#include <gmock/gmock.h>
+
+#include "platform/files/private_file.hpp"
+#include "platform/json/json.hpp"
+#include "platform/log/log.hpp"
+#include "tests/support/store.hpp"
+#include "tests/support/transcript_text.hpp"
+
+namespace ravant::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::SizeIs;
+
+class Transcript : public testing::Test {
+ protected:
+  void call(const std::string& callId, ToolInvocationStatus status = ToolInvocationStatus::running) {
+    run(store.items->appendToolInvocation(conversation, "{}", "Bash", "Bash", callId, "{}", std::nullopt, status));
+  }
+  void message(const std::string& text, std::optional<std::string> id = {}) {
+    store.clock->advance(std::chrono::seconds(1));
+    run(store.items->appendAgentMessage(conversation, "{}", text, "opus", std::move(id)));
+  }
+  std::vector<std::size_t> groupSizes() {
+    std::vector<std::size_t> sizes;
+    for (const ConversationItem& item : store.transcript(conversation)) {
+      if (const auto* group = std::get_if<ToolInvocationGroup>(&item.detail))
+        sizes.push_back(group->invocations.size());
+    }
+    return sizes;
+  }
+
+  TemporaryFolder folder;
+  OpenStore store{folder.path()};
+  ConversationId conversation = store.makeConversation();
+};
+
+TEST_F(Transcript, groupsConsecutiveToolCalls) {
+  for (const char* id : {"1", "2", "3"}) call(id);
+  message("between");
+  for (const char* id : {"4", "5"}) call(id);
+  run(store.items->appendCompactionEvent(conversation, "{}", "Context compacted"));
+  call("6");
+  run(store.items->appendUserPrompt(conversation, "again", AgentType::claude));
+  call("7");
+  run(store.items->appendFailureEvent(conversation, "", "The agent run failed: busy"));
+  call("8");
+
+  EXPECT_THAT(groupSizes(), testing::ElementsAre(3, 2, 1, 1, 1));
+}
+
+TEST_F(Transcript, opensANewGroupInANewActor) {
+  call("1");
+  const auto later = ConversationItemModelActor::make(store.container);
+  run(later->appendToolInvocation(conversation, "{}", "", "Bash", "2", {}, {}, ToolInvocationStatus::running));
+  EXPECT_THAT(groupSizes(), testing::ElementsAre(1, 1));
+}
+
+TEST_F(Transcript, finishesTheNewestCallOfThisConversation) {
+  const ConversationId other = store.makeConversation(AgentType::pi, "/other");
+  call("call_1");
+  call("call_1");
+  run(store.items->appendToolInvocation(other, "{}", "", "Read", "call_1", {}, {}, ToolInvocationStatus::running));
+  run(store.items->completeToolInvocation(conversation, "call_1", "done", ToolOutcome::completed));
+  run(store.items->completeToolInvocation(conversation, "unknown", "lost", ToolOutcome::failed));
+
+  EXPECT_THAT(transcriptText(store, conversation), HasSubstr("running Bash call_1\n      in  \"{}\"\n      out \"-\"\n"
+                                                             "    completed Bash call_1\n"));
+  EXPECT_THAT(transcriptText(store, other), HasSubstr("running Read call_1"));
+}
+
+TEST_F(Transcript, appliesUsageToTheLatestMessageOfTheId) {
+  message("first", "msg_1");
+  message("second", "msg_1");
+  const TokenUsageSnapshot usage{.inputTokens = 5, .outputTokens = 7, .usedTokens = 12, .totalProcessedTokens = 12};
+  run(store.items->applyAssistantTurnUsage(conversation, "", {.inputTokens = 1, .usedTokens = 1}));
+  EXPECT_EQ(store.conversation(conversation).lastInputTokens, 1);
+  run(store.items->applyAssistantTurnUsage(conversation, "msg_1", usage));
+
+  const auto items = store.transcript(conversation);
+  EXPECT_EQ(std::get<AgentMessage>(items.at(0).detail).inputTokens, std::nullopt);
+  EXPECT_EQ(std::get<AgentMessage>(items.at(1).detail).outputTokens, 7);
+  const Conversation figures = store.conversation(conversation);
+  EXPECT_EQ(figures.lastUsedTokens, 12);
+  EXPECT_EQ(figures.lastMaxTokens, std::nullopt);
+  EXPECT_EQ(figures.lastUsageUpdatedAt, store.clock->now());
+}
+
+TEST_F(Transcript, keepsEveryFieldOfAMessage) {
+  message("prose\n\n```sh\nls\n```", "msg_1");
+  const ConversationItem item = store.transcript(conversation).at(0);
+  EXPECT_EQ(item.detail,
+            ConversationItem::Detail(AgentMessage{
+                .agentModel = "opus",
+                .providerMessageId = "msg_1",
+                .blocks = {{.text = "prose", .language = {}, .index = 0, .kind = MessageBlockKind::prose},
+                           {.text = "ls", .language = "sh", .index = 1, .kind = MessageBlockKind::code}}}));
+  EXPECT_EQ(item.createdAt, store.clock->now());
+  EXPECT_EQ(store.conversation(conversation).lastActivityAt, store.clock->now());
+}
+
+TEST_F(Transcript, staysInOrderWhenTheClockIsSetBack) {
+  message("earlier");
+  store.clock->set(kMorning - std::chrono::hours(5));
+  message("later");
+  const auto items = store.transcript(conversation);
+  EXPECT_EQ(items.at(0).text, "earlier");
+  EXPECT_EQ(items.at(1).text, "later");
+}
+
+TEST_F(Transcript, changesNothingForAnUnknownConversation) {
+  const ConversationId unknown(Uuid::random());
+  run(store.items->appendUserPrompt(unknown, "p", AgentType::claude));
+  run(store.items->appendToolInvocation(unknown, "{}", "", "Bash", "1", {}, {}, ToolInvocationStatus::running));
+  run(store.items->completeToolInvocation(unknown, "1", "", ToolOutcome::failed));
+  run(store.items->applyAssistantTurnUsage(unknown, "m", {.inputTokens = 1}));
+  run(store.items->applyContextWindow(unknown, 5));
+  run(store.items->beginRun(unknown));
+  run(store.items->endRun(unknown, ""));
+  EXPECT_THAT(run(store.items->loadTranscriptEntries(unknown)), testing::IsEmpty());
+
+  sqlite::Database database = store.container->connect();
+  for (const char* table : {"conversation_item", "tool_invocation", "run"}) {
+    auto statement = database.prepare("SELECT count(*) FROM " + std::string(table));
+    auto row = statement.query();
+    row.step();
+    EXPECT_EQ(row.int64(0), 0) << table;
+  }
+}
+
+TEST_F(Transcript, isReplayedWithoutMarkers) {
+  run(store.items->appendUserPrompt(conversation, "fix it", AgentType::ravant));
+  message("looking");
+  call("1");
+  call("2");
+  run(store.items->completeToolInvocation(conversation, "1", "no", ToolOutcome::failed));
+  run(store.items->appendCompactionEvent(conversation, "{}", "Context compacted"));
+  run(store.items->appendFailureEvent(conversation, "", "The agent run failed: busy"));
+
+  using Call = TranscriptEntry::ToolInvocation;
+  EXPECT_THAT(run(store.items->loadTranscriptEntries(conversation)),
+              testing::ElementsAre(
+                  TranscriptEntry{TranscriptEntry::User{"fix it"}}, TranscriptEntry{TranscriptEntry::Agent{"looking"}},
+                  TranscriptEntry{Call{.callId = "1", .name = "Bash", .input = "{}", .output = "no", .failed = true}},
+                  TranscriptEntry{Call{.callId = "2", .name = "Bash", .input = "{}", .output = "", .failed = false}}));
+}
+
+TEST_F(Transcript, keepsPromptsInTheAgentsOwnShape) {
+  const auto rawJSON = [&](AgentType agent) {
+    run(store.items->appendUserPrompt(conversation, "say \"hi\"", agent));
+    return parseJson(store.transcript(conversation).back().rawJSON).value().as_object();
+  };
+  EXPECT_EQ(rawJSON(AgentType::codex).at("payload").at("content").at(0).at("type"), "input_text");
+  for (const AgentType agent : {AgentType::claude, AgentType::pi}) {
+    EXPECT_EQ(rawJSON(agent).at("message").at("content").at(0).at("text"), "say \"hi\"");
+  }
+  EXPECT_EQ(rawJSON(AgentType::cursor).at("prompt").at(0).at("text"), "say \"hi\"");
+  EXPECT_EQ(rawJSON(AgentType::ravant).at("timestamp"), "2026-11-21T10:00:00.000000Z");
+  EXPECT_EQ(store.conversation(conversation).lastPromptAt, kMorning);
+}
+
+TEST_F(Transcript, anUnknownConversationIsLoggedAndChangesNothing) {
+  openLogFile(folder / "logs");
+  const ConversationId gone(Uuid::random());
+  run(store.items->appendUserPrompt(gone, "prompt", AgentType::claude));
+  run(store.items->appendToolInvocation(gone, "{}", "ls", "Bash", "1", {}, {}, ToolInvocationStatus::running));
+  run(store.items->completeToolInvocation(gone, "1", "", ToolOutcome::completed));
+  run(store.items->applyAssistantTurnUsage(gone, "id", {}));
+  run(store.items->applyContextWindow(gone, 1));
+  EXPECT_FALSE(run(store.items->apply(gone, {turn::AppendCompactionEvent{}})));
+  run(store.conversations->archiveConversation(conversation));
+  openLogFile("/dev/null");
+
+  const std::string log = readFile(folder / "logs/ravant.log").value();
+  for (const char* words :
+       {"appendUserPrompt called with unknown id ", "appendToolInvocation called with unknown id ",
+        "completeToolInvocation called with unknown id ", "applyAssistantTurnUsage unknown conversation ",
+        "applyContextWindow unknown conversation ", "apply called with unknown id "}) {
+    EXPECT_THAT(log, HasSubstr("[com.ravant.core:Persistence]")) << words;
+    EXPECT_THAT(log, HasSubstr(words + gone.text()));
+  }
+  EXPECT_THAT(log, HasSubstr("archived conversation " + conversation.text()));
+}
+
+TEST_F(Transcript, goesWithItsOwner) {
+  call("1");
+  message("```\nx\n```");
+  const Conversation owner = store.conversation(conversation);
+  run(store.agents->removeAgent(*owner.agent));
+  EXPECT_EQ(store.conversation(conversation).agent, std::nullopt);
+  run(store.projects->remove(owner.project));
+
+  sqlite::Database database = store.container->connect();
+  for (const char* table : {"conversation", "conversation_item", "tool_invocation", "message_block"}) {
+    auto statement = database.prepare("SELECT count(*) FROM " + std::string(table));
+    auto row = statement.query();
+    row.step();
+    EXPECT_EQ(row.int64(0), 0) << table;
+  }
+}
+
+TEST_F(Transcript, readsItsLastItems) {
+  for (int i = 0; i < 5; ++i) message(std::to_string(i));
+  const auto last = run(store.reader->items(conversation, 2));
+  ASSERT_THAT(last, SizeIs(2));
+  EXPECT_EQ(last.front().text, "3");
+  EXPECT_EQ(run(store.reader->item(last.back().id)), last.back());
+}
+
+}  // namespace
+}  // namespace ravant::test

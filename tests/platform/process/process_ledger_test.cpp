@@ -1,0 +1,229 @@
+#include "platform/process/process_ledger.hpp"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <functional>
+
+#include "platform/text/uuid.hpp"
+#include "tests/support/forked.hpp"
+#include "tests/support/processes.hpp"
+#include "tests/support/run.hpp"
+#include "tests/support/temporary_folder.hpp"
+
+namespace ravant::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// A program that does something and then waits to be killed.
+class DoomedProgram {
+ public:
+  explicit DoomedProgram(const std::function<void()>& program) : pid_(::fork()) {
+    if (pid_ != 0) return;
+    program();
+    for (;;) ::pause();
+  }
+  ~DoomedProgram() {
+    if (pid_ > 0) kill();
+  }
+  DoomedProgram(const DoomedProgram&) = delete;
+  DoomedProgram& operator=(const DoomedProgram&) = delete;
+
+  void kill() {
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+    pid_ = 0;
+  }
+
+ private:
+  pid_t pid_;
+};
+
+class ProcessLedgerTest : public testing::Test {
+ protected:
+  ProcessLedgerTest() { EXPECT_EQ(::pipe(report_.data()), 0); }
+  ~ProcessLedgerTest() override {
+    for (const int end : report_) ::close(end);
+  }
+
+  /// What the program says: a word without blanks.
+  void say(const std::string& word) const { EXPECT_GT(::write(report_[1], (word + "\n").data(), word.size() + 1), 0); }
+  std::string heard() const {
+    std::string word;
+    for (char c = 0; ::read(report_[0], &c, 1) == 1 && c != '\n';) word += c;
+    return word;
+  }
+
+  LaunchOptions script(const std::string& text, std::shared_ptr<ProcessLedger> ledger) const {
+    return {.executable = "/bin/sh", .arguments = {"-c", text}, .ledger = std::move(ledger)};
+  }
+
+  /// Started by a program that was killed; its pids in `pids_`.
+  std::string deadOwnerOf(const std::string& text, int processes) {
+    DoomedProgram program([&] {
+      asio::io_context loop;
+      const auto ledger = ProcessLedger::open(ledgers_);
+      const auto child = ChildProcess::launch(script(text, ledger), loop.get_executor());
+      say(ledger->owner());
+      char c = 0;
+      while (::read(child->standardOutput().native_handle(), &c, 1) == 1) EXPECT_EQ(::write(report_[1], &c, 1), 1);
+    });
+    const std::string owner = heard();
+    for (int i = 0; i < processes; ++i) pids_.push_back(std::stoi(heard()));
+    EXPECT_TRUE(ledger_->isAlive(owner));
+    program.kill();
+    return owner;
+  }
+
+  TemporaryFolder folder_;
+  std::filesystem::path ledgers_ = folder_ / "state/processes";
+  std::array<int, 2> report_{};
+  std::vector<pid_t> pids_;
+  std::shared_ptr<ProcessLedger> ledger_ = ProcessLedger::open(ledgers_);
+};
+
+constexpr const char* kStubborn =
+    "trap '' TERM HUP; (setsid sh -c 'echo $$; exec sleep 1000' &); env -i sh -c 'echo $$; exec sleep 1000' & "
+    "echo $$; wait; sleep 1000";
+
+TEST_F(ProcessLedgerTest, endsWhatAKilledProgramLeft) {
+  const std::string owner = deadOwnerOf(kStubborn, 3);
+  EXPECT_THAT(pids_, testing::Each(testing::Truly(isAlive)));
+  EXPECT_FALSE(ledger_->isAlive(owner));
+  EXPECT_THAT(ledger_->deadOwners(), ElementsAre(owner));
+
+  EXPECT_EQ(ledger_->recover(owner), TreeEnd::complete);
+  EXPECT_THAT(pids_, testing::Each(testing::Not(testing::Truly(isAlive))));
+  EXPECT_THAT(ledger_->deadOwners(), ElementsAre(owner)) << "until it is forgotten";
+  ledger_->forget(owner);
+  EXPECT_THAT(ledger_->deadOwners(), IsEmpty());
+  EXPECT_EQ(ledger_->recover(owner), TreeEnd::complete);
+}
+
+TEST_F(ProcessLedgerTest, twoProgramsRecoverAtOnce) {
+  const std::string owner = deadOwnerOf(kStubborn, 3);
+  const auto recover = [&] {
+    const auto ledger = ProcessLedger::open(ledgers_);
+    if (ledger->recover(owner) != TreeEnd::complete) throw std::runtime_error("survivors");
+    ledger->forget(owner);
+  };
+  const Forked first(recover);
+  const Forked second(recover);
+  EXPECT_TRUE(first.succeeds());
+  EXPECT_TRUE(second.succeeds());
+  EXPECT_THAT(pids_, testing::Each(testing::Not(testing::Truly(isAlive))));
+  EXPECT_THAT(ledger_->deadOwners(), IsEmpty());
+}
+
+TEST_F(ProcessLedgerTest, findsAChildThatWasNotYetWrittenDown) {
+  DoomedProgram program([&] {
+    asio::io_context loop;
+    const auto ledger = ProcessLedger::open(ledgers_);
+    const std::string token = Uuid::random().text();
+    ledger->willStart(token);
+    LaunchOptions options = script("echo", nullptr);
+    ::setenv("RAVANT_PROCESS", token.c_str(), 1);
+    options.arguments = {"-c", "exec sleep 1000"};
+    const auto child = ChildProcess::launch(std::move(options), loop.get_executor());
+    say(ledger->owner());
+    say(std::to_string(child->pid()));
+    for (;;) ::pause();
+  });
+  const std::string owner = heard();
+  const pid_t pid = std::stoi(heard());
+  program.kill();
+  EXPECT_TRUE(isAlive(pid));
+  EXPECT_EQ(ledger_->recover(owner), TreeEnd::complete);
+  EXPECT_FALSE(isAlive(pid));
+}
+
+TEST_F(ProcessLedgerTest, leavesTheLivingAlone) {
+  const DoomedProgram program([&] {
+    asio::io_context loop;
+    const auto ledger = ProcessLedger::open(ledgers_);
+    const auto child = ChildProcess::launch(script("read line", ledger), loop.get_executor());
+    say(ledger->owner());
+    say(std::to_string(child->pid()));
+    for (;;) ::pause();
+  });
+  const std::string owner = heard();
+  const pid_t pid = std::stoi(heard());
+  EXPECT_EQ(ledger_->recover(owner), TreeEnd::complete);
+  ledger_->forget(owner);
+  EXPECT_TRUE(isAlive(pid));
+  EXPECT_TRUE(ledger_->isAlive(owner));
+  EXPECT_TRUE(ledger_->isAlive(ledger_->owner()));
+  EXPECT_THAT(ledger_->deadOwners(), IsEmpty());
+}
+
+TEST_F(ProcessLedgerTest, doesNotTakeAnotherProcessForAChild) {
+  asio::io_context loop;
+  const auto stranger = ChildProcess::launch(script("read line", nullptr), loop.get_executor());
+  const ProcessIdentity identity = processIdentity(stranger->pid()).value();
+  const auto writtenDown = [&](const ProcessIdentity& child, const std::string& boot) {
+    const std::string owner = Uuid::random().text();
+    const std::string token = Uuid::random().text();
+    folder_.write("state/processes/" + owner, fmt::format("will-start {0}\nstarted {0} {1} {2} {3}\ntorn li", token,
+                                                          child.pid, child.startTime, boot));
+    return owner;
+  };
+  std::string boot;
+  std::ifstream("/proc/sys/kernel/random/boot_id") >> boot;
+  EXPECT_EQ(ledger_->recover(writtenDown({identity.pid, identity.startTime - 1}, boot)), TreeEnd::complete);
+  EXPECT_EQ(ledger_->recover(writtenDown(identity, Uuid::random().text())), TreeEnd::complete);
+  EXPECT_TRUE(isAlive(identity.pid));
+  EXPECT_EQ(ledger_->recover(writtenDown(identity, boot)), TreeEnd::complete);
+  EXPECT_FALSE(isAlive(identity.pid));
+}
+
+TEST_F(ProcessLedgerTest, itsFileIsGoneOnceNothingIsRunning) {
+  asio::io_context loop;
+  const auto path = ledgers_ / ledger_->owner();
+  struct stat folder, file;
+  ASSERT_EQ(::stat(ledgers_.c_str(), &folder), 0);
+  ASSERT_EQ(::stat(path.c_str(), &file), 0);
+  EXPECT_EQ(folder.st_mode & 0777, 0700u);
+  EXPECT_EQ(file.st_mode & 0777, 0600u);
+
+  auto child = ChildProcess::launch(script("read line", ledger_), loop.get_executor());
+  EXPECT_THROW(ChildProcess::launch({.executable = "/missing", .ledger = ledger_}, loop.get_executor()),
+               std::system_error);
+  EXPECT_GT(std::filesystem::file_size(path), 0u);
+  run(child->endTree(), loop);
+  EXPECT_EQ(std::filesystem::file_size(path), 0u);
+  child.reset();
+  ledger_.reset();
+  EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(ProcessLedgerTest, itsFileStaysWhileAChildIsLeft) {
+  asio::io_context loop;
+  const auto other = ProcessLedger::open(ledgers_);
+  const std::string owner = ledger_->owner();
+  auto child =
+      ChildProcess::launch(script("(setsid sh -c 'echo $$; exec sleep 1000' &)", ledger_), loop.get_executor());
+  ledger_.reset();
+  std::string line(16, '\0');
+  const pid_t pid = std::stoi(line.substr(0, child->standardOutput().read_some(asio::buffer(line))));
+  child.reset();
+  EXPECT_TRUE(isAlive(pid));
+  EXPECT_THAT(other->deadOwners(), ElementsAre(owner));
+  other->recover(owner);
+  EXPECT_FALSE(isAlive(pid));
+}
+
+TEST_F(ProcessLedgerTest, onlyAnIdentifierIsAnOwner) {
+  folder_.write("file", "");
+  EXPECT_FALSE(ledger_->isAlive("../../file"));
+  ledger_->forget("../../file");
+  EXPECT_TRUE(std::filesystem::exists(folder_ / "file"));
+}
+
+}  // namespace
+}  // namespace ravant::test

@@ -1,0 +1,139 @@
+#!/usr/bin/env python3
+"""Checks who includes whom: `desktop, cli -> app -> runners, agent, git, palette, integrations -> core -> platform`.
+
+Prints every include that is against the rules below as `file:line: reason` and exits 1 if there is one.
+With --self-test it checks itself instead: that each kind of violation is found, and that lawful includes are not.
+"""
+
+import re
+import sys
+import tempfile
+from pathlib import Path
+
+# A folder may include itself and the folders of the layers to the right of its own, never its siblings.
+LAYERS = [["desktop", "cli"], ["app"], ["runners", "agent", "git", "palette", "integrations"], ["core"], ["platform"]]
+
+# Folders whose subfolders are siblings too: each may include itself and the files directly in the parent.
+APART = ["runners", "integrations"]
+
+# Third-party headers and the only places that may include them (a folder ends in "/", the rest are patterns of paths).
+WRAPPED = {
+    r"sqlite3\.h": ["platform/sqlite/", "bench/"],
+    r"curl/": ["platform/http/"],
+    r"git2(\.h|/)": ["git/"],
+    r"libsecret/": ["platform/keystore/"],
+    r"CLI/": ["cli/"],
+    r"Q[A-Z]\w*|Qt\w+/": ["desktop/"],
+    r"(gtest|gmock)/": ["tests/"],
+    r"benchmark/": ["bench/"],
+    r"boost/json": [
+        "platform/json/", "platform/settings/", "cli/", "tests/", "bench/", "cmake/precompiled.hpp",
+        r".*_wire\.[ch]pp", r"core/(user_prompt|token_usage)\w*\.[ch]pp",
+    ],
+    r"boost/(?!asio|json|system|uuid)": [],
+}
+
+SOURCE_FOLDERS = [folder for layer in LAYERS for folder in layer] + ["tests", "bench", "cmake"]
+INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
+
+
+def layer_of(folder):
+    return next((rank for rank, layer in enumerate(LAYERS) if folder in layer), None)
+
+
+def allowed(path, places):
+    return any(path.startswith(place) if place.endswith("/") else re.fullmatch(place, path) for place in places)
+
+
+def layer_violation(path, included):
+    """Why the source `path` may not include our own header `included`, or None."""
+    if "/" not in included:
+        return "includes are written from the root of the sources"
+    source, target = path.split("/"), included.split("/")
+    source_rank, target_rank = layer_of(source[0]), layer_of(target[0])
+    if source_rank is None:
+        return None
+    if target_rank is None:
+        return f"{source[0]} may not include {target[0]}" if target[0] in SOURCE_FOLDERS else None
+    if source[0] != target[0] and source_rank >= target_rank:
+        return f"{source[0]} may not include {target[0]}"
+    if source[0] == target[0] and source[0] in APART and len(target) > 2 and source[1] != target[1]:
+        return f"{'/'.join(source[:-1])} may not include {'/'.join(target[:-1])}"
+    return None
+
+
+def third_party_violation(path, header):
+    for pattern, places in WRAPPED.items():
+        if re.match(pattern, header) and not allowed(path, places):
+            return f"only {', '.join(places) or 'nobody'} may include it"
+    return None
+
+
+def sources(root):
+    for folder in SOURCE_FOLDERS:
+        yield from (file for file in sorted((root / folder).rglob("*")) if file.suffix in (".cpp", ".hpp"))
+
+
+def violations(root):
+    for file in sources(root):
+        path = file.relative_to(root).as_posix()
+        for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
+            if not (match := INCLUDE.match(line)):
+                continue
+            own, third_party = match.groups()
+            reason = own and layer_violation(path, own) or third_party_violation(path, own or third_party)
+            if reason:
+                yield f"{path}:{number}: {own or third_party}: {reason}"
+
+
+LAWFUL = [
+    ("cli/run_command.cpp", '"app/start_up.hpp"'),
+    ("cli/run_command.cpp", "<CLI/CLI.hpp>"),
+    ("runners/claude/claude_runner.cpp", '"runners/shell_session.hpp"'),
+    ("runners/claude/claude_runner.cpp", '"runners/claude/claude_turn.hpp"'),
+    ("runners/claude/claude_wire.cpp", "<boost/json.hpp>"),
+    ("core/store/transcript_store.cpp", '"platform/sqlite/database.hpp"'),
+    ("core/dispatcher.cpp", '"core/store/transcript_store.hpp"'),
+    ("platform/process/child_process.cpp", '"platform/async/async.hpp"'),
+    ("platform/async/async.hpp", "<boost/asio/awaitable.hpp>"),
+    ("tests/core/store/store_test.cpp", '"cli/command.hpp"'),
+]
+UNLAWFUL = [
+    ("core/dispatcher.cpp", '"app/start_up.hpp"'),
+    ("platform/async/actor.hpp", '"core/agent.hpp"'),
+    ("app/start_up.cpp", '"cli/run_command.hpp"'),
+    ("git/status_reader.cpp", '"palette/model.hpp"'),
+    ("runners/claude/claude_runner.cpp", '"runners/codex/codex_wire.hpp"'),
+    ("runners/shell_session.cpp", '"runners/claude/claude_runner.hpp"'),
+    ("core/agent.cpp", '"tests/support/run.hpp"'),
+    ("core/agent.cpp", '"agent.hpp"'),
+    ("core/store/transcript_store.cpp", "<sqlite3.h>"),
+    ("app/start_up.cpp", "  <curl/curl.h>"),
+    ("app/start_up.cpp", "<QString>"),
+    ("runners/claude/claude_runner.cpp", "<boost/json/value.hpp>"),
+    ("platform/process/child_process.cpp", "<boost/process.hpp>"),
+]
+
+
+def found_in(path, include):
+    with tempfile.TemporaryDirectory() as folder:
+        file = Path(folder, path)
+        file.parent.mkdir(parents=True)
+        file.write_text(f"#pragma once\n#include {include}\n", encoding="utf-8")
+        return list(violations(Path(folder)))
+
+
+def self_test():
+    wrong = [f"not found: {path} includes {include}" for path, include in UNLAWFUL if len(found_in(path, include)) != 1]
+    wrong += [f"falsely found: {found}" for path, include in LAWFUL for found in found_in(path, include)]
+    return wrong
+
+
+def main():
+    problems = self_test() if sys.argv[1:] == ["--self-test"] else list(violations(Path(__file__).parents[1]))
+    print("\n".join(problems) or "ok")
+    return 1 if problems else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
