@@ -6,6 +6,7 @@
 #include "platform/async/actor.hpp"
 #include "platform/process/login_shell.hpp"
 #include "runners/claude/claude_code_shell_runner.hpp"
+#include "runners/pi/pi_shell_runner.hpp"
 #include "runners/transcript_writer.hpp"
 
 namespace ravant {
@@ -36,20 +37,19 @@ class UnavailableRunner final : public Actor, public AgentRunner {
 
 }  // namespace
 
-bool isRunnable(AgentType type) { return type == AgentType::claude; }
+bool isRunnable(AgentType type) { return type == AgentType::claude || type == AgentType::pi; }
 
 std::shared_ptr<AgentRunner> AppRunnerFactory::makeRunner(AgentType type,
                                                           std::shared_ptr<ModelContainer> modelContainer) {
+  const ShellRunnerOptions shellRunner{
+      .io = io_, .shell = {.shellPath = loginShell().path, .startLimit = shellStartLimit_, .ledger = processes_}};
   switch (type) {
     case AgentType::claude:
-      return std::make_shared<ClaudeCodeShellRunner>(
-          std::move(modelContainer),
-          ShellRunnerOptions{
-              .io = io_,
-              .shell = {.shellPath = loginShell().path, .startLimit = shellStartLimit_, .ledger = processes_}});
+      return std::make_shared<ClaudeCodeShellRunner>(std::move(modelContainer), shellRunner);
+    case AgentType::pi:
+      return std::make_shared<PiShellRunner>(std::move(modelContainer), shellRunner);
     case AgentType::ravant:
     case AgentType::codex:
-    case AgentType::pi:
     case AgentType::cursor:
       return std::make_shared<UnavailableRunner>(type, std::move(modelContainer), io_);
   }

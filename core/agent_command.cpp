@@ -35,8 +35,15 @@ std::string AgentCommand::injectEffortIfNeeded(std::string text) const {
   return std::move(text) + "\n\n" + *effort;
 }
 
+std::string AgentCommand::sentPrompt() const {
+  std::string sent = injectEffortIfNeeded(prompt);
+  // Pi takes these for an option and for a file, and has no way to say that its options are over.
+  if (agent == AgentType::pi && (sent.starts_with('-') || sent.starts_with('@'))) sent.insert(0, " ");
+  return sent;
+}
+
 std::string AgentCommand::commandLine() const {
-  const std::string promptWord = fmt::format("\"$(echo {} | base64 -d)\"", base64(injectEffortIfNeeded(prompt)));
+  const std::string promptWord = fmt::format("\"$(echo {} | base64 -d)\"", base64(sentPrompt()));
   std::vector<std::string> words = {executable(binaryPath, agent)};
   const auto add = [&words](auto... more) { (words.emplace_back(more), ...); };
   const auto addResume = [&](std::string_view option) {

@@ -32,6 +32,9 @@ struct AgentCommand {
   /// The prompt with the keyword of an effort that is applied by its words; other efforts change nothing.
   std::string injectEffortIfNeeded(std::string prompt) const;
 
+  /// The prompt as the agent is given it: with its effort, and in words that are no option to it.
+  std::string sentPrompt() const;
+
   /// The longest prompt in bytes that this system passes as one argument.
   static std::size_t largestPromptBytes();
 };

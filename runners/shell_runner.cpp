@@ -99,7 +99,7 @@ awaitable<void> ShellRunner::runTurn(AgentRunRequest request, std::shared_ptr<Tr
   const auto command =
       std::make_shared<Command>(Command{.endMarker = line.sentinel,
                                         .turn = makeTurn(request.resumedSessionId, lastKnownContextWindow_),
-                                        .writer = std::move(writer)});
+                                        .writer = writer});
   kLog.debug("{} turn begins conv={}", rawValue(type_), request.conversationId.text());
   try {
     co_await shell_.writeStdin(line.commandLine());
@@ -115,7 +115,17 @@ awaitable<void> ShellRunner::runTurn(AgentRunRequest request, std::shared_ptr<Tr
   if (command->error) std::rethrow_exception(command->error);
   if (command->failure) throw AgentReportedError(*command->failure);
   if (command->isTurnOver) co_return;
-  if (shell_.isRunning()) throw AgentRunnerError::agentExitedSilently(shell_.drainStderr());
+  if (shell_.isRunning()) {
+    std::string complaint = shell_.drainStderr();
+    if (!request.resumedSessionId || !isUnknownSession(complaint)) {
+      throw AgentRunnerError::agentExitedSilently(std::move(complaint));
+    }
+    kLog.warning("{} no longer knows the session it was to resume", rawValue(type_));
+    request.resumedSessionId.reset();
+    resumedSessionId_.reset();
+    co_await writer->store({turn::SetSession{std::nullopt}});
+    co_return co_await runTurn(std::move(request), std::move(writer));
+  }
   co_await stop();
   throw AgentRunnerError(AgentRunnerError::Case::processDied);
 }
@@ -199,7 +209,7 @@ void ShellRunner::refuseUnfitPrompt(const AgentCommand& command) const {
   if (command.prompt.contains('\0')) {
     throw PromptRefusedError("the prompt has a NUL character, which cannot be passed to a command");
   }
-  const std::size_t size = command.injectEffortIfNeeded(command.prompt).size();
+  const std::size_t size = command.sentPrompt().size();
   const bool isZsh = std::filesystem::path(options_.shell.shellPath).filename() == "zsh";
   const std::size_t limit =
       isZsh ? std::min(kLargestPromptOfZsh, AgentCommand::largestPromptBytes()) : AgentCommand::largestPromptBytes();

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "core/agent_runner.hpp"
 #include "core/agent_type.hpp"
@@ -43,6 +44,10 @@ class ShellRunner : public Actor, public AgentRunner {
   /// The state machine of one turn, given what earlier turns learnt.
   virtual std::unique_ptr<AgentTurn> makeTurn(std::optional<std::string> resumedSessionId,
                                               std::optional<std::int64_t> contextWindow) = 0;
+
+  /// Whether an agent that ended without a word complains in `standardError` that it does not know the session it was
+  /// to resume. The session is forgotten then and the prompt given once more.
+  virtual bool isUnknownSession(std::string_view /*standardError*/) const { return false; }
 
  private:
   struct Command;

@@ -2,34 +2,13 @@
 
 #include <fmt/ranges.h>
 
+#include "runners/agent_json.hpp"
+
 namespace ravant::claude {
 namespace {
 
 constexpr std::string_view kUnknownSession = "No conversation found with session ID";
 constexpr std::string_view kSyntheticModel = "<synthetic>";
-
-std::string textAt(const json::object& object, std::string_view key) {
-  return std::string(stringAt(object, key).value_or(std::string_view()));
-}
-
-std::optional<std::string> optionalTextAt(const json::object& object, std::string_view key) {
-  const auto text = stringAt(object, key);
-  return text ? std::optional<std::string>(*text) : std::nullopt;
-}
-
-std::string extractToolResultText(const json::value* content) {
-  if (!content) return {};
-  if (const auto* text = content->if_string()) return std::string(*text);
-  std::vector<std::string_view> texts;
-  if (const auto* blocks = content->if_array()) {
-    for (const json::value& block : *blocks) {
-      const json::object* object = block.if_object();
-      if (!object) continue;
-      if (const auto text = stringAt(*object, "text")) texts.push_back(*text);
-    }
-  }
-  return fmt::format("{}", fmt::join(texts, "\n"));
-}
 
 std::vector<AssistantBlock> assistantBlocks(const json::object& message) {
   std::vector<AssistantBlock> blocks;
@@ -72,7 +51,7 @@ UserLine parseUser(const json::object& message) {
     const json::object* block = value.if_object();
     if (!block || stringAt(*block, "type") != "tool_result") continue;
     parsed.results.push_back({.toolUseId = textAt(*block, "tool_use_id"),
-                              .text = extractToolResultText(block->if_contains("content")),
+                              .text = contentText(block->if_contains("content")),
                               .isError = boolAt(*block, "is_error").value_or(false)});
   }
   return parsed;

@@ -28,18 +28,25 @@ std::vector<Sweep> sweeps() {
   return sweeps;
 }
 
+/// A failure in words that stand in the agent's lines.
+MATCHER_P(ReportedIn, lines, "") {
+  constexpr std::string_view kFailed = "failed: ";
+  return arg.starts_with(kFailed) && std::ranges::any_of(lines, [&](const std::string& line) {
+    return line.contains("\"" + arg.substr(kFailed.size()) + "\"");
+  });
+}
+
 /// Every conversation, broken off behind every line.
 class FaultSweepTest : public testing::TestWithParam<Sweep> {
  protected:
   /// What is left of the turn decides whether the agent finished it.
   void expectEnd(const std::string& outcome, std::span<const std::string> linesLeft, const std::string& wholeOutcome) {
-    const bool isOver = std::ranges::any_of(
-        linesLeft, [](const std::string& line) { return line.contains(GetParam().runner.endOfTurn); });
+    const bool isOver = std::ranges::any_of(linesLeft, GetParam().runner.endsTurn);
     if (isOver) {
       EXPECT_EQ(outcome, wholeOutcome);
     } else {
       const auto itsOwnFailure = AllOf(StartsWith("failed: "), Eq(wholeOutcome));
-      EXPECT_THAT(outcome, AnyOf(StartsWith("failed: agentExitedSilently"), itsOwnFailure));
+      EXPECT_THAT(outcome, AnyOf(StartsWith("failed: agentExitedSilently"), itsOwnFailure, ReportedIn(linesLeft)));
     }
   }
 };

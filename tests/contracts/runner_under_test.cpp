@@ -6,6 +6,7 @@
 
 #include "core/agent_command.hpp"
 #include "runners/claude/claude_code_shell_runner.hpp"
+#include "runners/pi/pi_shell_runner.hpp"
 
 namespace ravant::test {
 namespace {
@@ -40,8 +41,22 @@ std::ostream& operator<<(std::ostream& stream, const RunnerUnderTest& runner) {
 std::vector<RunnerUnderTest> runnersUnderTest() {
   return {{.type = AgentType::claude,
            .makeRunner = makeShellRunner<ClaudeCodeShellRunner>,
-           .endOfTurn = "\"type\":\"result\"",
+           .endsTurn = [](const std::string& line) { return line.contains(R"("type":"result")"); },
            .promptOf = [](const FakeAgent::Arguments& arguments) { return arguments.back(); },
+           .largestPrompt = AgentCommand::largestPromptBytes()},
+          {.type = AgentType::pi,
+           .makeRunner = makeShellRunner<PiShellRunner>,
+           .endsTurn =
+               [](const std::string& line) {
+                 return line.contains(R"("type":"agent_settled")") ||
+                        (line.contains(R"("type":"agent_end")") && !line.contains(R"("willRetry":true)"));
+               },
+           .promptOf =
+               [](const FakeAgent::Arguments& arguments) {
+                 // A space keeps such a prompt from being an option or a file.
+                 const std::string& prompt = arguments.back();
+                 return prompt.starts_with(" -") || prompt.starts_with(" @") ? prompt.substr(1) : prompt;
+               },
            .largestPrompt = AgentCommand::largestPromptBytes()}};
 }
 

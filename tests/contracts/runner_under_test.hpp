@@ -20,7 +20,7 @@ namespace ravant::test {
 struct RunnerUnderTest {
   AgentType type;
   MakeRunner makeRunner;
-  std::string endOfTurn;  ///< stands in the line that ends a turn
+  std::function<bool(const std::string&)> endsTurn;  ///< whether a line of a cassette does
   std::function<std::string(const FakeAgent::Arguments&)> promptOf;
   std::optional<std::size_t> largestPrompt;  ///< bytes
 

@@ -1,0 +1,32 @@
+#include "runners/agent_json.hpp"
+
+#include <fmt/ranges.h>
+
+#include <vector>
+
+namespace ravant {
+
+std::string textAt(const json::object& object, std::string_view key) {
+  return std::string(stringAt(object, key).value_or(std::string_view()));
+}
+
+std::optional<std::string> optionalTextAt(const json::object& object, std::string_view key) {
+  const auto text = stringAt(object, key);
+  return text ? std::optional<std::string>(*text) : std::nullopt;
+}
+
+std::string contentText(const json::value* content) {
+  if (!content) return {};
+  if (const auto* text = content->if_string()) return std::string(*text);
+  std::vector<std::string_view> texts;
+  if (const auto* blocks = content->if_array()) {
+    for (const json::value& block : *blocks) {
+      const json::object* object = block.if_object();
+      if (!object) continue;
+      if (const auto text = stringAt(*object, "text")) texts.push_back(*text);
+    }
+  }
+  return fmt::format("{}", fmt::join(texts, "\n"));
+}
+
+}  // namespace ravant

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/json/json.hpp"
+
+namespace ravant {
+
+/// Readings that the lines of several agents have in common.
+
+/// The member when it is a text, otherwise an empty text.
+std::string textAt(const json::object& object, std::string_view key);
+std::optional<std::string> optionalTextAt(const json::object& object, std::string_view key);
+
+/// A content that is a text, or an array of blocks with texts, which are joined by line breaks.
+std::string contentText(const json::value* content);
+
+}  // namespace ravant

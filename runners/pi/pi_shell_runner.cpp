@@ -1,0 +1,16 @@
+#include "runners/pi/pi_shell_runner.hpp"
+
+#include "runners/pi/pi_turn.hpp"
+
+namespace ravant {
+
+std::unique_ptr<AgentTurn> PiShellRunner::makeTurn(std::optional<std::string> resumedSessionId,
+                                                   std::optional<std::int64_t> /*contextWindow*/) {
+  return std::make_unique<PiTurn>(std::move(resumedSessionId));
+}
+
+bool PiShellRunner::isUnknownSession(std::string_view standardError) const {
+  return standardError.contains("No session found matching");
+}
+
+}  // namespace ravant

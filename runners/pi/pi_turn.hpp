@@ -1,0 +1,40 @@
+#pragma once
+
+#include <optional>
+#include <set>
+#include <string>
+
+#include "runners/agent_turn.hpp"
+#include "runners/pi/pi_wire.hpp"
+
+namespace ravant {
+
+/// One turn of Pi.
+///
+/// The turn is over when the agent has settled; versions before 0.87 do not say so, and their turn is over with their
+/// command, if the agent had ended. An error is held back until it is known that it is not tried again. The turn's
+/// usage is that of its last message.
+class PiTurn final : public AgentTurn {
+ public:
+  explicit PiTurn(std::optional<std::string> sessionId) : sessionId_(std::move(sessionId)) {}
+
+  std::vector<turn::Action> onLine(std::string_view line) override;
+  std::vector<turn::Action> onCommandEnd() override;
+
+ private:
+  using Actions = std::vector<turn::Action>;
+
+  void ingestPiMessageEnd(const pi::AssistantMessage& message, std::string_view line, Actions& actions);
+  void ingestPiToolEnd(const pi::ToolResult& result, Actions& actions);
+  void finish(Actions& actions);
+
+  JsonLineParser parser_;
+  std::optional<std::string> sessionId_;
+  std::set<std::string> toolResults_;  ///< the calls that have one; each is told twice
+  std::optional<turn::ApplyUsage> usage_;
+  std::optional<std::string> error_;
+  bool hasAgentEnded_ = false;
+  bool isOver_ = false;
+};
+
+}  // namespace ravant

@@ -1,0 +1,81 @@
+#include "runners/pi/pi_wire.hpp"
+
+#include "runners/agent_json.hpp"
+
+namespace ravant::pi {
+namespace {
+
+/// An id that is a text or a number.
+std::string idAt(const json::object& object, std::string_view key) {
+  const json::value* id = object.if_contains(key);
+  if (!id || id->is_null()) return {};
+  const auto* text = id->if_string();
+  return text ? std::string(*text) : compactJson(*id);
+}
+
+AssistantMessage parseAssistant(const json::object& message) {
+  AssistantMessage parsed{.model = optionalTextAt(message, "model"),
+                          .responseId = optionalTextAt(message, "responseId")};
+  if (const json::array* content = arrayAt(message, "content")) {
+    for (const json::value& value : *content) {
+      const json::object* block = value.if_object();
+      if (!block) continue;
+      const auto type = stringAt(*block, "type");
+      if (type == "text") {
+        parsed.blocks.emplace_back(TextBlock{textAt(*block, "text")});
+      } else if (type == "toolCall") {
+        const json::value* arguments = block->if_contains("arguments");
+        parsed.blocks.emplace_back(ToolCallBlock{.id = idAt(*block, "id"),
+                                                 .name = textAt(*block, "name"),
+                                                 .arguments = arguments ? compactJson(*arguments) : "{}"});
+      }
+    }
+  }
+  if (const json::object* usage = objectAt(message, "usage")) parsed.usage = TokenUsageSnapshot::fromPiUsage(*usage);
+  if (stringAt(message, "stopReason") == "error") {
+    parsed.error = optionalTextAt(message, "errorMessage").value_or("the model's reply ended with an error");
+  }
+  return parsed;
+}
+
+std::optional<Event> parseMessageEnd(const json::object& line) {
+  const json::object* message = objectAt(line, "message");
+  if (!message) return std::nullopt;
+  const auto role = stringAt(*message, "role");
+  if (role == "assistant") return parseAssistant(*message);
+  if (role != "toolResult") return std::nullopt;
+  return ToolResult{.toolCallId = idAt(*message, "toolCallId"),
+                    .text = contentText(message->if_contains("content")),
+                    .isError = boolAt(*message, "isError").value_or(false)};
+}
+
+ToolResult parseToolEnd(const json::object& line) {
+  const json::object* result = objectAt(line, "result");
+  return {.toolCallId = idAt(line, "toolCallId"),
+          .text = contentText(result ? result->if_contains("content") : line.if_contains("result")),
+          .isError = boolAt(line, "isError").value_or(false)};
+}
+
+}  // namespace
+
+std::optional<Event> parseLine(JsonLineParser& parser, std::string_view text) {
+  const json::object* line = asObject(parser.parse(text));
+  if (!line) return std::nullopt;
+  const std::string_view type = stringAt(*line, "type").value_or(std::string_view());
+  if (type == "session") return SessionLine{textAt(*line, "id")};
+  if (type == "message_end") return parseMessageEnd(*line);
+  if (type == "tool_execution_end") return parseToolEnd(*line);
+  if (type == "compaction_start") return CompactionStart{optionalTextAt(*line, "reason")};
+  if (type == "auto_retry_start") {
+    return RetryStart{.attempt = readInt(*line, {"attempt"}, 0), .maxAttempts = readInt(*line, {"maxAttempts"}, 0)};
+  }
+  if (type == "auto_retry_end") {
+    return RetryEnd{.success = boolAt(*line, "success").value_or(false),
+                    .finalError = optionalTextAt(*line, "finalError")};
+  }
+  if (type == "agent_end") return AgentEnd{boolAt(*line, "willRetry").value_or(false)};
+  if (type == "agent_settled") return AgentSettled{};
+  return std::nullopt;
+}
+
+}  // namespace ravant::pi
