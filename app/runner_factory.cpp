@@ -6,6 +6,7 @@
 #include "platform/async/actor.hpp"
 #include "platform/process/login_shell.hpp"
 #include "runners/claude/claude_code_shell_runner.hpp"
+#include "runners/codex/codex_app_server_runner.hpp"
 #include "runners/pi/pi_shell_runner.hpp"
 #include "runners/transcript_writer.hpp"
 
@@ -21,9 +22,11 @@ class UnavailableRunner final : public Actor, public AgentRunner {
   awaitable<void> send(AgentRunRequest request) override {
     return onActor([this, request = std::move(request)]() -> awaitable<void> {
       TranscriptWriter writer(modelContainer_, request.conversationId);
-      co_await writer.begin(request.prompt, type_);
-      co_await writer.end({});
-      throw PromptRefusedError(fmt::format("{} cannot be run by this version of Ravant yet", displayName(type_)));
+      const bool isCancelled = false;
+      co_await writer.record(request.prompt, type_, isCancelled, [this]() -> awaitable<void> {
+        throw PromptRefusedError(fmt::format("{} cannot be run by this version of Ravant yet", displayName(type_)));
+        co_return;
+      });
     });
   }
 
@@ -37,19 +40,23 @@ class UnavailableRunner final : public Actor, public AgentRunner {
 
 }  // namespace
 
-bool isRunnable(AgentType type) { return type == AgentType::claude || type == AgentType::pi; }
+bool isRunnable(AgentType type) {
+  return type == AgentType::claude || type == AgentType::codex || type == AgentType::pi;
+}
 
 std::shared_ptr<AgentRunner> AppRunnerFactory::makeRunner(AgentType type,
                                                           std::shared_ptr<ModelContainer> modelContainer) {
-  const ShellRunnerOptions shellRunner{
-      .io = io_, .shell = {.shellPath = loginShell().path, .startLimit = shellStartLimit_, .ledger = processes_}};
+  const ShellOptions shell{.shellPath = loginShell().path, .startLimit = shellStartLimit_, .ledger = processes_};
+  const ShellRunnerOptions shellRunner{.io = io_, .shell = shell};
   switch (type) {
     case AgentType::claude:
       return std::make_shared<ClaudeCodeShellRunner>(std::move(modelContainer), shellRunner);
     case AgentType::pi:
       return std::make_shared<PiShellRunner>(std::move(modelContainer), shellRunner);
-    case AgentType::ravant:
     case AgentType::codex:
+      return std::make_shared<CodexAppServerRunner>(std::move(modelContainer),
+                                                    CodexRunnerOptions{.io = io_, .shell = shell});
+    case AgentType::ravant:
     case AgentType::cursor:
       return std::make_shared<UnavailableRunner>(type, std::move(modelContainer), io_);
   }

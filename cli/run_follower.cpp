@@ -38,8 +38,12 @@ awaitable<void> RunFollower::show(ChangeBatch batch) {
   const ConversationId id = shownSummary_.conversation.id;
   bool hasConversationChanged = false;
   for (const Change& change : batch.changes) {
-    hasConversationChanged |= change.entity == Change::EntityId(id);
+    hasConversationChanged |= change.entity == Change::EntityId(id) && change.operation != ChangeOperation::grew;
     if (change.conversation != id) continue;
+    if (change.operation == ChangeOperation::grew) {
+      output_.growth(change.growth);
+      continue;
+    }
     const auto* item = std::get_if<ConversationItemId>(&change.entity);
     if (item && change.operation == ChangeOperation::inserted) {
       if (auto found = co_await application_.transcripts().item(*item)) showItem(*std::move(found));

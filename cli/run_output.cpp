@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 
 #include <set>
+#include <utility>
 
 #include "cli/json_form.hpp"
 #include "cli/lookup.hpp"
 #include "cli/terminal_text.hpp"
 #include "cli/transcript_text.hpp"
+#include "platform/text/text.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -27,6 +29,8 @@ class JsonRunOutput final : public RunOutput {
   void item(const ConversationItem& item) override {
     write({{"event", "item"}, {"item", jsonForm(item, RawRecords::left)}});
   }
+
+  void growth(std::string_view /*text*/) override {}
 
   void invocation(const ToolInvocation& invocation) override {
     write({{"event", "invocation"},
@@ -62,11 +66,15 @@ class TextRunOutput final : public RunOutput {
   void item(const ConversationItem& item) override {
     switch (kindOf(item)) {
       case ConversationItemKind::agentMessage:
+        message(item);
+        break;
       case ConversationItemKind::compactionEvent:
+        endLine();
         output_.line("");
         output_.write(itemText(item, output_.style(), ToolOutput::firstLines));
         break;
       case ConversationItemKind::toolInvocationGroup:
+        endLine();
         output_.line("");
         break;
       case ConversationItemKind::userMessage:
@@ -76,7 +84,16 @@ class TextRunOutput final : public RunOutput {
     output_.flush();
   }
 
+  void growth(std::string_view text) override {
+    if (grown_.empty()) output_.line("");
+    grown_ += text;
+    output_.write(terminalSafe(text));
+    isInLine_ = !text.ends_with('\n');
+    output_.flush();
+  }
+
   void invocation(const ToolInvocation& invocation) override {
+    endLine();
     const bool isNew = shown_.insert(invocation.id).second;
     if (isNew) output_.write(startedText(invocation, output_.style()));
     if (invocation.status != ToolInvocationStatus::running) {
@@ -88,6 +105,7 @@ class TextRunOutput final : public RunOutput {
   void usage(const ConversationSummary& summary) override { usage_ = usageText(summary.conversation); }
 
   void finished(PromptEndReason reason) override {
+    endLine();
     output_.line("");
     if (reason == PromptEndReason::cancelled) dimLine("cancelled");
     if (!usage_.empty()) dimLine(usage_);
@@ -95,10 +113,30 @@ class TextRunOutput final : public RunOutput {
   }
 
  private:
+  /// What has not been shown of it while it grew.
+  void message(const ConversationItem& item) {
+    const std::string shown = std::exchange(grown_, {});
+    if (!shown.empty() && item.text.starts_with(shown)) {
+      const std::string_view rest = std::string_view(item.text).substr(shown.size());
+      output_.write(terminalSafe(rest));
+      if (!rest.empty()) isInLine_ = !rest.ends_with('\n');
+      return endLine();
+    }
+    endLine();
+    output_.line("");
+    output_.write(itemText(item, output_.style(), ToolOutput::firstLines));
+  }
+
+  void endLine() {
+    if (std::exchange(isInLine_, false)) output_.line("");
+  }
+
   void dimLine(std::string_view text) { output_.line(output_.style().dim(oneLine(text))); }
 
   Output& output_;
   std::set<ToolInvocationId> shown_;
+  std::string grown_;  ///< of a message that is not whole yet
+  bool isInLine_ = false;
   std::string usage_;
 };
 

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "cli/command_context.hpp"
 #include "core/conversation_item.hpp"
@@ -26,6 +27,9 @@ class RunOutput {
   virtual void started(const RunStart& start) = 0;
   /// A new entry; a tool group comes empty, its calls follow.
   virtual void item(const ConversationItem& item) = 0;
+  /// What came to the message that the agent is writing; the whole of it follows as an item, unless the run ends
+  /// before.
+  virtual void growth(std::string_view text) = 0;
   /// A tool call that is new or has changed.
   virtual void invocation(const ToolInvocation& invocation) = 0;
   virtual void usage(const ConversationSummary& conversation) = 0;

@@ -30,6 +30,14 @@ struct AppendToolInvocation {
   ToolInvocationStatus status = ToolInvocationStatus::running;
   bool operator==(const AppendToolInvocation&) const = default;
 };
+/// What became known of a call after it was added; what is absent stays as it is.
+struct UpdateToolInvocation {
+  std::string toolCallId;
+  std::optional<std::string> toolName = {};
+  std::optional<std::string> input = {};
+  std::optional<std::string> output = {};  ///< all of it up to now
+  bool operator==(const UpdateToolInvocation&) const = default;
+};
 struct CompleteToolInvocation {
   std::string toolCallId;
   std::string output;
@@ -60,7 +68,8 @@ struct SetSession {
 }  // namespace turn
 
 using TranscriptAction =
-    std::variant<turn::AppendAgentMessage, turn::AppendToolInvocation, turn::CompleteToolInvocation,
-                 turn::AppendCompactionEvent, turn::ApplyUsage, turn::ApplyContextWindow, turn::SetSession>;
+    std::variant<turn::AppendAgentMessage, turn::AppendToolInvocation, turn::UpdateToolInvocation,
+                 turn::CompleteToolInvocation, turn::AppendCompactionEvent, turn::ApplyUsage, turn::ApplyContextWindow,
+                 turn::SetSession>;
 
 }  // namespace ravant

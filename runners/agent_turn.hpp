@@ -11,6 +11,11 @@ namespace ravant {
 
 namespace turn {
 
+/// The message that the agent is writing has grown; it is stored when it is whole.
+struct Grow {
+  std::string text;
+  bool operator==(const Grow&) const = default;
+};
 /// The agent's turn is over.
 struct Finish {
   bool operator==(const Finish&) const = default;
@@ -22,7 +27,7 @@ struct Fail {
 };
 
 /// What a line of an agent's output asks for.
-using Action = std::variant<TranscriptAction, Finish, Fail>;
+using Action = std::variant<TranscriptAction, Grow, Finish, Fail>;
 
 }  // namespace turn
 

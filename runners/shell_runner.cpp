@@ -16,10 +16,8 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.runners", "ShellRunner");
-constexpr std::string_view kCancelledTool = "Cancelled before the tool had a result.";
 // zsh 5.9 dies of an input line of about 175,000 bytes; a prompt stands there in Base64.
 constexpr std::size_t kLargestPromptOfZsh = 120'000;
-constexpr std::string_view kUnfinishedTool = "The agent's turn ended before the tool had a result.";
 
 AgentCommand makeCommand(AgentType type, const AgentRunRequest& request) {
   return {.agent = type,
@@ -67,21 +65,13 @@ awaitable<void> ShellRunner::send(AgentRunRequest request) {
       co_await awaitCommandEnd(options_.commandEndLimit);
       if (command_) co_await stop();
       const auto writer = std::make_shared<TranscriptWriter>(modelContainer_, request.conversationId);
-      co_await writer->begin(request.prompt, type_);
-      try {
-        co_await runTurn(std::move(request), writer);
-      } catch (...) {
-        error = std::current_exception();
-      }
-      if (command_) command_->isLate = true;
-      co_await writer->end(std::string(isCancelled_ ? kCancelledTool : kUnfinishedTool));
-    } catch (const std::exception& failure) {
-      if (isCancelled_) kLog.error("the end of a cancelled run could not be stored: {}", failure.what());
-      if (!error) error = std::current_exception();
+      co_await writer->record(request.prompt, type_, isCancelled_, [&] { return runTurn(std::move(request), writer); });
+    } catch (...) {
+      error = std::current_exception();
     }
     isSending_ = false;
     changed_.notify();
-    if (error && !isCancelled_) std::rethrow_exception(error);
+    if (error) std::rethrow_exception(error);
   });
 }
 
@@ -110,6 +100,7 @@ awaitable<void> ShellRunner::runTurn(AgentRunRequest request, std::shared_ptr<Tr
   startReading(command);
   while (!command->isTurnOver && !command->hasEnded) co_await changed_.wait();
   co_await awaitCommandEnd(options_.commandEndLimit);
+  command->isLate = true;
 
   if (isCancelled_) co_return;
   if (command->error) std::rethrow_exception(command->error);
@@ -144,7 +135,7 @@ void ShellRunner::startReading(std::shared_ptr<Command> command) {
 awaitable<void> ShellRunner::readCommand(std::shared_ptr<Command> command) {
   try {
     co_await readLines(command);
-    if (command->isLate) co_await command->writer->end(std::string(kUnfinishedTool));
+    if (command->isLate) co_await command->writer->endLate();
     co_return;
   } catch (const std::exception& error) {
     kLog.error("the agent's output could not be taken in: {}", error.what());
@@ -178,23 +169,15 @@ awaitable<void> ShellRunner::readLines(std::shared_ptr<Command> command) {
 }
 
 awaitable<void> ShellRunner::perform(std::shared_ptr<Command> command, std::vector<turn::Action> actions) {
-  std::vector<TranscriptAction> stored;
-  std::optional<std::string> failure;
-  bool isTurnOver = false;
-  for (turn::Action& action : actions) {
-    if (auto* const entry = std::get_if<TranscriptAction>(&action)) {
-      if (const auto* session = std::get_if<turn::SetSession>(entry)) resumedSessionId_ = session->sessionId;
-      if (const auto* window = std::get_if<turn::ApplyContextWindow>(entry))
-        lastKnownContextWindow_ = window->maxTokens;
-      stored.push_back(std::move(*entry));
-      continue;
-    }
-    isTurnOver = true;
-    if (auto* const fail = std::get_if<turn::Fail>(&action)) failure = std::move(fail->text);
+  for (const turn::Action& action : actions) {
+    const auto* const entry = std::get_if<TranscriptAction>(&action);
+    if (!entry) continue;
+    if (const auto* session = std::get_if<turn::SetSession>(entry)) resumedSessionId_ = session->sessionId;
+    if (const auto* window = std::get_if<turn::ApplyContextWindow>(entry)) lastKnownContextWindow_ = window->maxTokens;
   }
-  if (!stored.empty()) co_await command->writer->store(std::move(stored));
-  if (!isTurnOver) co_return;
-  command->failure = std::move(failure);
+  auto end = co_await command->writer->perform(std::move(actions));
+  if (!end) co_return;
+  command->failure = std::move(end->failure);
   command->isTurnOver = true;
   changed_.notify();
 }

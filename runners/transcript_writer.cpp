@@ -1,6 +1,10 @@
 #include "runners/transcript_writer.hpp"
 
+#include <utility>
+#include <variant>
+
 #include "core/agent_runner_error.hpp"
+#include "core/overloaded.hpp"
 #include "core/store/store_error.hpp"
 #include "platform/log/log.hpp"
 
@@ -8,11 +12,33 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.runners", "TranscriptWriter");
+constexpr std::string_view kCancelledTool = "Cancelled before the tool had a result.";
+constexpr std::string_view kUnfinishedTool = "The agent's turn ended before the tool had a result.";
 
 }  // namespace
 
-TranscriptWriter::TranscriptWriter(const std::shared_ptr<ModelContainer>& modelContainer, ConversationId conversationId)
-    : conversationId_(conversationId), items_(ConversationItemModelActor::make(modelContainer)) {}
+TranscriptWriter::TranscriptWriter(std::shared_ptr<ModelContainer> modelContainer, ConversationId conversationId)
+    : conversationId_(conversationId),
+      modelContainer_(std::move(modelContainer)),
+      items_(ConversationItemModelActor::make(modelContainer_)) {}
+
+awaitable<void> TranscriptWriter::record(std::string prompt, AgentType agent, const bool& isCancelled,
+                                         std::function<awaitable<void>()> turn) {
+  std::exception_ptr error;
+  try {
+    co_await begin(std::move(prompt), agent);
+    try {
+      co_await turn();
+    } catch (...) {
+      error = std::current_exception();
+    }
+    co_await end(isCancelled ? kCancelledTool : kUnfinishedTool);
+  } catch (const std::exception& failure) {
+    if (isCancelled) kLog.error("the end of a cancelled run could not be stored: {}", failure.what());
+    if (!error) error = std::current_exception();
+  }
+  if (error && !isCancelled) std::rethrow_exception(error);
+}
 
 awaitable<void> TranscriptWriter::begin(std::string prompt, AgentType agent) {
   if (!co_await items_->beginRun(conversationId_)) throw ConversationGoneError();
@@ -31,12 +57,32 @@ awaitable<void> TranscriptWriter::begin(std::string prompt, AgentType agent) {
   std::rethrow_exception(error);
 }
 
+awaitable<std::optional<TurnEnd>> TranscriptWriter::perform(std::vector<turn::Action> actions) {
+  std::vector<TranscriptAction> stored;
+  std::string growth;
+  std::optional<TurnEnd> turnEnd;
+  for (turn::Action& action : actions) {
+    std::visit(Overloaded{[&](TranscriptAction& entry) {
+                            if (std::holds_alternative<turn::AppendAgentMessage>(entry)) growth.clear();
+                            stored.push_back(std::move(entry));
+                          },
+                          [&](turn::Grow& grow) { growth += grow.text; }, [&](turn::Finish&) { turnEnd.emplace(); },
+                          [&](turn::Fail& fail) { turnEnd = TurnEnd{.failure = std::move(fail.text)}; }},
+               action);
+  }
+  if (!stored.empty()) co_await store(std::move(stored));
+  if (!growth.empty()) co_await modelContainer_->changeFeed()->announceGrowth(conversationId_, std::move(growth));
+  co_return turnEnd;
+}
+
 awaitable<void> TranscriptWriter::store(std::vector<TranscriptAction> actions) {
   if (!co_await items_->apply(conversationId_, std::move(actions))) throw ConversationGoneError();
 }
 
-awaitable<void> TranscriptWriter::end(std::string unfinishedToolOutput) {
-  if (!co_await items_->endRun(conversationId_, std::move(unfinishedToolOutput))) throw ConversationGoneError();
+awaitable<void> TranscriptWriter::endLate() { return end(kUnfinishedTool); }
+
+awaitable<void> TranscriptWriter::end(std::string_view unfinishedToolOutput) {
+  if (!co_await items_->endRun(conversationId_, std::string(unfinishedToolOutput))) throw ConversationGoneError();
 }
 
 }  // namespace ravant

@@ -1,32 +1,51 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/id.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
-#include "core/transcript_action.hpp"
+#include "runners/agent_turn.hpp"
 
 namespace ravant {
+
+/// How an agent's turn ended, in its own words.
+struct TurnEnd {
+  std::optional<std::string> failure;
+};
 
 /// Writes one turn into the store: the one way by which runners write transcripts. All throw
 /// `StoreError`.
 class TranscriptWriter {
  public:
-  TranscriptWriter(const std::shared_ptr<ModelContainer>& modelContainer, ConversationId conversationId);
+  TranscriptWriter(std::shared_ptr<ModelContainer> modelContainer, ConversationId conversationId);
 
-  /// Marks the run and keeps the prompt. Throws `AgentRunnerError` `busy` where another process runs
-  /// one in the conversation, `ConversationGoneError` where it is unknown.
-  awaitable<void> begin(std::string prompt, AgentType agent);
-  /// All of the actions are stored when this returns, or none of them. Throws
+  /// Keeps the prompt, runs the turn, and ends its record however the turn ends. Throws what the turn throws, `busy` of
+  /// `AgentRunnerError` where another process runs one in the conversation, and `ConversationGoneError` where it is
+  /// unknown; nothing where `isCancelled` is set in the end.
+  awaitable<void> record(std::string prompt, AgentType agent, const bool& isCancelled,
+                         std::function<awaitable<void>()> turn);
+
+  /// All of the actions are stored when this returns, or none of them. Says whether the turn is over by them. Throws
   /// `ConversationGoneError`.
+  awaitable<std::optional<TurnEnd>> perform(std::vector<turn::Action> actions);
   awaitable<void> store(std::vector<TranscriptAction> actions);
-  /// Takes the mark off; tool calls without a result fail with `unfinishedToolOutput`. Throws `ConversationGoneError`.
-  awaitable<void> end(std::string unfinishedToolOutput);
+
+  /// Finishes what a turn that had ended before has left running since.
+  awaitable<void> endLate();
 
  private:
+  /// Marks the run and keeps the prompt.
+  awaitable<void> begin(std::string prompt, AgentType agent);
+  /// Takes the mark off; tool calls without a result fail with `unfinishedToolOutput`. Throws `ConversationGoneError`.
+  awaitable<void> end(std::string_view unfinishedToolOutput);
+
   ConversationId conversationId_;
+  std::shared_ptr<ModelContainer> modelContainer_;
   std::shared_ptr<ConversationItemModelActor> items_;
 };
 

@@ -92,6 +92,17 @@ awaitable<std::shared_ptr<ChangeSubscription>> ChangeFeed::subscribe(any_io_exec
   });
 }
 
+awaitable<void> ChangeFeed::announceGrowth(ConversationId conversation, std::string text) {
+  return onActor([this, conversation, text = std::move(text)]() mutable -> awaitable<void> {
+    publish();
+    hand({.changes = {{.entity = conversation,
+                       .operation = ChangeOperation::grew,
+                       .conversation = conversation,
+                       .growth = std::move(text)}}});
+    co_return;
+  });
+}
+
 awaitable<void> ChangeFeed::flush() {
   return onActor([this]() -> awaitable<void> {
     publish();
@@ -130,12 +141,15 @@ void ChangeFeed::publish() {
       return;
     }
     const ChangeBatch batch = state_->reader.readAfter(state_->lastSequence);
-    if (batch.changes.empty() && !batch.isIncomplete) return;
-    for (const auto& weak : state_->subscriptions) {
-      if (const auto subscription = weak.lock()) subscription->mailbox_.post(batch);
-    }
+    if (!batch.changes.empty() || batch.isIncomplete) hand(batch);
   } catch (const sqlite::Error& error) {
     kLog.error("changes could not be read: {}", error.what());
+  }
+}
+
+void ChangeFeed::hand(const ChangeBatch& batch) {
+  for (const auto& weak : state_->subscriptions) {
+    if (const auto subscription = weak.lock()) subscription->mailbox_.post(batch);
   }
 }
 

@@ -14,7 +14,8 @@
 
 namespace ravant {
 
-enum class ChangeOperation { inserted, updated, removed };
+/// `grew` alone is of nothing that is stored: a message that the agent is still writing.
+enum class ChangeOperation { inserted, updated, removed, grew };
 
 /// One changed entity. Parts of a transcript name their conversation too; messages' blocks change
 /// with their item. Removing an entity is announced once, not for everything that it owned.
@@ -24,6 +25,7 @@ struct Change {
   EntityId entity;
   ChangeOperation operation;
   std::optional<ConversationId> conversation;
+  std::string growth = {};  ///< what came to the message that grew
 
   bool operator==(const Change&) const = default;
 };
@@ -64,6 +66,10 @@ class ChangeFeed : public Actor {
   /// Announces what is committed from now on to the returned stream.
   awaitable<std::shared_ptr<ChangeSubscription>> subscribe(any_io_executor observer);
 
+  /// Announces, to observers in this process and behind everything committed before, what came to the message that
+  /// the conversation's agent is writing. The message itself is announced when it is stored.
+  awaitable<void> announceGrowth(ConversationId conversation, std::string text);
+
   /// Returns when every change committed before the call has been handed to the subscriptions.
   awaitable<void> flush();
 
@@ -75,6 +81,7 @@ class ChangeFeed : public Actor {
 
   awaitable<void> watch();
   void publish();
+  void hand(const ChangeBatch& batch);
 
   std::unique_ptr<State> state_;
 };

@@ -170,13 +170,17 @@ class ConversationItemOperations {
     return Effect::activity;
   }
 
+  Effect apply(const turn::UpdateToolInvocation& update, const Target& target) {
+    const auto invocation = knownInvocation(update.toolCallId, target);
+    if (!invocation) return Effect::none;
+    items_.update(*invocation, update);
+    target.changes.updated(*invocation, target.id);
+    return Effect::activity;
+  }
+
   Effect apply(const turn::CompleteToolInvocation& result, const Target& target) {
-    const auto invocation = items_.newestInvocation(target.row, result.toolCallId);
-    if (!invocation) {
-      kLog.warning("completeToolInvocation found no invocation {} in conversation {}", result.toolCallId,
-                   target.id.text());
-      return Effect::none;
-    }
+    const auto invocation = knownInvocation(result.toolCallId, target);
+    if (!invocation) return Effect::none;
     if (result.outcome == ToolOutcome::failed) {
       items_.fail(*invocation, result.output, store_.now());
     } else {
@@ -205,6 +209,14 @@ class ConversationItemOperations {
   Effect apply(const turn::SetSession& session, const Target& target) {
     conversations_.updateResumedSessionId(target.row, session.sessionId);
     return Effect::change;
+  }
+
+  std::optional<ToolInvocationId> knownInvocation(std::string_view toolCallId, const Target& target) {
+    const auto found = items_.newestInvocation(target.row, toolCallId);
+    if (!found) {
+      kLog.warning("completeToolInvocation found no invocation {} in conversation {}", toolCallId, target.id.text());
+    }
+    return found;
   }
 
   /// Closes the open tool group: the item stands behind it.

@@ -32,6 +32,9 @@ ItemTable::ItemTable(StoreConnection& store)
           "tool_name, tool_call_id, text, input, output, raw_json) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")),
       newestInvocation_(store.prepare("SELECT id FROM tool_invocation WHERE conversation_id = ? AND tool_call_id = ? "
                                       "ORDER BY status_raw_value = 'running' DESC, id DESC LIMIT 1")),
+      updateInvocation_(
+          store.prepare("UPDATE tool_invocation SET tool_name = coalesce(?1, tool_name), text = coalesce(?1, text), "
+                        "input = coalesce(?2, input), output = coalesce(?3, output) WHERE id = ?4")),
       finishInvocation_(
           store.prepare("UPDATE tool_invocation SET status_raw_value = ?, output = ?, completed_at = ? WHERE id = ?")),
       runningInvocations_(store.prepare(
@@ -68,6 +71,10 @@ ToolInvocationId ItemTable::insert(const NewInvocation& invocation, Timestamp no
 std::optional<ToolInvocationId> ItemTable::newestInvocation(ConversationRow conversation, std::string_view toolCallId) {
   auto row = newestInvocation_.query(bound(conversation), toolCallId);
   return row.step() ? std::optional(ToolInvocationId(row.int64(0))) : std::nullopt;
+}
+
+void ItemTable::update(ToolInvocationId id, const turn::UpdateToolInvocation& update) {
+  updateInvocation_.run(update.toolName, update.input, update.output, bound(id));
 }
 
 void ItemTable::complete(ToolInvocationId id, std::string_view output, Timestamp at) {

@@ -5,6 +5,7 @@
 
 #include "core/conversation_item.hpp"
 #include "core/store/conversation_table.hpp"
+#include "core/transcript_action.hpp"
 
 namespace ravant {
 
@@ -42,6 +43,8 @@ class ItemTable {
 
   /// One that is still running before those that have ended.
   std::optional<ToolInvocationId> newestInvocation(ConversationRow conversation, std::string_view toolCallId);
+  /// What is absent stays as it is.
+  void update(ToolInvocationId id, const turn::UpdateToolInvocation& update);
   void complete(ToolInvocationId id, std::string_view output, Timestamp at);
   void fail(ToolInvocationId id, std::string_view output, Timestamp at);
   std::vector<ToolInvocationId> runningInvocations(ConversationRow conversation);
@@ -58,6 +61,7 @@ class ItemTable {
   sqlite::Statement isGroup_;
   sqlite::Statement insertInvocation_;
   sqlite::Statement newestInvocation_;
+  sqlite::Statement updateInvocation_;
   sqlite::Statement finishInvocation_;
   sqlite::Statement runningInvocations_;
   sqlite::Statement latestMessage_;

@@ -10,9 +10,11 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <set>
 #include <stdexcept>
 #include <string_view>
 
+#include "platform/json/json.hpp"
 #include "tests/agents/cassette.hpp"
 
 namespace ravant::test {
@@ -57,13 +59,25 @@ class Player {
         fault_(CassetteFault::fromText(environment(kCassetteFaultVariable))) {}
 
   void play() {
-    noteProcess(::getppid());
+    if (rules_.empty()) {
+      noteProcess(::getppid());
+      noteProcess(::getpid());
+      return playTurn(noteInvocation(arguments_));
+    }
+    // A server has replaced its shell.
     noteProcess(::getpid());
-    const std::size_t run = noteRun();
+    for (;;) playTurn(invocations() + 1);
+  }
+
+ private:
+  void playTurn(std::size_t next) {
     const std::size_t named = std::stoul(environment(kCassetteTurnVariable));
-    const std::size_t number = named > 0 ? named : run;
+    const std::size_t number = named > 0 ? named : next;
     const auto turns = readCassette(environment(kCassetteVariable));
-    if (number > turns.size()) throw std::runtime_error("there is no turn " + std::to_string(number));
+    if (number > turns.size()) {
+      if (!rules_.empty()) receive("nothing more");
+      throw std::runtime_error("there is no turn " + std::to_string(number));
+    }
 
     const auto& lines = turns[number - 1].lines;
     for (std::size_t i = 0; i < lines.size(); ++i) {
@@ -73,7 +87,6 @@ class Player {
     }
   }
 
- private:
   void perform(const std::string& line) {
     if (line.starts_with('{')) return write(STDOUT_FILENO, line + '\n');
     if (line.starts_with('!')) return write(STDERR_FILENO, line.substr(1) + '\n');
@@ -84,6 +97,19 @@ class Player {
     if (verb == "no-newline") return write(STDOUT_FILENO, unescaped(rest));
     if (verb == "expect-argument") return expectArgument(rest);
     if (verb == "wait") return waitFor(rest);
+    if (verb == "receive" || verb == "receive-prompt") {
+      receive(rest);
+      if (verb == "receive-prompt") noteInvocation({received_});
+      return;
+    }
+    if (verb == "expect") return expect(received_.contains(rest), rest);
+    if (verb == "expect-session") return expect(answered_.contains(rest) || prompts_ > 1, rest);
+    if (verb == "reply") return write(STDOUT_FILENO, "{\"id\":" + receivedId_ + ",\"result\":" + rest + "}\n");
+    if (verb == "reply-error") {
+      return write(STDOUT_FILENO,
+                   "{\"id\":" + receivedId_ + ",\"error\":{\"code\":-32600,\"message\":\"" + rest + "\"}}\n");
+    }
+    if (verb == "receive-reply") return receiveReply(rest);
     if (verb == "spawn-orphan") return spawnOrphan();
     if (verb == "kill-self") return kill(::getpid());
     if (verb == "kill-shell") return kill(::getppid());
@@ -103,7 +129,43 @@ class Player {
     write(STDOUT_FILENO,
           "Plain text, as a warning of the interpreter would be.\n\n[]\nnull\n{\"type\":42}\n{\"type\":\"assistant\"}\n"
           "{\"type\":\"user\",\"message\":{}}\n{\"type\":\"assistant\",\"message\":{\"content\":\n"
+          "{\"jsonrpc\":\"2.0\",\"id\":4711,\"result\":{}}\n{\"method\":\"event/of/next/year\",\"params\":[]}\n"
           "{\"type\":\"event_of_next_year\",\"message\":{\"content\":[{\"type\":\"text\",\"text\":\"unknown\"}]}}\n");
+  }
+
+  static void expect(bool isSo, const std::string& words) {
+    if (!isSo) throw std::runtime_error("expected: " + words);
+  }
+
+  /// Ends with the input, as servers do.
+  json::object receiveMessage() {
+    if (!std::getline(std::cin, received_)) ::_exit(0);
+    const auto message = parseJson(received_);
+    if (!message || !message->is_object()) throw std::runtime_error("no message: " + received_);
+    return message->get_object();
+  }
+
+  void receive(const std::string& method) {
+    for (;;) {
+      const json::object message = receiveMessage();
+      const std::string name(stringAt(message, "method").value_or("a reply"));
+      const json::value* id = message.if_contains("id");
+      receivedId_ = id ? compactJson(*id) : std::string();
+      if (name == method) return;
+      if (!id) continue;
+      const auto rule = rules_.find(name);
+      if (rule == rules_.end()) throw std::runtime_error("unexpected: " + received_);
+      answered_.insert(name);
+      write(STDOUT_FILENO, "{\"id\":" + receivedId_ + ",\"result\":" + rule->second + "}\n");
+    }
+  }
+
+  void receiveReply(const std::string& words) {
+    const std::size_t blank = words.find(' ');
+    const json::object message = receiveMessage();
+    const json::value* id = message.if_contains("id");
+    expect(id && !message.contains("method") && compactJson(*id) == words.substr(0, blank), words);
+    expect(received_.contains(words.substr(blank + 1)), words);
   }
 
   void expectArgument(const std::string& expected) const {
@@ -143,20 +205,33 @@ class Player {
 
   void noteProcess(pid_t pid) const { std::ofstream(state_ / "processes", std::ios::app) << pid << '\n'; }
 
-  std::size_t noteRun() const {
-    for (std::size_t number = 1;; ++number) {
-      const auto file = state_ / ("run-" + std::to_string(number));
-      if (std::filesystem::exists(file)) continue;
-      std::ofstream output(file, std::ios::binary);
-      output << std::filesystem::current_path().string() << '\0';
-      for (const std::string& argument : arguments_) output << argument << '\0';
-      return number;
-    }
+  std::filesystem::path invocationFile(std::size_t number) const {
+    return state_ / ("invocation-" + std::to_string(number));
+  }
+
+  std::size_t invocations() const {
+    std::size_t count = 0;
+    while (std::filesystem::exists(invocationFile(count + 1))) ++count;
+    return count;
+  }
+
+  std::size_t noteInvocation(const std::vector<std::string>& words) {
+    ++prompts_;
+    const std::size_t number = invocations() + 1;
+    std::ofstream output(invocationFile(number), std::ios::binary);
+    output << std::filesystem::current_path().string() << '\0';
+    for (const std::string& word : words) output << word << '\0';
+    return number;
   }
 
   std::vector<std::string> arguments_;
   std::filesystem::path state_;
   CassetteFault fault_;
+  std::map<std::string, std::string> rules_ = readCassetteRules(environment(kCassetteVariable));
+  std::string received_;
+  std::string receivedId_;
+  std::set<std::string> answered_;  ///< by rules
+  int prompts_ = 0;
 };
 
 }  // namespace

@@ -23,7 +23,7 @@ std::string FakeAgent::program(std::size_t turn, CassetteFault fault) {
 std::vector<std::vector<std::string>> FakeAgent::notes() const {
   std::vector<std::vector<std::string>> notes;
   for (;;) {
-    std::ifstream file(state_ / fmt::format("run-{}", notes.size() + 1), std::ios::binary);
+    std::ifstream file(state_ / fmt::format("invocation-{}", notes.size() + 1), std::ios::binary);
     if (!file) return notes;
     std::vector<std::string>& texts = notes.emplace_back();
     for (std::string text; std::getline(file, text, '\0');) texts.push_back(text);

@@ -12,7 +12,7 @@
 
 namespace ravant::test {
 
-/// A program that stands for an agent and plays a cassette, one turn after another with each run.
+/// A program that stands for an agent and plays a cassette, one turn after another with each prompt.
 class FakeAgent {
  public:
   using Arguments = std::vector<std::string>;
@@ -20,17 +20,17 @@ class FakeAgent {
   explicit FakeAgent(std::filesystem::path cassette) : cassette_(std::move(cassette)) {}
 
   /// What to run as the agent; each call gives a program of its own. `turn` counts from 1 and is
-  /// played by every run; 0 plays the next one.
+  /// played for every prompt; 0 plays the next one.
   std::string program(std::size_t turn = 0, CassetteFault fault = {});
 
   /// Lets go on a run that waits, or will wait, for this name.
   void release(std::string_view name) const { state_.write(name, {}); }
 
-  /// What each run was given.
+  /// What it was given for each prompt: its arguments, or the request where it is a server.
   std::vector<Arguments> invocations() const;
-  /// Where each run ran.
+  /// Where it ran for each prompt.
   std::vector<std::filesystem::path> workingDirectories() const;
-  /// Every process that the runs were or started, and the shells that ran them.
+  /// Every process that the runs were or started, and the shells that ran them, unless they were replaced.
   std::vector<pid_t> processes() const;
 
  private:

@@ -1,6 +1,7 @@
 #include "tests/agents/runner_bench.hpp"
 
 #include <algorithm>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 
 #include "tests/support/processes.hpp"
@@ -40,12 +41,20 @@ RunnerBench::RunnerBench(AgentType type, MakeRunner makeRunner, std::string shel
 
 RunnerBench::~RunnerBench() { await(runner_->shutdown()); }
 
-AgentRunRequest RunnerBench::request(std::string program, std::string prompt) {
-  const auto summary = run(store_.conversations->conversation(conversation_));
+ConversationId RunnerBench::addConversation() {
+  const auto folder = home_ / "other";
+  std::filesystem::create_directory(folder);
+  return store_.makeConversation(type_, folder);
+}
+
+AgentRunRequest RunnerBench::request(std::string program, std::string prompt,
+                                     std::optional<ConversationId> conversation) {
+  const ConversationId id = conversation.value_or(conversation_);
+  const auto summary = run(store_.conversations->conversation(id));
   return {.prompt = std::move(prompt),
           .model = "mock-model",
           .effort = std::nullopt,
-          .conversationId = conversation_,
+          .conversationId = id,
           .workingDirectory = project,
           .resumedSessionId = summary ? summary->conversation.agentResumedSessionId : std::nullopt,
           .binaryPath = std::move(program)};
@@ -82,15 +91,25 @@ awaitable<void> RunnerBench::untilTranscriptHas(std::string text) {
 
 std::string RunnerBench::transcript() { return transcriptText(store_, conversation_); }
 
-std::vector<std::string> RunnerBench::texts() {
+std::vector<std::string> RunnerBench::texts(std::optional<ConversationId> conversation) {
   std::vector<std::string> texts;
-  for (const ConversationItem& item : store_.transcript(conversation_)) texts.push_back(item.text);
+  for (const ConversationItem& item : store_.transcript(conversation.value_or(conversation_))) {
+    texts.push_back(item.text);
+  }
   return texts;
 }
 
 bool RunnerBench::hasRunningTool() {
   return std::ranges::count(toolCallsOf(store_.transcript(conversation_)), ToolInvocationStatus::running,
                             &ToolInvocation::status) > 0;
+}
+
+awaitable<void> untilGone(const FakeAgent& agent) {
+  asio::steady_timer pause(co_await asio::this_coro::executor);
+  while (!survivorsOf(agent).empty()) {
+    pause.expires_after(std::chrono::milliseconds(5));
+    co_await pause.async_wait(use_awaitable);
+  }
 }
 
 std::vector<pid_t> survivorsOf(const FakeAgent& agent) {

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,11 @@ class RunnerBench {
   /// Ends the runner's processes.
   ~RunnerBench();
 
+  /// Another conversation of the same agent, in a project of its own.
+  ConversationId addConversation();
+
   /// As a face asks: it resumes the session that the conversation has stored.
-  AgentRunRequest request(std::string program, std::string prompt);
+  AgentRunRequest request(std::string program, std::string prompt, std::optional<ConversationId> conversation = {});
   /// "finished" or "failed: " and the words of the failure.
   awaitable<std::string> outcomeOf(AgentRunRequest request);
   std::string send(std::string program, std::string prompt);
@@ -37,7 +41,7 @@ class RunnerBench {
   awaitable<void> untilTranscriptHas(std::string text);
   std::string transcript();
   /// The text of each item.
-  std::vector<std::string> texts();
+  std::vector<std::string> texts(std::optional<ConversationId> conversation = {});
   bool hasRunningTool();
 
   template <class Result>
@@ -59,6 +63,9 @@ class RunnerBench {
   ConversationId conversation_;
   std::shared_ptr<AgentRunner> runner_;
 };
+
+/// Returns once no process of the agent is alive.
+awaitable<void> untilGone(const FakeAgent& agent);
 
 /// Those of a fake agent's processes that are still alive; empty is what a test expects.
 std::vector<pid_t> survivorsOf(const FakeAgent& agent);

@@ -32,8 +32,8 @@ std::vector<Sweep> sweeps() {
 MATCHER_P(ReportedIn, lines, "") {
   constexpr std::string_view kFailed = "failed: ";
   return arg.starts_with(kFailed) && std::ranges::any_of(lines, [&](const std::string& line) {
-    return line.contains("\"" + arg.substr(kFailed.size()) + "\"");
-  });
+           return line.contains("\"" + arg.substr(kFailed.size()) + "\"");
+         });
 }
 
 /// Every conversation, broken off behind every line.
@@ -46,7 +46,8 @@ class FaultSweepTest : public testing::TestWithParam<Sweep> {
       EXPECT_EQ(outcome, wholeOutcome);
     } else {
       const auto itsOwnFailure = AllOf(StartsWith("failed: "), Eq(wholeOutcome));
-      EXPECT_THAT(outcome, AnyOf(StartsWith("failed: agentExitedSilently"), itsOwnFailure, ReportedIn(linesLeft)));
+      EXPECT_THAT(outcome, AnyOf(StartsWith("failed: agentExitedSilently"), Eq("failed: processDied"),
+                                 Eq("failed: notConnected"), itsOwnFailure, ReportedIn(linesLeft)));
     }
   }
 };

@@ -4,8 +4,9 @@
 
 #include <algorithm>
 
-#include "core/agent_command.hpp"
+#include "platform/json/json.hpp"
 #include "runners/claude/claude_code_shell_runner.hpp"
+#include "runners/codex/codex_app_server_runner.hpp"
 #include "runners/pi/pi_shell_runner.hpp"
 
 namespace ravant::test {
@@ -17,6 +18,18 @@ template <class Runner>
 std::shared_ptr<AgentRunner> makeShellRunner(std::shared_ptr<ModelContainer> container, any_io_executor io,
                                              ShellOptions shell) {
   return std::make_shared<Runner>(std::move(container), ShellRunnerOptions{.io = io, .shell = std::move(shell)});
+}
+
+std::shared_ptr<AgentRunner> makeCodexRunner(std::shared_ptr<ModelContainer> container, any_io_executor io,
+                                             ShellOptions shell) {
+  return std::make_shared<CodexAppServerRunner>(std::move(container),
+                                                CodexRunnerOptions{.io = io, .shell = std::move(shell)});
+}
+
+/// The text of the first block of a request's parameter.
+std::string textOfFirst(std::string_view parameter, const std::string& request) {
+  const auto message = parseJson(request);
+  return std::string(message->at("params").at(parameter).at(0).at("text").as_string());
 }
 
 }  // namespace
@@ -39,12 +52,24 @@ std::ostream& operator<<(std::ostream& stream, const RunnerUnderTest& runner) {
 }
 
 std::vector<RunnerUnderTest> runnersUnderTest() {
+  using Hosting = RunnerUnderTest::Hosting;
   return {{.type = AgentType::claude,
+           .hosting = Hosting::shell,
            .makeRunner = makeShellRunner<ClaudeCodeShellRunner>,
            .endsTurn = [](const std::string& line) { return line.contains(R"("type":"result")"); },
-           .promptOf = [](const FakeAgent::Arguments& arguments) { return arguments.back(); },
-           .largestPrompt = AgentCommand::largestPromptBytes()},
+           .promptOf = [](const FakeAgent::Arguments& arguments) { return arguments.back(); }},
+          {.type = AgentType::codex,
+           .hosting = Hosting::server,
+           .makeRunner = makeCodexRunner,
+           .endsTurn =
+               [](const std::string& line) {
+                 const bool isEnd = line.contains("turn/completed") || line.contains("turn/failed") ||
+                                    line.contains("turn/aborted");
+                 return isEnd && line.contains(R"("threadId":"thread-1")");
+               },
+           .promptOf = [](const FakeAgent::Arguments& arguments) { return textOfFirst("input", arguments.front()); }},
           {.type = AgentType::pi,
+           .hosting = Hosting::shell,
            .makeRunner = makeShellRunner<PiShellRunner>,
            .endsTurn =
                [](const std::string& line) {
@@ -56,8 +81,13 @@ std::vector<RunnerUnderTest> runnersUnderTest() {
                  // A space keeps such a prompt from being an option or a file.
                  const std::string& prompt = arguments.back();
                  return prompt.starts_with(" -") || prompt.starts_with(" @") ? prompt.substr(1) : prompt;
-               },
-           .largestPrompt = AgentCommand::largestPromptBytes()}};
+               }}};
+}
+
+std::vector<RunnerUnderTest> runnersUnderTest(RunnerUnderTest::Hosting hosting) {
+  auto runners = runnersUnderTest();
+  std::erase_if(runners, [hosting](const RunnerUnderTest& runner) { return runner.hosting != hosting; });
+  return runners;
 }
 
 }  // namespace ravant::test

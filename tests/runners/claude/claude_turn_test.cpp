@@ -65,6 +65,7 @@ std::string outline(const TranscriptAction& action) {
   return std::visit(
       Overloaded{[](const AppendAgentMessage& it) { return "message " + it.text; },
                  [](const AppendToolInvocation& it) { return fmt::format("tool {} {}", it.text, *it.input); },
+                 [](const UpdateToolInvocation& it) { return "update " + it.toolCallId; },
                  [](const CompleteToolInvocation& it) { return fmt::format("end {} {}", it.toolCallId, it.output); },
                  [](const AppendCompactionEvent& it) { return it.text; },
                  [](const ApplyUsage& it) {
@@ -80,6 +81,7 @@ std::string outline(const Actions& actions) {
   std::string text;
   for (const Action& action : actions) {
     text += std::visit(Overloaded{[](const TranscriptAction& it) { return outline(it); },
+                                  [](const Grow& it) { return "grow " + it.text; },
                                   [](const Finish&) { return std::string("finish"); },
                                   [](const Fail& it) { return "fail " + it.text; }},
                        action);

@@ -1,0 +1,324 @@
+#include "runners/codex/codex_app_server_runner.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "core/agent_command.hpp"
+#include "core/agent_runner_error.hpp"
+#include "platform/log/log.hpp"
+#include "platform/text/utf8.hpp"
+#include "runners/codex/codex_turn.hpp"
+#include "runners/transcript_writer.hpp"
+#include "runners/working_folder.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.runners", "CodexAppServer");
+
+}  // namespace
+
+struct CodexAppServerRunner::Prompt {
+  Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer)
+      : request(std::move(asked)), turn(request.model), writer(std::move(modelContainer), request.conversationId) {}
+
+  AgentRunRequest request;
+  CodexTurn turn;
+  TranscriptWriter writer;
+  std::optional<std::string> turnId;
+  std::vector<turn::Action> actions;  ///< taken in, not stored yet
+  bool isCancelled = false;
+  std::optional<TurnEnd> end;
+  std::exception_ptr error;  ///< while taking in or storing
+};
+
+CodexAppServerRunner::CodexAppServerRunner(std::shared_ptr<ModelContainer> modelContainer, CodexRunnerOptions options)
+    : Actor(options.io),
+      modelContainer_(std::move(modelContainer)),
+      options_(std::move(options)),
+      changed_(strand()),
+      idle_(strand()) {}
+
+CodexAppServerRunner::~CodexAppServerRunner() = default;
+
+awaitable<void> CodexAppServerRunner::send(AgentRunRequest request) {
+  return onActor([this, request = std::move(request)]() mutable -> awaitable<void> {
+    Session& session = sessions_[request.conversationId];
+    if (session.prompt) throw AgentRunnerError(AgentRunnerError::Case::busy);
+    const auto prompt = std::make_shared<Prompt>(std::move(request), modelContainer_);
+    session.prompt = prompt;
+    session.lastPrompt = prompt;
+    idle_.cancel();
+
+    std::exception_ptr error;
+    try {
+      co_await prompt->writer.record(prompt->request.prompt, AgentType::codex, prompt->isCancelled,
+                                     [&] { return runTurn(prompt); });
+    } catch (...) {
+      error = std::current_exception();
+    }
+    session.prompt.reset();
+    changed_.notify();
+    endServerWhenIdle();
+    if (error) std::rethrow_exception(error);
+  });
+}
+
+awaitable<void> CodexAppServerRunner::runTurn(std::shared_ptr<Prompt> prompt) {
+  expectFolder(prompt->request.workingDirectory);
+  co_await ensureRunning(prompt);
+  if (prompt->isCancelled) co_return;
+  const auto connection = connection_;
+  std::exception_ptr error;
+  try {
+    co_await followTurn(prompt);
+  } catch (...) {
+    error = std::current_exception();
+  }
+  if (prompt->turnId) turnToConversation_.erase(*prompt->turnId);
+  if (!connection->isConnected()) co_await connection->close();
+  if (error) std::rethrow_exception(error);
+  if (prompt->error) {
+    co_await interrupt(prompt);
+    std::rethrow_exception(prompt->error);
+  }
+  if (!prompt->end) throw AgentRunnerError(AgentRunnerError::Case::processDied);
+  if (prompt->end->failure) throw AgentRunnerError::rpc(*prompt->end->failure);
+}
+
+awaitable<void> CodexAppServerRunner::followTurn(std::shared_ptr<Prompt> prompt) {
+  const auto connection = connection_;
+  const AgentRunRequest& request = prompt->request;
+  const std::string threadId = co_await ensureThread(prompt);
+  if (prompt->isCancelled) co_return;
+
+  const json::object result = co_await connection->request(
+      "turn/start", codex::turnStartParams(threadId, repairUtf8(request.prompt), request.model, request.effort));
+  prompt->turnId = codex::extractTurnId(result);
+  if (!prompt->turnId) throw AgentRunnerError::rpc("turn/start: missing turn id");
+  kLog.debug("turn {} begins conv={}", *prompt->turnId, request.conversationId.text());
+  turnToConversation_.insert_or_assign(*prompt->turnId, request.conversationId);
+  std::ranges::move(prompt->turn.onStarted(*prompt->turnId), std::back_inserter(prompt->actions));
+  co_await store(prompt);
+  changed_.notify();
+  while (!prompt->end && !prompt->error && connection->isConnected()) co_await changed_.wait();
+}
+
+awaitable<void> CodexAppServerRunner::ensureRunning(std::shared_ptr<Prompt> prompt) {
+  for (;;) {
+    if (prompt->isCancelled) co_return;
+    if (isStarting_) {
+      co_await changed_.wait();
+      continue;
+    }
+    const bool isRunning = connection_ && connection_->isConnected();
+    // A server that others use is not taken from them.
+    if (isRunning && (binaryPath_ == prompt->request.binaryPath || promptsInFlight() > 1)) co_return;
+    co_await startServer(prompt);
+  }
+}
+
+awaitable<void> CodexAppServerRunner::startServer(std::shared_ptr<Prompt> prompt) {
+  isStarting_ = true;
+  std::exception_ptr error;
+  try {
+    if (connection_) co_await connection_->close();
+    startComplaint_.clear();
+    if (!prompt->isCancelled) {
+      connection_ = std::make_shared<RpcConnection>(strand(), options_.shell);
+      binaryPath_ = prompt->request.binaryPath;
+      co_await connection_->start(prompt->request.workingDirectory,
+                                  fmt::format("{} app-server", AgentCommand::executable(binaryPath_, AgentType::codex)),
+                                  std::shared_ptr<RpcListener>(shared_from_this(), static_cast<RpcListener*>(this)));
+      co_await initializeHandshake();
+    }
+  } catch (...) {
+    error = std::current_exception();
+  }
+  if (error && connection_) co_await connection_->close();
+  isStarting_ = false;
+  changed_.notify();
+  if (error) std::rethrow_exception(error);
+}
+
+awaitable<void> CodexAppServerRunner::initializeHandshake() {
+  const auto connection = connection_;
+  bool hasEnded = false;
+  try {
+    co_await connection->request("initialize", codex::initializeParams());
+  } catch (const AgentRunnerError& error) {
+    if (error.kind() == AgentRunnerError::Case::rpc) throw;
+    hasEnded = true;
+  }
+  // A program that never became a server is heard in its own words.
+  if (hasEnded) throw AgentRunnerError::agentExitedSilently(std::exchange(startComplaint_, {}));
+  connection->notify("initialized");
+}
+
+awaitable<std::string> CodexAppServerRunner::ensureThread(std::shared_ptr<Prompt> prompt) {
+  const ConversationId conversation = prompt->request.conversationId;
+  const Session& known = sessions_[conversation];
+  if (known.isThreadLive) co_return *known.providerThreadId;
+  const auto existing = known.providerThreadId ? known.providerThreadId : prompt->request.resumedSessionId;
+  const std::string threadId = co_await resumeOrStartThread(existing, prompt);
+
+  Session& session = sessions_[conversation];
+  session.providerThreadId = threadId;
+  session.isThreadLive = true;
+  threadToConversation_.insert_or_assign(threadId, conversation);
+  if (prompt->request.resumedSessionId != threadId) co_await prompt->writer.store({turn::SetSession{threadId}});
+  co_return threadId;
+}
+
+awaitable<std::string> CodexAppServerRunner::resumeOrStartThread(std::optional<std::string> existing,
+                                                                 std::shared_ptr<Prompt> prompt) {
+  if (existing) {
+    try {
+      const json::object result = co_await connection_->request(
+          "thread/resume",
+          codex::threadParams(*existing, prompt->request.workingDirectory.string(), prompt->request.model));
+      co_return codex::extractThreadId(result).value_or(*existing);
+    } catch (const AgentRunnerError& error) {
+      if (error.kind() != AgentRunnerError::Case::rpc) throw;
+      kLog.warning("a thread could not be resumed, a new one is begun conv={}", prompt->request.conversationId.text());
+    }
+  }
+  co_return co_await startThread(prompt);
+}
+
+awaitable<std::string> CodexAppServerRunner::startThread(std::shared_ptr<Prompt> prompt) {
+  const json::object result = co_await connection_->request(
+      "thread/start",
+      codex::threadParams(std::nullopt, prompt->request.workingDirectory.string(), prompt->request.model));
+  auto threadId = codex::extractThreadId(result);
+  if (!threadId) throw AgentRunnerError::rpc("thread/start: missing thread id");
+  co_return *std::move(threadId);
+}
+
+awaitable<void> CodexAppServerRunner::cancel(ConversationId conversationId) {
+  return onActor([this, conversationId]() -> awaitable<void> {
+    const auto prompt = sessions_[conversationId].prompt;
+    if (!prompt) co_return;
+    prompt->isCancelled = true;
+    changed_.notify();
+    co_await interrupt(prompt);
+    while (sessions_[conversationId].prompt == prompt) co_await changed_.wait();
+  });
+}
+
+awaitable<void> CodexAppServerRunner::interrupt(std::shared_ptr<Prompt> prompt) {
+  const auto connection = connection_;
+  if (!connection || prompt->turn.isOver()) co_return;
+  auto deadline = std::chrono::steady_clock::now() + options_.interruptLimit;
+  if (isStarting_ && promptsInFlight() == 1) deadline = {};  // nobody needs the server
+  bool isAsked = false;
+  const auto isWaitedFor = [&] {
+    return sessions_[prompt->request.conversationId].prompt == prompt && !prompt->turn.isOver();
+  };
+  while (isWaitedFor() && std::chrono::steady_clock::now() < deadline) {
+    if (prompt->turnId && connection->isConnected() && !std::exchange(isAsked, true)) {
+      const auto& threadId = sessions_[prompt->request.conversationId].providerThreadId;
+      asio::co_spawn(
+          strand(),
+          [connection, params = codex::turnInterruptParams(threadId.value_or(std::string()), *prompt->turnId)] {
+            return connection->request("turn/interrupt", params);
+          },
+          [](std::exception_ptr, const json::object&) {});  // a turn that is over by now is refused
+    }
+    co_await changed_.wait(deadline);
+  }
+  if (!isWaitedFor()) co_return;
+  kLog.warning("the server did not end a cancelled turn and is ended itself");
+  co_await connection->close();
+}
+
+awaitable<void> CodexAppServerRunner::shutdown() {
+  return onActor([this]() -> awaitable<void> {
+    idle_.cancel();
+    for (auto& [id, session] : sessions_) {
+      if (session.prompt) session.prompt->isCancelled = true;
+    }
+    changed_.notify();
+    if (connection_) co_await connection_->close();
+    while (promptsInFlight() > 0) co_await changed_.wait();
+    // One that was being started meanwhile.
+    if (connection_) co_await connection_->close();
+  });
+}
+
+void CodexAppServerRunner::onNotification(const RpcNotification& notification, std::string_view line) {
+  const auto prompt = routeConversation(notification.params);
+  if (!prompt) return;
+  try {
+    auto actions = prompt->turn.ingest(notification.method, notification.params, line);
+    if (prompt->error) changed_.notify();  // nothing is stored any more, but the turn can be over
+    if (actions.empty() || prompt->error) return;
+    if (prompt->actions.empty()) taken_.push_back(prompt);
+    std::ranges::move(actions, std::back_inserter(prompt->actions));
+  } catch (const std::exception& error) {
+    kLog.error("a notification could not be taken in: {}", error.what());
+    prompt->error = std::current_exception();
+    changed_.notify();
+  }
+}
+
+RpcOutcome CodexAppServerRunner::onRequest(const RpcRequest& request) {
+  if (auto answer = codex::answerTo(request.method)) return *std::move(answer);
+  kLog.warning("the request {} of the server is not served", request.method);
+  return RpcError{.code = kRpcMethodNotFound, .message = "Method not found"};
+}
+
+std::shared_ptr<CodexAppServerRunner::Prompt> CodexAppServerRunner::routeConversation(const json::object& params) {
+  const auto find = [](const auto& map, const auto& key) {
+    const auto found = key ? map.find(*key) : map.end();
+    return found == map.end() ? std::nullopt : std::optional(found->second);
+  };
+  auto conversation = find(turnToConversation_, codex::extractTurnId(params));
+  if (!conversation) conversation = find(threadToConversation_, codex::extractThreadId(params));
+  return conversation ? sessions_[*conversation].lastPrompt : nullptr;
+}
+
+awaitable<void> CodexAppServerRunner::onLinesTaken() {
+  for (const auto& prompt : std::exchange(taken_, {})) co_await store(prompt);
+}
+
+awaitable<void> CodexAppServerRunner::store(std::shared_ptr<Prompt> prompt) {
+  try {
+    auto end = co_await prompt->writer.perform(std::exchange(prompt->actions, {}));
+    if (end) prompt->end = std::move(end);
+  } catch (const std::exception& error) {
+    kLog.error("what the server said could not be stored: {}", error.what());
+    prompt->error = std::current_exception();
+  }
+  changed_.notify();
+}
+
+void CodexAppServerRunner::onDisconnect(std::string standardError) {
+  kLog.error("the server has ended; its last words: {}", standardError);
+  startComplaint_ = std::move(standardError);
+  for (auto& [id, session] : sessions_) session.isThreadLive = false;
+  threadToConversation_.clear();
+  turnToConversation_.clear();
+  changed_.notify();
+}
+
+std::size_t CodexAppServerRunner::promptsInFlight() const {
+  return static_cast<std::size_t>(
+      std::ranges::count_if(sessions_, [](const auto& entry) { return entry.second.prompt != nullptr; }));
+}
+
+void CodexAppServerRunner::endServerWhenIdle() {
+  if (promptsInFlight() > 0 || !connection_ || !connection_->isConnected()) return;
+  idle_.expires_after(options_.idleLimit);
+  idle_.async_wait([self = weak_from_this(), this](boost::system::error_code error) {
+    const auto alive = self.lock();
+    if (error || !alive || promptsInFlight() > 0 || !connection_) return;
+    kLog.info("the server is ended after idle time");
+    asio::co_spawn(
+        strand(), [alive, connection = connection_] { return connection->close(); }, [](std::exception_ptr) {});
+  });
+}
+
+}  // namespace ravant

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "core/token_usage_snapshot.hpp"
+#include "core/tool_invocation.hpp"
+#include "platform/json/json.hpp"
+
+/// The messages of Codex's app-server, as far as runs need them.
+/// Source: the program's own output and `codex app-server generate-ts`, codex-cli 0.169.0.
+namespace ravant::codex {
+
+json::object initializeParams();
+/// With `threadId` for "thread/resume", without for "thread/start".
+json::object threadParams(std::optional<std::string_view> threadId, std::string_view workingDirectory,
+                          std::string_view model);
+json::object turnStartParams(std::string_view threadId, std::string_view prompt, std::string_view model,
+                             const std::optional<std::string>& effort);
+json::object turnInterruptParams(std::string_view threadId, std::string_view turnId);
+
+/// Of a result or of a notification; nothing where there is none.
+std::optional<std::string> extractThreadId(const json::object& params);
+std::optional<std::string> extractTurnId(const json::object& params);
+
+/// A tool's output and, where it is told, the exit code of its command.
+struct ToolOutput {
+  std::string text;
+  std::optional<std::int64_t> exitCode = {};
+  bool operator==(const ToolOutput&) const = default;
+};
+/// `output` is a text, which may itself be JSON with "output" and "metadata", or an array of blocks with texts.
+ToolOutput decodeCodexToolOutput(const json::value& output);
+
+/// A message of the agent.
+struct MessageItem {
+  std::string id;
+  std::string text;
+};
+/// A tool call; each kind of item has its own fields for what is called, with what, and what came of it.
+struct ToolItem {
+  std::string callId;
+  std::string name;
+  std::string input;
+  std::string output;
+  ToolInvocationStatus status = ToolInvocationStatus::running;
+};
+/// The thread's context was compacted.
+struct CompactionItem {};
+
+/// What is said of an item: that it has begun, has changed or is complete.
+enum class ItemStage { started, updated, completed };
+struct ItemEvent {
+  ItemStage stage;
+  std::variant<MessageItem, ToolItem, CompactionItem> item;
+};
+
+/// A message grows.
+struct MessageDelta {
+  std::string text;
+};
+struct UsageEvent {
+  std::optional<TokenUsageSnapshot> usage;
+};
+/// A model call failed; the turn goes on where it is tried again.
+struct ErrorEvent {
+  std::string message;
+  bool willRetry = false;
+};
+/// A turn is over.
+struct TurnEnded {
+  std::string turnId;
+  bool failed = false;
+  std::optional<std::string> error = {};
+};
+
+using Event = std::variant<ItemEvent, MessageDelta, UsageEvent, ErrorEvent, TurnEnded>;
+
+/// Nothing for a notification that says nothing of a transcript.
+std::optional<Event> parseNotification(std::string_view method, const json::object& params);
+
+/// The turn that a notification belongs to; empty where it names none.
+std::string turnIdOf(const json::object& params);
+
+/// The answer to a request of the server: everything is allowed that it asks leave for, and nothing else is served.
+std::optional<json::object> answerTo(std::string_view method);
+
+}  // namespace ravant::codex

@@ -1,0 +1,138 @@
+#include "runners/rpc_connection.hpp"
+
+#include <fmt/format.h>
+
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "core/agent_runner_error.hpp"
+#include "core/overloaded.hpp"
+#include "platform/log/log.hpp"
+#include "platform/process/shell_quoted.hpp"
+#include "platform/text/uuid.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.runners", "RpcConnection");
+
+}  // namespace
+
+RpcConnection::RpcConnection(any_io_executor strand, ShellOptions shell)
+    : strand_(strand), shell_(strand, std::move(shell)), changed_(strand) {}
+
+awaitable<void> RpcConnection::start(std::filesystem::path workingDirectory, std::string commandLine,
+                                     std::shared_ptr<RpcListener> listener) {
+  const auto self = shared_from_this();
+  std::exception_ptr error;
+  try {
+    co_await shell_.startShell(std::move(workingDirectory));
+    co_await replaceShell(std::move(commandLine));
+  } catch (...) {
+    error = std::current_exception();
+  }
+  if (error) {
+    co_await shell_.shutdown();
+    std::rethrow_exception(error);
+  }
+  isConnected_ = true;
+  isReading_ = true;
+  asio::co_spawn(
+      strand_, [self, listener = std::move(listener)] { return self->read(listener); },
+      [self](std::exception_ptr failure) {
+        if (failure) kLog.error("reading an agent's lines ended with an error");
+        self->isReading_ = false;
+        self->changed_.notify();
+      });
+}
+
+// Lines for the program must never reach a shell, which would run them. So a second shell, which reads no input, stands
+// between the two: its word tells that the login shell is gone, and it ends if the program cannot be started.
+awaitable<void> RpcConnection::replaceShell(std::string commandLine) {
+  const std::string marker = fmt::format("__RAVANT_EXEC_{}__", Uuid::random().upperText());
+  const std::string script = fmt::format("echo {}; exec \"$0\" \"$@\"", marker);
+  co_await shell_.writeStdin(fmt::format("exec /bin/sh -c {} {}\n", shellQuoted(script), commandLine));
+  for (;;) {
+    const auto line = co_await shell_.readLine();
+    if (!line) throw AgentRunnerError::agentExitedSilently(shell_.drainStderr());
+    if (line->ends_with(marker)) co_return;
+  }
+}
+
+awaitable<json::object> RpcConnection::request(std::string_view method, json::object params) {
+  const auto self = shared_from_this();
+  if (!isConnected_) throw AgentRunnerError(AgentRunnerError::Case::notConnected);
+  auto [id, line] = peer_.request(method, std::move(params));
+  const auto waiter = std::make_shared<Waiter>();
+  pending_.emplace(id, waiter);
+  write(std::move(line));
+  while (!waiter->outcome && isConnected_) co_await changed_.wait();
+  pending_.erase(id);
+
+  if (!waiter->outcome) throw AgentRunnerError(AgentRunnerError::Case::processDied);
+  if (const auto* error = std::get_if<RpcError>(&*waiter->outcome)) throw AgentRunnerError::rpc(error->message);
+  co_return std::get<json::object>(std::move(*waiter->outcome));
+}
+
+void RpcConnection::notify(std::string_view method, json::object params) {
+  if (!isConnected_) throw AgentRunnerError(AgentRunnerError::Case::notConnected);
+  write(JsonRpcPeer::notification(method, std::move(params)));
+}
+
+awaitable<void> RpcConnection::close() {
+  const auto self = shared_from_this();
+  co_await shell_.shutdown();
+  while (isReading_) co_await changed_.wait();
+}
+
+awaitable<void> RpcConnection::read(std::shared_ptr<RpcListener> listener) {
+  while (auto line = co_await shell_.readLine()) {
+    std::vector<RpcReply> replies;
+    do {
+      take(*line, *listener, replies);
+      line = shell_.tryReadLine();
+    } while (line);
+    co_await listener->onLinesTaken();
+    for (RpcReply& reply : replies) {
+      const auto waiter = pending_.find(reply.request);
+      if (waiter != pending_.end()) waiter->second->outcome = std::move(reply.outcome);
+    }
+    if (!replies.empty()) changed_.notify();
+  }
+  isConnected_ = false;
+  changed_.notify();
+  listener->onDisconnect(shell_.drainStderr());
+}
+
+void RpcConnection::take(const std::string& line, RpcListener& listener, std::vector<RpcReply>& replies) {
+  for (RpcMessage& message : peer_.onLine(line)) {
+    std::visit(Overloaded{[&](RpcReply& reply) { replies.push_back(std::move(reply)); },
+                          [&](const RpcNotification& notification) { listener.onNotification(notification, line); },
+                          [&](const RpcRequest& request) {
+                            write(JsonRpcPeer::response(request.id, listener.onRequest(request)));
+                          }},
+               message);
+  }
+}
+
+void RpcConnection::write(std::string line) {
+  outbox_ += line;
+  if (std::exchange(isWriting_, true)) return;
+  asio::co_spawn(strand_, [self = shared_from_this()] { return self->writeOutbox(); }, [](std::exception_ptr) {});
+}
+
+awaitable<void> RpcConnection::writeOutbox() {
+  bool isBroken = false;
+  try {
+    while (!outbox_.empty()) co_await shell_.writeStdin(std::exchange(outbox_, {}));
+  } catch (const std::system_error& error) {
+    kLog.error("nothing more can be written to the agent: {}", error.what());
+    isBroken = true;
+  }
+  isWriting_ = false;
+  // An agent that does not listen will not answer either.
+  if (isBroken) co_await close();
+}
+
+}  // namespace ravant

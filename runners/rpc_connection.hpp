@@ -1,0 +1,79 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/async/signal.hpp"
+#include "runners/json_rpc_peer.hpp"
+#include "runners/shell_session.hpp"
+
+namespace ravant {
+
+/// What an agent says and asks on its own. Called on the runner's strand, in the order of the agent's lines.
+class RpcListener {
+ public:
+  virtual ~RpcListener() = default;
+
+  /// `line` is the agent's whole line.
+  virtual void onNotification(const RpcNotification& notification, std::string_view line) = 0;
+  /// What to answer.
+  virtual RpcOutcome onRequest(const RpcRequest& request) = 0;
+  /// What has arrived together was handed over; no more is read until this has returned.
+  virtual awaitable<void> onLinesTaken() = 0;
+  /// The agent has ended or closed its output.
+  virtual void onDisconnect(std::string standardError) = 0;
+};
+
+/// A program that was started in the user's login shell and speaks JSON-RPC on its standard input and output.
+///
+/// Part of a runner, on the runner's strand. To be closed before the strand's executor ends.
+class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
+ public:
+  RpcConnection(any_io_executor strand, ShellOptions shell);
+
+  /// Starts a login shell in the folder, has it replaced by the program, and begins to read for `listener`, which is
+  /// kept until the connection has ended. `commandLine` is shell text. Throws `ShellStartError`, `std::system_error`,
+  /// and `agentExitedSilently` of `AgentRunnerError` with the shell's words where the program cannot be started.
+  awaitable<void> start(std::filesystem::path workingDirectory, std::string commandLine,
+                        std::shared_ptr<RpcListener> listener);
+
+  /// Returns the result once everything that arrived before it was taken by the listener. Throws `AgentRunnerError`:
+  /// `rpc` with the agent's words, `notConnected`, or `processDied` where the connection ends meanwhile. Not to be
+  /// awaited by the listener.
+  awaitable<json::object> request(std::string_view method, json::object params);
+  /// Throws `notConnected`.
+  void notify(std::string_view method, json::object params = {});
+
+  bool isConnected() const { return isConnected_; }
+  /// As `ShellSession::drainStderr`.
+  std::string drainStderr() { return shell_.drainStderr(); }
+
+  /// Ends the program and everything that it started, within 3 s.
+  awaitable<void> close();
+
+ private:
+  struct Waiter {
+    std::optional<RpcOutcome> outcome;
+  };
+
+  awaitable<void> replaceShell(std::string commandLine);
+  awaitable<void> read(std::shared_ptr<RpcListener> listener);
+  void take(const std::string& line, RpcListener& listener, std::vector<RpcReply>& replies);
+  void write(std::string line);
+  awaitable<void> writeOutbox();
+
+  any_io_executor strand_;
+  ShellSession shell_;
+  JsonRpcPeer peer_;
+  Signal changed_;  ///< after any change of the state below
+  std::map<RpcRequestId, std::shared_ptr<Waiter>> pending_;
+  std::string outbox_;
+  bool isWriting_ = false;
+  bool isReading_ = false;
+  bool isConnected_ = false;
+};
+
+}  // namespace ravant

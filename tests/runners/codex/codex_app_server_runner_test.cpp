@@ -1,0 +1,100 @@
+#include "runners/codex/codex_app_server_runner.hpp"
+
+#include <gmock/gmock.h>
+
+#include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/this_coro.hpp>
+
+#include "tests/agents/runner_bench.hpp"
+
+namespace ravant::test {
+namespace {
+
+using namespace asio::experimental::awaitable_operators;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+std::string cassette(std::string_view name) {
+  return std::string(RAVANT_TESTS_DIR) + "/agents/codex/" + std::string(name) + ".cassette";
+}
+
+RunnerBench makeBench(std::chrono::milliseconds idleLimit = std::chrono::minutes(30)) {
+  return RunnerBench(AgentType::codex, [=](auto container, any_io_executor io, ShellOptions shell) {
+    return std::make_shared<CodexAppServerRunner>(
+        std::move(container), CodexRunnerOptions{.io = io, .shell = std::move(shell), .idleLimit = idleLimit});
+  });
+}
+
+TEST(CodexAppServerRunner, runsConversationsAtOnceOverOneServer) {
+  FakeAgent agent(cassette("two_at_once"));
+  RunnerBench bench = makeBench();
+  const ConversationId other = bench.addConversation();
+  const std::string program = agent.program();
+  const auto second = [&]() -> awaitable<std::string> {
+    co_await bench.untilTranscriptHas("Working.");
+    co_return co_await bench.outcomeOf(bench.request(program, "second", other));
+  };
+  const auto [one, two] = bench.await(bench.outcomeOf(bench.request(program, "first")) && second());
+  EXPECT_EQ(one, "finished");
+  EXPECT_EQ(two, "failed: rpc(the second failed)");
+  EXPECT_THAT(bench.texts(), ElementsAre("first", "Working.", "", "The first's words."));
+  EXPECT_THAT(bench.texts(other), ElementsAre("second", "", "The second's words."));
+  EXPECT_THAT(agent.processes(), SizeIs(1));
+}
+
+TEST(CodexAppServerRunner, failsEveryPromptOfAServerThatDies) {
+  FakeAgent dying(cassette("two_die"));
+  FakeAgent replying(cassette("reply"));
+  RunnerBench bench = makeBench();
+  const ConversationId other = bench.addConversation();
+  const std::string program = dying.program();
+  const auto second = [&]() -> awaitable<std::string> {
+    co_await bench.untilTranscriptHas("Working.");
+    co_return co_await bench.outcomeOf(bench.request(program, "second", other));
+  };
+  const auto [one, two] = bench.await(bench.outcomeOf(bench.request(program, "first")) && second());
+  EXPECT_EQ(one, "failed: processDied");
+  EXPECT_EQ(two, "failed: processDied");
+  EXPECT_FALSE(bench.hasRunningTool());
+  EXPECT_EQ(bench.send(replying.program(2), "again"), "finished") << "the thread is resumed";
+}
+
+TEST(CodexAppServerRunner, keepsAServerThatEndsACancelledTurnItself) {
+  FakeAgent agent(cassette("interrupted"));
+  RunnerBench bench = makeBench();
+  const std::string program = agent.program();
+  const auto whileWorking = [&]() -> awaitable<void> {
+    co_await bench.untilTranscriptHas("Bash");
+    co_await bench.cancel();
+  };
+  EXPECT_EQ(bench.await(bench.outcomeOf(bench.request(program, "stop")) && whileWorking()), "finished");
+  EXPECT_THAT(bench.transcript(), HasSubstr("failed Bash toolu_1"));
+  EXPECT_EQ(bench.send(program, "go on"), "finished");
+  EXPECT_THAT(bench.texts(), ElementsAre("stop", "Working.", "", "go on", "Still here."));
+  EXPECT_THAT(agent.processes(), SizeIs(1));
+}
+
+TEST(CodexAppServerRunner, beginsANewThreadForOneThatIsGone) {
+  FakeAgent agent(cassette("unknown_session"));
+  RunnerBench bench = makeBench();
+  AgentRunRequest request = bench.request(agent.program(), "prompt");
+  request.resumedSessionId = "thread-gone";
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
+  EXPECT_THAT(bench.texts(), ElementsAre("prompt", "A new beginning."));
+  EXPECT_EQ(bench.request("", "").resumedSessionId, "thread-1");
+}
+
+TEST(CodexAppServerRunner, endsAServerThatNobodyNeeds) {
+  FakeAgent agent(cassette("reply"));
+  RunnerBench bench = makeBench(std::chrono::milliseconds(50));
+  const std::string program = agent.program();
+  EXPECT_EQ(bench.send(program, "one"), "finished");
+  bench.await(untilGone(agent));
+  EXPECT_EQ(bench.send(program, "two"), "finished");
+  EXPECT_THAT(agent.processes(), SizeIs(2));
+}
+
+}  // namespace
+}  // namespace ravant::test
