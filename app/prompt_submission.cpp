@@ -11,7 +11,8 @@ awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmissi
                           .conversationId = submission.conversation,
                           .workingDirectory = submission.project.path,
                           .resumedSessionId = std::move(submission.resumedSessionId),
-                          .binaryPath = submission.agent.path};
+                          .binaryPath = submission.agent.path,
+                          .arguments = submission.agent.arguments};
   co_return co_await application.runners().send(std::move(request), std::move(submission.agent));
 }
 

@@ -7,6 +7,7 @@
 #include "platform/process/login_shell.hpp"
 #include "runners/claude/claude_code_shell_runner.hpp"
 #include "runners/codex/codex_app_server_runner.hpp"
+#include "runners/cursor/cursor_acp_runner.hpp"
 #include "runners/pi/pi_shell_runner.hpp"
 #include "runners/transcript_writer.hpp"
 
@@ -40,9 +41,7 @@ class UnavailableRunner final : public Actor, public AgentRunner {
 
 }  // namespace
 
-bool isRunnable(AgentType type) {
-  return type == AgentType::claude || type == AgentType::codex || type == AgentType::pi;
-}
+bool isRunnable(AgentType type) { return type != AgentType::ravant; }
 
 std::shared_ptr<AgentRunner> AppRunnerFactory::makeRunner(AgentType type,
                                                           std::shared_ptr<ModelContainer> modelContainer) {
@@ -56,8 +55,10 @@ std::shared_ptr<AgentRunner> AppRunnerFactory::makeRunner(AgentType type,
     case AgentType::codex:
       return std::make_shared<CodexAppServerRunner>(std::move(modelContainer),
                                                     CodexRunnerOptions{.io = io_, .shell = shell});
-    case AgentType::ravant:
     case AgentType::cursor:
+      return std::make_shared<CursorAcpRunner>(std::move(modelContainer),
+                                               CursorRunnerOptions{.io = io_, .shell = shell});
+    case AgentType::ravant:
       return std::make_shared<UnavailableRunner>(type, std::move(modelContainer), io_);
   }
   __builtin_unreachable();

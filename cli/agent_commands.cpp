@@ -16,8 +16,10 @@ namespace ravant::cli {
 namespace {
 
 std::string pathWords(const Agent& agent) {
-  if (!agent.path.empty()) return agent.path;
-  return agent.type == AgentType::ravant ? "built in" : fmt::format("{} in PATH", defaultCommandName(agent.type));
+  if (agent.type == AgentType::ravant) return "built in";
+  std::string words = agent.path.empty() ? std::string(defaultCommandName(agent.type)) : agent.path;
+  for (const std::string& argument : agent.arguments.value_or(std::vector<std::string>())) words += ' ' + argument;
+  return agent.path.empty() ? words + " in PATH" : words;
 }
 
 void show(CommandContext& context, const Agent& agent, std::string_view what) {
@@ -89,6 +91,19 @@ awaitable<ExitStatus> setPath(CommandContext& context, Arguments arguments) {
   co_return ExitStatus::done;
 }
 
+awaitable<ExitStatus> setArguments(CommandContext& context, Arguments arguments) {
+  Agent agent = co_await findAgent(context.application(), arguments.text("AGENT"));
+  if (agent.type != AgentType::cursor) {
+    throw CommandError(fmt::format("{} is always started with the same arguments; those of the type cursor can be set",
+                                   displayName(agent.type)));
+  }
+  agent.arguments.reset();
+  if (arguments.has("ARGUMENT")) agent.arguments = arguments.list("ARGUMENT");
+  co_await context.application().agents().setArguments(agent.id, agent.arguments);
+  show(context, agent, "Changed");
+  co_return ExitStatus::done;
+}
+
 awaitable<ExitStatus> reorder(CommandContext& context, Arguments arguments) {
   std::vector<AgentId> order;
   for (const std::string& word : arguments.list("AGENT")) {
@@ -146,6 +161,13 @@ CommandGroup agentCommands() {
                .description = "An empty path stands for the agent's usual command.",
                .positionals = {agent, {.name = "PATH", .kind = ValueKind::file}},
                .run = setPath},
+              {.name = "set-arguments",
+               .summary = "Change what an agent of the type cursor is started with",
+               .description = "Any agent of the Agent Client Protocol can be run as a cursor agent: set its path, and "
+                              "the arguments that make it speak the protocol. Without arguments they are acp again. "
+                              "Write -- before the first that begins with a hyphen.",
+               .positionals = {agent, {.name = "ARGUMENT", .occurrence = Occurrence::any}},
+               .run = setArguments},
               {.name = "reorder",
                .summary = "Put the named agents first, in that order",
                .positionals = {{.name = "AGENT", .kind = ValueKind::agent, .occurrence = Occurrence::atLeastOnce}},

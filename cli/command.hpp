@@ -14,7 +14,7 @@ namespace ravant::cli {
 /// What an argument stands for: decides how it is checked and completed.
 enum class ValueKind { text, count, file, folder, agent, agentType, settingKey };
 
-enum class Occurrence { once, atMostOnce, atLeastOnce };
+enum class Occurrence { once, atMostOnce, atLeastOnce, any };
 
 struct PositionalDescription {
   std::string_view name;

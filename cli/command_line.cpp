@@ -93,9 +93,12 @@ class Level {
 
   void add(const PositionalDescription& description) {
     CLI::Option* option = app_.add_option(std::string(description.name));
-    if (description.occurrence != Occurrence::atMostOnce) option->required();
-    if (description.occurrence == Occurrence::atLeastOnce)
-      option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
+    const bool isRequired =
+        description.occurrence == Occurrence::once || description.occurrence == Occurrence::atLeastOnce;
+    const bool isRepeated =
+        description.occurrence == Occurrence::atLeastOnce || description.occurrence == Occurrence::any;
+    if (isRequired) option->required();
+    if (isRepeated) option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
     options_.push_back({description.name, description.kind, option});
   }
 

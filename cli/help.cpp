@@ -125,6 +125,8 @@ std::string positionalWord(const PositionalDescription& positional) {
       return fmt::format("[{}]", positional.name);
     case Occurrence::atLeastOnce:
       return fmt::format("{}...", positional.name);
+    case Occurrence::any:
+      return fmt::format("[{}...]", positional.name);
   }
   __builtin_unreachable();
 }

@@ -58,12 +58,14 @@ json::object jsonForm(const Project& project) {
 }
 
 json::object jsonForm(const Agent& agent) {
-  return {{"id", agent.id.text()},
-          {"path", agent.path},
-          {"typeRaw", rawValue(agent.type)},
-          {"enabled", agent.enabled},
-          {"createdAt", iso8601(agent.createdAt)},
-          {"order", agent.order}};
+  json::object object{{"id", agent.id.text()},
+                      {"path", agent.path},
+                      {"typeRaw", rawValue(agent.type)},
+                      {"enabled", agent.enabled},
+                      {"createdAt", iso8601(agent.createdAt)},
+                      {"order", agent.order}};
+  if (agent.arguments) object.emplace("arguments", form(*agent.arguments));
+  return object;
 }
 
 json::object jsonForm(const AgentModel& model) {

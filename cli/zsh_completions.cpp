@@ -34,7 +34,8 @@ std::string specification(const OptionDescription& option) {
 }
 
 std::string specification(const PositionalDescription& positional) {
-  const std::string_view place = positional.occurrence == Occurrence::atLeastOnce ? "*" : "";
+  const std::string_view place =
+      positional.occurrence == Occurrence::atLeastOnce || positional.occurrence == Occurrence::any ? "*" : "";
   return fmt::format("'{}:{}:{}'", place, escaped(positional.name), action(positional.kind));
 }
 

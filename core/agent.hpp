@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "core/agent_type.hpp"
 #include "core/id.hpp"
@@ -17,6 +19,9 @@ struct Agent {
   bool enabled;
   Timestamp createdAt;
   std::int64_t order;
+  /// Of a program that is started by more than its path, such as an agent that speaks a protocol behind a subcommand;
+  /// nothing means the type's usual ones.
+  std::optional<std::vector<std::string>> arguments = {};
 
   bool operator==(const Agent&) const = default;
 };

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/agent_type.hpp"
 #include "core/id.hpp"
@@ -21,7 +22,8 @@ struct AgentRunRequest {
   ConversationId conversationId;
   std::filesystem::path workingDirectory;  ///< the project's folder; the agent runs there
   std::optional<std::string> resumedSessionId;
-  std::string binaryPath;  ///< as configured on the agent
+  std::string binaryPath;                                  ///< as configured on the agent
+  std::optional<std::vector<std::string>> arguments = {};  ///< as configured on the agent
 };
 
 /// Runs prompts with one kind of agent. Its operations may be called from any executor.

@@ -67,9 +67,8 @@ struct SetSession {
 
 }  // namespace turn
 
-using TranscriptAction =
-    std::variant<turn::AppendAgentMessage, turn::AppendToolInvocation, turn::UpdateToolInvocation,
-                 turn::CompleteToolInvocation, turn::AppendCompactionEvent, turn::ApplyUsage, turn::ApplyContextWindow,
-                 turn::SetSession>;
+using TranscriptAction = std::variant<turn::AppendAgentMessage, turn::AppendToolInvocation, turn::UpdateToolInvocation,
+                                      turn::CompleteToolInvocation, turn::AppendCompactionEvent, turn::ApplyUsage,
+                                      turn::ApplyContextWindow, turn::SetSession>;
 
 }  // namespace ravant

@@ -18,7 +18,8 @@ Agent readAgent(const sqlite::Query& row) {
           .type = agentTypeFromRawValue(row.text(2)).value(),
           .enabled = row.boolean(3),
           .createdAt = readTime(row, 4),
-          .order = row.int64(5)};
+          .order = row.int64(5),
+          .arguments = row.isNull(6) ? std::nullopt : std::optional(readTexts(row, 6))};
 }
 
 AgentModel readModel(const sqlite::Query& row) {
@@ -47,12 +48,13 @@ class AgentModelOperations {
  public:
   explicit AgentModelOperations(std::shared_ptr<ModelContainer> modelContainer)
       : store_(std::move(modelContainer)),
-        agents_(store_.prepare("SELECT uuid, path, type_raw, enabled, created_at, sort_order FROM agent "
+        agents_(store_.prepare("SELECT uuid, path, type_raw, enabled, created_at, sort_order, arguments FROM agent "
                                "ORDER BY sort_order, id")),
         findAgent_(store_.prepare("SELECT id FROM agent WHERE uuid = ?")),
         insertAgent_(store_.prepare("INSERT INTO agent (uuid, path, type_raw, enabled, created_at, sort_order) "
                                     "VALUES (?, ?, ?, 1, ?, (SELECT coalesce(max(sort_order) + 1, 0) FROM agent))")),
         setPath_(store_.prepare("UPDATE agent SET path = ? WHERE uuid = ? RETURNING 1")),
+        setArguments_(store_.prepare("UPDATE agent SET arguments = ? WHERE uuid = ? RETURNING 1")),
         setEnabled_(store_.prepare("UPDATE agent SET enabled = ? WHERE uuid = ? RETURNING 1")),
         setOrder_(store_.prepare("UPDATE agent SET sort_order = ? WHERE uuid = ?")),
         deleteAgent_(store_.prepare("DELETE FROM agent WHERE uuid = ? RETURNING 1")),
@@ -97,6 +99,9 @@ class AgentModelOperations {
   }
 
   bool setPath(AgentId id, const std::string& path) { return update("setPath", setPath_, id, path); }
+  bool setArguments(AgentId id, const std::optional<std::vector<std::string>>& arguments) {
+    return update("setArguments", setArguments_, id, arguments ? std::optional(bound(*arguments)) : std::nullopt);
+  }
   bool setEnabled(AgentId id, bool enabled) { return update("setEnabled", setEnabled_, id, enabled); }
 
   void reorder(const std::vector<AgentId>& wanted) {
@@ -246,6 +251,7 @@ class AgentModelOperations {
   sqlite::Statement findAgent_;
   sqlite::Statement insertAgent_;
   sqlite::Statement setPath_;
+  sqlite::Statement setArguments_;
   sqlite::Statement setEnabled_;
   sqlite::Statement setOrder_;
   sqlite::Statement deleteAgent_;
@@ -281,6 +287,11 @@ awaitable<std::optional<Agent>> AgentModelStore::createAgentIfMissing(AgentType 
 
 awaitable<bool> AgentModelStore::setPath(AgentId id, std::string path) {
   return perform([id, path = std::move(path)](auto& operations) { return operations.setPath(id, path); });
+}
+
+awaitable<bool> AgentModelStore::setArguments(AgentId id, std::optional<std::vector<std::string>> arguments) {
+  return perform(
+      [id, arguments = std::move(arguments)](auto& operations) { return operations.setArguments(id, arguments); });
 }
 
 awaitable<bool> AgentModelStore::setEnabled(AgentId id, bool enabled) {

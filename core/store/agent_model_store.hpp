@@ -27,6 +27,8 @@ class AgentModelStore : public StoreActor<AgentModelOperations> {
   awaitable<std::optional<Agent>> createAgentIfMissing(AgentType type, std::string path,
                                                        std::vector<ProbedModel> models);
   awaitable<bool> setPath(AgentId id, std::string path);
+  /// Nothing stands for the type's usual ones.
+  awaitable<bool> setArguments(AgentId id, std::optional<std::vector<std::string>> arguments);
   awaitable<bool> setEnabled(AgentId id, bool enabled);
   /// Puts the named agents first, in that order; the others follow as they were.
   awaitable<void> reorder(std::vector<AgentId> orderedIds);

@@ -146,7 +146,11 @@ CREATE TABLE integrity_check (
 ) STRICT;
 )sql";
 
-constexpr std::array kMigrations = {Migration{kVersion1}};
+constexpr std::string_view kVersion2 = R"sql(
+ALTER TABLE agent ADD COLUMN arguments TEXT CHECK (arguments IS NULL OR json_type(arguments) = 'array');
+)sql";
+
+constexpr std::array kMigrations = {Migration{kVersion1}, Migration{kVersion2}};
 
 }  // namespace
 

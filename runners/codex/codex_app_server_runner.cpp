@@ -10,7 +10,7 @@
 #include "platform/log/log.hpp"
 #include "platform/text/utf8.hpp"
 #include "runners/codex/codex_turn.hpp"
-#include "runners/transcript_writer.hpp"
+#include "runners/rpc_prompt.hpp"
 #include "runners/working_folder.hpp"
 
 namespace ravant {
@@ -20,18 +20,12 @@ constexpr Log kLog("com.ravant.runners", "CodexAppServer");
 
 }  // namespace
 
-struct CodexAppServerRunner::Prompt {
+struct CodexAppServerRunner::Prompt : RpcPrompt {
   Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer)
-      : request(std::move(asked)), turn(request.model), writer(std::move(modelContainer), request.conversationId) {}
+      : RpcPrompt(std::move(asked), std::move(modelContainer)), turn(request.model) {}
 
-  AgentRunRequest request;
   CodexTurn turn;
-  TranscriptWriter writer;
   std::optional<std::string> turnId;
-  std::vector<turn::Action> actions;  ///< taken in, not stored yet
-  bool isCancelled = false;
-  std::optional<TurnEnd> end;
-  std::exception_ptr error;  ///< while taking in or storing
 };
 
 CodexAppServerRunner::CodexAppServerRunner(std::shared_ptr<ModelContainer> modelContainer, CodexRunnerOptions options)
@@ -285,13 +279,7 @@ awaitable<void> CodexAppServerRunner::onLinesTaken() {
 }
 
 awaitable<void> CodexAppServerRunner::store(std::shared_ptr<Prompt> prompt) {
-  try {
-    auto end = co_await prompt->writer.perform(std::exchange(prompt->actions, {}));
-    if (end) prompt->end = std::move(end);
-  } catch (const std::exception& error) {
-    kLog.error("what the server said could not be stored: {}", error.what());
-    prompt->error = std::current_exception();
-  }
+  co_await prompt->store();
   changed_.notify();
 }
 

@@ -29,6 +29,7 @@ namespace ravant::test {
 ///     expect TEXT            fails unless what was received last has it
 ///     expect-session METHOD  fails unless a request of that method came, or a prompt before this one
 ///     reply RESULT           answers what was received last
+///     reply-to-prompt RESULT answers the prompt
 ///     reply-error TEXT       the same with an error
 ///     receive-reply ID TEXT  waits for the answer to the agent's own request, and fails unless it has the text
 struct CassetteTurn {

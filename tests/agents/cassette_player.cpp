@@ -99,12 +99,15 @@ class Player {
     if (verb == "wait") return waitFor(rest);
     if (verb == "receive" || verb == "receive-prompt") {
       receive(rest);
-      if (verb == "receive-prompt") noteInvocation({received_});
+      if (verb == "receive") return;
+      promptId_ = receivedId_;
+      noteInvocation({received_});
       return;
     }
     if (verb == "expect") return expect(received_.contains(rest), rest);
     if (verb == "expect-session") return expect(answered_.contains(rest) || prompts_ > 1, rest);
-    if (verb == "reply") return write(STDOUT_FILENO, "{\"id\":" + receivedId_ + ",\"result\":" + rest + "}\n");
+    if (verb == "reply") return reply(receivedId_, rest);
+    if (verb == "reply-to-prompt") return reply(promptId_, rest);
     if (verb == "reply-error") {
       return write(STDOUT_FILENO,
                    "{\"id\":" + receivedId_ + ",\"error\":{\"code\":-32600,\"message\":\"" + rest + "\"}}\n");
@@ -133,6 +136,10 @@ class Player {
           "{\"type\":\"event_of_next_year\",\"message\":{\"content\":[{\"type\":\"text\",\"text\":\"unknown\"}]}}\n");
   }
 
+  static void reply(const std::string& id, const std::string& result) {
+    write(STDOUT_FILENO, "{\"jsonrpc\":\"2.0\",\"id\":" + id + ",\"result\":" + result + "}\n");
+  }
+
   static void expect(bool isSo, const std::string& words) {
     if (!isSo) throw std::runtime_error("expected: " + words);
   }
@@ -156,7 +163,7 @@ class Player {
       const auto rule = rules_.find(name);
       if (rule == rules_.end()) throw std::runtime_error("unexpected: " + received_);
       answered_.insert(name);
-      write(STDOUT_FILENO, "{\"id\":" + receivedId_ + ",\"result\":" + rule->second + "}\n");
+      reply(receivedId_, rule->second);
     }
   }
 
@@ -230,6 +237,7 @@ class Player {
   std::map<std::string, std::string> rules_ = readCassetteRules(environment(kCassetteVariable));
   std::string received_;
   std::string receivedId_;
+  std::string promptId_;
   std::set<std::string> answered_;  ///< by rules
   int prompts_ = 0;
 };

@@ -7,6 +7,7 @@
 #include "platform/json/json.hpp"
 #include "runners/claude/claude_code_shell_runner.hpp"
 #include "runners/codex/codex_app_server_runner.hpp"
+#include "runners/cursor/cursor_acp_runner.hpp"
 #include "runners/pi/pi_shell_runner.hpp"
 
 namespace ravant::test {
@@ -24,6 +25,12 @@ std::shared_ptr<AgentRunner> makeCodexRunner(std::shared_ptr<ModelContainer> con
                                              ShellOptions shell) {
   return std::make_shared<CodexAppServerRunner>(std::move(container),
                                                 CodexRunnerOptions{.io = io, .shell = std::move(shell)});
+}
+
+std::shared_ptr<AgentRunner> makeCursorRunner(std::shared_ptr<ModelContainer> container, any_io_executor io,
+                                              ShellOptions shell) {
+  return std::make_shared<CursorAcpRunner>(std::move(container),
+                                           CursorRunnerOptions{.io = io, .shell = std::move(shell)});
 }
 
 /// The text of the first block of a request's parameter.
@@ -63,11 +70,20 @@ std::vector<RunnerUnderTest> runnersUnderTest() {
            .makeRunner = makeCodexRunner,
            .endsTurn =
                [](const std::string& line) {
-                 const bool isEnd = line.contains("turn/completed") || line.contains("turn/failed") ||
-                                    line.contains("turn/aborted");
+                 const bool isEnd =
+                     line.contains("turn/completed") || line.contains("turn/failed") || line.contains("turn/aborted");
                  return isEnd && line.contains(R"("threadId":"thread-1")");
                },
            .promptOf = [](const FakeAgent::Arguments& arguments) { return textOfFirst("input", arguments.front()); }},
+          {.type = AgentType::cursor,
+           .hosting = Hosting::server,
+           .makeRunner = makeCursorRunner,
+           // The verb that answers the prompt.
+           .endsTurn =
+               [](const std::string& line) {
+                 return line.starts_with("reply") && (line.contains("stopReason") || line.contains("Internal error"));
+               },
+           .promptOf = [](const FakeAgent::Arguments& arguments) { return textOfFirst("prompt", arguments.front()); }},
           {.type = AgentType::pi,
            .hosting = Hosting::shell,
            .makeRunner = makeShellRunner<PiShellRunner>,

@@ -42,9 +42,13 @@ TEST_F(Entities, agentsAreMadeOnceForTheirType) {
   run(store.agents->reorder({claude.id}));
   run(store.agents->setEnabled(claude.id, false));
   run(store.agents->setPath(claude.id, "/opt/claude"));
+  const std::vector<std::string> arguments = {"acp", "--so it's"};
+  run(store.agents->setArguments(claude.id, arguments));
   const auto agents = run(store.agents->agents());
   ASSERT_EQ(agents.size(), 2U);
-  EXPECT_EQ(agents[0], (Agent{claude.id, "/opt/claude", AgentType::claude, false, kMorning, 0}));
+  EXPECT_EQ(agents[0], (Agent{claude.id, "/opt/claude", AgentType::claude, false, kMorning, 0, arguments}));
+  run(store.agents->setArguments(claude.id, std::nullopt));
+  EXPECT_EQ(run(store.agents->agents())[0].arguments, std::nullopt);
 }
 
 TEST_F(Entities, refreshedModelsKeepWhatTheUserChose) {

@@ -1,0 +1,131 @@
+#include "runners/cursor/cursor_acp_runner.hpp"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <boost/asio/experimental/awaitable_operators.hpp>
+
+#include "platform/process/shell_quoted.hpp"
+#include "tests/agents/runner_bench.hpp"
+
+namespace ravant::test {
+namespace {
+
+using namespace asio::experimental::awaitable_operators;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::SizeIs;
+
+std::string cassette(std::string_view name) {
+  return std::string(RAVANT_TESTS_DIR) + "/agents/cursor/" + std::string(name) + ".cassette";
+}
+
+RunnerBench makeBench(std::chrono::milliseconds idleLimit = std::chrono::minutes(30)) {
+  return RunnerBench(AgentType::cursor, [=](auto container, any_io_executor io, ShellOptions shell) {
+    return std::make_shared<CursorAcpRunner>(
+        std::move(container), CursorRunnerOptions{.io = io, .shell = std::move(shell), .idleLimit = idleLimit});
+  });
+}
+
+TEST(CursorAcpRunner, keepsAnAgentThatEndsACancelledPromptItself) {
+  FakeAgent agent(cassette("cancelled"));
+  RunnerBench bench = makeBench();
+  const std::string program = agent.program();
+  const auto whileWorking = [&]() -> awaitable<void> {
+    co_await bench.untilTranscriptHas("Bash");
+    co_await bench.cancel();
+  };
+  EXPECT_EQ(bench.await(bench.outcomeOf(bench.request(program, "stop")) && whileWorking()), "finished");
+  EXPECT_THAT(bench.transcript(), AllOf(HasSubstr("completed Bash toolu_1"), HasSubstr("User aborted the command")));
+  EXPECT_EQ(bench.send(program, "go on"), "finished");
+  EXPECT_THAT(bench.texts(), ElementsAre("stop", "Working.", "", "go on", "Still here."));
+  EXPECT_THAT(agent.processes(), SizeIs(1));
+}
+
+TEST(CursorAcpRunner, beginsANewSessionForOneThatIsGone) {
+  FakeAgent agent(cassette("unknown_session"));
+  RunnerBench bench = makeBench();
+  AgentRunRequest request = bench.request(agent.program(), "prompt");
+  request.resumedSessionId = "session-gone";
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
+  EXPECT_THAT(bench.texts(), ElementsAre("prompt", "A new beginning."));
+  EXPECT_EQ(bench.request("", "").resumedSessionId, "session-1");
+}
+
+TEST(CursorAcpRunner, doesNotShowAHistoryThatIsReplayed) {
+  FakeAgent agent(cassette("replay"));
+  RunnerBench bench = makeBench();
+  AgentRunRequest request = bench.request(agent.program(), "prompt");
+  request.resumedSessionId = "session-1";
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
+  EXPECT_THAT(bench.texts(), ElementsAre("prompt", "New answer."));
+}
+
+TEST(CursorAcpRunner, choosesModelAndEffortAmongWhatIsOffered) {
+  FakeAgent agent(cassette("options"));
+  RunnerBench bench = makeBench();
+  AgentRunRequest request = bench.request(agent.program(), "prompt");
+  request.effort = "xhigh";
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
+  request.model = "auto";
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "failed: processDied") << "the cassette ends with another choice";
+  EXPECT_THAT(bench.texts(), ElementsAre("prompt", "Chosen.", "prompt", "Kept.", "prompt"));
+}
+
+TEST(CursorAcpRunner, failsWithTheAgentsWordsForAModelThatItRefuses) {
+  FakeAgent agent(cassette("options"));
+  RunnerBench bench = makeBench();
+  const std::string program = agent.program();
+  AgentRunRequest request = bench.request(program, "prompt");
+  request.effort = "xhigh";
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
+  request.model = "nonsense";
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "failed: rpc(Invalid params: no such model)");
+}
+
+TEST(CursorAcpRunner, saysWhenALoginIsMissing) {
+  FakeAgent agent(cassette("no_login"));
+  RunnerBench bench = makeBench();
+  EXPECT_EQ(bench.send(agent.program(), "prompt"),
+            "failed: rpc(Authentication required); authenticate: rpc(Not logged in)");
+}
+
+TEST(CursorAcpRunner, startsTheAgentWithItsArguments) {
+  FakeAgent agent(cassette("reply"));
+  RunnerBench bench = makeBench();
+  const TemporaryFolder notes;
+  const std::string program =
+      notes.write("agent", fmt::format("#!/bin/sh\nprintf '%s|' \"$@\" > {}\nexec {} \"$@\"\n",
+                                       shellQuoted((notes / "given").string()), shellQuoted(agent.program())));
+  std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+  const auto given = [&] {
+    std::ifstream file(notes / "given");
+    return std::string(std::istreambuf_iterator<char>(file), {});
+  };
+  EXPECT_EQ(bench.send(program, "one"), "finished");
+  EXPECT_EQ(given(), "acp|");
+  AgentRunRequest request = bench.request(program, "two");
+  request.arguments = {"--experimental-acp", "it's $HOME"};
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
+  EXPECT_EQ(given(), "--experimental-acp|it's $HOME|");
+}
+
+TEST(CursorAcpRunner, runsConversationsInAgentsOfTheirOwnAndEndsThoseThatRest) {
+  FakeAgent agent(cassette("reply"));
+  RunnerBench bench = makeBench(std::chrono::milliseconds(50));
+  const ConversationId other = bench.addConversation();
+  const std::string program = agent.program(1);
+  const auto [one, two] = bench.await(bench.outcomeOf(bench.request(program, "one")) &&
+                                      bench.outcomeOf(bench.request(program, "two", other)));
+  EXPECT_EQ(one, "finished");
+  EXPECT_EQ(two, "finished");
+  EXPECT_THAT(agent.processes(), SizeIs(2));
+  bench.await(untilGone(agent));
+  EXPECT_THAT(bench.texts(other), ElementsAre("two", "First reply."));
+}
+
+}  // namespace
+}  // namespace ravant::test
