@@ -2,13 +2,14 @@
 
 #include <algorithm>
 
+#include "app/agent_scan.hpp"
+#include "app/model_discovery.hpp"
 #include "cli/command.hpp"
 #include "cli/command_error.hpp"
 #include "cli/json_form.hpp"
 #include "cli/lookup.hpp"
 #include "cli/terminal_text.hpp"
 #include "platform/text/text.hpp"
-#include "runners/model_catalog.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -52,10 +53,21 @@ awaitable<ExitStatus> list(CommandContext& context, Arguments arguments) {
 }
 
 awaitable<ExitStatus> refresh(CommandContext& context, Arguments arguments) {
-  AgentModelStore& store = context.application().agents();
+  Application& application = context.application();
   const std::optional<AgentId> only = co_await chosenAgent(context, arguments.optional("AGENT"));
-  for (const Agent& agent : co_await store.agents()) {
-    if (!only || agent.id == *only) co_await store.refreshModels(agent.id, builtInModels(agent.type));
+  std::vector<std::string> failures;
+  for (const Agent& agent : co_await application.agents().agents()) {
+    if (only ? agent.id != *only : !agent.enabled) continue;
+    try {
+      co_await application.agents().refreshModels(
+          agent.id, co_await discoverModels(agent, locatorOptions(application.settings(), application.processes()),
+                                            application.io()));
+    } catch (const ModelDiscoveryError& error) {
+      failures.push_back(oneLine(error.what()));
+    }
+  }
+  if (!failures.empty()) {
+    throw CommandError(fmt::format("{}; its models stay as they were", fmt::join(failures, "; ")));
   }
   co_await show(context, only);
   co_return ExitStatus::done;
@@ -115,7 +127,9 @@ CommandGroup modelCommands() {
            .run = list},
           {.name = "refresh",
            .summary = "Bring the models up to date",
-           .description = "What you added, enabled or disabled yourself stays so.",
+           .description =
+               "Codex, Cursor and Pi are asked which models they have; the others are known. Without an agent "
+               "all that are enabled are asked. What you added, enabled or disabled yourself stays so.",
            .positionals = {{.name = "AGENT", .kind = ValueKind::agent, .occurrence = Occurrence::atMostOnce}},
            .run = refresh},
           {.name = "add",

@@ -16,7 +16,7 @@ namespace ravant {
 /// A probe that gave no answer; `what()` begins with the probe's label.
 class ProbeError : public std::runtime_error {
  public:
-  enum class Case { launch, exitStatus, tooMuchOutput };
+  enum class Case { launch, exitStatus, tooMuchOutput, noAnswer };
 
   ProbeError(Case kind, const std::string& text) : std::runtime_error(text), kind_(kind) {}
   Case kind() const { return kind_; }

@@ -219,6 +219,41 @@ std::optional<Event> parseNotification(std::string_view method, const json::obje
   return std::nullopt;
 }
 
+json::object modelListParams(const std::optional<std::string>& cursor) {
+  json::object params;
+  if (cursor) params.emplace("cursor", *cursor);
+  return params;
+}
+
+std::vector<ProbedModel> modelsOf(const json::object& page) {
+  std::vector<ProbedModel> models;
+  const json::array* data = arrayAt(page, "data");
+  if (!data) return models;
+  for (const json::value& value : *data) {
+    const json::object* entry = value.if_object();
+    if (!entry || boolAt(*entry, "hidden").value_or(false)) continue;
+    const auto slug = firstText(*entry, {"model", "id"});
+    if (!slug) continue;
+    ProbedModel model{.slug = std::string(*slug),
+                      .displayName = optionalTextAt(*entry, "displayName").value_or(std::string(*slug)),
+                      .defaultEffort = optionalTextAt(*entry, "defaultReasoningEffort")};
+    if (const json::array* efforts = arrayAt(*entry, "supportedReasoningEfforts")) {
+      for (const json::value& effort : *efforts) {
+        const json::object* named = effort.if_object();
+        if (named) model.efforts.push_back(textAt(*named, "reasoningEffort"));
+      }
+    }
+    model.supportsThinking = !model.efforts.empty();
+    if (const json::array* tiers = arrayAt(*entry, "additionalSpeedTiers")) {
+      model.supportsFastMode = std::ranges::count(*tiers, json::value("fast")) > 0;
+    }
+    models.push_back(std::move(model));
+  }
+  return models;
+}
+
+std::optional<std::string> nextCursor(const json::object& page) { return optionalTextAt(page, "nextCursor"); }
+
 std::optional<json::object> answerTo(std::string_view method) {
   if (method == "item/commandExecution/requestApproval" || method == "item/fileChange/requestApproval") {
     return json::object{{"decision", "accept"}};

