@@ -60,11 +60,11 @@ awaitable<void> RpcConnection::replaceShell(std::string commandLine) {
   }
 }
 
-awaitable<json::object> RpcConnection::request(std::string_view method, json::object params) {
+awaitable<json::object> RpcConnection::request(std::string_view method, json::object params, OnResult onResult) {
   const auto self = shared_from_this();
   if (!isConnected_) throw AgentRunnerError(AgentRunnerError::Case::notConnected);
   auto [id, line] = peer_.request(method, std::move(params));
-  const auto waiter = std::make_shared<Waiter>();
+  const auto waiter = std::make_shared<Waiter>(Waiter{.onResult = std::move(onResult), .outcome = {}});
   pending_.emplace(id, waiter);
   write(std::move(line));
   while (!waiter->outcome && isConnected_) co_await changed_.wait();
@@ -107,13 +107,22 @@ awaitable<void> RpcConnection::read(std::shared_ptr<RpcListener> listener) {
 
 void RpcConnection::take(const std::string& line, RpcListener& listener, std::vector<RpcReply>& replies) {
   for (RpcMessage& message : peer_.onLine(line)) {
-    std::visit(Overloaded{[&](RpcReply& reply) { replies.push_back(std::move(reply)); },
+    std::visit(Overloaded{[&](RpcReply& reply) {
+                            announce(reply);
+                            replies.push_back(std::move(reply));
+                          },
                           [&](const RpcNotification& notification) { listener.onNotification(notification, line); },
                           [&](const RpcRequest& request) {
                             write(JsonRpcPeer::response(request.id, listener.onRequest(request)));
                           }},
                message);
   }
+}
+
+void RpcConnection::announce(const RpcReply& reply) {
+  const auto waiter = pending_.find(reply.request);
+  const auto* result = std::get_if<json::object>(&reply.outcome);
+  if (result && waiter != pending_.end() && waiter->second->onResult) waiter->second->onResult(*result);
 }
 
 void RpcConnection::write(std::string line) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -32,6 +33,8 @@ class RpcListener {
 /// Part of a runner, on the runner's strand. To be closed before the strand's executor ends.
 class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
  public:
+  using OnResult = std::function<void(const json::object&)>;
+
   RpcConnection(any_io_executor strand, ShellOptions shell);
 
   /// Starts a login shell in the folder, has it replaced by the program, and begins to read for `listener`, which is
@@ -42,8 +45,9 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
 
   /// Returns the result once everything that arrived before it was taken by the listener. Throws `AgentRunnerError`:
   /// `rpc` with the agent's words, `notConnected`, or `processDied` where the connection ends meanwhile. Not to be
-  /// awaited by the listener.
-  awaitable<json::object> request(std::string_view method, json::object params);
+  /// awaited by the listener. `onResult` is called before what stands behind the result's line is handed to the
+  /// listener.
+  awaitable<json::object> request(std::string_view method, json::object params, OnResult onResult = {});
   /// Throws `notConnected`.
   void notify(std::string_view method, json::object params = {});
 
@@ -56,12 +60,14 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
 
  private:
   struct Waiter {
+    OnResult onResult;
     std::optional<RpcOutcome> outcome;
   };
 
   awaitable<void> replaceShell(std::string commandLine);
   awaitable<void> read(std::shared_ptr<RpcListener> listener);
   void take(const std::string& line, RpcListener& listener, std::vector<RpcReply>& replies);
+  void announce(const RpcReply& reply);
   void write(std::string line);
   awaitable<void> writeOutbox();
 

@@ -88,16 +88,20 @@ awaitable<void> CodexAppServerRunner::followTurn(std::shared_ptr<Prompt> prompt)
   const std::string threadId = co_await ensureThread(prompt);
   if (prompt->isCancelled) co_return;
 
-  const json::object result = co_await connection->request(
-      "turn/start", codex::turnStartParams(threadId, repairUtf8(request.prompt), request.model, request.effort));
-  prompt->turnId = codex::extractTurnId(result);
+  co_await connection->request(
+      "turn/start", codex::turnStartParams(threadId, repairUtf8(request.prompt), request.model, request.effort),
+      [this, prompt](const json::object& result) { onTurnStarted(prompt, result); });
   if (!prompt->turnId) throw AgentRunnerError::rpc("turn/start: missing turn id");
-  kLog.debug("turn {} begins conv={}", *prompt->turnId, request.conversationId.text());
-  turnToConversation_.insert_or_assign(*prompt->turnId, request.conversationId);
-  std::ranges::move(prompt->turn.onStarted(*prompt->turnId), std::back_inserter(prompt->actions));
-  co_await store(prompt);
-  changed_.notify();
   while (!prompt->end && !prompt->error && connection->isConnected()) co_await changed_.wait();
+}
+
+void CodexAppServerRunner::onTurnStarted(const std::shared_ptr<Prompt>& prompt, const json::object& result) {
+  prompt->turnId = codex::extractTurnId(result);
+  if (!prompt->turnId) return;
+  kLog.debug("turn {} begins conv={}", *prompt->turnId, prompt->request.conversationId.text());
+  turnToConversation_.insert_or_assign(*prompt->turnId, prompt->request.conversationId);
+  take(prompt, prompt->turn.onStarted(*prompt->turnId));
+  changed_.notify();
 }
 
 awaitable<void> CodexAppServerRunner::ensureRunning(std::shared_ptr<Prompt> prompt) {
@@ -248,14 +252,18 @@ void CodexAppServerRunner::onNotification(const RpcNotification& notification, s
   try {
     auto actions = prompt->turn.ingest(notification.method, notification.params, line);
     if (prompt->error) changed_.notify();  // nothing is stored any more, but the turn can be over
-    if (actions.empty() || prompt->error) return;
-    if (prompt->actions.empty()) taken_.push_back(prompt);
-    std::ranges::move(actions, std::back_inserter(prompt->actions));
+    if (!prompt->error) take(prompt, std::move(actions));
   } catch (const std::exception& error) {
     kLog.error("a notification could not be taken in: {}", error.what());
     prompt->error = std::current_exception();
     changed_.notify();
   }
+}
+
+void CodexAppServerRunner::take(const std::shared_ptr<Prompt>& prompt, std::vector<turn::Action> actions) {
+  if (actions.empty()) return;
+  if (prompt->actions.empty()) taken_.push_back(prompt);
+  std::ranges::move(actions, std::back_inserter(prompt->actions));
 }
 
 RpcOutcome CodexAppServerRunner::onRequest(const RpcRequest& request) {

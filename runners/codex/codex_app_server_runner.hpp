@@ -12,6 +12,7 @@
 #include "core/id.hpp"
 #include "platform/async/actor.hpp"
 #include "platform/async/signal.hpp"
+#include "runners/agent_turn.hpp"
 #include "runners/rpc_connection.hpp"
 
 namespace ravant {
@@ -56,6 +57,8 @@ class CodexAppServerRunner final : public Actor, public AgentRunner, private Rpc
   awaitable<std::string> resumeOrStartThread(std::optional<std::string> existing, std::shared_ptr<Prompt> prompt);
   awaitable<std::string> startThread(std::shared_ptr<Prompt> prompt);
   awaitable<void> interrupt(std::shared_ptr<Prompt> prompt);
+  void onTurnStarted(const std::shared_ptr<Prompt>& prompt, const json::object& result);
+  void take(const std::shared_ptr<Prompt>& prompt, std::vector<turn::Action> actions);
 
   void onNotification(const RpcNotification& notification, std::string_view line) override;
   RpcOutcome onRequest(const RpcRequest& request) override;
