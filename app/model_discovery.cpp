@@ -4,48 +4,39 @@
 
 #include <algorithm>
 
+#include "core/agent_command.hpp"
 #include "platform/text/text.hpp"
 #include "runners/codex/codex_models.hpp"
 #include "runners/cursor/acp_models.hpp"
 #include "runners/model_catalog.hpp"
 #include "runners/pi/pi_models.hpp"
-#include "runners/probe_process.hpp"
+#include "runners/shell_probe.hpp"
 
 namespace ravant {
 namespace {
 
+ShellOptions shellOf(const AgentLocatorOptions& options) {
+  return {.shellPath = options.shellPath, .startLimit = options.shellLimit, .ledger = options.processes};
+}
+
 RpcProbeOptions rpcProbe(const AgentLocatorOptions& options, any_io_executor io) {
-  return {.io = std::move(io),
-          .shell = {.shellPath = options.shellPath, .startLimit = options.shellLimit, .ledger = options.processes}};
+  return {.io = std::move(io), .shell = shellOf(options)};
 }
 
-/// Where the login shell would find the program.
-std::string programOf(const Agent& agent, std::string_view searchPath) {
-  const std::string_view configured = trimmed(agent.path);
-  if (configured.find('/') != std::string_view::npos) return std::string(configured);
-  if (!configured.empty()) throw ModelDiscoveryError(fmt::format("the path {} is not absolute", configured));
-  const std::vector<LocatedAgent> found = findAgents(searchPath);
-  const auto located = std::ranges::find(found, agent.type, &LocatedAgent::type);
-  if (located != found.end()) return located->path;
-  throw ModelDiscoveryError(
-      fmt::format("{} was not found in the search path of your shell", defaultCommandName(agent.type)));
-}
-
-awaitable<std::vector<ProbedModel>> probePiModels(Agent agent, AgentLocatorOptions options, any_io_executor io) {
-  const ShellEnvironment environment = co_await readShellEnvironment(options, io);
-  const std::string program = programOf(agent, environment.searchPath);
-  const std::string listing =
-      co_await ProbeProcess::run(program, {"--list-models"}, "models of " + program,
-                                 {.environment = {{"PATH", environment.searchPath}}, .ledger = options.processes});
+awaitable<std::vector<ProbedModel>> probePiModels(Agent agent, ShellProbeOptions options) {
+  const ShellProbeOutput answer =
+      co_await probeInShell(std::move(options), AgentCommand::executable(agent.path, AgentType::pi) + " --list-models");
   // The listing is sorted by name; the first model is the one that is used unless another is chosen.
   const std::vector<ProbedModel> known = builtInModels(AgentType::pi);
   std::vector<ProbedModel> models;
   std::vector<ProbedModel> others;
-  for (ProbedModel& model : parsePiModels(listing)) {
+  for (ProbedModel& model : parsePiModels(answer.output)) {
     const bool isKnown = std::ranges::count(known, model.slug, &ProbedModel::slug) > 0;
     (isKnown ? models : others).push_back(std::move(model));
   }
   std::ranges::move(others, std::back_inserter(models));
+  const std::string_view words = trimmed(answer.standardError.empty() ? answer.output : answer.standardError);
+  if (models.empty() && !words.empty()) throw ModelDiscoveryError(std::string(words));
   co_return models;
 }
 
@@ -56,7 +47,7 @@ awaitable<std::vector<ProbedModel>> ask(Agent agent, AgentLocatorOptions options
     case AgentType::cursor:
       return probeAcpModels(rpcProbe(options, io), agent.path, agent.arguments);
     case AgentType::pi:
-      return probePiModels(std::move(agent), std::move(options), io);
+      return probePiModels(std::move(agent), {.io = io, .shell = shellOf(options)});
     case AgentType::claude:
     case AgentType::ravant:
       break;

@@ -23,11 +23,11 @@ class UnavailableRunner final : public Actor, public AgentRunner {
   awaitable<void> send(AgentRunRequest request) override {
     return onActor([this, request = std::move(request)]() -> awaitable<void> {
       TranscriptWriter writer(modelContainer_, request.conversationId);
-      const bool isCancelled = false;
-      co_await writer.record(request.prompt, type_, isCancelled, [this]() -> awaitable<void> {
+      const auto refuse = [this]() -> awaitable<void> {
         throw PromptRefusedError(fmt::format("{} cannot be run by this version of Ravant yet", displayName(type_)));
         co_return;
-      });
+      };
+      co_await writer.record(request.prompt, type_, [] { return false; }, refuse);
     });
   }
 
@@ -54,10 +54,9 @@ std::shared_ptr<AgentRunner> AppRunnerFactory::makeRunner(AgentType type,
       return std::make_shared<PiShellRunner>(std::move(modelContainer), shellRunner);
     case AgentType::codex:
       return std::make_shared<CodexAppServerRunner>(std::move(modelContainer),
-                                                    CodexRunnerOptions{.io = io_, .shell = shell});
+                                                    RpcRunnerOptions{.io = io_, .shell = shell});
     case AgentType::cursor:
-      return std::make_shared<CursorAcpRunner>(std::move(modelContainer),
-                                               CursorRunnerOptions{.io = io_, .shell = shell});
+      return std::make_shared<CursorAcpRunner>(std::move(modelContainer), RpcRunnerOptions{.io = io_, .shell = shell});
     case AgentType::ravant:
       return std::make_shared<UnavailableRunner>(type, std::move(modelContainer), io_);
   }

@@ -46,8 +46,8 @@ int main(int, char** arguments) {
   using namespace asio::experimental::awaitable_operators;
   bench::OpenStore store(arguments[1]);
   const auto runner = std::make_shared<CodexAppServerRunner>(
-      store.container, CodexRunnerOptions{.io = store.executors.io(),
-                                          .shell = {.shellPath = loginShell().path, .ledger = store.processes}});
+      store.container, RpcRunnerOptions{.io = store.executors.io(),
+                                        .shell = {.shellPath = loginShell().path, .ledger = store.processes}});
   const auto send = [&](int conversation, std::string stream) {
     return runner->send({.prompt = std::move(stream),
                          .model = "gpt",

@@ -40,8 +40,8 @@ awaitable<void> RunFollower::show(ChangeBatch batch) {
   for (const Change& change : batch.changes) {
     hasConversationChanged |= change.entity == Change::EntityId(id) && change.operation != ChangeOperation::grew;
     if (change.conversation != id) continue;
-    if (change.operation == ChangeOperation::grew) {
-      output_.growth(change.growth);
+    if (change.growth) {
+      output_.growth(*change.growth);
       continue;
     }
     const auto* item = std::get_if<ConversationItemId>(&change.entity);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <set>
 #include <utility>
 
@@ -13,6 +14,10 @@
 
 namespace ravant::cli {
 namespace {
+
+std::string_view withoutLeadingSpace(std::string_view text) {
+  return text.substr(std::min(text.find_first_not_of(" \t\r\n"), text.size()));
+}
 
 class JsonRunOutput final : public RunOutput {
  public:
@@ -30,7 +35,7 @@ class JsonRunOutput final : public RunOutput {
     write({{"event", "item"}, {"item", jsonForm(item, RawRecords::left)}});
   }
 
-  void growth(std::string_view /*text*/) override {}
+  void growth(const Growth& /*growth*/) override {}
 
   void invocation(const ToolInvocation& invocation) override {
     write({{"event", "invocation"},
@@ -84,11 +89,19 @@ class TextRunOutput final : public RunOutput {
     output_.flush();
   }
 
-  void growth(std::string_view text) override {
-    if (grown_.empty()) output_.line("");
-    grown_ += text;
-    output_.write(terminalSafe(text));
-    isInLine_ = !text.ends_with('\n');
+  void growth(const Growth& growth) override {
+    if (growth.isNewMessage) {
+      endLine();
+      grown_.clear();
+    }
+    // White space in front of the first word is not shown.
+    const bool isFirst = withoutLeadingSpace(grown_).empty();
+    grown_ += growth.text;
+    const std::string_view words = isFirst ? withoutLeadingSpace(grown_) : std::string_view(growth.text);
+    if (words.empty()) return;
+    if (isFirst) output_.line("");
+    output_.write(terminalSafe(words));
+    isInLine_ = !words.ends_with('\n');
     output_.flush();
   }
 
@@ -115,9 +128,11 @@ class TextRunOutput final : public RunOutput {
  private:
   /// What has not been shown of it while it grew.
   void message(const ConversationItem& item) {
-    const std::string shown = std::exchange(grown_, {});
-    if (!shown.empty() && item.text.starts_with(shown)) {
-      const std::string_view rest = std::string_view(item.text).substr(shown.size());
+    const std::string grown = std::exchange(grown_, {});
+    const std::string_view shown = withoutLeadingSpace(grown);
+    const std::string_view whole = withoutLeadingSpace(item.text);
+    if (!shown.empty() && (whole.starts_with(shown) || trimmed(whole) == trimmed(shown))) {
+      const std::string_view rest = whole.substr(std::min(shown.size(), whole.size()));
       output_.write(terminalSafe(rest));
       if (!rest.empty()) isInLine_ = !rest.ends_with('\n');
       return endLine();

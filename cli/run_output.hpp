@@ -2,11 +2,11 @@
 
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "cli/command_context.hpp"
 #include "core/conversation_item.hpp"
 #include "core/prompt_end_reason.hpp"
+#include "core/store/change_feed.hpp"
 #include "core/store/conversation_model_actor.hpp"
 
 namespace ravant::cli {
@@ -29,7 +29,7 @@ class RunOutput {
   virtual void item(const ConversationItem& item) = 0;
   /// What came to the message that the agent is writing; the whole of it follows as an item, unless the run ends
   /// before.
-  virtual void growth(std::string_view text) = 0;
+  virtual void growth(const Growth& growth) = 0;
   /// A tool call that is new or has changed.
   virtual void invocation(const ToolInvocation& invocation) = 0;
   virtual void usage(const ConversationSummary& conversation) = 0;

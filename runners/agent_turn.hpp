@@ -14,6 +14,7 @@ namespace turn {
 /// The message that the agent is writing has grown; it is stored when it is whole.
 struct Grow {
   std::string text;
+  bool isNewMessage = false;  ///< these are its first words
   bool operator==(const Grow&) const = default;
 };
 /// The agent's turn is over.

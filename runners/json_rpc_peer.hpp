@@ -54,7 +54,7 @@ using RpcMessage = std::variant<RpcReply, RpcNotification, RpcRequest>;
 /// One side of a JSON-RPC 2.0 connection with one JSON value a line, as a state machine without input or output.
 ///
 /// Tolerant of what it reads: members that the protocol asks for may be missing where the meaning is clear ("jsonrpc"),
-/// and what makes no sense is logged and dropped. Source: the JSON-RPC 2.0 specification.
+/// and what makes no sense is dropped. Source: JSON-RPC 2.0, jsonrpc.org.
 class JsonRpcPeer {
  public:
   struct Call {

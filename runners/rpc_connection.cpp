@@ -23,25 +23,34 @@ RpcConnection::RpcConnection(any_io_executor strand, ShellOptions shell)
     : strand_(strand), shell_(strand, std::move(shell)), changed_(strand) {}
 
 awaitable<void> RpcConnection::start(std::filesystem::path workingDirectory, std::string commandLine,
-                                     std::shared_ptr<RpcListener> listener) {
+                                     std::shared_ptr<RpcListener> listener, Handshake handshake) {
   const auto self = shared_from_this();
   std::exception_ptr error;
+  bool hasEnded = false;
   try {
     co_await shell_.startShell(std::move(workingDirectory));
     co_await replaceShell(std::move(commandLine));
+    startReading(std::move(listener));
+    co_await handshake();
+  } catch (const AgentRunnerError& failure) {
+    error = std::current_exception();
+    hasEnded =
+        failure.kind() == AgentRunnerError::Case::processDied || failure.kind() == AgentRunnerError::Case::notConnected;
   } catch (...) {
     error = std::current_exception();
   }
-  if (error) {
-    co_await shell_.shutdown();
-    std::rethrow_exception(error);
-  }
+  if (!error) co_return;
+  co_await close();
+  if (hasEnded) throw AgentRunnerError::agentExitedSilently(lastWords_);
+  std::rethrow_exception(error);
+}
+
+void RpcConnection::startReading(std::shared_ptr<RpcListener> listener) {
   isConnected_ = true;
   isReading_ = true;
   asio::co_spawn(
-      strand_, [self, listener = std::move(listener)] { return self->read(listener); },
-      [self](std::exception_ptr failure) {
-        if (failure) kLog.error("reading an agent's lines ended with an error");
+      strand_, [self = shared_from_this(), listener = std::move(listener)] { return self->read(listener); },
+      [self = shared_from_this()](std::exception_ptr) {
         self->isReading_ = false;
         self->changed_.notify();
       });
@@ -87,6 +96,21 @@ awaitable<void> RpcConnection::close() {
 }
 
 awaitable<void> RpcConnection::read(std::shared_ptr<RpcListener> listener) {
+  bool hasFailed = false;
+  try {
+    co_await readLines(listener);
+  } catch (const std::exception& error) {
+    kLog.error("an agent's lines could not be read: {}", error.what());
+    hasFailed = true;
+  }
+  if (hasFailed) co_await shell_.shutdown();
+  isConnected_ = false;
+  lastWords_ = shell_.drainStderr();
+  listener->onDisconnect(lastWords_);
+  changed_.notify();
+}
+
+awaitable<void> RpcConnection::readLines(std::shared_ptr<RpcListener> listener) {
   while (auto line = co_await shell_.readLine()) {
     std::vector<RpcReply> replies;
     do {
@@ -100,9 +124,6 @@ awaitable<void> RpcConnection::read(std::shared_ptr<RpcListener> listener) {
     }
     if (!replies.empty()) changed_.notify();
   }
-  isConnected_ = false;
-  changed_.notify();
-  listener->onDisconnect(shell_.drainStderr());
 }
 
 void RpcConnection::take(const std::string& line, RpcListener& listener, std::vector<RpcReply>& replies) {

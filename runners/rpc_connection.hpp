@@ -13,19 +13,22 @@
 
 namespace ravant {
 
-/// What an agent says and asks on its own. Called on the runner's strand, in the order of the agent's lines.
+/// What an agent says and asks on its own. Called on the runner's strand, in the order of the agent's lines. By itself
+/// it takes nothing in and serves nothing.
 class RpcListener {
  public:
   virtual ~RpcListener() = default;
 
   /// `line` is the agent's whole line.
-  virtual void onNotification(const RpcNotification& notification, std::string_view line) = 0;
+  virtual void onNotification(const RpcNotification& /*notification*/, std::string_view /*line*/) {}
   /// What to answer.
-  virtual RpcOutcome onRequest(const RpcRequest& request) = 0;
+  virtual RpcOutcome onRequest(const RpcRequest& /*request*/) {
+    return RpcError{.code = kRpcMethodNotFound, .message = "Method not found"};
+  }
   /// What has arrived together was handed over; no more is read until this has returned.
-  virtual awaitable<void> onLinesTaken() = 0;
+  virtual awaitable<void> onLinesTaken() { co_return; }
   /// The agent has ended or closed its output.
-  virtual void onDisconnect(std::string standardError) = 0;
+  virtual void onDisconnect(std::string_view /*standardError*/) {}
 };
 
 /// A program that was started in the user's login shell and speaks JSON-RPC on its standard input and output.
@@ -33,15 +36,17 @@ class RpcListener {
 /// Part of a runner, on the runner's strand. To be closed before the strand's executor ends.
 class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
  public:
+  using Handshake = std::function<awaitable<void>()>;
   using OnResult = std::function<void(const json::object&)>;
 
   RpcConnection(any_io_executor strand, ShellOptions shell);
 
-  /// Starts a login shell in the folder, has it replaced by the program, and begins to read for `listener`, which is
-  /// kept until the connection has ended. `commandLine` is shell text. Throws `ShellStartError`, `std::system_error`,
-  /// and `agentExitedSilently` of `AgentRunnerError` with the shell's words where the program cannot be started.
+  /// Starts a login shell in the folder, has it replaced by the program, begins to read for `listener`, which is kept
+  /// until the connection has ended, and runs `handshake`. `commandLine` is shell text. Throws `ShellStartError`,
+  /// `std::system_error`, what the handshake throws, and `agentExitedSilently` of `AgentRunnerError`, with the
+  /// program's words, where it cannot be started or ends in the handshake; the connection is closed then.
   awaitable<void> start(std::filesystem::path workingDirectory, std::string commandLine,
-                        std::shared_ptr<RpcListener> listener);
+                        std::shared_ptr<RpcListener> listener, Handshake handshake);
 
   /// Returns the result once everything that arrived before it was taken by the listener. Throws `AgentRunnerError`:
   /// `rpc` with the agent's words, `notConnected`, or `processDied` where the connection ends meanwhile. Not to be
@@ -65,7 +70,9 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
   };
 
   awaitable<void> replaceShell(std::string commandLine);
+  void startReading(std::shared_ptr<RpcListener> listener);
   awaitable<void> read(std::shared_ptr<RpcListener> listener);
+  awaitable<void> readLines(std::shared_ptr<RpcListener> listener);
   void take(const std::string& line, RpcListener& listener, std::vector<RpcReply>& replies);
   void announce(const RpcReply& reply);
   void write(std::string line);
@@ -77,6 +84,7 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
   Signal changed_;  ///< after any change of the state below
   std::map<RpcRequestId, std::shared_ptr<Waiter>> pending_;
   std::string outbox_;
+  std::string lastWords_;  ///< on standard error, of a program that has ended
   bool isWriting_ = false;
   bool isReading_ = false;
   bool isConnected_ = false;

@@ -18,6 +18,6 @@ struct RpcProbeOptions {
 /// shell text. Callable from any executor; `ask` runs on one of `io`. Throws what `RpcConnection::start` and `ask`
 /// throw, and `ProbeError` where the limit was reached.
 awaitable<void> probeOverRpc(RpcProbeOptions options, std::string commandLine,
-                             std::function<awaitable<void>(RpcConnection&)> ask);
+                             std::function<awaitable<void>(std::shared_ptr<RpcConnection>)> ask);
 
 }  // namespace ravant

@@ -1,14 +1,26 @@
 #pragma once
 
+#include <chrono>
 #include <exception>
 #include <memory>
 #include <optional>
 #include <vector>
 
 #include "core/agent_runner.hpp"
+#include "runners/shell_session.hpp"
 #include "runners/transcript_writer.hpp"
 
 namespace ravant {
+
+/// Of runners whose agent is a server.
+struct RpcRunnerOptions {
+  any_io_executor io;
+  ShellOptions shell;
+  /// How long a cancelled prompt may take to end before the agent is ended.
+  std::chrono::milliseconds cancelLimit{3'000};
+  /// How long an agent is kept while nothing runs in it.
+  std::chrono::milliseconds idleLimit{std::chrono::minutes(30)};
+};
 
 /// A prompt at an agent that outlives it. On its runner's strand.
 struct RpcPrompt {
@@ -21,7 +33,7 @@ struct RpcPrompt {
   AgentRunRequest request;
   TranscriptWriter writer;
   std::vector<turn::Action> actions;  ///< taken in, not stored yet
-  std::optional<TurnEnd> end;         ///< the turn is over, and everything before its end is stored
+  std::optional<TurnEnd> end;         ///< the turn is over, and its end stored
   std::exception_ptr error;           ///< while taking in or storing
   bool isCancelled = false;
 };

@@ -65,7 +65,8 @@ awaitable<void> ShellRunner::send(AgentRunRequest request) {
       co_await awaitCommandEnd(options_.commandEndLimit);
       if (command_) co_await stop();
       const auto writer = std::make_shared<TranscriptWriter>(modelContainer_, request.conversationId);
-      co_await writer->record(request.prompt, type_, isCancelled_, [&] { return runTurn(std::move(request), writer); });
+      co_await writer->record(
+          request.prompt, type_, [this] { return isCancelled_; }, [&] { return runTurn(std::move(request), writer); });
     } catch (...) {
       error = std::current_exception();
     }

@@ -22,7 +22,7 @@ TranscriptWriter::TranscriptWriter(std::shared_ptr<ModelContainer> modelContaine
       modelContainer_(std::move(modelContainer)),
       items_(ConversationItemModelActor::make(modelContainer_)) {}
 
-awaitable<void> TranscriptWriter::record(std::string prompt, AgentType agent, const bool& isCancelled,
+awaitable<void> TranscriptWriter::record(std::string prompt, AgentType agent, std::function<bool()> isCancelled,
                                          std::function<awaitable<void>()> turn) {
   std::exception_ptr error;
   try {
@@ -32,12 +32,12 @@ awaitable<void> TranscriptWriter::record(std::string prompt, AgentType agent, co
     } catch (...) {
       error = std::current_exception();
     }
-    co_await end(isCancelled ? kCancelledTool : kUnfinishedTool);
+    co_await end(isCancelled() ? kCancelledTool : kUnfinishedTool);
   } catch (const std::exception& failure) {
-    if (isCancelled) kLog.error("the end of a cancelled run could not be stored: {}", failure.what());
+    if (isCancelled()) kLog.error("the end of a cancelled run could not be stored: {}", failure.what());
     if (!error) error = std::current_exception();
   }
-  if (error && !isCancelled) std::rethrow_exception(error);
+  if (error && !isCancelled()) std::rethrow_exception(error);
 }
 
 awaitable<void> TranscriptWriter::begin(std::string prompt, AgentType agent) {
@@ -59,19 +59,24 @@ awaitable<void> TranscriptWriter::begin(std::string prompt, AgentType agent) {
 
 awaitable<std::optional<TurnEnd>> TranscriptWriter::perform(std::vector<turn::Action> actions) {
   std::vector<TranscriptAction> stored;
-  std::string growth;
+  std::optional<Growth> growth;
   std::optional<TurnEnd> turnEnd;
   for (turn::Action& action : actions) {
     std::visit(Overloaded{[&](TranscriptAction& entry) {
-                            if (std::holds_alternative<turn::AppendAgentMessage>(entry)) growth.clear();
+                            if (std::holds_alternative<turn::AppendAgentMessage>(entry)) growth.reset();
                             stored.push_back(std::move(entry));
                           },
-                          [&](turn::Grow& grow) { growth += grow.text; }, [&](turn::Finish&) { turnEnd.emplace(); },
+                          [&](turn::Grow& grow) {
+                            if (grow.isNewMessage || !growth)
+                              growth = Growth{.text = {}, .isNewMessage = grow.isNewMessage};
+                            growth->text += grow.text;
+                          },
+                          [&](turn::Finish&) { turnEnd.emplace(); },
                           [&](turn::Fail& fail) { turnEnd = TurnEnd{.failure = std::move(fail.text)}; }},
                action);
   }
   if (!stored.empty()) co_await store(std::move(stored));
-  if (!growth.empty()) co_await modelContainer_->changeFeed()->announceGrowth(conversationId_, std::move(growth));
+  if (growth) co_await modelContainer_->changeFeed()->announceGrowth(conversationId_, *std::move(growth));
   co_return turnEnd;
 }
 

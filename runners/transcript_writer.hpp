@@ -26,8 +26,8 @@ class TranscriptWriter {
 
   /// Keeps the prompt, runs the turn, and ends its record however the turn ends. Throws what the turn throws, `busy` of
   /// `AgentRunnerError` where another process runs one in the conversation, and `ConversationGoneError` where it is
-  /// unknown; nothing where `isCancelled` is set in the end.
-  awaitable<void> record(std::string prompt, AgentType agent, const bool& isCancelled,
+  /// unknown; nothing where `isCancelled` in the end.
+  awaitable<void> record(std::string prompt, AgentType agent, std::function<bool()> isCancelled,
                          std::function<awaitable<void>()> turn);
 
   /// All of the actions are stored when this returns, or none of them. Says whether the turn is over by them. Throws

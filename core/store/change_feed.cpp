@@ -92,13 +92,13 @@ awaitable<std::shared_ptr<ChangeSubscription>> ChangeFeed::subscribe(any_io_exec
   });
 }
 
-awaitable<void> ChangeFeed::announceGrowth(ConversationId conversation, std::string text) {
-  return onActor([this, conversation, text = std::move(text)]() mutable -> awaitable<void> {
+awaitable<void> ChangeFeed::announceGrowth(ConversationId conversation, Growth growth) {
+  return onActor([this, conversation, growth = std::move(growth)]() mutable -> awaitable<void> {
     publish();
     hand({.changes = {{.entity = conversation,
                        .operation = ChangeOperation::grew,
                        .conversation = conversation,
-                       .growth = std::move(text)}}});
+                       .growth = std::move(growth)}}});
     co_return;
   });
 }

@@ -17,6 +17,14 @@ namespace ravant {
 /// `grew` alone is of nothing that is stored: a message that the agent is still writing.
 enum class ChangeOperation { inserted, updated, removed, grew };
 
+/// What came to a message that an agent is writing.
+struct Growth {
+  std::string text;
+  bool isNewMessage = false;  ///< these are its first words, and what came before them belongs to another
+
+  bool operator==(const Growth&) const = default;
+};
+
 /// One changed entity. Parts of a transcript name their conversation too; messages' blocks change
 /// with their item. Removing an entity is announced once, not for everything that it owned.
 struct Change {
@@ -25,7 +33,7 @@ struct Change {
   EntityId entity;
   ChangeOperation operation;
   std::optional<ConversationId> conversation;
-  std::string growth = {};  ///< what came to the message that grew
+  std::optional<Growth> growth = {};  ///< of `grew`
 
   bool operator==(const Change&) const = default;
 };
@@ -68,7 +76,7 @@ class ChangeFeed : public Actor {
 
   /// Announces, to observers in this process and behind everything committed before, what came to the message that
   /// the conversation's agent is writing. The message itself is announced when it is stored.
-  awaitable<void> announceGrowth(ConversationId conversation, std::string text);
+  awaitable<void> announceGrowth(ConversationId conversation, Growth growth);
 
   /// Returns when every change committed before the call has been handed to the subscriptions.
   awaitable<void> flush();

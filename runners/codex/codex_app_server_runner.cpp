@@ -17,18 +17,20 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.runners", "CodexAppServer");
+constexpr std::chrono::milliseconds kInterruptPause{100};
 
 }  // namespace
 
 struct CodexAppServerRunner::Prompt : RpcPrompt {
-  Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer)
-      : RpcPrompt(std::move(asked), std::move(modelContainer)), turn(request.model) {}
+  Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer, std::set<std::string> pastTurnIds)
+      : RpcPrompt(std::move(asked), std::move(modelContainer)), turn(request.model, std::move(pastTurnIds)) {}
 
   CodexTurn turn;
+  std::shared_ptr<RpcConnection> connection;  ///< the server it runs on
   std::optional<std::string> turnId;
 };
 
-CodexAppServerRunner::CodexAppServerRunner(std::shared_ptr<ModelContainer> modelContainer, CodexRunnerOptions options)
+CodexAppServerRunner::CodexAppServerRunner(std::shared_ptr<ModelContainer> modelContainer, RpcRunnerOptions options)
     : Actor(options.io),
       modelContainer_(std::move(modelContainer)),
       options_(std::move(options)),
@@ -41,19 +43,21 @@ awaitable<void> CodexAppServerRunner::send(AgentRunRequest request) {
   return onActor([this, request = std::move(request)]() mutable -> awaitable<void> {
     Session& session = sessions_[request.conversationId];
     if (session.prompt) throw AgentRunnerError(AgentRunnerError::Case::busy);
-    const auto prompt = std::make_shared<Prompt>(std::move(request), modelContainer_);
+    const auto prompt = std::make_shared<Prompt>(std::move(request), modelContainer_, session.pastTurnIds);
     session.prompt = prompt;
     session.lastPrompt = prompt;
     idle_.cancel();
 
     std::exception_ptr error;
     try {
-      co_await prompt->writer.record(prompt->request.prompt, AgentType::codex, prompt->isCancelled,
-                                     [&] { return runTurn(prompt); });
+      co_await prompt->writer.record(
+          prompt->request.prompt, AgentType::codex, [prompt] { return prompt->isCancelled; },
+          [&] { return runTurn(prompt); });
     } catch (...) {
       error = std::current_exception();
     }
     session.prompt.reset();
+    if (prompt->turnId) session.pastTurnIds.insert(*prompt->turnId);
     changed_.notify();
     endServerWhenIdle();
     if (error) std::rethrow_exception(error);
@@ -64,7 +68,7 @@ awaitable<void> CodexAppServerRunner::runTurn(std::shared_ptr<Prompt> prompt) {
   expectFolder(prompt->request.workingDirectory);
   co_await ensureRunning(prompt);
   if (prompt->isCancelled) co_return;
-  const auto connection = connection_;
+  prompt->connection = connection_;
   std::exception_ptr error;
   try {
     co_await followTurn(prompt);
@@ -72,7 +76,7 @@ awaitable<void> CodexAppServerRunner::runTurn(std::shared_ptr<Prompt> prompt) {
     error = std::current_exception();
   }
   if (prompt->turnId) turnToConversation_.erase(*prompt->turnId);
-  if (!connection->isConnected()) co_await connection->close();
+  if (!prompt->connection->isConnected()) co_await prompt->connection->close();
   if (error) std::rethrow_exception(error);
   if (prompt->error) {
     co_await interrupt(prompt);
@@ -83,7 +87,7 @@ awaitable<void> CodexAppServerRunner::runTurn(std::shared_ptr<Prompt> prompt) {
 }
 
 awaitable<void> CodexAppServerRunner::followTurn(std::shared_ptr<Prompt> prompt) {
-  const auto connection = connection_;
+  const auto connection = prompt->connection;
   const AgentRunRequest& request = prompt->request;
   const std::string threadId = co_await ensureThread(prompt);
   if (prompt->isCancelled) co_return;
@@ -112,8 +116,11 @@ awaitable<void> CodexAppServerRunner::ensureRunning(std::shared_ptr<Prompt> prom
       continue;
     }
     const bool isRunning = connection_ && connection_->isConnected();
-    // A server that others use is not taken from them.
-    if (isRunning && (binaryPath_ == prompt->request.binaryPath || promptsInFlight() > 1)) co_return;
+    if (isRunning && binaryPath_ == prompt->request.binaryPath) co_return;
+    if (isRunning && promptsInFlight() > 1) {
+      throw PromptRefusedError(fmt::format("another Codex program runs prompts now ({}); try again when they are done",
+                                           AgentCommand::executable(binaryPath_, AgentType::codex)));
+    }
     co_await startServer(prompt);
   }
 }
@@ -123,48 +130,37 @@ awaitable<void> CodexAppServerRunner::startServer(std::shared_ptr<Prompt> prompt
   std::exception_ptr error;
   try {
     if (connection_) co_await connection_->close();
-    startComplaint_.clear();
     if (!prompt->isCancelled) {
-      connection_ = std::make_shared<RpcConnection>(strand(), options_.shell);
+      const auto connection = std::make_shared<RpcConnection>(strand(), options_.shell);
+      connection_ = connection;
       binaryPath_ = prompt->request.binaryPath;
-      co_await connection_->start(prompt->request.workingDirectory,
-                                  fmt::format("{} app-server", AgentCommand::executable(binaryPath_, AgentType::codex)),
-                                  std::shared_ptr<RpcListener>(shared_from_this(), static_cast<RpcListener*>(this)));
-      co_await initializeHandshake();
+      co_await connection->start(prompt->request.workingDirectory,
+                                 fmt::format("{} app-server", AgentCommand::executable(binaryPath_, AgentType::codex)),
+                                 std::shared_ptr<RpcListener>(shared_from_this(), static_cast<RpcListener*>(this)),
+                                 [connection] { return initializeHandshake(connection); });
     }
   } catch (...) {
     error = std::current_exception();
   }
-  if (error && connection_) co_await connection_->close();
   isStarting_ = false;
   changed_.notify();
   if (error) std::rethrow_exception(error);
 }
 
-awaitable<void> CodexAppServerRunner::initializeHandshake() {
-  const auto connection = connection_;
-  bool hasEnded = false;
-  try {
-    co_await connection->request("initialize", codex::initializeParams());
-  } catch (const AgentRunnerError& error) {
-    if (error.kind() == AgentRunnerError::Case::rpc) throw;
-    hasEnded = true;
-  }
-  // A program that never became a server is heard in its own words.
-  if (hasEnded) throw AgentRunnerError::agentExitedSilently(std::exchange(startComplaint_, {}));
+awaitable<void> CodexAppServerRunner::initializeHandshake(std::shared_ptr<RpcConnection> connection) {
+  co_await connection->request("initialize", codex::initializeParams());
   connection->notify("initialized");
 }
 
 awaitable<std::string> CodexAppServerRunner::ensureThread(std::shared_ptr<Prompt> prompt) {
   const ConversationId conversation = prompt->request.conversationId;
-  const Session& known = sessions_[conversation];
-  if (known.isThreadLive) co_return *known.providerThreadId;
-  const auto existing = known.providerThreadId ? known.providerThreadId : prompt->request.resumedSessionId;
+  Session& session = sessions_[conversation];
+  if (session.threadServer.lock() == prompt->connection) co_return *session.providerThreadId;
+  const auto existing = session.providerThreadId ? session.providerThreadId : prompt->request.resumedSessionId;
   const std::string threadId = co_await resumeOrStartThread(existing, prompt);
 
-  Session& session = sessions_[conversation];
   session.providerThreadId = threadId;
-  session.isThreadLive = true;
+  session.threadServer = prompt->connection;
   threadToConversation_.insert_or_assign(threadId, conversation);
   if (prompt->request.resumedSessionId != threadId) co_await prompt->writer.store({turn::SetSession{threadId}});
   co_return threadId;
@@ -174,7 +170,7 @@ awaitable<std::string> CodexAppServerRunner::resumeOrStartThread(std::optional<s
                                                                  std::shared_ptr<Prompt> prompt) {
   if (existing) {
     try {
-      const json::object result = co_await connection_->request(
+      const json::object result = co_await prompt->connection->request(
           "thread/resume",
           codex::threadParams(*existing, prompt->request.workingDirectory.string(), prompt->request.model));
       co_return codex::extractThreadId(result).value_or(*existing);
@@ -187,7 +183,7 @@ awaitable<std::string> CodexAppServerRunner::resumeOrStartThread(std::optional<s
 }
 
 awaitable<std::string> CodexAppServerRunner::startThread(std::shared_ptr<Prompt> prompt) {
-  const json::object result = co_await connection_->request(
+  const json::object result = co_await prompt->connection->request(
       "thread/start",
       codex::threadParams(std::nullopt, prompt->request.workingDirectory.string(), prompt->request.model));
   auto threadId = codex::extractThreadId(result);
@@ -206,30 +202,38 @@ awaitable<void> CodexAppServerRunner::cancel(ConversationId conversationId) {
   });
 }
 
+bool CodexAppServerRunner::isWaitedFor(const std::shared_ptr<Prompt>& prompt) const {
+  return sessions_.at(prompt->request.conversationId).prompt == prompt && !prompt->turn.isOver();
+}
+
 awaitable<void> CodexAppServerRunner::interrupt(std::shared_ptr<Prompt> prompt) {
   const auto connection = connection_;
-  if (!connection || prompt->turn.isOver()) co_return;
-  auto deadline = std::chrono::steady_clock::now() + options_.interruptLimit;
+  if (!connection) co_return;
+  auto deadline = std::chrono::steady_clock::now() + options_.cancelLimit;
   if (isStarting_ && promptsInFlight() == 1) deadline = {};  // nobody needs the server
-  bool isAsked = false;
-  const auto isWaitedFor = [&] {
-    return sessions_[prompt->request.conversationId].prompt == prompt && !prompt->turn.isOver();
-  };
-  while (isWaitedFor() && std::chrono::steady_clock::now() < deadline) {
-    if (prompt->turnId && connection->isConnected() && !std::exchange(isAsked, true)) {
-      const auto& threadId = sessions_[prompt->request.conversationId].providerThreadId;
-      asio::co_spawn(
-          strand(),
-          [connection, params = codex::turnInterruptParams(threadId.value_or(std::string()), *prompt->turnId)] {
-            return connection->request("turn/interrupt", params);
-          },
-          [](std::exception_ptr, const json::object&) {});  // a turn that is over by now is refused
-    }
-    co_await changed_.wait(deadline);
-  }
-  if (!isWaitedFor()) co_return;
+  asio::co_spawn(
+      strand(), [self = shared_from_this(), this, prompt, deadline] { return askToInterrupt(prompt, deadline); },
+      [](std::exception_ptr) {});
+  while (isWaitedFor(prompt) && std::chrono::steady_clock::now() < deadline) co_await changed_.wait(deadline);
+  if (!isWaitedFor(prompt)) co_return;
   kLog.warning("the server did not end a cancelled turn and is ended itself");
   co_await connection->close();
+}
+
+awaitable<void> CodexAppServerRunner::askToInterrupt(std::shared_ptr<Prompt> prompt, Signal::Deadline deadline) {
+  while (isWaitedFor(prompt) && std::chrono::steady_clock::now() < deadline) {
+    if (prompt->turnId) {
+      const auto threadId = sessions_[prompt->request.conversationId].providerThreadId.value_or(std::string());
+      try {
+        co_await prompt->connection->request("turn/interrupt", codex::turnInterruptParams(threadId, *prompt->turnId));
+        co_return;
+      } catch (const AgentRunnerError& error) {
+        // A turn that has hardly begun is refused.
+        if (error.kind() != AgentRunnerError::Case::rpc) co_return;
+      }
+    }
+    co_await changed_.wait(std::min(deadline, std::chrono::steady_clock::now() + kInterruptPause));
+  }
 }
 
 awaitable<void> CodexAppServerRunner::shutdown() {
@@ -291,12 +295,11 @@ awaitable<void> CodexAppServerRunner::store(std::shared_ptr<Prompt> prompt) {
   changed_.notify();
 }
 
-void CodexAppServerRunner::onDisconnect(std::string standardError) {
-  kLog.error("the server has ended; its last words: {}", standardError);
-  startComplaint_ = std::move(standardError);
-  for (auto& [id, session] : sessions_) session.isThreadLive = false;
+void CodexAppServerRunner::onDisconnect(std::string_view standardError) {
+  if (promptsInFlight() > 0) kLog.error("the server has ended in a turn; its last words: {}", standardError);
   threadToConversation_.clear();
   turnToConversation_.clear();
+  for (auto& [id, session] : sessions_) session.lastPrompt = session.prompt;
   changed_.notify();
 }
 

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -14,24 +15,16 @@
 #include "platform/async/signal.hpp"
 #include "runners/agent_turn.hpp"
 #include "runners/rpc_connection.hpp"
+#include "runners/rpc_prompt.hpp"
 
 namespace ravant {
 
-struct CodexRunnerOptions {
-  any_io_executor io;
-  ShellOptions shell;
-  /// How long a cancelled turn may take to end before the server is ended.
-  std::chrono::milliseconds interruptLimit{3'000};
-  /// How long the server is kept while nothing runs.
-  std::chrono::milliseconds idleLimit{std::chrono::minutes(30)};
-};
-
 /// Runs the prompts of all conversations over one app-server of Codex: a conversation is one of its threads, a prompt
-/// one of its turns. The server is started when it is first needed, and anew when it has died or another program is
-/// configured.
+/// one of its turns. The server is started when it is first needed, and anew when it has died or when a prompt for
+/// another program comes while it rests.
 class CodexAppServerRunner final : public Actor, public AgentRunner, private RpcListener {
  public:
-  CodexAppServerRunner(std::shared_ptr<ModelContainer> modelContainer, CodexRunnerOptions options);
+  CodexAppServerRunner(std::shared_ptr<ModelContainer> modelContainer, RpcRunnerOptions options);
   ~CodexAppServerRunner() override;
 
   awaitable<void> send(AgentRunRequest request) override;
@@ -43,7 +36,8 @@ class CodexAppServerRunner final : public Actor, public AgentRunner, private Rpc
   /// A conversation on the server.
   struct Session {
     std::optional<std::string> providerThreadId;
-    bool isThreadLive = false;           ///< the server that runs knows the thread
+    std::weak_ptr<RpcConnection> threadServer;  ///< the server that knows the thread
+    std::set<std::string> pastTurnIds;
     std::shared_ptr<Prompt> prompt;      ///< in flight
     std::shared_ptr<Prompt> lastPrompt;  ///< takes in what the server says later
   };
@@ -52,18 +46,20 @@ class CodexAppServerRunner final : public Actor, public AgentRunner, private Rpc
   awaitable<void> followTurn(std::shared_ptr<Prompt> prompt);
   awaitable<void> ensureRunning(std::shared_ptr<Prompt> prompt);
   awaitable<void> startServer(std::shared_ptr<Prompt> prompt);
-  awaitable<void> initializeHandshake();
+  static awaitable<void> initializeHandshake(std::shared_ptr<RpcConnection> connection);
   awaitable<std::string> ensureThread(std::shared_ptr<Prompt> prompt);
   awaitable<std::string> resumeOrStartThread(std::optional<std::string> existing, std::shared_ptr<Prompt> prompt);
   awaitable<std::string> startThread(std::shared_ptr<Prompt> prompt);
   awaitable<void> interrupt(std::shared_ptr<Prompt> prompt);
+  awaitable<void> askToInterrupt(std::shared_ptr<Prompt> prompt, Signal::Deadline deadline);
+  bool isWaitedFor(const std::shared_ptr<Prompt>& prompt) const;
   void onTurnStarted(const std::shared_ptr<Prompt>& prompt, const json::object& result);
   void take(const std::shared_ptr<Prompt>& prompt, std::vector<turn::Action> actions);
 
   void onNotification(const RpcNotification& notification, std::string_view line) override;
   RpcOutcome onRequest(const RpcRequest& request) override;
   awaitable<void> onLinesTaken() override;
-  void onDisconnect(std::string standardError) override;
+  void onDisconnect(std::string_view standardError) override;
 
   std::shared_ptr<Prompt> routeConversation(const json::object& params);
   awaitable<void> store(std::shared_ptr<Prompt> prompt);
@@ -71,11 +67,10 @@ class CodexAppServerRunner final : public Actor, public AgentRunner, private Rpc
   void endServerWhenIdle();
 
   std::shared_ptr<ModelContainer> modelContainer_;
-  CodexRunnerOptions options_;
+  RpcRunnerOptions options_;
   Signal changed_;  ///< after any change of the state below
   std::shared_ptr<RpcConnection> connection_;
-  std::string binaryPath_;      ///< what the connection was made for
-  std::string startComplaint_;  ///< the last words of a server that has ended
+  std::string binaryPath_;  ///< what the connection was made for
   bool isStarting_ = false;
   std::map<ConversationId, Session> sessions_;
   std::map<std::string, ConversationId> threadToConversation_;

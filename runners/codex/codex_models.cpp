@@ -16,12 +16,12 @@ awaitable<std::vector<ProbedModel>> probeCodexModels(RpcProbeOptions options, st
   std::vector<ProbedModel> models;
   co_await probeOverRpc(
       std::move(options), fmt::format("{} app-server", AgentCommand::executable(binaryPath, AgentType::codex)),
-      [&models](RpcConnection& server) -> awaitable<void> {
-        co_await server.request("initialize", codex::initializeParams());
-        server.notify("initialized");
+      [&models](std::shared_ptr<RpcConnection> server) -> awaitable<void> {
+        co_await server->request("initialize", codex::initializeParams());
+        server->notify("initialized");
         std::optional<std::string> cursor;
         do {
-          const json::object page = co_await server.request("model/list", codex::modelListParams(cursor));
+          const json::object page = co_await server->request("model/list", codex::modelListParams(cursor));
           std::ranges::move(codex::modelsOf(page), std::back_inserter(models));
           cursor = codex::nextCursor(page);
         } while (cursor);

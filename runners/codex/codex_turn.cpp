@@ -28,15 +28,13 @@ std::vector<turn::Action> CodexTurn::ingest(std::string_view method, const json:
   Actions actions;
   const auto event = codex::parseNotification(method, params);
   if (!event) return actions;
-  const std::string turnId = codex::turnIdOf(params);
+  const std::string turnId = codex::extractTurnId(params).value_or(std::string());
   std::visit(Overloaded{[&](const codex::ItemEvent& item) { ingestCodexItem(item, isOurs(turnId), line, actions); },
-                        [&](const codex::MessageDelta& delta) { actions.emplace_back(turn::Grow{delta.text}); },
-                        [&](const codex::UsageEvent& report) {
-                          if (!report.usage) return;
-                          actions.emplace_back(
-                              turn::ApplyUsage{.providerMessageId = std::exchange(lastAgentMessageId_, std::nullopt),
-                                               .snapshot = *report.usage});
+                        [&](const codex::MessageDelta& delta) {
+                          const bool isNew = std::exchange(growingMessageId_, delta.itemId) != delta.itemId;
+                          actions.emplace_back(turn::Grow{.text = delta.text, .isNewMessage = isNew});
                         },
+                        [&](const codex::UsageEvent& report) { ingestUsage(report, actions); },
                         [&](const codex::ErrorEvent& error) {
                           if (error.willRetry) {
                             kLog.info("a model call failed and is tried again");
@@ -66,6 +64,7 @@ void CodexTurn::ingestCodexItem(const codex::ItemEvent& event, bool isOurs, std:
   }
   const auto& message = std::get<codex::MessageItem>(event.item);
   if (trimmed(message.text).empty()) return;
+  if (!message.id.empty() && !insertedMessageIds_.insert(message.id).second) return;
   lastAgentMessageId_ = message.id.empty() ? std::nullopt : std::optional(message.id);
   actions.emplace_back(turn::AppendAgentMessage{.rawJSON = std::string(line),
                                                 .text = message.text,
@@ -73,31 +72,47 @@ void CodexTurn::ingestCodexItem(const codex::ItemEvent& event, bool isOurs, std:
                                                 .providerMessageId = lastAgentMessageId_});
 }
 
+void CodexTurn::ingestUsage(const codex::UsageEvent& report, Actions& actions) {
+  if (!report.usage) return;
+  actions.emplace_back(turn::ApplyUsage{.providerMessageId = std::exchange(lastAgentMessageId_, std::nullopt),
+                                        .snapshot = *report.usage});
+  const auto window = report.usage->maxTokens;
+  if (!window || *window <= 0 || window == contextWindow_) return;
+  contextWindow_ = window;
+  actions.emplace_back(turn::ApplyContextWindow{*window});
+}
+
 void CodexTurn::ingestTool(const codex::ToolItem& tool, codex::ItemStage stage, bool isOurs, std::string_view line,
                            Actions& actions) {
   const bool isRunning = tool.status == ToolInvocationStatus::running;
+  const auto [known, isNew] = insertedToolCalls_.try_emplace(tool.callId);
+  Call& call = known->second;
+  const auto changed = [](std::string& former, const std::optional<std::string>& now) {
+    return now && std::exchange(former, *now) != *now;
+  };
+  const bool isInputNew = changed(call.input, tool.input);
+  const bool isOutputNew = changed(call.output, tool.output);
   // A call of an earlier turn is in the transcript since then.
-  const auto [known, isNew] = insertedToolCallIds_.try_emplace(tool.callId, tool.input);
   if (isNew && (isOurs || stage == codex::ItemStage::started)) {
     turn::AppendToolInvocation added{.rawJSON = std::string(line),
                                      .text = tool.name,
                                      .toolName = tool.name,
                                      .toolCallId = tool.callId,
+                                     .input = tool.input,
                                      .status = tool.status};
-    if (!tool.input.empty()) added.input = tool.input;
-    if (!isRunning) added.output = tool.output;
+    if (!isRunning) added.output = call.output;
     actions.emplace_back(std::move(added));
     return;
   }
   if (stage == codex::ItemStage::started) return;  // told again, or behind its own end
   turn::UpdateToolInvocation update{.toolCallId = tool.callId};
-  if (std::exchange(known->second, tool.input) != tool.input) update.input = tool.input;
-  if (isRunning && !tool.output.empty()) update.output = tool.output;
+  if (isInputNew && !isNew) update.input = call.input;
+  if (isOutputNew && isRunning) update.output = call.output;
   if (update.input || update.output) actions.emplace_back(std::move(update));
   if (isRunning) return;
   actions.emplace_back(turn::CompleteToolInvocation{
       .toolCallId = tool.callId,
-      .output = tool.output,
+      .output = call.output,
       .outcome = tool.status == ToolInvocationStatus::failed ? ToolOutcome::failed : ToolOutcome::completed});
 }
 

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -17,7 +18,9 @@ namespace ravant {
 /// that went on in the background, and what the server says before it has named the turn.
 class CodexTurn {
  public:
-  explicit CodexTurn(std::string model) : model_(std::move(model)) {}
+  /// `pastTurnIds`: the turns of the thread that are over.
+  explicit CodexTurn(std::string model, std::set<std::string> pastTurnIds = {})
+      : model_(std::move(model)), pastTurnIds_(std::move(pastTurnIds)) {}
 
   /// The server has started the turn and named it; by now it can have ended.
   std::vector<turn::Action> onStarted(std::string turnId);
@@ -28,16 +31,28 @@ class CodexTurn {
  private:
   using Actions = std::vector<turn::Action>;
 
-  bool isOurs(const std::string& turnId) const { return !turnId_ || turnId.empty() || turnId == *turnId_; }
+  struct Call {
+    std::string input;
+    std::string output;
+  };
+
+  bool isOurs(const std::string& turnId) const {
+    return turnId.empty() || (turnId_ ? turnId == *turnId_ : !pastTurnIds_.contains(turnId));
+  }
   void ingestCodexItem(const codex::ItemEvent& event, bool isOurs, std::string_view line, Actions& actions);
   void ingestTool(const codex::ToolItem& tool, codex::ItemStage stage, bool isOurs, std::string_view line,
                   Actions& actions);
+  void ingestUsage(const codex::UsageEvent& report, Actions& actions);
   void end(const codex::TurnEnded& ended, Actions& actions);
 
   std::string model_;
   std::optional<std::string> turnId_;
-  std::map<std::string, std::string> insertedToolCallIds_;  ///< with the input that was stored
-  std::optional<std::string> lastAgentMessageId_;           ///< since the last usage report
+  std::set<std::string> pastTurnIds_;
+  std::map<std::string, Call> insertedToolCalls_;  ///< by their ids
+  std::set<std::string> insertedMessageIds_;
+  std::string growingMessageId_;
+  std::optional<std::string> lastAgentMessageId_;  ///< since the last usage report
+  std::optional<std::int64_t> contextWindow_;
   std::optional<std::string> error_;
   std::map<std::string, codex::TurnEnded> endedBeforeStart_;
   bool isOver_ = false;

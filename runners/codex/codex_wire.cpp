@@ -66,22 +66,24 @@ std::string toolName(const json::object& item, std::string_view type) {
   return std::string(known == kToolNames.end() ? type : known->second);
 }
 
-std::string toolInput(const json::object& item) {
+std::optional<std::string> toolInput(const json::object& item) {
   if (const json::value* arguments = firstPresent(item, {"arguments", "input"})) {
     const auto* text = arguments->if_string();
     return text ? std::string(*text) : compactJson(*arguments);
   }
   if (const auto command = stringAt(item, "command")) return std::string(*command);
   if (const json::array* changes = arrayAt(item, "changes")) return ofChanges(*changes, "path");
-  return std::string(firstText(item, {"query", "path", "prompt"}).value_or(std::string_view()));
+  const auto text = firstText(item, {"query", "path", "prompt"});
+  return text && !text->empty() ? std::optional<std::string>(*text) : std::nullopt;
 }
 
-std::string toolOutput(const json::object& item) {
+std::optional<std::string> toolOutput(const json::object& item) {
   if (const json::value* output = firstPresent(item, {"output", "contentItems"})) {
     return decodeCodexToolOutput(*output).text;
   }
-  if (const auto output = stringAt(item, "aggregatedOutput"); output || item.contains("exitCode")) {
-    const std::int64_t exitCode = integerAt(item, "exitCode").value_or(0);
+  const auto output = stringAt(item, "aggregatedOutput");
+  const std::int64_t exitCode = integerAt(item, "exitCode").value_or(0);
+  if (output || exitCode != 0) {
     const std::string_view text = output.value_or(std::string_view());
     if (exitCode == 0) return std::string(text);
     return fmt::format("{}{}exit code {}", text, text.empty() || text.ends_with('\n') ? "" : "\n", exitCode);
@@ -96,7 +98,7 @@ std::string toolOutput(const json::object& item) {
     const auto* text = results->if_string();
     return text ? std::string(*text) : compactJson(*results);
   }
-  return {};
+  return std::nullopt;
 }
 
 ToolInvocationStatus toolStatus(const json::object& item, ItemStage stage) {
@@ -186,8 +188,6 @@ std::optional<std::string> extractTurnId(const json::object& params) {
   return optionalTextAt(params, "turnId");
 }
 
-std::string turnIdOf(const json::object& params) { return extractTurnId(params).value_or(std::string()); }
-
 ToolOutput decodeCodexToolOutput(const json::value& output) {
   const auto* text = output.if_string();
   if (!text) return {.text = output.is_array() ? contentText(&output) : compactJson(output)};
@@ -200,7 +200,8 @@ ToolOutput decodeCodexToolOutput(const json::value& output) {
 }
 
 std::optional<Event> parseNotification(std::string_view method, const json::object& params) {
-  if (method == "item/agentMessage/delta") return MessageDelta{textAt(params, "delta")};
+  if (method == "item/agentMessage/delta")
+    return MessageDelta{.itemId = textAt(params, "itemId"), .text = textAt(params, "delta")};
   if (method == "item/started") return parseItem(ItemStage::started, params);
   if (method == "item/updated") return parseItem(ItemStage::updated, params);
   if (method == "item/completed") return parseItem(ItemStage::completed, params);

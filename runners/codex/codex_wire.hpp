@@ -46,8 +46,8 @@ struct MessageItem {
 struct ToolItem {
   std::string callId;
   std::string name;
-  std::string input;
-  std::string output;
+  std::optional<std::string> input;   ///< where the event tells it
+  std::optional<std::string> output;  ///< likewise
   ToolInvocationStatus status = ToolInvocationStatus::running;
 };
 /// The thread's context was compacted.
@@ -62,6 +62,7 @@ struct ItemEvent {
 
 /// A message grows.
 struct MessageDelta {
+  std::string itemId;
   std::string text;
 };
 struct UsageEvent {
@@ -83,9 +84,6 @@ using Event = std::variant<ItemEvent, MessageDelta, UsageEvent, ErrorEvent, Turn
 
 /// Nothing for a notification that says nothing of a transcript.
 std::optional<Event> parseNotification(std::string_view method, const json::object& params);
-
-/// The turn that a notification belongs to; empty where it names none.
-std::string turnIdOf(const json::object& params);
 
 json::object modelListParams(const std::optional<std::string>& cursor);
 /// Those of one page of "model/list" that are offered to users.

@@ -13,14 +13,15 @@ awaitable<std::vector<ProbedModel>> probeAcpModels(RpcProbeOptions options, std:
                                                    std::optional<std::vector<std::string>> arguments) {
   std::vector<ProbedModel> models;
   co_await probeOverRpc(
-      std::move(options), acpCommandLine(binaryPath, arguments), [&models](RpcConnection& agent) -> awaitable<void> {
-        const json::object initialized = co_await agent.request("initialize", acp::initializeParams());
+      std::move(options), acpCommandLine(binaryPath, arguments),
+      [&models](std::shared_ptr<RpcConnection> agent) -> awaitable<void> {
+        const json::object initialized = co_await agent->request("initialize", acp::initializeParams());
         try {
-          co_await agent.request("authenticate", {{"methodId", acp::authMethod(initialized)}});
+          co_await agent->request("authenticate", {{"methodId", acp::authMethod(initialized)}});
         } catch (const AgentRunnerError& refused) {
           if (refused.kind() != AgentRunnerError::Case::rpc) throw;
         }
-        const json::object session = co_await agent.request(
+        const json::object session = co_await agent->request(
             "session/new", acp::sessionParams(std::nullopt, std::filesystem::current_path().string()));
         models = acp::modelsOf(acp::configOptions(session).value_or(std::vector<acp::ConfigOption>()));
       });

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 
 #include "runners/agent_json.hpp"
 
@@ -92,8 +93,8 @@ ToolCall parseToolCall(const json::object& update, bool isNew) {
   if (const json::array* content = arrayAt(update, "content")) {
     if (std::string text = toolOutputText(*content); !text.empty()) call.output = std::move(text);
   }
-  if (const json::value* output = update.if_contains("rawOutput"); output && !output->is_null() && !call.output) {
-    call.output = rawOutputText(*output);
+  if (const json::value* output = update.if_contains("rawOutput"); output && !output->is_null()) {
+    call.rawOutput = rawOutputText(*output);
   }
   return call;
 }
@@ -104,7 +105,13 @@ std::optional<TokenUsageSnapshot> usageOf(const json::object& usage) {
                               .outputTokens = readInt(usage, {"outputTokens"}, 0),
                               .cacheReadTokens = readInt(usage, {"cachedReadTokens"}, 0),
                               .cacheCreationTokens = readInt(usage, {"cachedWriteTokens"}, 0)};
-  snapshot.totalProcessedTokens = readInt(usage, {"totalTokens"}, 0);
+  for (const std::int64_t count :
+       {snapshot.inputTokens, snapshot.outputTokens, snapshot.cacheReadTokens, snapshot.cacheCreationTokens}) {
+    if (__builtin_add_overflow(snapshot.totalProcessedTokens, count, &snapshot.totalProcessedTokens)) {
+      throw std::overflow_error("the agent's token counts are too large");
+    }
+  }
+  snapshot.totalProcessedTokens = readInt(usage, {"totalTokens"}, snapshot.totalProcessedTokens);
   snapshot.usedTokens = snapshot.totalProcessedTokens;
   if (snapshot.totalProcessedTokens <= 0) return std::nullopt;
   return snapshot;
@@ -212,8 +219,14 @@ Update parseUpdate(const json::object& update) {
   if (kind == "usage_update") {
     return ContextUsage{.used = readInt(update, {"used"}, 0), .size = readInt(update, {"size"}, 0)};
   }
-  if (kind == "config_option_update") return ConfigChange{configOptions(update).value_or(std::vector<ConfigOption>())};
-  if (kind == "compaction_update") return Compaction{};
+  if (kind == "config_option_update") {
+    auto options = configOptions(update);
+    return options ? Update(ConfigChange{*std::move(options)}) : Update(Ignored{});
+  }
+  if (kind == "compaction_update") {
+    const std::string_view status = stringAt(update, "status").value_or("completed");
+    return status == "completed" ? Update(Compaction{}) : Update(Ignored{});
+  }
   if (std::ranges::count(kIgnoredKinds, kind) > 0) return Ignored{};
   return Unknown{kind};
 }

@@ -59,8 +59,9 @@ struct ToolCall {
   bool isNew = false;
   std::optional<std::string> title;
   std::optional<std::string> kind;
-  std::optional<std::string> input;   ///< JSON
-  std::optional<std::string> output;  ///< all of it up to now
+  std::optional<std::string> input;      ///< JSON
+  std::optional<std::string> output;     ///< all that is to be shown up to now
+  std::optional<std::string> rawOutput;  ///< what stands for it where nothing is to be shown
   std::optional<ToolInvocationStatus> status;
 };
 /// What fills the model's context.

@@ -15,7 +15,7 @@
 #include "runners/agent_json.hpp"
 #include "runners/cursor/acp_command.hpp"
 #include "runners/cursor/acp_turn.hpp"
-#include "runners/rpc_prompt.hpp"
+#include "runners/rpc_connection.hpp"
 #include "runners/working_folder.hpp"
 
 namespace ravant {
@@ -29,8 +29,8 @@ constexpr std::string_view kAutomaticModel = "auto";
 }  // namespace
 
 struct CursorAcpRunner::Prompt : RpcPrompt {
-  Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer)
-      : RpcPrompt(std::move(asked), std::move(modelContainer)), turn(request.model) {}
+  Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer, const AcpTurn* previous)
+      : RpcPrompt(std::move(asked), std::move(modelContainer)), turn(request.model, previous) {}
 
   AcpTurn turn;
   bool isStopping = false;
@@ -39,10 +39,11 @@ struct CursorAcpRunner::Prompt : RpcPrompt {
 /// The agent of one conversation.
 class CursorAcpRunner::Connection final : public RpcListener, public std::enable_shared_from_this<Connection> {
  public:
-  Connection(any_io_executor strand, CursorRunnerOptions options)
+  Connection(any_io_executor strand, RpcRunnerOptions options)
       : strand_(strand), options_(std::move(options)), changed_(strand), idle_(strand) {}
 
   const std::shared_ptr<Prompt>& prompt() const { return prompt_; }
+  const AcpTurn* previousTurn() const { return lastPrompt_ ? &lastPrompt_->turn : nullptr; }
   void begin(std::shared_ptr<Prompt> prompt) {
     idle_.cancel();
     prompt_ = std::move(prompt);
@@ -76,10 +77,10 @@ class CursorAcpRunner::Connection final : public RpcListener, public std::enable
   void onNotification(const RpcNotification& notification, std::string_view line) override;
   RpcOutcome onRequest(const RpcRequest& request) override;
   awaitable<void> onLinesTaken() override;
-  void onDisconnect(std::string standardError) override;
+  void onDisconnect(std::string_view standardError) override;
 
   any_io_executor strand_;
-  CursorRunnerOptions options_;
+  RpcRunnerOptions options_;
   Signal changed_;  ///< after any change of the state below
   std::shared_ptr<RpcConnection> rpc_;
   std::string commandLine_;  ///< what the agent was started with
@@ -89,13 +90,12 @@ class CursorAcpRunner::Connection final : public RpcListener, public std::enable
   std::vector<acp::ConfigOption> configOptions_;
   std::map<std::string, std::string> chosen_;  ///< the options that were set, by their ids
   std::string authenticationFailure_;
-  std::string lastWords_;
   std::shared_ptr<Prompt> prompt_;      ///< in flight
   std::shared_ptr<Prompt> lastPrompt_;  ///< takes in what the agent says later
   asio::steady_timer idle_;
 };
 
-CursorAcpRunner::CursorAcpRunner(std::shared_ptr<ModelContainer> modelContainer, CursorRunnerOptions options)
+CursorAcpRunner::CursorAcpRunner(std::shared_ptr<ModelContainer> modelContainer, RpcRunnerOptions options)
     : Actor(options.io), modelContainer_(std::move(modelContainer)), options_(std::move(options)) {}
 
 CursorAcpRunner::~CursorAcpRunner() = default;
@@ -110,12 +110,13 @@ awaitable<void> CursorAcpRunner::send(AgentRunRequest request) {
   return onActor([this, request = std::move(request)]() mutable -> awaitable<void> {
     const auto connection = connectionOf(request.conversationId);
     if (connection->prompt()) throw AgentRunnerError(AgentRunnerError::Case::busy);
-    const auto prompt = std::make_shared<Prompt>(std::move(request), modelContainer_);
+    const auto prompt = std::make_shared<Prompt>(std::move(request), modelContainer_, connection->previousTurn());
     connection->begin(prompt);
     std::exception_ptr error;
     try {
-      co_await prompt->writer.record(prompt->request.prompt, AgentType::cursor, prompt->isCancelled,
-                                     [&] { return runTurn(connection, prompt); });
+      co_await prompt->writer.record(
+          prompt->request.prompt, AgentType::cursor, [prompt] { return prompt->isCancelled; },
+          [&] { return runTurn(connection, prompt); });
     } catch (...) {
       error = std::current_exception();
     }
@@ -162,43 +163,28 @@ awaitable<void> CursorAcpRunner::Connection::ensureConnection() {
   if (rpc_) co_await rpc_->close();
   if (prompt->isCancelled) co_return;
 
-  rpc_ = std::make_shared<RpcConnection>(strand_, options_.shell);
+  const auto rpc = std::make_shared<RpcConnection>(strand_, options_.shell);
+  rpc_ = rpc;
   commandLine_ = commandLine;
   configOptions_.clear();
   chosen_.clear();
-  lastWords_.clear();
-  std::exception_ptr error;
-  try {
-    co_await rpc_->start(prompt->request.workingDirectory, commandLine, shared_from_this());
+  co_await rpc->start(prompt->request.workingDirectory, commandLine, shared_from_this(), [this]() -> awaitable<void> {
     co_await initializeHandshake();
     co_await loadOrCreateSession();
-  } catch (...) {
-    error = std::current_exception();
-  }
-  if (!error) co_return;
-  co_await rpc_->close();
-  std::rethrow_exception(error);
+  });
 }
 
 awaitable<void> CursorAcpRunner::Connection::initializeHandshake() {
   authenticationFailure_.clear();
-  bool hasEnded = false;
+  const json::object initialized = co_await rpc_->request("initialize", acp::initializeParams());
   try {
-    const json::object initialized = co_await rpc_->request("initialize", acp::initializeParams());
-    try {
-      co_await rpc_->request("authenticate", {{"methodId", acp::authMethod(initialized)}});
-    } catch (const AgentRunnerError& refused) {
-      if (refused.kind() != AgentRunnerError::Case::rpc) throw;
-      // Many agents work without; one that does not says so when a session is to begin.
-      authenticationFailure_ = refused.what();
-      kLog.info("the agent refused to authenticate");
-    }
-  } catch (const AgentRunnerError& error) {
-    if (error.kind() == AgentRunnerError::Case::rpc) throw;
-    hasEnded = true;
+    co_await rpc_->request("authenticate", {{"methodId", acp::authMethod(initialized)}});
+  } catch (const AgentRunnerError& refused) {
+    if (refused.kind() != AgentRunnerError::Case::rpc) throw;
+    // Many agents work without; one that does not says so when a session is to begin.
+    authenticationFailure_ = refused.what();
+    kLog.info("the agent refused to authenticate");
   }
-  // A program that never became an agent is heard in its own words.
-  if (hasEnded) throw AgentRunnerError::agentExitedSilently(std::exchange(lastWords_, {}));
 }
 
 awaitable<void> CursorAcpRunner::Connection::loadOrCreateSession() {
@@ -212,7 +198,7 @@ awaitable<void> CursorAcpRunner::Connection::loadOrCreateSession() {
     if (!sessionId) throw AgentRunnerError::rpc("session/new: missing sessionId");
   }
   acpSessionId_ = sessionId;
-  isSessionLive_ = true;
+  isSessionLive_ = rpc_->isConnected();
   keepConfigOptions(*result);
   if (prompt->request.resumedSessionId != sessionId) co_await prompt->writer.store({turn::SetSession{sessionId}});
 }
@@ -282,10 +268,11 @@ awaitable<void> CursorAcpRunner::Connection::setConfigOption(std::string id, std
 
 awaitable<void> CursorAcpRunner::Connection::ask() {
   const auto prompt = prompt_;
-  const json::object result =
-      co_await rpc_->request("session/prompt", acp::promptParams(*acpSessionId_, repairUtf8(prompt->request.prompt)));
-  std::ranges::move(prompt->turn.onPromptEnd(acp::parsePromptEnd(result)), std::back_inserter(prompt->actions));
-  co_await prompt->store();
+  co_await rpc_->request("session/prompt", acp::promptParams(*acpSessionId_, repairUtf8(prompt->request.prompt)),
+                         [prompt](const json::object& result) {
+                           std::ranges::move(prompt->turn.onPromptEnd(acp::parsePromptEnd(result)),
+                                             std::back_inserter(prompt->actions));
+                         });
 }
 
 awaitable<void> CursorAcpRunner::Connection::clearUp() {
@@ -381,6 +368,10 @@ RpcOutcome CursorAcpRunner::Connection::onRequest(const RpcRequest& request) {
 awaitable<void> CursorAcpRunner::Connection::onLinesTaken() {
   const auto prompt = lastPrompt_;
   if (!prompt) co_return;
+  // Nothing follows that would end a message behind the end of its prompt.
+  if (prompt->end || prompt_ != prompt) {
+    std::ranges::move(prompt->turn.flushMessageBuffer(), std::back_inserter(prompt->actions));
+  }
   co_await prompt->store();
   if (!prompt->error || prompt_ != prompt || std::exchange(prompt->isStopping, true)) co_return;
   // Nothing more of it can be kept.
@@ -388,11 +379,11 @@ awaitable<void> CursorAcpRunner::Connection::onLinesTaken() {
       strand_, [self = shared_from_this(), prompt] { return self->stop(prompt); }, [](std::exception_ptr) {});
 }
 
-void CursorAcpRunner::Connection::onDisconnect(std::string standardError) {
+void CursorAcpRunner::Connection::onDisconnect(std::string_view standardError) {
   logStandardError(standardError);
-  lastWords_ = std::move(standardError);
   isSessionLive_ = false;
   isReplaying_ = false;
+  lastPrompt_ = prompt_;
   changed_.notify();
 }
 

@@ -11,7 +11,7 @@ namespace {
 
 constexpr std::string_view kTurn = "== turn";
 constexpr std::string_view kRule = "on ";
-constexpr std::array<std::string_view, 4> kFaultKinds = {"none", "stop", "kill", "noise"};
+constexpr std::array<std::string_view, 5> kFaultKinds = {"none", "stop", "kill", "noise", "leave"};
 
 }  // namespace
 

@@ -17,8 +17,10 @@ namespace ravant::test {
 ///     !TEXT                  a line on standard error
 ///     expect-argument TEXT   fails unless the agent was given it
 ///     wait NAME              goes on once the test has called FakeAgent::release
-///     spawn-orphan           leaves a process behind in a session of its own, which ignores SIGTERM and holds the
-///     output kill-self, kill-shell  by SIGKILL hang                   until killed exit STATUS
+///     spawn-orphan           leaves a process behind, in a session of its own, that ignores SIGTERM
+///     kill-self, kill-shell  by SIGKILL
+///     hang                   until killed
+///     exit STATUS
 ///
 /// An agent that is a server plays one turn after the other in one process. Its cassette begins with lines
 /// `on METHOD RESULT`: a request of that method is answered so whenever it comes, and one of a method that nobody waits
@@ -44,10 +46,11 @@ std::map<std::string, std::string> readCassetteRules(const std::filesystem::path
 
 /// How a run differs from its cassette.
 struct CassetteFault {
-  enum class Kind { none, stop, kill, noise };
+  enum class Kind { none, stop, kill, noise, leave };
 
   Kind kind = Kind::none;
-  std::size_t line = 0;  ///< stop exits behind it; kill also prints half of the next one before
+  /// stop exits behind it; kill also prints half of the next one before; leave exits when so many rules were applied.
+  std::size_t line = 0;
 
   /// One word or two, for the environment of the player.
   std::string text() const;

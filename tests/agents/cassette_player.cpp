@@ -162,6 +162,8 @@ class Player {
       if (!id) continue;
       const auto rule = rules_.find(name);
       if (rule == rules_.end()) throw std::runtime_error("unexpected: " + received_);
+      if (fault_.kind == CassetteFault::Kind::leave && rulesApplied_ == fault_.line) ::_exit(0);
+      ++rulesApplied_;
       answered_.insert(name);
       reply(receivedId_, rule->second);
     }
@@ -239,6 +241,7 @@ class Player {
   std::string receivedId_;
   std::string promptId_;
   std::set<std::string> answered_;  ///< by rules
+  std::size_t rulesApplied_ = 0;
   int prompts_ = 0;
 };
 

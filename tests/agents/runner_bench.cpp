@@ -104,9 +104,9 @@ bool RunnerBench::hasRunningTool() {
                             &ToolInvocation::status) > 0;
 }
 
-awaitable<void> untilGone(const FakeAgent& agent) {
+awaitable<void> untilGone(std::vector<pid_t> processes) {
   asio::steady_timer pause(co_await asio::this_coro::executor);
-  while (!survivorsOf(agent).empty()) {
+  while (std::ranges::any_of(processes, isAlive)) {
     pause.expires_after(std::chrono::milliseconds(5));
     co_await pause.async_wait(use_awaitable);
   }

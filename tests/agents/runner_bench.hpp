@@ -64,8 +64,8 @@ class RunnerBench {
   std::shared_ptr<AgentRunner> runner_;
 };
 
-/// Returns once no process of the agent is alive.
-awaitable<void> untilGone(const FakeAgent& agent);
+/// Returns once none of the processes is alive.
+awaitable<void> untilGone(std::vector<pid_t> processes);
 
 /// Those of a fake agent's processes that are still alive; empty is what a test expects.
 std::vector<pid_t> survivorsOf(const FakeAgent& agent);

@@ -255,6 +255,26 @@ TEST_P(ShellRunnerContractTest, anOversizedPromptIsRefusedAndKept) {
   }
 }
 
+/// What runners do alike whose agent is a server.
+class ServerRunnerContractTest : public RunnerContractTest {};
+
+TEST_P(ServerRunnerContractTest, aServerThatLeavesWhileItIsPreparedFailsTheTurnAndTheNextPromptRuns) {
+  FakeAgent leaving = agentThat("reply");
+  FakeAgent replying = agentThat("reply");
+  RunnerBench bench = makeBench();
+  std::string outcome;
+  for (std::size_t rules = 0; outcome != "finished"; ++rules) {
+    SCOPED_TRACE(rules);
+    ASSERT_LT(rules, 10U);
+    outcome = bench.send(leaving.program(1, {.kind = CassetteFault::Kind::leave, .line = rules}), "prompt");
+    if (outcome == "finished") break;
+    EXPECT_THAT(outcome, testing::AnyOf("failed: agentExitedSilently (no stderr)", "failed: processDied",
+                                        "failed: notConnected"));
+    EXPECT_EQ(bench.send(replying.program(1), "prompt"), "finished");
+    EXPECT_EQ(bench.texts().back(), "First reply.");
+  }
+}
+
 TEST_P(RunnerContractTest, theAgentRunsInTheProjectsFolderWhateverItsName) {
   for (const std::string shell : {"/bin/bash", "/bin/zsh", "/bin/dash"}) {
     SCOPED_TRACE(shell);
@@ -289,6 +309,9 @@ TEST_P(RunnerContractTest, aShellThatIsNoneIsNamedAndThePromptKept) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Runners, RunnerContractTest, testing::ValuesIn(runnersUnderTest()),
+                         [](const auto& info) { return std::string(rawValue(info.param.type)); });
+INSTANTIATE_TEST_SUITE_P(Runners, ServerRunnerContractTest,
+                         testing::ValuesIn(runnersUnderTest(RunnerUnderTest::Hosting::server)),
                          [](const auto& info) { return std::string(rawValue(info.param.type)); });
 INSTANTIATE_TEST_SUITE_P(Runners, ShellRunnerContractTest,
                          testing::ValuesIn(runnersUnderTest(RunnerUnderTest::Hosting::shell)),

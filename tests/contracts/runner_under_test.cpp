@@ -24,13 +24,12 @@ std::shared_ptr<AgentRunner> makeShellRunner(std::shared_ptr<ModelContainer> con
 std::shared_ptr<AgentRunner> makeCodexRunner(std::shared_ptr<ModelContainer> container, any_io_executor io,
                                              ShellOptions shell) {
   return std::make_shared<CodexAppServerRunner>(std::move(container),
-                                                CodexRunnerOptions{.io = io, .shell = std::move(shell)});
+                                                RpcRunnerOptions{.io = io, .shell = std::move(shell)});
 }
 
 std::shared_ptr<AgentRunner> makeCursorRunner(std::shared_ptr<ModelContainer> container, any_io_executor io,
                                               ShellOptions shell) {
-  return std::make_shared<CursorAcpRunner>(std::move(container),
-                                           CursorRunnerOptions{.io = io, .shell = std::move(shell)});
+  return std::make_shared<CursorAcpRunner>(std::move(container), RpcRunnerOptions{.io = io, .shell = std::move(shell)});
 }
 
 /// The text of the first block of a request's parameter.

@@ -57,6 +57,9 @@ TEST_F(ServerAgents, proseIsShownAsItGrowsAndOnce) {
                      told("item/completed", R"("item":{"type":"agentMessage","id":"m","text":"Once upon a time."})") +
                      told("item/completed",
                           R"("item":{"type":"commandExecution","id":"c","command":"ls","aggregatedOutput":"main.c"})") +
+                     told("item/agentMessage/delta", R"("itemId":"n","delta":"Broken o")") +
+                     told("item/agentMessage/delta", R"("itemId":"o","delta":"\n\nThe end.\n")") +
+                     told("item/completed", R"("item":{"type":"agentMessage","id":"o","text":"The end."})") +
                      told("turn/completed", R"("turn":{"id":"u","status":"completed"})")}});
   ASSERT_EQ(sandbox.run({"agent", "add", "codex", "--path", codex}).status, 0);
 
@@ -66,6 +69,8 @@ TEST_F(ServerAgents, proseIsShownAsItGrowsAndOnce) {
   const ProgramResult result = program.wait();
   EXPECT_EQ(result.status, 0) << result.errors;
   EXPECT_THAT(result.output, HasSubstr("\n\nOnce upon a time.\n\n• shell ls\n  ✓ shell\n    main.c\n"));
+  EXPECT_NE(result.output.find("\nThe end.\n"), std::string::npos);
+  EXPECT_EQ(result.output.find("The end."), result.output.rfind("The end.")) << "it is shown once";
 }
 
 TEST_F(ServerAgents, anyAgentOfTheProtocolIsRunAsCursor) {

@@ -41,6 +41,18 @@ TEST_F(Feed, announcesWhatWasCommittedInOrder) {
   EXPECT_EQ(run(subscription->next(), loop), std::nullopt);
 }
 
+TEST_F(Feed, announcesWhatAMessageGrowsByBehindWhatWasCommittedBefore) {
+  const auto subscription = subscribe(store);
+  run(store.items->appendUserPrompt(conversation, "hello", AgentType::claude));
+  run(store.container->changeFeed()->announceGrowth(conversation, {.text = "Hel", .isNewMessage = true}));
+  subscription->end();
+  const auto batch = run(subscription->next(), loop);
+  ASSERT_TRUE(batch);
+  ASSERT_EQ(batch->changes.size(), 3U);
+  EXPECT_EQ(batch->changes.back(),
+            (Change{conversation, ChangeOperation::grew, conversation, Growth{.text = "Hel", .isNewMessage = true}}));
+}
+
 TEST_F(Feed, announcesWhatAnotherProcessCommitted) {
   const auto subscription = subscribe(store);
   OpenStore other(folder.path());

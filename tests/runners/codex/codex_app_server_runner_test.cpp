@@ -23,7 +23,7 @@ std::string cassette(std::string_view name) {
 RunnerBench makeBench(std::chrono::milliseconds idleLimit = std::chrono::minutes(30)) {
   return RunnerBench(AgentType::codex, [=](auto container, any_io_executor io, ShellOptions shell) {
     return std::make_shared<CodexAppServerRunner>(
-        std::move(container), CodexRunnerOptions{.io = io, .shell = std::move(shell), .idleLimit = idleLimit});
+        std::move(container), RpcRunnerOptions{.io = io, .shell = std::move(shell), .idleLimit = idleLimit});
   });
 }
 
@@ -91,7 +91,7 @@ TEST(CodexAppServerRunner, endsAServerThatNobodyNeeds) {
   RunnerBench bench = makeBench(std::chrono::milliseconds(50));
   const std::string program = agent.program();
   EXPECT_EQ(bench.send(program, "one"), "finished");
-  bench.await(untilGone(agent));
+  bench.await(untilGone(agent.processes()));
   EXPECT_EQ(bench.send(program, "two"), "finished");
   EXPECT_THAT(agent.processes(), SizeIs(2));
 }

@@ -44,7 +44,32 @@ TEST(CodexTurn, isNotEndedByAnotherTurn) {
 
 TEST(CodexTurn, growsWithItsMessages) {
   Told told;
-  EXPECT_THAT(told("item/agentMessage/delta", R"({"itemId":"a","delta":"Hel"})"), ElementsAre(Action(Grow{"Hel"})));
+  EXPECT_THAT(told("item/agentMessage/delta", R"({"itemId":"a","delta":"Hel"})"),
+              ElementsAre(Action(Grow{"Hel", true})));
+  EXPECT_THAT(told("item/agentMessage/delta", R"({"itemId":"a","delta":"lo"})"),
+              ElementsAre(Action(Grow{"lo", false})));
+  EXPECT_THAT(told("item/agentMessage/delta", R"({"itemId":"b","delta":"x"})"), ElementsAre(Action(Grow{"x", true})));
+}
+
+TEST(CodexTurn, keepsWhatALaterReportLeavesOut) {
+  Told told;
+  EXPECT_THAT(told.completed(R"({"type":"t","id":"c","arguments":"in","output":"out"})"), testing::SizeIs(1));
+  EXPECT_THAT(told.completed(R"({"type":"t","id":"c"})"),
+              ElementsAre(Action(CompleteToolInvocation{"c", "out", ToolOutcome::completed})));
+  EXPECT_THAT(told.completed(R"({"type":"t","id":"c","arguments":"in","output":"more","status":"failed"})"),
+              ElementsAre(Action(CompleteToolInvocation{"c", "more", ToolOutcome::failed})));
+}
+
+TEST(CodexTurn, finishesWhatAnEarlierTurnBeganEvenBeforeItIsNamed) {
+  Told told{.turn = CodexTurn("m", {"t0"})};
+  EXPECT_THAT(told.completed(R"({"type":"t","id":"c","output":"late"})", "t0"),
+              ElementsAre(Action(CompleteToolInvocation{"c", "late", ToolOutcome::completed})));
+}
+
+TEST(CodexTurn, takesAMessageInOnce) {
+  Told told;
+  EXPECT_THAT(told.completed(R"({"type":"agentMessage","id":"a","text":"Hello."})"), testing::SizeIs(1));
+  EXPECT_THAT(told.completed(R"({"type":"agentMessage","id":"a","text":"Hello."})"), IsEmpty());
 }
 
 struct ToolRow {
