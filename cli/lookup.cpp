@@ -39,6 +39,21 @@ std::string describe(const ConversationSummary& summary) {
   return fmt::format("{} ({})", summary.conversation.id.text(), titleOf(summary));
 }
 
+/// Those of that id or type.
+std::vector<Agent> agentsNamed(const std::vector<Agent>& all, std::string_view word) {
+  const auto id = Uuid::parse(word);
+  std::vector<Agent> found;
+  std::ranges::copy_if(all, std::back_inserter(found), [&](const Agent& agent) {
+    return (id && agent.id == AgentId(*id)) || rawValue(agent.type) == word;
+  });
+  return found;
+}
+
+Agent onlyAgent(std::vector<Agent> found, const std::vector<Agent>& all, std::string_view word) {
+  return only(std::move(found), all, "agent", word,
+              [](const Agent& agent) { return fmt::format("{} ({})", rawValue(agent.type), agent.id.text()); });
+}
+
 }  // namespace
 
 awaitable<Project> findProject(Application& application, std::string word) {
@@ -56,13 +71,15 @@ awaitable<Project> findProject(Application& application, std::string word) {
 
 awaitable<Agent> findAgent(Application& application, std::string word) {
   const std::vector<Agent> all = co_await application.agents().agents();
-  const auto id = Uuid::parse(word);
-  std::vector<Agent> found;
-  std::ranges::copy_if(all, std::back_inserter(found), [&](const Agent& agent) {
-    return (id && agent.id == AgentId(*id)) || rawValue(agent.type) == word;
-  });
-  co_return only(std::move(found), all, "agent", word,
-                 [](const Agent& agent) { return fmt::format("{} ({})", rawValue(agent.type), agent.id.text()); });
+  co_return onlyAgent(agentsNamed(all, word), all, word);
+}
+
+awaitable<Agent> findUsableAgent(Application& application, std::string word) {
+  const std::vector<Agent> all = co_await application.agents().agents();
+  const std::vector<Agent> named = agentsNamed(all, word);
+  std::vector<Agent> enabled;
+  std::ranges::copy_if(named, std::back_inserter(enabled), &Agent::enabled);
+  co_return onlyAgent(enabled.empty() ? named : enabled, all, word);
 }
 
 awaitable<ConversationSummary> findConversation(Application& application, std::string word) {

@@ -12,6 +12,8 @@ awaitable<Project> findProject(Application& application, std::string word);
 
 /// By id or type.
 awaitable<Agent> findAgent(Application& application, std::string word);
+/// The same; where several agents are of the type, the only one that is enabled.
+awaitable<Agent> findUsableAgent(Application& application, std::string word);
 
 /// By id or a prefix of it.
 awaitable<ConversationSummary> findConversation(Application& application, std::string word);

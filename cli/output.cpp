@@ -4,7 +4,9 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdlib>
 #include <system_error>
 #include <utility>
@@ -28,18 +30,18 @@ std::string Style::wrapped(std::string_view code, std::string_view text) const {
 void Output::flush() {
   const std::string text = std::exchange(pending_, {});
   for (std::string_view rest = text; !rest.empty();) {
-    const ssize_t written = ::write(descriptor_, rest.data(), rest.size());
+    // A pipe that can be written has room for this much. So only this call waits for a slow reader, and unlike a write
+    // that has begun it is always left when the user interrupts it.
+    pollfd ready{.fd = descriptor_, .events = POLLOUT, .revents = 0};
+    if (::poll(&ready, 1, -1) < 0 && errno == EINTR) throw Interrupted();
+    const ssize_t written = ::write(descriptor_, rest.data(), std::min<std::size_t>(rest.size(), PIPE_BUF));
     if (written >= 0) {
       rest.remove_prefix(static_cast<std::size_t>(written));
     } else if (errno == EPIPE) {
       throw OutputClosed();
     } else if (errno == EINTR) {
       throw Interrupted();
-    } else if (errno == EAGAIN) {
-      // Who shares the descriptor has made it non-blocking.
-      pollfd ready{.fd = descriptor_, .events = POLLOUT, .revents = 0};
-      ::poll(&ready, 1, -1);
-    } else {
+    } else if (errno != EAGAIN) {
       throw std::system_error(errno, std::generic_category(), "standard output could not be written");
     }
   }

@@ -18,7 +18,7 @@ awaitable<RunEnd> PromptRun::run() {
                     .agent = submission_.agent.type,
                     .model = submission_.model});
   co_await (cancelWhenInterrupted() && submit() && follow());
-  output_->finished(error_ ? PromptEndReason::failed : reason_);
+  if (!isReaderStalled_) output_->finished(error_ ? PromptEndReason::failed : reason_);
   if (error_) std::rethrow_exception(error_);
   co_return RunEnd{.reason = reason_, .failure = follower_->failure()};
 }
@@ -51,6 +51,10 @@ awaitable<void> PromptRun::submit() {
 awaitable<void> PromptRun::follow() {
   try {
     co_await follower_->follow(subscription_);
+  } catch (const Interrupted&) {
+    // The signal itself cancels the run.
+    error_ = std::current_exception();
+    isReaderStalled_ = true;
   } catch (...) {
     error_ = std::current_exception();
     // A run that nobody can see is not left running.

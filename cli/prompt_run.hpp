@@ -39,6 +39,7 @@ class PromptRun {
   std::shared_ptr<NotificationObserver> activity_;  ///< until the prompt has ended
   PromptEndReason reason_ = PromptEndReason::failed;
   std::exception_ptr error_;
+  bool isReaderStalled_ = false;  ///< the user interrupted the wait for who reads the output
 };
 
 }  // namespace ravant::cli

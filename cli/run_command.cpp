@@ -105,7 +105,7 @@ awaitable<Agent> chooseAgent(Application& application, const Destination& destin
   if (destination.conversation) {
     chosen = co_await agentOf(application, *destination.conversation, word);
   } else if (word) {
-    chosen = co_await findAgent(application, *word);
+    chosen = co_await findUsableAgent(application, *word);
   } else {
     chosen = co_await firstEnabledAgent(application);
   }
@@ -140,7 +140,9 @@ awaitable<PromptSubmission> prepareSubmission(Application& application, Argument
   const Destination destination = co_await findDestination(application, arguments);
   Agent agent = co_await chooseAgent(application, destination, arguments.optional("--agent"));
   PromptSubmission submission{.prompt = std::move(prompt), .project = destination.project, .agent = agent};
-  submission.model = co_await chooseModel(application, destination, agent, arguments.optional("--model"));
+  const auto slug = arguments.optional("--model");
+  if (slug && trimmed(*slug).empty()) throw CommandError("the model's slug is empty");
+  submission.model = co_await chooseModel(application, destination, agent, slug);
   submission.effort = arguments.optional("--effort");
   if (submission.effort) co_await checkEffort(application, agent, submission.model, *submission.effort);
   if (destination.conversation) {
@@ -182,32 +184,34 @@ awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
 }  // namespace
 
 Command runCommand() {
-  return {.name = "run",
-          .summary = "Send a prompt to an agent and follow the run",
-          .description =
-              "The prompt is the argument, or standard input when it is - or absent; line breaks at the "
-              "end of a prompt do not reach the agent. The project defaults to the one that holds the current folder; "
-              "where "
-              "there is none, the current folder is registered.\n\n"
-              "Agent, model and effort default to those the conversation had last, then to the first enabled agent and "
-              "its first enabled model. A model that the agent's list lacks is passed to the agent as it is.\n\n"
-              "Interrupting the program (Ctrl-C) cancels the prompt and waits for the agent to be gone; interrupting "
-              "it again stops waiting.\n\n"
-              "With --json each event is one JSON object on a line of its own: started, item, invocation, usage and, "
-              "always last, finished.",
-          .positionals = {{.name = "PROMPT", .occurrence = Occurrence::atMostOnce}},
-          .options =
-              {{.name = "--project",
-                .value = "PROJECT",
-                .description = "The project's id, name or folder",
-                .kind = ValueKind::folder},
-               {.name = "--agent", .value = "AGENT", .description = "The agent's id or type", .kind = ValueKind::agent},
-               {.name = "--model", .value = "SLUG", .description = "The model, as the agent calls it"},
-               {.name = "--effort", .value = "EFFORT", .description = "How hard the model is to think"},
-               {.name = "--conversation", .value = "CONV", .description = "Go on with this conversation"},
-               {.name = "--continue", .description = "Go on with the project's latest conversation"},
-               {.name = "--title", .value = "TITLE", .description = "The title of the conversation"}},
-          .run = run};
+  return {
+      .name = "run",
+      .summary = "Send a prompt to an agent and follow the run",
+      .description =
+          "The prompt is the argument, or standard input when it is - or absent. The project defaults to the one that "
+          "holds the current folder; where there is none, the current folder is registered.\n\n"
+          "Agent, model and effort default to those the conversation had last, then to the first enabled agent and "
+          "its first enabled model. A model that the agent's list lacks is passed to the agent as it is.\n\n"
+          "What Codex and Cursor write is shown as it grows. Claude Code and Pi are not given the line breaks at the "
+          "end "
+          "of a prompt.\n\n"
+          "Interrupting the program (Ctrl-C) cancels the prompt and waits for the agent to be gone; interrupting "
+          "it again stops waiting.\n\n"
+          "With --json each event is one JSON object on a line of its own: started, item, invocation, usage and, "
+          "always last, finished.",
+      .positionals = {{.name = "PROMPT", .occurrence = Occurrence::atMostOnce}},
+      .options =
+          {{.name = "--project",
+            .value = "PROJECT",
+            .description = "The project's id, name or folder",
+            .kind = ValueKind::folder},
+           {.name = "--agent", .value = "AGENT", .description = "The agent's id or type", .kind = ValueKind::agent},
+           {.name = "--model", .value = "SLUG", .description = "The model, as the agent calls it"},
+           {.name = "--effort", .value = "EFFORT", .description = "How hard the model is to think"},
+           {.name = "--conversation", .value = "CONV", .description = "Go on with this conversation"},
+           {.name = "--continue", .description = "Go on with the project's latest conversation"},
+           {.name = "--title", .value = "TITLE", .description = "The title of the conversation"}},
+      .run = run};
 }
 
 }  // namespace ravant::cli

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <boost/asio/steady_timer.hpp>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -82,6 +83,32 @@ awaitable<json::object> RpcConnection::request(std::string_view method, json::ob
   if (!waiter->outcome) throw AgentRunnerError(AgentRunnerError::Case::processDied);
   if (const auto* error = std::get_if<RpcError>(&*waiter->outcome)) throw AgentRunnerError::rpc(error->message);
   co_return std::get<json::object>(std::move(*waiter->outcome));
+}
+
+awaitable<json::object> RpcConnection::initialize(json::object params, std::chrono::milliseconds limit) {
+  const auto self = shared_from_this();
+  const auto hasTimedOut = std::make_shared<bool>(false);
+  asio::steady_timer timer(strand_, limit);
+  timer.async_wait([self, hasTimedOut](boost::system::error_code cancelled) {
+    if (cancelled) return;
+    *hasTimedOut = true;
+    asio::co_spawn(self->strand_, [self] { return self->shell_.shutdown(); }, [](std::exception_ptr) {});
+  });
+  std::exception_ptr error;
+  json::object result;
+  try {
+    result = co_await request("initialize", std::move(params));
+  } catch (...) {
+    error = std::current_exception();
+  }
+  timer.cancel();
+  if (*hasTimedOut) {
+    throw AgentReportedError(
+        fmt::format("the agent did not answer within {} s; is it the right program, with the right arguments?",
+                    std::chrono::duration<double>(limit).count()));
+  }
+  if (error) std::rethrow_exception(error);
+  co_return result;
 }
 
 void RpcConnection::notify(std::string_view method, json::object params) {

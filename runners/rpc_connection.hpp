@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -53,6 +54,9 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
   /// awaited by the listener. `onResult` is called before what stands behind the result's line is handed to the
   /// listener.
   awaitable<json::object> request(std::string_view method, json::object params, OnResult onResult = {});
+  /// The first request. Throws as `request`, and `AgentReportedError` where it is not answered within the limit: the
+  /// program is ended then.
+  awaitable<json::object> initialize(json::object params, std::chrono::milliseconds limit);
   /// Throws `notConnected`.
   void notify(std::string_view method, json::object params = {});
 

@@ -115,7 +115,7 @@ awaitable<void> ShellRunner::runTurn(AgentRunRequest request, std::shared_ptr<Tr
     kLog.warning("{} no longer knows the session it was to resume", rawValue(type_));
     request.resumedSessionId.reset();
     resumedSessionId_.reset();
-    co_await writer->store({turn::SetSession{std::nullopt}});
+    co_await writer->loseSession();
     co_return co_await runTurn(std::move(request), std::move(writer));
   }
   co_await stop();

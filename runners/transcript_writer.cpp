@@ -13,6 +13,8 @@ namespace {
 
 constexpr Log kLog("com.ravant.runners", "TranscriptWriter");
 constexpr std::string_view kCancelledTool = "Cancelled before the tool had a result.";
+constexpr std::string_view kLostSession =
+    "The agent no longer knows this conversation and begins anew, without what was said before.";
 constexpr std::string_view kUnfinishedTool = "The agent's turn ended before the tool had a result.";
 
 }  // namespace
@@ -82,6 +84,11 @@ awaitable<std::optional<TurnEnd>> TranscriptWriter::perform(std::vector<turn::Ac
 
 awaitable<void> TranscriptWriter::store(std::vector<TranscriptAction> actions) {
   if (!co_await items_->apply(conversationId_, std::move(actions))) throw ConversationGoneError();
+}
+
+awaitable<void> TranscriptWriter::loseSession() {
+  return store(
+      {turn::AppendCompactionEvent{.rawJSON = {}, .text = std::string(kLostSession)}, turn::SetSession{std::nullopt}});
 }
 
 awaitable<void> TranscriptWriter::endLate() { return end(kUnfinishedTool); }

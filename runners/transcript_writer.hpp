@@ -35,6 +35,9 @@ class TranscriptWriter {
   awaitable<std::optional<TurnEnd>> perform(std::vector<turn::Action> actions);
   awaitable<void> store(std::vector<TranscriptAction> actions);
 
+  /// The agent no longer knows the session that it was to resume: it is forgotten, and the transcript says so.
+  awaitable<void> loseSession();
+
   /// Finishes what a turn that had ended before has left running since.
   awaitable<void> endLate();
 

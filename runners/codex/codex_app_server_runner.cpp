@@ -76,6 +76,8 @@ awaitable<void> CodexAppServerRunner::runTurn(std::shared_ptr<Prompt> prompt) {
     error = std::current_exception();
   }
   if (prompt->turnId) turnToConversation_.erase(*prompt->turnId);
+  take(prompt, prompt->turn.flushMessages());
+  co_await store(prompt);
   if (!prompt->connection->isConnected()) co_await prompt->connection->close();
   if (error) std::rethrow_exception(error);
   if (prompt->error) {
@@ -134,10 +136,11 @@ awaitable<void> CodexAppServerRunner::startServer(std::shared_ptr<Prompt> prompt
       const auto connection = std::make_shared<RpcConnection>(strand(), options_.shell);
       connection_ = connection;
       binaryPath_ = prompt->request.binaryPath;
-      co_await connection->start(prompt->request.workingDirectory,
-                                 fmt::format("{} app-server", AgentCommand::executable(binaryPath_, AgentType::codex)),
-                                 std::shared_ptr<RpcListener>(shared_from_this(), static_cast<RpcListener*>(this)),
-                                 [connection] { return initializeHandshake(connection); });
+      co_await connection->start(
+          prompt->request.workingDirectory,
+          fmt::format("{} app-server", AgentCommand::executable(binaryPath_, AgentType::codex)),
+          std::shared_ptr<RpcListener>(shared_from_this(), static_cast<RpcListener*>(this)),
+          [connection, limit = options_.shell.startLimit] { return initializeHandshake(connection, limit); });
     }
   } catch (...) {
     error = std::current_exception();
@@ -147,8 +150,9 @@ awaitable<void> CodexAppServerRunner::startServer(std::shared_ptr<Prompt> prompt
   if (error) std::rethrow_exception(error);
 }
 
-awaitable<void> CodexAppServerRunner::initializeHandshake(std::shared_ptr<RpcConnection> connection) {
-  co_await connection->request("initialize", codex::initializeParams());
+awaitable<void> CodexAppServerRunner::initializeHandshake(std::shared_ptr<RpcConnection> connection,
+                                                          std::chrono::milliseconds limit) {
+  co_await connection->initialize(codex::initializeParams(), limit);
   connection->notify("initialized");
 }
 
@@ -168,17 +172,17 @@ awaitable<std::string> CodexAppServerRunner::ensureThread(std::shared_ptr<Prompt
 
 awaitable<std::string> CodexAppServerRunner::resumeOrStartThread(std::optional<std::string> existing,
                                                                  std::shared_ptr<Prompt> prompt) {
-  if (existing) {
-    try {
-      const json::object result = co_await prompt->connection->request(
-          "thread/resume",
-          codex::threadParams(*existing, prompt->request.workingDirectory.string(), prompt->request.model));
-      co_return codex::extractThreadId(result).value_or(*existing);
-    } catch (const AgentRunnerError& error) {
-      if (error.kind() != AgentRunnerError::Case::rpc) throw;
-      kLog.warning("a thread could not be resumed, a new one is begun conv={}", prompt->request.conversationId.text());
-    }
+  if (!existing) co_return co_await startThread(prompt);
+  try {
+    const json::object result = co_await prompt->connection->request(
+        "thread/resume",
+        codex::threadParams(*existing, prompt->request.workingDirectory.string(), prompt->request.model));
+    co_return codex::extractThreadId(result).value_or(*existing);
+  } catch (const AgentRunnerError& error) {
+    if (error.kind() != AgentRunnerError::Case::rpc) throw;
+    kLog.warning("a thread could not be resumed: {}", error.what());
   }
+  co_await prompt->writer.loseSession();
   co_return co_await startThread(prompt);
 }
 

@@ -46,7 +46,8 @@ class CodexAppServerRunner final : public Actor, public AgentRunner, private Rpc
   awaitable<void> followTurn(std::shared_ptr<Prompt> prompt);
   awaitable<void> ensureRunning(std::shared_ptr<Prompt> prompt);
   awaitable<void> startServer(std::shared_ptr<Prompt> prompt);
-  static awaitable<void> initializeHandshake(std::shared_ptr<RpcConnection> connection);
+  static awaitable<void> initializeHandshake(std::shared_ptr<RpcConnection> connection,
+                                             std::chrono::milliseconds limit);
   awaitable<std::string> ensureThread(std::shared_ptr<Prompt> prompt);
   awaitable<std::string> resumeOrStartThread(std::optional<std::string> existing, std::shared_ptr<Prompt> prompt);
   awaitable<std::string> startThread(std::shared_ptr<Prompt> prompt);

@@ -1,5 +1,7 @@
 #include "runners/codex/codex_turn.hpp"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "core/overloaded.hpp"
@@ -30,10 +32,7 @@ std::vector<turn::Action> CodexTurn::ingest(std::string_view method, const json:
   if (!event) return actions;
   const std::string turnId = codex::extractTurnId(params).value_or(std::string());
   std::visit(Overloaded{[&](const codex::ItemEvent& item) { ingestCodexItem(item, isOurs(turnId), line, actions); },
-                        [&](const codex::MessageDelta& delta) {
-                          const bool isNew = std::exchange(growingMessageId_, delta.itemId) != delta.itemId;
-                          actions.emplace_back(turn::Grow{.text = delta.text, .isNewMessage = isNew});
-                        },
+                        [&](const codex::MessageDelta& delta) { ingestDelta(delta, line, actions); },
                         [&](const codex::UsageEvent& report) { ingestUsage(report, actions); },
                         [&](const codex::ErrorEvent& error) {
                           if (error.willRetry) {
@@ -63,6 +62,7 @@ void CodexTurn::ingestCodexItem(const codex::ItemEvent& event, bool isOurs, std:
     return;
   }
   const auto& message = std::get<codex::MessageItem>(event.item);
+  std::erase_if(growingMessages_, [&message](const GrowingMessage& growing) { return growing.id == message.id; });
   if (trimmed(message.text).empty()) return;
   if (!message.id.empty() && !insertedMessageIds_.insert(message.id).second) return;
   lastAgentMessageId_ = message.id.empty() ? std::nullopt : std::optional(message.id);
@@ -70,6 +70,32 @@ void CodexTurn::ingestCodexItem(const codex::ItemEvent& event, bool isOurs, std:
                                                 .text = message.text,
                                                 .agentModel = model_,
                                                 .providerMessageId = lastAgentMessageId_});
+}
+
+void CodexTurn::ingestDelta(const codex::MessageDelta& delta, std::string_view line, Actions& actions) {
+  if (insertedMessageIds_.contains(delta.itemId)) return;
+  auto growing = std::ranges::find(growingMessages_, delta.itemId, &GrowingMessage::id);
+  const bool isNew = growing == growingMessages_.end();
+  if (isNew) {
+    growing =
+        growingMessages_.insert(growing, GrowingMessage{.id = delta.itemId, .text = {}, .line = std::string(line)});
+  }
+  growing->text += delta.text;
+  actions.emplace_back(turn::Grow{.text = delta.text, .isNewMessage = isNew});
+}
+
+std::vector<turn::Action> CodexTurn::flushMessages() {
+  Actions actions;
+  for (GrowingMessage& message : std::exchange(growingMessages_, {})) {
+    if (trimmed(message.text).empty()) continue;
+    insertedMessageIds_.insert(message.id);
+    actions.emplace_back(
+        turn::AppendAgentMessage{.rawJSON = std::move(message.line),
+                                 .text = std::move(message.text),
+                                 .agentModel = model_,
+                                 .providerMessageId = message.id.empty() ? std::nullopt : std::optional(message.id)});
+  }
+  return actions;
 }
 
 void CodexTurn::ingestUsage(const codex::UsageEvent& report, Actions& actions) {
@@ -118,6 +144,7 @@ void CodexTurn::ingestTool(const codex::ToolItem& tool, codex::ItemStage stage, 
 
 void CodexTurn::end(const codex::TurnEnded& ended, Actions& actions) {
   if (std::exchange(isOver_, true)) return;
+  std::ranges::move(flushMessages(), std::back_inserter(actions));
   if (ended.failed) {
     actions.emplace_back(turn::Fail{ended.error ? *ended.error : error_.value_or("unknown")});
   } else {

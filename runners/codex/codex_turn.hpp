@@ -26,11 +26,20 @@ class CodexTurn {
   std::vector<turn::Action> onStarted(std::string turnId);
   std::vector<turn::Action> ingest(std::string_view method, const json::object& params, std::string_view line);
 
+  /// The messages that were begun and never completed, for a turn that ends without them.
+  std::vector<turn::Action> flushMessages();
+
   bool isOver() const { return isOver_; }
 
  private:
   using Actions = std::vector<turn::Action>;
 
+  /// One that is not complete.
+  struct GrowingMessage {
+    std::string id;
+    std::string text;
+    std::string line;  ///< its first one
+  };
   struct Call {
     std::string input;
     std::string output;
@@ -42,6 +51,7 @@ class CodexTurn {
   void ingestCodexItem(const codex::ItemEvent& event, bool isOurs, std::string_view line, Actions& actions);
   void ingestTool(const codex::ToolItem& tool, codex::ItemStage stage, bool isOurs, std::string_view line,
                   Actions& actions);
+  void ingestDelta(const codex::MessageDelta& delta, std::string_view line, Actions& actions);
   void ingestUsage(const codex::UsageEvent& report, Actions& actions);
   void end(const codex::TurnEnded& ended, Actions& actions);
 
@@ -50,7 +60,7 @@ class CodexTurn {
   std::set<std::string> pastTurnIds_;
   std::map<std::string, Call> insertedToolCalls_;  ///< by their ids
   std::set<std::string> insertedMessageIds_;
-  std::string growingMessageId_;
+  std::vector<GrowingMessage> growingMessages_;
   std::optional<std::string> lastAgentMessageId_;  ///< since the last usage report
   std::optional<std::int64_t> contextWindow_;
   std::optional<std::string> error_;

@@ -234,7 +234,7 @@ std::vector<ProbedModel> modelsOf(const json::object& page) {
     const json::object* entry = value.if_object();
     if (!entry || boolAt(*entry, "hidden").value_or(false)) continue;
     const auto slug = firstText(*entry, {"model", "id"});
-    if (!slug) continue;
+    if (!slug || slug->empty()) continue;
     ProbedModel model{.slug = std::string(*slug),
                       .displayName = optionalTextAt(*entry, "displayName").value_or(std::string(*slug)),
                       .defaultEffort = optionalTextAt(*entry, "defaultReasoningEffort")};

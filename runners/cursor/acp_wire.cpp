@@ -181,6 +181,7 @@ std::vector<ProbedModel> modelsOf(const std::vector<ConfigOption>& options) {
     for (const ConfigOption::Value& value : effort->values) efforts.push_back(value.value);
   }
   for (const ConfigOption::Value& value : model->values) {
+    if (value.value.empty()) continue;
     models.push_back({.slug = value.value,
                       .displayName = value.name.empty() ? value.value : value.name,
                       .efforts = efforts,

@@ -176,7 +176,7 @@ awaitable<void> CursorAcpRunner::Connection::ensureConnection() {
 
 awaitable<void> CursorAcpRunner::Connection::initializeHandshake() {
   authenticationFailure_.clear();
-  const json::object initialized = co_await rpc_->request("initialize", acp::initializeParams());
+  const json::object initialized = co_await rpc_->initialize(acp::initializeParams(), options_.shell.startLimit);
   try {
     co_await rpc_->request("authenticate", {{"methodId", acp::authMethod(initialized)}});
   } catch (const AgentRunnerError& refused) {
@@ -192,6 +192,7 @@ awaitable<void> CursorAcpRunner::Connection::loadOrCreateSession() {
   auto sessionId = acpSessionId_ ? acpSessionId_ : prompt->request.resumedSessionId;
   std::optional<json::object> result;
   if (sessionId) result = co_await loadSession(*sessionId);
+  if (sessionId && !result) co_await prompt->writer.loseSession();
   if (!result) {
     result = co_await createSession();
     sessionId = optionalTextAt(*result, "sessionId");
@@ -211,7 +212,7 @@ awaitable<std::optional<json::object>> CursorAcpRunner::Connection::loadSession(
     result = co_await rpc_->request("session/load", acp::sessionParams(sessionId, folder));
   } catch (const AgentRunnerError& error) {
     if (error.kind() != AgentRunnerError::Case::rpc) throw;
-    kLog.warning("a session could not be loaded, a new one is begun");
+    kLog.warning("a session could not be loaded: {}", error.what());
   }
   isReplaying_ = false;
   co_return result;

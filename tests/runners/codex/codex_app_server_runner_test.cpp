@@ -82,8 +82,28 @@ TEST(CodexAppServerRunner, beginsANewThreadForOneThatIsGone) {
   AgentRunRequest request = bench.request(agent.program(), "prompt");
   request.resumedSessionId = "thread-gone";
   EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
-  EXPECT_THAT(bench.texts(), ElementsAre("prompt", "A new beginning."));
+  EXPECT_THAT(bench.texts(), ElementsAre("prompt", HasSubstr("begins anew"), "A new beginning."));
   EXPECT_EQ(bench.request("", "").resumedSessionId, "thread-1");
+}
+
+TEST(CodexAppServerRunner, doesNotWaitForAProgramThatIsNoServer) {
+  FakeAgent silent(cassette("silent"));
+  RunnerBench bench(AgentType::codex, [](auto container, any_io_executor io, ShellOptions shell) {
+    shell.startLimit = std::chrono::seconds(2);
+    return std::make_shared<CodexAppServerRunner>(std::move(container),
+                                                  RpcRunnerOptions{.io = io, .shell = std::move(shell)});
+  });
+  EXPECT_THAT(bench.send(silent.program(), "prompt"), HasSubstr("the agent did not answer within 2 s"));
+  EXPECT_THAT(survivorsOf(silent), IsEmpty());
+}
+
+TEST(CodexAppServerRunner, keepsTheWordsOfAMessageThatIsNeverComplete) {
+  FakeAgent agent(cassette("half_a_message"));
+  RunnerBench bench = makeBench();
+  const std::string program = agent.program();
+  EXPECT_EQ(bench.send(program, "one"), "finished");
+  EXPECT_EQ(bench.send(program, "two"), "failed: processDied");
+  EXPECT_THAT(bench.texts(), ElementsAre("one", "Whole.", "Only half", "two", "Cut o"));
 }
 
 TEST(CodexAppServerRunner, endsAServerThatNobodyNeeds) {
