@@ -23,19 +23,20 @@ RpcProbeOptions rpcProbe(const AgentLocatorOptions& options, any_io_executor io)
   return {.io = std::move(io), .shell = shellOf(options)};
 }
 
+// Pi before 0.87 lists on standard error.
 awaitable<std::vector<ProbedModel>> probePiModels(Agent agent, ShellProbeOptions options) {
-  const ShellProbeOutput answer =
-      co_await probeInShell(std::move(options), AgentCommand::executable(agent.path, AgentType::pi) + " --list-models");
+  const std::string listing = co_await probeInShell(
+      std::move(options), AgentCommand::executable(agent.path, AgentType::pi) + " --list-models 2>&1");
   // The listing is sorted by name; the first model is the one that is used unless another is chosen.
   const std::vector<ProbedModel> known = builtInModels(AgentType::pi);
   std::vector<ProbedModel> models;
   std::vector<ProbedModel> others;
-  for (ProbedModel& model : parsePiModels(answer.output)) {
+  for (ProbedModel& model : parsePiModels(listing)) {
     const bool isKnown = std::ranges::count(known, model.slug, &ProbedModel::slug) > 0;
     (isKnown ? models : others).push_back(std::move(model));
   }
   std::ranges::move(others, std::back_inserter(models));
-  const std::string_view words = trimmed(answer.standardError.empty() ? answer.output : answer.standardError);
+  const std::string_view words = trimmed(listing);
   if (models.empty() && !words.empty()) throw ModelDiscoveryError(std::string(words));
   co_return models;
 }

@@ -34,21 +34,19 @@ void startLimit(const std::shared_ptr<Probe>& probe, std::chrono::milliseconds l
   });
 }
 
-awaitable<ShellProbeOutput> run(ShellProbeOptions options, any_io_executor strand, std::string command) {
+awaitable<std::string> run(ShellProbeOptions options, any_io_executor strand, std::string command) {
   const auto probe = std::make_shared<Probe>(strand, options.shell);
   const std::string marker = fmt::format("__RAVANT_END_{}__", Uuid::random().upperText());
-  ShellProbeOutput answer;
+  std::string output;
   std::exception_ptr error;
   try {
     co_await probe->shell.startShell(std::filesystem::current_path());
     startLimit(probe, options.limit);
-    probe->shell.drainStderr();
     co_await probe->shell.writeStdin(fmt::format("{} < /dev/null; echo {}\n", command, marker));
     while (const auto line = co_await probe->shell.readLine()) {
       if (line->ends_with(marker)) break;
-      answer.output += *line + '\n';
+      output += *line + '\n';
     }
-    answer.standardError = probe->shell.drainStderr();
   } catch (...) {
     error = std::current_exception();
   }
@@ -59,12 +57,12 @@ awaitable<ShellProbeOutput> run(ShellProbeOptions options, any_io_executor stran
                      fmt::format("no answer within {} s", std::chrono::duration<double>(options.limit).count()));
   }
   if (error) std::rethrow_exception(error);
-  co_return answer;
+  co_return output;
 }
 
 }  // namespace
 
-awaitable<ShellProbeOutput> probeInShell(ShellProbeOptions options, std::string command) {
+awaitable<std::string> probeInShell(ShellProbeOptions options, std::string command) {
   const any_io_executor strand = asio::make_strand(options.io);
   co_return co_await asio::co_spawn(strand, run(std::move(options), strand, std::move(command)),
                                     asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));

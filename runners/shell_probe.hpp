@@ -13,14 +13,9 @@ struct ShellProbeOptions {
   std::chrono::milliseconds limit{30'000};  ///< for the command, once the shell is ready
 };
 
-/// What a command printed.
-struct ShellProbeOutput {
-  std::string output;
-  std::string standardError;
-};
-
-/// Runs a command line without input in a login shell of its own, as agents are run, and ends the shell. Callable from
-/// any executor. Throws what `ShellSession::startShell` throws, and `ProbeError` where the limit was reached.
-awaitable<ShellProbeOutput> probeInShell(ShellProbeOptions options, std::string command);
+/// Runs a command line without input in a login shell of its own, as agents are run, ends the shell and returns what
+/// the command wrote to standard output. Callable from any executor. Throws what `ShellSession::startShell` throws, and
+/// `ProbeError` where the limit was reached.
+awaitable<std::string> probeInShell(ShellProbeOptions options, std::string command);
 
 }  // namespace ravant

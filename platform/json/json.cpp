@@ -154,8 +154,8 @@ const json::value* JsonLineParser::parse(std::string_view line) {
 const json::value* JsonLineParser::parseStrictly(std::string_view line) {
   value_.reset();
   parser_.reset();
-  memory_.release();
-  parser_.reset(&memory_);
+  memory_.emplace(buffer_.data(), buffer_.size());
+  parser_.reset(&*memory_);
   boost::system::error_code error;
   parser_.write(line, error);
   if (error) return nullptr;

@@ -43,7 +43,8 @@ class JsonLineParser {
   const json::value* parseStrictly(std::string_view line);
 
   std::array<unsigned char, 64 * 1024> buffer_;
-  json::monotonic_resource memory_{buffer_.data(), buffer_.size()};
+  /// Made anew for each line: one that is released goes on asking for larger blocks than before.
+  std::optional<json::monotonic_resource> memory_;
   json::parser parser_;
   /// Made in place: assigning would copy the value out of `memory_`.
   std::optional<json::value> value_;

@@ -120,5 +120,21 @@ TEST_F(ServerAgents, modelsStayWhereAnAgentCannotBeAsked) {
   EXPECT_EQ(sandbox.json({"model", "list", "--agent", "codex"}).at(0).at("slug"), "gpt-new");
 }
 
+// Pi before 0.87 lists on standard error, and lists what its keys in the profile allow.
+TEST_F(ServerAgents, theModelsOfPiAreListedInTheLoginShell) {
+  std::ofstream(sandbox.home() / ".bash_profile") << "export SOME_KEY=1\n";
+  const auto pi = sandbox.home() / "pi";
+  std::ofstream(pi) << "#!/bin/sh\n[ -n \"$SOME_KEY\" ] || { echo 'No models available'; exit; }\n"
+                       "echo 'provider  model  context  max-out  thinking  images  ' >&2\n"
+                       "echo 'aaa  first  200K  8.2K  no  no' >&2\n"
+                       "echo 'anthropic  claude-sonnet-5  1M  64K  yes  yes' >&2\n";
+  std::filesystem::permissions(pi, std::filesystem::perms::owner_all);
+  ASSERT_EQ(sandbox.run({"agent", "add", "pi", "--path", pi}).status, 0);
+  const json::value models = sandbox.json({"model", "refresh", "pi"});
+  ASSERT_EQ(models.as_array().size(), 2U);
+  EXPECT_EQ(models.at(0).at("slug"), "anthropic/claude-sonnet-5") << "one that is known comes first";
+  EXPECT_EQ(models.at(1).at("slug"), "aaa/first");
+}
+
 }  // namespace
 }  // namespace ravant::test
