@@ -119,7 +119,7 @@ awaitable<void> CodexAppServerRunner::ensureRunning(std::shared_ptr<Prompt> prom
     }
     const bool isRunning = connection_ && connection_->isConnected();
     if (isRunning && binaryPath_ == prompt->request.binaryPath) co_return;
-    if (isRunning && promptsInFlight() > 1) {
+    if (isRunning && isServerUsed()) {
       throw PromptRefusedError(fmt::format("another Codex program runs prompts now ({}); try again when they are done",
                                            AgentCommand::executable(binaryPath_, AgentType::codex)));
     }
@@ -310,6 +310,13 @@ void CodexAppServerRunner::onDisconnect(std::string_view standardError) {
 std::size_t CodexAppServerRunner::promptsInFlight() const {
   return static_cast<std::size_t>(
       std::ranges::count_if(sessions_, [](const auto& entry) { return entry.second.prompt != nullptr; }));
+}
+
+bool CodexAppServerRunner::isServerUsed() const {
+  return std::ranges::any_of(sessions_, [this](const auto& entry) {
+    const auto& prompt = entry.second.prompt;
+    return prompt && prompt->connection == connection_;
+  });
 }
 
 void CodexAppServerRunner::endServerWhenIdle() {

@@ -65,6 +65,7 @@ class CodexAppServerRunner final : public Actor, public AgentRunner, private Rpc
   std::shared_ptr<Prompt> routeConversation(const json::object& params);
   awaitable<void> store(std::shared_ptr<Prompt> prompt);
   std::size_t promptsInFlight() const;
+  bool isServerUsed() const;
   void endServerWhenIdle();
 
   std::shared_ptr<ModelContainer> modelContainer_;

@@ -44,6 +44,24 @@ TEST(CodexAppServerRunner, runsConversationsAtOnceOverOneServer) {
   EXPECT_THAT(agent.processes(), SizeIs(1));
 }
 
+TEST(CodexAppServerRunner, doesNotRunAPromptInAnotherProgramThanItsOwn) {
+  FakeAgent waiting(cassette("wait"));
+  FakeAgent replying(cassette("reply"));
+  RunnerBench bench = makeBench();
+  const ConversationId other = bench.addConversation();
+  const auto elsewhere = [&]() -> awaitable<std::string> {
+    co_await bench.untilTranscriptHas("Working.");
+    const std::string outcome = co_await bench.outcomeOf(bench.request(replying.program(1), "second", other));
+    waiting.release("end");
+    co_return outcome;
+  };
+  const auto [one, two] = bench.await(bench.outcomeOf(bench.request(waiting.program(), "first")) && elsewhere());
+  EXPECT_EQ(one, "finished");
+  EXPECT_THAT(two, HasSubstr("another Codex program runs prompts now"));
+  EXPECT_THAT(replying.invocations(), IsEmpty());
+  EXPECT_EQ(bench.send(replying.program(1), "third"), "finished");
+}
+
 TEST(CodexAppServerRunner, failsEveryPromptOfAServerThatDies) {
   FakeAgent dying(cassette("two_die"));
   FakeAgent replying(cassette("reply"));
