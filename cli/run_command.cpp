@@ -192,7 +192,7 @@ Command runCommand() {
           "holds the current folder; where there is none, the current folder is registered.\n\n"
           "Agent, model and effort default to those the conversation had last, then to the first enabled agent and "
           "its first enabled model. A model that the agent's list lacks is passed to the agent as it is.\n\n"
-          "What Codex and Cursor write is shown as it grows. Claude Code and Pi are not given the line breaks at the "
+          "What Codex, Cursor and Pi write is shown as it grows. Claude Code and Pi are not given the line breaks at the "
           "end "
           "of a prompt.\n\n"
           "Interrupting the program (Ctrl-C) cancels the prompt and waits for the agent to be gone; interrupting "

@@ -24,6 +24,7 @@ std::vector<turn::Action> PiTurn::onLine(std::string_view line) {
                           sessionId_ = session.id;
                           actions.emplace_back(turn::SetSession{sessionId_});
                         },
+                        [&](const pi::TextDelta& delta) { ingestPiTextDelta(delta, line, actions); },
                         [&](const pi::AssistantMessage& message) { ingestPiMessageEnd(message, line, actions); },
                         [&](const pi::ToolResult& result) { ingestPiToolEnd(result, actions); },
                         [&](const pi::CompactionStart& compaction) {
@@ -47,6 +48,7 @@ std::vector<turn::Action> PiTurn::onLine(std::string_view line) {
 
 std::vector<turn::Action> PiTurn::onCommandEnd() {
   Actions actions;
+  flushGrowingTexts(actions);
   if (hasAgentEnded_ || error_) {
     finish(actions);
   } else if (usage_) {
@@ -55,7 +57,22 @@ std::vector<turn::Action> PiTurn::onCommandEnd() {
   return actions;
 }
 
+void PiTurn::ingestPiTextDelta(const pi::TextDelta& delta, std::string_view line, Actions& actions) {
+  const auto [growing, isNew] = growingTexts_.try_emplace(delta.contentIndex);
+  if (isNew) growing->second.line = line;
+  growing->second.text += delta.text;
+  actions.emplace_back(turn::Grow{.text = delta.text, .isNewMessage = isNew});
+}
+
+void PiTurn::flushGrowingTexts(Actions& actions) {
+  for (auto& [place, growing] : std::exchange(growingTexts_, {})) {
+    if (trimmed(growing.text).empty()) continue;
+    actions.emplace_back(turn::AppendAgentMessage{.rawJSON = std::move(growing.line), .text = std::move(growing.text)});
+  }
+}
+
 void PiTurn::ingestPiMessageEnd(const pi::AssistantMessage& message, std::string_view line, Actions& actions) {
+  growingTexts_.clear();
   for (const auto& block : message.blocks) {
     if (const auto* call = std::get_if<pi::ToolCallBlock>(&block)) {
       toolResults_.erase(call->id);

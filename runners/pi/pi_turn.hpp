@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -12,8 +14,8 @@ namespace ravant {
 /// One turn of Pi.
 ///
 /// The turn is over when the agent has settled; versions before 0.87 do not say so, and their turn is over with their
-/// command, if the agent had ended. An error is held back until it is known that it is not tried again. The turn's
-/// usage is that of its last message.
+/// command, if the agent had ended. What was begun and never completed is stored as far as it came. An error is held
+/// back until it is known that it is not tried again. The turn's usage is that of its last message.
 class PiTurn final : public AgentTurn {
  public:
   explicit PiTurn(std::optional<std::string> sessionId) : sessionId_(std::move(sessionId)) {}
@@ -24,13 +26,22 @@ class PiTurn final : public AgentTurn {
  private:
   using Actions = std::vector<turn::Action>;
 
+  /// A text of a message that is not complete.
+  struct GrowingText {
+    std::string text;
+    std::string line;  ///< its first one
+  };
+
+  void ingestPiTextDelta(const pi::TextDelta& delta, std::string_view line, Actions& actions);
+  void flushGrowingTexts(Actions& actions);
   void ingestPiMessageEnd(const pi::AssistantMessage& message, std::string_view line, Actions& actions);
   void ingestPiToolEnd(const pi::ToolResult& result, Actions& actions);
   void finish(Actions& actions);
 
   JsonLineParser parser_;
   std::optional<std::string> sessionId_;
-  std::set<std::string> toolResults_;  ///< the calls that have one; each is told twice
+  std::map<std::int64_t, GrowingText> growingTexts_;  ///< by their places in the message
+  std::set<std::string> toolResults_;                 ///< the calls that have one; each is told twice
   std::optional<turn::ApplyUsage> usage_;
   std::optional<std::string> error_;
   bool hasAgentEnded_ = false;

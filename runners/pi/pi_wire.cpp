@@ -49,6 +49,12 @@ std::optional<Event> parseMessageEnd(const json::object& line) {
                     .isError = boolAt(*message, "isError").value_or(false)};
 }
 
+std::optional<Event> parseMessageUpdate(const json::object& line) {
+  const json::object* event = objectAt(line, "assistantMessageEvent");
+  if (!event || stringAt(*event, "type") != "text_delta") return std::nullopt;
+  return TextDelta{.contentIndex = readInt(*event, {"contentIndex"}, 0), .text = textAt(*event, "delta")};
+}
+
 ToolResult parseToolEnd(const json::object& line) {
   const json::object* result = objectAt(line, "result");
   return {.toolCallId = idAt(line, "toolCallId"),
@@ -63,6 +69,7 @@ std::optional<Event> parseLine(JsonLineParser& parser, std::string_view text) {
   if (!line) return std::nullopt;
   const std::string_view type = stringAt(*line, "type").value_or(std::string_view());
   if (type == "session") return SessionLine{textAt(*line, "id")};
+  if (type == "message_update") return parseMessageUpdate(*line);
   if (type == "message_end") return parseMessageEnd(*line);
   if (type == "tool_execution_end") return parseToolEnd(*line);
   if (type == "compaction_start") return CompactionStart{optionalTextAt(*line, "reason")};

@@ -36,6 +36,12 @@ struct AssistantMessage {
   std::optional<std::string> error;  ///< the message broke off with it
 };
 
+/// A text of the message that is being written grows.
+struct TextDelta {
+  std::int64_t contentIndex = 0;
+  std::string text;
+};
+
 struct ToolResult {
   std::string toolCallId;
   std::string text;
@@ -63,8 +69,8 @@ struct AgentEnd {
 /// Nothing more comes.
 struct AgentSettled {};
 
-using Event = std::variant<SessionLine, AssistantMessage, ToolResult, CompactionStart, RetryStart, RetryEnd, AgentEnd,
-                           AgentSettled>;
+using Event = std::variant<SessionLine, TextDelta, AssistantMessage, ToolResult, CompactionStart, RetryStart, RetryEnd,
+                           AgentEnd, AgentSettled>;
 
 /// Nothing for a line that is none of these.
 std::optional<Event> parseLine(JsonLineParser& parser, std::string_view line);
