@@ -17,6 +17,7 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.runners", "RpcConnection");
+constexpr std::size_t kTogether = 512 * 1024;  // bytes of lines
 
 }  // namespace
 
@@ -140,9 +141,13 @@ awaitable<void> RpcConnection::read(std::shared_ptr<RpcListener> listener) {
 awaitable<void> RpcConnection::readLines(std::shared_ptr<RpcListener> listener) {
   while (auto line = co_await shell_.readLine()) {
     std::vector<RpcReply> replies;
+    std::size_t bytes = 0;
     do {
       take(*line, *listener, replies);
+      bytes += line->size();
       line = shell_.tryReadLine();
+      // Through a flood of several conversations, each needs a share worth storing.
+      while (!line && bytes < kTogether && shell_.readMore()) line = shell_.tryReadLine();
     } while (line);
     co_await listener->onLinesTaken();
     for (RpcReply& reply : replies) {

@@ -304,6 +304,8 @@ std::optional<std::string> ShellSession::tryReadLine() {
   return text;
 }
 
+bool ShellSession::readMore() { return shell_ && shell_->lines.fillNow(); }
+
 std::string ShellSession::drainStderr() { return shell_ ? shell_->drainStandardError() : std::string(); }
 
 bool ShellSession::isRunning() { return shell_ && !shell_->isEnding && shell_->child->isRunning(); }

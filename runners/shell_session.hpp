@@ -58,6 +58,8 @@ class ShellSession {
   awaitable<std::optional<std::string>> readLine();
   /// A line that has arrived already, without waiting: the fast path through a flood.
   std::optional<std::string> tryReadLine();
+  /// Takes more of what has arrived in, for `tryReadLine`, without waiting; false where nothing has.
+  bool readMore();
 
   /// What has been written to standard error since the last call, up to now: its start and its end, see
   /// StderrCollector.

@@ -88,11 +88,13 @@ awaitable<std::shared_ptr<ChangeSubscription>> ChangeFeed::subscribe(any_io_exec
       publish();
     }
     state_->subscriptions.push_back(subscription);
+    isObserved_ = true;
     co_return subscription;
   });
 }
 
 awaitable<void> ChangeFeed::announceGrowth(ConversationId conversation, Growth growth) {
+  if (!isObserved_) return []() -> awaitable<void> { co_return; }();
   return onActor([this, conversation, growth = std::move(growth)]() mutable -> awaitable<void> {
     publish();
     hand({.changes = {{.entity = conversation,
@@ -136,6 +138,7 @@ void ChangeFeed::publish() {
   std::erase_if(state_->subscriptions, [](const auto& subscription) { return subscription.expired(); });
   try {
     if (state_->subscriptions.empty()) {
+      isObserved_ = false;
       // What is committed while nobody listens is none of the next observer's business.
       state_->lastSequence = state_->reader.lastSequence();
       return;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -92,6 +93,7 @@ class ChangeFeed : public Actor {
   void hand(const ChangeBatch& batch);
 
   std::unique_ptr<State> state_;
+  std::atomic<bool> isObserved_ = false;  ///< perhaps; when it is not set, certainly not
 };
 
 }  // namespace ravant

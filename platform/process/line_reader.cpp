@@ -49,6 +49,12 @@ awaitable<bool> LineReader::fill() {
   co_return end_ - begin_ > unread;
 }
 
+bool LineReader::fillNow() {
+  const std::size_t unread = end_ - begin_;
+  if (!hasEnded_ && !isWaiting_) read();
+  return end_ - begin_ > unread;
+}
+
 awaitable<std::optional<std::string>> LineReader::next() {
   for (;;) {
     if (const auto line = tryNext()) co_return std::string(*line);

@@ -27,6 +27,8 @@ class LineReader {
   /// Reads once more; false when nothing came before the end of the stream, also when the pipe was closed or the read
   /// cancelled. To be called when `tryNext` has nothing.
   awaitable<bool> fill();
+  /// Reads what has arrived, without waiting; false where nothing has.
+  bool fillNow();
   /// Nothing at the end of the stream.
   awaitable<std::optional<std::string>> next();
 
