@@ -3,8 +3,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <boost/asio/bind_cancellation_slot.hpp>
-#include <boost/asio/strand.hpp>
 #include <cstdlib>
 #include <filesystem>
 
@@ -12,7 +10,7 @@
 #include "platform/log/log.hpp"
 #include "platform/text/text.hpp"
 #include "runners/probe_process.hpp"
-#include "runners/shell_session.hpp"
+#include "runners/shell_probe.hpp"
 
 namespace ravant {
 namespace {
@@ -68,29 +66,12 @@ awaitable<std::string> askVersion(AgentLocatorOptions options, std::string path,
 }  // namespace
 
 awaitable<ShellEnvironment> readShellEnvironment(AgentLocatorOptions options, any_io_executor io) {
-  const auto strand = asio::make_strand(io);
-  const auto ask = [options, strand]() -> awaitable<ShellEnvironment> {
-    ShellSession shell(strand, {.shellPath = options.shellPath,
-                                .startLimit = options.shellLimit,
-                                .environment = {},
-                                .ledger = options.processes});
-    std::exception_ptr error;
-    std::optional<std::string> searchPath;
-    try {
-      co_await shell.startShell(std::filesystem::current_path());
-      // The environment of a child is what agents get, whatever the shell's own syntax is. Without a search path the
-      // child prints nothing.
-      co_await shell.writeStdin("/usr/bin/env printenv PATH < /dev/null; echo\n");
-      searchPath = co_await shell.readLine();
-    } catch (...) {
-      error = std::current_exception();
-    }
-    co_await shell.shutdown();
-    if (error) std::rethrow_exception(error);
-    co_return ShellEnvironment{.searchPath = searchPath.value_or(std::string())};
-  };
-  co_return co_await asio::co_spawn(strand, ask,
-                                    asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+  const ShellProbeOptions probe{
+      .io = std::move(io),
+      .shell = {.shellPath = options.shellPath, .startLimit = options.shellLimit, .ledger = options.processes}};
+  // The environment of a child is what agents get, whatever the shell's own syntax is.
+  const std::string output = co_await probeInShell(probe, "/usr/bin/env printenv PATH");
+  co_return ShellEnvironment{.searchPath = output.substr(0, output.find('\n'))};
 }
 
 std::vector<LocatedAgent> findAgents(std::string_view searchPath) {

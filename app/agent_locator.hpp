@@ -32,8 +32,8 @@ struct ShellEnvironment {
   std::string searchPath;  ///< PATH, folders parted by ':'
 };
 
-/// The search path that agents get: that of the user's login shell. Throws `ShellStartError` or
-/// `std::system_error`.
+/// The search path that agents get: that of the user's login shell. Throws what
+/// `probeInShell` throws.
 awaitable<ShellEnvironment> readShellEnvironment(AgentLocatorOptions options, any_io_executor io);
 
 /// The command-line agents in the folders of the search path (parted by ':') and the usual install

@@ -10,7 +10,6 @@
 #include "core/agent_runner_error.hpp"
 #include "platform/async/signal.hpp"
 #include "platform/log/log.hpp"
-#include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 #include "runners/agent_json.hpp"
 #include "runners/cursor/acp_command.hpp"

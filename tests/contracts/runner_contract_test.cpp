@@ -275,6 +275,16 @@ TEST_P(ServerRunnerContractTest, aServerThatLeavesWhileItIsPreparedFailsTheTurnA
   }
 }
 
+TEST_P(ServerRunnerContractTest, aSessionThatIsGoneIsReplacedAndTheTranscriptSaysSo) {
+  FakeAgent agent = agentThat("unknown_session");
+  RunnerBench bench = makeBench();
+  AgentRunRequest request = bench.request(agent.program(), "prompt");
+  request.resumedSessionId = "session-gone";
+  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
+  EXPECT_THAT(bench.texts(), ElementsAre("prompt", HasSubstr("begins anew"), "A new beginning."));
+  EXPECT_THAT(bench.request("", "").resumedSessionId, testing::AnyOf("thread-1", "session-1"));
+}
+
 TEST_P(RunnerContractTest, theAgentRunsInTheProjectsFolderWhateverItsName) {
   for (const std::string shell : {"/bin/bash", "/bin/zsh", "/bin/dash"}) {
     SCOPED_TRACE(shell);

@@ -94,16 +94,6 @@ TEST(CodexAppServerRunner, keepsAServerThatEndsACancelledTurnItself) {
   EXPECT_THAT(agent.processes(), SizeIs(1));
 }
 
-TEST(CodexAppServerRunner, beginsANewThreadForOneThatIsGone) {
-  FakeAgent agent(cassette("unknown_session"));
-  RunnerBench bench = makeBench();
-  AgentRunRequest request = bench.request(agent.program(), "prompt");
-  request.resumedSessionId = "thread-gone";
-  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
-  EXPECT_THAT(bench.texts(), ElementsAre("prompt", HasSubstr("begins anew"), "A new beginning."));
-  EXPECT_EQ(bench.request("", "").resumedSessionId, "thread-1");
-}
-
 TEST(CodexAppServerRunner, doesNotWaitForAProgramThatIsNoServer) {
   FakeAgent silent(cassette("silent"));
   RunnerBench bench(AgentType::codex, [](auto container, any_io_executor io, ShellOptions shell) {

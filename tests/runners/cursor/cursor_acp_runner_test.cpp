@@ -43,16 +43,6 @@ TEST(CursorAcpRunner, keepsAnAgentThatEndsACancelledPromptItself) {
   EXPECT_THAT(agent.processes(), SizeIs(1));
 }
 
-TEST(CursorAcpRunner, beginsANewSessionForOneThatIsGone) {
-  FakeAgent agent(cassette("unknown_session"));
-  RunnerBench bench = makeBench();
-  AgentRunRequest request = bench.request(agent.program(), "prompt");
-  request.resumedSessionId = "session-gone";
-  EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
-  EXPECT_THAT(bench.texts(), ElementsAre("prompt", HasSubstr("begins anew"), "A new beginning."));
-  EXPECT_EQ(bench.request("", "").resumedSessionId, "session-1");
-}
-
 TEST(CursorAcpRunner, doesNotShowAHistoryThatIsReplayed) {
   FakeAgent agent(cassette("replay"));
   RunnerBench bench = makeBench();
