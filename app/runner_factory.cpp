@@ -3,13 +3,13 @@
 #include <fmt/format.h>
 
 #include "core/agent_runner_error.hpp"
+#include "core/store/transcript_writer.hpp"
 #include "platform/async/actor.hpp"
 #include "platform/process/login_shell.hpp"
 #include "runners/claude/claude_code_shell_runner.hpp"
 #include "runners/codex/codex_app_server_runner.hpp"
 #include "runners/cursor/cursor_acp_runner.hpp"
 #include "runners/pi/pi_shell_runner.hpp"
-#include "runners/transcript_writer.hpp"
 
 namespace ravant {
 namespace {

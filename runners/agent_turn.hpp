@@ -1,36 +1,11 @@
 #pragma once
 
-#include <string>
 #include <string_view>
-#include <variant>
 #include <vector>
 
-#include "core/transcript_action.hpp"
+#include "core/turn_action.hpp"
 
 namespace ravant {
-
-namespace turn {
-
-/// The message that the agent is writing has grown; it is stored when it is whole.
-struct Grow {
-  std::string text;
-  bool isNewMessage = false;  ///< these are its first words
-  bool operator==(const Grow&) const = default;
-};
-/// The agent's turn is over.
-struct Finish {
-  bool operator==(const Finish&) const = default;
-};
-/// The agent's turn is over and failed; the text is the agent's own.
-struct Fail {
-  std::string text;
-  bool operator==(const Fail&) const = default;
-};
-
-/// What a line of an agent's output asks for.
-using Action = std::variant<TranscriptAction, Grow, Finish, Fail>;
-
-}  // namespace turn
 
 /// One turn of an agent as a state machine without input or output: each line of the agent's
 /// standard output becomes actions.

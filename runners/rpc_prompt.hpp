@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "core/agent_runner.hpp"
+#include "core/store/transcript_writer.hpp"
 #include "runners/shell_session.hpp"
-#include "runners/transcript_writer.hpp"
 
 namespace ravant {
 

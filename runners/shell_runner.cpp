@@ -8,9 +8,9 @@
 
 #include "core/agent_command.hpp"
 #include "core/agent_runner_error.hpp"
+#include "core/store/transcript_writer.hpp"
 #include "platform/log/log.hpp"
 #include "platform/text/uuid.hpp"
-#include "runners/transcript_writer.hpp"
 
 namespace ravant {
 namespace {

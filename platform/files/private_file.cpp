@@ -1,14 +1,13 @@
 #include "platform/files/private_file.hpp"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <string>
-
-#include "platform/process/unique_fd.hpp"
 
 namespace ravant {
 namespace {
@@ -92,6 +91,16 @@ void replaceFile(const std::filesystem::path& path, std::string_view contents) {
   replacement.keepMode();
   replacement.write(contents);
   replacement.putInPlace();
+}
+
+UniqueFd lockBeside(const std::filesystem::path& path) {
+  const std::string name = path.string() + ".lock";
+  UniqueFd lock(::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kPrivateFile));
+  if (!lock) fail("Cannot open", name);
+  while (::flock(lock.get(), LOCK_EX) != 0) {
+    if (errno != EINTR) fail("Cannot lock", name);
+  }
+  return lock;
 }
 
 std::filesystem::path linkTarget(std::filesystem::path path) {

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/process/unique_fd.hpp"
+
 namespace ravant {
 
 /// The contents of a file; nothing when there is none. Throws std::filesystem::filesystem_error.
@@ -18,6 +20,10 @@ void makePrivateFolder(const std::filesystem::path& folder);
 /// new file is for its owner alone (0600). A symbolic link stays one: its target is replaced, made if need be.
 /// Throws std::filesystem::filesystem_error.
 void replaceFile(const std::filesystem::path& path, std::string_view contents);
+
+/// Waits until no other process that changes `path` holds this lock. It is a file beside it, for the file itself is
+/// replaced. Throws std::filesystem::filesystem_error.
+[[nodiscard]] UniqueFd lockBeside(const std::filesystem::path& path);
 
 /// The file a chain of symbolic links ends at, whether or not it exists.
 std::filesystem::path linkTarget(std::filesystem::path path);

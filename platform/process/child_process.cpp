@@ -158,11 +158,13 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(LaunchOptions options, const 
     input.read.reset(::open("/dev/null", O_RDONLY | O_CLOEXEC));
   }
   Pipe output = makePipe();
-  Pipe error = makePipe();
+  Pipe error;
+  const bool isErrorApart = options.standardError == StandardError::pipe;
+  if (isErrorApart) error = makePipe();
 
   if (options.ledger) options.ledger->willStart(token);
   try {
-    const pid_t pid = spawn(options, input.read.get(), output.write.get(), error.write.get());
+    const pid_t pid = spawn(options, input.read.get(), output.write.get(), (isErrorApart ? error : output).write.get());
     Pipes pipes{std::move(input.write), std::move(output.read), std::move(error.read), openProcess(pid)};
     const ProcessIdentity identity = processIdentity(pid).value_or(ProcessIdentity{pid, 0});
     if (options.ledger) options.ledger->started(token, identity);
@@ -178,12 +180,13 @@ ChildProcess::ChildProcess(const any_io_executor& executor, Pipes pipes, Process
                            std::shared_ptr<ProcessLedger> ledger)
     : standardInput_(executor),
       standardOutput_(executor, pipes.output.release()),
-      standardError_(executor, pipes.error.release()),
+      standardError_(executor),
       processDescriptor_(executor, pipes.process.release()),
       identity_(identity),
       token_(std::move(token)),
       ledger_(std::move(ledger)) {
   if (pipes.input) standardInput_.assign(pipes.input.release());
+  if (pipes.error) standardError_.assign(pipes.error.release());
 }
 
 ChildProcess::~ChildProcess() {

@@ -21,6 +21,8 @@ namespace ravant {
 void ignoreBrokenPipes();
 
 enum class StandardInput { pipe, nullDevice };
+/// `standardOutput`: both come out of one pipe, in the order in which they were written.
+enum class StandardError { pipe, standardOutput };
 
 struct LaunchOptions {
   std::string executable;                               ///< a path; PATH is not searched
@@ -28,6 +30,7 @@ struct LaunchOptions {
   std::filesystem::path workingDirectory = {};          ///< empty: this program's own
   std::map<std::string, std::string> environment = {};  ///< added to this program's own, or in place of what it has
   StandardInput standardInput = StandardInput::pipe;
+  StandardError standardError = StandardError::pipe;
   std::shared_ptr<ProcessLedger> ledger = {};  ///< may be null
 };
 
@@ -54,7 +57,7 @@ class ChildProcess {
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  /// This program's ends of the pipes. The standard input of one that reads the null device is closed.
+  /// This program's ends of the pipes; those that there are not are closed.
   asio::posix::stream_descriptor& standardInput() { return standardInput_; }
   asio::posix::stream_descriptor& standardOutput() { return standardOutput_; }
   asio::posix::stream_descriptor& standardError() { return standardError_; }

@@ -3,13 +3,12 @@
 #include <boost/asio/posix/stream_descriptor.hpp>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/async/async.hpp"
+#include "platform/text/line_buffer.hpp"
 
 namespace ravant {
 
@@ -23,7 +22,7 @@ class LineReader {
   explicit LineReader(asio::posix::stream_descriptor& pipe) : pipe_(pipe) {}
 
   /// A line that has been read already; valid until the next call of any member.
-  std::optional<std::string_view> tryNext();
+  std::optional<std::string_view> tryNext() { return buffer_.tryNext(); }
   /// Reads once more; false when nothing came before the end of the stream, also when the pipe was closed or the read
   /// cancelled. To be called when `tryNext` has nothing.
   awaitable<bool> fill();
@@ -37,24 +36,13 @@ class LineReader {
   /// `fill` ends.
   void finish();
   /// Gives back the memory a long line took.
-  void releaseMemory();
+  void releaseMemory() { buffer_.releaseMemory(); }
 
  private:
-  struct Free {
-    void operator()(char* bytes) const { std::free(bytes); }
-  };
-
   boost::system::error_code read(std::size_t most = SIZE_MAX);
-  void makeRoom();
-  void moveToFront();
-  void resize(std::size_t capacity);
 
   asio::posix::stream_descriptor& pipe_;
-  std::unique_ptr<char, Free> buffer_;
-  std::size_t capacity_ = 0;
-  std::size_t begin_ = 0;    ///< of the first line not yet returned
-  std::size_t scanned_ = 0;  ///< no line feed from `begin_` up to here
-  std::size_t end_ = 0;
+  LineBuffer buffer_;
   unsigned fills_ = 0;
   bool isWaiting_ = false;
   bool hasEnded_ = false;

@@ -1,15 +1,11 @@
 #include "platform/settings/settings_file.hpp"
 
-#include <fcntl.h>
 #include <fmt/ranges.h>
-#include <sys/file.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <optional>
 
 #include "platform/files/private_file.hpp"
-#include "platform/process/unique_fd.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant {
@@ -78,20 +74,6 @@ std::optional<SettingValue> settingValue(const json::value& value) {
 
 json::value jsonValue(const SettingValue& value) {
   return std::visit([](const auto& alternative) { return json::value(alternative); }, value);
-}
-
-/// Held by whoever changes the file. It is a file beside it, for the file itself is replaced.
-UniqueFd lockBeside(const std::filesystem::path& path) {
-  const std::string name = path.string() + ".lock";
-  UniqueFd lock(::open(name.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
-  if (lock.get() < 0) {
-    throw std::filesystem::filesystem_error("Cannot open", name, std::error_code(errno, std::generic_category()));
-  }
-  while (::flock(lock.get(), LOCK_EX) != 0) {
-    if (errno == EINTR) continue;
-    throw std::filesystem::filesystem_error("Cannot lock", name, std::error_code(errno, std::generic_category()));
-  }
-  return lock;
 }
 
 std::string words(const std::filesystem::filesystem_error& error) {

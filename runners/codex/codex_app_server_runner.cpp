@@ -7,11 +7,11 @@
 
 #include "core/agent_command.hpp"
 #include "core/agent_runner_error.hpp"
+#include "platform/files/working_folder.hpp"
 #include "platform/log/log.hpp"
 #include "platform/text/utf8.hpp"
 #include "runners/codex/codex_turn.hpp"
 #include "runners/rpc_prompt.hpp"
-#include "runners/working_folder.hpp"
 
 namespace ravant {
 namespace {

@@ -9,13 +9,13 @@
 
 #include "core/agent_runner_error.hpp"
 #include "platform/async/signal.hpp"
+#include "platform/files/working_folder.hpp"
 #include "platform/log/log.hpp"
 #include "platform/text/utf8.hpp"
 #include "runners/agent_json.hpp"
 #include "runners/cursor/acp_command.hpp"
 #include "runners/cursor/acp_turn.hpp"
 #include "runners/rpc_connection.hpp"
-#include "runners/working_folder.hpp"
 
 namespace ravant {
 namespace {

@@ -1,4 +1,4 @@
-#include "runners/working_folder.hpp"
+#include "platform/files/working_folder.hpp"
 
 #include <unistd.h>
 

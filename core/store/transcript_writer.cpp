@@ -1,4 +1,4 @@
-#include "runners/transcript_writer.hpp"
+#include "core/store/transcript_writer.hpp"
 
 #include <utility>
 #include <variant>
@@ -11,7 +11,7 @@
 namespace ravant {
 namespace {
 
-constexpr Log kLog("com.ravant.runners", "TranscriptWriter");
+constexpr Log kLog("com.ravant.core", "TranscriptWriter");
 constexpr std::string_view kCancelledTool = "Cancelled before the tool had a result.";
 constexpr std::string_view kLostSession =
     "The agent no longer knows this conversation and begins anew, without what was said before.";

@@ -9,7 +9,7 @@
 
 #include "core/id.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
-#include "runners/agent_turn.hpp"
+#include "core/turn_action.hpp"
 
 namespace ravant {
 

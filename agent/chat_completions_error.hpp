@@ -1,0 +1,30 @@
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace ravant {
+
+/// What `ChatCompletionsClient` throws. `what()` is the text that the transcript shows.
+class ChatCompletionsError : public std::runtime_error {
+ public:
+  enum class Case { http, stream, transport };
+
+  /// A response of another status than 200; `body` is its text.
+  static ChatCompletionsError http(std::string_view provider, int status, std::string_view body);
+  /// An error in the midst of a response that had begun well. `code` is the provider's own, often an HTTP status.
+  static ChatCompletionsError stream(std::string_view provider, const std::optional<std::string>& code,
+                                     std::string_view message);
+  static ChatCompletionsError transport(std::string_view provider, std::string_view message);
+
+  Case kind() const noexcept { return kind_; }
+
+ private:
+  ChatCompletionsError(Case kind, const std::string& words) : std::runtime_error(words), kind_(kind) {}
+
+  Case kind_;
+};
+
+}  // namespace ravant

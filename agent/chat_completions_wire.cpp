@@ -1,0 +1,140 @@
+#include "agent/chat_completions_wire.hpp"
+
+#include <boost/json/serialize.hpp>
+
+#include "core/overloaded.hpp"
+#include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
+
+namespace ravant::chat {
+namespace {
+
+constexpr std::string_view kNoOutput = "(no output)";
+constexpr std::string_view kErrorMark = "[tool error] ";
+
+json::object toolCallForm(const RavantToolCall& call) {
+  const std::string arguments = call.argumentsJSON.empty() ? "{}" : repairUtf8(call.argumentsJSON);
+  return {{"id", repairUtf8(call.id)},
+          {"type", "function"},
+          {"function", {{"name", repairUtf8(call.name)}, {"arguments", arguments}}}};
+}
+
+json::object form(const message::User& user) { return {{"role", "user"}, {"content", repairUtf8(user.text)}}; }
+
+json::object form(const message::Assistant& assistant) {
+  json::object object{{"role", "assistant"}, {"content", repairUtf8(assistant.text)}};
+  if (assistant.toolCalls.empty()) return object;
+  json::array calls;
+  for (const RavantToolCall& call : assistant.toolCalls) calls.push_back(toolCallForm(call));
+  object.emplace("tool_calls", std::move(calls));
+  return object;
+}
+
+json::object form(const message::ToolResult& result) {
+  std::string content = result.isError ? std::string(kErrorMark) + result.content : result.content;
+  if (content.empty()) content = kNoOutput;
+  return {{"role", "tool"},
+          {"tool_call_id", repairUtf8(result.callId)},
+          {"name", repairUtf8(result.name)},
+          {"content", repairUtf8(std::move(content))}};
+}
+
+std::optional<std::string> codeText(const json::object& error) {
+  const json::value* code = error.if_contains("code");
+  if (code == nullptr || code->is_null()) return std::nullopt;
+  if (const auto* text = code->if_string()) return std::string(*text);
+  return compactJson(*code);
+}
+
+std::optional<StreamError> parseError(const json::object& chunk) {
+  const json::value* error = chunk.if_contains("error");
+  if (error == nullptr || error->is_null()) return std::nullopt;
+  if (const auto* text = error->if_string()) return StreamError{.code = {}, .message = std::string(*text)};
+  const json::object* object = error->if_object();
+  if (object == nullptr) return StreamError{.code = {}, .message = compactJson(*error)};
+  const auto message = stringAt(*object, "message");
+  return StreamError{.code = codeText(*object), .message = message ? std::string(*message) : compactJson(*error)};
+}
+
+/// Some providers send the arguments whole, as the object they are.
+std::string argumentsText(const json::object& function) {
+  const json::value* arguments = function.if_contains("arguments");
+  if (arguments == nullptr || arguments->is_null()) return {};
+  if (const auto* text = arguments->if_string()) return std::string(*text);
+  return compactJson(*arguments);
+}
+
+ToolCallFragment parseToolCall(const json::object& call) {
+  ToolCallFragment fragment{.index = integerAt(call, "index"),
+                            .id = stringAt(call, "id").value_or(std::string_view()),
+                            .name = {},
+                            .arguments = {}};
+  if (const json::object* function = objectAt(call, "function")) {
+    fragment.name = stringAt(*function, "name").value_or(std::string_view());
+    fragment.arguments = argumentsText(*function);
+  }
+  return fragment;
+}
+
+void parseChoice(const json::object& choice, Chunk& chunk) {
+  chunk.finishReason = stringAt(choice, "finish_reason");
+  const json::object* delta = objectAt(choice, "delta");
+  if (delta == nullptr) return;
+  chunk.content = stringAt(*delta, "content").value_or(std::string_view());
+  const json::array* calls = arrayAt(*delta, "tool_calls");
+  if (calls == nullptr) return;
+  for (const json::value& call : *calls) {
+    if (const json::object* object = call.if_object()) chunk.toolCalls.push_back(parseToolCall(*object));
+  }
+}
+
+}  // namespace
+
+std::string requestBody(const Request& request) {
+  json::array messages;
+  messages.push_back(json::object{{"role", "system"}, {"content", repairUtf8(request.systemPrompt)}});
+  for (const RavantMessage& message : request.messages) {
+    messages.push_back(std::visit([](const auto& kind) { return form(kind); }, message));
+  }
+  json::object body{{"model", request.model}, {"stream", true}, {"messages", std::move(messages)}};
+  if (!request.tools.empty()) {
+    body.emplace("tools", request.tools);
+    body.emplace("tool_choice", "auto");
+  }
+  if (request.temperature) body.emplace("temperature", *request.temperature);
+  return json::serialize(body);
+}
+
+std::optional<Chunk> ChunkParser::parse(std::string_view payload) {
+  const json::object* object = asObject(parser_.parse(payload));
+  if (object == nullptr && !isValidUtf8(payload)) {
+    repaired_ = repairUtf8(std::string(payload));
+    object = asObject(parser_.parse(repaired_));
+  }
+  if (object == nullptr) return std::nullopt;
+  Chunk chunk{.id = stringAt(*object, "id"), .usage = objectAt(*object, "usage"), .error = parseError(*object)};
+  const json::array* choices = arrayAt(*object, "choices");
+  if (choices != nullptr && !choices->empty()) {
+    if (const json::object* choice = choices->front().if_object()) parseChoice(*choice, chunk);
+  }
+  return chunk;
+}
+
+std::optional<std::string_view> eventData(std::string_view line) {
+  constexpr std::string_view kField = "data:";
+  if (!line.starts_with(kField)) return std::nullopt;
+  return trimmed(line.substr(kField.size()));
+}
+
+std::string rawTurn(const ChatTurn& turn) {
+  json::object raw;
+  if (turn.responseId) raw.emplace("id", *turn.responseId);
+  if (turn.finishReason) raw.emplace("finish_reason", *turn.finishReason);
+  raw.emplace("message", form(message::Assistant{.text = turn.text, .toolCalls = turn.toolCalls}));
+  if (turn.usage) raw.emplace("usage", *turn.usage);
+  return json::serialize(raw);
+}
+
+std::string rawToolCall(const RavantToolCall& call) { return json::serialize(toolCallForm(call)); }
+
+}  // namespace ravant::chat

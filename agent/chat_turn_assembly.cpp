@@ -1,0 +1,92 @@
+#include "agent/chat_turn_assembly.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <random>
+
+#include "agent/chat_completions_error.hpp"
+#include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr std::size_t kIdLength = 9;
+constexpr std::string_view kIdCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
+constexpr std::size_t kStrayTextLimit = 300;
+
+}  // namespace
+
+ChatTurnAssembly::Progress ChatTurnAssembly::onLine(std::string_view line) {
+  const auto payload = chat::eventData(line);
+  if (!payload) {
+    const bool isField =
+        line.starts_with(':') || line.starts_with("event:") || line.starts_with("id:") || line.starts_with("retry:");
+    if (!hasEvent_ && !isField && strayText_.size() < kStrayTextLimit) strayText_ += line;
+    return Progress::goesOn;
+  }
+  hasEvent_ = true;
+  if (*payload == chat::kStreamEnd) return Progress::over;
+  if (const auto chunk = parser_.parse(*payload)) take(*chunk);
+  return Progress::goesOn;
+}
+
+ChatTurn ChatTurnAssembly::finish() {
+  if (!hasEvent_ && !trimmed(strayText_).empty()) {
+    const std::string stray = repairUtf8(strayText_);
+    throw ChatCompletionsError::transport(
+        provider_, fmt::format("the response is no event stream: {}", utf8Prefix(trimmed(stray), kStrayTextLimit)));
+  }
+  for (auto& [index, partial] : partials_) {
+    turn_.toolCalls.push_back({.id = partial.id ? *std::move(partial.id) : generatedToolCallId(),
+                               .name = std::move(partial.name),
+                               .argumentsJSON = std::move(partial.arguments)});
+  }
+  partials_.clear();
+  return std::move(turn_);
+}
+
+void ChatTurnAssembly::take(const chat::Chunk& chunk) {
+  if (chunk.error) throw ChatCompletionsError::stream(provider_, chunk.error->code, chunk.error->message);
+  if (chunk.id && chunk.id != turn_.responseId) turn_.responseId = *chunk.id;
+  if (chunk.usage != nullptr) turn_.usage.emplace(*chunk.usage, json::storage_ptr());  // not in the memory of the line
+  if (chunk.finishReason) turn_.finishReason = *chunk.finishReason;
+  if (!chunk.content.empty()) {
+    turn_.text += chunk.content;
+    onText_(chunk.content);
+  }
+  for (const chat::ToolCallFragment& fragment : chunk.toolCalls) {
+    PartialToolCall& partial = partialFor(fragment);
+    if (!fragment.id.empty()) partial.id = fragment.id;
+    if (!fragment.name.empty()) partial.name = fragment.name;
+    partial.arguments += fragment.arguments;
+  }
+}
+
+/// Without an index, an id or a name that is new begins a call, and anything else belongs to the last one.
+ChatTurnAssembly::PartialToolCall& ChatTurnAssembly::partialFor(const chat::ToolCallFragment& fragment) {
+  std::int64_t index = fragment.index.value_or(lastIndex_);
+  if (!fragment.index) {
+    const auto known = std::ranges::find_if(
+        partials_, [&](const auto& entry) { return !fragment.id.empty() && entry.second.id == fragment.id; });
+    const bool isNew = !fragment.id.empty() || !fragment.name.empty() || partials_.empty();
+    if (known != partials_.end()) {
+      index = known->first;
+    } else if (isNew) {
+      index = partials_.empty() ? 0 : partials_.rbegin()->first + 1;
+    }
+  }
+  lastIndex_ = index;
+  return partials_[index];
+}
+
+std::string generatedToolCallId() {
+  std::random_device random;
+  std::uniform_int_distribution<std::size_t> character(0, kIdCharacters.size() - 1);
+  std::string id(kIdLength, '\0');
+  std::ranges::generate(id, [&] { return kIdCharacters[character(random)]; });
+  return id;
+}
+
+}  // namespace ravant

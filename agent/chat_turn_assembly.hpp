@@ -1,0 +1,56 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "agent/chat_completions_wire.hpp"
+#include "agent/chat_turn.hpp"
+
+namespace ravant {
+
+/// Assembles the lines of an event stream into a turn, without input or output.
+class ChatTurnAssembly {
+ public:
+  enum class Progress { goesOn, over };
+
+  /// `provider` is its display name; `onText` is given each fragment of the text as it comes.
+  ChatTurnAssembly(std::string provider, std::function<void(std::string_view)> onText)
+      : provider_(std::move(provider)), onText_(std::move(onText)) {}
+
+  /// Takes a line in, without its line feed. Throws `ChatCompletionsError` where it holds the provider's error.
+  Progress onLine(std::string_view line);
+
+  /// The turn as far as it was taken in. Throws `ChatCompletionsError` where nothing of what came was an event.
+  ChatTurn finish();
+
+  /// What has been said up to now.
+  const std::string& text() const { return turn_.text; }
+
+ private:
+  /// A tool call under assembly.
+  struct PartialToolCall {
+    std::optional<std::string> id;
+    std::string name;
+    std::string arguments;
+  };
+
+  void take(const chat::Chunk& chunk);
+  PartialToolCall& partialFor(const chat::ToolCallFragment& fragment);
+
+  std::string provider_;
+  std::function<void(std::string_view)> onText_;
+  chat::ChunkParser parser_;
+  ChatTurn turn_;
+  std::map<std::int64_t, PartialToolCall> partials_;
+  std::int64_t lastIndex_ = -1;
+  bool hasEvent_ = false;
+  std::string strayText_;  ///< the first of what was no event
+};
+
+/// An id for a call that came without one: nine random letters and digits, as Mistral asks for.
+std::string generatedToolCallId();
+
+}  // namespace ravant

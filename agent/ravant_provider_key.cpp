@@ -1,0 +1,91 @@
+#include "agent/ravant_provider_key.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "platform/log/log.hpp"
+#include "platform/text/text.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.agent", "RavantProviderKey");
+constexpr const char* kService = "com.ravant.agent.providers";
+
+KeyName nameOf(const std::string& account) { return {.service = kService, .account = account}; }
+
+std::string checkedKey(std::string_view text) {
+  const std::string_view key = trimmed(text);
+  const bool canBeSent = std::ranges::all_of(key, [](char c) { return c > ' ' && c < '\x7f'; });
+  if (!canBeSent) throw ProviderKeyError("the key has spaces, line breaks or other characters that no key has");
+  return std::string(key);
+}
+
+}  // namespace
+
+RavantProviderKey::RavantProviderKey(any_io_executor work, std::shared_ptr<KeyStore> keyStore,
+                                     std::function<std::optional<std::string>(const char*)> variable)
+    : Actor(std::move(work)), keyStore_(std::move(keyStore)), variable_(std::move(variable)) {}
+
+awaitable<std::optional<std::string>> RavantProviderKey::ravantProviderAPIKey(std::string account) {
+  return onActor([this, account = std::move(account)]() -> awaitable<std::optional<std::string>> {
+    auto found = find(account);
+    co_return found ? std::optional(std::move(found->key)) : std::nullopt;
+  });
+}
+
+awaitable<std::optional<KeySource>> RavantProviderKey::source(std::string account) {
+  return onActor([this, account = std::move(account)]() -> awaitable<std::optional<KeySource>> {
+    const auto found = find(account);
+    co_return found ? std::optional(found->source) : std::nullopt;
+  });
+}
+
+awaitable<void> RavantProviderKey::setRavantProviderAPIKey(std::string key, std::string account) {
+  return onActor([this, key = std::move(key), account = std::move(account)]() -> awaitable<void> {
+    const std::string checked = checkedKey(key);
+    if (checked.empty()) {
+      keyStore_->remove(nameOf(account));
+    } else {
+      const auto provider = ravantProviderFromRawValue(account);
+      keyStore_->store(nameOf(account), checked,
+                       fmt::format("Ravant: key of {}", provider ? displayName(*provider) : account));
+    }
+    co_return;
+  });
+}
+
+awaitable<bool> RavantProviderKey::removeRavantProviderAPIKey(std::string account) {
+  return onActor(
+      [this, account = std::move(account)]() -> awaitable<bool> { co_return keyStore_->remove(nameOf(account)); });
+}
+
+std::optional<std::string> RavantProviderKey::environmentVariable(const char* name) {
+  const char* const value = std::getenv(name);
+  return value ? std::optional<std::string>(value) : std::nullopt;
+}
+
+std::optional<RavantProviderKey::Found> RavantProviderKey::find(const std::string& account) {
+  auto fallback = fromEnvironment(account);
+  try {
+    if (auto stored = keyStore_->read(nameOf(account)); stored && !stored->empty()) {
+      return Found{.key = *std::move(stored), .source = KeySource::keyStore};
+    }
+  } catch (const KeyStoreError& error) {
+    kLog.warning("the key store could not be read: {}", error.what());
+    if (!fallback && error.kind() != KeyStoreError::Case::unavailable) throw;
+  }
+  if (!fallback) return std::nullopt;
+  return Found{.key = *std::move(fallback), .source = KeySource::environment};
+}
+
+std::optional<std::string> RavantProviderKey::fromEnvironment(const std::string& account) const {
+  const auto provider = ravantProviderFromRawValue(account);
+  const auto value = provider ? variable_(keyVariable(*provider)) : std::nullopt;
+  std::string key = value ? checkedKey(*value) : std::string();
+  return key.empty() ? std::nullopt : std::optional(std::move(key));
+}
+
+}  // namespace ravant

@@ -1,0 +1,66 @@
+#include "platform/http/base_address.hpp"
+
+#include <curl/curl.h>
+#include <fmt/format.h>
+
+#include <memory>
+
+#include "platform/text/text.hpp"
+
+namespace ravant {
+namespace {
+
+struct FreeUrl {
+  void operator()(CURLU* url) const { curl_url_cleanup(url); }
+};
+
+class ParsedUrl {
+ public:
+  explicit ParsedUrl(const std::string& text) : url_(curl_url()) {
+    if (curl_url_set(url_.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) url_.reset();
+  }
+
+  bool isValid() const { return url_ != nullptr; }
+  /// Empty where there is none.
+  std::string part(CURLUPart part) const {
+    char* text = nullptr;
+    if (curl_url_get(url_.get(), part, &text, 0) != CURLUE_OK) return {};
+    std::string copy(text);
+    curl_free(text);
+    return copy;
+  }
+
+ private:
+  std::unique_ptr<CURLU, FreeUrl> url_;
+};
+
+bool isLoopback(std::string_view host) {
+  return host == "localhost" || host == "[::1]" ||
+         (host.starts_with("127.") && host.find_first_not_of("0123456789.") == std::string_view::npos);
+}
+
+}  // namespace
+
+std::string baseAddress(std::string_view text) {
+  const auto refuse = [&](std::string_view reason) {
+    return BaseAddressError(
+        fmt::format("\"{}\" {}; an address has the form https://host or https://host:port", trimmed(text), reason));
+  };
+  const ParsedUrl url{std::string(trimmed(text))};
+  if (!url.isValid()) throw refuse("is no address");
+  const std::string scheme = url.part(CURLUPART_SCHEME);
+  const std::string host = url.part(CURLUPART_HOST);
+  if (scheme != "https" && scheme != "http") throw refuse("begins with neither https:// nor http://");
+  if (!url.part(CURLUPART_USER).empty() || !url.part(CURLUPART_PASSWORD).empty()) {
+    throw BaseAddressError("an address may not name a user or a password");
+  }
+  const std::string path = url.part(CURLUPART_PATH);
+  if ((!path.empty() && path != "/") || !url.part(CURLUPART_QUERY).empty() || !url.part(CURLUPART_FRAGMENT).empty()) {
+    throw refuse("has something behind the host");
+  }
+  if (scheme == "http" && !isLoopback(host)) throw refuse("is not encrypted, which only a loopback address may be");
+  const std::string port = url.part(CURLUPART_PORT);
+  return fmt::format("{}://{}{}{}", scheme, host, port.empty() ? "" : ":", port);
+}
+
+}  // namespace ravant

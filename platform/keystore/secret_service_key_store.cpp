@@ -1,0 +1,110 @@
+#include "platform/keystore/secret_service_key_store.hpp"
+
+#include <libsecret/secret.h>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace ravant {
+namespace {
+
+const SecretSchema kSchema = {"com.ravant.keys",
+                              SECRET_SCHEMA_NONE,
+                              {{"service", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                               {"account", SECRET_SCHEMA_ATTRIBUTE_STRING},
+                               {nullptr, SECRET_SCHEMA_ATTRIBUTE_STRING}},
+                              0,
+                              nullptr,
+                              nullptr,
+                              nullptr,
+                              nullptr,
+                              nullptr,
+                              nullptr,
+                              nullptr};
+
+struct Unref {
+  void operator()(GCancellable* object) const { g_object_unref(object); }
+};
+struct FreeSecret {
+  void operator()(char* secret) const { secret_password_free(secret); }
+};
+struct FreeError {
+  void operator()(GError* error) const { g_error_free(error); }
+};
+
+/// Ends a call of the library that takes too long.
+class Limit {
+ public:
+  explicit Limit(std::chrono::milliseconds limit)
+      : cancellable_(g_cancellable_new()), watch_([this, limit] {
+          std::unique_lock lock(mutex_);
+          if (!changed_.wait_for(lock, limit, [this] { return isOver_; })) g_cancellable_cancel(cancellable_.get());
+        }) {}
+
+  ~Limit() {
+    {
+      const std::lock_guard lock(mutex_);
+      isOver_ = true;
+    }
+    changed_.notify_one();
+    watch_.join();
+  }
+  Limit(const Limit&) = delete;
+  Limit& operator=(const Limit&) = delete;
+
+  GCancellable* cancellable() const { return cancellable_.get(); }
+
+ private:
+  std::unique_ptr<GCancellable, Unref> cancellable_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool isOver_ = false;
+  std::thread watch_;
+};
+
+void throwIfFailed(GError* raised) {
+  const std::unique_ptr<GError, FreeError> error(raised);
+  if (!error) return;
+  if (g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_CANCELLED)) {
+    throw KeyStoreError(KeyStoreError::Case::locked, "the key store did not answer in time");
+  }
+  if (g_error_matches(error.get(), SECRET_ERROR, SECRET_ERROR_IS_LOCKED)) {
+    throw KeyStoreError(KeyStoreError::Case::locked, error->message);
+  }
+  const bool isAbsent = error->domain == G_IO_ERROR || error->domain == G_DBUS_ERROR || error->domain == G_SPAWN_ERROR;
+  throw KeyStoreError(isAbsent ? KeyStoreError::Case::unavailable : KeyStoreError::Case::failed, error->message);
+}
+
+}  // namespace
+
+std::optional<std::string> SecretServiceKeyStore::read(const KeyName& name) {
+  const Limit limit(limit_);
+  GError* error = nullptr;
+  const std::unique_ptr<char, FreeSecret> secret(secret_password_lookup_sync(&kSchema, limit.cancellable(), &error,
+                                                                             "service", name.service.c_str(), "account",
+                                                                             name.account.c_str(), nullptr));
+  throwIfFailed(error);
+  return secret ? std::optional<std::string>(secret.get()) : std::nullopt;
+}
+
+void SecretServiceKeyStore::store(const KeyName& name, const std::string& secret, const std::string& label) {
+  const Limit limit(limit_);
+  GError* error = nullptr;
+  secret_password_store_sync(&kSchema, SECRET_COLLECTION_DEFAULT, label.c_str(), secret.c_str(), limit.cancellable(),
+                             &error, "service", name.service.c_str(), "account", name.account.c_str(), nullptr);
+  throwIfFailed(error);
+}
+
+bool SecretServiceKeyStore::remove(const KeyName& name) {
+  const Limit limit(limit_);
+  GError* error = nullptr;
+  const bool isRemoved =
+      secret_password_clear_sync(&kSchema, limit.cancellable(), &error, "service", name.service.c_str(), "account",
+                                 name.account.c_str(), nullptr) == TRUE;
+  throwIfFailed(error);
+  return isRemoved;
+}
+
+}  // namespace ravant

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <boost/asio/steady_timer.hpp>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/async/async.hpp"
+#include "platform/process/child_process.hpp"
+#include "platform/process/stderr_collector.hpp"
+
+namespace ravant {
+
+struct CaptureOptions {
+  /// What becomes of a program that prints more than `outputLimit`.
+  enum class Excess { dropped, ended };
+
+  LaunchOptions launch;
+  std::chrono::milliseconds limit;  ///< from the launch on; the program is ended then
+  std::size_t outputLimit;          ///< bytes of standard output that are kept
+  Excess excess = Excess::dropped;
+};
+
+/// A program that runs to its end while its output is kept. When it has ended, by itself or not, nothing of its tree is
+/// left. On one strand.
+class CapturedProcess {
+ public:
+  /// Launches it. Throws std::system_error.
+  CapturedProcess(CaptureOptions options, const any_io_executor& strand);
+
+  /// Returns when it is gone. To be called once.
+  awaitable<void> run();
+  /// Ends it: `run` returns within 3 s.
+  void stop();
+
+  ExitStatus exitStatus() { return child_->exitStatus().value_or(ExitStatus{}); }
+  bool hasTimedOut() const { return end_ == End::timedOut; }
+  bool wasStopped() const { return end_ == End::stopped; }
+  bool hasTooMuchOutput() const { return hasTooMuchOutput_; }
+  /// The first `outputLimit` bytes, as they came.
+  std::string takeOutput() { return std::move(output_); }
+  std::string drainError() { return error_.drain(); }
+
+ private:
+  enum class End { ownAccord, timedOut, stopped };
+
+  void takeIn(std::string_view piece);
+  template <class Take>
+  awaitable<void> readAll(asio::posix::stream_descriptor& pipe, Take take);
+  awaitable<void> watchExit();
+  awaitable<void> watchLimit();
+
+  CaptureOptions options_;
+  std::unique_ptr<ChildProcess> child_;
+  asio::steady_timer limit_;
+  asio::steady_timer grace_;  ///< for what a program that has exited left in its pipes
+  int openPipes_;
+  End end_ = End::ownAccord;
+  bool hasTooMuchOutput_ = false;
+  std::string output_;
+  StderrCollector error_;
+};
+
+}  // namespace ravant
