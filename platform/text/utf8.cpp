@@ -91,4 +91,14 @@ std::string_view utf8Prefix(std::string_view text, std::size_t maxBytes) {
   return text.substr(0, maxBytes);
 }
 
+std::string_view firstCharacters(std::string_view text, std::size_t count) {
+  if (text.size() <= count) return text;
+  std::size_t at = 0;
+  for (; at < text.size(); ++at) {
+    const bool isStart = (static_cast<unsigned char>(text[at]) & 0xC0) != 0x80;
+    if (isStart && count-- == 0) break;
+  }
+  return text.substr(0, at);
+}
+
 }  // namespace ravant

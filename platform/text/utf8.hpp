@@ -15,4 +15,7 @@ std::string repairUtf8(std::string text);
 /// The longest start of valid `text` that has at most `maxBytes` bytes and cuts no character.
 std::string_view utf8Prefix(std::string_view text, std::size_t maxBytes);
 
+/// The first `count` characters (code points) of valid `text`.
+std::string_view firstCharacters(std::string_view text, std::size_t count);
+
 }  // namespace ravant

@@ -1,0 +1,89 @@
+#include "agent/message_list.hpp"
+
+#include <algorithm>
+
+#include "agent/chat_turn_assembly.hpp"
+#include "core/overloaded.hpp"
+#include "platform/text/text.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr std::string_view kUnnamedTool = "unknown";
+
+/// A group of calls and their results, as it grows.
+class OpenCalls {
+ public:
+  explicit OpenCalls(std::vector<RavantMessage>& messages) : messages_(messages) {}
+
+  void open(std::string text) {
+    close();
+    assistant_.text = std::move(text);
+    isOpen_ = true;
+  }
+
+  void add(const TranscriptEntry::ToolInvocation& call) {
+    const std::string name = call.name && !call.name->empty() ? *call.name : std::string(kUnnamedTool);
+    if (!isOpen_ || hasCall(call.callId)) open({});
+    const std::string id = call.callId.empty() ? generatedToolCallId() : call.callId;
+    assistant_.toolCalls.push_back({.id = id, .name = name, .argumentsJSON = call.input.value_or(std::string())});
+    results_.push_back({.callId = id, .name = name, .content = call.output, .isError = call.failed});
+  }
+
+  void close() {
+    const bool isWorthSending = !assistant_.toolCalls.empty() || !trimmed(assistant_.text).empty();
+    if (isWorthSending) messages_.emplace_back(fitToBeSent(std::exchange(assistant_, {})));
+    std::ranges::move(results_, std::back_inserter(messages_));
+    assistant_ = {};
+    results_.clear();
+    isOpen_ = false;
+  }
+
+ private:
+  /// An agent that gives the same id twice does so in two turns.
+  bool hasCall(const std::string& id) const {
+    return std::ranges::count(assistant_.toolCalls, id, &RavantToolCall::id) > 0;
+  }
+
+  std::vector<RavantMessage>& messages_;
+  message::Assistant assistant_;
+  std::vector<message::ToolResult> results_;
+  bool isOpen_ = false;
+};
+
+}  // namespace
+
+std::optional<json::object> parseArguments(std::string_view argumentsJSON) {
+  if (trimmed(argumentsJSON).empty()) return json::object();
+  auto value = parseJson(argumentsJSON);
+  if (!value || !value->is_object()) return std::nullopt;
+  return std::move(value->get_object());
+}
+
+message::Assistant fitToBeSent(message::Assistant assistant) {
+  std::vector<std::string> ids;
+  for (RavantToolCall& call : assistant.toolCalls) {
+    if (call.id.empty() || std::ranges::count(ids, call.id) > 0) call.id = generatedToolCallId();
+    if (!parseArguments(call.argumentsJSON)) call.argumentsJSON.clear();
+    ids.push_back(call.id);
+  }
+  return assistant;
+}
+
+std::vector<RavantMessage> rehydratedTranscript(const std::vector<TranscriptEntry>& entries) {
+  std::vector<RavantMessage> messages;
+  OpenCalls calls(messages);
+  for (const TranscriptEntry& entry : entries) {
+    std::visit(Overloaded{[&](const TranscriptEntry::User& user) {
+                            calls.close();
+                            if (!trimmed(user.text).empty()) messages.emplace_back(message::User{user.text});
+                          },
+                          [&](const TranscriptEntry::Agent& agent) { calls.open(agent.text); },
+                          [&](const TranscriptEntry::ToolInvocation& call) { calls.add(call); }},
+               entry.step);
+  }
+  calls.close();
+  return messages;
+}
+
+}  // namespace ravant
