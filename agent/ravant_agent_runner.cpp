@@ -227,6 +227,7 @@ awaitable<void> RavantAgentRunner::emitAssistantText(std::shared_ptr<Run> run, c
   }
   if (const auto usage = usageOf(turn, run->model->contextWindow)) {
     actions.emplace_back(turn::ApplyUsage{.providerMessageId = turn.responseId, .snapshot = *usage});
+    actions.emplace_back(turn::ApplyContextWindow{run->model->contextWindow});
   }
   if (!actions.empty()) co_await run->writer.store(std::move(actions));
 }

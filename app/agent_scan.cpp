@@ -1,8 +1,8 @@
 #include "app/agent_scan.hpp"
 
 #include "app/known_settings.hpp"
+#include "app/model_catalog.hpp"
 #include "platform/process/login_shell.hpp"
-#include "runners/model_catalog.hpp"
 
 namespace ravant {
 

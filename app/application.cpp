@@ -4,12 +4,14 @@
 
 #include "app/agent_scan.hpp"
 #include "app/known_settings.hpp"
+#include "app/model_catalog.hpp"
 #include "app/runner_factory.hpp"
+#include "app/services.hpp"
 #include "core/store/run_table.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
-#include "runners/model_catalog.hpp"
+#include "platform/process/login_shell.hpp"
 
 namespace ravant {
 namespace {
@@ -37,10 +39,9 @@ Application::Application(const Locations& locations)
   agents_ = AgentModelStore::make(modelContainer_);
   conversations_ = ConversationModelActor::make(modelContainer_);
   transcripts_ = TranscriptReader::make(modelContainer_);
-  const std::chrono::seconds shellStartLimit(settings_.integer(setting::kShellStartSeconds));
-  runners_ = std::make_unique<AgentRunnerStore>(
-      modelContainer_, std::make_shared<AppRunnerFactory>(executors_.io(), processes_, shellStartLimit),
-      notifications_);
+  http_ = std::make_shared<HttpEngine>(httpEngineOptions());
+  providerKeys_ = std::make_shared<RavantProviderKey>(executors_.work(), openKeyStore(settings_, locations_));
+  runners_ = std::make_unique<AgentRunnerStore>(modelContainer_, runnerFactory(), notifications_);
 }
 
 Application::~Application() = default;
@@ -64,6 +65,23 @@ void Application::openStore() {
                                          dead.empty() ? ModelContainer::Check::usual : ModelContainer::Check::thorough);
   endInterruptedRuns(modelContainer_);
   for (const std::string& owner : over) processes_->forget(owner);
+}
+
+std::shared_ptr<RunnerFactory> Application::runnerFactory() {
+  const std::chrono::seconds shellStartLimit(settings_.integer(setting::kShellStartSeconds));
+  const ShellOptions shell{.shellPath = loginShell().path, .startLimit = shellStartLimit, .ledger = processes_};
+  std::map<RavantProvider, std::string> addresses;
+  for (const RavantProvider provider : kRavantProviders) addresses[provider] = serviceAddress(settings_, provider);
+  return std::make_shared<AppRunnerFactory>(RunnerFactoryOptions{.io = executors_.io(),
+                                                                 .shell = shell,
+                                                                 .builtIn = {.io = executors_.io(),
+                                                                             .work = executors_.work(),
+                                                                             .http = http_,
+                                                                             .keys = providerKeys_,
+                                                                             .baseAddresses = std::move(addresses),
+                                                                             .session = httpSessionOptions(settings_),
+                                                                             .shellPath = shell.shellPath,
+                                                                             .processes = processes_}});
 }
 
 awaitable<void> Application::prepare() {

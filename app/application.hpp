@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "agent/ravant_provider_key.hpp"
 #include "app/locations.hpp"
 #include "core/agent_runner_store.hpp"
 #include "core/store/agent_model_store.hpp"
@@ -10,6 +11,7 @@
 #include "core/store/project_store.hpp"
 #include "core/store/transcript_reader.hpp"
 #include "platform/async/executors.hpp"
+#include "platform/http/http_engine.hpp"
 #include "platform/notifications/notification_center.hpp"
 #include "platform/settings/settings_file.hpp"
 
@@ -38,6 +40,7 @@ class Application {
   TranscriptReader& transcripts() { return *transcripts_; }
   NotificationCenter& notifications() { return *notifications_; }
   AgentRunnerStore& runners() { return *runners_; }
+  RavantProviderKey& providerKeys() { return *providerKeys_; }
   any_io_executor io() { return executors_.io(); }
 
   /// On the first start, registers the agents that are found and makes the built-in one. To be
@@ -51,6 +54,7 @@ class Application {
  private:
   explicit Application(const Locations& locations);
   void openStore();
+  std::shared_ptr<RunnerFactory> runnerFactory();
 
   Locations locations_;
   SettingsFile settings_;
@@ -62,6 +66,8 @@ class Application {
   std::shared_ptr<AgentModelStore> agents_;
   std::shared_ptr<ConversationModelActor> conversations_;
   std::shared_ptr<TranscriptReader> transcripts_;
+  std::shared_ptr<HttpEngine> http_;
+  std::shared_ptr<RavantProviderKey> providerKeys_;
   std::unique_ptr<AgentRunnerStore> runners_;
 };
 

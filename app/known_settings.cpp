@@ -1,14 +1,37 @@
 #include "app/known_settings.hpp"
 
+#include <fmt/format.h>
+
+#include "agent/ravant_provider.hpp"
+
 namespace ravant {
 
 std::vector<SettingDescription> knownSettings() {
-  return {{.key = std::string(setting::kShellStartSeconds),
-           .type = SettingType::integer,
-           .defaultValue = std::int64_t{30},
-           .description = "How many seconds the login shell may take to read its start-up files",
-           .least = 1,
-           .greatest = 3600}};
+  std::vector<SettingDescription> settings = {
+      {.key = std::string(setting::kShellStartSeconds),
+       .type = SettingType::integer,
+       .defaultValue = std::int64_t{30},
+       .description = "How many seconds the login shell may take to read its start-up files",
+       .least = 1,
+       .greatest = 3600},
+      {.key = std::string(setting::kHttpStallSeconds),
+       .type = SettingType::integer,
+       .defaultValue = std::int64_t{300},
+       .description = "After how many seconds without a byte a request to a service fails",
+       .least = 1,
+       .greatest = 86400},
+      {.key = std::string(setting::kKeyStore),
+       .type = SettingType::choice,
+       .defaultValue = std::string(setting::kSecretService),
+       .description = "Where keys are kept: in the desktop's key store, or in a file that is not encrypted",
+       .choices = {std::string(setting::kSecretService), std::string(setting::kFile)}}};
+  for (const RavantProvider provider : kRavantProviders) {
+    settings.push_back({.key = fmt::format("{}{}", setting::kEndpoints, rawValue(provider)),
+                        .type = SettingType::text,
+                        .defaultValue = std::string(defaultBaseAddress(provider)),
+                        .description = fmt::format("The address that stands in for {}", displayName(provider))});
+  }
+  return settings;
 }
 
 }  // namespace ravant

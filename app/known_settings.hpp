@@ -9,7 +9,14 @@ namespace ravant {
 
 namespace setting {
 inline constexpr std::string_view kShellStartSeconds = "shell.startSeconds";
-}
+inline constexpr std::string_view kHttpStallSeconds = "http.stallSeconds";
+/// Where secrets are kept; the choices are the two below.
+inline constexpr std::string_view kKeyStore = "keyStore";
+inline constexpr std::string_view kSecretService = "secretService";
+inline constexpr std::string_view kFile = "file";
+/// Before the name of a service.
+inline constexpr std::string_view kEndpoints = "endpoints.";
+}  // namespace setting
 
 /// Every setting that this program knows.
 std::vector<SettingDescription> knownSettings();

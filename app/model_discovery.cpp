@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
+#include "app/model_catalog.hpp"
 #include "core/agent_command.hpp"
 #include "platform/text/text.hpp"
 #include "runners/codex/codex_models.hpp"
 #include "runners/cursor/acp_models.hpp"
-#include "runners/model_catalog.hpp"
 #include "runners/pi/pi_models.hpp"
 #include "runners/shell_probe.hpp"
 

@@ -1,28 +1,29 @@
 #pragma once
 
-#include <chrono>
 #include <memory>
 
+#include "agent/ravant_agent_runner.hpp"
 #include "core/agent_runner.hpp"
-#include "platform/process/process_ledger.hpp"
+#include "runners/shell_session.hpp"
 
 namespace ravant {
 
-/// Whether this version has a runner for the type; the others' fails and says so.
-bool isRunnable(AgentType type);
+/// What the runners of this program work with.
+struct RunnerFactoryOptions {
+  any_io_executor io;
+  ShellOptions shell;
+  RavantRunnerOptions builtIn;
+};
 
 /// Makes the runners of this program.
 class AppRunnerFactory final : public RunnerFactory {
  public:
-  AppRunnerFactory(any_io_executor io, std::shared_ptr<ProcessLedger> processes, std::chrono::seconds shellStartLimit)
-      : io_(std::move(io)), processes_(std::move(processes)), shellStartLimit_(shellStartLimit) {}
+  explicit AppRunnerFactory(RunnerFactoryOptions options) : options_(std::move(options)) {}
 
   std::shared_ptr<AgentRunner> makeRunner(AgentType type, std::shared_ptr<ModelContainer> modelContainer) override;
 
  private:
-  any_io_executor io_;
-  std::shared_ptr<ProcessLedger> processes_;
-  std::chrono::seconds shellStartLimit_;
+  RunnerFactoryOptions options_;
 };
 
 }  // namespace ravant

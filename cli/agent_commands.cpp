@@ -4,13 +4,13 @@
 #include <algorithm>
 
 #include "app/agent_scan.hpp"
+#include "app/model_catalog.hpp"
 #include "cli/command.hpp"
 #include "cli/command_error.hpp"
 #include "cli/json_form.hpp"
 #include "cli/lookup.hpp"
 #include "cli/terminal_text.hpp"
 #include "platform/text/text.hpp"
-#include "runners/model_catalog.hpp"
 
 namespace ravant::cli {
 namespace {

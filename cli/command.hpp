@@ -12,7 +12,7 @@
 namespace ravant::cli {
 
 /// What an argument stands for: decides how it is checked and completed.
-enum class ValueKind { text, count, file, folder, agent, agentType, settingKey };
+enum class ValueKind { text, count, file, folder, agent, agentType, provider, settingKey };
 
 enum class Occurrence { once, atMostOnce, atLeastOnce, any };
 
@@ -67,6 +67,7 @@ CommandGroup projectCommands();
 CommandGroup agentCommands();
 CommandGroup modelCommands();
 CommandGroup conversationCommands();
+CommandGroup keyCommands();
 CommandGroup settingsCommands();
 Command runCommand();
 Command doctorCommand();

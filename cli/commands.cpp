@@ -1,3 +1,4 @@
+#include "agent/ravant_provider.hpp"
 #include "app/known_settings.hpp"
 #include "cli/command.hpp"
 #include "core/agent_type.hpp"
@@ -11,6 +12,7 @@ const std::vector<CommandGroup>& commandGroups() {
       agentCommands(),
       modelCommands(),
       conversationCommands(),
+      keyCommands(),
       settingsCommands()};
   return groups;
 }
@@ -38,6 +40,9 @@ std::vector<std::string> knownWords(ValueKind kind) {
     case ValueKind::agent:
     case ValueKind::agentType:
       for (const AgentType type : kAgentTypes) words.emplace_back(rawValue(type));
+      break;
+    case ValueKind::provider:
+      for (const RavantProvider provider : kRavantProviders) words.emplace_back(rawValue(provider));
       break;
     case ValueKind::settingKey:
       for (const SettingDescription& setting : knownSettings()) words.push_back(setting.key);

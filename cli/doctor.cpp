@@ -7,8 +7,10 @@
 #include <boost/asio/bind_cancellation_slot.hpp>
 #include <cstdlib>
 
+#include "agent/ravant_provider_key.hpp"
 #include "app/agent_scan.hpp"
 #include "app/known_settings.hpp"
+#include "app/services.hpp"
 #include "core/store/agent_model_store.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/text/text.hpp"
@@ -37,6 +39,16 @@ std::optional<std::string> findProgram(std::string_view name, std::string_view s
     searchPath.remove_prefix(std::min(end + 1, searchPath.size()));
   }
   return std::nullopt;
+}
+
+/// Why it cannot be asked; nothing where it can.
+std::optional<KeyStoreError> faultOf(KeyStore& keyStore) {
+  try {
+    keyStore.read({.service = "com.ravant.doctor", .account = "doctor"});
+    return std::nullopt;
+  } catch (const KeyStoreError& error) {
+    return error;
+  }
 }
 
 std::string integrityWord(sqlite::CheckResult::Verdict verdict) {
@@ -80,6 +92,7 @@ awaitable<Findings> Doctor::examine() {
   co_await examineStore();
   co_await examineShell();
   co_await examineGit();
+  co_await examineKeys();
   examineRegisteredAgents();
   co_return std::move(findings_);
 }
@@ -157,6 +170,35 @@ awaitable<void> Doctor::examineGit() {
     findings_.git = ProgramFindings{.path = *path, .version = std::string(trimmed(answer))};
   } catch (const ProbeError& error) {
     add(error.what(), "install git anew");
+  }
+}
+
+awaitable<void> Doctor::examineKeys() {
+  findings_.keyStore = settings_.text(setting::kKeyStore);
+  const auto keyStore = openKeyStore(settings_, locations_);
+  const auto fault = co_await asio::co_spawn(
+      executors_.work(), [keyStore]() -> awaitable<std::optional<KeyStoreError>> { co_return faultOf(*keyStore); },
+      asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+  if (fault) {
+    findings_.keyStoreFault = fault->what();
+    // That a machine has none is no fault.
+    if (fault->kind() != KeyStoreError::Case::unavailable) {
+      add(fmt::format("the key store does not work: {}", fault->what()),
+          fmt::format("unlock or mend it, or keep keys in a file: ravant settings set {} {}", setting::kKeyStore,
+                      setting::kFile));
+    }
+  }
+  const auto keys = std::make_shared<RavantProviderKey>(executors_.work(), keyStore);
+  for (const RavantProvider provider : kRavantProviders) {
+    const std::string name(rawValue(provider));
+    std::string source;
+    try {
+      const auto found = co_await keys->source(name);
+      if (found) source = *found == KeySource::environment ? keyVariable(provider) : findings_.keyStore;
+    } catch (const std::runtime_error& error) {
+      if (!fault) add(error.what(), fmt::format("run: ravant key set {}", name));
+    }
+    findings_.keys.push_back({.provider = name, .source = std::move(source)});
   }
 }
 

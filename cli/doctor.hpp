@@ -33,11 +33,19 @@ struct ProgramFindings {
   std::string version;
 };
 
+struct KeyFindings {
+  std::string provider;
+  std::string source;  ///< empty where there is no key
+};
+
 struct Findings {
   LoginShell shell;
   std::string searchPath;  ///< what agents get
   std::vector<LocatedAgent> agents;
   std::optional<ProgramFindings> git;
+  std::string keyStore;       ///< which one the settings choose
+  std::string keyStoreFault;  ///< why it cannot be used; empty when it can
+  std::vector<KeyFindings> keys;
   std::filesystem::path settingsFile;
   StoreFindings store;
   std::vector<Problem> problems;
@@ -56,6 +64,7 @@ class Doctor {
   awaitable<void> examineStore();
   awaitable<void> examineShell();
   awaitable<void> examineGit();
+  awaitable<void> examineKeys();
   void examineRegisteredAgents();
   void expectPrivate(const std::filesystem::path& path, std::string_view mode);
   void add(std::string what, std::string remedy);

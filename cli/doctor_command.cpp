@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "app/runner_factory.hpp"
 #include "cli/command.hpp"
 #include "cli/doctor.hpp"
 #include "cli/terminal_text.hpp"
@@ -14,7 +13,7 @@ json::array agentForms(const Findings& findings) {
   json::array forms;
   for (const AgentType type : kAgentTypes) {
     if (type == AgentType::ravant) continue;
-    json::object form{{"type", rawValue(type)}, {"displayName", displayName(type)}, {"canRun", isRunnable(type)}};
+    json::object form{{"type", rawValue(type)}, {"displayName", displayName(type)}};
     const auto located = std::ranges::find(findings.agents, type, &LocatedAgent::type);
     if (located != findings.agents.end()) {
       form.emplace("path", located->path);
@@ -34,6 +33,17 @@ json::object storeForm(const StoreFindings& store) {
   return form;
 }
 
+json::object keyStoreForm(const Findings& findings) {
+  json::array keys;
+  for (const auto& [provider, source] : findings.keys) {
+    json::object& key = keys.emplace_back(json::object{{"provider", provider}}).get_object();
+    if (!source.empty()) key.emplace("source", source);
+  }
+  json::object form{{"kind", findings.keyStore}, {"keys", std::move(keys)}};
+  if (!findings.keyStoreFault.empty()) form.emplace("fault", findings.keyStoreFault);
+  return form;
+}
+
 json::object jsonForm(const Findings& findings) {
   json::object shell{{"path", findings.shell.path}};
   if (!findings.shell.reason.empty()) shell.emplace("reason", findings.shell.reason);
@@ -41,13 +51,10 @@ json::object jsonForm(const Findings& findings) {
   if (findings.git) git = {{"path", findings.git->path}, {"version", findings.git->version}};
   json::array problems;
   for (const auto& [what, remedy] : findings.problems) problems.push_back({{"what", what}, {"remedy", remedy}});
-  return {{"shell", std::move(shell)},
-          {"searchPath", findings.searchPath},
-          {"agents", agentForms(findings)},
-          {"git", std::move(git)},
-          {"settings", {{"path", findings.settingsFile.string()}}},
-          {"store", storeForm(findings.store)},
-          {"problems", std::move(problems)}};
+  return {{"shell", std::move(shell)},          {"searchPath", findings.searchPath},
+          {"agents", agentForms(findings)},     {"git", std::move(git)},
+          {"keyStore", keyStoreForm(findings)}, {"settings", {{"path", findings.settingsFile.string()}}},
+          {"store", storeForm(findings.store)}, {"problems", std::move(problems)}};
 }
 
 std::string storeWords(const StoreFindings& store) {
@@ -69,6 +76,11 @@ void showText(Output& output, const Findings& findings) {
     table.add({std::string(displayName(type)), isFound ? located->path : "not found", isFound ? located->version : ""});
   }
   table.add({"git", findings.git ? findings.git->path : "not found", findings.git ? findings.git->version : ""});
+  table.add({"Key store", findings.keyStoreFault.empty() ? findings.keyStore : findings.keyStore + ", not there",
+             findings.keyStoreFault});
+  for (const auto& [provider, source] : findings.keys) {
+    table.add({fmt::format("Key of {}", provider), source.empty() ? "none" : source, ""});
+  }
   table.add({"Settings", findings.settingsFile.string(), ""});
   table.add({"Store", storeWords(findings.store), ""});
   output.write(table.text(output.style()));
@@ -98,7 +110,7 @@ Command doctorCommand() {
   return {.name = "doctor",
           .summary = "Look for what is wrong on this machine, and say how to mend it",
           .description =
-              "Looks at the login shell, the search path that agents get, the installed agents, git, the "
+              "Looks at the login shell, the search path that agents get, the installed agents, git, the keys, the "
               "settings and the whole store. Exits with 1 when something is wrong.",
           .needs = Needs::nothing,
           .run = run};

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "app/runner_factory.hpp"
 #include "cli/command.hpp"
 #include "cli/command_error.hpp"
 #include "cli/lookup.hpp"
@@ -94,9 +93,9 @@ awaitable<Agent> agentOf(Application& application, const ConversationSummary& su
 
 awaitable<Agent> firstEnabledAgent(Application& application) {
   for (Agent& agent : co_await application.agents().agents()) {
-    if (agent.enabled && isRunnable(agent.type)) co_return std::move(agent);
+    if (agent.enabled) co_return std::move(agent);
   }
-  throw CommandError("there is no enabled agent that can be run: add one with \"ravant agent add claude\"");
+  throw CommandError("there is no enabled agent: add one with \"ravant agent add claude\"");
 }
 
 awaitable<Agent> chooseAgent(Application& application, const Destination& destination,
@@ -192,9 +191,9 @@ Command runCommand() {
           "holds the current folder; where there is none, the current folder is registered.\n\n"
           "Agent, model and effort default to those the conversation had last, then to the first enabled agent and "
           "its first enabled model. A model that the agent's list lacks is passed to the agent as it is.\n\n"
-          "What Codex, Cursor and Pi write is shown as it grows. Claude Code and Pi are not given the line breaks at the "
-          "end "
-          "of a prompt.\n\n"
+          "What Ravant's own agent, Codex, Cursor and Pi write is shown as it grows. Claude Code and Pi are not given "
+          "the "
+          "line breaks at the end of a prompt.\n\n"
           "Interrupting the program (Ctrl-C) cancels the prompt and waits for the agent to be gone; interrupting "
           "it again stops waiting.\n\n"
           "With --json each event is one JSON object on a line of its own: started, item, invocation, usage and, "

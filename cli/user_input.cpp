@@ -1,6 +1,7 @@
 #include "cli/user_input.hpp"
 
 #include <fmt/format.h>
+#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,6 +32,27 @@ std::string read(Until until) {
   }
 }
 
+/// Keeps the terminal from showing what is typed.
+class HiddenTyping {
+ public:
+  HiddenTyping() : isHidden_(::tcgetattr(STDIN_FILENO, &before_) == 0) {
+    termios hidden = before_;
+    hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
+    if (isHidden_) ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
+  }
+  ~HiddenTyping() {
+    if (!isHidden_) return;
+    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+    std::fputc('\n', stderr);
+  }
+  HiddenTyping(const HiddenTyping&) = delete;
+  HiddenTyping& operator=(const HiddenTyping&) = delete;
+
+ private:
+  termios before_{};
+  bool isHidden_;
+};
+
 }  // namespace
 
 void confirm(const Arguments& arguments, std::string_view question) {
@@ -46,5 +68,12 @@ void confirm(const Arguments& arguments, std::string_view question) {
 }
 
 std::string readStandardInput() { return read(Until::inputEnd); }
+
+std::string readSecret(std::string_view question) {
+  if (::isatty(STDIN_FILENO) == 0) return readStandardInput();
+  std::fputs(std::string(question).c_str(), stderr);
+  const HiddenTyping hidden;
+  return read(Until::lineEnd);
+}
 
 }  // namespace ravant::cli

@@ -14,4 +14,8 @@ void confirm(const Arguments& arguments, std::string_view question);
 /// All of standard input. Blocks. Throws `Interrupted` and `std::system_error`.
 std::string readStandardInput();
 
+/// A line from the terminal, asked for and not shown while it is typed; all of standard input where it is no terminal.
+/// Blocks. Throws `Interrupted` and `std::system_error`.
+std::string readSecret(std::string_view question);
+
 }  // namespace ravant::cli

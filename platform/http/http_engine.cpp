@@ -156,11 +156,7 @@ class Exchange {
 /// The thread. All but `post` and the destructor runs on it.
 class HttpEngine::Loop {
  public:
-  explicit Loop(HttpEngineOptions options) : options_(std::move(options)) {
-    static const CURLcode isReady = curl_global_init(CURL_GLOBAL_DEFAULT);
-    multi_.reset(isReady == CURLE_OK ? curl_multi_init() : nullptr);
-    if (!multi_) throw std::bad_alloc();
-  }
+  explicit Loop(HttpEngineOptions options) : options_(std::move(options)) {}
 
   ~Loop() {
     if (!thread_.joinable()) return;
@@ -171,8 +167,8 @@ class HttpEngine::Loop {
   void post(std::function<void()> job) {
     {
       const std::lock_guard lock(mutex_);
+      if (!thread_.joinable()) begin();
       jobs_.push_back(std::move(job));
-      if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
     }
     curl_multi_wakeup(multi_.get());
   }
@@ -199,6 +195,13 @@ class HttpEngine::Loop {
   }
 
  private:
+  void begin() {
+    static const CURLcode isReady = curl_global_init(CURL_GLOBAL_DEFAULT);
+    multi_.reset(isReady == CURLE_OK ? curl_multi_init() : nullptr);
+    if (!multi_) throw std::bad_alloc();
+    thread_ = std::thread([this] { run(); });
+  }
+
   void run() {
     while (!isEnding_) {
       for (const auto& job : takeJobs()) job();

@@ -1,6 +1,8 @@
-#include "runners/model_catalog.hpp"
+#include "app/model_catalog.hpp"
 
 #include <string>
+
+#include "agent/ravant_model.hpp"
 
 namespace ravant {
 namespace {
@@ -30,20 +32,9 @@ ProbedModel named(std::string slug, std::string displayName) {
   return {.slug = std::move(slug), .displayName = std::move(displayName)};
 }
 
-enum class Reasoning { no, yes };
-
-ProbedModel builtIn(std::string slug, std::string displayName, std::string contextWindow, Reasoning reasoning) {
-  return {.slug = std::move(slug),
-          .displayName = std::move(displayName),
-          .supportsThinking = reasoning == Reasoning::yes,
-          .contextWindowOptions = {contextWindow},
-          .defaultContextWindow = contextWindow};
-}
-
 }  // namespace
 
 std::vector<ProbedModel> builtInModels(AgentType type) {
-  using enum Reasoning;
   switch (type) {
     case AgentType::claude:
       return {claude("sonnet", "Sonnet (latest)", "200000"),
@@ -71,20 +62,7 @@ std::vector<ProbedModel> builtInModels(AgentType type) {
       return {named("auto", "Auto"), named("composer-2.5", "Composer 2.5"),
               named("cursor-grok-4.5-high", "Grok 4.5 High")};
     case AgentType::ravant:
-      return {builtIn("mistral-large-latest", "Mistral Large", "131072", no),
-              builtIn("mistral-medium-latest", "Mistral Medium", "131072", no),
-              builtIn("mistral-small-latest", "Mistral Small", "131072", no),
-              builtIn("magistral-medium-latest", "Magistral Medium", "131072", yes),
-              builtIn("codestral-latest", "Codestral", "262144", no),
-              builtIn("anthropic/claude-sonnet-5", "Claude Sonnet 5", "1000000", yes),
-              builtIn("anthropic/claude-opus-4.8", "Claude Opus 4.8", "1000000", yes),
-              builtIn("openai/gpt-5.5", "GPT-5.5", "1050000", yes),
-              builtIn("openai/gpt-5.4-mini", "GPT-5.4 Mini", "400000", yes),
-              builtIn("google/gemini-3.5-flash", "Gemini 3.5 Flash", "1048576", yes),
-              builtIn("x-ai/grok-4.3", "Grok 4.3", "1000000", yes),
-              builtIn("moonshotai/kimi-k2.7-code", "Kimi K2.7 Code", "262144", no),
-              builtIn("deepseek/deepseek-v4-pro", "DeepSeek V4 Pro", "1048576", yes),
-              builtIn("z-ai/glm-5.2", "GLM 5.2", "1048576", no)};
+      return probedRavantModels();
   }
   __builtin_unreachable();
 }

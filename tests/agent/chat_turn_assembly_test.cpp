@@ -1,0 +1,127 @@
+#include "agent/chat_turn_assembly.hpp"
+
+#include <gmock/gmock.h>
+
+#include <set>
+
+#include "agent/chat_completions_error.hpp"
+
+namespace ravant::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+using testing::SizeIs;
+
+/// An event with one choice.
+std::string delta(std::string_view members, std::string_view finishReason = "null") {
+  return R"(data: {"id":"gen-1","choices":[{"index":0,"delta":{)" + std::string(members) + R"(},"finish_reason":)" +
+         std::string(finishReason) + "}]}";
+}
+
+std::string toolCalls(std::string_view calls) { return delta(R"("tool_calls":[)" + std::string(calls) + "]"); }
+
+struct Assembled {
+  ChatTurn turn;
+  std::vector<std::string> fragments;
+};
+
+Assembled assemble(const std::vector<std::string>& lines) {
+  Assembled assembled;
+  ChatTurnAssembly assembly("Mistral", [&](std::string_view fragment) { assembled.fragments.emplace_back(fragment); });
+  for (const std::string& line : lines) {
+    if (assembly.onLine(line) == ChatTurnAssembly::Progress::over) break;
+  }
+  assembled.turn = assembly.finish();
+  return assembled;
+}
+
+std::string failureOf(const std::vector<std::string>& lines) {
+  try {
+    assemble(lines);
+    return "none";
+  } catch (const ChatCompletionsError& error) {
+    return error.what();
+  }
+}
+
+TEST(ChatTurnAssemblyTest, takesTextReasonUsageAndIdFromTheStream) {
+  const auto [turn, fragments] =
+      assemble({": OPENROUTER PROCESSING", "", "event: message", delta(R"("role":"assistant","content":"")") + "\r",
+                delta(R"("content":"Gr\u00fc\u00df")"), delta(R"("content":"e 🙂")", R"("stop")"),
+                R"(data:{"id":"gen-1","choices":[],"usage":{"total_tokens":1}})",
+                R"(data:   {"id":"gen-2","choices":[],"usage":{"total_tokens":7}}  )", "data: [DONE]",
+                delta(R"("content":"behind the end")")});
+  EXPECT_EQ(turn.text, "Grüße 🙂");
+  EXPECT_THAT(fragments, ElementsAre("Grüß", "e 🙂"));
+  EXPECT_EQ(turn.finishReason, "stop");
+  EXPECT_EQ(turn.responseId, "gen-2");
+  EXPECT_EQ(turn.usage, (json::object{{"total_tokens", 7}})) << "the last one, and still there";
+  EXPECT_THAT(turn.toolCalls, IsEmpty());
+}
+
+TEST(ChatTurnAssemblyTest, skipsWhatIsMalformedAndEndsWithoutAnEndMark) {
+  const auto [turn, fragments] = assemble(
+      {"data: {\"choices\":[", "data: 5", "data: {}", R"(data: {"choices":7,"usage":null,"id":3})",
+       R"(data: {"choices":[null]})", R"(data: {"choices":[{"delta":null,"finish_reason":4}]})",
+       delta(R"("content":null)"), delta(R"("content":["no text"],"tool_calls":{"index":0})"),
+       R"(data: {"error":null,"choices":[{"delta":{"content":"one "}},{"delta":{"content":"another choice"}}]})",
+       "data: {\"choices\":[{\"delta\":{\"content\":\"bro\xffken\"}}]}"});
+  EXPECT_EQ(turn.text, "one bro\xEF\xBF\xBDken");
+  EXPECT_EQ(turn.finishReason, std::nullopt);
+  EXPECT_EQ(turn.responseId, "gen-1");
+}
+
+TEST(ChatTurnAssemblyTest, keepsInterleavedCallsApartInTheOrderOfTheirIndices) {
+  const auto [turn, fragments] =
+      assemble({toolCalls(R"({"index":1,"id":"b","function":{"name":"read_file","arguments":"{\"pa"}})"),
+                toolCalls(R"({"index":0,"id":"a","function":{"name":"bash","arguments":""}})"),
+                toolCalls(R"({"index":0,"function":{"arguments":"{\"command\":"}},)"
+                          R"({"index":1,"id":"","function":{"name":"","arguments":"th\":\"x\"}"}})"),
+                toolCalls(R"({"index":0,"function":{"arguments":"\"ls\"}"}})")});
+  EXPECT_THAT(turn.toolCalls, ElementsAre(RavantToolCall{"a", "bash", R"({"command":"ls"})"},
+                                          RavantToolCall{"b", "read_file", R"({"path":"x"})"}));
+}
+
+TEST(ChatTurnAssemblyTest, findsTheCallsOfProvidersThatGiveNoIndex) {
+  const auto [turn, fragments] = assemble(
+      {toolCalls(R"({"id":"a","function":{"name":"bash","arguments":{"command":"ls","n":[1,2]}}},)"
+                 R"({"id":"b","function":{"name":"bash","arguments":"{\"comm"}})"),
+       toolCalls(R"({"function":{"arguments":"and\":"}})"), toolCalls(R"({"id":"b","function":{"arguments":"1}"}})"),
+       toolCalls(R"({"function":{"name":"list_directory","arguments":null}})")});
+  ASSERT_THAT(turn.toolCalls, SizeIs(3));
+  EXPECT_EQ(turn.toolCalls[0], (RavantToolCall{"a", "bash", R"({"command":"ls","n":[1,2]})"}));
+  EXPECT_EQ(turn.toolCalls[1], (RavantToolCall{"b", "bash", R"({"command":1})"}));
+  EXPECT_EQ(turn.toolCalls[2].name, "list_directory");
+  EXPECT_EQ(turn.toolCalls[2].argumentsJSON, "");
+  EXPECT_THAT(turn.toolCalls[2].id, MatchesRegex("[a-zA-Z0-9]{9}")) << "one that never got an id";
+}
+
+TEST(ChatTurnAssemblyTest, generatedIdsDiffer) {
+  std::set<std::string> ids;
+  for (int i = 0; i < 1000; ++i) ids.insert(generatedToolCallId());
+  EXPECT_THAT(ids, SizeIs(1000));
+  EXPECT_THAT(ids, testing::Each(MatchesRegex("[a-zA-Z0-9]{9}")));
+}
+
+TEST(ChatTurnAssemblyTest, anErrorInTheStreamEndsTheTurnInTheProvidersWords) {
+  const std::string begun = delta(R"("content":"Well")");
+  EXPECT_EQ(failureOf({begun, R"(data: {"error":{"code":502,"message":"Provider disconnected"},"choices":[]})"}),
+            "Mistral API error (502): Provider disconnected");
+  EXPECT_EQ(failureOf({R"(data: {"error":{"code":"rate_limited","message":"Slow down"}})"}),
+            "Mistral API error (rate_limited): Slow down");
+  EXPECT_EQ(failureOf({R"(data: {"error":{"message":"Gone"}})"}), "Mistral API error: Gone");
+  EXPECT_EQ(failureOf({R"(data: {"error":"Gone"})"}), "Mistral API error: Gone");
+  EXPECT_EQ(failureOf({R"(data: {"error":{"type":"odd"}})"}), R"(Mistral API error: {"type":"odd"})");
+}
+
+TEST(ChatTurnAssemblyTest, aReplyThatIsNoEventStreamIsNoEmptyAnswer) {
+  EXPECT_EQ(failureOf({R"({"error":{"message":"wrong path"}})"}),
+            R"(Mistral transport error: the response is no event stream: {"error":{"message":"wrong path"}})");
+  EXPECT_EQ(failureOf({}), "none");
+  EXPECT_EQ(failureOf({": keep-alive", "", "event: ping", "id: 5", "retry: 10"}), "none");
+}
+
+}  // namespace
+}  // namespace ravant::test

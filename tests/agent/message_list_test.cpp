@@ -1,0 +1,136 @@
+#include "agent/message_list.hpp"
+
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "core/overloaded.hpp"
+
+namespace ravant::test {
+namespace {
+
+using Entries = std::vector<TranscriptEntry>;
+
+TranscriptEntry user(std::string text) { return {TranscriptEntry::User{std::move(text)}}; }
+TranscriptEntry agent(std::string text) { return {TranscriptEntry::Agent{std::move(text)}}; }
+TranscriptEntry call(std::string id, std::string input = "{}", std::string output = "out", bool failed = false) {
+  return {TranscriptEntry::ToolInvocation{.callId = std::move(id),
+                                          .name = "bash",
+                                          .input = std::move(input),
+                                          .output = std::move(output),
+                                          .failed = failed}};
+}
+
+/// A line a message; generated ids as `#`.
+std::string summaryOf(const std::vector<RavantMessage>& messages) {
+  std::string summary;
+  for (const RavantMessage& message : messages) {
+    std::visit(Overloaded{[&](const message::User& said) { summary += "user: " + said.text; },
+                          [&](const message::Assistant& said) {
+                            summary += "assistant: " + said.text;
+                            for (const RavantToolCall& made : said.toolCalls) {
+                              summary += fmt::format(" <{} {} {}>", made.id.size() == 9 ? "#" : made.id, made.name,
+                                                     made.argumentsJSON);
+                            }
+                          },
+                          [&](const message::ToolResult& result) {
+                            summary += fmt::format("{} {}: {}", result.isError ? "error" : "result",
+                                                   result.callId.size() == 9 ? "#" : result.callId, result.content);
+                          }},
+               message);
+    summary += '\n';
+  }
+  return summary;
+}
+
+/// What providers refuse in a list of messages; empty where they take it.
+std::string objectionTo(const std::vector<RavantMessage>& messages) {
+  std::vector<std::string> awaited;
+  for (const RavantMessage& message : messages) {
+    if (const auto* result = std::get_if<message::ToolResult>(&message)) {
+      if (awaited.empty() || awaited.front() != result->callId) return "a result without its call: " + result->callId;
+      if (result->name.empty()) return "a result without a name";
+      awaited.erase(awaited.begin());
+      continue;
+    }
+    if (!awaited.empty()) return "a call without its result: " + awaited.front();
+    const auto* assistant = std::get_if<message::Assistant>(&message);
+    if (!assistant) continue;
+    if (assistant->toolCalls.empty() && assistant->text.empty()) return "an assistant that says nothing";
+    for (const RavantToolCall& made : assistant->toolCalls) {
+      if (made.id.empty() || std::ranges::count(awaited, made.id) > 0) return "an id that is empty or not unique";
+      if (!parseArguments(made.argumentsJSON)) return "arguments that are no object";
+      awaited.push_back(made.id);
+    }
+  }
+  return awaited.empty() ? "" : "a call without its result: " + awaited.front();
+}
+
+struct Rehydration {
+  std::string name;
+  Entries entries;
+  std::string messages;
+};
+
+class RehydrationTest : public testing::TestWithParam<Rehydration> {};
+
+TEST_P(RehydrationTest, givesAListThatProvidersAccept) {
+  const auto messages = rehydratedTranscript(GetParam().entries);
+  EXPECT_EQ(summaryOf(messages), GetParam().messages);
+  EXPECT_EQ(objectionTo(messages), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    MessageList, RehydrationTest,
+    testing::Values(
+        Rehydration{"aConversation",
+                    {user("do it"), agent("I look."), call("a"), call("b", R"({"x":1})", "", true), agent("Done."),
+                     user("thanks")},
+                    "user: do it\nassistant: I look. <a bash {}> <b bash {\"x\":1}>\nresult a: out\nerror b: \n"
+                    "assistant: Done.\nuser: thanks\n"},
+        Rehydration{"callsBehindNoWords",
+                    {user("do it"), call("a"), call("b"), user("more"), call("c")},
+                    "user: do it\nassistant:  <a bash {}> <b bash {}>\nresult a: out\nresult b: out\nuser: more\n"
+                    "assistant:  <c bash {}>\nresult c: out\n"},
+        Rehydration{"idsThatComeAgain",
+                    {user("do it"), agent("One."), call("call_0"), call("call_0"), agent("Two."), call("call_0")},
+                    "user: do it\nassistant: One. <call_0 bash {}>\nresult call_0: out\n"
+                    "assistant:  <call_0 bash {}>\nresult call_0: out\nassistant: Two. <call_0 bash {}>\n"
+                    "result call_0: out\n"},
+        Rehydration{"whatAModelGotWrong",
+                    {user("do it"), call("", "not JSON"), call("b", "[1]"), call("c", "")},
+                    "user: do it\nassistant:  <# bash > <b bash > <c bash >\nresult #: out\nresult b: out\n"
+                    "result c: out\n"},
+        Rehydration{"emptyMessages", {user(" "), agent(""), user("x"), agent("\n")}, "user: x\n"},
+        Rehydration{"nothing", {}, ""}),
+    [](const auto& info) { return info.param.name; });
+
+TEST(MessageListTest, anyTranscriptGivesAListThatProvidersAccept) {
+  std::mt19937 random(20261121);
+  const auto pick = [&](std::size_t count) { return std::uniform_int_distribution<std::size_t>(0, count - 1)(random); };
+  const std::vector<std::string> ids = {"a", "b", "", "call_0"};
+  const std::vector<std::string> inputs = {"{}", "", "[", R"({"path":"x"})"};
+  for (int round = 0; round < 2000; ++round) {
+    Entries entries;
+    for (std::size_t length = pick(12); length > 0; --length) {
+      switch (pick(4)) {
+        case 0:
+          entries.push_back(user(pick(4) == 0 ? "" : "words"));
+          break;
+        case 1:
+          entries.push_back(agent(pick(3) == 0 ? "" : "words"));
+          break;
+        default:
+          entries.push_back(call(ids[pick(ids.size())], inputs[pick(inputs.size())], "out", pick(2) == 0));
+          std::get<TranscriptEntry::ToolInvocation>(entries.back().step).name =
+              pick(3) == 0 ? std::nullopt : std::optional<std::string>("bash");
+      }
+    }
+    const auto messages = rehydratedTranscript(entries);
+    ASSERT_EQ(objectionTo(messages), "") << summaryOf(messages);
+  }
+}
+
+}  // namespace
+}  // namespace ravant::test
