@@ -28,7 +28,10 @@ constexpr std::string_view kOutside =
 
 class RavantToolsTest : public testing::Test {
  protected:
-  RavantToolsTest() : tools(options(120s)) { std::filesystem::create_directory(project); }
+  RavantToolsTest() : tools(options(120s)) {
+    std::filesystem::create_directory(project);
+    ::setenv("HOME", folder_.path().c_str(), 1);
+  }
 
   RavantToolsOptions options(std::chrono::seconds bashLimit, std::string shell = "/bin/bash") {
     return {.workingDirectory = project,

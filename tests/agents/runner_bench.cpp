@@ -77,6 +77,22 @@ awaitable<void> RunnerBench::cancel() { return runner_->cancel(conversation_); }
 
 void RunnerBench::loseConversation() { store_.container->connect().execute("DELETE FROM conversation"); }
 
+void RunnerBench::append(std::vector<TranscriptAction> actions) {
+  run(store_.items->apply(conversation_, std::move(actions)));
+}
+
+awaitable<std::shared_ptr<ChangeSubscription>> RunnerBench::subscribe() {
+  co_return co_await store_.container->changeFeed()->subscribe(co_await asio::this_coro::executor);
+}
+
+std::int64_t RunnerBench::committedChanges() {
+  sqlite::Database database = store_.container->connect();
+  sqlite::Statement newest = database.prepare("SELECT max(sequence) FROM change");
+  auto row = newest.query();
+  row.step();
+  return row.int64(0);
+}
+
 void RunnerBench::replaceRunner() {
   if (runner_) await(runner_->shutdown());
   runner_ = makeRunner_(store_.container, store_.executors.io(), shell_);

@@ -34,6 +34,12 @@ class RunnerBench {
   awaitable<void> cancel();
   /// Deletes the conversation as no Ravant does while a prompt runs in it.
   void loseConversation();
+  /// As another process does between two prompts.
+  void append(std::vector<TranscriptAction> actions);
+  /// What is committed from now on, for the loop of `await`.
+  awaitable<std::shared_ptr<ChangeSubscription>> subscribe();
+  /// How many changes of entities have been committed up to now.
+  std::int64_t committedChanges();
   /// As the next start of the program has it.
   void replaceRunner();
 
