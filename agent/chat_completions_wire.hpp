@@ -42,7 +42,7 @@ struct StreamError {
 /// One object of the stream. Views are of the parser's memory.
 struct Chunk {
   std::optional<std::string_view> id;
-  const json::object* usage = nullptr;
+  std::optional<json::object> usage;
   std::optional<std::string_view> finishReason;
   std::string_view content;
   std::vector<ToolCallFragment> toolCalls;
@@ -51,12 +51,17 @@ struct Chunk {
 
 class ChunkParser {
  public:
+  ChunkParser();
+  ~ChunkParser();
+  ChunkParser(const ChunkParser&) = delete;
+  ChunkParser& operator=(const ChunkParser&) = delete;
+
   /// Nothing for what is no JSON object. Valid until the next call.
   std::optional<Chunk> parse(std::string_view payload);
 
  private:
-  JsonLineParser parser_;
-  std::string repaired_;
+  struct Parsers;
+  std::unique_ptr<Parsers> parsers_;
 };
 
 /// The data of a line of an event stream, without the white space around it; nothing for any other line.

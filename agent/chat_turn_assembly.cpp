@@ -28,7 +28,7 @@ ChatTurnAssembly::Progress ChatTurnAssembly::onLine(std::string_view line) {
   }
   hasEvent_ = true;
   if (*payload == chat::kStreamEnd) return Progress::over;
-  if (const auto chunk = parser_.parse(*payload)) take(*chunk);
+  if (auto chunk = parser_.parse(*payload)) take(*std::move(chunk));
   return Progress::goesOn;
 }
 
@@ -47,10 +47,10 @@ ChatTurn ChatTurnAssembly::finish() {
   return std::move(turn_);
 }
 
-void ChatTurnAssembly::take(const chat::Chunk& chunk) {
+void ChatTurnAssembly::take(chat::Chunk chunk) {
   if (chunk.error) throw ChatCompletionsError::stream(provider_, chunk.error->code, chunk.error->message);
   if (chunk.id && chunk.id != turn_.responseId) turn_.responseId = *chunk.id;
-  if (chunk.usage != nullptr) turn_.usage.emplace(*chunk.usage, json::storage_ptr());  // not in the memory of the line
+  if (chunk.usage) turn_.usage = std::move(chunk.usage);
   if (chunk.finishReason) turn_.finishReason = *chunk.finishReason;
   if (!chunk.content.empty()) {
     turn_.text += chunk.content;

@@ -37,7 +37,7 @@ class ChatTurnAssembly {
     std::string arguments;
   };
 
-  void take(const chat::Chunk& chunk);
+  void take(chat::Chunk chunk);
   PartialToolCall& partialFor(const chat::ToolCallFragment& fragment);
 
   std::string provider_;

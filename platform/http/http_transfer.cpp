@@ -8,7 +8,7 @@
 namespace ravant {
 namespace {
 
-constexpr std::size_t kBodyLimit = 1024 * 1024;
+constexpr std::size_t kBodyLimit = 256 * 1024;
 
 }  // namespace
 

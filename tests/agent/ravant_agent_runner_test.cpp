@@ -273,7 +273,7 @@ TEST_F(RavantAgentRunnerTest, textIsAnnouncedWhileItGrowsAndStoredOnce) {
 }
 
 TEST_F(RavantAgentRunnerTest, theNumberOfPiecesDoesNotMatterToTheStore) {
-  play({says({"one"}), says(std::vector<std::string>(2'000, "piece "))});
+  play({says({"one"}), says(std::vector<std::string>(10'000, "piece "))});
   const auto changesOf = [&](const std::string& prompt) {
     const std::int64_t before = bench->committedChanges();
     EXPECT_EQ(send(prompt), "finished");
@@ -281,7 +281,7 @@ TEST_F(RavantAgentRunnerTest, theNumberOfPiecesDoesNotMatterToTheStore) {
   };
   const std::int64_t ofOne = changesOf("one");
   EXPECT_EQ(changesOf("many"), ofOne);
-  EXPECT_EQ(bench->texts().back().size(), 2'000 * 6U);
+  EXPECT_EQ(bench->texts().back().size(), 10'000 * 6U);
 }
 
 TEST_F(RavantAgentRunnerTest, cancellingBeforeAnAnswerEndsTheRequest) {
