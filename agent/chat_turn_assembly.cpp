@@ -3,17 +3,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <random>
 
 #include "agent/chat_completions_error.hpp"
+#include "agent/tool_call_id.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant {
 namespace {
 
-constexpr std::size_t kIdLength = 9;
-constexpr std::string_view kIdCharacters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789";
 constexpr std::size_t kStrayTextLimit = 300;
 
 }  // namespace
@@ -79,14 +77,6 @@ ChatTurnAssembly::PartialToolCall& ChatTurnAssembly::partialFor(const chat::Tool
   }
   lastIndex_ = index;
   return partials_[index];
-}
-
-std::string generatedToolCallId() {
-  std::random_device random;
-  std::uniform_int_distribution<std::size_t> character(0, kIdCharacters.size() - 1);
-  std::string id(kIdLength, '\0');
-  std::ranges::generate(id, [&] { return kIdCharacters[character(random)]; });
-  return id;
 }
 
 }  // namespace ravant

@@ -50,7 +50,4 @@ class ChatTurnAssembly {
   std::string strayText_;  ///< the first of what was no event
 };
 
-/// An id for a call that came without one: nine random letters and digits, as Mistral asks for.
-std::string generatedToolCallId();
-
 }  // namespace ravant

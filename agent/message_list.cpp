@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "agent/chat_turn_assembly.hpp"
+#include "agent/tool_call_id.hpp"
 #include "core/overloaded.hpp"
 #include "platform/text/text.hpp"
 
@@ -68,6 +68,17 @@ message::Assistant fitToBeSent(message::Assistant assistant) {
     ids.push_back(call.id);
   }
   return assistant;
+}
+
+std::vector<RavantMessage> withIdsFor(RavantProvider provider, std::vector<RavantMessage> messages) {
+  if (provider != RavantProvider::mistral) return messages;
+  for (RavantMessage& message : messages) {
+    if (auto* result = std::get_if<message::ToolResult>(&message)) result->callId = nineCharacterId(result->callId);
+    if (auto* assistant = std::get_if<message::Assistant>(&message)) {
+      for (RavantToolCall& call : assistant->toolCalls) call.id = nineCharacterId(call.id);
+    }
+  }
+  return messages;
 }
 
 std::vector<RavantMessage> rehydratedTranscript(const std::vector<TranscriptEntry>& entries) {

@@ -6,7 +6,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include "agent/chat_turn_assembly.hpp"
 #include "agent/message_list.hpp"
 #include "agent/ravant_agent_tools.hpp"
 #include "agent/ravant_tools.hpp"
@@ -188,7 +187,7 @@ awaitable<void> RavantAgentRunner::followStream(std::shared_ptr<Run> run) {
   try {
     chat::Request request{.model = run->request.model,
                           .systemPrompt = systemPrompt(run->request.workingDirectory),
-                          .messages = run->memory.messages,
+                          .messages = withIdsFor(run->model->provider, run->memory.messages),
                           .tools = RavantAgentTools::definitions(),
                           .temperature = std::nullopt};
     run->turn = co_await run->client->streamTurn(std::move(request), [&](std::string_view fragment) {

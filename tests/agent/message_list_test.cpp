@@ -4,7 +4,9 @@
 #include <gmock/gmock.h>
 
 #include <random>
+#include <set>
 
+#include "agent/tool_call_id.hpp"
 #include "core/overloaded.hpp"
 
 namespace ravant::test {
@@ -105,6 +107,30 @@ INSTANTIATE_TEST_SUITE_P(
         Rehydration{"emptyMessages", {user(" "), agent(""), user("x"), agent("\n")}, "user: x\n"},
         Rehydration{"nothing", {}, ""}),
     [](const auto& info) { return info.param.name; });
+
+TEST(MessageListTest, idsAreShortenedForMistralAlone) {
+  const auto messages = rehydratedTranscript({user("do it"), call("call_0123456789abcdef"), call("Abc123xyZ")});
+  EXPECT_EQ(withIdsFor(RavantProvider::openrouter, messages), messages);
+  const auto fitted = withIdsFor(RavantProvider::mistral, messages);
+  EXPECT_EQ(objectionTo(fitted), "");
+  EXPECT_EQ(fitted, withIdsFor(RavantProvider::mistral, messages)) << "the same in every request";
+  const auto& calls = std::get<message::Assistant>(fitted.at(1)).toolCalls;
+  EXPECT_THAT(calls[0].id, testing::MatchesRegex("[a-zA-Z0-9]{9}"));
+  EXPECT_EQ(calls[1].id, "Abc123xyZ");
+}
+
+TEST(ToolCallIdTest, idsDiffer) {
+  std::set<std::string> generated;
+  std::set<std::string> shortened;
+  for (int i = 0; i < 1000; ++i) {
+    generated.insert(generatedToolCallId());
+    shortened.insert(nineCharacterId(fmt::format("call_{}", i)));
+  }
+  for (const auto& ids : {generated, shortened}) {
+    EXPECT_EQ(ids.size(), 1000U);
+    EXPECT_THAT(ids, testing::Each(testing::MatchesRegex("[a-zA-Z0-9]{9}")));
+  }
+}
 
 TEST(MessageListTest, anyTranscriptGivesAListThatProvidersAccept) {
   std::mt19937 random(20261121);

@@ -38,13 +38,15 @@ Sandbox::Sandbox() {
 }
 
 Program Sandbox::start(std::vector<std::string> arguments, std::string input, ProgramOutput output) const {
+  std::map<std::string, std::string> environment = {{"HOME", home()},
+                                                    {"PATH", "/usr/bin:/bin"},
+                                                    {"RAVANT_DATA_DIR", data()},
+                                                    {"SHELL", "/bin/bash"},
+                                                    {"XDG_CONFIG_HOME", folder_ / "config"}};
+  for (const auto& [name, value] : variables_) environment[name] = value;
   return Program({.path = RAVANT_PROGRAM,
                   .arguments = std::move(arguments),
-                  .environment = {{"HOME", home()},
-                                  {"PATH", "/usr/bin:/bin"},
-                                  {"RAVANT_DATA_DIR", data()},
-                                  {"SHELL", "/bin/bash"},
-                                  {"XDG_CONFIG_HOME", folder_ / "config"}},
+                  .environment = std::move(environment),
                   .workingDirectory = project(),
                   .input = std::move(input),
                   .output = output});

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,9 @@ namespace ravant::test {
 class Sandbox {
  public:
   Sandbox();
+
+  /// For what is started from now on.
+  void setVariable(const std::string& name, const std::string& value) { variables_[name] = value; }
 
   /// Starts `ravant` in the project folder.
   Program start(std::vector<std::string> arguments, std::string input = {},
@@ -35,6 +39,7 @@ class Sandbox {
 
  private:
   TemporaryFolder folder_;
+  std::map<std::string, std::string> variables_;
 };
 
 /// The JSON objects of an output, one a line.

@@ -1,0 +1,182 @@
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "platform/files/private_file.hpp"
+#include "tests/agents/scripted_model.hpp"
+#include "tests/journeys/sandbox.hpp"
+#include "tests/support/processes.hpp"
+
+namespace ravant::test {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+const std::vector<std::string> kRun = {"run", "--agent", "ravant", "--model", "deepseek/deepseek-v4-pro"};
+
+class BuiltInAgent : public testing::Test {
+ protected:
+  BuiltInAgent() {
+    sandbox.setVariable("DBUS_SESSION_BUS_ADDRESS", "unix:path=/no/such/bus");
+    sandbox.run({"settings", "set", "keyStore", "file"});
+  }
+
+  void play(std::vector<ModelAnswer> script, HttpServer::Transport transport = HttpServer::Transport::plain) {
+    model = std::make_unique<ScriptedModel>(std::move(script), transport);
+    sandbox.setVariable("RAVANT_OPENROUTER_URL", model->url());
+  }
+  void setKey() {
+    const ProgramResult result = sandbox.run({"key", "set", "openrouter"}, std::string(ScriptedModel::kKey) + "\n");
+    EXPECT_EQ(result.status, 0) << result.errors;
+  }
+  static std::vector<std::string> with(std::vector<std::string> arguments, const std::vector<std::string>& more) {
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    return arguments;
+  }
+
+  Sandbox sandbox;
+  Gate gate;
+  std::unique_ptr<ScriptedModel> model;
+};
+
+TEST_F(BuiltInAgent, answersWhileItIsWatchedAndGoesOnLater) {
+  play({calls({{"a", "bash", R"({"command":"cat notes.txt"})"}}, "I look."),
+        [&](HttpServer::Connection& connection) {
+          connection.beginEventStream();
+          connection.write(textEvent("The notes "));
+          connection.wait(gate);
+          connection.write(textEvent("are short."));
+          connection.write(endOfStream(1'000, 50));
+        },
+        says({"As I said."})});
+  setKey();
+  std::ofstream(sandbox.project() / "notes.txt") << "one line\n";
+
+  Program first = sandbox.start(with(kRun, {"What is in the notes?"}));
+  ASSERT_TRUE(first.readUntil("The notes "));
+  gate.open();
+  const ProgramResult result = first.wait();
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_THAT(result.output, HasSubstr("\n\nI look.\n\n• bash cat notes.txt\n  ✓ bash\n    one line\n\n"
+                                       "The notes are short.\n\n1050 tokens in context (0% of 1048576)\n"));
+
+  const auto told = events(sandbox.run({"run", "--continue", "--json", "And now?"}).output);
+  EXPECT_EQ(told.back().at("reason").as_string(), "finished");
+  EXPECT_EQ(model->conversations().back(),
+            "user: What is in the notes?\nassistant: bash({\"command\":\"cat notes.txt\"}) I look.\n"
+            "tool: one line\n\nassistant: The notes are short.\nuser: And now?\n");
+}
+
+TEST_F(BuiltInAgent, keepsItsKeyToItself) {
+  play({refuses(401, "no such key: " + std::string(ScriptedModel::kKey)), says({"Fine."})});
+  setKey();
+  const std::vector<ProgramResult> results = {
+      sandbox.run(with(kRun, {"--verbose", "one"})), sandbox.run(with(kRun, {"--verbose", "--json", "two"})),
+      sandbox.run({"key", "list"}), sandbox.run({"key", "list", "--json"}), sandbox.run({"doctor"})};
+  EXPECT_EQ(results[0].status, 1);
+  EXPECT_EQ(results[1].status, 0);
+  for (const ProgramResult& result : results) {
+    EXPECT_THAT(result.output + result.errors, Not(HasSubstr(ScriptedModel::kKey)));
+  }
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(sandbox.data())) {
+    if (!entry.is_regular_file() || entry.path().filename() == "keys.json") continue;
+    EXPECT_THAT(readFile(entry.path()).value(), Not(HasSubstr(ScriptedModel::kKey))) << entry.path();
+  }
+  EXPECT_EQ(std::filesystem::status(sandbox.data() / "keys.json").permissions(),
+            std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(BuiltInAgent, interruptedItStopsItsToolAndGoesOnLater) {
+  play({calls({{"a", "bash", R"({"command":"echo $$ > pid; echo begun; sleep 1000"})"}}), says({"Here."})});
+  setKey();
+  ASSERT_EQ(::mkfifo((sandbox.project() / "pid").c_str(), 0600), 0);
+  Program run = sandbox.start(with(kRun, {"Wait"}));
+  pid_t pid = 0;
+  std::ifstream(sandbox.project() / "pid") >> pid;
+  run.signal(SIGINT);
+  const ProgramResult result = run.wait();
+  EXPECT_EQ(result.status, 130);
+  EXPECT_THAT(result.output, HasSubstr("✗ bash\n    begun\n    [cancelled]\n\ncancelled\n"));
+  EXPECT_FALSE(isAlive(pid));
+  EXPECT_EQ(sandbox.run({"run", "--continue", "Go on"}).status, 0);
+}
+
+TEST_F(BuiltInAgent, killedInAToolItGoesOnWithAResultForEachCall) {
+  play({calls({{"a", "bash", R"({"command":"echo $$ > pid; sleep 1000"})"}}, "I look."), says({"Here."})});
+  setKey();
+  ASSERT_EQ(::mkfifo((sandbox.project() / "pid").c_str(), 0600), 0);
+  Program run = sandbox.start(with(kRun, {"Wait"}));
+  pid_t pid = 0;
+  std::ifstream(sandbox.project() / "pid") >> pid;
+  run.signal(SIGKILL);
+  run.wait();
+  const ProgramResult result = sandbox.run({"run", "--continue", "Go on"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_FALSE(isAlive(pid));
+  EXPECT_THAT(model->conversations().back(),
+              AllOf(StartsWith("user: Wait\nassistant: bash({\"command\":\"echo $$ > pid; sleep 1000\"}) I look.\n"
+                               "tool: [tool error] "),
+                    testing::EndsWith("\nuser: Go on\n")));
+}
+
+TEST_F(BuiltInAgent, talksToAnEncryptedGatewayThatIsTrusted) {
+  play({says({"Safe."})}, HttpServer::Transport::tls);
+  setKey();
+  const ProgramResult untrusted = sandbox.run(with(kRun, {"Hello"}));
+  EXPECT_EQ(untrusted.status, 1);
+  EXPECT_THAT(untrusted.errors, AllOf(StartsWith("ravant: The agent run failed: OpenRouter transport error: "),
+                                      HasSubstr("certificate")));
+  sandbox.setVariable("SSL_CERT_FILE", model->certificate());
+  EXPECT_THAT(sandbox.run(with(kRun, {"Hello"})).output, HasSubstr("Safe."));
+}
+
+TEST_F(BuiltInAgent, saysWhatIsMissing) {
+  EXPECT_EQ(sandbox.run(with(kRun, {"Hello"})).errors,
+            "ravant: The agent run failed: No OpenRouter API key configured. Add one in Settings → Agents → Ravant.\n");
+  sandbox.setVariable("OPENROUTER_API_KEY", std::string(ScriptedModel::kKey));
+  sandbox.run({"settings", "set", "endpoints.openrouter", "http://gateway.example"});
+  EXPECT_EQ(sandbox.run(with(kRun, {"Hello"})).errors,
+            "ravant: The agent run failed: the address of OpenRouter cannot be used: \"http://gateway.example\" is not "
+            "encrypted, which only a loopback address may be; an address has the form https://host or "
+            "https://host:port\n");
+}
+
+TEST_F(BuiltInAgent, keysAreSetListedAndRemoved) {
+  setKey();
+  sandbox.setVariable("OPENROUTER_API_KEY", "sk-from-the-environment");
+  sandbox.setVariable("MISTRAL_API_KEY", "key");
+  EXPECT_EQ(sandbox.json({"key", "list"}),
+            parseJson(R"([{"provider":"openrouter","displayName":"OpenRouter","source":"file"},
+                          {"provider":"mistral","displayName":"Mistral","source":"environment"}])"));
+  EXPECT_EQ(sandbox.run({"key", "remove", "openrouter"}).output,
+            "Removed the key of OpenRouter\nThe one in the environment variable OPENROUTER_API_KEY is used now\n");
+  EXPECT_EQ(sandbox.run({"key", "remove", "openrouter"}).errors, "ravant: no key of OpenRouter is stored\n");
+  EXPECT_EQ(sandbox.run({"key", "set", "openrouter"}, " \n").errors,
+            "ravant: the key is empty; to take one away, use \"ravant key remove\"\n");
+  EXPECT_EQ(sandbox.run({"key", "set", "openrouter"}, "two words\n").errors,
+            "ravant: the key has spaces, line breaks or other characters that no key has\n");
+  EXPECT_EQ(sandbox.run({"key", "set", "nobody"}, "key\n").errors,
+            "ravant: there is no provider \"nobody\"; there is openrouter, mistral\n");
+}
+
+TEST_F(BuiltInAgent, withoutAKeyStoreTheWayOutIsNamed) {
+  sandbox.run({"settings", "reset", "keyStore"});
+  const ProgramResult result = sandbox.run({"key", "set", "openrouter"}, "key\n");
+  EXPECT_EQ(result.status, 1);
+  EXPECT_THAT(result.output, IsEmpty());
+  EXPECT_THAT(result.errors, AllOf(StartsWith("ravant: the desktop's key store does not answer: "),
+                                   HasSubstr("not encrypted, run: ravant settings set keyStore file")));
+  EXPECT_THAT(sandbox.run({"key", "list"}).output, HasSubstr("openrouter  OpenRouter  none"));
+}
+
+}  // namespace
+}  // namespace ravant::test
