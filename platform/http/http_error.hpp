@@ -1,20 +1,24 @@
 #pragma once
 
-#include <stdexcept>
+#include <exception>
 #include <string>
+#include <utility>
 
 namespace ravant {
 
 /// A transfer that failed; `what()` has the words of the transport. A response of any status is none.
-class HttpError : public std::runtime_error {
+class HttpError : public std::exception {
  public:
   enum class Case { noResponse, transfer, stalled, cancelled };
 
-  HttpError(Case kind, const std::string& words) : std::runtime_error(words), kind_(kind) {}
+  /// With words of its own, for copies cross threads.
+  HttpError(Case kind, std::string words) : kind_(kind), words_(std::move(words)) {}
   Case kind() const noexcept { return kind_; }
+  const char* what() const noexcept override { return words_.c_str(); }
 
  private:
   Case kind_;
+  std::string words_;
 };
 
 }  // namespace ravant
