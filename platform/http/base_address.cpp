@@ -2,6 +2,7 @@
 
 #include <curl/curl.h>
 #include <fmt/format.h>
+#include <strings.h>
 
 #include <memory>
 
@@ -34,17 +35,19 @@ class ParsedUrl {
   std::unique_ptr<CURLU, FreeUrl> url_;
 };
 
-bool isLoopback(std::string_view host) {
-  return host == "localhost" || host == "[::1]" ||
-         (host.starts_with("127.") && host.find_first_not_of("0123456789.") == std::string_view::npos);
+bool isLoopback(const std::string& host) {
+  return ::strcasecmp(host.c_str(), "localhost") == 0 || host == "[::1]" ||
+         (host.starts_with("127.") && host.find_first_not_of("0123456789.") == std::string::npos);
 }
 
 }  // namespace
 
 std::string baseAddress(std::string_view text) {
   const auto refuse = [&](std::string_view reason) {
+    // What stands before an @ can be a password.
+    const std::string subject = text.contains('@') ? "it" : fmt::format("\"{}\"", trimmed(text));
     return BaseAddressError(
-        fmt::format("\"{}\" {}; an address has the form https://host or https://host:port", trimmed(text), reason));
+        fmt::format("{} {}; an address has the form https://host or https://host:port", subject, reason));
   };
   const ParsedUrl url{std::string(trimmed(text))};
   if (!url.isValid()) throw refuse("is no address");

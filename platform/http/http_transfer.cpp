@@ -88,7 +88,8 @@ void HttpTransfer::wakeReader() {
 }
 
 void HttpTransfer::throwError() const {
-  if (error_) throw *error_;
+  // Anew: copies of an exception share their words, also between threads.
+  if (error_) throw HttpError(error_->kind(), error_->what());
 }
 
 }  // namespace ravant
