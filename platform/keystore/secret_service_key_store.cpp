@@ -25,7 +25,7 @@ const SecretSchema kSchema = {"com.ravant.keys",
                               nullptr};
 
 struct Unref {
-  void operator()(GCancellable* object) const { g_object_unref(object); }
+  void operator()(gpointer object) const { g_object_unref(object); }
 };
 struct FreeSecret {
   void operator()(char* secret) const { secret_password_free(secret); }
@@ -77,10 +77,28 @@ void throwIfFailed(GError* raised) {
   throw KeyStoreError(isAbsent ? KeyStoreError::Case::unavailable : KeyStoreError::Case::failed, error->message);
 }
 
+/// Has the user open the default collection where it is locked. What is in a locked one may be hidden: it would look as
+/// if it were not there.
+void unlock(GCancellable* cancellable) {
+  GError* error = nullptr;
+  const std::unique_ptr<SecretService, Unref> service(
+      secret_service_get_sync(SECRET_SERVICE_NONE, cancellable, &error));
+  throwIfFailed(error);
+  // None, or a name that leads to none: nobody has made it yet.
+  const std::unique_ptr<SecretCollection, Unref> collection(secret_collection_for_alias_sync(
+      service.get(), SECRET_COLLECTION_DEFAULT, SECRET_COLLECTION_NONE, cancellable, nullptr));
+  if (!collection || secret_collection_get_locked(collection.get()) != TRUE) return;
+  GList alone{.data = collection.get(), .next = nullptr, .prev = nullptr};
+  const int count = secret_service_unlock_sync(service.get(), &alone, cancellable, nullptr, &error);
+  throwIfFailed(error);
+  if (count == 0) throw KeyStoreError(KeyStoreError::Case::locked, "the key store is locked");
+}
+
 }  // namespace
 
 std::optional<std::string> SecretServiceKeyStore::read(const KeyName& name) {
   const Limit limit(limit_);
+  unlock(limit.cancellable());
   GError* error = nullptr;
   const std::unique_ptr<char, FreeSecret> secret(secret_password_lookup_sync(&kSchema, limit.cancellable(), &error,
                                                                              "service", name.service.c_str(), "account",
@@ -99,6 +117,7 @@ void SecretServiceKeyStore::store(const KeyName& name, const std::string& secret
 
 bool SecretServiceKeyStore::remove(const KeyName& name) {
   const Limit limit(limit_);
+  unlock(limit.cancellable());
   GError* error = nullptr;
   const bool isRemoved =
       secret_password_clear_sync(&kSchema, limit.cancellable(), &error, "service", name.service.c_str(), "account",
