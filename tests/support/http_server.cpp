@@ -373,10 +373,9 @@ class HttpServer::State {
     }
     try {
       connection->serve(keep, handler_);
-    } catch (const system_error&) {
-      // The connection is gone.
     } catch (const std::exception& error) {
-      ADD_FAILURE() << "a handler of the server: " << error.what();
+      const bool isConnectionGone = dynamic_cast<const system_error*>(&error) != nullptr;
+      if (!isConnectionGone) ADD_FAILURE() << "a handler of the server: " << error.what();
     }
     const std::lock_guard lock(mutex_);
     served.connection.reset();
