@@ -19,6 +19,8 @@ constexpr int kTooManyRequests = 429;
 constexpr int kFirstServerError = 500;
 constexpr int kLastServerError = 599;
 constexpr std::size_t kErrorBodyLimit = 64 * 1024;  // bytes
+/// For the last bytes of a response, without which its connection cannot be used again.
+constexpr std::chrono::milliseconds kPatienceBehindTheEnd{200};
 
 bool mayBeTriedAgain(int status) {
   return status == kTooManyRequests || (status >= kFirstServerError && status <= kLastServerError);
@@ -39,6 +41,8 @@ awaitable<ChatTurn> ChatCompletionsClient::streamTurn(chat::Request request, OnT
   } catch (const HttpError& error) {
     const bool isNoResponse = error.kind() == HttpError::Case::noResponse;
     throw ChatCompletionsError::transport(displayName(provider_), isNoResponse ? "No HTTP response" : error.what());
+  } catch (const ChatCompletionsError& error) {
+    throw error.without(apiKey_);
   }
 }
 
@@ -47,7 +51,7 @@ awaitable<ChatTurn> ChatCompletionsClient::followTurn(chat::Request request, OnT
   for (int retry = 0;; ++retry) {
     HttpResponse response = co_await session_.send(httpRequest(body));
     if (response.status() == kOk) co_return co_await readTurn(response, std::move(onText));
-    const std::string words = withoutKey(co_await response.text(kErrorBodyLimit));
+    const std::string words = co_await refusalIn(response);
     const auto wait = waitBeforeRetry(retry, response);
     if (!wait) throw ChatCompletionsError::http(displayName(provider_), response.status(), words);
     kLog.warning("{} refused a request with status {}; it is sent again in {} ms", displayName(provider_),
@@ -60,13 +64,25 @@ awaitable<ChatTurn> ChatCompletionsClient::readTurn(HttpResponse& response, OnTe
   ChatTurnAssembly assembly(std::string(displayName(provider_)), std::move(onText));
   do {
     while (const auto line = response.tryNext()) {
-      if (assembly.onLine(*line) == ChatTurnAssembly::Progress::over) co_return assembly.finish();
+      if (assembly.onLine(*line) != ChatTurnAssembly::Progress::over) continue;
+      co_await response.finish(kPatienceBehindTheEnd);
+      co_return assembly.finish();
     }
   } while (co_await response.fill());
   co_return assembly.finish();
 }
 
+awaitable<std::string> ChatCompletionsClient::refusalIn(HttpResponse& response) {
+  try {
+    co_return co_await response.text(kErrorBodyLimit);
+  } catch (const HttpError& error) {
+    if (error.kind() == HttpError::Case::cancelled) throw;
+    co_return std::string();  // the status alone says what matters
+  }
+}
+
 void ChatCompletionsClient::invalidate() {
+  isInvalid_ = true;
   session_.invalidate();
   if (pause_) pause_->cancel();
 }
@@ -92,18 +108,11 @@ std::optional<std::chrono::milliseconds> ChatCompletionsClient::waitBeforeRetry(
 }
 
 awaitable<void> ChatCompletionsClient::pause(std::chrono::milliseconds wait) {
+  if (isInvalid_) co_return;
   const auto timer = std::make_shared<asio::steady_timer>(co_await asio::this_coro::executor, wait);
   pause_ = timer;
   co_await timer->async_wait(asio::as_tuple(use_awaitable));
   pause_.reset();
-}
-
-/// Some providers repeat the key when they refuse it.
-std::string ChatCompletionsClient::withoutKey(std::string text) const {
-  for (std::size_t at = text.find(apiKey_); !apiKey_.empty() && at != std::string::npos; at = text.find(apiKey_)) {
-    text.replace(at, apiKey_.size(), "[key]");
-  }
-  return text;
 }
 
 }  // namespace ravant

@@ -49,16 +49,17 @@ class ChatCompletionsClient {
  private:
   awaitable<ChatTurn> followTurn(chat::Request request, OnText onText);
   awaitable<ChatTurn> readTurn(HttpResponse& response, OnText onText);
+  awaitable<std::string> refusalIn(HttpResponse& response);
   HttpRequest httpRequest(std::string body) const;
   std::optional<std::chrono::milliseconds> waitBeforeRetry(int retry, const HttpResponse& refusal) const;
   awaitable<void> pause(std::chrono::milliseconds wait);
-  std::string withoutKey(std::string text) const;
 
   const RavantProvider provider_;
   const std::string apiKey_;
   const ChatCompletionsOptions options_;
   HttpSession session_;
   std::shared_ptr<asio::steady_timer> pause_;
+  bool isInvalid_ = false;
 };
 
 }  // namespace ravant

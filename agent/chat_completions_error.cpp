@@ -21,6 +21,15 @@ ChatCompletionsError ChatCompletionsError::http(std::string_view provider, int s
   return {Case::http, apiError(provider, std::to_string(status), body)};
 }
 
+ChatCompletionsError ChatCompletionsError::without(std::string_view secret) const {
+  constexpr std::string_view kMark = "[key]";
+  std::string words = what();
+  for (std::size_t at = 0; !secret.empty() && (at = words.find(secret, at)) != std::string::npos; at += kMark.size()) {
+    words.replace(at, secret.size(), kMark);
+  }
+  return {kind_, words};
+}
+
 ChatCompletionsError ChatCompletionsError::stream(std::string_view provider, const std::optional<std::string>& code,
                                                   std::string_view message) {
   return {Case::stream, apiError(provider, code.value_or(std::string()), message)};

@@ -21,6 +21,9 @@ class ChatCompletionsError : public std::runtime_error {
 
   Case kind() const noexcept { return kind_; }
 
+  /// The same error with `secret` left out of its words: some providers repeat the key that they refuse.
+  ChatCompletionsError without(std::string_view secret) const;
+
  private:
   ChatCompletionsError(Case kind, const std::string& words) : std::runtime_error(words), kind_(kind) {}
 

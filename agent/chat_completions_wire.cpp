@@ -157,7 +157,9 @@ std::optional<Chunk> ChunkParser::parse(std::string_view payload) {
     if (key == "choices") parseFirstChoice(value, chunk);
     if (key == "id" && value.is_string()) chunk.id = textOf(value);
     if (key == "error") chunk.error = parseError(value);
-    if (key == "usage" && value.is_object()) chunk.usage = std::move(parseJson(jsonOf(value)).value().as_object());
+    if (key == "usage" && value.is_object()) {
+      if (auto usage = parseJson(jsonOf(value))) chunk.usage = std::move(usage->as_object());
+    }
   });
   return chunk;
 }

@@ -12,7 +12,8 @@
 namespace ravant {
 namespace {
 
-constexpr std::size_t kStrayTextLimit = 300;
+constexpr std::size_t kStrayTextLimit = 300;  // bytes
+constexpr std::int64_t kMostCalls = 1'000'000;
 
 }  // namespace
 
@@ -21,7 +22,8 @@ ChatTurnAssembly::Progress ChatTurnAssembly::onLine(std::string_view line) {
   if (!payload) {
     const bool isField =
         line.starts_with(':') || line.starts_with("event:") || line.starts_with("id:") || line.starts_with("retry:");
-    if (!hasEvent_ && !isField && strayText_.size() < kStrayTextLimit) strayText_ += line;
+    if (!hasEvent_ && !isField)
+      strayText_ += line.substr(0, kStrayTextLimit - std::min(strayText_.size(), kStrayTextLimit));
     return Progress::goesOn;
   }
   hasEvent_ = true;
@@ -31,11 +33,11 @@ ChatTurnAssembly::Progress ChatTurnAssembly::onLine(std::string_view line) {
 }
 
 ChatTurn ChatTurnAssembly::finish() {
-  if (!hasEvent_ && !trimmed(strayText_).empty()) {
-    const std::string stray = repairUtf8(strayText_);
-    throw ChatCompletionsError::transport(
-        provider_, fmt::format("the response is no event stream: {}", utf8Prefix(trimmed(stray), kStrayTextLimit)));
+  if (const std::string_view stray = trimmed(strayText_); !hasEvent_ && !stray.empty()) {
+    throw ChatCompletionsError::transport(provider_, fmt::format("the response is no event stream: {}", stray));
   }
+  const bool isEmpty = turn_.text.empty() && partials_.empty() && !turn_.finishReason && !turn_.usage;
+  if (isEmpty) throw ChatCompletionsError::transport(provider_, "the response is empty");
   for (auto& [index, partial] : partials_) {
     turn_.toolCalls.push_back({.id = partial.id ? *std::move(partial.id) : generatedToolCallId(),
                                .name = std::move(partial.name),
@@ -62,10 +64,11 @@ void ChatTurnAssembly::take(chat::Chunk chunk) {
   }
 }
 
-/// Without an index, an id or a name that is new begins a call, and anything else belongs to the last one.
+/// Without an index, a new id, or a name without an id, begins a call; anything else belongs to the last one.
 ChatTurnAssembly::PartialToolCall& ChatTurnAssembly::partialFor(const chat::ToolCallFragment& fragment) {
-  std::int64_t index = fragment.index.value_or(lastIndex_);
-  if (!fragment.index) {
+  const bool hasIndex = fragment.index && *fragment.index >= 0 && *fragment.index < kMostCalls;
+  std::int64_t index = hasIndex ? *fragment.index : lastIndex_;
+  if (!hasIndex) {
     const auto known = std::ranges::find_if(
         partials_, [&](const auto& entry) { return !fragment.id.empty() && entry.second.id == fragment.id; });
     const bool isNew = !fragment.id.empty() || !fragment.name.empty() || partials_.empty();

@@ -23,11 +23,8 @@ class ChatTurnAssembly {
   /// Takes a line in, without its line feed. Throws `ChatCompletionsError` where it holds the provider's error.
   Progress onLine(std::string_view line);
 
-  /// The turn as far as it was taken in. Throws `ChatCompletionsError` where nothing of what came was an event.
+  /// The turn as far as it was taken in. Throws `ChatCompletionsError` where it is empty.
   ChatTurn finish();
-
-  /// What has been said up to now.
-  const std::string& text() const { return turn_.text; }
 
  private:
   /// A tool call under assembly.

@@ -9,7 +9,7 @@
 namespace ravant {
 namespace {
 
-constexpr std::string_view kUnnamedTool = "unknown";
+constexpr std::string_view kNoAnswer = "(no answer)";
 
 /// A group of calls and their results, as it grows.
 class OpenCalls {
@@ -23,7 +23,7 @@ class OpenCalls {
   }
 
   void add(const TranscriptEntry::ToolInvocation& call) {
-    const std::string name = call.name && !call.name->empty() ? *call.name : std::string(kUnnamedTool);
+    const std::string name = sendableName(call.name.value_or(std::string()));
     if (!isOpen_ || hasCall(call.callId)) open({});
     const std::string id = call.callId.empty() ? generatedToolCallId() : call.callId;
     assistant_.toolCalls.push_back({.id = id, .name = name, .argumentsJSON = call.input.value_or(std::string())});
@@ -64,21 +64,38 @@ message::Assistant fitToBeSent(message::Assistant assistant) {
   std::vector<std::string> ids;
   for (RavantToolCall& call : assistant.toolCalls) {
     if (call.id.empty() || std::ranges::count(ids, call.id) > 0) call.id = generatedToolCallId();
-    if (!parseArguments(call.argumentsJSON)) call.argumentsJSON.clear();
+    call.name = sendableName(call.name);
+    if (trimmed(call.argumentsJSON).empty() || !parseArguments(call.argumentsJSON)) call.argumentsJSON.clear();
     ids.push_back(call.id);
   }
   return assistant;
 }
 
-std::vector<RavantMessage> withIdsFor(RavantProvider provider, std::vector<RavantMessage> messages) {
+std::string sendableName(std::string_view name) {
+  constexpr std::size_t kLongest = 64;
+  constexpr std::string_view kAllowed = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_-";
+  std::string sendable(name.substr(0, kLongest));
+  for (char& c : sendable) {
+    if (!kAllowed.contains(c)) c = '_';
+  }
+  return sendable.empty() ? "unknown" : sendable;
+}
+
+std::vector<RavantMessage> fittedTo(RavantProvider provider, std::vector<RavantMessage> messages) {
   if (provider != RavantProvider::mistral) return messages;
+  std::vector<RavantMessage> fitted;
   for (RavantMessage& message : messages) {
+    const bool isBehindResult = !fitted.empty() && std::holds_alternative<message::ToolResult>(fitted.back());
+    if (isBehindResult && std::holds_alternative<message::User>(message)) {
+      fitted.emplace_back(message::Assistant{.text = std::string(kNoAnswer), .toolCalls = {}});
+    }
     if (auto* result = std::get_if<message::ToolResult>(&message)) result->callId = nineCharacterId(result->callId);
     if (auto* assistant = std::get_if<message::Assistant>(&message)) {
       for (RavantToolCall& call : assistant->toolCalls) call.id = nineCharacterId(call.id);
     }
+    fitted.push_back(std::move(message));
   }
-  return messages;
+  return fitted;
 }
 
 std::vector<RavantMessage> rehydratedTranscript(const std::vector<TranscriptEntry>& entries) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -14,12 +15,18 @@ namespace ravant {
 /// The arguments of a call as an object, an empty text as an empty one; nothing for what is no JSON object.
 std::optional<json::object> parseArguments(std::string_view argumentsJSON);
 
-/// What a model answered, as it can be sent again: ids are there and differ, and arguments are JSON objects.
+/// What a model answered, as it can be sent again: ids are there and differ, names are names of functions, and
+/// arguments JSON objects.
 message::Assistant fitToBeSent(message::Assistant assistant);
 
-/// The messages with ids that the provider takes: Mistral refuses those of other providers, so that a conversation
-/// could not change to one of its models. Source: docs.mistral.ai/capabilities/function_calling, November 2026.
-std::vector<RavantMessage> withIdsFor(RavantProvider provider, std::vector<RavantMessage> messages);
+/// A tool's name as every provider takes it: at most 64 letters, digits, `_` and `-`, at least one.
+std::string sendableName(std::string_view name);
+
+/// The messages as that provider takes them. Mistral refuses ids of other forms than its own, so that a conversation
+/// could not change to one of its models, and a prompt behind results that the model has not answered, as a cancel
+/// leaves them.
+/// Source: docs.mistral.ai/capabilities/function_calling, November 2026.
+std::vector<RavantMessage> fittedTo(RavantProvider provider, std::vector<RavantMessage> messages);
 
 /// A stored conversation as a list that providers accept: calls without a result and results without a call are
 /// repaired, and messages without words are left out.

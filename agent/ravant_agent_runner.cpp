@@ -21,7 +21,6 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.agent", "RavantAgentRunner");
-constexpr std::string_view kCancelledTool = "Cancelled before the tool had a result.";
 constexpr std::size_t kQuotedArguments = 200;  // bytes
 
 class Cancelled : public std::runtime_error {
@@ -35,6 +34,20 @@ struct Growing {
   bool isAnnounced = false;  ///< some of it
   bool isOver = false;
 };
+
+/// What a command prints goes to the provider and into the transcript.
+std::vector<std::string> keyVariables() {
+  std::vector<std::string> names;
+  for (const RavantProvider provider : kRavantProviders) names.emplace_back(keyVariable(provider));
+  return names;
+}
+
+/// Why a turn that asks for no tools is no answer; empty where it is one.
+std::string objectionTo(const ChatTurn& turn) {
+  if (turn.finishReason == "length") return "The answer was cut off: the model reached its limit.";
+  if (turn.finishReason == "content_filter") return "The provider withheld the answer (content_filter).";
+  return {};
+}
 
 std::optional<TokenUsageSnapshot> usageOf(const ChatTurn& turn, std::int64_t contextWindow) {
   if (!turn.usage) return std::nullopt;
@@ -103,7 +116,10 @@ awaitable<void> RavantAgentRunner::runTurns(std::shared_ptr<Run> run) {
     for (int turnNumber = 1; turnNumber <= maxTurns_; ++turnNumber) {
       run->throwIfCancelled();
       ChatTurn turn = co_await streamTurn(run);
-      if (turn.toolCalls.empty()) break;
+      if (turn.toolCalls.empty()) {
+        if (std::string objection = objectionTo(turn); !objection.empty()) throw AgentReportedError(objection);
+        break;
+      }
       co_await callTools(run, std::move(turn.toolCalls));
       if (turnNumber == maxTurns_) {
         throw AgentReportedError(fmt::format("Stopped after {} tool-call turns without finishing.", maxTurns_));
@@ -144,6 +160,7 @@ awaitable<void> RavantAgentRunner::prepare(std::shared_ptr<Run> run) {
   run->tools = std::make_unique<RavantTools>(RavantToolsOptions{.workingDirectory = request.workingDirectory,
                                                                 .work = options_.work,
                                                                 .shellPath = options_.shellPath,
+                                                                .withheldVariables = keyVariables(),
                                                                 .processes = options_.processes});
 }
 
@@ -187,7 +204,7 @@ awaitable<void> RavantAgentRunner::followStream(std::shared_ptr<Run> run) {
   try {
     chat::Request request{.model = run->request.model,
                           .systemPrompt = systemPrompt(run->request.workingDirectory),
-                          .messages = withIdsFor(run->model->provider, run->memory.messages),
+                          .messages = fittedTo(run->model->provider, run->memory.messages),
                           .tools = RavantAgentTools::definitions(),
                           .temperature = std::nullopt};
     run->turn = co_await run->client->streamTurn(std::move(request), [&](std::string_view fragment) {
@@ -240,8 +257,11 @@ awaitable<void> RavantAgentRunner::callTools(std::shared_ptr<Run> run, std::vect
     error = std::current_exception();
   }
   for (; done < calls.size(); ++done) {
-    run->memory.messages.emplace_back(message::ToolResult{
-        .callId = calls[done].id, .name = calls[done].name, .content = std::string(kCancelledTool), .isError = true});
+    run->memory.messages.emplace_back(
+        message::ToolResult{.callId = calls[done].id,
+                            .name = sendableName(calls[done].name),
+                            .content = std::string(run->isCancelled ? kCancelledTool : kUnfinishedTool),
+                            .isError = true});
   }
   if (error) std::rethrow_exception(error);
   run->throwIfCancelled();
@@ -267,7 +287,7 @@ awaitable<void> RavantAgentRunner::callTool(std::shared_ptr<Run> run, RavantTool
                                     .output = result.output,
                                     .outcome = result.isError ? ToolOutcome::failed : ToolOutcome::completed}});
   run->memory.messages.emplace_back(message::ToolResult{.callId = std::move(call.id),
-                                                        .name = std::move(call.name),
+                                                        .name = sendableName(call.name),
                                                         .content = std::move(result.output),
                                                         .isError = result.isError});
 }

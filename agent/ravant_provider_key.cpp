@@ -18,6 +18,8 @@ KeyName nameOf(const std::string& account) { return {.service = kService, .accou
 
 std::string checkedKey(std::string_view text) {
   const std::string_view key = trimmed(text);
+  constexpr std::size_t kLongest = 8 * 1024;  // what servers take of a field
+  if (key.size() > kLongest) throw ProviderKeyError("the key is too long");
   const bool canBeSent = std::ranges::all_of(key, [](char c) { return c > ' ' && c < '\x7f'; });
   if (!canBeSent) throw ProviderKeyError("the key has spaces, line breaks or other characters that no key has");
   return std::string(key);
@@ -68,15 +70,17 @@ std::optional<std::string> RavantProviderKey::environmentVariable(const char* na
 }
 
 std::optional<RavantProviderKey::Found> RavantProviderKey::find(const std::string& account) {
-  auto fallback = fromEnvironment(account);
+  std::exception_ptr fault;
   try {
     if (auto stored = keyStore_->read(nameOf(account)); stored && !stored->empty()) {
       return Found{.key = *std::move(stored), .source = KeySource::keyStore};
     }
   } catch (const KeyStoreError& error) {
     kLog.warning("the key store could not be read: {}", error.what());
-    if (!fallback && error.kind() != KeyStoreError::Case::unavailable) throw;
+    if (error.kind() != KeyStoreError::Case::unavailable) fault = std::current_exception();
   }
+  auto fallback = fromEnvironment(account);
+  if (!fallback && fault) std::rethrow_exception(fault);
   if (!fallback) return std::nullopt;
   return Found{.key = *std::move(fallback), .source = KeySource::environment};
 }
@@ -84,8 +88,13 @@ std::optional<RavantProviderKey::Found> RavantProviderKey::find(const std::strin
 std::optional<std::string> RavantProviderKey::fromEnvironment(const std::string& account) const {
   const auto provider = ravantProviderFromRawValue(account);
   const auto value = provider ? variable_(keyVariable(*provider)) : std::nullopt;
-  std::string key = value ? checkedKey(*value) : std::string();
-  return key.empty() ? std::nullopt : std::optional(std::move(key));
+  if (!value) return std::nullopt;
+  try {
+    std::string key = checkedKey(*value);
+    return key.empty() ? std::nullopt : std::optional(std::move(key));
+  } catch (const ProviderKeyError& error) {
+    throw ProviderKeyError(fmt::format("the environment variable {}: {}", keyVariable(*provider), error.what()));
+  }
 }
 
 }  // namespace ravant

@@ -25,7 +25,8 @@ struct RavantToolsOptions {
   std::filesystem::path workingDirectory;  ///< every path is resolved against it
   any_io_executor work;                    ///< for what blocks
   std::string shellPath;
-  std::shared_ptr<ProcessLedger> processes = {};  ///< may be null
+  std::vector<std::string> withheldVariables = {};  ///< which commands do not get
+  std::shared_ptr<ProcessLedger> processes = {};    ///< may be null
   std::chrono::seconds bashLimit{120};
 };
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "app/known_settings.hpp"
+#include "platform/http/base_address.hpp"
 #include "platform/keystore/file_key_store.hpp"
 #include "platform/keystore/secret_service_key_store.hpp"
 
@@ -26,11 +27,28 @@ std::string variable(const char* name) {
   return value ? value : "";
 }
 
+std::string settingOf(RavantProvider provider) { return fmt::format("{}{}", setting::kEndpoints, rawValue(provider)); }
+
 }  // namespace
 
 std::string serviceAddress(const SettingsFile& settings, RavantProvider provider) {
   const std::string chosen = variable(addressVariable(provider));
-  return chosen.empty() ? settings.text(fmt::format("{}{}", setting::kEndpoints, rawValue(provider))) : chosen;
+  return chosen.empty() ? settings.text(settingOf(provider)) : chosen;
+}
+
+std::string addressOrigin(RavantProvider provider) {
+  const char* const name = addressVariable(provider);
+  return variable(name).empty() ? fmt::format("the setting {}", settingOf(provider))
+                                : fmt::format("the environment variable {}", name);
+}
+
+void checkAddressSetting(std::string_view key, const std::string& value) {
+  if (!key.starts_with(setting::kEndpoints)) return;
+  try {
+    baseAddress(value);
+  } catch (const BaseAddressError& error) {
+    throw SettingsError(SettingsError::Case::wrongValue, error.what());
+  }
 }
 
 std::shared_ptr<KeyStore> openKeyStore(const SettingsFile& settings, const Locations& locations) {

@@ -16,6 +16,12 @@ namespace ravant {
 /// checked.
 std::string serviceAddress(const SettingsFile& settings, RavantProvider provider);
 
+/// Where it comes from, in words.
+std::string addressOrigin(RavantProvider provider);
+
+/// Throws `SettingsError` for a text that is no address, where the setting is one.
+void checkAddressSetting(std::string_view key, const std::string& value);
+
 /// The key store that the settings choose.
 std::shared_ptr<KeyStore> openKeyStore(const SettingsFile& settings, const Locations& locations);
 

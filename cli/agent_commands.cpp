@@ -39,8 +39,14 @@ std::string executablePath(std::string_view typed) {
   return path.string();
 }
 
+/// There is one built-in agent, and no program that it is.
+void refuseBuiltIn(AgentType type) {
+  if (type == AgentType::ravant) throw CommandError("Ravant's own agent is built in: it has no program");
+}
+
 awaitable<ExitStatus> add(CommandContext& context, Arguments arguments) {
   const AgentType type = agentTypeFromRawValue(arguments.text("TYPE")).value();
+  if (arguments.has("--path")) refuseBuiltIn(type);
   const std::string path = executablePath(arguments.optional("--path").value_or(std::string()));
   AgentModelStore& agents = context.application().agents();
   for (const Agent& agent : co_await agents.agents()) {
@@ -85,6 +91,7 @@ awaitable<ExitStatus> disable(CommandContext& context, Arguments arguments) {
 
 awaitable<ExitStatus> setPath(CommandContext& context, Arguments arguments) {
   Agent agent = co_await findAgent(context.application(), arguments.text("AGENT"));
+  refuseBuiltIn(agent.type);
   agent.path = executablePath(arguments.text("PATH"));
   co_await context.application().agents().setPath(agent.id, agent.path);
   show(context, agent, "Changed");

@@ -13,6 +13,7 @@
 #include "app/services.hpp"
 #include "core/store/agent_model_store.hpp"
 #include "platform/files/private_file.hpp"
+#include "platform/http/base_address.hpp"
 #include "platform/text/text.hpp"
 #include "runners/probe_process.hpp"
 
@@ -184,8 +185,18 @@ awaitable<void> Doctor::examineKeys() {
     // That a machine has none is no fault.
     if (fault->kind() != KeyStoreError::Case::unavailable) {
       add(fmt::format("the key store does not work: {}", fault->what()),
-          fmt::format("unlock or mend it, or keep keys in a file: ravant settings set {} {}", setting::kKeyStore,
-                      setting::kFile));
+          findings_.keyStore == setting::kFile
+              ? "see what the message says"
+              : fmt::format("unlock or mend it, or keep keys in a file: ravant settings set {} {}", setting::kKeyStore,
+                            setting::kFile));
+    }
+  }
+  for (const RavantProvider provider : kRavantProviders) {
+    try {
+      baseAddress(serviceAddress(settings_, provider));
+    } catch (const BaseAddressError& error) {
+      add(fmt::format("the address of {} cannot be used: {}", displayName(provider), error.what()),
+          fmt::format("see {}", addressOrigin(provider)));
     }
   }
   const auto keys = std::make_shared<RavantProviderKey>(executors_.work(), keyStore);
@@ -196,7 +207,7 @@ awaitable<void> Doctor::examineKeys() {
       const auto found = co_await keys->source(name);
       if (found) source = *found == KeySource::environment ? keyVariable(provider) : findings_.keyStore;
     } catch (const std::runtime_error& error) {
-      if (!fault) add(error.what(), fmt::format("run: ravant key set {}", name));
+      if (!fault) add(error.what(), "correct it, or take it away");
     }
     findings_.keys.push_back({.provider = name, .source = std::move(source)});
   }

@@ -76,7 +76,7 @@ void showText(Output& output, const Findings& findings) {
     table.add({std::string(displayName(type)), isFound ? located->path : "not found", isFound ? located->version : ""});
   }
   table.add({"git", findings.git ? findings.git->path : "not found", findings.git ? findings.git->version : ""});
-  table.add({"Key store", findings.keyStoreFault.empty() ? findings.keyStore : findings.keyStore + ", not there",
+  table.add({"Key store", findings.keyStoreFault.empty() ? findings.keyStore : findings.keyStore + ", does not answer",
              findings.keyStoreFault});
   for (const auto& [provider, source] : findings.keys) {
     table.add({fmt::format("Key of {}", provider), source.empty() ? "none" : source, ""});

@@ -81,7 +81,8 @@ awaitable<ExitStatus> remove(CommandContext& context, Arguments arguments) {
     throw withWayOut(error);
   }
   if (!isRemoved) throw CommandError(fmt::format("no key of {} is stored", displayName(provider)));
-  const bool isInEnvironment = RavantProviderKey::environmentVariable(keyVariable(provider)).has_value();
+  const auto variable = RavantProviderKey::environmentVariable(keyVariable(provider));
+  const bool isInEnvironment = variable && !trimmed(*variable).empty();
   if (context.wantsJson()) {
     context.output.json({{"provider", rawValue(provider)}});
   } else {
@@ -97,17 +98,18 @@ awaitable<ExitStatus> list(CommandContext& context, Arguments) {
   json::array forms;
   Table table({"PROVIDER", "NAME", "KEY"});
   for (const RavantProvider provider : kRavantProviders) {
-    std::optional<KeySource> source;
-    try {
-      source = co_await context.application().providerKeys().source(std::string(rawValue(provider)));
-    } catch (const KeyStoreError& error) {
-      throw withWayOut(error);
-    }
     json::object form{{"provider", rawValue(provider)}, {"displayName", displayName(provider)}};
-    if (source) form.emplace("source", sourceWord(context, *source));
+    std::string text;
+    try {
+      const auto source = co_await context.application().providerKeys().source(std::string(rawValue(provider)));
+      if (source) form.emplace("source", sourceWord(context, *source));
+      text = sourceText(context, provider, source);
+    } catch (const std::exception& error) {
+      form.emplace("fault", error.what());
+      text = fmt::format("not known: {}", error.what());
+    }
     forms.push_back(std::move(form));
-    table.add(
-        {std::string(rawValue(provider)), std::string(displayName(provider)), sourceText(context, provider, source)});
+    table.add({std::string(rawValue(provider)), std::string(displayName(provider)), text});
   }
   if (context.wantsJson()) {
     context.output.json(forms);

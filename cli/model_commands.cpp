@@ -80,6 +80,9 @@ awaitable<ExitStatus> add(CommandContext& context, Arguments arguments) {
   const std::vector<AgentModel> models = co_await context.application().agents().models(agent.id);
   const auto present = std::ranges::find(models, slug, &AgentModel::slug);
   const bool isNew = present == models.end();
+  if (isNew && agent.type == AgentType::ravant) {
+    throw CommandError(fmt::format("Ravant's own agent runs only the models of its list; \"{}\" is not one", slug));
+  }
   const auto name = arguments.optional("--name");
   if (name && trimmed(*name).empty()) throw CommandError("a model's name cannot be empty");
   co_await context.application().agents().addCustomModel(agent.id, slug,

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "app/default_model.hpp"
 #include "cli/command.hpp"
 #include "cli/command_error.hpp"
 #include "cli/lookup.hpp"
@@ -119,9 +120,7 @@ awaitable<std::string> chooseModel(Application& application, const Destination& 
                                    std::optional<std::string> slug) {
   if (!slug && destination.conversation) slug = destination.conversation->conversation.lastUsedModel;
   if (slug) co_return *std::move(slug);
-  const std::vector<AgentModel> models = co_await application.agents().models(agent.id);
-  const auto first = std::ranges::find(models, true, &AgentModel::enabled);
-  if (first != models.end()) co_return first->slug;
+  if (auto slugOfDefault = co_await defaultModel(application, agent)) co_return *std::move(slugOfDefault);
   throw CommandError(
       fmt::format("the agent {0} has no enabled model; add one with: ravant model add {0} SLUG", rawValue(agent.type)));
 }
@@ -190,7 +189,8 @@ Command runCommand() {
           "The prompt is the argument, or standard input when it is - or absent. The project defaults to the one that "
           "holds the current folder; where there is none, the current folder is registered.\n\n"
           "Agent, model and effort default to those the conversation had last, then to the first enabled agent and "
-          "its first enabled model. A model that the agent's list lacks is passed to the agent as it is.\n\n"
+          "its first enabled model; of Ravant's own agent, the first whose provider has a key. A model that the "
+          "agent's list lacks is passed to the agent as it is.\n\n"
           "What Ravant's own agent, Codex, Cursor and Pi write is shown as it grows. Claude Code and Pi are not given "
           "the "
           "line breaks at the end of a prompt.\n\n"

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include "app/known_settings.hpp"
+#include "app/services.hpp"
 #include "cli/command.hpp"
 #include "cli/terminal_text.hpp"
 
@@ -47,6 +48,7 @@ awaitable<ExitStatus> get(CommandContext& context, Arguments arguments) {
 awaitable<ExitStatus> set(CommandContext& context, Arguments arguments) {
   SettingsFile settings = openSettings(context);
   const std::string& key = arguments.text("KEY");
+  checkAddressSetting(key, arguments.text("VALUE"));
   settings.set(key, settingFromText(settings.description(key), arguments.text("VALUE")));
   if (context.wantsJson()) showOne(context, settings, key);
   co_return ExitStatus::done;

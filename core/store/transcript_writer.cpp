@@ -12,10 +12,8 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.core", "TranscriptWriter");
-constexpr std::string_view kCancelledTool = "Cancelled before the tool had a result.";
 constexpr std::string_view kLostSession =
     "The agent no longer knows this conversation and begins anew, without what was said before.";
-constexpr std::string_view kUnfinishedTool = "The agent's turn ended before the tool had a result.";
 
 }  // namespace
 

@@ -13,6 +13,10 @@
 
 namespace ravant {
 
+/// What stands in the place of a tool's result that never came.
+inline constexpr std::string_view kCancelledTool = "Cancelled before the tool had a result.";
+inline constexpr std::string_view kUnfinishedTool = "The agent's turn ended before the tool had a result.";
+
 /// How an agent's turn ended, in its own words.
 struct TurnEnd {
   std::optional<std::string> failure;

@@ -96,11 +96,10 @@ class Replacement {
 
   void takeOver(const struct stat& former) {
     const struct stat own = statusOf(file_.get());
-    // Only who may give files away can keep a foreign owner; before the mode, which a new owner can cost bits.
-    if (own.st_uid != former.st_uid || own.st_gid != former.st_gid) {
-      static_cast<void>(::fchown(file_.get(), former.st_uid, former.st_gid) == 0);
-    }
-    if (::fchmod(file_.get(), former.st_mode & 07777) != 0) fail(errno);
+    // Only who may give files away can keep a foreign owner. Before the mode: a new owner can cost bits of it.
+    const bool isOwn = (own.st_uid == former.st_uid && own.st_gid == former.st_gid) ||
+                       ::fchown(file_.get(), former.st_uid, former.st_gid) == 0;
+    if (::fchmod(file_.get(), former.st_mode & (isOwn ? 07777 : 0777)) != 0) fail(errno);
   }
 
   void write(std::string_view contents) {
@@ -171,23 +170,32 @@ void ConfinedFolder::write(std::string_view path, std::string_view contents) con
 }
 
 std::vector<ConfinedFolder::Entry> ConfinedFolder::list(std::string_view path) const {
-  UniqueFd folder = open(resolveConfined(path), O_RDONLY | O_DIRECTORY);
+  const fs::path relative = resolveConfined(path);
+  UniqueFd folder = open(relative, O_RDONLY | O_DIRECTORY);
   const std::unique_ptr<DIR, int (*)(DIR*)> stream(::fdopendir(folder.get()), ::closedir);
   if (!stream) fail(errno);
-  const int descriptor = folder.release();  // the stream's now
+  static_cast<void>(folder.release());  // the stream's now
   std::vector<Entry> entries;
   errno = 0;
   while (const dirent* found = ::readdir(stream.get())) {
     const std::string name = found->d_name;
     if (name == "." || name == "..") continue;
-    struct stat status;
-    const bool isFolder = ::fstatat(descriptor, name.c_str(), &status, 0) == 0 && S_ISDIR(status.st_mode);
-    entries.push_back({.name = name, .isFolder = isFolder});
+    const bool canBeFolder = found->d_type == DT_LNK || found->d_type == DT_UNKNOWN;
+    entries.push_back(
+        {.name = name, .isFolder = found->d_type == DT_DIR || (canBeFolder && isFolder(relative / name))});
     errno = 0;
   }
   if (errno != 0) fail(errno);
   std::ranges::sort(entries, {}, &Entry::name);
   return entries;
+}
+
+bool ConfinedFolder::isFolder(const fs::path& relative) const {
+  try {
+    return S_ISDIR(statusOf(open(relative, O_PATH).get()).st_mode);
+  } catch (const std::runtime_error&) {
+    return false;  // gone, or a link that leads out or nowhere
+  }
 }
 
 UniqueFd ConfinedFolder::openFolderItself() const {

@@ -35,7 +35,7 @@ class ConfinedFolder {
 
   struct Entry {
     std::string name;
-    bool isFolder;  ///< or a link to one
+    bool isFolder;  ///< or a link to one that is followed
   };
 
   explicit ConfinedFolder(std::filesystem::path folder, Resolution resolution = Resolution::kernel)
@@ -61,6 +61,7 @@ class ConfinedFolder {
     std::string name;
   };
 
+  bool isFolder(const std::filesystem::path& relative) const;
   UniqueFd openFolderItself() const;
   UniqueFd open(const std::filesystem::path& relative, int flags) const;
   UniqueFd openStepwise(int folder, const std::filesystem::path& relative, int flags) const;

@@ -35,7 +35,7 @@ class ParsedUrl {
   std::unique_ptr<CURLU, FreeUrl> url_;
 };
 
-bool isLoopback(const std::string& host) {
+bool isLoopbackHost(const std::string& host) {
   return ::strcasecmp(host.c_str(), "localhost") == 0 || host == "[::1]" ||
          (host.starts_with("127.") && host.find_first_not_of("0123456789.") == std::string::npos);
 }
@@ -44,8 +44,9 @@ bool isLoopback(const std::string& host) {
 
 std::string baseAddress(std::string_view text) {
   const auto refuse = [&](std::string_view reason) {
-    // What stands before an @ can be a password.
-    const std::string subject = text.contains('@') ? "it" : fmt::format("\"{}\"", trimmed(text));
+    // What stands before an @ or behind a ? can be a secret.
+    const bool canHoldSecret = text.find_first_of("@?") != std::string_view::npos;
+    const std::string subject = canHoldSecret ? "it" : fmt::format("\"{}\"", trimmed(text));
     return BaseAddressError(
         fmt::format("{} {}; an address has the form https://host or https://host:port", subject, reason));
   };
@@ -61,9 +62,14 @@ std::string baseAddress(std::string_view text) {
   if ((!path.empty() && path != "/") || !url.part(CURLUPART_QUERY).empty() || !url.part(CURLUPART_FRAGMENT).empty()) {
     throw refuse("has something behind the host");
   }
-  if (scheme == "http" && !isLoopback(host)) throw refuse("is not encrypted, which only a loopback address may be");
+  if (scheme == "http" && !isLoopbackHost(host)) throw refuse("is not encrypted, which only a loopback address may be");
   const std::string port = url.part(CURLUPART_PORT);
   return fmt::format("{}://{}{}{}", scheme, host, port.empty() ? "" : ":", port);
+}
+
+bool isLoopback(const std::string& url) {
+  const ParsedUrl parsed(url);
+  return parsed.isValid() && isLoopbackHost(parsed.part(CURLUPART_HOST));
 }
 
 }  // namespace ravant

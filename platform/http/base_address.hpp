@@ -16,4 +16,7 @@ class BaseAddressError : public std::runtime_error {
 /// `http` is taken for a loopback address only. Throws `BaseAddressError`.
 std::string baseAddress(std::string_view text);
 
+/// Whether an address is one of this machine alone.
+bool isLoopback(const std::string& url);
+
 }  // namespace ravant

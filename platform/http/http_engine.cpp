@@ -11,6 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/http/base_address.hpp"
 #include "platform/http/http_transfer.hpp"
 #include "platform/log/log.hpp"
 #include "platform/text/text.hpp"
@@ -29,6 +30,17 @@ std::string addressForLog(std::string_view url) {
   const std::size_t host = scheme == std::string_view::npos ? 0 : scheme + 3;
   const std::size_t user = url.substr(host, url.find('/', host) - host).rfind('@');
   return std::string(user == std::string_view::npos ? url : url.substr(host + user + 1));
+}
+
+/// The words of the library without users and passwords of addresses, such as a proxy's.
+std::string withoutUsers(std::string words) {
+  for (std::size_t at = words.find('@'); at != std::string::npos; at = words.find('@', at + 1)) {
+    const std::size_t before = words.find_last_of(" '\"/", at);
+    const std::size_t begin = before == std::string::npos ? 0 : before + 1;
+    words.erase(begin, at - begin);
+    at = begin;
+  }
+  return words;
 }
 
 struct FreeEasy {
@@ -60,6 +72,7 @@ class Exchange {
     set(CURLOPT_HTTPHEADER, headers_.get());
     set(CURLOPT_PROTOCOLS_STR, "http,https");
     set(CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(transfer_->connectLimit().count()));
+    if (isLoopback(request.url)) set(CURLOPT_PROXY, "");  // what need not be encrypted may not leave the machine
     set(CURLOPT_NOSIGNAL, 1L);
     set(CURLOPT_QUICK_EXIT, 1L);  // a name that is still looked up delays no end
     set(CURLOPT_BUFFERSIZE, kReceiveBuffer);
@@ -80,7 +93,7 @@ class Exchange {
   void resume() { curl_easy_pause(easy(), CURLPAUSE_CONT); }
 
   void end(CURLcode code) {
-    const std::string words = words_.front() != '\0' ? words_.data() : curl_easy_strerror(code);
+    const std::string words = withoutUsers(words_.front() != '\0' ? words_.data() : curl_easy_strerror(code));
     kLog.debug("{} {}: {}", transfer_->request().method, addressForLog(transfer_->request().url),
                code == CURLE_OK ? "ended" : words);
     // An answer of a time before status lines is no response either.
@@ -210,10 +223,11 @@ class HttpEngine::Loop {
       endWhatIsDone();
       if (!isEnding_) curl_multi_poll(multi_.get(), nullptr, 0, kLongestPoll, nullptr);
     }
-    while (!exchanges_.empty()) {
-      exchanges_.begin()->second->end(CURLE_ABORTED_BY_CALLBACK);
-      remove(exchanges_.begin()->first);
+    for (const auto& [transfer, exchange] : exchanges_) {
+      transfer->onEnd(HttpError(HttpError::Case::cancelled, "cancelled"));
+      curl_multi_remove_handle(multi_.get(), exchange->easy());
     }
+    exchanges_.clear();
   }
 
   std::vector<std::function<void()>> takeJobs() {

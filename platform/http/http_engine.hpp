@@ -13,7 +13,7 @@ struct HttpEngineOptions {
 };
 
 /// Moves the bytes of all sessions of a process, on one thread of its own and over one pool of connections, which stay
-/// open between requests. Proxies are those of the environment (`https_proxy`, `all_proxy`, `no_proxy`).
+/// open between requests. Proxies are those of the environment (`https_proxy`, `http_proxy`, `all_proxy`, `no_proxy`).
 ///
 /// Usable from any thread. The thread begins with the first transfer and ends with the engine; what is under way then
 /// fails as cancelled.

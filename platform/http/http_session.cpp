@@ -10,8 +10,15 @@
 #include <ctime>
 #include <utility>
 
+#include "platform/log/log.hpp"
+
 namespace ravant {
 namespace {
+
+constexpr Log kLog("com.ravant.platform", "HttpSession");
+constexpr std::size_t kLongestLine = 256 * 1024 * 1024;
+/// A provider that names a longer wait is not waited for anyway.
+constexpr std::int64_t kLongestRetryAfter = 365 * 24 * 3600;
 
 bool isSameName(const std::string& one, std::string_view other) {
   return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
@@ -38,12 +45,13 @@ std::optional<std::chrono::seconds> HttpResponse::retryAfter() const {
   if (!value) return std::nullopt;
   std::int64_t seconds = 0;
   const auto [end, error] = std::from_chars(value->data(), value->data() + value->size(), seconds);
+  if (error == std::errc::result_out_of_range) return std::chrono::seconds(kLongestRetryAfter);
   if (error == std::errc() && end == value->data() + value->size()) {
-    return std::chrono::seconds(std::max<std::int64_t>(seconds, 0));
+    return std::chrono::seconds(std::clamp<std::int64_t>(seconds, 0, kLongestRetryAfter));
   }
   const std::time_t date = curl_getdate(std::string(*value).c_str(), nullptr);
   if (date < 0) return std::nullopt;
-  return std::chrono::seconds(std::max<std::int64_t>(date - std::time(nullptr), 0));
+  return std::chrono::seconds(std::clamp<std::int64_t>(date - std::time(nullptr), 0, kLongestRetryAfter));
 }
 
 awaitable<void> HttpResponse::awaitHead() {
@@ -56,7 +64,7 @@ awaitable<void> HttpResponse::awaitHead() {
   }
 }
 
-awaitable<bool> HttpResponse::takeMore() {
+awaitable<bool> HttpResponse::takeMore(std::chrono::milliseconds limit) {
   // Through a flood, others of its executor run too.
   co_await asio::post(use_awaitable);
   for (;;) {
@@ -65,19 +73,31 @@ awaitable<bool> HttpResponse::takeMore() {
     lines_.append(arrived_);
     if (!arrived_.empty()) co_return true;
     if (taken.hasEnded) co_return false;
-    co_await transfer_->wait(stallLimit_);
+    co_await transfer_->wait(limit);
   }
 }
 
 awaitable<bool> HttpResponse::fill() {
-  if (co_await takeMore()) co_return true;
+  if (lines_.unread().size() > kLongestLine) {
+    throw HttpError(HttpError::Case::transfer, "a line of the response is too long");
+  }
+  if (co_await takeMore(stallLimit_)) co_return true;
   const bool isLineOpen = !lines_.unread().empty();
   if (isLineOpen) lines_.append("\n");
   co_return isLineOpen;
 }
 
+awaitable<void> HttpResponse::finish(std::chrono::milliseconds patience) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  try {
+    while (std::chrono::steady_clock::now() < deadline && co_await takeMore(patience)) lines_.clear();
+  } catch (const HttpError& error) {
+    kLog.debug("the rest of a response did not come: {}", error.what());
+  }
+}
+
 awaitable<std::string> HttpResponse::text(std::size_t limit) {
-  while (lines_.unread().size() < limit && co_await takeMore()) {
+  while (lines_.unread().size() < limit && co_await takeMore(stallLimit_)) {
   }
   std::string text(lines_.unread().substr(0, limit));
   lines_.clear();

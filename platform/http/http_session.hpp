@@ -33,8 +33,12 @@ class HttpResponse {
 
   /// A line of the body that has arrived, without its line feed; valid until the next call of any member.
   std::optional<std::string_view> tryNext() { return lines_.tryNext(); }
-  /// Waits for more of the body; false at its end. A last line without a line feed is a line too. Throws `HttpError`.
+  /// Waits for more of the body; false at its end. A last line without a line feed is a line too. Throws `HttpError`,
+  /// also for a line of more than 256 MiB.
   awaitable<bool> fill();
+  /// Takes the rest of the body in for nothing, for at most so long: the connection of a response that is whole is used
+  /// again.
+  awaitable<void> finish(std::chrono::milliseconds patience);
   /// The rest of the body, as far as `limit` bytes. Throws `HttpError`.
   awaitable<std::string> text(std::size_t limit);
 
@@ -45,7 +49,7 @@ class HttpResponse {
       : engine_(std::move(engine)), transfer_(std::move(transfer)), stallLimit_(stallLimit) {}
 
   awaitable<void> awaitHead();
-  awaitable<bool> takeMore();
+  awaitable<bool> takeMore(std::chrono::milliseconds limit);
 
   std::shared_ptr<HttpEngine> engine_;
   std::shared_ptr<HttpTransfer> transfer_;
@@ -64,8 +68,8 @@ struct HttpSessionOptions {
 
 /// The requests of one client, to be ended together. On one executor.
 ///
-/// Redirections are not followed, and nothing is written to the log but methods, addresses without their queries, and
-/// statuses.
+/// Redirections are not followed, and a loopback address is never asked through a proxy. Nothing is written to the log
+/// but methods, addresses without their queries, statuses, and the words of the transport.
 class HttpSession {
  public:
   explicit HttpSession(std::shared_ptr<HttpEngine> engine, HttpSessionOptions options = {});

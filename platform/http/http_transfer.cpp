@@ -88,8 +88,7 @@ void HttpTransfer::wakeReader() {
 }
 
 void HttpTransfer::throwError() const {
-  // Anew: copies of an exception share their words, also between threads.
-  if (error_) throw HttpError(error_->kind(), error_->what());
+  if (error_) throw *error_;
 }
 
 }  // namespace ravant

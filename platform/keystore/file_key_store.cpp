@@ -35,7 +35,10 @@ std::optional<std::string> FileKeyStore::read(const KeyName& name) try {
 void FileKeyStore::store(const KeyName& name, const std::string& secret, const std::string& /*label*/) {
   rewrite([&](json::object& secrets) {
     json::value& accounts = secrets[name.service];
-    if (!accounts.is_object()) accounts.emplace_object();
+    if (accounts.is_null()) accounts.emplace_object();
+    if (!accounts.is_object()) {
+      throw KeyStoreError(Case::failed, fmt::format("{} is not what was written there; move it away", file_.string()));
+    }
     accounts.get_object().insert_or_assign(name.account, secret);
     return true;
   });

@@ -73,7 +73,10 @@ void throwIfFailed(GError* raised) {
   if (g_error_matches(error.get(), SECRET_ERROR, SECRET_ERROR_IS_LOCKED)) {
     throw KeyStoreError(KeyStoreError::Case::locked, error->message);
   }
-  const bool isAbsent = error->domain == G_IO_ERROR || error->domain == G_DBUS_ERROR || error->domain == G_SPAWN_ERROR;
+  const bool isSilent = g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_TIMED_OUT) ||
+                        g_error_matches(error.get(), G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY);
+  const bool isAbsent =
+      !isSilent && (error->domain == G_IO_ERROR || error->domain == G_DBUS_ERROR || error->domain == G_SPAWN_ERROR);
   throw KeyStoreError(isAbsent ? KeyStoreError::Case::unavailable : KeyStoreError::Case::failed, error->message);
 }
 

@@ -34,7 +34,7 @@ awaitable<void> CapturedProcess::run() {
     return readAll(child_->standardError(), [this](std::string_view piece) { error_.append(piece); });
   };
   co_await (readOutput() && readError() && watchExit() && watchLimit());
-  if (co_await child_->endTree() == TreeEnd::survivorsLeft) {
+  if (isGivenUp_ || co_await child_->endTree() == TreeEnd::survivorsLeft) {
     kLog.warning("processes of {} could not be ended", child_->pid());
   }
 }
@@ -59,18 +59,22 @@ awaitable<void> CapturedProcess::readAll(asio::posix::stream_descriptor& pipe, T
   std::array<char, 16 * 1024> piece;
   for (;;) {
     const auto [error, count] = co_await pipe.async_read_some(asio::buffer(piece), asio::as_tuple(use_awaitable));
-    if (error) break;
+    if (error || isReadingOver_) break;
     take(std::string_view(piece.data(), count));
   }
   if (--openPipes_ == 0) grace_.cancel();
 }
 
 awaitable<void> CapturedProcess::watchExit() {
-  co_await child_->waitForExit();
+  const bool hasExited = (co_await child_->waitForExit()).has_value();
   limit_.cancel();
   if (openPipes_ == 0) co_return;
-  grace_.expires_after(kReadingAfterExit);
-  co_await grace_.async_wait(asio::as_tuple(use_awaitable));
+  if (hasExited) {
+    grace_.expires_after(kReadingAfterExit);
+    co_await grace_.async_wait(asio::as_tuple(use_awaitable));
+  }
+  // Told, too: what is read without waiting cannot be cancelled.
+  isReadingOver_ = true;
   child_->standardOutput().cancel();
   if (child_->standardError().is_open()) child_->standardError().cancel();
 }
@@ -80,7 +84,9 @@ awaitable<void> CapturedProcess::watchLimit() {
   if (end_ != End::stopped) co_await limit_.async_wait(asio::as_tuple(use_awaitable));
   if (!child_->isRunning()) co_return;
   if (end_ == End::ownAccord) end_ = End::timedOut;
-  co_await child_->endTree();
+  if (co_await child_->endTree() == TreeEnd::complete) co_return;
+  isGivenUp_ = true;
+  child_->stopWaiting();
 }
 
 }  // namespace ravant

@@ -24,7 +24,7 @@ struct CaptureOptions {
 };
 
 /// A program that runs to its end while its output is kept. When it has ended, by itself or not, nothing of its tree is
-/// left. On one strand.
+/// left that may be ended. On one strand.
 class CapturedProcess {
  public:
   /// Launches it. Throws std::system_error.
@@ -32,7 +32,7 @@ class CapturedProcess {
 
   /// Returns when it is gone. To be called once.
   awaitable<void> run();
-  /// Ends it: `run` returns within 3 s.
+  /// Ends it: `run` returns within 4 s, also where the kernel or the lack of permission keeps a process alive.
   void stop();
 
   ExitStatus exitStatus() { return child_->exitStatus().value_or(ExitStatus{}); }
@@ -57,6 +57,8 @@ class CapturedProcess {
   asio::steady_timer limit_;
   asio::steady_timer grace_;  ///< for what a program that has exited left in its pipes
   int openPipes_;
+  bool isReadingOver_ = false;
+  bool isGivenUp_ = false;
   End end_ = End::ownAccord;
   bool hasTooMuchOutput_ = false;
   std::string output_;

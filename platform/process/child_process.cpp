@@ -8,7 +8,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <boost/asio/as_tuple.hpp>
 #include <cstdlib>
 #include <string_view>
 #include <system_error>
@@ -62,11 +64,14 @@ struct Attributes {
   Attributes& operator=(const Attributes&) = delete;
 };
 
-std::vector<std::string> environmentWith(const std::map<std::string, std::string>& additions) {
+std::vector<std::string> environmentOf(const LaunchOptions& options) {
+  const auto& additions = options.environment;
   std::vector<std::string> environment;
   for (char** variable = ::environ; variable != nullptr && *variable != nullptr; ++variable) {
     const std::string_view text = *variable;
-    if (!additions.contains(std::string(text.substr(0, text.find('='))))) environment.emplace_back(text);
+    const std::string name(text.substr(0, text.find('=')));
+    const bool isWithheld = std::ranges::count(options.withheldVariables, name) > 0;
+    if (!isWithheld && !additions.contains(name)) environment.emplace_back(text);
   }
   for (const auto& [name, value] : additions) environment.push_back(name + "=" + value);
   return environment;
@@ -111,7 +116,7 @@ pid_t spawn(const LaunchOptions& options, int input, int output, int error) {
 
   std::vector<std::string> words = {options.executable};
   words.insert(words.end(), options.arguments.begin(), options.arguments.end());
-  std::vector<std::string> environment = environmentWith(options.environment);
+  std::vector<std::string> environment = environmentOf(options);
   pid_t pid = 0;
   check(::posix_spawn(&pid, options.executable.c_str(), &actions.value, &attributes.value, pointersTo(words).data(),
                       pointersTo(environment).data()),
@@ -211,11 +216,13 @@ std::optional<ExitStatus> ChildProcess::exitStatus() {
   return exitStatus_;
 }
 
-awaitable<ExitStatus> ChildProcess::waitForExit() {
+awaitable<std::optional<ExitStatus>> ChildProcess::waitForExit() {
   while (isRunning()) {
-    co_await processDescriptor_.async_wait(asio::posix::stream_descriptor::wait_read, use_awaitable);
+    const auto [error] = co_await processDescriptor_.async_wait(asio::posix::stream_descriptor::wait_read,
+                                                                asio::as_tuple(use_awaitable));
+    if (error) co_return std::nullopt;
   }
-  co_return *exitStatus_;
+  co_return exitStatus_;
 }
 
 awaitable<TreeEnd> ChildProcess::endTree() {

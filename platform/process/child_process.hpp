@@ -29,6 +29,7 @@ struct LaunchOptions {
   std::vector<std::string> arguments = {};              ///< those behind the name of the program
   std::filesystem::path workingDirectory = {};          ///< empty: this program's own
   std::map<std::string, std::string> environment = {};  ///< added to this program's own, or in place of what it has
+  std::vector<std::string> withheldVariables = {};      ///< of this program's own
   StandardInput standardInput = StandardInput::pipe;
   StandardError standardError = StandardError::pipe;
   std::shared_ptr<ProcessLedger> ledger = {};  ///< may be null
@@ -66,8 +67,11 @@ class ChildProcess {
   bool isRunning();
   /// Nothing while it runs.
   std::optional<ExitStatus> exitStatus();
-  /// Several coroutines may wait. A descendant can still hold the pipes afterwards.
-  awaitable<ExitStatus> waitForExit();
+  /// Several coroutines may wait. A descendant can still hold the pipes afterwards. Nothing where `stopWaiting` came
+  /// first.
+  awaitable<std::optional<ExitStatus>> waitForExit();
+  /// For a process that cannot be ended: whoever waits returns.
+  void stopWaiting() { processDescriptor_.cancel(); }
 
   /// Ends the process and its tree within 3 s; there is no zombie afterwards.
   awaitable<TreeEnd> endTree();

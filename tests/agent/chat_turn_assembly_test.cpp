@@ -107,11 +107,14 @@ TEST(ChatTurnAssemblyTest, anErrorInTheStreamEndsTheTurnInTheProvidersWords) {
   EXPECT_EQ(failureOf({R"(data: {"error":{"type":"odd"}})"}), R"(Mistral API error: {"type":"odd"})");
 }
 
-TEST(ChatTurnAssemblyTest, aReplyThatIsNoEventStreamIsNoEmptyAnswer) {
+TEST(ChatTurnAssemblyTest, aReplyWithoutAnEventIsNoEmptyAnswer) {
   EXPECT_EQ(failureOf({R"({"error":{"message":"wrong path"}})"}),
             R"(Mistral transport error: the response is no event stream: {"error":{"message":"wrong path"}})");
-  EXPECT_EQ(failureOf({}), "none");
-  EXPECT_EQ(failureOf({": keep-alive", "", "event: ping", "id: 5", "retry: 10"}), "none");
+  EXPECT_EQ(failureOf({}), "Mistral transport error: the response is empty");
+  EXPECT_EQ(failureOf({": keep-alive", "", "event: ping", "id: 5", "retry: 10"}),
+            "Mistral transport error: the response is empty");
+  EXPECT_EQ(failureOf({"data: [DONE]"}), "Mistral transport error: the response is empty");
+  EXPECT_EQ(failureOf({delta("", R"("stop")"), "data: [DONE]"}), "none") << "the model has nothing to add";
 }
 
 }  // namespace

@@ -108,15 +108,27 @@ INSTANTIATE_TEST_SUITE_P(
         Rehydration{"nothing", {}, ""}),
     [](const auto& info) { return info.param.name; });
 
-TEST(MessageListTest, idsAreShortenedForMistralAlone) {
-  const auto messages = rehydratedTranscript({user("do it"), call("call_0123456789abcdef"), call("Abc123xyZ")});
-  EXPECT_EQ(withIdsFor(RavantProvider::openrouter, messages), messages);
-  const auto fitted = withIdsFor(RavantProvider::mistral, messages);
+TEST(MessageListTest, mistralGetsItsOwnIdsAndAnAnswerBehindResults) {
+  const auto messages =
+      rehydratedTranscript({user("do it"), call("call_0123456789abcdef"), call("Abc123xyZ"), user("and now?")});
+  EXPECT_EQ(fittedTo(RavantProvider::openrouter, messages), messages);
+  const auto fitted = fittedTo(RavantProvider::mistral, messages);
   EXPECT_EQ(objectionTo(fitted), "");
-  EXPECT_EQ(fitted, withIdsFor(RavantProvider::mistral, messages)) << "the same in every request";
+  EXPECT_EQ(fitted, fittedTo(RavantProvider::mistral, messages)) << "the same in every request";
+  EXPECT_EQ(summaryOf(fitted),
+            "user: do it\nassistant:  <# bash {}> <# bash {}>\nresult #: out\nresult #: out\n"
+            "assistant: (no answer)\nuser: and now?\n");
   const auto& calls = std::get<message::Assistant>(fitted.at(1)).toolCalls;
   EXPECT_THAT(calls[0].id, testing::MatchesRegex("[a-zA-Z0-9]{9}"));
   EXPECT_EQ(calls[1].id, "Abc123xyZ");
+}
+
+TEST(MessageListTest, namesAndArgumentsThatProvidersRefuseAreRepaired) {
+  const message::Assistant fit = fitToBeSent(
+      {.text = "", .toolCalls = {{"a", "read file", " \n"}, {"b", "", "{"}, {"c", std::string(70, 'x'), "{\"x\":1}"}}});
+  EXPECT_THAT(fit.toolCalls,
+              testing::ElementsAre(RavantToolCall{"a", "read_file", ""}, RavantToolCall{"b", "unknown", ""},
+                                   RavantToolCall{"c", std::string(64, 'x'), "{\"x\":1}"}));
 }
 
 TEST(ToolCallIdTest, idsDiffer) {

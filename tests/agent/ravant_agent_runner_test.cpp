@@ -355,6 +355,13 @@ TEST_F(RavantAgentRunnerTest, refusalsOfABusyProviderAreTriedAgain) {
   play({refuses(502, "one"), refuses(502, "two"), refuses(502, "three"), refuses(529, " the provider's own \n")});
   EXPECT_EQ(send("prompt"), "failed: OpenRouter API error (529): the provider's own");
 
+  const ModelAnswer breaks = [](HttpServer::Connection& connection) {
+    connection.write("HTTP/1.1 503 No\r\nContent-Length: 10\r\n\r\nhalf");
+    connection.reset();
+  };
+  play({breaks, says({"Here."})});
+  EXPECT_EQ(send("prompt"), "finished") << "the status alone is enough";
+
   play({refuses(400, R"({"error":"bad"})"), refuses(429, "come tomorrow", {{"Retry-After", "86400"}})});
   EXPECT_EQ(send("prompt"), R"(failed: OpenRouter API error (400): {"error":"bad"})");
   EXPECT_EQ(send("prompt"), "failed: OpenRouter API error (429): come tomorrow");
@@ -383,17 +390,61 @@ TEST_F(RavantAgentRunnerTest, failuresAreInTheProvidersWordsAndKeepWhatWasSaid) 
           connection.reset();
         },
         [](HttpServer::Connection& connection) { connection.close(); },
-        refuses(401, "no such key: " + std::string(ScriptedModel::kKey)), refuses(201, "Created"), says({"Good."})});
+        refuses(401, "no such key: " + std::string(ScriptedModel::kKey)), refuses(201, "Created"),
+        [](HttpServer::Connection& connection) { connection.beginEventStream(); }, says({"Good."})});
   EXPECT_EQ(send("one"), "failed: OpenRouter API error (502): Provider disconnected");
   EXPECT_THAT(send("two"), StartsWith("failed: OpenRouter transport error: "));
   EXPECT_EQ(send("three"), "failed: OpenRouter transport error: No HTTP response");
   EXPECT_EQ(send("four"), "failed: OpenRouter API error (401): no such key: [key]");
   EXPECT_EQ(send("five"), "failed: OpenRouter API error (201): Created");
-  EXPECT_EQ(send("six"), "finished");
-  EXPECT_THAT(bench->texts(), ElementsAre("one", "Well", "two", "And then", "three", "four", "five", "six", "Good."));
+  EXPECT_EQ(send("six"), "failed: OpenRouter transport error: the response is empty");
+  EXPECT_EQ(send("seven"), "finished");
+  EXPECT_THAT(bench->texts(),
+              ElementsAre("one", "Well", "two", "And then", "three", "four", "five", "six", "seven", "Good."));
   EXPECT_EQ(model->conversations().back(),
             "user: one\nassistant: Well\nuser: two\nassistant: And then\nuser: three\nuser: four\nuser: five\n"
-            "user: six\n");
+            "user: six\nuser: seven\n");
+}
+
+TEST_F(RavantAgentRunnerTest, aKeyThatStandsInOtherWordsIsLeftOut) {
+  key = "key";
+  HttpServer server([](const HttpServer::Request&, HttpServer::Connection& connection) {
+    connection.beginEventStream();
+    connection.write(chatEvent({{"error", {{"message", "key keykey refused"}}}}));
+  });
+  play({});
+  addresses = {{RavantProvider::openrouter, server.url()}};
+  bench->replaceRunner();
+  EXPECT_EQ(send("prompt"), "failed: OpenRouter API error: [key] [key][key] refused");
+}
+
+TEST_F(RavantAgentRunnerTest, aConversationChangesItsProviderAfterACancel) {
+  const std::string waits = R"({"command":"touch begun; sleep 1000"})";
+  play({calls({{"call_0123456789", "bash", waits}}), says({"Here."})});
+  const auto runs = [&]() -> awaitable<void> {
+    asio::steady_timer pause(co_await asio::this_coro::executor);
+    while (!std::filesystem::exists(bench->project / "begun")) {
+      pause.expires_after(5ms);
+      co_await pause.async_wait(use_awaitable);
+    }
+  };
+  EXPECT_EQ(sendAndCancel("one", runs), "finished");
+  slug = "codestral-latest";
+  EXPECT_EQ(send("two"), "finished");
+  EXPECT_EQ(
+      model->conversations().back(),
+      "user: one\nassistant: bash(" + waits + ")\ntool: [tool error] [cancelled]\nassistant: (no answer)\nuser: two\n");
+}
+
+TEST_F(RavantAgentRunnerTest, anAnswerThatWasCutIsKeptAndSaid) {
+  play({[](HttpServer::Connection& connection) {
+    connection.beginEventStream();
+    connection.write(textEvent("Half an"));
+    connection.write(chatEvent({{"choices", {{{"delta", json::object()}, {"finish_reason", "length"}}}}}));
+    connection.write(endOfStream());
+  }});
+  EXPECT_EQ(send("prompt"), "failed: The answer was cut off: the model reached its limit.");
+  EXPECT_THAT(bench->texts(), ElementsAre("prompt", "Half an"));
 }
 
 TEST_F(RavantAgentRunnerTest, whatKeepsAPromptFromBeingSentIsSaid) {

@@ -37,6 +37,7 @@ class RavantToolsTest : public testing::Test {
     return {.workingDirectory = project,
             .work = pool_.get_executor(),
             .shellPath = std::move(shell),
+            .withheldVariables = {"SECRET_OF_THE_TEST"},
             .bashLimit = bashLimit};
   }
 
@@ -165,7 +166,9 @@ TEST_F(RavantToolsTest, aCommandRunsInTheFolderAndShowsAllItPrints) {
   EXPECT_EQ(bash("printf 'a\\377b'"), ok("a\xEF\xBF\xBD"
                                          "b"));
   EXPECT_EQ(bash("echo \"it's $((1+1)) \\\"quoted\\\"\""), ok("it's 2 \"quoted\"\n"));
-  EXPECT_THAT(bash("shopt -q login_shell && echo login").output, "login\n");
+  EXPECT_EQ(bash("shopt -q login_shell && echo login"), ok("login\n"));
+  ::setenv("SECRET_OF_THE_TEST", "secret", 1);
+  EXPECT_EQ(bash("echo \"<$SECRET_OF_THE_TEST>\""), ok("<>\n"));
 }
 
 TEST_F(RavantToolsTest, aShellThatIsNoneIsNamed) {
@@ -177,6 +180,11 @@ TEST_F(RavantToolsTest, aShellThatIsNoneIsNamed) {
 TEST_F(RavantToolsTest, aCommandLeavesNothingBehind) {
   const RavantToolResult result = bash("setsid sleep 1000 >/dev/null & echo $! > pid; sleep 1000 & echo done");
   EXPECT_EQ(result.output, "done\n");
+  EXPECT_FALSE(isAlive(run(pidIn("pid"))));
+}
+
+TEST_F(RavantToolsTest, aCommandThatLeavesOnePrintingReturns) {
+  EXPECT_THAT(bash("yes & echo $! > pid").output, StartsWith("y\n"));
   EXPECT_FALSE(isAlive(run(pidIn("pid"))));
 }
 
@@ -208,6 +216,7 @@ TEST_F(RavantToolsTest, stoppingEndsTheCommandThatRuns) {
   EXPECT_LT(std::chrono::steady_clock::now() - began, 5s);
   EXPECT_FALSE(isAlive(run(pidIn("pid"))));
   EXPECT_EQ(bash("touch later"), error("[cancelled]"));
+  EXPECT_EQ(call("write_file", {{"path", "later"}, {"content", ""}}), error("[cancelled]"));
   EXPECT_FALSE(std::filesystem::exists(project / "later"));
 }
 

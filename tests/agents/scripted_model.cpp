@@ -4,9 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <regex>
 
 namespace ravant::test {
 namespace {
+
+enum class Service { openrouter, mistral };
 
 const json::array& messagesOf(const json::value& body) { return body.at("messages").as_array(); }
 
@@ -15,7 +18,7 @@ std::string textAt(const json::object& object, std::string_view key) {
 }
 
 /// What providers refuse in a list of messages; empty where they take it.
-std::string objectionTo(const json::array& messages) {
+std::string objectionTo(const json::array& messages, Service service) {
   std::vector<std::string> awaited;
   if (messages.empty() || textAt(messages.front().as_object(), "role") != "system") return "no system prompt";
   for (std::size_t i = 1; i < messages.size(); ++i) {
@@ -30,6 +33,8 @@ std::string objectionTo(const json::array& messages) {
       continue;
     }
     if (!awaited.empty()) return "a call without its result: " + awaited.front();
+    const bool isBehindResult = i > 1 && textAt(messages[i - 1].as_object(), "role") == "tool";
+    if (role == "user" && isBehindResult && service == Service::mistral) return "a user behind a tool";
     if (role != "user" && role != "assistant") return "an unknown role: " + role;
     const json::array* calls = arrayAt(message, "tool_calls");
     if (calls == nullptr && textAt(message, "content").empty()) return "an empty message";
@@ -38,6 +43,10 @@ std::string objectionTo(const json::array& messages) {
     for (const json::value& call : *calls) {
       const std::string id = textAt(call.as_object(), "id");
       if (id.empty() || std::ranges::count(awaited, id) > 0) return "an id that is empty or not unique";
+      const char* const form = service == Service::mistral ? "[a-zA-Z0-9]{9}" : ".+";
+      if (!std::regex_match(id, std::regex(form))) return "an id of another form: " + id;
+      const std::string name = textAt(call.at("function").as_object(), "name");
+      if (!std::regex_match(name, std::regex("[a-zA-Z0-9_-]{1,64}"))) return "a name of another form: " + name;
       const auto arguments = parseJson(textAt(call.at("function").as_object(), "arguments"));
       if (!arguments || !arguments->is_object()) return "arguments that are no object";
       awaited.push_back(id);
@@ -50,9 +59,8 @@ std::string objectionTo(const json::array& messages) {
 
 std::string objectionTo(const HttpServer::Request& request) {
   if (request.method != "POST") return "the method " + request.method;
-  if (request.target != "/api/v1/chat/completions" && request.target != "/v1/chat/completions") {
-    return "the path " + request.target;
-  }
+  const bool isOpenRouter = request.target == "/api/v1/chat/completions";
+  if (!isOpenRouter && request.target != "/v1/chat/completions") return "the path " + request.target;
   if (request.header("Authorization") != "Bearer " + std::string(ScriptedModel::kKey)) return "no key";
   if (request.header("Content-Type") != "application/json") return "no content type";
   if (request.header("Accept") != "text/event-stream") return "no event stream is accepted";
@@ -61,7 +69,7 @@ std::string objectionTo(const HttpServer::Request& request) {
   const json::object& object = body->get_object();
   if (boolAt(object, "stream") != true) return "no stream is asked for";
   if (object.contains("tools") != object.contains("tool_choice")) return "tools without a choice, or the other way";
-  return objectionTo(messagesOf(*body));
+  return objectionTo(messagesOf(*body), isOpenRouter ? Service::openrouter : Service::mistral);
 }
 
 }  // namespace

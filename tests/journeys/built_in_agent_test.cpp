@@ -143,11 +143,29 @@ TEST_F(BuiltInAgent, saysWhatIsMissing) {
   EXPECT_EQ(sandbox.run(with(kRun, {"Hello"})).errors,
             "ravant: The agent run failed: No OpenRouter API key configured. Add one in Settings → Agents → Ravant.\n");
   sandbox.setVariable("OPENROUTER_API_KEY", std::string(ScriptedModel::kKey));
-  sandbox.run({"settings", "set", "endpoints.openrouter", "http://gateway.example"});
+  sandbox.setVariable("RAVANT_OPENROUTER_URL", "http://gateway.example");
   EXPECT_EQ(sandbox.run(with(kRun, {"Hello"})).errors,
             "ravant: The agent run failed: the address of OpenRouter cannot be used: \"http://gateway.example\" is not "
             "encrypted, which only a loopback address may be; an address has the form https://host or "
             "https://host:port\n");
+  EXPECT_THAT(sandbox.run({"doctor"}).output, HasSubstr("see the environment variable RAVANT_OPENROUTER_URL"));
+  const ProgramResult set = sandbox.run({"settings", "set", "endpoints.mistral", "nonsense"});
+  EXPECT_EQ(set.status, 1);
+  EXPECT_THAT(set.errors, StartsWith("ravant: \"nonsense\" "));
+}
+
+TEST_F(BuiltInAgent, takesTheFirstModelWhoseProviderHasAKey) {
+  play({says({"Here."})});
+  setKey();
+  EXPECT_THAT(sandbox.run({"run", "--agent", "ravant", "Hello"}).output,
+              HasSubstr("ravant · anthropic/claude-sonnet-5\n"));
+}
+
+TEST_F(BuiltInAgent, hasNoProgramAndNoOtherModels) {
+  EXPECT_EQ(sandbox.run({"agent", "set-path", "ravant", "/bin/true"}).errors,
+            "ravant: Ravant's own agent is built in: it has no program\n");
+  EXPECT_EQ(sandbox.run({"model", "add", "ravant", "my/model"}).errors,
+            "ravant: Ravant's own agent runs only the models of its list; \"my/model\" is not one\n");
 }
 
 TEST_F(BuiltInAgent, keysAreSetListedAndRemoved) {
@@ -166,6 +184,29 @@ TEST_F(BuiltInAgent, keysAreSetListedAndRemoved) {
             "ravant: the key has spaces, line breaks or other characters that no key has\n");
   EXPECT_EQ(sandbox.run({"key", "set", "nobody"}, "key\n").errors,
             "ravant: there is no provider \"nobody\"; there is openrouter, mistral\n");
+}
+
+TEST_F(BuiltInAgent, aVariableThatHoldsNoKeyIsNamedAndHidesNoStoredOne) {
+  play({says({"Here."})});
+  sandbox.setVariable("OPENROUTER_API_KEY", "two words");
+  const std::string fault =
+      "the environment variable OPENROUTER_API_KEY: the key has spaces, line breaks or other characters that no key "
+      "has";
+  EXPECT_EQ(sandbox.run(with(kRun, {"Hello"})).errors, "ravant: The agent run failed: " + fault + "\n");
+  EXPECT_THAT(sandbox.run({"key", "list"}).output,
+              AllOf(HasSubstr("OpenRouter  not known: " + fault), HasSubstr("Mistral     none")));
+  setKey();
+  EXPECT_EQ(sandbox.run(with(kRun, {"Hello"})).status, 0);
+}
+
+TEST_F(BuiltInAgent, asksThisMachineWithoutAProxy) {
+  play({says({"Here."})});
+  setKey();
+  HttpServer proxy([](const HttpServer::Request&, HttpServer::Connection& connection) { connection.respond(200); });
+  sandbox.setVariable("http_proxy", proxy.url());
+  sandbox.setVariable("all_proxy", proxy.url());
+  EXPECT_EQ(sandbox.run(with(kRun, {"Hello"})).status, 0);
+  EXPECT_THAT(proxy.requests(), IsEmpty());
 }
 
 TEST_F(BuiltInAgent, withoutAKeyStoreTheWayOutIsNamed) {

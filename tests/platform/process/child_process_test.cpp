@@ -71,7 +71,7 @@ TEST_F(ChildProcessTest, tellsHowItExited) {
   EXPECT_TRUE(running->isRunning());
   EXPECT_EQ(running->exitStatus(), std::nullopt);
   running->standardInput().close();
-  EXPECT_EQ(run(running->waitForExit(), loop_).code, 4);
+  EXPECT_EQ(run(running->waitForExit(), loop_)->code, 4);
   EXPECT_FALSE(isChild(running->pid()));
 }
 
