@@ -22,8 +22,8 @@ ChatTurnAssembly::Progress ChatTurnAssembly::onLine(std::string_view line) {
   if (!payload) {
     const bool isField =
         line.starts_with(':') || line.starts_with("event:") || line.starts_with("id:") || line.starts_with("retry:");
-    if (!hasEvent_ && !isField)
-      strayText_ += line.substr(0, kStrayTextLimit - std::min(strayText_.size(), kStrayTextLimit));
+    const std::size_t room = kStrayTextLimit - strayText_.size();
+    if (!hasEvent_ && !isField) strayText_ += line.substr(0, room);
     return Progress::goesOn;
   }
   hasEvent_ = true;
@@ -64,22 +64,20 @@ void ChatTurnAssembly::take(chat::Chunk chunk) {
   }
 }
 
-/// Without an index, a new id, or a name without an id, begins a call; anything else belongs to the last one.
 ChatTurnAssembly::PartialToolCall& ChatTurnAssembly::partialFor(const chat::ToolCallFragment& fragment) {
   const bool hasIndex = fragment.index && *fragment.index >= 0 && *fragment.index < kMostCalls;
-  std::int64_t index = hasIndex ? *fragment.index : lastIndex_;
-  if (!hasIndex) {
-    const auto known = std::ranges::find_if(
-        partials_, [&](const auto& entry) { return !fragment.id.empty() && entry.second.id == fragment.id; });
-    const bool isNew = !fragment.id.empty() || !fragment.name.empty() || partials_.empty();
-    if (known != partials_.end()) {
-      index = known->first;
-    } else if (isNew) {
-      index = partials_.empty() ? 0 : partials_.rbegin()->first + 1;
-    }
-  }
-  lastIndex_ = index;
-  return partials_[index];
+  lastIndex_ = hasIndex ? *fragment.index : guessedIndex(fragment);
+  return partials_[lastIndex_];
+}
+
+/// A new id, or a name without an id, begins a call; anything else belongs to the last one.
+std::int64_t ChatTurnAssembly::guessedIndex(const chat::ToolCallFragment& fragment) const {
+  if (partials_.empty()) return 0;
+  const auto known = std::ranges::find_if(
+      partials_, [&](const auto& entry) { return !fragment.id.empty() && entry.second.id == fragment.id; });
+  if (known != partials_.end()) return known->first;
+  const bool isNew = !fragment.id.empty() || !fragment.name.empty();
+  return isNew ? partials_.rbegin()->first + 1 : lastIndex_;
 }
 
 }  // namespace ravant

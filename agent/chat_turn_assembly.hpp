@@ -36,13 +36,14 @@ class ChatTurnAssembly {
 
   void take(chat::Chunk chunk);
   PartialToolCall& partialFor(const chat::ToolCallFragment& fragment);
+  std::int64_t guessedIndex(const chat::ToolCallFragment& fragment) const;
 
   std::string provider_;
   std::function<void(std::string_view)> onText_;
   chat::ChunkParser parser_;
   ChatTurn turn_;
   std::map<std::int64_t, PartialToolCall> partials_;
-  std::int64_t lastIndex_ = -1;
+  std::int64_t lastIndex_ = 0;
   bool hasEvent_ = false;
   std::string strayText_;  ///< the first of what was no event
 };
