@@ -50,17 +50,18 @@ awaitable<ChatTurn> ChatCompletionsClient::followTurn(chat::Request request, OnT
   const std::string body = chat::requestBody(request);
   for (int retry = 0;; ++retry) {
     HttpResponse response = co_await session_.send(httpRequest(body));
-    if (response.status() == kOk) co_return co_await readTurn(response, std::move(onText));
-    const std::string words = co_await refusalIn(response);
+    if (response.status() == kOk) co_return co_await readTurn(std::move(response), std::move(onText));
+    const int status = response.status();
     const auto wait = waitBeforeRetry(retry, response);
-    if (!wait) throw ChatCompletionsError::http(displayName(provider_), response.status(), words);
-    kLog.warning("{} refused a request with status {}; it is sent again in {} ms", displayName(provider_),
-                 response.status(), wait->count());
+    const std::string words = co_await refusalIn(std::move(response));
+    if (!wait) throw ChatCompletionsError::http(displayName(provider_), status, words);
+    kLog.warning("{} refused a request with status {}; it is sent again in {} ms", displayName(provider_), status,
+                 wait->count());
     co_await pause(*wait);
   }
 }
 
-awaitable<ChatTurn> ChatCompletionsClient::readTurn(HttpResponse& response, OnText onText) {
+awaitable<ChatTurn> ChatCompletionsClient::readTurn(HttpResponse response, OnText onText) {
   ChatTurnAssembly assembly(std::string(displayName(provider_)), std::move(onText));
   do {
     while (const auto line = response.tryNext()) {
@@ -72,7 +73,7 @@ awaitable<ChatTurn> ChatCompletionsClient::readTurn(HttpResponse& response, OnTe
   co_return assembly.finish();
 }
 
-awaitable<std::string> ChatCompletionsClient::refusalIn(HttpResponse& response) {
+awaitable<std::string> ChatCompletionsClient::refusalIn(HttpResponse response) {
   try {
     co_return co_await response.text(kErrorBodyLimit);
   } catch (const HttpError& error) {

@@ -48,8 +48,8 @@ class ChatCompletionsClient {
 
  private:
   awaitable<ChatTurn> followTurn(chat::Request request, OnText onText);
-  awaitable<ChatTurn> readTurn(HttpResponse& response, OnText onText);
-  awaitable<std::string> refusalIn(HttpResponse& response);
+  awaitable<ChatTurn> readTurn(HttpResponse response, OnText onText);
+  awaitable<std::string> refusalIn(HttpResponse response);
   HttpRequest httpRequest(std::string body) const;
   std::optional<std::chrono::milliseconds> waitBeforeRetry(int retry, const HttpResponse& refusal) const;
   awaitable<void> pause(std::chrono::milliseconds wait);

@@ -232,7 +232,7 @@ awaitable<void> RavantAgentRunner::announceGrowth(std::shared_ptr<Run> run) {
   }
 }
 
-awaitable<void> RavantAgentRunner::emitAssistantText(std::shared_ptr<Run> run, const ChatTurn& turn) {
+awaitable<void> RavantAgentRunner::emitAssistantText(std::shared_ptr<Run> run, ChatTurn turn) {
   std::vector<TranscriptAction> actions;
   if (!trimmed(turn.text).empty()) {
     actions.emplace_back(turn::AppendAgentMessage{.rawJSON = chat::rawTurn(turn),

@@ -59,7 +59,7 @@ class RavantAgentRunner final : public Actor, public AgentRunner {
   awaitable<ChatTurn> streamTurn(std::shared_ptr<Run> run);
   awaitable<void> followStream(std::shared_ptr<Run> run);
   awaitable<void> announceGrowth(std::shared_ptr<Run> run);
-  awaitable<void> emitAssistantText(std::shared_ptr<Run> run, const ChatTurn& turn);
+  awaitable<void> emitAssistantText(std::shared_ptr<Run> run, ChatTurn turn);
   awaitable<void> callTools(std::shared_ptr<Run> run, std::vector<RavantToolCall> calls);
   awaitable<void> callTool(std::shared_ptr<Run> run, RavantToolCall call);
   awaitable<void> stop(std::shared_ptr<Run> run);

@@ -1,11 +1,11 @@
 #include "platform/http/http_session.hpp"
 
 #include <curl/curl.h>
-#include <strings.h>
 
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/asio/this_coro.hpp>
+#include <cctype>
 #include <charconv>
 #include <ctime>
 #include <utility>
@@ -21,7 +21,8 @@ constexpr std::size_t kLongestLine = 256 * 1024 * 1024;
 constexpr std::int64_t kLongestRetryAfter = 365 * 24 * 3600;
 
 bool isSameName(const std::string& one, std::string_view other) {
-  return one.size() == other.size() && ::strncasecmp(one.data(), other.data(), one.size()) == 0;
+  const auto lower = [](unsigned char c) { return std::tolower(c); };
+  return std::ranges::equal(one, other, {}, lower, lower);
 }
 
 HttpError cancelled() { return {HttpError::Case::cancelled, "cancelled"}; }

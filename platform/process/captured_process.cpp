@@ -28,10 +28,10 @@ CapturedProcess::CapturedProcess(CaptureOptions options, const any_io_executor& 
 awaitable<void> CapturedProcess::run() {
   using namespace asio::experimental::awaitable_operators;
   const auto readOutput = [this] {
-    return readAll(child_->standardOutput(), [this](std::string_view piece) { takeIn(piece); });
+    return readAll(&child_->standardOutput(), [this](std::string_view piece) { takeIn(piece); });
   };
   const auto readError = [this] {
-    return readAll(child_->standardError(), [this](std::string_view piece) { error_.append(piece); });
+    return readAll(&child_->standardError(), [this](std::string_view piece) { error_.append(piece); });
   };
   co_await (readOutput() && readError() && watchExit() && watchLimit());
   if (isGivenUp_ || co_await child_->endTree() == TreeEnd::survivorsLeft) {
@@ -54,11 +54,11 @@ void CapturedProcess::takeIn(std::string_view piece) {
 }
 
 template <class Take>
-awaitable<void> CapturedProcess::readAll(asio::posix::stream_descriptor& pipe, Take take) {
-  if (!pipe.is_open()) co_return;
+awaitable<void> CapturedProcess::readAll(asio::posix::stream_descriptor* pipe, Take take) {
+  if (!pipe->is_open()) co_return;
   std::array<char, 16 * 1024> piece;
   for (;;) {
-    const auto [error, count] = co_await pipe.async_read_some(asio::buffer(piece), asio::as_tuple(use_awaitable));
+    const auto [error, count] = co_await pipe->async_read_some(asio::buffer(piece), asio::as_tuple(use_awaitable));
     if (error || isReadingOver_) break;
     take(std::string_view(piece.data(), count));
   }

@@ -48,7 +48,7 @@ class CapturedProcess {
 
   void takeIn(std::string_view piece);
   template <class Take>
-  awaitable<void> readAll(asio::posix::stream_descriptor& pipe, Take take);
+  awaitable<void> readAll(asio::posix::stream_descriptor* pipe, Take take);
   awaitable<void> watchExit();
   awaitable<void> watchLimit();
 
