@@ -1,7 +1,6 @@
 #include "agent/chat_completions_wire.hpp"
 
-#include <simdjson.h>
-
+#include <algorithm>
 #include <boost/json/serialize.hpp>
 
 #include "core/overloaded.hpp"
@@ -41,74 +40,53 @@ json::object form(const message::ToolResult& result) {
           {"content", repairUtf8(std::move(content))}};
 }
 
-using simdjson::dom::element;
-
-std::string_view textOf(const element& value) {
-  std::string_view text;
-  return value.get(text) == simdjson::SUCCESS ? text : std::string_view();
+std::optional<std::string> codeText(const json::object& error) {
+  const json::value* code = error.if_contains("code");
+  if (code == nullptr || code->is_null()) return std::nullopt;
+  if (const auto* text = code->if_string()) return std::string(*text);
+  return compactJson(*code);
 }
 
-std::string jsonOf(const element& value) { return simdjson::minify(value); }
-
-/// The text that a value is; another value as JSON, and none as an empty text.
-std::string textOrJson(const element& value) {
-  if (value.is_string()) return std::string(textOf(value));
-  return value.is_null() ? std::string() : jsonOf(value);
+std::optional<StreamError> parseError(const json::object& chunk) {
+  const json::value* error = chunk.if_contains("error");
+  if (error == nullptr || error->is_null()) return std::nullopt;
+  if (const auto* text = error->if_string()) return StreamError{.code = {}, .message = std::string(*text)};
+  const json::object* object = error->if_object();
+  if (object == nullptr) return StreamError{.code = {}, .message = compactJson(*error)};
+  const auto message = stringAt(*object, "message");
+  return StreamError{.code = codeText(*object), .message = message ? std::string(*message) : compactJson(*error)};
 }
 
-/// Calls `member` with each member of an object; with none of another value.
-template <class Member>
-void forEachMember(const element& value, Member member) {
-  simdjson::dom::object object;
-  if (value.get(object) != simdjson::SUCCESS) return;
-  for (const auto& [key, found] : object) member(key, found);
+/// Some providers send the arguments whole, as the object they are.
+std::string argumentsText(const json::object& function) {
+  const json::value* arguments = function.if_contains("arguments");
+  if (arguments == nullptr || arguments->is_null()) return {};
+  if (const auto* text = arguments->if_string()) return std::string(*text);
+  return compactJson(*arguments);
 }
 
-std::optional<StreamError> parseError(const element& error) {
-  if (error.is_null()) return std::nullopt;
-  if (!error.is_object()) return StreamError{.code = {}, .message = textOrJson(error)};
-  StreamError parsed;
-  forEachMember(error, [&](std::string_view key, const element& value) {
-    if (key == "code" && !value.is_null()) parsed.code = textOrJson(value);
-    if (key == "message") parsed.message = textOf(value);
-  });
-  if (parsed.message.empty()) parsed.message = jsonOf(error);
-  return parsed;
-}
-
-ToolCallFragment parseToolCall(const element& call) {
-  ToolCallFragment fragment;
-  forEachMember(call, [&](std::string_view key, const element& value) {
-    if (std::int64_t index = 0; key == "index" && value.get(index) == simdjson::SUCCESS) fragment.index = index;
-    if (key == "id") fragment.id = textOf(value);
-    if (key != "function") return;
-    forEachMember(value, [&](std::string_view name, const element& part) {
-      if (name == "name") fragment.name = textOf(part);
-      // Some providers send the arguments whole, as the object they are.
-      if (name == "arguments") fragment.arguments = textOrJson(part);
-    });
-  });
+ToolCallFragment parseToolCall(const json::object& call) {
+  ToolCallFragment fragment{.index = integerAt(call, "index"),
+                            .id = stringAt(call, "id").value_or(std::string_view()),
+                            .name = {},
+                            .arguments = {}};
+  if (const json::object* function = objectAt(call, "function")) {
+    fragment.name = stringAt(*function, "name").value_or(std::string_view());
+    fragment.arguments = argumentsText(*function);
+  }
   return fragment;
 }
 
-void parseDelta(const element& delta, Chunk& chunk) {
-  forEachMember(delta, [&](std::string_view key, const element& value) {
-    if (key == "content") chunk.content = textOf(value);
-    simdjson::dom::array calls;
-    if (key != "tool_calls" || value.get(calls) != simdjson::SUCCESS) return;
-    for (const element call : calls) {
-      if (call.is_object()) chunk.toolCalls.push_back(parseToolCall(call));
-    }
-  });
-}
-
-void parseFirstChoice(const element& choices, Chunk& chunk) {
-  simdjson::dom::array list;
-  if (choices.get(list) != simdjson::SUCCESS || list.begin() == list.end()) return;
-  forEachMember(*list.begin(), [&](std::string_view key, const element& value) {
-    if (key == "finish_reason" && value.is_string()) chunk.finishReason = textOf(value);
-    if (key == "delta") parseDelta(value, chunk);
-  });
+void parseChoice(const json::object& choice, Chunk& chunk) {
+  chunk.finishReason = stringAt(choice, "finish_reason");
+  const json::object* delta = objectAt(choice, "delta");
+  if (delta == nullptr) return;
+  chunk.content = stringAt(*delta, "content").value_or(std::string_view());
+  const json::array* calls = arrayAt(*delta, "tool_calls");
+  if (calls == nullptr) return;
+  for (const json::value& call : *calls) {
+    if (const json::object* object = call.if_object()) chunk.toolCalls.push_back(parseToolCall(*object));
+  }
 }
 
 }  // namespace
@@ -128,40 +106,47 @@ std::string requestBody(const Request& request) {
   return json::serialize(body);
 }
 
-struct ChunkParser::Parsers {
-  /// What JSON allows no program to write, though some do: broken UTF-8 and halves of surrogate pairs.
-  std::optional<element> parseRepaired(std::string_view payload) {
-    const json::value* value = tolerant.parse(repairUtf8(std::string(payload)));
-    if (value == nullptr) return std::nullopt;
-    repaired = compactJson(*value);
-    element root;
-    return fast.parse(repaired).get(root) == simdjson::SUCCESS ? std::optional(root) : std::nullopt;
-  }
-
-  simdjson::dom::parser fast;
-  JsonLineParser tolerant;
-  std::string repaired;
-};
-
-ChunkParser::ChunkParser() : parsers_(std::make_unique<Parsers>()) {}
-ChunkParser::~ChunkParser() = default;
-
 std::optional<Chunk> ChunkParser::parse(std::string_view payload) {
-  std::optional<element> root = element();
-  if (parsers_->fast.parse(payload.data(), payload.size()).get(*root) != simdjson::SUCCESS) {
-    root = parsers_->parseRepaired(payload);
+  if (const auto text = textInEnvelope(payload)) return Chunk{.content = *text};
+  const json::object* object = asObject(parser_.parse(payload));
+  if (object == nullptr && !isValidUtf8(payload)) {
+    repaired_ = repairUtf8(std::string(payload));
+    object = asObject(parser_.parse(repaired_));
   }
-  if (!root || !root->is_object()) return std::nullopt;
-  Chunk chunk;
-  forEachMember(*root, [&](std::string_view key, const element& value) {
-    if (key == "choices") parseFirstChoice(value, chunk);
-    if (key == "id" && value.is_string()) chunk.id = textOf(value);
-    if (key == "error") chunk.error = parseError(value);
-    if (key == "usage" && value.is_object()) {
-      if (auto usage = parseJson(jsonOf(value))) chunk.usage = std::move(usage->as_object());
-    }
-  });
+  if (object == nullptr) return std::nullopt;
+  Chunk chunk{.id = stringAt(*object, "id"), .error = parseError(*object)};
+  // In memory of its own: the parser's is used again.
+  if (const json::object* usage = objectAt(*object, "usage")) chunk.usage.emplace(*usage, json::storage_ptr());
+  const json::array* choices = arrayAt(*object, "choices");
+  if (choices != nullptr && !choices->empty()) {
+    if (const json::object* choice = choices->front().if_object()) parseChoice(*choice, chunk);
+  }
+  keepEnvelope(payload, chunk);
   return chunk;
+}
+
+std::optional<std::string_view> ChunkParser::textInEnvelope(std::string_view payload) const {
+  const bool fits = !prefix_.empty() && payload.size() > prefix_.size() + suffix_.size() &&
+                    payload.starts_with(prefix_) && payload.ends_with(suffix_);
+  if (!fits) return std::nullopt;
+  const std::string_view text = payload.substr(prefix_.size(), payload.size() - prefix_.size() - suffix_.size());
+  const bool isPlain =
+      std::ranges::all_of(text, [](unsigned char c) { return c >= ' ' && c != '"' && c != '\\'; }) && isValidUtf8(text);
+  return isPlain ? std::optional(text) : std::nullopt;
+}
+
+void ChunkParser::keepEnvelope(std::string_view payload, const Chunk& chunk) {
+  constexpr std::string_view kMember = R"("content":")";
+  const bool isTextAlone =
+      !chunk.content.empty() && !chunk.finishReason && !chunk.usage && !chunk.error && chunk.toolCalls.empty();
+  const std::size_t member = payload.find(kMember);
+  // Within a text the quotes would be escaped: the one that is found is the member itself.
+  if (!isTextAlone || member == std::string_view::npos || payload.rfind(kMember) != member) return;
+  const std::size_t text = member + kMember.size();
+  const std::string_view rest = payload.substr(text);
+  if (!rest.starts_with(chunk.content) || !rest.substr(chunk.content.size()).starts_with('"')) return;
+  prefix_ = payload.substr(0, text);
+  suffix_ = rest.substr(chunk.content.size());
 }
 
 std::optional<std::string_view> eventData(std::string_view line) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -39,7 +38,7 @@ struct StreamError {
   std::string message;
 };
 
-/// One object of the stream. Views are of the parser's memory.
+/// One object of the stream.
 struct Chunk {
   std::optional<std::string_view> id;
   std::optional<json::object> usage;
@@ -49,19 +48,21 @@ struct Chunk {
   std::optional<StreamError> error;
 };
 
+/// Parses the objects of one stream.
 class ChunkParser {
  public:
-  ChunkParser();
-  ~ChunkParser();
-  ChunkParser(const ChunkParser&) = delete;
-  ChunkParser& operator=(const ChunkParser&) = delete;
-
-  /// Nothing for what is no JSON object. Valid until the next call.
+  /// Nothing for what is no JSON object. Valid until the next call, and as long as `payload`.
   std::optional<Chunk> parse(std::string_view payload);
 
  private:
-  struct Parsers;
-  std::unique_ptr<Parsers> parsers_;
+  /// The text of an event that differs from an earlier one in nothing else, which most do.
+  std::optional<std::string_view> textInEnvelope(std::string_view payload) const;
+  void keepEnvelope(std::string_view payload, const Chunk& chunk);
+
+  JsonLineParser parser_;
+  std::string repaired_;
+  std::string prefix_;  ///< of an event with a text and nothing more, up to the text
+  std::string suffix_;
 };
 
 /// The data of a line of an event stream, without the white space around it; nothing for any other line.

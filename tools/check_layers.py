@@ -26,7 +26,6 @@ WRAPPED = {
     r"Q[A-Z]\w*|Qt\w+/": ["desktop/"],
     r"(gtest|gmock)/": ["tests/"],
     r"benchmark/": ["bench/"],
-    r"simdjson\.h": [r".*_wire\.cpp"],
     r"boost/json": [
         "platform/json/", "platform/settings/", "cli/", "tests/", "bench/", "cmake/precompiled.hpp",
         r".*_wire\.[ch]pp", r"core/(user_prompt|token_usage)\w*\.[ch]pp",

@@ -71,6 +71,34 @@ TEST(ChatTurnAssemblyTest, skipsWhatIsMalformedAndEndsWithoutAnEndMark) {
   EXPECT_EQ(turn.responseId, "gen-1");
 }
 
+/// Events that differ from the last one in their text alone are not parsed as a whole.
+TEST(ChatTurnAssemblyTest, takesTextsOfAnyKindInEventsThatAreAlike) {
+  const std::vector<std::pair<std::string, std::string>> texts = {{"plain", "plain"},
+                                                                  {" more", " more"},
+                                                                  {R"(\"quoted\")", "\"quoted\""},
+                                                                  {"größer 漢 🙂", "größer 漢 🙂"},
+                                                                  {R"(\n\u00fc)", "\nü"},
+                                                                  {R"(\"content\":\")", R"("content":")"},
+                                                                  {"br\xffken", "br\xEF\xBF\xBDken"},
+                                                                  {R"(half \ud83d)", "half \xEF\xBF\xBD"},
+                                                                  {"", ""},
+                                                                  {R"(a","content":"b)", "b"},
+                                                                  {"end", "end"}};
+  std::vector<std::string> lines;
+  std::string expected;
+  for (const auto& [written, read] : texts) {
+    lines.push_back(delta(R"("content":")" + written + '"'));
+    expected += read;
+  }
+  lines.push_back(delta(R"("content":"!")", R"("stop")"));
+  lines.push_back(delta(R"("content":"?")") + " trailing");
+  lines.push_back(R"(data: {"id":"gen-2","choices":[{"index":0,"delta":{"content":"."},"finish_reason":null}]})");
+  const auto [turn, fragments] = assemble(lines);
+  EXPECT_EQ(turn.text, expected + "!.");
+  EXPECT_EQ(turn.finishReason, "stop");
+  EXPECT_EQ(turn.responseId, "gen-2");
+}
+
 TEST(ChatTurnAssemblyTest, keepsInterleavedCallsApartInTheOrderOfTheirIndices) {
   const auto [turn, fragments] =
       assemble({toolCalls(R"({"index":1,"id":"b","function":{"name":"read_file","arguments":"{\"pa"}})"),
