@@ -42,6 +42,9 @@ Application::Application(const Locations& locations)
   http_ = std::make_shared<HttpEngine>(httpEngineOptions());
   providerKeys_ = std::make_shared<RavantProviderKey>(executors_.work(), openKeyStore(settings_, locations_));
   runners_ = std::make_unique<AgentRunnerStore>(modelContainer_, runnerFactory(), notifications_);
+  gitStatus_ = std::make_shared<GitStatusReader>(executors_.work());
+  gitCommands_ = std::make_shared<GitCommandRunner>(
+      GitCommandOptions{.io = executors_.io(), .shellPath = loginShell().path, .processes = processes_});
 }
 
 Application::~Application() = default;
@@ -99,6 +102,7 @@ awaitable<void> Application::prepare() {
 
 awaitable<void> Application::shutdown() {
   co_await runners_->shutdown();
+  co_await gitCommands_->shutdown();
   co_await modelContainer_->changeFeed()->stop();
 }
 

@@ -10,6 +10,8 @@
 #include "core/store/model_container.hpp"
 #include "core/store/project_store.hpp"
 #include "core/store/transcript_reader.hpp"
+#include "git/git_command_runner.hpp"
+#include "git/git_status_reader.hpp"
 #include "platform/async/executors.hpp"
 #include "platform/http/http_engine.hpp"
 #include "platform/notifications/notification_center.hpp"
@@ -41,6 +43,8 @@ class Application {
   NotificationCenter& notifications() { return *notifications_; }
   AgentRunnerStore& runners() { return *runners_; }
   RavantProviderKey& providerKeys() { return *providerKeys_; }
+  GitStatusReader& gitStatus() { return *gitStatus_; }
+  GitCommandRunner& gitCommands() { return *gitCommands_; }
   any_io_executor io() { return executors_.io(); }
 
   /// On the first start, registers the agents that are found and makes the built-in one. To be
@@ -69,6 +73,8 @@ class Application {
   std::shared_ptr<HttpEngine> http_;
   std::shared_ptr<RavantProviderKey> providerKeys_;
   std::unique_ptr<AgentRunnerStore> runners_;
+  std::shared_ptr<GitStatusReader> gitStatus_;
+  std::shared_ptr<GitCommandRunner> gitCommands_;
 };
 
 }  // namespace ravant

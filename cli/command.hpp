@@ -67,6 +67,7 @@ CommandGroup projectCommands();
 CommandGroup agentCommands();
 CommandGroup modelCommands();
 CommandGroup conversationCommands();
+CommandGroup gitCommands();
 CommandGroup keyCommands();
 CommandGroup settingsCommands();
 Command runCommand();

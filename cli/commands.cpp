@@ -12,6 +12,7 @@ const std::vector<CommandGroup>& commandGroups() {
       agentCommands(),
       modelCommands(),
       conversationCommands(),
+      gitCommands(),
       keyCommands(),
       settingsCommands()};
   return groups;

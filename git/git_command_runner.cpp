@@ -1,0 +1,128 @@
+#include "git/git_command_runner.hpp"
+
+#include <fmt/format.h>
+
+#include <utility>
+
+#include "git/branch_name.hpp"
+#include "platform/log/log.hpp"
+#include "platform/process/captured_process.hpp"
+#include "platform/process/shell_quoted.hpp"
+#include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.git", "GitCommandRunner");
+constexpr std::size_t kOutputLimit = 1024 * 1024;  // bytes
+constexpr std::int32_t kTimedOut = 124;            // as timeout(1) has it
+constexpr std::int32_t kSignalOffset = 128;        // as shells count
+
+const std::map<std::string, std::string> kAskNothing = {
+    {"GIT_TERMINAL_PROMPT", "0"}, {"GIT_EDITOR", "false"}, {"GIT_SEQUENCE_EDITOR", "false"}, {"GIT_PAGER", "cat"}};
+
+std::string describe(const std::string& command, std::int32_t status, const std::string& output) {
+  return trimmed(output).empty() ? fmt::format("{} failed with exit {}", command, status) : output;
+}
+
+std::int32_t statusOf(CapturedProcess& process) {
+  if (process.hasTimedOut()) return kTimedOut;
+  const ExitStatus status = process.exitStatus();
+  return status.reason == ExitStatus::Reason::exit ? status.code : kSignalOffset + status.code;
+}
+
+}  // namespace
+
+GitCommandError::GitCommandError(const std::string& command, std::int32_t status, const std::string& output)
+    : std::runtime_error(describe(command, status, output)), command_(command), status_(status), output_(output) {}
+
+GitCommandRunner::GitCommandRunner(GitCommandOptions options)
+    : Actor(options.io), options_(std::move(options)), changed_(strand()) {}
+
+GitCommandRunner::~GitCommandRunner() = default;
+
+awaitable<std::string> GitCommandRunner::pull(std::filesystem::path folder) {
+  return onActor([this, folder = std::move(folder)] { return run("git pull --ff-only", folder); });
+}
+
+awaitable<std::string> GitCommandRunner::fetch(std::filesystem::path folder) {
+  return onActor([this, folder = std::move(folder)] { return run("git fetch --prune", folder); });
+}
+
+awaitable<std::string> GitCommandRunner::checkout(std::string branch, std::filesystem::path folder) {
+  return onActor([this, branch = std::move(branch), folder = std::move(folder)] {
+    return runOnBranch("git checkout", branch, folder);
+  });
+}
+
+awaitable<std::string> GitCommandRunner::createBranch(std::string name, std::filesystem::path folder) {
+  return onActor([this, name = std::move(name), folder = std::move(folder)] {
+    return runOnBranch("git switch -c", name, folder);
+  });
+}
+
+awaitable<std::string> GitCommandRunner::deleteBranch(std::string name, std::filesystem::path folder) {
+  return onActor([this, name = std::move(name), folder = std::move(folder)] {
+    return runOnBranch("git branch -d", name, folder);
+  });
+}
+
+awaitable<void> GitCommandRunner::shutdown() {
+  return onActor([this]() -> awaitable<void> {
+    isShutDown_ = true;
+    if (running_) running_->stop();
+    changed_.notify();
+    while (isBusy_) co_await changed_.wait();
+  });
+}
+
+awaitable<std::string> GitCommandRunner::runOnBranch(std::string command, std::string name,
+                                                     std::filesystem::path folder) {
+  if (const std::string objection = objectionToBranchName(name); !objection.empty()) throw BranchNameError(objection);
+  co_return co_await run(fmt::format("{} {}", command, shellQuoted(name)), std::move(folder));
+}
+
+awaitable<std::string> GitCommandRunner::run(std::string command, std::filesystem::path folder) {
+  while (isBusy_ && !isShutDown_) co_await changed_.wait();
+  if (isShutDown_) throw GitCommandError(command, kSignalOffset, "the command was not run: the program ends");
+  isBusy_ = true;
+  std::string output;
+  std::exception_ptr error;
+  try {
+    output = co_await execute(std::move(command), std::move(folder));
+  } catch (...) {
+    error = std::current_exception();
+  }
+  running_.reset();
+  isBusy_ = false;
+  changed_.notify();
+  if (error) std::rethrow_exception(error);
+  co_return output;
+}
+
+awaitable<std::string> GitCommandRunner::execute(std::string command, std::filesystem::path folder) {
+  kLog.info("git: running `{}` in {}", command, folder.string());
+  running_ = std::make_unique<CapturedProcess>(CaptureOptions{.launch = {.executable = options_.shellPath,
+                                                                         .arguments = {"-l", "-c", command},
+                                                                         .workingDirectory = folder,
+                                                                         .environment = kAskNothing,
+                                                                         .standardInput = StandardInput::nullDevice,
+                                                                         .standardError = StandardError::standardOutput,
+                                                                         .ledger = options_.processes},
+                                                              .limit = options_.timeout,
+                                                              .outputLimit = kOutputLimit},
+                                               strand());
+  co_await running_->run();
+  const std::int32_t status = statusOf(*running_);
+  kLog.info("git: `{}` exit {}", command, status);
+  std::string output = repairUtf8(running_->takeOutput());
+  if (running_->hasTimedOut()) {
+    if (!output.empty() && !output.ends_with('\n')) output += '\n';
+    output += fmt::format("{} was ended after {} s", command, options_.timeout.count());
+  }
+  if (status != 0 || running_->wasStopped()) throw GitCommandError(command, status, output);
+  co_return output;
+}
+
+}  // namespace ravant

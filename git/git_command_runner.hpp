@@ -1,0 +1,80 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "platform/async/actor.hpp"
+#include "platform/async/signal.hpp"
+#include "platform/process/process_ledger.hpp"
+
+namespace ravant {
+
+class CapturedProcess;
+
+/// A git command that failed; `what()` is what it printed.
+class GitCommandError : public std::runtime_error {
+ public:
+  GitCommandError(const std::string& command, std::int32_t status, const std::string& output);
+
+  const std::string& command() const { return command_; }
+  /// 124 for one that was ended at the time limit.
+  std::int32_t status() const { return status_; }
+  const std::string& output() const { return output_; }
+
+ private:
+  std::string command_;
+  std::int32_t status_;
+  std::string output_;
+};
+
+/// A text that cannot be the name of a branch; git was not asked.
+class BranchNameError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct GitCommandOptions {
+  any_io_executor io;
+  std::string shellPath;  ///< see loginShell()
+  std::chrono::seconds timeout{120};
+  std::shared_ptr<ProcessLedger> processes = {};  ///< may be null
+};
+
+/// What changes a repository: runs git in the user's login shell, so that credential helpers and agents of keys work as
+/// they do in a terminal. Git asks nothing: what would need an answer fails in git's words. The commands of one runner
+/// run one after another.
+///
+/// Each operation returns what git printed, standard error included, and throws `GitCommandError` where it failed,
+/// `BranchNameError` for a name that no branch can have, and `std::system_error` where the shell or the folder is not
+/// there.
+class GitCommandRunner final : public Actor {
+ public:
+  explicit GitCommandRunner(GitCommandOptions options);
+  ~GitCommandRunner() override;
+
+  awaitable<std::string> pull(std::filesystem::path folder);
+  awaitable<std::string> fetch(std::filesystem::path folder);
+  awaitable<std::string> checkout(std::string branch, std::filesystem::path folder);
+  awaitable<std::string> createBranch(std::string name, std::filesystem::path folder);
+  awaitable<std::string> deleteBranch(std::string name, std::filesystem::path folder);
+
+  /// Ends the command that runs, and those that wait. Nothing is run afterwards.
+  awaitable<void> shutdown();
+
+ private:
+  awaitable<std::string> run(std::string command, std::filesystem::path folder);
+  awaitable<std::string> runOnBranch(std::string command, std::string name, std::filesystem::path folder);
+  awaitable<std::string> execute(std::string command, std::filesystem::path folder);
+
+  const GitCommandOptions options_;
+  Signal changed_;
+  std::unique_ptr<CapturedProcess> running_;
+  bool isBusy_ = false;
+  bool isShutDown_ = false;
+};
+
+}  // namespace ravant

@@ -1,0 +1,65 @@
+#include "git/git_status.hpp"
+
+#include <map>
+
+namespace ravant {
+namespace {
+
+void merge(std::optional<GitFileChange>& known, const GitFileChange& change) {
+  if (!known) {
+    known = change;
+    return;
+  }
+  known->status = GitFileStatus::typeChanged;
+  known->isBinary |= change.isBinary;
+  known->insertions += change.insertions;
+  known->deletions += change.deletions;
+}
+
+}  // namespace
+
+std::string_view rawValue(GitFileStatus status) {
+  switch (status) {
+    case GitFileStatus::added:
+      return "added";
+    case GitFileStatus::modified:
+      return "modified";
+    case GitFileStatus::deleted:
+      return "deleted";
+    case GitFileStatus::renamed:
+      return "renamed";
+    case GitFileStatus::untracked:
+      return "untracked";
+    case GitFileStatus::typeChanged:
+      return "typeChanged";
+  }
+  __builtin_unreachable();
+}
+
+std::string_view rawValue(GitDiffLineKind kind) {
+  switch (kind) {
+    case GitDiffLineKind::context:
+      return "context";
+    case GitDiffLineKind::addition:
+      return "addition";
+    case GitDiffLineKind::deletion:
+      return "deletion";
+  }
+  __builtin_unreachable();
+}
+
+std::vector<GitFileEntry> GitWorkingCopyDetails::entries() const {
+  std::map<std::string, GitFileEntry> byPath;
+  const auto entryOf = [&](const GitFileChange& change) -> GitFileEntry& {
+    GitFileEntry& entry = byPath[change.path];
+    entry.path = change.path;
+    return entry;
+  };
+  for (const GitFileChange& change : staged) merge(entryOf(change).staged, change);
+  for (const GitFileChange& change : unstaged) merge(entryOf(change).unstaged, change);
+  std::vector<GitFileEntry> entries;
+  for (auto& [path, entry] : byPath) entries.push_back(std::move(entry));
+  return entries;
+}
+
+}  // namespace ravant

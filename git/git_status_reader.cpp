@@ -1,0 +1,79 @@
+#include "git/git_status_reader.hpp"
+
+#include <tuple>
+
+#include "git/git_repository.hpp"
+#include "platform/log/log.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.git", "GitStatusReader");
+
+}  // namespace
+
+GitStatusReader::GitStatusReader(any_io_executor work) : Actor(std::move(work)) {}
+GitStatusReader::~GitStatusReader() = default;
+
+awaitable<GitReading<GitWorkingCopyStat>> GitStatusReader::workingCopyStat(std::filesystem::path folder) {
+  return onActor([this, folder = std::move(folder)]() -> awaitable<GitReading<GitWorkingCopyStat>> {
+    kLog.debug("libgit2 reading working copy stat for: {}", folder.string());
+    co_return reading<GitWorkingCopyStat>(folder, [](const GitRepository& repo) { return repo.readStat(); });
+  });
+}
+
+awaitable<GitReading<GitWorkingCopyDetails>> GitStatusReader::workingCopyFiles(std::filesystem::path folder) {
+  return onActor([this, folder = std::move(folder)]() -> awaitable<GitReading<GitWorkingCopyDetails>> {
+    kLog.debug("libgit2 reading working copy files for: {}", folder.string());
+    co_return reading<GitWorkingCopyDetails>(folder, [](const GitRepository& repo) {
+      GitWorkingCopyDetails details{.branch = repo.readBranch()};
+      std::tie(details.ahead, details.behind) = repo.readAheadBehind();
+      details.unstaged = repo.collectUnstagedChanges();
+      details.staged = repo.collectStagedChanges();
+      return details;
+    });
+  });
+}
+
+awaitable<GitReading<std::vector<GitBranch>>> GitStatusReader::branches(std::filesystem::path folder) {
+  return onActor([this, folder = std::move(folder)]() -> awaitable<GitReading<std::vector<GitBranch>>> {
+    kLog.debug("libgit2 reading branches for: {}", folder.string());
+    co_return reading<std::vector<GitBranch>>(folder, [](const GitRepository& repo) { return repo.readBranches(); });
+  });
+}
+
+awaitable<GitReading<GitFileHunks>> GitStatusReader::hunks(std::filesystem::path folder, std::string path) {
+  return onActor([this, folder = std::move(folder), path = std::move(path)]() -> awaitable<GitReading<GitFileHunks>> {
+    kLog.debug("libgit2 reading hunks for: {}", folder.string());
+    co_return reading<GitFileHunks>(folder, [&](const GitRepository& repo) { return repo.readHunks(path); });
+  });
+}
+
+awaitable<void> GitStatusReader::invalidateCache() {
+  return onActor([this]() -> awaitable<void> {
+    cachedRepo_.reset();
+    cachedRepoPath_.reset();
+    co_return;
+  });
+}
+
+template <class Value, class Read>
+GitReading<Value> GitStatusReader::reading(const std::filesystem::path& folder, Read read) {
+  try {
+    return {.value = read(repo(folder)), .unsupportedReason = {}};
+  } catch (const UnsupportedRepositoryError& error) {
+    kLog.warning("{}: {}", folder.string(), error.what());
+    return {.value = {}, .unsupportedReason = error.what()};
+  }
+}
+
+GitRepository& GitStatusReader::repo(const std::filesystem::path& folder) {
+  if (!cachedRepo_ || cachedRepoPath_ != folder) {
+    cachedRepo_.reset();
+    cachedRepo_ = std::make_unique<GitRepository>(folder);
+    cachedRepoPath_ = folder;
+  }
+  return *cachedRepo_;
+}
+
+}  // namespace ravant

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <git2.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace ravant::git {
+
+/// Readies the library, once in the process: to be called before anything else of it.
+void initializeLibgit2();
+
+template <auto free>
+struct Free {
+  template <class Handle>
+  void operator()(Handle* handle) const {
+    free(handle);
+  }
+};
+
+using Repository = std::unique_ptr<git_repository, Free<git_repository_free>>;
+using Object = std::unique_ptr<git_object, Free<git_object_free>>;
+using Index = std::unique_ptr<git_index, Free<git_index_free>>;
+using Reference = std::unique_ptr<git_reference, Free<git_reference_free>>;
+using BranchIterator = std::unique_ptr<git_branch_iterator, Free<git_branch_iterator_free>>;
+using Config = std::unique_ptr<git_config, Free<git_config_free>>;
+using ConfigIterator = std::unique_ptr<git_config_iterator, Free<git_config_iterator_free>>;
+using Refspec = std::unique_ptr<git_refspec, Free<git_refspec_free>>;
+using Diff = std::unique_ptr<git_diff, Free<git_diff_free>>;
+using DiffStats = std::unique_ptr<git_diff_stats, Free<git_diff_stats_free>>;
+using Patch = std::unique_ptr<git_patch, Free<git_patch_free>>;
+
+/// A call of the library that failed; `what()` has its words.
+class LibraryError : public std::runtime_error {
+ public:
+  explicit LibraryError(int code) : std::runtime_error(lastWords()), code_(code) {}
+  int code() const { return code_; }
+
+ private:
+  static std::string lastWords() {
+    const git_error* error = git_error_last();
+    return error != nullptr && error->message != nullptr ? error->message : "unknown error";
+  }
+  int code_;
+};
+
+inline void check(int code) {
+  if (code < 0) throw LibraryError(code);
+}
+
+/// Calls `make` with the address of a handle and owns what it puts there. Throws `LibraryError`.
+template <class Owner, class Make>
+Owner own(Make make) {
+  typename Owner::pointer handle = nullptr;
+  check(make(&handle));
+  return Owner(handle);
+}
+
+/// The same; null where the library fails.
+template <class Owner, class Make>
+Owner ownIfAny(Make make) {
+  typename Owner::pointer handle = nullptr;
+  return make(&handle) == 0 ? Owner(handle) : Owner();
+}
+
+}  // namespace ravant::git

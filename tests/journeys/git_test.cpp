@@ -1,0 +1,72 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "tests/journeys/sandbox.hpp"
+
+namespace ravant::test {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+class GitCommands : public testing::Test {
+ protected:
+  GitCommands() {
+    std::ofstream(sandbox.home() / ".gitconfig") << "[user]\nname=Tester\nemail=tester@example.com\n";
+    git({"init", "-q", "-b", "main"});
+    std::ofstream(sandbox.project() / "a.txt") << "one\n";
+    git({"add", "-A"});
+    git({"commit", "-q", "-m", "first"});
+    std::ofstream(sandbox.project() / "a.txt") << "two\n";
+    std::ofstream(sandbox.project() / "new\x1b.txt") << "new\n";
+  }
+
+  void git(std::vector<std::string> arguments) const {
+    const ProgramResult result = Program({.path = "/usr/bin/git",
+                                          .arguments = std::move(arguments),
+                                          .environment = {{"HOME", sandbox.home()}, {"PATH", "/usr/bin:/bin"}},
+                                          .workingDirectory = sandbox.project()})
+                                     .wait();
+    EXPECT_EQ(result.status, 0) << result.errors;
+  }
+
+  Sandbox sandbox;
+};
+
+TEST_F(GitCommands, showWhatDiffers) {
+  EXPECT_EQ(sandbox.run({"git", "status"}).output,
+            "On branch main\n\nChanges not staged for commit:\n\tmodified:   a.txt  (+1 -1)\n\nUntracked files:\n"
+            "\tnew\u241b.txt\n");
+  const json::value status = sandbox.json({"git", "status"});
+  EXPECT_EQ(
+      status.at("unstaged").at(0),
+      parseJson(
+          R"({"path":"a.txt","status":"modified","staged":false,"isBinary":false,"insertions":1,"deletions":1})"));
+  EXPECT_EQ(sandbox.json({"git", "stat"}), parseJson(R"({"insertions":1,"deletions":1})"));
+  EXPECT_EQ(sandbox.run({"git", "hunks", "a.txt"}).output, "Not staged\n@@ -1 +1 @@\n-one\n+two\n");
+  EXPECT_EQ(sandbox.json({"git", "branches"}).at(0).at("lastCommitSummary"), "first");
+  EXPECT_THAT(sandbox.run({"git", "hunks", "../outside"}).errors, HasSubstr("is not in"));
+}
+
+TEST_F(GitCommands, changeBranchesInGitsWords) {
+  EXPECT_THAT(sandbox.run({"git", "create-branch", "next"}).output, HasSubstr("Switched to a new branch 'next'"));
+  const ProgramResult failed = sandbox.run({"git", "checkout", "none"});
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_THAT(failed.errors, HasSubstr("ravant: error: pathspec 'none' did not match"));
+  EXPECT_THAT(sandbox.run({"git", "pull"}).errors, HasSubstr("no tracking information"));
+  EXPECT_THAT(sandbox.run({"git", "checkout", "a b"}).errors, HasSubstr("cannot be the name of a branch"));
+}
+
+TEST_F(GitCommands, sayWhyNothingCanBeRead) {
+  std::filesystem::remove_all(sandbox.project() / ".git");
+  const ProgramResult text = sandbox.run({"git", "status"});
+  EXPECT_EQ(text.status, 1);
+  EXPECT_THAT(text.output, IsEmpty());
+  EXPECT_EQ(text.errors, "ravant: the folder is in no git repository\n");
+  EXPECT_EQ(sandbox.json({"git", "status"}).at("unsupportedReason"), "the folder is in no git repository");
+}
+
+}  // namespace
+}  // namespace ravant::test
