@@ -3,11 +3,13 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <boost/asio/thread_pool.hpp>
 #include <map>
 #include <random>
 #include <set>
 #include <sstream>
+#include <thread>
 
 #include "tests/git/test_repository.hpp"
 #include "tests/support/run.hpp"
@@ -299,6 +301,32 @@ TEST_F(GitStatusReaderTest, readingChangesNothing) {
   EXPECT_EQ(repository.read(".git/index"), index);
   repository.commit("it is not locked");
   EXPECT_EQ(listing(repository.path()), "") << "what is kept open sees the new state";
+}
+
+TEST_F(GitStatusReaderTest, readingAndCommittingDoNotDisturbEachOther) {
+  const TestRepository repository;
+  for (int i = 0; i < 200; ++i) repository.write(fmt::format("f{}", i), "1\n");
+  repository.commit();
+  std::atomic<bool> isOver = false;
+  std::jthread committer([&] {
+    for (int i = 0; i < 60; ++i) {
+      repository.write(fmt::format("f{}", i), "2\n");
+      repository.commit();
+    }
+    isOver = true;
+  });
+  int reads = 0;
+  while (!isOver) {
+    const GitWorkingCopyDetails read = details(repository.path());
+    ASSERT_EQ(read.branch, "main");
+    ASSERT_LE(read.unstaged.size() + read.staged.size(), 2U);
+    stat(repository.path());
+    ++reads;
+  }
+  committer.join();
+  EXPECT_GT(reads, 10);
+  EXPECT_EQ(listing(repository.path()), "");
+  EXPECT_EQ(repository.git({"rev-list", "--count", "HEAD"}), "61\n");
 }
 
 }  // namespace
