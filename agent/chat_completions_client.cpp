@@ -83,7 +83,6 @@ awaitable<std::string> ChatCompletionsClient::refusalIn(HttpResponse response) {
 }
 
 void ChatCompletionsClient::invalidate() {
-  isInvalid_ = true;
   session_.invalidate();
   if (pause_) pause_->cancel();
 }
@@ -109,7 +108,7 @@ std::optional<std::chrono::milliseconds> ChatCompletionsClient::waitBeforeRetry(
 }
 
 awaitable<void> ChatCompletionsClient::pause(std::chrono::milliseconds wait) {
-  if (isInvalid_) co_return;
+  if (session_.isInvalid()) co_return;
   const auto timer = std::make_shared<asio::steady_timer>(co_await asio::this_coro::executor, wait);
   pause_ = timer;
   co_await timer->async_wait(asio::as_tuple(use_awaitable));

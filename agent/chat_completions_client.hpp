@@ -59,7 +59,6 @@ class ChatCompletionsClient {
   const ChatCompletionsOptions options_;
   HttpSession session_;
   std::shared_ptr<asio::steady_timer> pause_;
-  bool isInvalid_ = false;
 };
 
 }  // namespace ravant

@@ -136,13 +136,15 @@ std::optional<std::string_view> ChunkParser::textInEnvelope(std::string_view pay
 }
 
 void ChunkParser::keepEnvelope(std::string_view payload, const Chunk& chunk) {
-  constexpr std::string_view kMember = R"("content":")";
+  constexpr std::string_view kName = R"("content")";
+  constexpr std::string_view kBegin = R"(:")";
   const bool isTextAlone =
       !chunk.content.empty() && !chunk.finishReason && !chunk.usage && !chunk.error && chunk.toolCalls.empty();
-  const std::size_t member = payload.find(kMember);
-  // Within a text the quotes would be escaped: the one that is found is the member itself.
-  if (!isTextAlone || member == std::string_view::npos || payload.rfind(kMember) != member) return;
-  const std::size_t text = member + kMember.size();
+  // Within a text the quotes would be escaped: where the name stands once, that is the member itself.
+  const std::size_t name = payload.find(kName);
+  if (!isTextAlone || name == std::string_view::npos || payload.rfind(kName) != name) return;
+  if (!payload.substr(name + kName.size()).starts_with(kBegin)) return;
+  const std::size_t text = name + kName.size() + kBegin.size();
   const std::string_view rest = payload.substr(text);
   if (!rest.starts_with(chunk.content) || !rest.substr(chunk.content.size()).starts_with('"')) return;
   prefix_ = payload.substr(0, text);

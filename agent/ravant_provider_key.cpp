@@ -48,13 +48,10 @@ awaitable<std::optional<KeySource>> RavantProviderKey::source(std::string accoun
 awaitable<void> RavantProviderKey::setRavantProviderAPIKey(std::string key, std::string account) {
   return onActor([this, key = std::move(key), account = std::move(account)]() -> awaitable<void> {
     const std::string checked = checkedKey(key);
-    if (checked.empty()) {
-      keyStore_->remove(nameOf(account));
-    } else {
-      const auto provider = ravantProviderFromRawValue(account);
-      keyStore_->store(nameOf(account), checked,
-                       fmt::format("Ravant: key of {}", provider ? displayName(*provider) : account));
-    }
+    if (checked.empty()) throw ProviderKeyError("the key is empty");
+    const auto provider = ravantProviderFromRawValue(account);
+    keyStore_->store(nameOf(account), checked,
+                     fmt::format("Ravant: key of {}", provider ? displayName(*provider) : account));
     co_return;
   });
 }

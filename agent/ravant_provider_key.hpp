@@ -37,8 +37,8 @@ class RavantProviderKey final : public Actor {
   /// Where the key comes from; as `ravantProviderAPIKey`.
   awaitable<std::optional<KeySource>> source(std::string account);
 
-  /// Stores the key, without the white space around it; an empty one removes what is stored. Throws `KeyStoreError`,
-  /// and `ProviderKeyError` for what cannot be sent as a key.
+  /// Stores the key, without the white space around it. Throws `KeyStoreError`, and `ProviderKeyError` for what cannot
+  /// be sent as a key.
   awaitable<void> setRavantProviderAPIKey(std::string key, std::string account);
   /// False where none was stored. Throws `KeyStoreError`.
   awaitable<bool> removeRavantProviderAPIKey(std::string account);

@@ -140,7 +140,6 @@ awaitable<RavantToolResult> RavantTools::bash(std::string command) {
 }
 
 RavantToolResult RavantTools::bashResult(CapturedProcess& process) const {
-  constexpr int kSignalOffset = 128;  // as shells count
   const std::string output = repairUtf8(process.takeOutput());
   const std::string_view shown = firstCharacters(output, kOutputLimit);
   RavantToolResult result{.output = std::string(shown)};
@@ -150,16 +149,14 @@ RavantToolResult RavantTools::bashResult(CapturedProcess& process) const {
     result.isError = true;
   };
   if (shown.size() < output.size()) result.output += "\n[output truncated]";
-  const ExitStatus status = process.exitStatus();
+  const int code = process.exitStatus().shellCode();
   if (process.hasTimedOut()) {
     result.output += fmt::format("\n[timed out after {}s]", options_.bashLimit.count());
     result.isError = true;
   } else if (process.wasStopped()) {
     note("[cancelled]");
-  } else if (status.reason == ExitStatus::Reason::signal) {
-    note(fmt::format("exit code {}", kSignalOffset + status.code));
-  } else if (status.code != 0) {
-    note(fmt::format("exit code {}", status.code));
+  } else if (code != 0) {
+    note(fmt::format("exit code {}", code));
   }
   return result;
 }

@@ -17,19 +17,13 @@ namespace {
 constexpr Log kLog("com.ravant.git", "GitCommandRunner");
 constexpr std::size_t kOutputLimit = 1024 * 1024;  // bytes
 constexpr std::int32_t kTimedOut = 124;            // as timeout(1) has it
-constexpr std::int32_t kSignalOffset = 128;        // as shells count
+constexpr std::int32_t kNotRun = 128;              // as git has it for what it cannot do
 
 const std::map<std::string, std::string> kAskNothing = {
     {"GIT_TERMINAL_PROMPT", "0"}, {"GIT_EDITOR", "false"}, {"GIT_SEQUENCE_EDITOR", "false"}, {"GIT_PAGER", "cat"}};
 
 std::string describe(const std::string& command, std::int32_t status, const std::string& output) {
   return trimmed(output).empty() ? fmt::format("{} failed with exit {}", command, status) : output;
-}
-
-std::int32_t statusOf(CapturedProcess& process) {
-  if (process.hasTimedOut()) return kTimedOut;
-  const ExitStatus status = process.exitStatus();
-  return status.reason == ExitStatus::Reason::exit ? status.code : kSignalOffset + status.code;
 }
 
 }  // namespace
@@ -85,7 +79,7 @@ awaitable<std::string> GitCommandRunner::runOnBranch(std::string command, std::s
 
 awaitable<std::string> GitCommandRunner::run(std::string command, std::filesystem::path folder) {
   while (isBusy_ && !isShutDown_) co_await changed_.wait();
-  if (isShutDown_) throw GitCommandError(command, kSignalOffset, "the command was not run: the program ends");
+  if (isShutDown_) throw GitCommandError(command, kNotRun, "the command was not run: the program ends");
   isBusy_ = true;
   std::string output;
   std::exception_ptr error;
@@ -114,7 +108,7 @@ awaitable<std::string> GitCommandRunner::execute(std::string command, std::files
                                                               .outputLimit = kOutputLimit},
                                                strand());
   co_await running_->run();
-  const std::int32_t status = statusOf(*running_);
+  const std::int32_t status = running_->hasTimedOut() ? kTimedOut : running_->exitStatus().shellCode();
   kLog.info("git: `{}` exit {}", command, status);
   std::string output = repairUtf8(running_->takeOutput());
   if (running_->hasTimedOut()) {

@@ -79,6 +79,7 @@ class HttpSession {
 
   /// Every request fails at once as cancelled, now and from now on.
   void invalidate();
+  bool isInvalid() const { return isInvalid_; }
 
  private:
   std::shared_ptr<HttpEngine> engine_;

@@ -41,6 +41,9 @@ struct ExitStatus {
   Reason reason = Reason::exit;
   int code = 0;  ///< exit code or number of the signal
 
+  /// As shells count: 128 and the number of the signal.
+  int shellCode() const { return reason == Reason::exit ? code : 128 + code; }
+
   bool operator==(const ExitStatus&) const = default;
 };
 

@@ -1,5 +1,6 @@
 #include "agent/chat_turn_assembly.hpp"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "agent/chat_completions_error.hpp"
@@ -93,8 +94,14 @@ TEST(ChatTurnAssemblyTest, takesTextsOfAnyKindInEventsThatAreAlike) {
   lines.push_back(delta(R"("content":"!")", R"("stop")"));
   lines.push_back(delta(R"("content":"?")") + " trailing");
   lines.push_back(R"(data: {"id":"gen-2","choices":[{"index":0,"delta":{"content":"."},"finish_reason":null}]})");
+  // Two members of that name, of which only the first is the text.
+  const auto twice = [](std::string_view other) {
+    return fmt::format(R"(data: {{"choices":[{{"delta":{{"content": "x"}},"logprobs":{{"content":"{}"}}}}]}})", other);
+  };
+  lines.push_back(twice("x"));
+  lines.push_back(twice("y"));
   const auto [turn, fragments] = assemble(lines);
-  EXPECT_EQ(turn.text, expected + "!.");
+  EXPECT_EQ(turn.text, expected + "!.xx");
   EXPECT_EQ(turn.finishReason, "stop");
   EXPECT_EQ(turn.responseId, "gen-2");
 }

@@ -64,13 +64,23 @@ class RavantAgentRunnerTest : public testing::Test {
     return outcome;
   }
 
-  /// Returns once a handler of the model, on its own thread, has opened the gate.
-  static awaitable<void> opened(const Gate& gate) {
+  /// Returns once something has happened elsewhere: on a thread of the model, or in a command.
+  static awaitable<void> until(std::function<bool()> hasHappened) {
     asio::steady_timer pause(co_await asio::this_coro::executor);
-    while (!gate.isOpen()) {
+    while (!hasHappened()) {
       pause.expires_after(5ms);
       co_await pause.async_wait(use_awaitable);
     }
+  }
+  static awaitable<void> opened(const Gate& gate) {
+    return until([&gate] { return gate.isOpen(); });
+  }
+  /// Of the project, with something in it.
+  awaitable<void> written(const std::string& file) {
+    return until([path = bench->project / file] {
+      std::error_code missing;
+      return std::filesystem::file_size(path, missing) > 0 && !missing;
+    });
   }
 
  private:
@@ -323,15 +333,7 @@ TEST_F(RavantAgentRunnerTest, cancellingWhileTheModelSpeaksKeepsWhatItHasSaid) {
 TEST_F(RavantAgentRunnerTest, cancellingWhileAToolRunsEndsItAndGivesEachCallAResult) {
   const std::string hangs = R"({"command":"echo begun; sleep 1000 & echo $! > pid; wait"})";
   play({calls({{"a", "bash", hangs}, {"b", "bash", R"({"command":"touch never"})"}}), says({"Here."})});
-  const auto runs = [&]() -> awaitable<void> {
-    asio::steady_timer pause(co_await asio::this_coro::executor);
-    while (!std::filesystem::exists(bench->project / "pid") ||
-           std::filesystem::file_size(bench->project / "pid") == 0) {
-      pause.expires_after(5ms);
-      co_await pause.async_wait(use_awaitable);
-    }
-  };
-  EXPECT_EQ(sendAndCancel("one", runs), "finished");
+  EXPECT_EQ(sendAndCancel("one", [&] { return written("pid"); }), "finished");
   pid_t pid = 0;
   std::ifstream(bench->project / "pid") >> pid;
   bench->await(untilGone({pid}));
@@ -419,16 +421,9 @@ TEST_F(RavantAgentRunnerTest, aKeyThatStandsInOtherWordsIsLeftOut) {
 }
 
 TEST_F(RavantAgentRunnerTest, aConversationChangesItsProviderAfterACancel) {
-  const std::string waits = R"({"command":"touch begun; sleep 1000"})";
+  const std::string waits = R"({"command":"echo x > begun; sleep 1000"})";
   play({calls({{"call_0123456789", "bash", waits}}), says({"Here."})});
-  const auto runs = [&]() -> awaitable<void> {
-    asio::steady_timer pause(co_await asio::this_coro::executor);
-    while (!std::filesystem::exists(bench->project / "begun")) {
-      pause.expires_after(5ms);
-      co_await pause.async_wait(use_awaitable);
-    }
-  };
-  EXPECT_EQ(sendAndCancel("one", runs), "finished");
+  EXPECT_EQ(sendAndCancel("one", [&] { return written("begun"); }), "finished");
   slug = "codestral-latest";
   EXPECT_EQ(send("two"), "finished");
   EXPECT_EQ(
