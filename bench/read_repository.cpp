@@ -39,16 +39,15 @@ int main(int, char** arguments) {
   GitWorkingCopyStat stat;
   std::vector<GitBranch> branches;
   const std::vector<double> shortest = bench::shortestOf(
-      std::stoi(arguments[2]),
-      {[&] { return bench::timeOf(reader->workingCopyFiles(folder), files); },
-       [&] {
-         return git({"status", "--porcelain=v2", "--branch"}) + git({"diff", "--numstat"}) +
-                git({"diff", "--cached", "--numstat"});
-       },
-       [&] { return bench::timeOf(reader->workingCopyStat(folder), stat); },
-       [&] { return git({"diff", "HEAD", "--numstat"}); },
-       [&] { return bench::timeOf(reader->branches(folder), branches); },
-       [&] { return git({"for-each-ref", "--format=" + columns, "refs/heads"}); }});
+      std::stoi(arguments[2]), {[&] { return bench::timeOf(reader->workingCopyFiles(folder), files); },
+                                [&] {
+                                  return git({"status", "--porcelain=v2", "--branch"}) + git({"diff", "--numstat"}) +
+                                         git({"diff", "--cached", "--numstat"});
+                                },
+                                [&] { return bench::timeOf(reader->workingCopyStat(folder), stat); },
+                                [&] { return git({"diff", "HEAD", "--numstat"}); },
+                                [&] { return bench::timeOf(reader->branches(folder), branches); },
+                                [&] { return git({"for-each-ref", "--format=" + columns, "refs/heads"}); }});
   fmt::print("files\t{}\nfilesByGit\t{}\nstat\t{}\nstatByGit\t{}\nbranches\t{}\nbranchesByGit\t{}\n", shortest[0],
              shortest[1], shortest[2], shortest[3], shortest[4], shortest[5]);
   fmt::print("staged\t{}\nunstaged\t{}\ninsertions\t{}\ndeletions\t{}\nbranchCount\t{}\n", files.staged.size(),

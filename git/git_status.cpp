@@ -36,6 +36,18 @@ std::string_view rawValue(GitFileStatus status) {
   __builtin_unreachable();
 }
 
+std::string_view rawValue(GitHeadState state) {
+  switch (state) {
+    case GitHeadState::branch:
+      return "branch";
+    case GitHeadState::detached:
+      return "detached";
+    case GitHeadState::unborn:
+      return "unborn";
+  }
+  __builtin_unreachable();
+}
+
 std::string_view rawValue(GitDiffLineKind kind) {
   switch (kind) {
     case GitDiffLineKind::context:

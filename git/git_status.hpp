@@ -36,8 +36,8 @@ struct GitDiffHunk {
   bool operator==(const GitDiffHunk&) const = default;
 };
 
-/// One file that differs, on one side of the index. Paths are relative to the folder that was asked for, in valid
-/// UTF-8.
+/// One file that differs, on one side of the index. Paths are relative to the folder that was asked for, and of
+/// whatever bytes the file system has.
 struct GitFileChange {
   std::string path;
   std::optional<std::string> oldPath;  ///< only where it is another one
@@ -47,6 +47,7 @@ struct GitFileChange {
   std::int64_t insertions;  ///< lines
   std::int64_t deletions;
   std::vector<GitDiffHunk> hunks = {};  ///< empty in listings
+  bool isConflicted = false;            ///< a merge left it undecided
 
   bool operator==(const GitFileChange&) const = default;
 };
@@ -60,17 +61,31 @@ struct GitFileEntry {
   bool operator==(const GitFileEntry&) const = default;
 };
 
+enum class GitHeadState { branch, detached, unborn };
+
+std::string_view rawValue(GitHeadState state);
+
+struct GitHead {
+  std::string branch = "HEAD";  ///< its name, "HEAD" without a branch and without a commit
+  GitHeadState state = GitHeadState::branch;
+  std::string name = {};       ///< of the branch, also of one without a commit; the beginning of the commit's id
+  std::string operation = {};  ///< that was begun and not ended: "merge", "rebase", …; empty without one
+
+  bool operator==(const GitHead&) const = default;
+};
+
 struct GitWorkingCopyDetails {
   std::string branch;
   std::int64_t ahead = 0;   ///< commits that the upstream lacks
   std::int64_t behind = 0;  ///< commits of the upstream that are lacking
   std::vector<GitFileChange> unstaged;
   std::vector<GitFileChange> staged;
+  GitHead head = {};  ///< more of it
 
   bool operator==(const GitWorkingCopyDetails&) const = default;
 
-  /// Sorted by path, each path once: a file that became a link, which git's library tells as a deletion and an
-  /// addition, is one change of type.
+  /// Sorted by path, each path once: a file that became a link, which libgit2 tells as a deletion and an addition, is
+  /// one change of type.
   std::vector<GitFileEntry> entries() const;
 };
 
@@ -100,8 +115,8 @@ struct GitFileHunks {
   bool operator==(const GitFileHunks&) const = default;
 };
 
-/// What was read of a repository, empty where it could not be read; then the reason stands beside it, in words that a
-/// user can act on.
+/// What was read of a repository, empty or without what could not be read; then the reason stands beside it, in words
+/// that a user can act on.
 template <class Value>
 struct GitReading {
   Value value = {};

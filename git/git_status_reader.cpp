@@ -1,7 +1,5 @@
 #include "git/git_status_reader.hpp"
 
-#include <tuple>
-
 #include "git/git_repository.hpp"
 #include "platform/log/log.hpp"
 
@@ -25,13 +23,7 @@ awaitable<GitReading<GitWorkingCopyStat>> GitStatusReader::workingCopyStat(std::
 awaitable<GitReading<GitWorkingCopyDetails>> GitStatusReader::workingCopyFiles(std::filesystem::path folder) {
   return onActor([this, folder = std::move(folder)]() -> awaitable<GitReading<GitWorkingCopyDetails>> {
     kLog.debug("libgit2 reading working copy files for: {}", folder.string());
-    co_return reading<GitWorkingCopyDetails>(folder, [](const GitRepository& repo) {
-      GitWorkingCopyDetails details{.branch = repo.readBranch()};
-      std::tie(details.ahead, details.behind) = repo.readAheadBehind();
-      details.unstaged = repo.collectUnstagedChanges();
-      details.staged = repo.collectStagedChanges();
-      return details;
-    });
+    co_return reading<GitWorkingCopyDetails>(folder, [](const GitRepository& repo) { return repo.readDetails(); });
   });
 }
 
@@ -60,7 +52,7 @@ awaitable<void> GitStatusReader::invalidateCache() {
 template <class Value, class Read>
 GitReading<Value> GitStatusReader::reading(const std::filesystem::path& folder, Read read) {
   try {
-    return {.value = read(repo(folder)), .unsupportedReason = {}};
+    return {read(repo(folder))};
   } catch (const UnsupportedRepositoryError& error) {
     kLog.warning("{}: {}", folder.string(), error.what());
     return {.value = {}, .unsupportedReason = error.what()};
@@ -68,7 +60,7 @@ GitReading<Value> GitStatusReader::reading(const std::filesystem::path& folder, 
 }
 
 GitRepository& GitStatusReader::repo(const std::filesystem::path& folder) {
-  if (!cachedRepo_ || cachedRepoPath_ != folder) {
+  if (!cachedRepo_ || cachedRepoPath_ != folder || !cachedRepo_->isCurrent()) {
     cachedRepo_.reset();
     cachedRepo_ = std::make_unique<GitRepository>(folder);
     cachedRepoPath_ = folder;

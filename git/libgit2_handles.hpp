@@ -64,4 +64,10 @@ Owner ownIfAny(Make make) {
   return make(&handle) == 0 ? Owner(handle) : Owner();
 }
 
+/// The commit that a reference leads to; null where there is none.
+inline Object tipOf(const git_reference* reference) {
+  if (reference == nullptr) return nullptr;
+  return ownIfAny<Object>([&](git_object** found) { return git_reference_peel(found, reference, GIT_OBJECT_COMMIT); });
+}
+
 }  // namespace ravant::git

@@ -12,38 +12,56 @@ constexpr std::string_view kThisRepository = ".";
 
 }  // namespace
 
-Upstreams::Upstreams(git_repository* repository)
-    : repository_(repository),
-      config_(own<Config>([&](git_config** made) { return git_repository_config_snapshot(made, repository); })) {}
+Upstreams::Upstreams(git_repository* repository) : repository_(repository) {
+  const auto config = own<Config>([&](git_config** made) { return git_repository_config_snapshot(made, repository); });
+  const auto iterator =
+      own<ConfigIterator>([&](git_config_iterator** made) { return git_config_iterator_new(made, config.get()); });
+  git_config_entry* entry = nullptr;
+  while (git_config_next(&entry, iterator.get()) == 0) {
+    const std::string_view key = entry->name;
+    if (entry->value != nullptr && (key.starts_with("branch.") || key.starts_with("remote."))) {
+      values_[std::string(key)].emplace_back(entry->value);
+    }
+  }
+}
 
-Reference Upstreams::of(const git_reference* branch) {
+const Upstream* Upstreams::of(const git_reference* branch) {
   const std::string_view name = git_reference_name(branch);
   if (!name.starts_with(kHeads)) return nullptr;
   const std::string_view shortName = name.substr(kHeads.size());
-  const std::string remote = text(fmt::format("branch.{}.remote", shortName));
-  const std::string merge = text(fmt::format("branch.{}.merge", shortName));
-  if (remote.empty() || merge.empty()) return nullptr;
+  const auto& remotes = valuesOf(fmt::format("branch.{}.remote", shortName));
+  const auto& merges = valuesOf(fmt::format("branch.{}.merge", shortName));
+  if (remotes.empty() || merges.empty()) return nullptr;
+  const std::string& remote = remotes.back();
+  const std::string& merge = merges.front();  // as git takes the first of several
   const std::string tracking = remote == kThisRepository ? merge : trackingName(remote, merge);
-  if (tracking.empty()) return nullptr;
-  return ownIfAny<Reference>(
-      [&](git_reference** found) { return git_reference_lookup(found, repository_, tracking.c_str()); });
+  return tracking.empty() ? nullptr : lookUp(tracking);
 }
 
-std::string Upstreams::text(const std::string& key) const {
-  const char* value = nullptr;
-  return git_config_get_string(&value, config_.get(), key.c_str()) == 0 ? value : "";
+const Upstream* Upstreams::lookUp(const std::string& tracking) {
+  const auto [entry, isNew] = found_.try_emplace(tracking);
+  auto& upstream = entry->second;
+  if (isNew) {
+    const auto reference = ownIfAny<Reference>(
+        [&](git_reference** found) { return git_reference_lookup(found, repository_, tracking.c_str()); });
+    if (const auto commit = tipOf(reference.get())) {
+      upstream = Upstream{.name = git_reference_shorthand(reference.get()), .commit = *git_object_id(commit.get())};
+    }
+  }
+  return upstream ? &*upstream : nullptr;
+}
+
+const std::vector<std::string>& Upstreams::valuesOf(const std::string& key) const {
+  static const std::vector<std::string> kNone;
+  const auto found = values_.find(key);
+  return found != values_.end() ? found->second : kNone;
 }
 
 const std::vector<Refspec>& Upstreams::refspecsOf(const std::string& remote) {
   const auto [entry, isNew] = refspecs_.try_emplace(remote);
   if (!isNew) return entry->second;
-  const auto iterator = ownIfAny<ConfigIterator>([&](git_config_iterator** made) {
-    return git_config_multivar_iterator_new(made, config_.get(), fmt::format("remote.{}.fetch", remote).c_str(),
-                                            nullptr);
-  });
-  git_config_entry* found = nullptr;
-  while (iterator && git_config_next(&found, iterator.get()) == 0) {
-    auto refspec = ownIfAny<Refspec>([&](git_refspec** made) { return git_refspec_parse(made, found->value, 1); });
+  for (const std::string& value : valuesOf(fmt::format("remote.{}.fetch", remote))) {
+    auto refspec = ownIfAny<Refspec>([&](git_refspec** made) { return git_refspec_parse(made, value.c_str(), 1); });
     if (refspec) entry->second.push_back(std::move(refspec));
   }
   return entry->second;

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "git/libgit2_handles.hpp"
+
+namespace ravant::git {
+
+/// A repository's index as it is on disk now. The repository outlives it. All members throw `LibraryError`.
+class FreshIndex {
+ public:
+  explicit FreshIndex(git_repository* repository);
+
+  git_index* get() const { return handle_.get(); }
+  /// Whether git was told of a file, but not of what is in it (git-add(1), --intent-to-add).
+  bool isOnlyIntended(const char* path) const;
+  /// Of the paths that begin with `prefix`, sorted.
+  std::vector<std::string> onlyIntended(const std::string& prefix) const;
+
+  /// Whether it has several versions of a file, of which a merge did not decide.
+  bool isUndecided(const char* path) const;
+  /// Whether a sparse checkout leaves it out of the working copy.
+  bool isLeftOut(const char* path) const;
+  /// Those that begin with `prefix`, with the commit that each is to be at.
+  std::vector<std::pair<std::string, git_oid>> submodules(const std::string& prefix) const;
+  /// The tracked paths that begin with `prefix` and whose file may differ from the index, sorted: all that do, and a
+  /// few that do not, since their content is not looked at. Neither submodules nor what
+  /// a sparse checkout leaves out are among them. Looks at the files from several threads.
+  std::vector<std::string> pathsThatMayDiffer(const std::string& prefix) const;
+
+ private:
+  const git_index_entry* entryAt(const char* path) const;
+  std::vector<const git_index_entry*> entriesWith(const std::string& prefix) const;
+
+  Index handle_;
+  git_index_time isFrom_{};  ///< a file as young as this may have been changed after the index was told of it
+};
+
+}  // namespace ravant::git

@@ -1,0 +1,107 @@
+#include "git/hunks.hpp"
+
+#include <string_view>
+
+#include "git/diffs.hpp"
+#include "git/fresh_index.hpp"
+#include "git/opened_repository.hpp"
+#include "platform/text/utf8.hpp"
+
+namespace ravant::git {
+namespace {
+
+constexpr std::uint32_t kContext = 3;  // lines
+
+std::optional<GitDiffLineKind> kindOf(char origin) {
+  switch (origin) {
+    case GIT_DIFF_LINE_CONTEXT:
+      return GitDiffLineKind::context;
+    case GIT_DIFF_LINE_ADDITION:
+      return GitDiffLineKind::addition;
+    case GIT_DIFF_LINE_DELETION:
+      return GitDiffLineKind::deletion;
+    default:
+      return std::nullopt;  // marks of files without a last line feed
+  }
+}
+
+std::optional<std::int64_t> lineNumber(int number) {
+  return number < 0 ? std::nullopt : std::optional<std::int64_t>(number);
+}
+
+std::string hunkHeader(const git_diff_hunk& hunk) {
+  std::string_view header(hunk.header, hunk.header_len);
+  while (header.ends_with('\n') || header.ends_with('\r')) header.remove_suffix(1);
+  return repairUtf8(std::string(header));
+}
+
+std::string lineContent(const git_diff_line& line) {
+  std::string_view content(line.content, line.content_len);
+  if (content.ends_with('\n')) content.remove_suffix(1);
+  return repairUtf8(std::string(content));
+}
+
+std::vector<GitDiffHunk> extractHunks(git_patch* patch, std::int64_t firstIndex, std::int64_t firstHunk) {
+  std::vector<GitDiffHunk> hunks;
+  for (std::size_t i = 0; i < git_patch_num_hunks(patch); ++i) {
+    const git_diff_hunk* found = nullptr;
+    std::size_t count = 0;
+    check(git_patch_get_hunk(&found, &count, patch, i));
+    GitDiffHunk hunk{.index = firstHunk + static_cast<std::int64_t>(i), .header = hunkHeader(*found), .lines = {}};
+    for (std::size_t j = 0; j < count; ++j) {
+      const git_diff_line* line = nullptr;
+      check(git_patch_get_line_in_hunk(&line, patch, i, j));
+      const auto kind = kindOf(line->origin);
+      if (!kind) continue;
+      hunk.lines.push_back({.index = firstIndex++,
+                            .kind = *kind,
+                            .oldNumber = lineNumber(line->old_lineno),
+                            .newNumber = lineNumber(line->new_lineno),
+                            .content = lineContent(*line)});
+    }
+    hunks.push_back(std::move(hunk));
+  }
+  return hunks;
+}
+
+/// Those of the one path; a path can stand for a folder too.
+std::vector<GitDiffHunk> hunksFromDiff(git_diff* diff, std::string_view path) {
+  std::vector<GitDiffHunk> hunks;
+  std::int64_t lines = 0;
+  for (std::size_t i = 0; i < git_diff_num_deltas(diff); ++i) {
+    const git_diff_delta* delta = git_diff_get_delta(diff, i);
+    if (delta->new_file.path == nullptr || delta->new_file.path != path) continue;
+    const Patch patch = own<Patch>([&](git_patch** made) { return git_patch_from_diff(made, diff, i); });
+    if (!patch || (git_patch_get_delta(patch.get())->flags & GIT_DIFF_FLAG_BINARY) != 0) continue;
+    for (GitDiffHunk& hunk : extractHunks(patch.get(), lines, static_cast<std::int64_t>(hunks.size()))) {
+      lines += static_cast<std::int64_t>(hunk.lines.size());
+      hunks.push_back(std::move(hunk));
+    }
+  }
+  return hunks;
+}
+
+/// Of a file that a merge left undecided there is no one version in the index: it is compared with HEAD.
+Diff diffToWorkingCopy(git_repository* repository, const FreshIndex& index, const std::string& path) {
+  const DiffOptions options(
+      GIT_DIFF_INCLUDE_UNTRACKED | GIT_DIFF_RECURSE_UNTRACKED_DIRS | GIT_DIFF_SHOW_UNTRACKED_CONTENT, kContext, {path});
+  return index.isUndecided(path.c_str()) ? diffHeadToFiles(repository, options)
+                                         : diffIndexToWorkingCopy(repository, index, options);
+}
+
+}  // namespace
+
+GitFileHunks readHunks(const OpenedRepository& repository, const std::string& path) {
+  const std::string whole = repository.prefix() + path;
+  const FreshIndex index(repository.get());
+  const Diff staged = diffHeadToIndex(repository.get(), index, DiffOptions(0, kContext, {whole}));
+  const Diff unstaged = diffToWorkingCopy(repository.get(), index, whole);
+  GitFileHunks hunks{.staged = hunksFromDiff(staged.get(), whole), .unstaged = {}};
+  const bool isLeftOut = git_diff_num_deltas(unstaged.get()) == 1 &&
+                         git_diff_get_delta(unstaged.get(), 0)->status == GIT_DELTA_DELETED &&
+                         index.isLeftOut(whole.c_str());
+  if (!isLeftOut) hunks.unstaged = hunksFromDiff(unstaged.get(), whole);
+  return hunks;
+}
+
+}  // namespace ravant::git

@@ -1,0 +1,151 @@
+#include "git/opened_repository.hpp"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <fstream>
+
+#include "git/unsupported_repository.hpp"
+#include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
+
+namespace ravant::git {
+namespace {
+
+constexpr const char* kBare = "the repository is bare: it has no working copy";
+
+std::optional<std::array<std::int64_t, 4>> stampOf(const std::string& file) {
+  struct stat found{};
+  if (::stat(file.c_str(), &found) != 0) return std::nullopt;
+  return std::array<std::int64_t, 4>{found.st_mtim.tv_sec, found.st_mtim.tv_nsec, found.st_size,
+                                     static_cast<std::int64_t>(found.st_ino)};
+}
+
+/// A text that the library puts into a buffer of its own; empty where it fails.
+template <class Fill>
+std::string bufferedText(Fill fill) {
+  git_buf buffer = GIT_BUF_INIT;
+  std::string text;
+  if (fill(&buffer) == 0) text.assign(buffer.ptr, buffer.size);
+  git_buf_dispose(&buffer);
+  return text;
+}
+
+std::string folderOfRepository(const std::filesystem::path& folder) {
+  return bufferedText([&](git_buf* found) { return git_repository_discover(found, folder.c_str(), 0, nullptr); });
+}
+
+std::string configured(git_config* config, const char* key) {
+  return bufferedText([&](git_buf* found) { return git_config_get_string_buf(found, config, key); });
+}
+
+/// Why the library finds no repository although there may be one.
+std::string objectionTo(const std::filesystem::path& folder) {
+  std::error_code error;
+  for (auto above = std::filesystem::absolute(folder, error); above.has_relative_path(); above = above.parent_path()) {
+    const auto marker = above / ".git";
+    if (std::filesystem::is_regular_file(marker, error)) {
+      std::string line;
+      std::getline(std::ifstream(marker), line);
+      return fmt::format("{} leads to no repository (\"{}\")", repairUtf8(marker.string()), repairUtf8(line));
+    }
+    if (std::filesystem::exists(marker, error)) {
+      return fmt::format("{} is not complete or may not be read; \"git status\" says more",
+                         repairUtf8(marker.string()));
+    }
+  }
+  return "the folder is in no git repository";
+}
+
+/// What the library was told to let pass.
+void checkExtensions(git_config* config) {
+  const std::string objects = configured(config, "extensions.objectformat");
+  if (!objects.empty() && objects != "sha1") {
+    throw UnsupportedRepositoryError(
+        "the repository names its objects by SHA-256, which this version cannot read; use git itself");
+  }
+  const std::string references = configured(config, "extensions.refstorage");
+  if (!references.empty() && references != "files") {
+    throw UnsupportedRepositoryError(fmt::format(
+        "the repository keeps its references as a {}, which this version cannot read; use git itself", references));
+  }
+}
+
+/// What is set for this working copy alone (git-worktree(1), "Configuration file").
+void addWorktreeConfiguration(git_repository* repository, git_config* config) {
+  int isOn = 0;
+  if (git_config_get_bool(&isOn, config, "extensions.worktreeconfig") != 0 || isOn == 0) return;
+  const std::string file = std::string(git_repository_path(repository)) + "config.worktree";
+  check(git_config_add_file_ondisk(config, file.c_str(), GIT_CONFIG_LEVEL_APP, repository, 1));
+  int isBare = 0;
+  if (git_config_get_bool(&isBare, config, "core.bare") == 0 && isBare != 0 &&
+      git_repository_is_worktree(repository) == 0) {
+    throw UnsupportedRepositoryError(kBare);
+  }
+}
+
+}  // namespace
+
+OpenedRepository::OpenedRepository(std::filesystem::path folder) : folder_(std::move(folder)) {
+  initializeLibgit2();
+  handles_.push_back(open());
+  findPrefix();
+  noteConfiguration();
+}
+
+std::span<const Repository> OpenedRepository::handles(std::size_t count) {
+  while (handles_.size() < count) handles_.push_back(open());
+  return handles_;
+}
+
+bool OpenedRepository::isCurrent() const {
+  for (const auto& [file, stamp] : configuration_) {
+    if (stampOf(file) != stamp) return false;
+  }
+  return folderOfRepository(folder_) == git_repository_path(get());
+}
+
+std::vector<std::string> OpenedRepository::scope() const {
+  return prefix_.empty() ? std::vector<std::string>() : std::vector<std::string>{prefix_};
+}
+
+std::string OpenedRepository::relative(std::string_view path) const {
+  if (path.starts_with(prefix_)) path.remove_prefix(prefix_.size());
+  return std::string(path);
+}
+
+Repository OpenedRepository::open() const {
+  git_repository* opened = nullptr;
+  const int code = git_repository_open_ext(&opened, folder_.c_str(), 0, nullptr);
+  Repository repository(opened);
+  if (code == GIT_ENOTFOUND) throw UnsupportedRepositoryError(objectionTo(folder_));
+  check(code);
+  const Config config = own<Config>([&](git_config** found) { return git_repository_config(found, opened); });
+  checkExtensions(config.get());
+  addWorktreeConfiguration(opened, config.get());
+  return repository;
+}
+
+void OpenedRepository::findPrefix() {
+  const char* top = git_repository_workdir(get());
+  if (top == nullptr) throw UnsupportedRepositoryError(kBare);
+  const auto relative = std::filesystem::canonical(folder_).lexically_relative(std::filesystem::canonical(top));
+  if (relative.empty() || *relative.begin() == "..") {
+    throw UnsupportedRepositoryError(fmt::format("the repository's working copy is elsewhere: {}", repairUtf8(top)));
+  }
+  if (relative != ".") prefix_ = relative.string() + "/";
+}
+
+void OpenedRepository::noteConfiguration() {
+  std::vector<std::string> files = {std::string(git_repository_commondir(get())) + "config",
+                                    std::string(git_repository_path(get())) + "config.worktree"};
+  for (const auto find : {&git_config_find_system, &git_config_find_global, &git_config_find_xdg}) {
+    files.push_back(bufferedText(find));
+  }
+  for (const std::string& file : files) {
+    if (!file.empty()) configuration_.emplace(file, stampOf(file));
+  }
+}
+
+}  // namespace ravant::git

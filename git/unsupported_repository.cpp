@@ -1,0 +1,28 @@
+#include "git/unsupported_repository.hpp"
+
+#include <fmt/format.h>
+
+#include "platform/text/utf8.hpp"
+
+namespace ravant::git {
+
+std::string reasonFor(std::string_view words) {
+  if (words.contains("'link'")) {
+    return "the repository's index is split; \"git update-index --no-split-index\" makes it readable";
+  }
+  if (words.contains("'sdir'")) {
+    return "the repository's index is sparse; \"git sparse-checkout reapply --no-sparse-index\" makes it readable";
+  }
+  if (words.contains("calculated checksum does not match")) {
+    return "the repository's index has no valid checksum; if git can read it, "
+           "\"git -c index.skipHash=false update-index --force-write-index\" gives it one";
+  }
+  const std::string repaired = repairUtf8(std::string(words));
+  if (words.contains("object not found")) {
+    return fmt::format("git's objects are not all there ({}); in a partial clone \"git diff\" has git fetch them",
+                       repaired);
+  }
+  return fmt::format("the repository cannot be read: {}", repaired);
+}
+
+}  // namespace ravant::git

@@ -1,0 +1,114 @@
+#include "git/working_copy_stat.hpp"
+
+#include <algorithm>
+#include <iterator>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "git/diffs.hpp"
+#include "git/fresh_index.hpp"
+#include "git/in_parts.hpp"
+#include "git/line_counts.hpp"
+#include "git/opened_repository.hpp"
+#include "git/submodules.hpp"
+
+namespace ravant::git {
+namespace {
+
+constexpr std::size_t kFilesOfAThread = 50;
+
+using Paths = std::vector<std::string>;
+
+void sortOnce(Paths& paths) {
+  std::ranges::sort(paths);
+  const auto [first, last] = std::ranges::unique(paths);
+  paths.erase(first, last);
+}
+
+/// Every path whose file may differ between the last commit and the working copy.
+Paths pathsToCompare(const OpenedRepository& repository, const FreshIndex& index) {
+  Paths paths = index.pathsThatMayDiffer(repository.prefix());
+  const Diff staged = diffHeadToIndex(repository.get(), index, countingOptions(repository.scope()));
+  for (std::size_t i = 0; i < git_diff_num_deltas(staged.get()); ++i) {
+    const char* path = git_diff_get_delta(staged.get(), i)->new_file.path;
+    if (repository.holds(path) && !index.isLeftOut(path)) paths.emplace_back(path);
+  }
+  sortOnce(paths);
+  return paths;
+}
+
+/// The lines of the files that are on both sides, and the paths of the others.
+struct Part {
+  GitWorkingCopyStat stat;
+  Paths moved;      ///< on one side only
+  Paths undecided;  ///< by a merge
+};
+
+void addLines(git_repository* repository, git_diff* diff, std::size_t number, GitWorkingCopyStat& stat) {
+  const LineCounts counts = countLines(repository, diff, number, NewSide::workingCopy);
+  stat.insertions += counts.insertions;
+  stat.deletions += counts.deletions;
+}
+
+void addAllLines(git_repository* repository, const Diff& diff, GitWorkingCopyStat& stat) {
+  for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) addLines(repository, diff.get(), i, stat);
+}
+
+Part compare(git_repository* repository, std::span<const std::string> paths) {
+  Part part;
+  const Diff diff = diffHeadToWorkingCopy(repository, countingOptions({paths.begin(), paths.end()}));
+  for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
+    const git_diff_delta* delta = git_diff_get_delta(diff.get(), i);
+    // What is below one of the paths was not asked for.
+    const char* path = delta->new_file.path;
+    if (!std::ranges::binary_search(paths, path)) continue;
+    if (delta->status == GIT_DELTA_MODIFIED) {
+      addLines(repository, diff.get(), i, part.stat);
+    } else {
+      (delta->status == GIT_DELTA_CONFLICTED ? part.undecided : part.moved).emplace_back(path);
+    }
+  }
+  return part;
+}
+
+/// Submodules that are neither new nor at another commit in the index, but changed.
+GitWorkingCopyStat submoduleLines(const OpenedRepository& repository, const FreshIndex& index, const Paths& compared) {
+  const auto changed = changedSubmodules(repository, index);
+  const auto isNew = [&](const std::string& path) { return std::ranges::binary_search(compared, path); };
+  const auto count = static_cast<std::int64_t>(changed.size()) - std::ranges::count_if(changed, isNew);
+  return {.insertions = count, .deletions = count};
+}
+
+}  // namespace
+
+GitWorkingCopyStat workingCopyStat(OpenedRepository& repository) {
+  const FreshIndex index(repository.get());
+  const Paths paths = pathsToCompare(repository, index);
+  GitWorkingCopyStat stat = submoduleLines(repository, index, paths);
+  if (paths.empty()) return stat;  // no paths would mean all
+  const std::size_t threads = threadsFor(paths.size(), kFilesOfAThread);
+  const std::span<const Repository> handles = repository.handles(threads);
+  const auto compareSome = [&](std::span<const std::string> some, std::size_t number) {
+    return compare(handles[number].get(), some);
+  };
+  Part others;
+  for (Part& part : inParts(std::span<const std::string>(paths), threads, compareSome)) {
+    stat.insertions += part.stat.insertions;
+    stat.deletions += part.stat.deletions;
+    std::ranges::move(part.moved, std::back_inserter(others.moved));
+    std::ranges::move(part.undecided, std::back_inserter(others.undecided));
+  }
+  if (!others.moved.empty()) {
+    const Diff diff = diffHeadToWorkingCopy(repository.get(), countingOptions(std::move(others.moved)));
+    detectExactRenames(diff.get());
+    addAllLines(repository.get(), diff, stat);
+  }
+  if (!others.undecided.empty()) {
+    const Diff diff = diffHeadToFiles(repository.get(), countingOptions(std::move(others.undecided)));
+    addAllLines(repository.get(), diff, stat);
+  }
+  return stat;
+}
+
+}  // namespace ravant::git

@@ -1,0 +1,13 @@
+#pragma once
+
+#include "git/git_status.hpp"
+
+namespace ravant::git {
+
+class OpenedRepository;
+
+/// How many lines of the tracked files differ between the last commit and the working copy: the sum of libgit2's own
+/// difference, made of the files that may differ only, in parts at once. Throws as reading does.
+GitWorkingCopyStat workingCopyStat(OpenedRepository& repository);
+
+}  // namespace ravant::git
