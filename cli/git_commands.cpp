@@ -1,5 +1,6 @@
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 
 #include "cli/command.hpp"
@@ -9,6 +10,7 @@
 #include "cli/project_folder.hpp"
 #include "cli/terminal_text.hpp"
 #include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -23,7 +25,7 @@ awaitable<std::filesystem::path> chosenFolder(CommandContext& context, Arguments
   co_return project ? std::filesystem::path(project->path) : current;
 }
 
-/// Shows what was read, or says why it could not be.
+/// Shows what was read, and says what could not be.
 template <class Value>
 ExitStatus show(CommandContext& context, const GitReading<Value>& reading, json::value form, std::string text) {
   if (context.wantsJson()) {
@@ -35,15 +37,18 @@ ExitStatus show(CommandContext& context, const GitReading<Value>& reading, json:
     context.output.json(form);
     return ExitStatus::done;
   }
-  if (reading.unsupportedReason) throw CommandError(*reading.unsupportedReason);
-  context.output.write(text);
-  return ExitStatus::done;
+  if (!reading.unsupportedReason || reading.value != Value{}) context.output.write(text);
+  if (!reading.unsupportedReason) return ExitStatus::done;
+  context.output.flush();
+  throw CommandError(*reading.unsupportedReason);
 }
 
 awaitable<ExitStatus> status(CommandContext& context, Arguments arguments) {
   const auto folder = co_await chosenFolder(context, std::move(arguments));
   const auto reading = co_await context.application().gitStatus().workingCopyFiles(folder);
-  co_return show(context, reading, jsonForm(reading.value), statusText(reading.value, context.output.style()));
+  const bool isKnown = !reading.unsupportedReason || !reading.value.entries().empty();
+  co_return show(context, reading, jsonForm(reading.value),
+                 isKnown ? statusText(reading.value, context.output.style()) : std::string());
 }
 
 awaitable<ExitStatus> stat(CommandContext& context, Arguments arguments) {
@@ -72,23 +77,58 @@ std::string pathInProject(const Arguments& arguments, const std::filesystem::pat
   return inside.string();
 }
 
+/// Why a file has no hunks. Throws `CommandError` where it cannot have any.
+std::string wordsForNoHunks(const std::filesystem::path& folder, const std::string& path, const GitFileEntry* entry) {
+  const std::filesystem::path file = folder / path;
+  std::error_code error;
+  if (std::filesystem::is_directory(std::filesystem::symlink_status(file, error))) {
+    throw CommandError(fmt::format("{} is a folder", file.string()));
+  }
+  if (entry == nullptr) {
+    if (std::filesystem::exists(std::filesystem::symlink_status(file, error))) return "does not differ";
+    throw CommandError(fmt::format("there is no {}", file.string()));
+  }
+  const GitFileChange& change = entry->unstaged ? *entry->unstaged : *entry->staged;
+  return change.isBinary ? "is binary" : fmt::format("is {}, its lines do not differ", rawValue(change.status));
+}
+
+/// The change of a file by its path or, where that is not valid UTF-8, by one of the forms in which it is shown.
+const GitFileEntry* entryOf(const std::vector<GitFileEntry>& entries, const std::string& path) {
+  const auto found = std::ranges::find_if(entries, [&](const GitFileEntry& entry) {
+    return entry.path == path || repairUtf8(entry.path) == path || shownPath(entry.path) == path;
+  });
+  return found != entries.end() ? &*found : nullptr;
+}
+
 awaitable<ExitStatus> hunks(CommandContext& context, Arguments arguments) {
   const auto folder = co_await chosenFolder(context, arguments);
-  const auto reading = co_await context.application().gitStatus().hunks(folder, pathInProject(arguments, folder));
-  co_return show(context, reading, jsonForm(reading.value), hunksText(reading.value, context.output.style()));
+  const std::string path = pathInProject(arguments, folder);
+  GitStatusReader& reader = context.application().gitStatus();
+  auto reading = co_await reader.hunks(folder, path);
+  std::string text = hunksText(reading.value, context.output.style());
+  if (reading.value == GitFileHunks{} && !reading.unsupportedReason) {
+    const auto entries = (co_await reader.workingCopyFiles(folder)).value.entries();
+    const GitFileEntry* entry = entryOf(entries, path);
+    if (entry != nullptr && entry->path != path) reading = co_await reader.hunks(folder, entry->path);
+    text = hunksText(reading.value, context.output.style());
+    if (text.empty() && !context.wantsJson()) text = fmt::format("{} {}\n", shownPath(path), wordsForNoHunks(folder, path, entry));
+  }
+  co_return show(context, reading, jsonForm(reading.value), text);
 }
 
 /// Runs git and shows what it prints; an interruption ends it.
 awaitable<ExitStatus> runGit(CommandContext& context, awaitable<std::string> command) {
   using namespace asio::experimental::awaitable_operators;
   std::string output;
-  std::string failure;
+  std::exception_ptr failure;
   bool isInterrupted = false;
   const auto run = [&]() -> awaitable<void> {
     try {
       output = co_await std::move(command);
-    } catch (const std::exception& error) {
-      failure = error.what();
+    } catch (const GitCommandError& error) {
+      failure = std::make_exception_ptr(ProgramError(error.what()));
+    } catch (...) {
+      failure = std::current_exception();
     }
     context.interruption.release();
   };
@@ -98,7 +138,7 @@ awaitable<ExitStatus> runGit(CommandContext& context, awaitable<std::string> com
   };
   co_await (run() && stop());
   if (isInterrupted) co_return ExitStatus::interrupted;
-  if (!failure.empty()) throw CommandError(std::string(trimmed(failure)));
+  if (failure) std::rethrow_exception(failure);
   if (context.wantsJson()) {
     context.output.json({{"output", output}});
   } else {

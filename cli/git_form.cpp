@@ -4,18 +4,20 @@
 
 #include "cli/terminal_text.hpp"
 #include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
 
 namespace ravant::cli {
 namespace {
 
 json::object form(const GitFileChange& change) {
-  json::object object{{"path", change.path}};
-  if (change.oldPath) object.emplace("oldPath", *change.oldPath);
+  json::object object{{"path", repairUtf8(change.path)}};
+  if (change.oldPath) object.emplace("oldPath", repairUtf8(*change.oldPath));
   object.emplace("status", rawValue(change.status));
   object.emplace("staged", change.staged);
   object.emplace("isBinary", change.isBinary);
   object.emplace("insertions", change.insertions);
   object.emplace("deletions", change.deletions);
+  if (change.isConflicted) object.emplace("isConflicted", true);
   return object;
 }
 
@@ -54,11 +56,28 @@ std::string_view word(GitFileStatus status) {
 }
 
 std::string line(const GitFileChange& change) {
-  if (change.status == GitFileStatus::untracked) return oneLine(change.path);
-  const std::string path =
-      change.oldPath ? fmt::format("{} -> {}", oneLine(*change.oldPath), oneLine(change.path)) : oneLine(change.path);
+  if (change.status == GitFileStatus::untracked) return shownPath(change.path);
+  const std::string path = change.oldPath ? fmt::format("{} -> {}", shownPath(*change.oldPath), shownPath(change.path))
+                                          : shownPath(change.path);
   const std::string counts = change.isBinary ? "binary" : fmt::format("+{} -{}", change.insertions, change.deletions);
-  return fmt::format("{:<12}{}  ({})", word(change.status), path, counts);
+  return fmt::format("{:<12}{}  ({})", change.isConflicted ? "unmerged:" : word(change.status), path, counts);
+}
+
+std::string headText(const GitHead& head) {
+  std::string text;
+  switch (head.state) {
+    case GitHeadState::branch:
+      text = fmt::format("On branch {}\n", oneLine(head.name));
+      break;
+    case GitHeadState::detached:
+      text = fmt::format("HEAD detached at {}\n", head.name);
+      break;
+    case GitHeadState::unborn:
+      text = fmt::format("On branch {}\n\nNo commits yet\n", oneLine(head.name));
+      break;
+  }
+  if (!head.operation.empty()) text += fmt::format("A {} is not finished\n", head.operation);
+  return text;
 }
 
 std::string section(std::string_view heading, const std::vector<std::string>& lines) {
@@ -110,11 +129,17 @@ json::object jsonForm(const GitWorkingCopyDetails& details) {
     if (entry.staged) staged.push_back(form(*entry.staged));
     if (entry.unstaged) unstaged.push_back(form(*entry.unstaged));
   }
-  return {{"branch", details.branch},
-          {"ahead", details.ahead},
-          {"behind", details.behind},
-          {"staged", std::move(staged)},
-          {"unstaged", std::move(unstaged)}};
+  json::object object{{"branch", details.branch},
+                      {"ahead", details.ahead},
+                      {"behind", details.behind},
+                      {"staged", std::move(staged)},
+                      {"unstaged", std::move(unstaged)}};
+  if (details.head.state != GitHeadState::branch) {
+    object.emplace("headState", rawValue(details.head.state));
+    object.emplace("headName", details.head.name);
+  }
+  if (!details.head.operation.empty()) object.emplace("operation", details.head.operation);
+  return object;
 }
 
 json::object jsonForm(const GitWorkingCopyStat& stat) {
@@ -137,22 +162,27 @@ json::object jsonForm(const GitFileHunks& hunks) {
 
 std::string statusText(const GitWorkingCopyDetails& details, const Style& style) {
   std::vector<std::string> staged;
+  std::vector<std::string> unmerged;
   std::vector<std::string> unstaged;
   std::vector<std::string> untracked;
   for (const GitFileEntry& entry : details.entries()) {
+    const auto& last = entry.unstaged ? entry.unstaged : entry.staged;
+    if (last->isConflicted) {
+      unmerged.push_back(style.bad(line(*last)));
+      continue;
+    }
     if (entry.staged) staged.push_back(style.good(line(*entry.staged)));
     if (!entry.unstaged) continue;
     const bool isUntracked = entry.unstaged->status == GitFileStatus::untracked;
     (isUntracked ? untracked : unstaged).push_back(style.bad(line(*entry.unstaged)));
   }
-  std::string text = fmt::format("On branch {}\n", oneLine(details.branch));
+  std::string text = headText(details.head);
   const std::string distance = tracking(details.ahead, details.behind);
   if (!distance.empty()) text += fmt::format("Your branch and its upstream: {}\n", distance);
-  text += section("Changes to be committed", staged);
-  text += section("Changes not staged for commit", unstaged);
-  text += section("Untracked files", untracked);
-  const bool isClean = staged.empty() && unstaged.empty() && untracked.empty();
-  return isClean ? text + "nothing to commit, working tree clean\n" : text;
+  const std::string changes = section("Changes to be committed", staged) + section("Unmerged paths", unmerged) +
+                              section("Changes not staged for commit", unstaged) +
+                              section("Untracked files", untracked);
+  return text + (changes.empty() ? "nothing to commit, working tree clean\n" : changes);
 }
 
 std::string statText(const GitWorkingCopyStat& stat) {

@@ -15,6 +15,7 @@
 #include "cli/terminal_text.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
+#include "platform/text/text.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -93,7 +94,9 @@ ExitStatus answer(const std::vector<std::string>& words, Output& output) {
 }
 
 ExitStatus report(const std::exception& error, ExitStatus status) {
-  std::fputs(fmt::format("ravant: {}\n", oneLine(error.what())).c_str(), stderr);
+  const bool hasLines = dynamic_cast<const ProgramError*>(&error) != nullptr;
+  const std::string text = hasLines ? terminalSafe(trimmed(error.what())) : oneLine(error.what());
+  std::fputs(fmt::format("ravant: {}\n", text).c_str(), stderr);
   return status;
 }
 

@@ -1,14 +1,21 @@
 #include "cli/terminal_text.hpp"
 
+#include <fmt/format.h>
+
 #include <clocale>
 #include <cwchar>
 
 #include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
 
 namespace ravant::cli {
 namespace {
 
 constexpr std::size_t kColumnGap = 2;
+constexpr std::size_t kLongestCharacter = 4;  // bytes of UTF-8
+// What follows the backslash stands at the same place as what it stands for.
+constexpr std::string_view kEscaped = "\a\b\t\n\v\f\r\"\\";
+constexpr std::string_view kEscapes = "abtnvfr\"\\";
 
 /// Tells how wide characters are whatever the user's locale is.
 class Utf8Locale {
@@ -79,6 +86,30 @@ std::string oneLine(std::string_view text) {
     line += byte;
   }
   return line;
+}
+
+std::string shownPath(std::string_view path) {
+  std::string shown;
+  bool isPlain = !path.starts_with(' ') && !path.ends_with(' ');
+  while (!path.empty()) {
+    std::size_t length = 1;
+    while (length <= kLongestCharacter && !isValidUtf8(path.substr(0, length))) ++length;
+    const bool isValid = length <= kLongestCharacter;
+    const std::string_view character = path.substr(0, isValid ? length : 1);
+    path.remove_prefix(character.size());
+    const auto byte = static_cast<unsigned char>(character.front());
+    const std::size_t escape = kEscaped.find(character.front());
+    if (escape != std::string_view::npos) {
+      (shown += '\\') += kEscapes[escape];
+    } else if (!isValid || byte < ' ' || byte == '\x7f') {
+      shown += fmt::format("\\{:03o}", byte);
+    } else {
+      shown += character;
+      continue;
+    }
+    isPlain = false;
+  }
+  return terminalSafe(isPlain ? shown : fmt::format("\"{}\"", shown));
 }
 
 std::vector<std::string_view> linesOf(std::string_view text) {

@@ -18,6 +18,11 @@ std::string cutToWidth(std::string_view text, std::size_t columns);
 /// `text` harmless to a terminal and on one line: runs of white space become one blank.
 std::string oneLine(std::string_view text);
 
+/// A path of whatever bytes, harmless to a terminal: in quotes with escapes, as git shows it, where it has control
+/// characters, quotes, backslashes, blanks at its ends or bytes that are no UTF-8 (git-config(1),
+/// core.quotePath=false).
+std::string shownPath(std::string_view path);
+
 std::vector<std::string_view> linesOf(std::string_view text);
 
 /// Aligned columns under headings.

@@ -1,6 +1,7 @@
 #include "git/branch_name.hpp"
 
 #include <fmt/format.h>
+
 #include <algorithm>
 
 #include "git/libgit2_handles.hpp"
@@ -9,6 +10,7 @@ namespace ravant {
 
 std::string objectionToBranchName(const std::string& name) {
   if (name.empty()) return "a branch's name cannot be empty";
+  if (name == "@") return "\"@\" is git's word for what is checked out, and no branch";
   if (name.starts_with('-')) return fmt::format("\"{}\" cannot be a branch: it begins with \"-\"", name);
   const bool hasControl = std::ranges::any_of(name, [](unsigned char c) { return c < ' ' || c == '\x7f'; });
   if (hasControl) return "a branch's name cannot have control characters";
@@ -16,6 +18,20 @@ std::string objectionToBranchName(const std::string& name) {
   int isValid = 0;
   const bool isKnown = git_branch_name_is_valid(&isValid, name.c_str()) == 0;
   return isKnown && isValid == 1 ? "" : fmt::format("\"{}\" cannot be the name of a branch", name);
+}
+
+std::string objectionToCheckout(const std::string& name, const std::filesystem::path& folder) {
+  if (std::string objection = objectionToBranchName(name); !objection.empty()) return objection;
+  std::error_code error;
+  if (!std::filesystem::exists(std::filesystem::symlink_status(folder / name, error))) return {};
+  git::initializeLibgit2();
+  const auto repository = git::ownIfAny<git::Repository>(
+      [&](git_repository** opened) { return git_repository_open_ext(opened, folder.c_str(), 0, nullptr); });
+  const auto branch = git::ownIfAny<git::Reference>([&](git_reference** found) {
+    return repository ? git_branch_lookup(found, repository.get(), name.c_str(), GIT_BRANCH_LOCAL) : GIT_ENOTFOUND;
+  });
+  if (branch) return {};
+  return fmt::format("\"{}\" is no local branch but a file or folder, whose changes git would throw away", name);
 }
 
 }  // namespace ravant

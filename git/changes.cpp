@@ -97,12 +97,21 @@ std::map<std::string, LineCounts> countUndecided(git_repository* repository, git
   }
   std::map<std::string, LineCounts> counts;
   if (paths.empty()) return counts;
-  const Diff diff = diffHeadToFiles(repository, countingOptions(paths));
+  const Diff diff = diffHeadToFiles(repository, countingWithoutSubmodules(paths));
   for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
     counts[Listing::newPath(*git_diff_get_delta(diff.get(), i))] =
         countLines(repository, diff.get(), i, NewSide::workingCopy);
   }
   return counts;
+}
+
+/// Whether nothing of the repository's folder is tracked, and something could be. An untracked folder that holds it is
+/// not found by what is below.
+bool isUntracked(const OpenedRepository& repository, const FreshIndex& index) {
+  if (repository.prefix().empty() || index.hasBelow(repository.prefix())) return false;
+  const DiffOptions options(GIT_DIFF_INCLUDE_UNTRACKED | GIT_DIFF_RECURSE_UNTRACKED_DIRS, 0, repository.scope());
+  const Diff diff = diffIndexToWorkingCopy(repository.get(), index, options);
+  return git_diff_num_deltas(diff.get()) > 0;
 }
 
 }  // namespace
@@ -122,12 +131,16 @@ Changes stagedChanges(const OpenedRepository& repository, git_repository* handle
 
 Changes unstagedChanges(const OpenedRepository& repository) {
   const FreshIndex index(repository.get());
-  const Diff diff = diffIndexToWorkingCopy(repository.get(), index, countingOptions(repository.scope()));
+  Listing listing(repository, repository.get(), NewSide::workingCopy);
+  if (isUntracked(repository, index)) {
+    listing.add(repository.prefix(), GitFileStatus::untracked, {});
+    return listing.take();
+  }
+  const Diff diff = diffIndexToWorkingCopy(repository.get(), index, countingWithoutSubmodules(repository.scope()));
   detectExactRenames(diff.get());
   const std::map<std::string, LineCounts> undecided = countUndecided(repository.get(), diff.get());
   const std::vector<std::string> intended = index.onlyIntended(repository.prefix());
   std::set<std::string> unnamed(intended.begin(), intended.end());
-  Listing listing(repository, repository.get(), NewSide::workingCopy);
   for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
     const git_diff_delta* delta = git_diff_get_delta(diff.get(), i);
     const std::string path = Listing::newPath(*delta);

@@ -30,6 +30,10 @@ DiffOptions::DiffOptions(std::uint32_t flags, std::uint32_t contextLines, std::v
 }
 
 DiffOptions countingOptions(std::vector<std::string> paths) {
+  return {GIT_DIFF_INCLUDE_UNTRACKED, 0, std::move(paths)};
+}
+
+DiffOptions countingWithoutSubmodules(std::vector<std::string> paths) {
   return {GIT_DIFF_INCLUDE_UNTRACKED | GIT_DIFF_IGNORE_SUBMODULES, 0, std::move(paths)};
 }
 

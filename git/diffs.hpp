@@ -30,8 +30,10 @@ class DiffOptions {
   std::vector<char*> words_;
 };
 
-/// For which files differ, and by how many lines. Submodules are as they are in the index: see `Submodules`.
+/// For which files differ, and by how many lines.
 DiffOptions countingOptions(std::vector<std::string> paths);
+/// The same for differences to the working copy, where `changedSubmodules` looks after the submodules.
+DiffOptions countingWithoutSubmodules(std::vector<std::string> paths);
 
 /// Differences; those from HEAD begin with nothing where there is no commit. All throw `LibraryError`.
 Diff diffHeadToIndex(git_repository* repository, const FreshIndex& index, const DiffOptions& options);

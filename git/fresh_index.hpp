@@ -14,6 +14,7 @@ class FreshIndex {
   explicit FreshIndex(git_repository* repository);
 
   git_index* get() const { return handle_.get(); }
+  bool hasBelow(const std::string& prefix) const { return git_index_find_prefix(nullptr, get(), prefix.c_str()) == 0; }
   /// Whether git was told of a file, but not of what is in it (git-add(1), --intent-to-add).
   bool isOnlyIntended(const char* path) const;
   /// Of the paths that begin with `prefix`, sorted.

@@ -19,8 +19,27 @@ constexpr std::size_t kOutputLimit = 1024 * 1024;  // bytes
 constexpr std::int32_t kTimedOut = 124;            // as timeout(1) has it
 constexpr std::int32_t kNotRun = 128;              // as git has it for what it cannot do
 
-const std::map<std::string, std::string> kAskNothing = {
-    {"GIT_TERMINAL_PROMPT", "0"}, {"GIT_EDITOR", "false"}, {"GIT_SEQUENCE_EDITOR", "false"}, {"GIT_PAGER", "cat"}};
+// An empty GIT_ASKPASS also stands before core.askPass and SSH_ASKPASS (gitcredentials(7)).
+const std::map<std::string, std::string> kAskNothing = {{"GIT_TERMINAL_PROMPT", "0"},     {"GIT_ASKPASS", ""},
+                                                        {"SSH_ASKPASS_REQUIRE", "never"}, {"GIT_EDITOR", "false"},
+                                                        {"GIT_SEQUENCE_EDITOR", "false"}, {"GIT_PAGER", "cat"}};
+
+// What git sets for its hooks would send a command to another repository than that of the folder
+// (git-rev-parse(1), --local-env-vars).
+const std::vector<std::string> kOfOtherRepositories = {"GIT_ALTERNATE_OBJECT_DIRECTORIES",
+                                                       "GIT_COMMON_DIR",
+                                                       "GIT_DIR",
+                                                       "GIT_GRAFT_FILE",
+                                                       "GIT_IMPLICIT_WORK_TREE",
+                                                       "GIT_INDEX_FILE",
+                                                       "GIT_INTERNAL_SUPER_PREFIX",
+                                                       "GIT_NAMESPACE",
+                                                       "GIT_NO_REPLACE_OBJECTS",
+                                                       "GIT_OBJECT_DIRECTORY",
+                                                       "GIT_PREFIX",
+                                                       "GIT_REPLACE_REF_BASE",
+                                                       "GIT_SHALLOW_FILE",
+                                                       "GIT_WORK_TREE"};
 
 std::string describe(const std::string& command, std::int32_t status, const std::string& output) {
   return trimmed(output).empty() ? fmt::format("{} failed with exit {}", command, status) : output;
@@ -45,9 +64,7 @@ awaitable<std::string> GitCommandRunner::fetch(std::filesystem::path folder) {
 }
 
 awaitable<std::string> GitCommandRunner::checkout(std::string branch, std::filesystem::path folder) {
-  return onActor([this, branch = std::move(branch), folder = std::move(folder)] {
-    return runOnBranch("git checkout", branch, folder);
-  });
+  return onActor([this, branch = std::move(branch), folder = std::move(folder)] { return checkOut(branch, folder); });
 }
 
 awaitable<std::string> GitCommandRunner::createBranch(std::string name, std::filesystem::path folder) {
@@ -77,6 +94,13 @@ awaitable<std::string> GitCommandRunner::runOnBranch(std::string command, std::s
   co_return co_await run(fmt::format("{} {}", command, shellQuoted(name)), std::move(folder));
 }
 
+awaitable<std::string> GitCommandRunner::checkOut(std::string branch, std::filesystem::path folder) {
+  if (const std::string objection = objectionToCheckout(branch, folder); !objection.empty()) {
+    throw BranchNameError(objection);
+  }
+  co_return co_await runOnBranch("git checkout", std::move(branch), std::move(folder));
+}
+
 awaitable<std::string> GitCommandRunner::run(std::string command, std::filesystem::path folder) {
   while (isBusy_ && !isShutDown_) co_await changed_.wait();
   if (isShutDown_) throw GitCommandError(command, kNotRun, "the command was not run: the program ends");
@@ -101,20 +125,24 @@ awaitable<std::string> GitCommandRunner::execute(std::string command, std::files
                                                                          .arguments = {"-l", "-c", command},
                                                                          .workingDirectory = folder,
                                                                          .environment = kAskNothing,
+                                                                         .withheldVariables = kOfOtherRepositories,
                                                                          .standardInput = StandardInput::nullDevice,
                                                                          .standardError = StandardError::standardOutput,
                                                                          .ledger = options_.processes},
                                                               .limit = options_.timeout,
-                                                              .outputLimit = kOutputLimit},
+                                                              .outputLimit = kOutputLimit,
+                                                              .background = CaptureOptions::Background::left},
                                                strand());
   co_await running_->run();
   const std::int32_t status = running_->hasTimedOut() ? kTimedOut : running_->exitStatus().shellCode();
   kLog.info("git: `{}` exit {}", command, status);
   std::string output = repairUtf8(running_->takeOutput());
-  if (running_->hasTimedOut()) {
+  const auto addLine = [&](const std::string& line) {
     if (!output.empty() && !output.ends_with('\n')) output += '\n';
-    output += fmt::format("{} was ended after {} s", command, options_.timeout.count());
-  }
+    output += line;
+  };
+  if (running_->hasTooMuchOutput()) addLine("(the rest of the output was dropped)\n");
+  if (running_->hasTimedOut()) addLine(fmt::format("{} was ended after {} s", command, options_.timeout.count()));
   if (status != 0 || running_->wasStopped()) throw GitCommandError(command, status, output);
   co_return output;
 }

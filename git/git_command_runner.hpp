@@ -31,7 +31,7 @@ class GitCommandError : public std::runtime_error {
   std::string output_;
 };
 
-/// A text that cannot be the name of a branch; git was not asked.
+/// A text that cannot be the name of a branch, or is that of a file instead; git was not asked.
 class BranchNameError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
@@ -45,12 +45,12 @@ struct GitCommandOptions {
 };
 
 /// What changes a repository: runs git in the user's login shell, so that credential helpers and agents of keys work as
-/// they do in a terminal. Git asks nothing: what would need an answer fails in git's words. The commands of one runner
-/// run one after another.
+/// they do in a terminal. Git asks nothing: what would need an answer fails in git's words. What git leaves in the
+/// background goes on, as the tidying up after a fetch. The commands of one runner run one after another.
 ///
 /// Each operation returns what git printed, standard error included, and throws `GitCommandError` where it failed,
-/// `BranchNameError` for a name that no branch can have, and `std::system_error` where the shell or the folder is not
-/// there.
+/// `BranchNameError` for a name that no branch can have or that is a file's, and `std::system_error` where the shell or
+/// the folder is not there.
 class GitCommandRunner final : public Actor {
  public:
   explicit GitCommandRunner(GitCommandOptions options);
@@ -67,6 +67,7 @@ class GitCommandRunner final : public Actor {
 
  private:
   awaitable<std::string> run(std::string command, std::filesystem::path folder);
+  awaitable<std::string> checkOut(std::string branch, std::filesystem::path folder);
   awaitable<std::string> runOnBranch(std::string command, std::string name, std::filesystem::path folder);
   awaitable<std::string> execute(std::string command, std::filesystem::path folder);
 

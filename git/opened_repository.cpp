@@ -40,9 +40,15 @@ std::string configured(git_config* config, const char* key) {
   return bufferedText([&](git_buf* found) { return git_config_get_string_buf(found, config, key); });
 }
 
+bool isInside(const std::filesystem::path& inner, const std::filesystem::path& outer) {
+  const auto relative = inner.lexically_relative(outer);
+  return !relative.empty() && *relative.begin() != "..";
+}
+
 /// Why the library finds no repository although there may be one.
 std::string objectionTo(const std::filesystem::path& folder) {
   std::error_code error;
+  if (!std::filesystem::exists(folder, error)) return "the folder is not there";
   for (auto above = std::filesystem::absolute(folder, error); above.has_relative_path(); above = above.parent_path()) {
     const auto marker = above / ".git";
     if (std::filesystem::is_regular_file(marker, error)) {
@@ -111,8 +117,7 @@ std::vector<std::string> OpenedRepository::scope() const {
 }
 
 std::string OpenedRepository::relative(std::string_view path) const {
-  if (path.starts_with(prefix_)) path.remove_prefix(prefix_.size());
-  return std::string(path);
+  return path == prefix_ ? "./" : std::string(path.substr(prefix_.size()));
 }
 
 Repository OpenedRepository::open() const {
@@ -130,11 +135,15 @@ Repository OpenedRepository::open() const {
 void OpenedRepository::findPrefix() {
   const char* top = git_repository_workdir(get());
   if (top == nullptr) throw UnsupportedRepositoryError(kBare);
-  const auto relative = std::filesystem::canonical(folder_).lexically_relative(std::filesystem::canonical(top));
-  if (relative.empty() || *relative.begin() == "..") {
+  const auto folder = std::filesystem::canonical(folder_);
+  if (isInside(folder, std::filesystem::canonical(git_repository_path(get())))) {
+    throw UnsupportedRepositoryError("the folder is git's own; its working copy can be read");
+  }
+  const auto whole = std::filesystem::canonical(top);
+  if (!isInside(folder, whole)) {
     throw UnsupportedRepositoryError(fmt::format("the repository's working copy is elsewhere: {}", repairUtf8(top)));
   }
-  if (relative != ".") prefix_ = relative.string() + "/";
+  if (folder != whole) prefix_ = folder.lexically_relative(whole).string() + "/";
 }
 
 void OpenedRepository::noteConfiguration() {

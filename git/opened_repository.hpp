@@ -30,7 +30,7 @@ class OpenedRepository {
   /// The paths that a reading is restricted to; none for the whole.
   std::vector<std::string> scope() const;
   bool holds(std::string_view path) const { return path.starts_with(prefix_); }
-  /// A path of the working copy as it is seen from the folder.
+  /// A path of the working copy as it is seen from the folder: "./" for itself.
   std::string relative(std::string_view path) const;
 
  private:

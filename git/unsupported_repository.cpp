@@ -18,7 +18,7 @@ std::string reasonFor(std::string_view words) {
            "\"git -c index.skipHash=false update-index --force-write-index\" gives it one";
   }
   const std::string repaired = repairUtf8(std::string(words));
-  if (words.contains("object not found")) {
+  if (words.contains("object not found") || words.contains("successfully peeled")) {
     return fmt::format("git's objects are not all there ({}); in a partial clone \"git diff\" has git fetch them",
                        repaired);
   }

@@ -26,16 +26,38 @@ void sortOnce(Paths& paths) {
   paths.erase(first, last);
 }
 
-/// Every path whose file may differ between the last commit and the working copy.
-Paths pathsToCompare(const OpenedRepository& repository, const FreshIndex& index) {
-  Paths paths = index.pathsThatMayDiffer(repository.prefix());
+/// What is to be compared, and what need not be.
+struct Work {
+  Paths paths;              ///< every one whose file may differ between the last commit and the working copy
+  Paths submodules;         ///< those that differ between the last commit and the index
+  GitWorkingCopyStat stat;  ///< theirs
+};
+
+bool isSubmodule(const git_diff_delta& delta) {
+  return delta.old_file.mode == GIT_FILEMODE_COMMIT || delta.new_file.mode == GIT_FILEMODE_COMMIT;
+}
+
+void add(const LineCounts& counts, GitWorkingCopyStat& stat) {
+  stat.insertions += counts.insertions;
+  stat.deletions += counts.deletions;
+}
+
+Work findWork(const OpenedRepository& repository, const FreshIndex& index) {
+  Work work{.paths = index.pathsThatMayDiffer(repository.prefix()), .submodules = {}, .stat = {}};
   const Diff staged = diffHeadToIndex(repository.get(), index, countingOptions(repository.scope()));
   for (std::size_t i = 0; i < git_diff_num_deltas(staged.get()); ++i) {
-    const char* path = git_diff_get_delta(staged.get(), i)->new_file.path;
-    if (repository.holds(path) && !index.isLeftOut(path)) paths.emplace_back(path);
+    const git_diff_delta* delta = git_diff_get_delta(staged.get(), i);
+    const char* path = delta->new_file.path;
+    if (!repository.holds(path) || index.isLeftOut(path)) continue;
+    if (isSubmodule(*delta)) {
+      add(countLines(repository.get(), staged.get(), i, NewSide::index), work.stat);
+      work.submodules.emplace_back(path);
+    } else {
+      work.paths.emplace_back(path);
+    }
   }
-  sortOnce(paths);
-  return paths;
+  sortOnce(work.paths);
+  return work;
 }
 
 /// The lines of the files that are on both sides, and the paths of the others.
@@ -46,9 +68,8 @@ struct Part {
 };
 
 void addLines(git_repository* repository, git_diff* diff, std::size_t number, GitWorkingCopyStat& stat) {
-  const LineCounts counts = countLines(repository, diff, number, NewSide::workingCopy);
-  stat.insertions += counts.insertions;
-  stat.deletions += counts.deletions;
+  if (isSubmodule(*git_diff_get_delta(diff, number))) return;  // counted already
+  add(countLines(repository, diff, number, NewSide::workingCopy), stat);
 }
 
 void addAllLines(git_repository* repository, const Diff& diff, GitWorkingCopyStat& stat) {
@@ -57,7 +78,7 @@ void addAllLines(git_repository* repository, const Diff& diff, GitWorkingCopySta
 
 Part compare(git_repository* repository, std::span<const std::string> paths) {
   Part part;
-  const Diff diff = diffHeadToWorkingCopy(repository, countingOptions({paths.begin(), paths.end()}));
+  const Diff diff = diffHeadToWorkingCopy(repository, countingWithoutSubmodules({paths.begin(), paths.end()}));
   for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
     const git_diff_delta* delta = git_diff_get_delta(diff.get(), i);
     // What is below one of the paths was not asked for.
@@ -72,20 +93,16 @@ Part compare(git_repository* repository, std::span<const std::string> paths) {
   return part;
 }
 
-/// Submodules that are neither new nor at another commit in the index, but changed.
-GitWorkingCopyStat submoduleLines(const OpenedRepository& repository, const FreshIndex& index, const Paths& compared) {
-  const auto changed = changedSubmodules(repository, index);
-  const auto isNew = [&](const std::string& path) { return std::ranges::binary_search(compared, path); };
-  const auto count = static_cast<std::int64_t>(changed.size()) - std::ranges::count_if(changed, isNew);
-  return {.insertions = count, .deletions = count};
-}
-
 }  // namespace
 
 GitWorkingCopyStat workingCopyStat(OpenedRepository& repository) {
   const FreshIndex index(repository.get());
-  const Paths paths = pathsToCompare(repository, index);
-  GitWorkingCopyStat stat = submoduleLines(repository, index, paths);
+  const auto [paths, submodules, submoduleStat] = findWork(repository, index);
+  GitWorkingCopyStat stat = submoduleStat;
+  for (const std::string& path : changedSubmodules(repository, index)) {
+    if (std::ranges::find(submodules, path) == submodules.end())
+      add({.isBinary = false, .insertions = 1, .deletions = 1}, stat);
+  }
   if (paths.empty()) return stat;  // no paths would mean all
   const std::size_t threads = threadsFor(paths.size(), kFilesOfAThread);
   const std::span<const Repository> handles = repository.handles(threads);
@@ -100,12 +117,12 @@ GitWorkingCopyStat workingCopyStat(OpenedRepository& repository) {
     std::ranges::move(part.undecided, std::back_inserter(others.undecided));
   }
   if (!others.moved.empty()) {
-    const Diff diff = diffHeadToWorkingCopy(repository.get(), countingOptions(std::move(others.moved)));
+    const Diff diff = diffHeadToWorkingCopy(repository.get(), countingWithoutSubmodules(std::move(others.moved)));
     detectExactRenames(diff.get());
     addAllLines(repository.get(), diff, stat);
   }
   if (!others.undecided.empty()) {
-    const Diff diff = diffHeadToFiles(repository.get(), countingOptions(std::move(others.undecided)));
+    const Diff diff = diffHeadToFiles(repository.get(), countingWithoutSubmodules(std::move(others.undecided)));
     addAllLines(repository.get(), diff, stat);
   }
   return stat;

@@ -34,7 +34,9 @@ awaitable<void> CapturedProcess::run() {
     return readAll(&child_->standardError(), [this](std::string_view piece) { error_.append(piece); });
   };
   co_await (readOutput() && readError() && watchExit() && watchLimit());
-  if (isGivenUp_ || co_await child_->endTree() == TreeEnd::survivorsLeft) {
+  if (end_ == End::ownAccord && options_.background == CaptureOptions::Background::left) {
+    child_->leaveTree();
+  } else if (isGivenUp_ || co_await child_->endTree() == TreeEnd::survivorsLeft) {
     kLog.warning("processes of {} could not be ended", child_->pid());
   }
 }

@@ -16,15 +16,18 @@ namespace ravant {
 struct CaptureOptions {
   /// What becomes of a program that prints more than `outputLimit`.
   enum class Excess { dropped, ended };
+  /// What becomes of what a program leaves in the background when it ends by itself.
+  enum class Background { ended, left };
 
   LaunchOptions launch;
   std::chrono::milliseconds limit;  ///< from the launch on; the program is ended then
   std::size_t outputLimit;          ///< bytes of standard output that are kept
   Excess excess = Excess::dropped;
+  Background background = Background::ended;
 };
 
-/// A program that runs to its end while its output is kept. When it has ended, by itself or not, nothing of its tree is
-/// left that may be ended. On one strand.
+/// A program that runs to its end while its output is kept. When it has ended, nothing of its tree is left that may be
+/// ended, unless it ended by itself and may leave something. On one strand.
 class CapturedProcess {
  public:
   /// Launches it. Throws std::system_error.

@@ -234,6 +234,10 @@ awaitable<TreeEnd> ChildProcess::endTree() {
   co_return end;
 }
 
+void ChildProcess::leaveTree() {
+  if (ledger_) ledger_->ended(token_);
+}
+
 void ChildProcess::kill() {
   if (isRunning()) ::kill(-identity_.pid, SIGKILL);
 }

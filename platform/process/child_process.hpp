@@ -51,7 +51,8 @@ struct ExitStatus {
 /// environment by which its whole tree is found.
 ///
 /// Its members run on the executor it was launched with, a strand where several threads run. Whoever launches it also
-/// calls `endTree`, even when it has exited; the destructor only kills its process group and does not wait.
+/// calls `endTree` or `leaveTree`, even when it has exited; the destructor only kills its process group and does not
+/// wait.
 class ChildProcess {
  public:
   /// Throws std::system_error with the file or folder at fault in front of the system's words.
@@ -78,6 +79,9 @@ class ChildProcess {
 
   /// Ends the process and its tree within 3 s; there is no zombie afterwards.
   awaitable<TreeEnd> endTree();
+  /// In place of `endTree`, for one that has exited: what it left in the background goes on, and is not looked for
+  /// again.
+  void leaveTree();
   /// Sends SIGKILL to its process group and returns at once.
   void kill();
 

@@ -38,7 +38,7 @@ class GitCommands : public testing::Test {
 TEST_F(GitCommands, showWhatDiffers) {
   EXPECT_EQ(sandbox.run({"git", "status"}).output,
             "On branch main\n\nChanges not staged for commit:\n\tmodified:   a.txt  (+1 -1)\n\nUntracked files:\n"
-            "\tnew\u241b.txt\n");
+            "\t\"new\\033.txt\"\n");
   const json::value status = sandbox.json({"git", "status"});
   EXPECT_EQ(
       status.at("unstaged").at(0),
