@@ -97,7 +97,7 @@ std::map<std::string, LineCounts> countUndecided(git_repository* repository, git
   }
   std::map<std::string, LineCounts> counts;
   if (paths.empty()) return counts;
-  const Diff diff = diffHeadToFiles(repository, countingWithoutSubmodules(paths));
+  const Diff diff = diffHeadToFiles(repository, paths);
   for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
     counts[Listing::newPath(*git_diff_get_delta(diff.get(), i))] =
         countLines(repository, diff.get(), i, NewSide::workingCopy);

@@ -12,7 +12,8 @@ Object headTree(git_repository* repository) {
   const int unborn = git_repository_head_unborn(repository);
   check(unborn);
   if (unborn == 1) return nullptr;
-  return own<Object>([&](git_object** tree) { return git_revparse_single(tree, repository, "HEAD^{tree}"); });
+  const Reference head = own<Reference>([&](git_reference** found) { return git_repository_head(found, repository); });
+  return own<Object>([&](git_object** tree) { return git_reference_peel(tree, head.get(), GIT_OBJECT_TREE); });
 }
 
 }  // namespace
@@ -58,7 +59,10 @@ Diff diffHeadToWorkingCopy(git_repository* repository, const DiffOptions& option
   });
 }
 
-Diff diffHeadToFiles(git_repository* repository, const DiffOptions& options) {
+Diff diffHeadToFiles(git_repository* repository, const std::vector<std::string>& paths, std::uint32_t contextLines) {
+  const std::uint32_t flags = GIT_DIFF_IGNORE_SUBMODULES | GIT_DIFF_INCLUDE_UNTRACKED |
+                              GIT_DIFF_RECURSE_UNTRACKED_DIRS | GIT_DIFF_SHOW_UNTRACKED_CONTENT;
+  const DiffOptions options(flags, contextLines, paths);
   const Object tree = headTree(repository);
   return own<Diff>([&](git_diff** diff) {
     return git_diff_tree_to_workdir(diff, repository, reinterpret_cast<git_tree*>(tree.get()), options.get());

@@ -40,8 +40,9 @@ Diff diffHeadToIndex(git_repository* repository, const FreshIndex& index, const 
 Diff diffIndexToWorkingCopy(git_repository* repository, const FreshIndex& index, const DiffOptions& options);
 /// Of what is tracked.
 Diff diffHeadToWorkingCopy(git_repository* repository, const DiffOptions& options);
-/// Whatever the index says of the files: for those of which it does not say one thing.
-Diff diffHeadToFiles(git_repository* repository, const DiffOptions& options);
+/// Whatever the index says of the files: for those of which it does not say one thing. What is below the paths is there
+/// too.
+Diff diffHeadToFiles(git_repository* repository, const std::vector<std::string>& paths, std::uint32_t contextLines = 0);
 
 /// Makes one change of a deletion and an addition of the same content.
 void detectExactRenames(git_diff* diff);

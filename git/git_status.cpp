@@ -10,7 +10,9 @@ void merge(std::optional<GitFileChange>& known, const GitFileChange& change) {
     known = change;
     return;
   }
-  known->status = GitFileStatus::typeChanged;
+  const bool isMoved = known->oldPath || change.oldPath;  // in place of what was there
+  known->status = isMoved ? GitFileStatus::renamed : GitFileStatus::typeChanged;
+  if (change.oldPath) known->oldPath = change.oldPath;
   known->isBinary |= change.isBinary;
   known->insertions += change.insertions;
   known->deletions += change.deletions;

@@ -83,10 +83,10 @@ std::vector<GitDiffHunk> hunksFromDiff(git_diff* diff, std::string_view path) {
 
 /// Of a file that a merge left undecided there is no one version in the index: it is compared with HEAD.
 Diff diffToWorkingCopy(git_repository* repository, const FreshIndex& index, const std::string& path) {
-  const DiffOptions options(
-      GIT_DIFF_INCLUDE_UNTRACKED | GIT_DIFF_RECURSE_UNTRACKED_DIRS | GIT_DIFF_SHOW_UNTRACKED_CONTENT, kContext, {path});
-  return index.isUndecided(path.c_str()) ? diffHeadToFiles(repository, options)
-                                         : diffIndexToWorkingCopy(repository, index, options);
+  if (index.isUndecided(path.c_str())) return diffHeadToFiles(repository, {path}, kContext);
+  const std::uint32_t flags =
+      GIT_DIFF_INCLUDE_UNTRACKED | GIT_DIFF_RECURSE_UNTRACKED_DIRS | GIT_DIFF_SHOW_UNTRACKED_CONTENT;
+  return diffIndexToWorkingCopy(repository, index, DiffOptions(flags, kContext, {path}));
 }
 
 }  // namespace

@@ -28,7 +28,8 @@ void sortOnce(Paths& paths) {
 
 /// What is to be compared, and what need not be.
 struct Work {
-  Paths paths;              ///< every one whose file may differ between the last commit and the working copy
+  Paths paths;              ///< every one whose file may differ between the last commit and the working copy, but for
+  Paths direct;             ///< those of which the index has not one file of the same kind
   Paths submodules;         ///< those that differ between the last commit and the index
   GitWorkingCopyStat stat;  ///< theirs
 };
@@ -44,6 +45,7 @@ void add(const LineCounts& counts, GitWorkingCopyStat& stat) {
 
 Work findWork(const OpenedRepository& repository, const FreshIndex& index) {
   Work work{.paths = index.pathsThatMayDiffer(repository.prefix()), .submodules = {}, .stat = {}};
+  Paths changed;
   const Diff staged = diffHeadToIndex(repository.get(), index, countingOptions(repository.scope()));
   for (std::size_t i = 0; i < git_diff_num_deltas(staged.get()); ++i) {
     const git_diff_delta* delta = git_diff_get_delta(staged.get(), i);
@@ -52,19 +54,24 @@ Work findWork(const OpenedRepository& repository, const FreshIndex& index) {
     if (isSubmodule(*delta)) {
       add(countLines(repository.get(), staged.get(), i, NewSide::index), work.stat);
       work.submodules.emplace_back(path);
+    } else if (delta->status == GIT_DELTA_CONFLICTED || (!changed.empty() && changed.back() == path)) {
+      work.direct.emplace_back(path);  // a change of type comes in two
     } else {
-      work.paths.emplace_back(path);
+      changed.emplace_back(path);
     }
   }
+  sortOnce(work.direct);
+  std::ranges::move(changed, std::back_inserter(work.paths));
   sortOnce(work.paths);
+  std::erase_if(work.paths, [&](const std::string& path) { return std::ranges::binary_search(work.direct, path); });
   return work;
 }
 
 /// The lines of the files that are on both sides, and the paths of the others.
 struct Part {
   GitWorkingCopyStat stat;
-  Paths moved;      ///< on one side only
-  Paths undecided;  ///< by a merge
+  Paths moved;    ///< on one side
+  Paths retyped;  ///< of another kind on each side, which comes in two
 };
 
 void addLines(git_repository* repository, git_diff* diff, std::size_t number, GitWorkingCopyStat& stat) {
@@ -72,22 +79,31 @@ void addLines(git_repository* repository, git_diff* diff, std::size_t number, Gi
   add(countLines(repository, diff, number, NewSide::workingCopy), stat);
 }
 
-void addAllLines(git_repository* repository, const Diff& diff, GitWorkingCopyStat& stat) {
-  for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) addLines(repository, diff.get(), i, stat);
+/// Of the given paths, sorted; the difference may also have what is below them.
+void addLinesOf(git_repository* repository, const Diff& diff, std::span<const std::string> paths,
+                GitWorkingCopyStat& stat) {
+  for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
+    const char* path = git_diff_get_delta(diff.get(), i)->new_file.path;
+    if (std::ranges::binary_search(paths, path)) addLines(repository, diff.get(), i, stat);
+  }
 }
 
+/// What is below one of the paths was not asked for.
 Part compare(git_repository* repository, std::span<const std::string> paths) {
   Part part;
+  if (paths.empty()) return part;  // none would mean all
   const Diff diff = diffHeadToWorkingCopy(repository, countingWithoutSubmodules({paths.begin(), paths.end()}));
   for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
     const git_diff_delta* delta = git_diff_get_delta(diff.get(), i);
-    // What is below one of the paths was not asked for.
     const char* path = delta->new_file.path;
     if (!std::ranges::binary_search(paths, path)) continue;
     if (delta->status == GIT_DELTA_MODIFIED) {
       addLines(repository, diff.get(), i, part.stat);
+    } else if (!part.moved.empty() && part.moved.back() == path) {
+      part.retyped.push_back(std::move(part.moved.back()));
+      part.moved.pop_back();
     } else {
-      (delta->status == GIT_DELTA_CONFLICTED ? part.undecided : part.moved).emplace_back(path);
+      part.moved.emplace_back(path);
     }
   }
   return part;
@@ -97,33 +113,33 @@ Part compare(git_repository* repository, std::span<const std::string> paths) {
 
 GitWorkingCopyStat workingCopyStat(OpenedRepository& repository) {
   const FreshIndex index(repository.get());
-  const auto [paths, submodules, submoduleStat] = findWork(repository, index);
+  auto [paths, direct, submodules, submoduleStat] = findWork(repository, index);
   GitWorkingCopyStat stat = submoduleStat;
   for (const std::string& path : changedSubmodules(repository, index)) {
-    if (std::ranges::find(submodules, path) == submodules.end())
-      add({.isBinary = false, .insertions = 1, .deletions = 1}, stat);
+    const bool isCounted = std::ranges::find(submodules, path) != submodules.end();
+    if (!isCounted) add({.isBinary = false, .insertions = 1, .deletions = 1}, stat);
   }
-  if (paths.empty()) return stat;  // no paths would mean all
   const std::size_t threads = threadsFor(paths.size(), kFilesOfAThread);
   const std::span<const Repository> handles = repository.handles(threads);
   const auto compareSome = [&](std::span<const std::string> some, std::size_t number) {
     return compare(handles[number].get(), some);
   };
-  Part others;
+  Paths moved;
   for (Part& part : inParts(std::span<const std::string>(paths), threads, compareSome)) {
     stat.insertions += part.stat.insertions;
     stat.deletions += part.stat.deletions;
-    std::ranges::move(part.moved, std::back_inserter(others.moved));
-    std::ranges::move(part.undecided, std::back_inserter(others.undecided));
+    std::ranges::move(part.moved, std::back_inserter(moved));
+    std::ranges::move(part.retyped, std::back_inserter(direct));
   }
-  if (!others.moved.empty()) {
-    const Diff diff = diffHeadToWorkingCopy(repository.get(), countingWithoutSubmodules(std::move(others.moved)));
+  if (!moved.empty()) {
+    sortOnce(moved);
+    const Diff diff = diffHeadToWorkingCopy(repository.get(), countingWithoutSubmodules(moved));
     detectExactRenames(diff.get());
-    addAllLines(repository.get(), diff, stat);
+    addLinesOf(repository.get(), diff, moved, stat);
   }
-  if (!others.undecided.empty()) {
-    const Diff diff = diffHeadToFiles(repository.get(), countingWithoutSubmodules(std::move(others.undecided)));
-    addAllLines(repository.get(), diff, stat);
+  if (!direct.empty()) {
+    sortOnce(direct);
+    addLinesOf(repository.get(), diffHeadToFiles(repository.get(), direct), direct, stat);
   }
   return stat;
 }

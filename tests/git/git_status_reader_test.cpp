@@ -1,175 +1,18 @@
-#include "git/git_status_reader.hpp"
+#include "tests/git/status_reader_test.hpp"
 
-#include <fmt/format.h>
-#include <gmock/gmock.h>
+#include <sys/stat.h>
 
-#include <atomic>
-#include <boost/asio/thread_pool.hpp>
 #include <map>
-#include <random>
-#include <set>
-#include <sstream>
-#include <thread>
 
-#include "tests/git/test_repository.hpp"
-#include "tests/support/run.hpp"
+#include "platform/files/private_file.hpp"
 
 namespace ravant::test {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::SizeIs;
 
-class GitStatusReaderTest : public testing::Test {
- protected:
-  GitWorkingCopyDetails details(const std::filesystem::path& folder) {
-    const auto reading = run(reader_->workingCopyFiles(folder));
-    EXPECT_EQ(reading.unsupportedReason, std::nullopt);
-    return reading.value;
-  }
-  GitWorkingCopyStat stat(const std::filesystem::path& folder) { return run(reader_->workingCopyStat(folder)).value; }
-  GitFileHunks hunks(const std::filesystem::path& folder, const std::string& path) {
-    return run(reader_->hunks(folder, path)).value;
-  }
-  std::optional<std::string> reason(const std::filesystem::path& folder) {
-    const auto reading = run(reader_->workingCopyFiles(folder));
-    EXPECT_EQ(reading.value, GitWorkingCopyDetails{});
-    EXPECT_EQ(run(reader_->workingCopyStat(folder)).unsupportedReason, reading.unsupportedReason);
-    return reading.unsupportedReason;
-  }
-
-  /// A line a change: side, status, path, counts.
-  std::string listing(const std::filesystem::path& folder) {
-    std::string lines;
-    for (const GitFileEntry& entry : details(folder).entries()) {
-      for (const auto& change : {entry.staged, entry.unstaged}) {
-        if (!change) continue;
-        lines += fmt::format("{} {} {}{} +{} -{}{}\n", change->staged ? "staged" : "unstaged", rawValue(change->status),
-                             change->oldPath ? *change->oldPath + " -> " : "", change->path, change->insertions,
-                             change->deletions, change->isBinary ? " binary" : "");
-      }
-    }
-    return lines;
-  }
-
- private:
-  asio::thread_pool pool_{1};
-  std::shared_ptr<GitStatusReader> reader_ = std::make_shared<GitStatusReader>(pool_.get_executor());
-};
-
-TEST_F(GitStatusReaderTest, readsEachKindOfChangeOnItsSide) {
-  const TestRepository repository;
-  repository.write("kept", "a\nb\nc\n");
-  repository.write("edited", "a\nb\nc\n");
-  repository.write("both", "1\n2\n");
-  repository.write("removed", "x\n");
-  repository.write("moved", "the same\nas before\n");
-  repository.write("mode", "run\n");
-  repository.write("link", "a file\n");
-  repository.write("binary", std::string("\0\1\2", 3));
-  repository.commit();
-  repository.write("edited", "a\nB\nc\nd\n");
-  repository.write("both", "1\n2\n3\n");
-  repository.git({"add", "both"});
-  repository.write("both", "2\n3\n");
-  repository.git({"rm", "-q", "removed"});
-  repository.git({"mv", "moved", "to here \"ü\""});
-  std::filesystem::permissions(repository.path() / "mode", std::filesystem::perms::owner_all);
-  std::filesystem::remove(repository.path() / "link");
-  std::filesystem::create_symlink("kept", repository.path() / "link");
-  repository.write("binary", std::string("\0\1\2\3", 4));
-  repository.write("new", "untracked\n");
-  repository.write("folder/new", "untracked\n");
-  EXPECT_EQ(listing(repository.path()),
-            "unstaged modified binary +0 -0 binary\n"
-            "staged modified both +1 -0\nunstaged modified both +0 -1\n"
-            "unstaged modified edited +2 -1\n"
-            "unstaged untracked folder/ +0 -0\n"
-            "unstaged typeChanged link +1 -1\n"
-            "unstaged modified mode +0 -0\n"
-            "unstaged untracked new +0 -0\n"
-            "staged deleted removed +0 -1\n"
-            "staged renamed moved -> to here \"ü\" +0 -0\n");
-  EXPECT_EQ(stat(repository.path()), (GitWorkingCopyStat{.insertions = 4, .deletions = 4}));
-}
-
-TEST_F(GitStatusReaderTest, readsBranchesAndTheirUpstreams) {
-  const TestRepository origin;
-  origin.commit("first of all");
-  const TestRepository clone;
-  clone.git({"remote", "add", "origin", origin.path()});
-  clone.git({"fetch", "-q", "origin"});
-  clone.git({"checkout", "-q", "-b", "main", "origin/main"});
-  origin.commit("theirs");
-  clone.git({"fetch", "-q", "origin"});
-  clone.commit("ours, one");
-  clone.commit("ours, two");
-  clone.git({"branch", "-q", "feature/x"});
-  const GitWorkingCopyDetails read = details(clone.path());
-  EXPECT_EQ(read.branch, "main");
-  EXPECT_EQ(read.ahead, 2);
-  EXPECT_EQ(read.behind, 1);
-
-  asio::thread_pool pool(1);
-  const auto branches = run(std::make_shared<GitStatusReader>(pool.get_executor())->branches(clone.path())).value;
-  ASSERT_THAT(branches, SizeIs(2));
-  EXPECT_EQ(branches[0].name, "feature/x");
-  EXPECT_EQ(branches[0].upstream, std::nullopt);
-  EXPECT_EQ(branches[1].name, "main");
-  EXPECT_TRUE(branches[1].isCurrent);
-  EXPECT_EQ(branches[1].upstream, "origin/main");
-  EXPECT_EQ(branches[1].ahead, 2);
-  EXPECT_EQ(branches[1].behind, 1);
-  EXPECT_EQ(branches[1].lastCommitSummary, "ours, two");
-  EXPECT_TRUE(branches[1].lastCommitDate);
-
-  clone.git({"checkout", "-q", "--detach"});
-  EXPECT_EQ(details(clone.path()).branch, "HEAD");
-}
-
-TEST_F(GitStatusReaderTest, readsHunksAsGitShowsThem) {
-  const TestRepository repository;
-  std::string numbers;
-  for (int i = 1; i <= 30; ++i) numbers += fmt::format("{}\n", i);
-  repository.write("[a]*.txt", numbers);
-  repository.write("a.txt", "other\n");
-  repository.commit();
-  std::string edited = numbers;
-  edited.replace(edited.find("5\n"), 2, "five\r\n");
-  edited.replace(edited.rfind("30\n"), 3, "no line feed \xff");
-  repository.write("[a]*.txt", edited);
-  repository.write("a.txt", "changed too\n");
-  const GitFileHunks read = hunks(repository.path(), "[a]*.txt");
-  EXPECT_THAT(read.staged, IsEmpty());
-  ASSERT_THAT(read.unstaged, SizeIs(2)) << "of this file alone";
-
-  std::string text;
-  std::int64_t index = 0;
-  for (const GitDiffHunk& hunk : read.unstaged) {
-    text += hunk.header + '\n';
-    for (const GitDiffLine& line : hunk.lines) {
-      EXPECT_EQ(line.index, index++);
-      EXPECT_EQ(line.oldNumber.has_value(), line.kind != GitDiffLineKind::addition);
-      EXPECT_EQ(line.newNumber.has_value(), line.kind != GitDiffLineKind::deletion);
-      text += (line.kind == GitDiffLineKind::context    ? ' '
-               : line.kind == GitDiffLineKind::addition ? '+'
-                                                        : '-') +
-              line.content + '\n';
-    }
-  }
-  EXPECT_EQ(text,
-            "@@ -2,7 +2,7 @@\n 2\n 3\n 4\n-5\n+five\r\n 6\n 7\n 8\n"
-            "@@ -27,4 +27,4 @@\n 27\n 28\n 29\n-30\n+no line feed \xEF\xBF\xBD\n");
-
-  repository.git({"add", "-A"});
-  EXPECT_EQ(hunks(repository.path(), "[a]*.txt").staged, read.unstaged);
-  repository.write("new/file", "one\ntwo");
-  EXPECT_THAT(hunks(repository.path(), "new/file").unstaged, SizeIs(1));
-}
-
-TEST_F(GitStatusReaderTest, aProjectBelowTheTopSeesItsOwnFilesOnly) {
+TEST_F(StatusReaderTest, aProjectBelowTheTopSeesItsOwnFilesOnly) {
   const TestRepository repository;
   repository.write("above", "1\n");
   repository.write("sub/inside", "1\n");
@@ -179,154 +22,169 @@ TEST_F(GitStatusReaderTest, aProjectBelowTheTopSeesItsOwnFilesOnly) {
   EXPECT_EQ(listing(repository.path() / "sub"), "unstaged modified inside +1 -1\n");
   EXPECT_EQ(stat(repository.path() / "sub"), (GitWorkingCopyStat{.insertions = 1, .deletions = 1}));
   EXPECT_THAT(hunks(repository.path() / "sub", "inside").unstaged, SizeIs(1));
+
+  const TemporaryFolder elsewhere;
+  std::filesystem::create_directory_symlink(repository.path() / "sub", elsewhere / "project");
+  EXPECT_EQ(listing(elsewhere / "project"), "unstaged modified inside +1 -1\n");
+  repository.write("new/project/a", "1\n");
+  EXPECT_EQ(listing(repository.path() / "new"), "unstaged untracked ./ +0 -0\n");
+  EXPECT_EQ(listing(repository.path() / "new/project"), "unstaged untracked ./ +0 -0\n");
 }
 
-TEST_F(GitStatusReaderTest, whatCannotBeReadIsNotClean) {
+TEST_F(StatusReaderTest, whatCannotBeReadIsNotClean) {
   const TemporaryFolder none;
   EXPECT_EQ(reason(none.path()), "the folder is in no git repository");
-  EXPECT_EQ(reason("/no/such/folder"), "the folder is in no git repository");
+  EXPECT_EQ(reason("/no/such/folder"), "the folder is not there");
+  none.write(".git", "gitdir: /nowhere\n");
+  EXPECT_THAT(reason(none.path()), HasSubstr("leads to no repository (\"gitdir: /nowhere\")"));
   EXPECT_EQ(reason(TestRepository({"--bare"}).path()), "the repository is bare: it has no working copy");
   const TestRepository sha256({"--object-format=sha256"});
-  EXPECT_THAT(reason(sha256.path()).value_or(""), HasSubstr("SHA-256"));
-  const TestRepository split;
-  split.write("a", "1\n");
-  split.commit();
-  split.git({"update-index", "--split-index"});
-  EXPECT_THAT(reason(split.path()).value_or(""), HasSubstr("git update-index --no-split-index"));
-  split.git({"update-index", "--no-split-index"});
-  EXPECT_EQ(details(split.path()).branch, "main");
+  EXPECT_THAT(reason(sha256.path()), HasSubstr("SHA-256"));
+  EXPECT_EQ(reason(sha256.path() / ".git"), reason(sha256.path()));
+  const TestRepository plain;
+  EXPECT_THAT(reason(plain.path() / ".git"), HasSubstr("git's own"));
+  plain.git({"config", "core.repositoryFormatVersion", "1"});
+  plain.git({"config", "extensions.objectFormat", "sha1"});
+  EXPECT_EQ(details(plain.path()).head.state, GitHeadState::unborn);
+  plain.write(".git/config", "[core]\nrepositoryFormatVersion = 1\n[extensions]\nrefStorage = reftable\n");
+  EXPECT_THAT(reason(plain.path()), HasSubstr("reftable"));
+  plain.write(".git/config", "[core]\nrepositoryFormatVersion = 1\n[extensions]\nunheardOf = true\n");
+  EXPECT_THAT(reason(plain.path()), HasSubstr("unheardof"));
 }
 
-TEST_F(GitStatusReaderTest, unusualRepositoriesAreRead) {
+TEST_F(StatusReaderTest, whatBecomesUnreadableIsNotClean) {
+  const TestRepository repository;
+  repository.write("a", "1\n");
+  repository.commit();
+  repository.write("a", "2\n");
+  const std::string changed = "unstaged modified a +1 -1\n";
+  EXPECT_EQ(listing(repository.path()), changed);
+  repository.git({"update-index", "--split-index"});
+  EXPECT_THAT(reason(repository.path()), HasSubstr("git update-index --no-split-index"));
+  repository.git({"update-index", "--no-split-index"});
+  EXPECT_EQ(listing(repository.path()), changed);
+  const std::string index = repository.read(".git/index");
+  repository.write(".git/index", index + "rubbish");
+  EXPECT_NE(reason(repository.path()), "");
+  repository.write(".git/index", index);
+  const std::string head = repository.read(".git/refs/heads/main");
+  repository.write(".git/refs/heads/main", std::string(40, '1') + "\n");
+  EXPECT_NE(reason(repository.path()), "") << "the commit is missing";
+  repository.write(".git/refs/heads/main", "rubbish\n");
+  EXPECT_NE(reason(repository.path()), "");
+  repository.write(".git/refs/heads/main", head);
+
+  const std::string blob = repository.git({"rev-parse", "HEAD:a"});
+  std::filesystem::remove(repository.path() / ".git/objects" / blob.substr(0, 2) / blob.substr(2, 38));
+  repository.write("b", "");
+  const auto partly = run(reader->workingCopyFiles(repository.path()));
+  EXPECT_THAT(partly.unsupportedReason.value_or(""), HasSubstr("a: git's objects are not all there"));
+  EXPECT_THAT(partly.value.unstaged, SizeIs(1)) << "what can be read is";
+  EXPECT_THAT(run(reader->workingCopyStat(repository.path())).unsupportedReason.value_or(""), HasSubstr("objects"));
+
+  std::filesystem::remove_all(repository.path() / ".git");
+  EXPECT_EQ(reason(repository.path()), "the folder is in no git repository");
+}
+
+TEST_F(StatusReaderTest, anOpenRepositoryIsReadAsItIsNow) {
+  const TestRepository repository;
+  repository.write("sub/a", "1\n");
+  repository.commit();
+  std::filesystem::permissions(repository.path() / "sub/a", std::filesystem::perms::owner_all);
+  EXPECT_EQ(listing(repository.path()), "unstaged modified sub/a +0 -0\n");
+  repository.git({"config", "core.fileMode", "false"});
+  EXPECT_EQ(listing(repository.path()), "");
+  repository.git({"config", "extensions.worktreeConfig", "true"});
+  repository.git({"config", "--worktree", "core.fileMode", "true"});
+  EXPECT_EQ(listing(repository.path()), "unstaged modified sub/a +0 -0\n");
+  EXPECT_EQ(details(repository.path() / "sub").branch, "main");
+  repository.git({"init", "-q", "-b", "inner", "sub"});
+  EXPECT_EQ(details(repository.path() / "sub").head.name, "inner") << "it is in a repository of its own now";
+}
+
+TEST_F(StatusReaderTest, headIsToldWhateverItIs) {
   const TestRepository unborn;
   unborn.write("a", "1\n");
   unborn.git({"add", "a"});
   EXPECT_EQ(details(unborn.path()).branch, "HEAD");
+  EXPECT_EQ(details(unborn.path()).head.name, "main");
   EXPECT_EQ(listing(unborn.path()), "staged added a +1 -0\n");
   EXPECT_EQ(stat(unborn.path()), (GitWorkingCopyStat{.insertions = 1, .deletions = 0}));
-
-  const TestRepository sparse;
-  sparse.write("in/a", "1\n");
-  sparse.write("out/b", "1\n");
-  sparse.commit();
-  sparse.git({"sparse-checkout", "set", "in"});
-  EXPECT_FALSE(std::filesystem::exists(sparse.path() / "out"));
-  EXPECT_EQ(listing(sparse.path()), "") << "what is left out is not deleted";
-  EXPECT_EQ(stat(sparse.path()), GitWorkingCopyStat{});
-
-  const TestRepository main;
-  main.commit();
-  main.git({"worktree", "add", "-q", (main.path() / "linked").string()});
-  EXPECT_EQ(details(main.path() / "linked").branch, "linked");
-  main.git({"config", "extensions.worktreeConfig", "true"});
-  EXPECT_EQ(details(main.path()).branch, "main");
+  unborn.commit();
+  unborn.git({"worktree", "add", "-q", (unborn.path() / "linked").string()});
+  EXPECT_EQ(details(unborn.path() / "linked").branch, "linked");
 }
 
-/// Counts by path, as `git diff --numstat` has them.
-std::map<std::string, std::pair<std::string, std::string>> numstat(const TestRepository& repository,
-                                                                   std::vector<std::string> arguments) {
-  arguments.insert(arguments.begin(), {"diff", "--numstat", "--no-renames"});
-  std::map<std::string, std::pair<std::string, std::string>> counts;
-  std::istringstream lines(repository.git(std::move(arguments)));
-  for (std::string added, deleted, path; lines >> added >> deleted >> path;) counts[path] = {added, deleted};
-  return counts;
-}
-
-TEST_F(GitStatusReaderTest, agreesWithGitAfterRandomChanges) {
-  const TestRepository repository;
-  std::mt19937 random(20261121);
-  const auto pick = [&](int count) { return std::uniform_int_distribution<int>(0, count - 1)(random); };
-  const auto anyFile = [&] { return fmt::format("d{}/f{}", pick(3), pick(6)); };
-  for (int step = 0; step < 120; ++step) {
-    const std::string file = anyFile();
-    switch (pick(6)) {
-      case 0:
-      case 1: {
-        std::string contents;
-        for (int line = pick(20); line >= 0; --line) contents += fmt::format("line {}\n", pick(12));
-        repository.write(file, contents);
-        break;
-      }
-      case 2:
-        std::filesystem::remove(repository.path() / file);
-        break;
-      case 3:
-        repository.git({"add", "-A", "--", "."});
-        break;
-      case 4:
-        if (std::filesystem::exists(repository.path() / file)) repository.git({"add", "--", file});
-        break;
-      default:
-        if (pick(4) == 0) repository.commit();
-        break;
-    }
-    if (step % 6 != 5) continue;
-    for (const bool staged : {true, false}) {
-      const auto expected =
-          numstat(repository, staged ? std::vector<std::string>{"--cached"} : std::vector<std::string>{});
-      std::map<std::string, std::pair<std::string, std::string>> found;
-      const GitWorkingCopyDetails read = details(repository.path());
-      for (const GitFileChange& change : staged ? read.staged : read.unstaged) {
-        if (change.status == GitFileStatus::untracked) continue;
-        const auto counts = [](std::int64_t added, std::int64_t deleted) {
-          return std::pair(std::to_string(added), std::to_string(deleted));
-        };
-        if (!change.oldPath) {
-          found[change.path] = counts(change.insertions, change.deletions);
-          continue;
-        }
-        // Git was told to show a rename as two changes.
-        ASSERT_TRUE(expected.contains(*change.oldPath) && expected.contains(change.path)) << change.path;
-        found[change.path] = expected.at(change.path);
-        found[*change.oldPath] = expected.at(*change.oldPath);
-      }
-      ASSERT_EQ(found, expected) << "step " << step << (staged ? " staged" : " unstaged");
-    }
+/// Every file of a repository's own folder, with what is in it and when it was written.
+std::map<std::string, std::string> insides(const TestRepository& repository) {
+  std::map<std::string, std::string> files;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(repository.path() / ".git")) {
+    struct stat found{};
+    ::lstat(entry.path().c_str(), &found);
+    files[entry.path()] = fmt::format("{} {} {}", found.st_mtim.tv_sec, found.st_mtim.tv_nsec,
+                                      entry.is_regular_file() ? readFile(entry.path()).value() : "");
   }
+  return files;
 }
 
-TEST_F(GitStatusReaderTest, readingChangesNothing) {
+TEST_F(StatusReaderTest, readingChangesNothing) {
   const TestRepository repository;
   for (int i = 0; i < 50; ++i) repository.write(fmt::format("f{}", i), "1\n");
   repository.commit();
   repository.write("f1", "2\n");
   repository.git({"add", "f1"});
   repository.write("f2", "2\n");
-  const std::string index = repository.read(".git/index");
+  const auto before = insides(repository);
   for (int i = 0; i < 20; ++i) {
     EXPECT_EQ(listing(repository.path()), "staged modified f1 +1 -1\nunstaged modified f2 +1 -1\n");
     stat(repository.path());
     hunks(repository.path(), "f2");
+    branches(repository.path());
   }
-  EXPECT_EQ(repository.read(".git/index"), index);
+  EXPECT_EQ(insides(repository), before);
   repository.commit("it is not locked");
   EXPECT_EQ(listing(repository.path()), "") << "what is kept open sees the new state";
 }
 
-TEST_F(GitStatusReaderTest, readingAndCommittingDoNotDisturbEachOther) {
+/// A thousand commits, each of one file that is not the one before.
+constexpr std::string_view kCommitter = R"(trap 'touch .git/over' EXIT
+i=0
+while [ $i -lt 1000 ]; do
+  i=$((i + 1))
+  echo $i > f$((i % 7)) && git commit -q -a -m $i || exit 1
+done)";
+
+TEST_F(StatusReaderTest, readingAndCommittingDoNotDisturbEachOther) {
   const TestRepository repository;
-  for (int i = 0; i < 200; ++i) repository.write(fmt::format("f{}", i), "1\n");
+  for (int i = 0; i < 7; ++i) repository.write(fmt::format("f{}", i), "0\n");
   repository.commit();
-  std::atomic<bool> isOver = false;
-  std::jthread committer([&] {
-    for (int i = 0; i < 60; ++i) {
-      repository.write(fmt::format("f{}", i), "2\n");
-      repository.commit();
-    }
-    isOver = true;
-  });
+  std::filesystem::permissions(repository.path() / "f0", std::filesystem::perms::owner_all);
+  Program committer({.path = "/bin/sh",
+                     .arguments = {"-c", std::string(kCommitter)},
+                     .environment = {{"HOME", repository.path().parent_path()},
+                                     {"GIT_CONFIG_NOSYSTEM", "1"},
+                                     {"PATH", "/usr/bin:/bin"}},
+                     .workingDirectory = repository.path()});
+  const auto last = [&] { return repository.read(".git/refs/heads/main"); };
+  const std::string first = last();
   int reads = 0;
-  while (!isOver) {
+  int readsBeside = 0;
+  for (bool isOver = false; !isOver || reads < 1000; ++reads) {
+    const std::string before = last();
     const GitWorkingCopyDetails read = details(repository.path());
     ASSERT_EQ(read.branch, "main");
-    ASSERT_LE(read.unstaged.size() + read.staged.size(), 2U);
-    stat(repository.path());
-    ++reads;
+    ASSERT_LE(read.unstaged.size() + read.staged.size(), 4U);
+    const GitWorkingCopyStat lines = stat(repository.path());
+    ASSERT_LE(lines.insertions + lines.deletions, 8);
+    if (last() != before) ++readsBeside;
+    isOver = std::filesystem::exists(repository.path() / ".git/over");
   }
-  committer.join();
-  EXPECT_GT(reads, 10);
+  const ProgramResult committed = committer.wait();
+  EXPECT_EQ(committed.status, 0) << committed.errors;
+  EXPECT_NE(last(), first);
+  EXPECT_GT(readsBeside, 100);
   EXPECT_EQ(listing(repository.path()), "");
-  EXPECT_EQ(repository.git({"rev-list", "--count", "HEAD"}), "61\n");
+  EXPECT_EQ(repository.git({"rev-list", "--count", "HEAD"}), "1001\n");
 }
 
 }  // namespace

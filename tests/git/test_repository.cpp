@@ -5,30 +5,39 @@
 #include <gtest/gtest.h>
 
 #include "platform/files/private_file.hpp"
-#include "tests/support/program.hpp"
 
 namespace ravant::test {
 
 TestRepository::TestRepository(std::vector<std::string> initArguments) {
   std::filesystem::create_directory(path_);
   folder_.write(".gitconfig",
-                "[user]\nname=Tester\nemail=tester@example.com\n[init]\ndefaultBranch=main\n[core]\nquotePath=false\n");
+                "[user]\nname=Tester\nemail=tester@example.com\n[init]\ndefaultBranch=main\n[core]\nquotePath=false\n["
+                "protocol \"file\"]\nallow=always\n");
   initArguments.insert(initArguments.begin(), "init");
   git(initArguments);
 }
 
-std::string TestRepository::git(std::vector<std::string> arguments) const {
+ProgramResult TestRepository::start(std::vector<std::string> arguments, std::string input) const {
+  return Program({.path = "/usr/bin/git",
+                  .arguments = std::move(arguments),
+                  .environment = {{"HOME", folder_.path()},
+                                  {"GIT_CONFIG_NOSYSTEM", "1"},
+                                  {"PATH", "/usr/bin:/bin"},
+                                  {"LC_ALL", "C.UTF-8"}},
+                  .workingDirectory = path_,
+                  .input = std::move(input)})
+      .wait();
+}
+
+std::string TestRepository::git(std::vector<std::string> arguments, std::string input) const {
   const std::string words = fmt::format("{}", fmt::join(arguments, " "));
-  const ProgramResult result = Program({.path = "/usr/bin/git",
-                                        .arguments = std::move(arguments),
-                                        .environment = {{"HOME", folder_.path()},
-                                                        {"GIT_CONFIG_NOSYSTEM", "1"},
-                                                        {"PATH", "/usr/bin:/bin"},
-                                                        {"LC_ALL", "C.UTF-8"}},
-                                        .workingDirectory = path_})
-                                   .wait();
+  const ProgramResult result = start(std::move(arguments), std::move(input));
   EXPECT_EQ(result.status, 0) << "git " << words << ": " << result.errors;
   return result.output;
+}
+
+std::string TestRepository::tryGit(std::vector<std::string> arguments, std::string input) const {
+  return start(std::move(arguments), std::move(input)).output;
 }
 
 void TestRepository::write(const std::string& file, std::string_view contents) const {
