@@ -31,6 +31,20 @@ INSTANTIATE_TEST_SUITE_P(Texts, DisplayWidth,
                                          WidthCase{"wide", "漢字表", 6, "漢…"}),
                          [](const auto& test) { return std::string(test.param.name); });
 
+TEST(ShownPath, IsAsGitShowsIt) {
+  for (const auto& [path, shown] :
+       std::vector<std::pair<std::string, std::string>>{{"src/größe 1.txt", "src/größe 1.txt"},
+                                                        {" a", "\" a\""},
+                                                        {"a\tb\n", R"("a\tb\n")"},
+                                                        {R"(q"\)", R"("q\"\\")"},
+                                                        {"e\x1b[2J", R"("e\033[2J")"},
+                                                        {"caf\xe9", R"("caf\351")"},
+                                                        {"\xe4\xb8", R"("\344\270")"},
+                                                        {"\u202Ex", R"(\u{202E}x)"}}) {
+    EXPECT_EQ(shownPath(path), shown);
+  }
+}
+
 TEST(Table, AlignsWhateverIsInside) {
   Table table({"NAME", "N", "TITLE"});
   table.add({"漢字", "1", "one\n\x1b[2Jline"});

@@ -6,7 +6,9 @@
 #include <boost/asio/steady_timer.hpp>
 
 #include "platform/async/executors.hpp"
+#include "platform/files/private_file.hpp"
 #include "tests/git/test_repository.hpp"
+#include "tests/support/http_server.hpp"
 #include "tests/support/run.hpp"
 
 namespace ravant::test {
@@ -76,6 +78,31 @@ TEST_F(GitCommandRunnerTest, whatIsNoBranchNeverReachesGit) {
   }
 }
 
+TEST_F(GitCommandRunnerTest, aFileIsNoBranchToChangeTo) {
+  const TestRepository repository;
+  repository.write("notes", "1\n");
+  repository.write("docs/a", "1\n");
+  repository.commit();
+  repository.git({"branch", "docs"});
+  repository.write("notes", "not stored yet\n");
+  EXPECT_THAT(outcomeOf(runner->checkout("notes", repository.path())),
+              HasSubstr("refused: \"notes\" is no local branch"));
+  EXPECT_EQ(repository.read("notes"), "not stored yet\n");
+  EXPECT_THAT(outcomeOf(runner->checkout("docs", repository.path())), HasSubstr("Switched to branch 'docs'"));
+}
+
+TEST_F(GitCommandRunnerTest, theFolderSaysWhichRepositoryIsMeant) {
+  const TestRepository meant;
+  meant.commit();
+  const TestRepository other;
+  other.commit();
+  ::setenv("GIT_DIR", (other.path() / ".git").c_str(), 1);
+  EXPECT_THAT(outcomeOf(runner->createBranch("new", meant.path())), HasSubstr("done: "));
+  ::unsetenv("GIT_DIR");
+  EXPECT_EQ(meant.git({"branch", "--show-current"}), "new\n");
+  EXPECT_EQ(other.git({"branch", "--show-current"}), "main\n");
+}
+
 TEST_F(GitCommandRunnerTest, pullsAndFetchesWithoutMerging) {
   const TestRepository origin;
   origin.commit("one");
@@ -93,10 +120,54 @@ TEST_F(GitCommandRunnerTest, pullsAndFetchesWithoutMerging) {
 }
 
 TEST_F(GitCommandRunnerTest, gitAsksNothing) {
+  HttpServer server([](const HttpServer::Request&, HttpServer::Connection& connection) {
+    connection.respond(401, {{"WWW-Authenticate", "Basic realm=\"x\""}});
+  });
+  const TemporaryFolder notes;
+  const std::string asks = writeShell(fmt::format("touch {}/asked; sleep 1000", notes.path().string()));
+  ::setenv("GIT_ASKPASS", asks.c_str(), 1);
+  ::setenv("SSH_ASKPASS", asks.c_str(), 1);
   const TestRepository repository;
+  repository.git({"config", "core.askPass", asks});
   repository.git({"config", "credential.helper", ""});
-  repository.git({"remote", "add", "origin", "ssh://nobody@127.0.0.1:1/none"});
+  repository.git({"remote", "add", "origin", server.url() + "/repository.git"});
+  EXPECT_THAT(outcomeOf(runner->fetch(repository.path())),
+              AllOf(HasSubstr("git fetch --prune exit 128: "), HasSubstr("could not read Username")));
+  repository.git({"remote", "set-url", "origin", "ssh://nobody@127.0.0.1:1/none"});
   EXPECT_THAT(outcomeOf(runner->fetch(repository.path())), HasSubstr("git fetch --prune exit 128: "));
+  EXPECT_FALSE(std::filesystem::exists(notes / "asked"));
+  ::unsetenv("GIT_ASKPASS");
+  ::unsetenv("SSH_ASKPASS");
+}
+
+/// Whether a process runs, which is no child of this one; what has ended has no command line left.
+bool isThere(pid_t pid) { return !readFile(fmt::format("/proc/{}/cmdline", pid)).value_or("").empty(); }
+
+TEST_F(GitCommandRunnerTest, whatGitLeavesInTheBackgroundGoesOnUnlessTheCommandIsEnded) {
+  const TemporaryFolder notes;
+  const std::string leaves = fmt::format("sleep 1000 >/dev/null 2>&1 & echo $! >{}/pid", notes.path().string());
+  const auto pid = [&] { return std::stoi(readFile(notes / "pid").value()); };
+  EXPECT_EQ(outcomeOf(makeRunner(writeShell(leaves))->fetch("/")), "done: ");
+  EXPECT_TRUE(isThere(pid()));
+  ::kill(pid(), SIGKILL);
+  EXPECT_THAT(outcomeOf(makeRunner(writeShell(leaves + "; sleep 1000"), 1s)->fetch("/")), HasSubstr("exit 124"));
+  EXPECT_FALSE(isThere(pid()));
+}
+
+TEST_F(GitCommandRunnerTest, whatIsTooLongToKeepIsCut) {
+  const std::string output = outcomeOf(makeRunner(writeShell("yes | head -c 3000000"))->fetch("/"));
+  EXPECT_LT(output.size(), 1'100'000U);
+  EXPECT_THAT(output.substr(output.size() - 60), HasSubstr("y\n(the rest of the output was dropped)\n"));
+}
+
+TEST_F(GitCommandRunnerTest, theShellsOfUsersRunIt) {
+  const TestRepository repository;
+  repository.commit();
+  for (const char* shell : {"/bin/bash", "/bin/sh", "/usr/bin/zsh", "/usr/bin/fish"}) {
+    const std::string name = "it's-$HOME-by-" + std::filesystem::path(shell).filename().string();
+    EXPECT_THAT(outcomeOf(makeRunner(shell)->createBranch(name, repository.path())), HasSubstr("done: ")) << shell;
+    EXPECT_EQ(repository.git({"branch", "--show-current"}), name + "\n");
+  }
 }
 
 TEST_F(GitCommandRunnerTest, theShellIsGivenTheCommandAndItsStatusComesBack) {

@@ -50,6 +50,46 @@ TEST_F(GitCommands, showWhatDiffers) {
   EXPECT_THAT(sandbox.run({"git", "hunks", "../outside"}).errors, HasSubstr("is not in"));
 }
 
+TEST_F(GitCommands, sayWhyAFileHasNoHunks) {
+  const auto outcome = [&](const std::string& path) {
+    const ProgramResult result = sandbox.run({"git", "hunks", path});
+    return result.output + result.errors;
+  };
+  std::filesystem::create_directory(sandbox.project() / "folder");
+  EXPECT_THAT(outcome("folder"), HasSubstr("folder is a folder\n"));
+  EXPECT_THAT(outcome("gone"), HasSubstr("ravant: there is no "));
+  git({"add", "-A"});
+  git({"commit", "-q", "-m", "second"});
+  EXPECT_EQ(outcome("a.txt"), "a.txt does not differ\n");
+  std::ofstream(sandbox.project() / "a.txt") << std::string(4, '\0');
+  EXPECT_EQ(outcome("a.txt"), "a.txt is binary\n");
+  std::ofstream(sandbox.project() / "caf\xe9") << "1\n";
+  EXPECT_THAT(outcome("\"caf\\351\""), HasSubstr("+1\n")) << "as status shows it";
+  EXPECT_EQ(sandbox.json({"git", "hunks", "caf\uFFFD"}).at("unstaged").as_array().size(), 1U) << "as JSON has it";
+}
+
+TEST_F(GitCommands, tellAMergeThatIsNotFinished) {
+  git({"commit", "-q", "-a", "-m", "ours"});
+  git({"checkout", "-q", "-b", "other", "HEAD~1"});
+  std::ofstream(sandbox.project() / "a.txt") << "three\n";
+  git({"commit", "-q", "-a", "-m", "theirs"});
+  Program({.path = "/usr/bin/git",
+           .arguments = {"merge", "-q", "main"},
+           .environment = {{"HOME", sandbox.home()}, {"PATH", "/usr/bin:/bin"}},
+           .workingDirectory = sandbox.project()})
+      .wait();
+  EXPECT_THAT(sandbox.run({"git", "status"}).output,
+              testing::StartsWith("On branch other\nA merge is not finished\n\nUnmerged paths:\n"
+                                  "\tunmerged:   a.txt  (+4 -0)\n"));
+  const json::value status = sandbox.json({"git", "status"});
+  EXPECT_EQ(status.at("operation"), "merge");
+  EXPECT_EQ(status.at("unstaged").at(0).at("isConflicted"), true);
+  git({"merge", "--abort"});
+  git({"checkout", "-q", "--detach"});
+  EXPECT_THAT(sandbox.run({"git", "status"}).output, testing::StartsWith("HEAD detached at "));
+  EXPECT_EQ(sandbox.json({"git", "status"}).at("branch"), "HEAD");
+}
+
 TEST_F(GitCommands, changeBranchesInGitsWords) {
   EXPECT_THAT(sandbox.run({"git", "create-branch", "next"}).output, HasSubstr("Switched to a new branch 'next'"));
   const ProgramResult failed = sandbox.run({"git", "checkout", "none"});
@@ -57,6 +97,7 @@ TEST_F(GitCommands, changeBranchesInGitsWords) {
   EXPECT_THAT(failed.errors, HasSubstr("ravant: error: pathspec 'none' did not match"));
   EXPECT_THAT(sandbox.run({"git", "pull"}).errors, HasSubstr("no tracking information"));
   EXPECT_THAT(sandbox.run({"git", "checkout", "a b"}).errors, HasSubstr("cannot be the name of a branch"));
+  EXPECT_THAT(sandbox.run({"git", "pull"}).errors, HasSubstr("\nPlease specify which branch")) << "line by line";
 }
 
 TEST_F(GitCommands, sayWhyNothingCanBeRead) {

@@ -72,5 +72,14 @@ TEST(LoginShellFallbackTest, theLastIsTakenAsItIs) {
   EXPECT_EQ(chooseLoginShell(nothing).path, "/no/sh");
 }
 
+TEST(LoginShellForCommandsTest, mayBeFish) {
+  const TemporaryFolder folder;
+  const auto fish = folder.write("fish", "");
+  std::filesystem::permissions(fish, std::filesystem::perms::owner_all);
+  const ShellSources sources{.variable = fish.string()};
+  EXPECT_EQ(chooseLoginShell(sources, ShellUse::command).path, fish.string());
+  EXPECT_NE(chooseLoginShell(sources).path, fish.string());
+}
+
 }  // namespace
 }  // namespace ravant::test
