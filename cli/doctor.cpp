@@ -27,6 +27,10 @@ std::string ownSearchPath() {
   return path ? path : "";
 }
 
+// Any shell passes it on as it is.
+constexpr const char* kTellSearchPath = R"(/bin/sh -c 'echo; echo "RAVANT_SEARCH_PATH=$PATH"')";
+constexpr std::string_view kToldSearchPath = "\nRAVANT_SEARCH_PATH=";
+
 bool canBeRun(const std::filesystem::path& path) {
   std::error_code ignored;
   return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
@@ -161,9 +165,25 @@ awaitable<void> Doctor::examineShell() {
 }
 
 awaitable<void> Doctor::examineGit() {
-  const auto path = findProgram("git", findings_.searchPath);
+  const std::string shell = loginShell(ShellUse::command).path;
+  std::string words = "it ended before it ran a command";
+  try {
+    const std::string output =
+        co_await ProbeProcess::run(shell, {"-l", "-c", kTellSearchPath}, shell, {.ledger = processes_});
+    if (const auto told = output.rfind(kToldSearchPath); told != std::string::npos) {
+      const std::size_t begin = told + kToldSearchPath.size();
+      findings_.gitSearchPath = output.substr(begin, output.find('\n', begin) - begin);
+    }
+  } catch (const ProbeError& error) {
+    words = error.what();
+  }
+  if (findings_.gitSearchPath.empty()) {
+    add(fmt::format("{} -l -c runs no git command: {}", shell, words), "correct its start-up files");
+    co_return;
+  }
+  const auto path = findProgram("git", findings_.gitSearchPath);
   if (!path) {
-    add("git was not found in the search path of the login shell", "install git");
+    add("git was not found in the search path of the login shell", "install git, or correct the shell's profile");
     co_return;
   }
   try {

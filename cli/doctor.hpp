@@ -40,7 +40,8 @@ struct KeyFindings {
 
 struct Findings {
   LoginShell shell;
-  std::string searchPath;  ///< what agents get
+  std::string searchPath;     ///< what agents get
+  std::string gitSearchPath;  ///< what git commands get; empty where the shell runs none
   std::vector<LocatedAgent> agents;
   std::optional<ProgramFindings> git;
   std::string keyStore;       ///< which one the settings choose

@@ -48,7 +48,11 @@ json::object jsonForm(const Findings& findings) {
   json::object shell{{"path", findings.shell.path}};
   if (!findings.shell.reason.empty()) shell.emplace("reason", findings.shell.reason);
   json::object git;
-  if (findings.git) git = {{"path", findings.git->path}, {"version", findings.git->version}};
+  if (!findings.gitSearchPath.empty()) git.emplace("searchPath", findings.gitSearchPath);
+  if (findings.git) {
+    git.emplace("path", findings.git->path);
+    git.emplace("version", findings.git->version);
+  }
   json::array problems;
   for (const auto& [what, remedy] : findings.problems) problems.push_back({{"what", what}, {"remedy", remedy}});
   return {{"shell", std::move(shell)},          {"searchPath", findings.searchPath},
@@ -75,6 +79,7 @@ void showText(Output& output, const Findings& findings) {
     const bool isFound = located != findings.agents.end();
     table.add({std::string(displayName(type)), isFound ? located->path : "not found", isFound ? located->version : ""});
   }
+  if (findings.gitSearchPath != findings.searchPath) table.add({"Search path of git", findings.gitSearchPath, ""});
   table.add({"git", findings.git ? findings.git->path : "not found", findings.git ? findings.git->version : ""});
   table.add({"Key store", findings.keyStoreFault.empty() ? findings.keyStore : findings.keyStore + ", does not answer",
              findings.keyStoreFault});
@@ -110,7 +115,8 @@ Command doctorCommand() {
   return {.name = "doctor",
           .summary = "Look for what is wrong on this machine, and say how to mend it",
           .description =
-              "Looks at the login shell, the search path that agents get, the installed agents, git, the keys, the "
+              "Looks at the login shell, the search paths that agents and git commands get, the installed agents, git, "
+              "the keys, the "
               "settings and the whole store. Exits with 1 when something is wrong.",
           .needs = Needs::nothing,
           .run = run};

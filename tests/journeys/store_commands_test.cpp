@@ -224,6 +224,16 @@ TEST(Doctor, ReportsEachFindingByItself) {
   EXPECT_EQ(found.at("store").at("integrity"), "sound");
 }
 
+TEST(Doctor, ShowsWhatGitCommandsGet) {
+  const Sandbox sandbox;
+  const auto profile = sandbox.home() / ".bash_profile";
+  std::ofstream(profile) << "echo Hello; case $- in *i*) ;; *) PATH=/opt/only-git:$PATH;; esac\n";
+  EXPECT_THAT(sandbox.run({"doctor"}).output, HasSubstr("Search path of git  /opt/only-git:"));
+  EXPECT_TRUE(sandbox.json({"doctor"}).at("git").at("searchPath").as_string().starts_with("/opt/only-git:"));
+  std::ofstream(profile) << "case $- in *i*) ;; *) exit 0;; esac\n";
+  EXPECT_THAT(sandbox.run({"doctor"}).output, HasSubstr("runs no git command: it ended before it ran a command"));
+}
+
 TEST(Doctor, WorksWithoutAStore) {
   const Sandbox sandbox;
   std::filesystem::create_directory(sandbox.data());
