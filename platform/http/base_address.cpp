@@ -1,33 +1,33 @@
 #include "platform/http/base_address.hpp"
 
-#include <curl/curl.h>
 #include <fmt/format.h>
 #include <strings.h>
 
 #include <memory>
 
+#include "platform/http/libcurl.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant {
 namespace {
 
 struct FreeUrl {
-  void operator()(CURLU* url) const { curl_url_cleanup(url); }
+  void operator()(CURLU* url) const { libcurl().urlCleanup(url); }
 };
 
 class ParsedUrl {
  public:
-  explicit ParsedUrl(const std::string& text) : url_(curl_url()) {
-    if (curl_url_set(url_.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) url_.reset();
+  explicit ParsedUrl(const std::string& text) : url_(libcurl().url()) {
+    if (libcurl().urlSet(url_.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) url_.reset();
   }
 
   bool isValid() const { return url_ != nullptr; }
   /// Empty where there is none.
   std::string part(CURLUPart part) const {
     char* text = nullptr;
-    if (curl_url_get(url_.get(), part, &text, 0) != CURLUE_OK) return {};
+    if (libcurl().urlGet(url_.get(), part, &text, 0) != CURLUE_OK) return {};
     std::string copy(text);
-    curl_free(text);
+    libcurl().free(text);
     return copy;
   }
 

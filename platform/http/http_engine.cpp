@@ -1,7 +1,5 @@
 #include "platform/http/http_engine.hpp"
 
-#include <curl/curl.h>
-
 #include <array>
 #include <functional>
 #include <mutex>
@@ -13,6 +11,7 @@
 
 #include "platform/http/base_address.hpp"
 #include "platform/http/http_transfer.hpp"
+#include "platform/http/libcurl.hpp"
 #include "platform/log/log.hpp"
 #include "platform/text/text.hpp"
 
@@ -44,20 +43,20 @@ std::string withoutUsers(std::string words) {
 }
 
 struct FreeEasy {
-  void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
+  void operator()(CURL* easy) const { libcurl().easyCleanup(easy); }
 };
 struct FreeMulti {
-  void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
+  void operator()(CURLM* multi) const { libcurl().multiCleanup(multi); }
 };
 struct FreeList {
-  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
+  void operator()(curl_slist* list) const { libcurl().slistFreeAll(list); }
 };
 
 /// curl's side of a transfer, on the engine's thread.
 class Exchange {
  public:
   Exchange(std::shared_ptr<HttpTransfer> transfer, const HttpEngineOptions& options)
-      : transfer_(std::move(transfer)), easy_(curl_easy_init()) {
+      : transfer_(std::move(transfer)), easy_(libcurl().easyInit()) {
     if (!easy_) throw std::bad_alloc();
     const HttpRequest& request = transfer_->request();
     set(CURLOPT_URL, request.url.c_str());
@@ -90,10 +89,10 @@ class Exchange {
 
   CURL* easy() const { return easy_.get(); }
 
-  void resume() { curl_easy_pause(easy(), CURLPAUSE_CONT); }
+  void resume() { libcurl().easyPause(easy(), CURLPAUSE_CONT); }
 
   void end(CURLcode code) {
-    const std::string words = withoutUsers(words_.front() != '\0' ? words_.data() : curl_easy_strerror(code));
+    const std::string words = withoutUsers(words_.front() != '\0' ? words_.data() : libcurl().easyStrerror(code));
     kLog.debug("{} {}: {}", transfer_->request().method, addressForLog(transfer_->request().url),
                code == CURLE_OK ? "ended" : words);
     // An answer of a time before status lines is no response either.
@@ -108,12 +107,12 @@ class Exchange {
  private:
   template <class Value>
   void set(CURLoption option, Value value) {
-    const CURLcode code = curl_easy_setopt(easy(), option, value);
-    if (code != CURLE_OK) throw HttpError(HttpError::Case::transfer, curl_easy_strerror(code));
+    const CURLcode code = libcurl().easySetopt(easy(), option, value);
+    if (code != CURLE_OK) throw HttpError(HttpError::Case::transfer, libcurl().easyStrerror(code));
   }
 
   void addHeader(const std::string& line) {
-    curl_slist* const longer = curl_slist_append(headers_.get(), line.c_str());
+    curl_slist* const longer = libcurl().slistAppend(headers_.get(), line.c_str());
     if (longer == nullptr) throw std::bad_alloc();
     static_cast<void>(headers_.release());
     headers_.reset(longer);
@@ -145,7 +144,7 @@ class Exchange {
           {.name = std::string(trimmed(line.substr(0, colon))), .value = std::string(trimmed(line.substr(colon + 1)))});
     } else {
       long status = 0;
-      curl_easy_getinfo(easy(), CURLINFO_RESPONSE_CODE, &status);
+      libcurl().easyGetinfo(easy(), CURLINFO_RESPONSE_CODE, &status);
       constexpr long kFirstFinal = 200;
       if (status < kFirstFinal) return;
       isHeadOver_ = true;
@@ -183,15 +182,15 @@ class HttpEngine::Loop {
       if (!thread_.joinable()) begin();
       jobs_.push_back(std::move(job));
     }
-    curl_multi_wakeup(multi_.get());
+    libcurl().multiWakeup(multi_.get());
   }
 
   void start(const std::shared_ptr<HttpTransfer>& transfer) {
     try {
       auto exchange = std::make_unique<Exchange>(transfer, options_);
-      curl_easy_setopt(exchange->easy(), CURLOPT_PRIVATE, transfer.get());
-      const CURLMcode code = curl_multi_add_handle(multi_.get(), exchange->easy());
-      if (code != CURLM_OK) throw HttpError(HttpError::Case::transfer, curl_multi_strerror(code));
+      libcurl().easySetopt(exchange->easy(), CURLOPT_PRIVATE, transfer.get());
+      const CURLMcode code = libcurl().multiAddHandle(multi_.get(), exchange->easy());
+      if (code != CURLM_OK) throw HttpError(HttpError::Case::transfer, libcurl().multiStrerror(code));
       exchanges_.emplace(transfer.get(), std::move(exchange));
     } catch (const HttpError& error) {
       transfer->onEnd(error);
@@ -209,8 +208,8 @@ class HttpEngine::Loop {
 
  private:
   void begin() {
-    static const CURLcode isReady = curl_global_init(CURL_GLOBAL_DEFAULT);
-    multi_.reset(isReady == CURLE_OK ? curl_multi_init() : nullptr);
+    static const CURLcode isReady = libcurl().globalInit(CURL_GLOBAL_DEFAULT);
+    multi_.reset(isReady == CURLE_OK ? libcurl().multiInit() : nullptr);
     if (!multi_) throw std::bad_alloc();
     thread_ = std::thread([this] { run(); });
   }
@@ -219,13 +218,13 @@ class HttpEngine::Loop {
     while (!isEnding_) {
       for (const auto& job : takeJobs()) job();
       int running = 0;
-      curl_multi_perform(multi_.get(), &running);
+      libcurl().multiPerform(multi_.get(), &running);
       endWhatIsDone();
-      if (!isEnding_) curl_multi_poll(multi_.get(), nullptr, 0, kLongestPoll, nullptr);
+      if (!isEnding_) libcurl().multiPoll(multi_.get(), nullptr, 0, kLongestPoll, nullptr);
     }
     for (const auto& [transfer, exchange] : exchanges_) {
       transfer->onEnd(HttpError(HttpError::Case::cancelled, "cancelled"));
-      curl_multi_remove_handle(multi_.get(), exchange->easy());
+      libcurl().multiRemoveHandle(multi_.get(), exchange->easy());
     }
     exchanges_.clear();
   }
@@ -237,11 +236,11 @@ class HttpEngine::Loop {
 
   void endWhatIsDone() {
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
+    while (const CURLMsg* message = libcurl().multiInfoRead(multi_.get(), &left)) {
       if (message->msg != CURLMSG_DONE) continue;
       const CURLcode code = message->data.result;
       HttpTransfer* transfer = nullptr;
-      curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+      libcurl().easyGetinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
       exchanges_.at(transfer)->end(code);
       remove(transfer);
     }
@@ -250,7 +249,7 @@ class HttpEngine::Loop {
   void remove(HttpTransfer* transfer) {
     const auto found = exchanges_.find(transfer);
     if (found == exchanges_.end()) return;
-    curl_multi_remove_handle(multi_.get(), found->second->easy());
+    libcurl().multiRemoveHandle(multi_.get(), found->second->easy());
     exchanges_.erase(found);
   }
 

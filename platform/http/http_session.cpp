@@ -1,7 +1,5 @@
 #include "platform/http/http_session.hpp"
 
-#include <curl/curl.h>
-
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/asio/this_coro.hpp>
@@ -10,6 +8,7 @@
 #include <ctime>
 #include <utility>
 
+#include "platform/http/libcurl.hpp"
 #include "platform/log/log.hpp"
 
 namespace ravant {
@@ -50,7 +49,7 @@ std::optional<std::chrono::seconds> HttpResponse::retryAfter() const {
   if (error == std::errc() && end == value->data() + value->size()) {
     return std::chrono::seconds(std::clamp<std::int64_t>(seconds, 0, kLongestRetryAfter));
   }
-  const std::time_t date = curl_getdate(std::string(*value).c_str(), nullptr);
+  const std::time_t date = libcurl().getDate(std::string(*value).c_str(), nullptr);
   if (date < 0) return std::nullopt;
   return std::chrono::seconds(std::clamp<std::int64_t>(date - std::time(nullptr), 0, kLongestRetryAfter));
 }
