@@ -43,8 +43,10 @@ Application::Application(const Locations& locations)
   providerKeys_ = std::make_shared<RavantProviderKey>(executors_.work(), openKeyStore(settings_, locations_));
   runners_ = std::make_unique<AgentRunnerStore>(modelContainer_, runnerFactory(), notifications_);
   gitStatus_ = std::make_shared<GitStatusReader>(executors_.work());
-  gitCommands_ = std::make_shared<GitCommandRunner>(GitCommandOptions{
-      .io = executors_.io(), .shellPath = loginShell(ShellUse::command).path, .processes = processes_});
+  gitCommands_ = std::make_shared<GitCommandRunner>(GitCommandOptions{.io = executors_.io(),
+                                                                      .work = executors_.work(),
+                                                                      .shellPath = loginShell(ShellUse::command).path,
+                                                                      .processes = processes_});
 }
 
 Application::~Application() = default;

@@ -28,8 +28,18 @@ std::string ownSearchPath() {
 }
 
 // Any shell passes it on as it is.
-constexpr const char* kTellSearchPath = R"(/bin/sh -c 'echo; echo "RAVANT_SEARCH_PATH=$PATH"')";
-constexpr std::string_view kToldSearchPath = "\nRAVANT_SEARCH_PATH=";
+constexpr const char* kTellEnvironment =
+    R"sh(/bin/sh -c 'echo; echo "RAVANT_SEARCH_PATH=$PATH"; echo "RAVANT_FOLDER=$(pwd -P)"')sh";
+constexpr std::string_view kSearchPath = "\nRAVANT_SEARCH_PATH=";
+constexpr std::string_view kFolder = "\nRAVANT_FOLDER=";
+
+/// What stands behind `name` on its line, the last where there are several; nothing where there is none.
+std::optional<std::string> told(const std::string& output, std::string_view name) {
+  const auto found = output.rfind(name);
+  if (found == std::string::npos) return std::nullopt;
+  const std::size_t begin = found + name.size();
+  return output.substr(begin, output.find('\n', begin) - begin);
+}
 
 bool canBeRun(const std::filesystem::path& path) {
   std::error_code ignored;
@@ -169,10 +179,12 @@ awaitable<void> Doctor::examineGit() {
   std::string words = "it ended before it ran a command";
   try {
     const std::string output =
-        co_await ProbeProcess::run(shell, {"-l", "-c", kTellSearchPath}, shell, {.ledger = processes_});
-    if (const auto told = output.rfind(kToldSearchPath); told != std::string::npos) {
-      const std::size_t begin = told + kToldSearchPath.size();
-      findings_.gitSearchPath = output.substr(begin, output.find('\n', begin) - begin);
+        co_await ProbeProcess::run(shell, {"-l", "-c", kTellEnvironment}, shell, {.ledger = processes_});
+    findings_.gitSearchPath = told(output, kSearchPath).value_or("");
+    const auto folder = told(output, kFolder);
+    if (folder && *folder != std::filesystem::canonical(std::filesystem::current_path())) {
+      add(fmt::format("the start-up files of {} change the folder: git commands would run in {}", shell, *folder),
+          "let them do so in interactive shells only");
     }
   } catch (const ProbeError& error) {
     words = error.what();

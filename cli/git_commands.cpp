@@ -10,7 +10,6 @@
 #include "cli/project_folder.hpp"
 #include "cli/terminal_text.hpp"
 #include "platform/text/text.hpp"
-#include "platform/text/utf8.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -68,9 +67,10 @@ awaitable<ExitStatus> branches(CommandContext& context, Arguments arguments) {
 /// From the project's folder on; as typed where a project is named, else as it is seen from the current folder.
 std::string pathInProject(const Arguments& arguments, const std::filesystem::path& folder) {
   const std::filesystem::path typed = arguments.text("PATH");
-  if (arguments.has("--project") && typed.is_relative()) return typed.lexically_normal().string();
-  const std::filesystem::path whole = projectFolder(std::filesystem::current_path() / typed.parent_path());
-  const std::filesystem::path inside = (whole / typed.filename()).lexically_normal().lexically_relative(folder);
+  const bool isSeenFromProject = arguments.has("--project") && typed.is_relative();
+  const auto whole = (isSeenFromProject ? folder : std::filesystem::current_path()) / typed;
+  const auto inside =
+      (projectFolder(whole.parent_path()) / whole.filename()).lexically_normal().lexically_relative(folder);
   if (inside.empty() || *inside.begin() == "..") {
     throw CommandError(fmt::format("{} is not in {}", typed.string(), folder.string()));
   }
@@ -92,11 +92,10 @@ std::string wordsForNoHunks(const std::filesystem::path& folder, const std::stri
   return change.isBinary ? "is binary" : fmt::format("is {}, its lines do not differ", rawValue(change.status));
 }
 
-/// The change of a file by its path or, where that is not valid UTF-8, by one of the forms in which it is shown.
+/// The change of a file by its path, or as that is shown.
 const GitFileEntry* entryOf(const std::vector<GitFileEntry>& entries, const std::string& path) {
-  const auto found = std::ranges::find_if(entries, [&](const GitFileEntry& entry) {
-    return entry.path == path || repairUtf8(entry.path) == path || shownPath(entry.path) == path;
-  });
+  const auto found = std::ranges::find_if(
+      entries, [&](const GitFileEntry& entry) { return entry.path == path || shownPath(entry.path) == path; });
   return found != entries.end() ? &*found : nullptr;
 }
 
@@ -111,7 +110,7 @@ awaitable<ExitStatus> hunks(CommandContext& context, Arguments arguments) {
     const GitFileEntry* entry = entryOf(entries, path);
     if (entry != nullptr && entry->path != path) reading = co_await reader.hunks(folder, entry->path);
     text = hunksText(reading.value, context.output.style());
-    if (text.empty() && !context.wantsJson()) text = fmt::format("{} {}\n", shownPath(path), wordsForNoHunks(folder, path, entry));
+    if (text.empty()) text = fmt::format("{} {}\n", shownPath(path), wordsForNoHunks(folder, path, entry));
   }
   co_return show(context, reading, jsonForm(reading.value), text);
 }

@@ -9,9 +9,12 @@
 namespace ravant::cli {
 namespace {
 
+/// As it is where that is text.
+std::string jsonPath(const std::string& path) { return isValidUtf8(path) ? path : shownPath(path); }
+
 json::object form(const GitFileChange& change) {
-  json::object object{{"path", repairUtf8(change.path)}};
-  if (change.oldPath) object.emplace("oldPath", repairUtf8(*change.oldPath));
+  json::object object{{"path", jsonPath(change.path)}};
+  if (change.oldPath) object.emplace("oldPath", jsonPath(*change.oldPath));
   object.emplace("status", rawValue(change.status));
   object.emplace("staged", change.staged);
   object.emplace("isBinary", change.isBinary);
@@ -138,6 +141,7 @@ json::object jsonForm(const GitWorkingCopyDetails& details) {
     object.emplace("headState", rawValue(details.head.state));
     object.emplace("headName", details.head.name);
   }
+  if (!details.folder.empty()) object.emplace("folder", jsonPath(details.folder));
   if (!details.head.operation.empty()) object.emplace("operation", details.head.operation);
   return object;
 }
@@ -182,7 +186,9 @@ std::string statusText(const GitWorkingCopyDetails& details, const Style& style)
   const std::string changes = section("Changes to be committed", staged) + section("Unmerged paths", unmerged) +
                               section("Changes not staged for commit", unstaged) +
                               section("Untracked files", untracked);
-  return text + (changes.empty() ? "nothing to commit, working tree clean\n" : changes);
+  if (!changes.empty()) return text + changes;
+  return text + (details.folder.empty() ? "nothing to commit, working tree clean\n"
+                                        : fmt::format("nothing to commit in {}\n", shownPath(details.folder)));
 }
 
 std::string statText(const GitWorkingCopyStat& stat) {

@@ -4,7 +4,8 @@
 
 #include <algorithm>
 
-#include "git/libgit2_handles.hpp"
+#include "git/fresh_index.hpp"
+#include "git/opened_repository.hpp"
 
 namespace ravant {
 
@@ -21,17 +22,24 @@ std::string objectionToBranchName(const std::string& name) {
 }
 
 std::string objectionToCheckout(const std::string& name, const std::filesystem::path& folder) {
-  if (std::string objection = objectionToBranchName(name); !objection.empty()) return objection;
+  const std::string isNoBranch =
+      fmt::format("\"{}\" is no local branch but a file or folder, whose changes git would throw away", name);
   std::error_code error;
-  if (!std::filesystem::exists(std::filesystem::symlink_status(folder / name, error))) return {};
-  git::initializeLibgit2();
-  const auto repository = git::ownIfAny<git::Repository>(
-      [&](git_repository** opened) { return git_repository_open_ext(opened, folder.c_str(), 0, nullptr); });
-  const auto branch = git::ownIfAny<git::Reference>([&](git_reference** found) {
-    return repository ? git_branch_lookup(found, repository.get(), name.c_str(), GIT_BRANCH_LOCAL) : GIT_ENOTFOUND;
-  });
-  if (branch) return {};
-  return fmt::format("\"{}\" is no local branch but a file or folder, whose changes git would throw away", name);
+  const bool isThere = std::filesystem::exists(std::filesystem::symlink_status(folder / name, error));
+  try {
+    const git::OpenedRepository repository(folder);
+    const auto branch = git::ownIfAny<git::Reference>([&](git_reference** found) {
+      return git_branch_lookup(found, repository.get(), name.c_str(), GIT_BRANCH_LOCAL);
+    });
+    if (branch) return {};
+    const git::FreshIndex index(repository.get());
+    const std::string path = repository.prefix() + name;
+    return isThere || index.has(path) || index.hasBelow(path + "/") ? isNoBranch : "";
+  } catch (const std::runtime_error& unreadable) {
+    if (!isThere) return {};
+    return fmt::format("whether \"{}\" is a branch or the file of that name cannot be told: {}", name,
+                       unreadable.what());
+  }
 }
 
 }  // namespace ravant

@@ -13,11 +13,6 @@ namespace {
 
 constexpr std::size_t kShownDigits = 7;  // of a commit's id
 
-/// Null where it names no branch that there is, and no commit.
-Reference headOf(git_repository* repository) {
-  return ownIfAny<Reference>([&](git_reference** found) { return git_repository_head(found, repository); });
-}
-
 std::string operationIn(git_repository* repository) {
   switch (git_repository_state(repository)) {
     case GIT_REPOSITORY_STATE_MERGE:
@@ -48,8 +43,7 @@ std::string unbornBranch(git_repository* repository) {
       ownIfAny<Reference>([&](git_reference** found) { return git_reference_lookup(found, repository, "HEAD"); });
   const char* target = head ? git_reference_symbolic_target(head.get()) : nullptr;
   std::string_view name = target != nullptr ? target : "";
-  constexpr std::string_view kBranches = "refs/heads/";
-  if (name.starts_with(kBranches)) name.remove_prefix(kBranches.size());
+  if (name.starts_with(kLocalBranches)) name.remove_prefix(kLocalBranches.size());
   return repairUtf8(std::string(name));
 }
 
@@ -69,6 +63,23 @@ GitBranch describe(const char* name, git_object* tip, const Upstream* upstream) 
   branch.lastCommitSummary = repairUtf8(summary != nullptr ? summary : "");
   branch.lastCommitDate = Timestamp(std::chrono::seconds(git_commit_time(commit)));
   return branch;
+}
+
+/// Calls `visit` with each local branch and its name; one without a name is skipped.
+template <class Visit>
+void forEachLocalBranch(git_repository* repository, Visit visit) {
+  const BranchIterator iterator = own<BranchIterator>(
+      [&](git_branch_iterator** made) { return git_branch_iterator_new(made, repository, GIT_BRANCH_LOCAL); });
+  for (;;) {
+    git_reference* found = nullptr;
+    git_branch_t type{};
+    const int code = git_branch_next(&found, &type, iterator.get());
+    const Reference reference(found);
+    if (code == GIT_ITEROVER) return;
+    check(code);
+    const char* name = nullptr;
+    if (git_branch_name(&name, found) == 0) visit(found, name);
+  }
 }
 
 }  // namespace
@@ -103,32 +114,23 @@ std::pair<std::int64_t, std::int64_t> readAheadBehind(git_repository* repository
 }
 
 std::vector<GitBranch> readBranches(git_repository* repository) {
-  const BranchIterator iterator = own<BranchIterator>(
-      [&](git_branch_iterator** made) { return git_branch_iterator_new(made, repository, GIT_BRANCH_LOCAL); });
-  const Reference head = headOf(repository);
-  Upstreams upstreams(repository);
   std::vector<GitBranch> branches;
   std::vector<CommitPair> pairs;
   std::vector<std::size_t> ofPairs;  // the branch of each
-  for (;;) {
-    git_reference* found = nullptr;
-    git_branch_t type{};
-    const int code = git_branch_next(&found, &type, iterator.get());
-    const Reference reference(found);
-    if (code == GIT_ITEROVER) break;
-    check(code);
-    const char* name = nullptr;
-    if (git_branch_name(&name, found) != 0) continue;
-    const Object tip = tipOf(found);
-    if (!tip && git_reference_type(found) == GIT_REFERENCE_SYMBOLIC) continue;  // as git leaves it out
-    const Upstream* upstream = upstreams.of(found);
+  const Reference head = headOf(repository);
+  Upstreams upstreams(repository);
+  forEachLocalBranch(repository, [&](git_reference* reference, const char* name) {
+    const Object tip = tipOf(reference);
+    if (!tip && git_reference_type(reference) == GIT_REFERENCE_SYMBOLIC) return;  // as git leaves it out
+    const Upstream* upstream = upstreams.of(reference);
     if (tip && upstream != nullptr) {
       pairs.push_back({.local = *git_object_id(tip.get()), .upstream = upstream->commit});
       ofPairs.push_back(branches.size());
     }
     branches.push_back(describe(name, tip.get(), upstream));
-    branches.back().isCurrent = head && std::string_view(git_reference_name(found)) == git_reference_name(head.get());
-  }
+    branches.back().isCurrent =
+        head && std::string_view(git_reference_name(reference)) == git_reference_name(head.get());
+  });
   const std::vector<CommitDistance> distances = commitDistances(repository, pairs);
   for (std::size_t i = 0; i < pairs.size(); ++i) {
     branches[ofPairs[i]].ahead = distances[i].ahead;

@@ -1,18 +1,15 @@
 #include "git/changes.hpp"
 
-#include <fmt/format.h>
-
-#include <algorithm>
+#include <filesystem>
 #include <map>
 #include <set>
 
 #include "git/diffs.hpp"
 #include "git/fresh_index.hpp"
-#include "git/line_counts.hpp"
 #include "git/opened_repository.hpp"
+#include "git/patches.hpp"
 #include "git/submodules.hpp"
 #include "git/unsupported_repository.hpp"
-#include "platform/text/utf8.hpp"
 
 namespace ravant::git {
 namespace {
@@ -49,20 +46,25 @@ class Listing {
     const std::string path = newPath(*delta);
     if (!repository_.holds(path)) return;
     try {
-      GitFileChange change = make(path, status.value_or(mapStatus(delta->status)),
-                                  counts ? *counts : countLines(handle_, diff, number, newSide_));
+      if (delta->status == GIT_DELTA_UNTRACKED) counts = LineCounts{};  // its content was not asked for
+      if (!counts) counts = countLines(handle_, diff, number, newSide_);
+      GitFileChange change = make(path, status.value_or(mapStatus(delta->status)), *counts);
       change.isConflicted = delta->status == GIT_DELTA_CONFLICTED;
       const std::string oldPath = delta->old_file.path != nullptr ? delta->old_file.path : "";
       if (!oldPath.empty() && oldPath != path) change.oldPath = repository_.relative(oldPath);
       changes_.value.push_back(std::move(change));
     } catch (const LibraryError& error) {
-      if (changes_.unsupportedReason) return;
-      changes_.unsupportedReason = fmt::format("{}: {}", repairUtf8(path), reasonFor(error.what()));
+      object(reasonFor(error.what(), path));
     }
   }
 
   void add(const std::string& path, GitFileStatus status, const LineCounts& counts) {
     changes_.value.push_back(make(path, status, counts));
+  }
+
+  /// The first reason is the one that is told.
+  void object(const std::string& reason) {
+    if (!changes_.unsupportedReason) changes_.unsupportedReason = reason;
   }
 
   Changes take() { return std::move(changes_); }
@@ -105,10 +107,22 @@ std::map<std::string, LineCounts> countUndecided(git_repository* repository, git
   return counts;
 }
 
+/// Why a file is not seen that may be there; empty where it is not there.
+std::string whyHidden(const OpenedRepository& repository, const std::string& path) {
+  std::error_code error;
+  const auto status = std::filesystem::symlink_status(git_repository_workdir(repository.get()) + path, error);
+  return status.type() == std::filesystem::file_type::none ? error.message() : "";
+}
+
+std::string withoutSlash(const std::string& path) {
+  return path.ends_with('/') ? path.substr(0, path.size() - 1) : path;
+}
+
 /// Whether nothing of the repository's folder is tracked, and something could be. An untracked folder that holds it is
 /// not found by what is below.
 bool isUntracked(const OpenedRepository& repository, const FreshIndex& index) {
-  if (repository.prefix().empty() || index.hasBelow(repository.prefix())) return false;
+  const std::string& prefix = repository.prefix();
+  if (prefix.empty() || index.hasBelow(prefix) || index.has(withoutSlash(prefix))) return false;
   const DiffOptions options(GIT_DIFF_INCLUDE_UNTRACKED | GIT_DIFF_RECURSE_UNTRACKED_DIRS, 0, repository.scope());
   const Diff diff = diffIndexToWorkingCopy(repository.get(), index, options);
   return git_diff_num_deltas(diff.get()) > 0;
@@ -144,15 +158,24 @@ Changes unstagedChanges(const OpenedRepository& repository) {
   for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
     const git_diff_delta* delta = git_diff_get_delta(diff.get(), i);
     const std::string path = Listing::newPath(*delta);
-    if (delta->status == GIT_DELTA_DELETED && index.isLeftOut(path.c_str())) continue;
+    if (delta->status == GIT_DELTA_DELETED) {
+      if (index.isLeftOut(path.c_str())) continue;
+      if (const std::string hidden = whyHidden(repository, path); !hidden.empty()) {
+        listing.object(reasonFor(hidden, path));
+        continue;
+      }
+    }
+    if (delta->status == GIT_DELTA_UNTRACKED && index.isUndecided(withoutSlash(path).c_str())) continue;  // a submodule
     const bool isAdded = unnamed.erase(path) > 0 && delta->status == GIT_DELTA_MODIFIED;
     const auto counts = undecided.find(path);
     listing.add(diff.get(), i, isAdded ? std::optional(GitFileStatus::added) : std::nullopt,
                 counts != undecided.end() ? std::optional(counts->second) : std::nullopt);
   }
   for (const std::string& path : unnamed) listing.add(path, GitFileStatus::added, {});  // an empty one
-  for (const std::string& path : changedSubmodules(repository, index)) {
-    listing.add(path, GitFileStatus::modified, {.isBinary = false, .insertions = 1, .deletions = 1});
+  for (const Submodule& submodule : submodulesOf(repository, index)) {
+    if (!submodule.differs()) continue;
+    listing.add(submodule.path, GitFileStatus::modified, {.isBinary = false, .insertions = 1, .deletions = 1});
+    if (submodule.objection) listing.object(*submodule.objection);
   }
   return listing.take();
 }

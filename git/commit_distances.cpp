@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <fstream>
+#include <limits>
 #include <queue>
 #include <span>
+#include <string>
 #include <unordered_map>
 
 namespace ravant::git {
@@ -41,6 +44,7 @@ struct Commit {
   git_oid id;
   std::int64_t time = 0;  // seconds
   std::vector<std::size_t> parents;
+  bool isCut = false;  ///< the history ends here (gitrepository-layout(5), shallow)
   bool isRead = false;
   bool isWaiting = false;
   Reach reach;
@@ -48,7 +52,13 @@ struct Commit {
 
 class History {
  public:
-  explicit History(git_repository* repository) : repository_(repository) {}
+  explicit History(git_repository* repository) : repository_(repository) {
+    std::ifstream cuts(std::string(git_repository_commondir(repository)) + "shallow");
+    for (std::string line; std::getline(cuts, line);) {
+      git_oid id;
+      if (git_oid_fromstr(&id, line.c_str()) == 0) commits_[numberOf(id)].isCut = true;
+    }
+  }
 
   /// Adds the distances of at most `kPairsInAWalk` pairs.
   void walk(std::span<const CommitPair> pairs, std::vector<CommitDistance>& distances) {
@@ -57,8 +67,11 @@ class History {
       reach(numberOf(pairs[i].local), {.local = std::uint64_t{1} << i, .upstream = 0});
       reach(numberOf(pairs[i].upstream), {.local = 0, .upstream = std::uint64_t{1} << i});
     }
-    while (uncommon_ > 0) step(true);
-    while (!waiting_.empty()) step(false);
+    while (uncommon_ > 0) step(std::numeric_limits<std::int64_t>::min());
+    // A commit whose clock was wrong can have had its turn too late: those that were reached before it from one side
+    // are looked for behind it, as far back as there are any.
+    const std::int64_t oldest = oldestUncommon();
+    while (!waiting_.empty()) step(oldest);
     const std::size_t first = distances.size();
     distances.resize(first + pairs.size());
     for (const std::size_t number : reached_) {
@@ -80,20 +93,26 @@ class History {
     return entry->second;
   }
 
-  void read(std::size_t number) {
-    if (commits_[number].isRead) return;
-    commits_[number].isRead = true;
+  const Commit& read(std::size_t number) {
+    if (commits_[number].isRead) return commits_[number];
     git_commit* found = nullptr;
-    const int code = git_commit_lookup(&found, repository_, &commits_[number].id);
+    check(git_commit_lookup(&found, repository_, &commits_[number].id));
     const std::unique_ptr<git_commit, Free<git_commit_free>> commit(found);
-    if (code == GIT_ENOTFOUND) return;
-    check(code);
     std::vector<std::size_t> parents;
-    for (unsigned int i = 0; i < git_commit_parentcount(found); ++i) {
-      parents.push_back(numberOf(*git_commit_parent_id(found, i)));
-    }
+    const unsigned int count = commits_[number].isCut ? 0 : git_commit_parentcount(found);
+    for (unsigned int i = 0; i < count; ++i) parents.push_back(numberOf(*git_commit_parent_id(found, i)));
     commits_[number].time = git_commit_time(found);
     commits_[number].parents = std::move(parents);
+    commits_[number].isRead = true;
+    return commits_[number];
+  }
+
+  std::int64_t oldestUncommon() const {
+    std::int64_t oldest = std::numeric_limits<std::int64_t>::max();
+    for (const std::size_t number : reached_) {
+      if (!commits_[number].reach.isCommon()) oldest = std::min(oldest, commits_[number].time);
+    }
+    return oldest;
   }
 
   void reach(std::size_t number, const Reach& from) {
@@ -111,9 +130,9 @@ class History {
     waiting_.emplace(commit.time, number);
   }
 
-  /// Goes from the youngest of the commits that wait to its parents, to those that were not reached before only if
-  /// told so. A commit that is reached anew when it has had its turn, since a clock was wrong, waits again.
-  void step(bool goesOn) {
+  /// Goes from the youngest of the commits that wait to its parents: those that were reached before, and those that are
+  /// no older than `oldest`. A commit that is reached anew when it has had its turn waits again.
+  void step(std::int64_t oldest) {
     const std::size_t number = waiting_.top().second;
     waiting_.pop();
     commits_[number].isWaiting = false;
@@ -121,7 +140,7 @@ class History {
     if (!reached.isCommon()) --uncommon_;
     for (std::size_t i = 0; i < commits_[number].parents.size(); ++i) {
       const std::size_t parent = commits_[number].parents[i];
-      if (goesOn || commits_[parent].reach != Reach{}) reach(parent, reached);
+      if (commits_[parent].reach != Reach{} || read(parent).time >= oldest) reach(parent, reached);
     }
   }
 

@@ -19,8 +19,8 @@ struct CommitDistance {
 };
 
 /// How far the commits of each pair are apart, in the order of the pairs. All pairs share the walks through the
-/// history, so that it is read once for many branches. A history that is cut off (git-clone(1), --depth) ends where it
-/// is cut. Throws `LibraryError`.
+/// history, so that it is read once for many branches. The history of a shallow clone ends where it is cut. Throws
+/// `LibraryError`.
 std::vector<CommitDistance> commitDistances(git_repository* repository, const std::vector<CommitPair>& pairs);
 
 }  // namespace ravant::git

@@ -104,6 +104,26 @@ FreshIndex::FreshIndex(git_repository* repository)
   struct stat file{};
   if (::stat(git_index_path(handle_.get()), &file) == 0) isFrom_ = indexTime(file.st_mtim);
   check(git_index_read(handle_.get(), 0));
+  takeInWhatIsThere();
+}
+
+void FreshIndex::takeInWhatIsThere() {
+  git_repository* repository = git_index_owner(handle_.get());
+  const auto config = own<Config>([&](git_config** found) { return git_repository_config(found, repository); });
+  int isSparse = 0;
+  if (git_config_get_bool(&isSparse, config.get(), "core.sparseCheckout") != 0 || isSparse == 0) return;
+  std::vector<std::string> present;
+  for (const git_index_entry* entry : entriesWith("")) {
+    struct stat file{};
+    const std::string path = std::string(git_repository_workdir(repository)) + entry->path;
+    if (ravant::git::isLeftOut(*entry) && ::lstat(path.c_str(), &file) == 0) present.emplace_back(entry->path);
+  }
+  for (const std::string& path : present) {
+    git_index_entry entry = *entryAt(path.c_str());
+    entry.path = path.c_str();
+    entry.flags_extended &= static_cast<std::uint16_t>(~GIT_INDEX_ENTRY_SKIP_WORKTREE);
+    check(git_index_add(handle_.get(), &entry));
+  }
 }
 
 bool FreshIndex::isOnlyIntended(const char* path) const {

@@ -14,6 +14,8 @@ class FreshIndex {
   explicit FreshIndex(git_repository* repository);
 
   git_index* get() const { return handle_.get(); }
+  /// Whether it is tracked, whatever versions of it there are.
+  bool has(const std::string& path) const { return git_index_find(nullptr, get(), path.c_str()) == 0; }
   bool hasBelow(const std::string& prefix) const { return git_index_find_prefix(nullptr, get(), prefix.c_str()) == 0; }
   /// Whether git was told of a file, but not of what is in it (git-add(1), --intent-to-add).
   bool isOnlyIntended(const char* path) const;
@@ -27,11 +29,14 @@ class FreshIndex {
   /// Those that begin with `prefix`, with the commit that each is to be at.
   std::vector<std::pair<std::string, git_oid>> submodules(const std::string& prefix) const;
   /// The tracked paths that begin with `prefix` and whose file may differ from the index, sorted: all that do, and a
-  /// few that do not, since their content is not looked at. Neither submodules nor what
-  /// a sparse checkout leaves out are among them. Looks at the files from several threads.
+  /// few that do not, since their content is not looked at. Neither submodules are among them nor what a sparse
+  /// checkout leaves out and is not there. Looks at the files from several threads.
   std::vector<std::string> pathsThatMayDiffer(const std::string& prefix) const;
 
  private:
+  /// As git does, takes a file that is there for one that a sparse checkout does not leave out. On disk nothing
+  /// changes.
+  void takeInWhatIsThere();
   const git_index_entry* entryAt(const char* path) const;
   std::vector<const git_index_entry*> entriesWith(const std::string& prefix) const;
 

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <boost/asio/bind_cancellation_slot.hpp>
 #include <utility>
 
 #include "git/branch_name.hpp"
@@ -24,12 +25,14 @@ const std::map<std::string, std::string> kAskNothing = {{"GIT_TERMINAL_PROMPT", 
                                                         {"SSH_ASKPASS_REQUIRE", "never"}, {"GIT_EDITOR", "false"},
                                                         {"GIT_SEQUENCE_EDITOR", "false"}, {"GIT_PAGER", "cat"}};
 
-// What git sets for its hooks would send a command to another repository than that of the folder
-// (git-rev-parse(1), --local-env-vars).
+// What would send a command to another repository than that of the folder, as git sets it for its hooks, or change
+// which files a name means (git(1), "Environment Variables").
 const std::vector<std::string> kOfOtherRepositories = {"GIT_ALTERNATE_OBJECT_DIRECTORIES",
                                                        "GIT_COMMON_DIR",
                                                        "GIT_DIR",
+                                                       "GIT_GLOB_PATHSPECS",
                                                        "GIT_GRAFT_FILE",
+                                                       "GIT_ICASE_PATHSPECS",
                                                        "GIT_IMPLICIT_WORK_TREE",
                                                        "GIT_INDEX_FILE",
                                                        "GIT_INTERNAL_SUPER_PREFIX",
@@ -40,6 +43,15 @@ const std::vector<std::string> kOfOtherRepositories = {"GIT_ALTERNATE_OBJECT_DIR
                                                        "GIT_REPLACE_REF_BASE",
                                                        "GIT_SHALLOW_FILE",
                                                        "GIT_WORK_TREE"};
+
+const std::string kPull = "git pull --ff-only";
+const std::string kFetch = "git fetch --prune";
+
+std::string checkoutLine(const std::string& branch) { return fmt::format("git checkout {}", shellQuoted(branch)); }
+
+void expectBranchName(const std::string& name) {
+  if (const std::string objection = objectionToBranchName(name); !objection.empty()) throw BranchNameError(objection);
+}
 
 std::string describe(const std::string& command, std::int32_t status, const std::string& output) {
   return trimmed(output).empty() ? fmt::format("{} failed with exit {}", command, status) : output;
@@ -56,15 +68,18 @@ GitCommandRunner::GitCommandRunner(GitCommandOptions options)
 GitCommandRunner::~GitCommandRunner() = default;
 
 awaitable<std::string> GitCommandRunner::pull(std::filesystem::path folder) {
-  return onActor([this, folder = std::move(folder)] { return run("git pull --ff-only", folder); });
+  return onActor([this, folder = std::move(folder)] { return inTurn(kPull, run(kPull, folder)); });
 }
 
 awaitable<std::string> GitCommandRunner::fetch(std::filesystem::path folder) {
-  return onActor([this, folder = std::move(folder)] { return run("git fetch --prune", folder); });
+  return onActor([this, folder = std::move(folder)] { return inTurn(kFetch, run(kFetch, folder)); });
 }
 
 awaitable<std::string> GitCommandRunner::checkout(std::string branch, std::filesystem::path folder) {
-  return onActor([this, branch = std::move(branch), folder = std::move(folder)] { return checkOut(branch, folder); });
+  return onActor([this, branch = std::move(branch), folder = std::move(folder)]() -> awaitable<std::string> {
+    expectBranchName(branch);
+    co_return co_await inTurn(checkoutLine(branch), checkOut(branch, folder));
+  });
 }
 
 awaitable<std::string> GitCommandRunner::createBranch(std::string name, std::filesystem::path folder) {
@@ -90,25 +105,28 @@ awaitable<void> GitCommandRunner::shutdown() {
 
 awaitable<std::string> GitCommandRunner::runOnBranch(std::string command, std::string name,
                                                      std::filesystem::path folder) {
-  if (const std::string objection = objectionToBranchName(name); !objection.empty()) throw BranchNameError(objection);
-  co_return co_await run(fmt::format("{} {}", command, shellQuoted(name)), std::move(folder));
+  expectBranchName(name);
+  const std::string line = fmt::format("{} {}", command, shellQuoted(name));
+  co_return co_await inTurn(line, run(line, std::move(folder)));
 }
 
 awaitable<std::string> GitCommandRunner::checkOut(std::string branch, std::filesystem::path folder) {
-  if (const std::string objection = objectionToCheckout(branch, folder); !objection.empty()) {
-    throw BranchNameError(objection);
-  }
-  co_return co_await runOnBranch("git checkout", std::move(branch), std::move(folder));
+  const std::string objection = co_await asio::co_spawn(
+      options_.work, [&]() -> awaitable<std::string> { co_return objectionToCheckout(branch, folder); },
+      asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+  if (!objection.empty()) throw BranchNameError(objection);
+  co_return co_await run(checkoutLine(branch), std::move(folder));
 }
 
-awaitable<std::string> GitCommandRunner::run(std::string command, std::filesystem::path folder) {
+/// Runs `operation` when those before it are over.
+awaitable<std::string> GitCommandRunner::inTurn(std::string command, awaitable<std::string> operation) {
   while (isBusy_ && !isShutDown_) co_await changed_.wait();
   if (isShutDown_) throw GitCommandError(command, kNotRun, "the command was not run: the program ends");
   isBusy_ = true;
   std::string output;
   std::exception_ptr error;
   try {
-    output = co_await execute(std::move(command), std::move(folder));
+    output = co_await std::move(operation);
   } catch (...) {
     error = std::current_exception();
   }
@@ -119,7 +137,8 @@ awaitable<std::string> GitCommandRunner::run(std::string command, std::filesyste
   co_return output;
 }
 
-awaitable<std::string> GitCommandRunner::execute(std::string command, std::filesystem::path folder) {
+awaitable<std::string> GitCommandRunner::run(std::string command, std::filesystem::path folder) {
+  if (isShutDown_) throw GitCommandError(command, kNotRun, "the command was not run: the program ends");
   kLog.info("git: running `{}` in {}", command, folder.string());
   running_ = std::make_unique<CapturedProcess>(CaptureOptions{.launch = {.executable = options_.shellPath,
                                                                          .arguments = {"-l", "-c", command},

@@ -39,6 +39,7 @@ class BranchNameError : public std::runtime_error {
 
 struct GitCommandOptions {
   any_io_executor io;
+  any_io_executor work;   ///< for what blocks
   std::string shellPath;  ///< see loginShell()
   std::chrono::seconds timeout{120};
   std::shared_ptr<ProcessLedger> processes = {};  ///< may be null
@@ -67,9 +68,9 @@ class GitCommandRunner final : public Actor {
 
  private:
   awaitable<std::string> run(std::string command, std::filesystem::path folder);
-  awaitable<std::string> checkOut(std::string branch, std::filesystem::path folder);
   awaitable<std::string> runOnBranch(std::string command, std::string name, std::filesystem::path folder);
-  awaitable<std::string> execute(std::string command, std::filesystem::path folder);
+  awaitable<std::string> inTurn(std::string command, awaitable<std::string> operation);
+  awaitable<std::string> checkOut(std::string branch, std::filesystem::path folder);
 
   const GitCommandOptions options_;
   Signal changed_;

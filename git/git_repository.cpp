@@ -43,26 +43,33 @@ GitReading<GitWorkingCopyDetails> GitRepository::readDetails() const {
     GitReading<GitWorkingCopyDetails> reading;
     reading.value.head = git::readHead(repository.get());
     reading.value.branch = reading.value.head.branch;
-    std::tie(reading.value.ahead, reading.value.behind) = git::readAheadBehind(repository.get());
+    reading.value.folder = repository.prefix();
+    try {
+      std::tie(reading.value.ahead, reading.value.behind) = git::readAheadBehind(repository.get());
+    } catch (const git::LibraryError& error) {
+      reading.unsupportedReason = git::reasonFor(error.what());
+    }
     auto unstaged = git::unstagedChanges(repository);
     auto staged = readingStaged.get();
     reading.value.unstaged = std::move(unstaged.value);
     reading.value.staged = std::move(staged.value);
-    reading.unsupportedReason = unstaged.unsupportedReason ? unstaged.unsupportedReason : staged.unsupportedReason;
+    for (const auto& reason : {unstaged.unsupportedReason, staged.unsupportedReason}) {
+      if (!reading.unsupportedReason) reading.unsupportedReason = reason;
+    }
     return reading;
   });
 }
 
-GitWorkingCopyStat GitRepository::readStat() const {
+GitReading<GitWorkingCopyStat> GitRepository::readStat() const {
   return explained([&] { return git::workingCopyStat(opened_->repository); });
 }
 
-std::vector<GitBranch> GitRepository::readBranches() const {
-  return explained([&] { return git::readBranches(opened_->repository.get()); });
+GitReading<std::vector<GitBranch>> GitRepository::readBranches() const {
+  return explained([&] { return GitReading{.value = git::readBranches(opened_->repository.get())}; });
 }
 
-GitFileHunks GitRepository::readHunks(const std::string& path) const {
-  return explained([&] { return git::readHunks(opened_->repository, path); });
+GitReading<GitFileHunks> GitRepository::readHunks(const std::string& path) const {
+  return explained([&] { return GitReading{.value = git::readHunks(opened_->repository, path)}; });
 }
 
 }  // namespace ravant

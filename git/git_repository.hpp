@@ -23,10 +23,10 @@ class GitRepository {
   bool isCurrent() const;
 
   GitReading<GitWorkingCopyDetails> readDetails() const;
-  GitWorkingCopyStat readStat() const;
-  std::vector<GitBranch> readBranches() const;
+  GitReading<GitWorkingCopyStat> readStat() const;
+  GitReading<std::vector<GitBranch>> readBranches() const;
   /// `path` is relative to the folder.
-  GitFileHunks readHunks(const std::string& path) const;
+  GitReading<GitFileHunks> readHunks(const std::string& path) const;
 
  private:
   struct Opened;

@@ -14,8 +14,8 @@ void merge(std::optional<GitFileChange>& known, const GitFileChange& change) {
   known->status = isMoved ? GitFileStatus::renamed : GitFileStatus::typeChanged;
   if (change.oldPath) known->oldPath = change.oldPath;
   known->isBinary |= change.isBinary;
-  known->insertions += change.insertions;
-  known->deletions += change.deletions;
+  known->insertions = known->isBinary ? 0 : known->insertions + change.insertions;
+  known->deletions = known->isBinary ? 0 : known->deletions + change.deletions;
 }
 
 }  // namespace

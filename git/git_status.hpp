@@ -80,7 +80,8 @@ struct GitWorkingCopyDetails {
   std::int64_t behind = 0;  ///< commits of the upstream that are lacking
   std::vector<GitFileChange> unstaged;
   std::vector<GitFileChange> staged;
-  GitHead head = {};  ///< more of it
+  GitHead head = {};        ///< more of it
+  std::string folder = {};  ///< that was read, as seen from the repository's top: "sub/", empty for all
 
   bool operator==(const GitWorkingCopyDetails&) const = default;
 

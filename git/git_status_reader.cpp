@@ -52,8 +52,8 @@ awaitable<void> GitStatusReader::invalidateCache() {
 template <class Value, class Read>
 GitReading<Value> GitStatusReader::reading(const std::filesystem::path& folder, Read read) {
   try {
-    return {read(repo(folder))};
-  } catch (const UnsupportedRepositoryError& error) {
+    return read(repo(folder));
+  } catch (const std::exception& error) {
     kLog.warning("{}: {}", folder.string(), error.what());
     return {.value = {}, .unsupportedReason = error.what()};
   }

@@ -5,6 +5,7 @@
 #include "git/diffs.hpp"
 #include "git/fresh_index.hpp"
 #include "git/opened_repository.hpp"
+#include "git/patches.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant::git {
@@ -65,15 +66,16 @@ std::vector<GitDiffHunk> extractHunks(git_patch* patch, std::int64_t firstIndex,
 }
 
 /// Those of the one path; a path can stand for a folder too.
-std::vector<GitDiffHunk> hunksFromDiff(git_diff* diff, std::string_view path) {
+std::vector<GitDiffHunk> hunksFromDiff(git_repository* repository, git_diff* diff, std::string_view path,
+                                       NewSide newSide) {
   std::vector<GitDiffHunk> hunks;
   std::int64_t lines = 0;
   for (std::size_t i = 0; i < git_diff_num_deltas(diff); ++i) {
     const git_diff_delta* delta = git_diff_get_delta(diff, i);
     if (delta->new_file.path == nullptr || delta->new_file.path != path) continue;
-    const Patch patch = own<Patch>([&](git_patch** made) { return git_patch_from_diff(made, diff, i); });
-    if (!patch || (git_patch_get_delta(patch.get())->flags & GIT_DIFF_FLAG_BINARY) != 0) continue;
-    for (GitDiffHunk& hunk : extractHunks(patch.get(), lines, static_cast<std::int64_t>(hunks.size()))) {
+    const FilePatch patch = makePatch(repository, diff, i, newSide, kContext);
+    if (!patch.lines) continue;
+    for (GitDiffHunk& hunk : extractHunks(patch.lines.get(), lines, static_cast<std::int64_t>(hunks.size()))) {
       lines += static_cast<std::int64_t>(hunk.lines.size());
       hunks.push_back(std::move(hunk));
     }
@@ -96,11 +98,11 @@ GitFileHunks readHunks(const OpenedRepository& repository, const std::string& pa
   const FreshIndex index(repository.get());
   const Diff staged = diffHeadToIndex(repository.get(), index, DiffOptions(0, kContext, {whole}));
   const Diff unstaged = diffToWorkingCopy(repository.get(), index, whole);
-  GitFileHunks hunks{.staged = hunksFromDiff(staged.get(), whole), .unstaged = {}};
+  GitFileHunks hunks{.staged = hunksFromDiff(repository.get(), staged.get(), whole, NewSide::index), .unstaged = {}};
   const bool isLeftOut = git_diff_num_deltas(unstaged.get()) == 1 &&
                          git_diff_get_delta(unstaged.get(), 0)->status == GIT_DELTA_DELETED &&
                          index.isLeftOut(whole.c_str());
-  if (!isLeftOut) hunks.unstaged = hunksFromDiff(unstaged.get(), whole);
+  if (!isLeftOut) hunks.unstaged = hunksFromDiff(repository.get(), unstaged.get(), whole, NewSide::workingCopy);
   return hunks;
 }
 

@@ -10,7 +10,7 @@
 namespace ravant::git {
 
 /// As many as the machine has processors, within reason.
-inline std::size_t mostThreads() { return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 8); }
+inline std::size_t mostThreads() { return std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, 4); }
 
 /// How many are worth it for so much work.
 inline std::size_t threadsFor(std::size_t amount, std::size_t amountOfAThread) {

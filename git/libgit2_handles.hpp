@@ -3,10 +3,15 @@
 #include <git2.h>
 
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace ravant::git {
+
+/// How the whole names of local branches begin.
+inline constexpr std::string_view kLocalBranches = "refs/heads/";
 
 /// Readies the library, once in the process: to be called before anything else of it.
 void initializeLibgit2();
@@ -31,22 +36,18 @@ using Diff = std::unique_ptr<git_diff, Free<git_diff_free>>;
 using DiffStats = std::unique_ptr<git_diff_stats, Free<git_diff_stats_free>>;
 using Patch = std::unique_ptr<git_patch, Free<git_patch_free>>;
 
+using FilterList = std::unique_ptr<git_filter_list, Free<git_filter_list_free>>;
+
 /// A call of the library that failed; `what()` has its words.
 class LibraryError : public std::runtime_error {
  public:
-  explicit LibraryError(int code) : std::runtime_error(lastWords()), code_(code) {}
-  int code() const { return code_; }
-
- private:
-  static std::string lastWords() {
-    const git_error* error = git_error_last();
-    return error != nullptr && error->message != nullptr ? error->message : "unknown error";
-  }
-  int code_;
+  using std::runtime_error::runtime_error;
 };
 
 inline void check(int code) {
-  if (code < 0) throw LibraryError(code);
+  if (code >= 0) return;
+  const git_error* error = git_error_last();
+  throw LibraryError(error != nullptr && error->message != nullptr ? error->message : "unknown error");
 }
 
 /// Calls `make` with the address of a handle and owns what it puts there. Throws `LibraryError`.
@@ -62,6 +63,21 @@ template <class Owner, class Make>
 Owner ownIfAny(Make make) {
   typename Owner::pointer handle = nullptr;
   return make(&handle) == 0 ? Owner(handle) : Owner();
+}
+
+/// A text that `fill` puts into a buffer of the library's; nothing where it fails.
+template <class Fill>
+std::optional<std::string> textIfAny(Fill fill) {
+  git_buf buffer = GIT_BUF_INIT;
+  std::optional<std::string> text;
+  if (fill(&buffer) == 0) text.emplace(buffer.ptr != nullptr ? buffer.ptr : "", buffer.size);
+  git_buf_dispose(&buffer);
+  return text;
+}
+
+/// What is checked out; null where it names no branch that there is, and no commit.
+inline Reference headOf(git_repository* repository) {
+  return ownIfAny<Reference>([&](git_reference** found) { return git_repository_head(found, repository); });
 }
 
 /// The commit that a reference leads to; null where there is none.

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <array>
+#include <cstdlib>
 #include <fstream>
 
 #include "git/unsupported_repository.hpp"
@@ -22,22 +23,13 @@ std::optional<std::array<std::int64_t, 4>> stampOf(const std::string& file) {
                                      static_cast<std::int64_t>(found.st_ino)};
 }
 
-/// A text that the library puts into a buffer of its own; empty where it fails.
-template <class Fill>
-std::string bufferedText(Fill fill) {
-  git_buf buffer = GIT_BUF_INIT;
-  std::string text;
-  if (fill(&buffer) == 0) text.assign(buffer.ptr, buffer.size);
-  git_buf_dispose(&buffer);
-  return text;
-}
-
 std::string folderOfRepository(const std::filesystem::path& folder) {
-  return bufferedText([&](git_buf* found) { return git_repository_discover(found, folder.c_str(), 0, nullptr); });
+  return textIfAny([&](git_buf* found) { return git_repository_discover(found, folder.c_str(), 0, nullptr); })
+      .value_or("");
 }
 
 std::string configured(git_config* config, const char* key) {
-  return bufferedText([&](git_buf* found) { return git_config_get_string_buf(found, config, key); });
+  return textIfAny([&](git_buf* found) { return git_config_get_string_buf(found, config, key); }).value_or("");
 }
 
 bool isInside(const std::filesystem::path& inner, const std::filesystem::path& outer) {
@@ -150,8 +142,9 @@ void OpenedRepository::noteConfiguration() {
   std::vector<std::string> files = {std::string(git_repository_commondir(get())) + "config",
                                     std::string(git_repository_path(get())) + "config.worktree"};
   for (const auto find : {&git_config_find_system, &git_config_find_global, &git_config_find_xdg}) {
-    files.push_back(bufferedText(find));
+    files.push_back(textIfAny(find).value_or(""));
   }
+  if (const char* home = std::getenv("HOME")) files.push_back(std::string(home) + "/.gitconfig");
   for (const std::string& file : files) {
     if (!file.empty()) configuration_.emplace(file, stampOf(file));
   }

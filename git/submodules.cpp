@@ -1,11 +1,15 @@
 #include "git/submodules.hpp"
 
+#include <fmt/format.h>
+
 #include <algorithm>
+#include <filesystem>
 #include <map>
 
 #include "git/changes.hpp"
 #include "git/opened_repository.hpp"
 #include "git/unsupported_repository.hpp"
+#include "platform/text/utf8.hpp"
 
 namespace ravant::git {
 namespace {
@@ -29,55 +33,79 @@ std::map<std::string, std::string> valuesOf(git_config* config, std::string_view
   return values;
 }
 
-/// The settings `ignore` of submodules, by their paths; what the repository's own configuration says comes first.
-std::map<std::string, std::string> ignoreRules(git_repository* repository) {
-  std::map<std::string, std::string> rules;
-  const std::string file = std::string(git_repository_workdir(repository)) + ".gitmodules";
-  const auto modules =
-      ownIfAny<Config>([&](git_config** opened) { return git_config_open_ondisk(opened, file.c_str()); });
-  if (!modules) return rules;
-  std::map<std::string, std::string> byName = valuesOf(modules.get(), "ignore");
-  const auto config = own<Config>([&](git_config** found) { return git_repository_config(found, repository); });
-  for (auto& [name, rule] : valuesOf(config.get(), "ignore")) byName[name] = rule;
-  for (const auto& [name, path] : valuesOf(modules.get(), "path")) {
-    if (const auto rule = byName.find(name); rule != byName.end()) rules[path] = rule->second;
+/// What of a submodule does not count: "none", "untracked", "dirty" or "all".
+class IgnoreRules {
+ public:
+  /// The repository's own configuration comes before .gitmodules.
+  explicit IgnoreRules(git_repository* repository) {
+    const auto config = own<Config>([&](git_config** found) { return git_repository_config(found, repository); });
+    fallback_ = textIfAny([&](git_buf* value) {
+                  return git_config_get_string_buf(value, config.get(), "diff.ignoreSubmodules");
+                }).value_or("none");
+    const std::string file = std::string(git_repository_workdir(repository)) + ".gitmodules";
+    const auto modules =
+        ownIfAny<Config>([&](git_config** opened) { return git_config_open_ondisk(opened, file.c_str()); });
+    if (!modules) return;
+    std::map<std::string, std::string> byName = valuesOf(modules.get(), "ignore");
+    for (auto& [name, rule] : valuesOf(config.get(), "ignore")) byName[name] = rule;
+    for (const auto& [name, path] : valuesOf(modules.get(), "path")) {
+      if (const auto rule = byName.find(name); rule != byName.end()) byPath_[path] = rule->second;
+    }
   }
-  return rules;
-}
 
-bool hasChanges(const OpenedRepository& submodule, bool untrackedCount) {
-  const auto unstaged = unstagedChanges(submodule).value;
-  return std::ranges::any_of(unstaged,
-                             [&](const GitFileChange& change) {
-                               return untrackedCount || change.status != GitFileStatus::untracked;
-                             }) ||
-         !stagedChanges(submodule, submodule.get()).value.empty();
-}
+  const std::string& of(const std::string& path) const {
+    const auto rule = byPath_.find(path);
+    return rule != byPath_.end() ? rule->second : fallback_;
+  }
 
-bool differs(const std::filesystem::path& folder, const git_oid& commit, const std::string& rule) {
-  std::error_code error;
-  if (rule == "all" || !std::filesystem::exists(folder / ".git", error)) return false;  // there is none yet
-  const OpenedRepository submodule(folder);
-  const auto head =
-      ownIfAny<Reference>([&](git_reference** found) { return git_repository_head(found, submodule.get()); });
+ private:
+  std::map<std::string, std::string> byPath_;
+  std::string fallback_;
+};
+
+void examine(Submodule& submodule, const std::filesystem::path& folder, const std::string& rule) {
+  const OpenedRepository repository(folder);
+  const Reference head = headOf(repository.get());
   const Object tip = tipOf(head.get());
-  if (!tip || git_oid_equal(git_object_id(tip.get()), &commit) == 0) return true;
-  return rule != "dirty" && hasChanges(submodule, rule != "untracked");
+  if (!tip) throw UnsupportedRepositoryError("it has no commit");
+  submodule.commit = *git_object_id(tip.get());
+  if (rule == "dirty") return;
+  const auto unstaged = unstagedChanges(repository);
+  const auto staged = stagedChanges(repository, repository.get());
+  submodule.hasChanges = !staged.value.empty() || std::ranges::any_of(unstaged.value, [&](const GitFileChange& change) {
+    return rule != "untracked" || change.status != GitFileStatus::untracked;
+  });
+  submodule.objection = unstaged.unsupportedReason ? unstaged.unsupportedReason : staged.unsupportedReason;
 }
 
 }  // namespace
 
-std::vector<std::string> changedSubmodules(const OpenedRepository& repository, const FreshIndex& index) {
-  std::vector<std::string> changed;
-  const auto submodules = index.submodules(repository.prefix());
-  if (submodules.empty()) return changed;
-  const std::map<std::string, std::string> rules = ignoreRules(repository.get());
-  for (const auto& [path, commit] : submodules) {
-    const auto rule = rules.find(path);
+std::vector<Submodule> submodulesOf(const OpenedRepository& repository, const FreshIndex& index) {
+  std::vector<Submodule> submodules;
+  const auto entries = index.submodules(repository.prefix());
+  if (entries.empty()) return submodules;
+  const IgnoreRules rules(repository.get());
+  for (const auto& [path, expected] : entries) {
+    Submodule submodule{.path = path, .expected = expected};
     const std::filesystem::path folder = git_repository_workdir(repository.get()) + path;
-    if (differs(folder, commit, rule == rules.end() ? "none" : rule->second)) changed.push_back(path);
+    std::error_code error;
+    if (!std::filesystem::is_directory(std::filesystem::symlink_status(folder, error))) {
+      submodule.state = Submodule::State::missing;
+    } else if (std::filesystem::exists(folder / ".git", error) && rules.of(path) != "all") {
+      submodule.state = Submodule::State::checkedOut;
+      submodule.commit = expected;
+      try {
+        examine(submodule, folder, rules.of(path));
+      } catch (const LibraryError& failure) {
+        submodule.objection = reasonFor(failure.what());
+      } catch (const UnsupportedRepositoryError& failure) {
+        submodule.objection = failure.what();
+      }
+      if (submodule.objection) submodule.objection = fmt::format("{}: {}", repairUtf8(path), *submodule.objection);
+    }
+    submodules.push_back(std::move(submodule));
   }
-  return changed;
+  return submodules;
 }
 
 }  // namespace ravant::git

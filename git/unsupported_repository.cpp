@@ -17,12 +17,19 @@ std::string reasonFor(std::string_view words) {
     return "the repository's index has no valid checksum; if git can read it, "
            "\"git -c index.skipHash=false update-index --force-write-index\" gives it one";
   }
+  if (words.contains("no longer exists")) {
+    return "the repository's index is damaged or may not be read; \"git status\" says more";
+  }
   const std::string repaired = repairUtf8(std::string(words));
   if (words.contains("object not found") || words.contains("successfully peeled")) {
     return fmt::format("git's objects are not all there ({}); in a partial clone \"git diff\" has git fetch them",
                        repaired);
   }
   return fmt::format("the repository cannot be read: {}", repaired);
+}
+
+std::string reasonFor(std::string_view words, std::string_view path) {
+  return fmt::format("{}: {}", repairUtf8(std::string(path)), reasonFor(words));
 }
 
 }  // namespace ravant::git

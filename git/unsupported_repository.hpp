@@ -16,6 +16,8 @@ namespace git {
 
 /// What libgit2's words for a failure mean to a user. Valid UTF-8.
 std::string reasonFor(std::string_view words);
+/// The same of one path.
+std::string reasonFor(std::string_view words, std::string_view path);
 
 }  // namespace git
 }  // namespace ravant

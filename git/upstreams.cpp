@@ -7,7 +7,6 @@
 namespace ravant::git {
 namespace {
 
-constexpr std::string_view kHeads = "refs/heads/";
 constexpr std::string_view kThisRepository = ".";
 
 }  // namespace
@@ -27,8 +26,8 @@ Upstreams::Upstreams(git_repository* repository) : repository_(repository) {
 
 const Upstream* Upstreams::of(const git_reference* branch) {
   const std::string_view name = git_reference_name(branch);
-  if (!name.starts_with(kHeads)) return nullptr;
-  const std::string_view shortName = name.substr(kHeads.size());
+  if (!name.starts_with(kLocalBranches)) return nullptr;
+  const std::string_view shortName = name.substr(kLocalBranches.size());
   const auto& remotes = valuesOf(fmt::format("branch.{}.remote", shortName));
   const auto& merges = valuesOf(fmt::format("branch.{}.merge", shortName));
   if (remotes.empty() || merges.empty()) return nullptr;
@@ -70,11 +69,8 @@ const std::vector<Refspec>& Upstreams::refspecsOf(const std::string& remote) {
 std::string Upstreams::trackingName(const std::string& remote, const std::string& merge) {
   for (const Refspec& refspec : refspecsOf(remote)) {
     if (git_refspec_src_matches(refspec.get(), merge.c_str()) != 1) continue;
-    git_buf transformed = GIT_BUF_INIT;
-    std::string name;
-    if (git_refspec_transform(&transformed, refspec.get(), merge.c_str()) == 0) name = transformed.ptr;
-    git_buf_dispose(&transformed);
-    return name;
+    return textIfAny([&](git_buf* made) { return git_refspec_transform(made, refspec.get(), merge.c_str()); })
+        .value_or("");
   }
   return {};
 }

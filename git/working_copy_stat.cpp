@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <iterator>
+#include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -9,9 +11,10 @@
 #include "git/diffs.hpp"
 #include "git/fresh_index.hpp"
 #include "git/in_parts.hpp"
-#include "git/line_counts.hpp"
 #include "git/opened_repository.hpp"
+#include "git/patches.hpp"
 #include "git/submodules.hpp"
+#include "git/unsupported_repository.hpp"
 
 namespace ravant::git {
 namespace {
@@ -26,69 +29,74 @@ void sortOnce(Paths& paths) {
   paths.erase(first, last);
 }
 
-/// What is to be compared, and what need not be.
-struct Work {
-  Paths paths;              ///< every one whose file may differ between the last commit and the working copy, but for
-  Paths direct;             ///< those of which the index has not one file of the same kind
-  Paths submodules;         ///< those that differ between the last commit and the index
-  GitWorkingCopyStat stat;  ///< theirs
-};
-
 bool isSubmodule(const git_diff_delta& delta) {
   return delta.old_file.mode == GIT_FILEMODE_COMMIT || delta.new_file.mode == GIT_FILEMODE_COMMIT;
 }
 
-void add(const LineCounts& counts, GitWorkingCopyStat& stat) {
-  stat.insertions += counts.insertions;
-  stat.deletions += counts.deletions;
+/// What differs between the last commit and the index.
+struct Staged {
+  Paths files;
+  Paths undecided;  ///< by a merge, or of another kind on each side
+  /// The commits that HEAD names; nothing for a submodule that is new.
+  std::map<std::string, std::optional<git_oid>> submodules;
+  std::int64_t removedSubmodules = 0;
+};
+
+using Reading = GitReading<GitWorkingCopyStat>;
+
+/// A file that cannot be read is left out, and the reason tells of the first.
+void addLines(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide, Reading& reading) {
+  const git_diff_delta* delta = git_diff_get_delta(diff, number);
+  if (isSubmodule(*delta)) return;  // see addSubmodules
+  try {
+    const LineCounts counts = countLines(repository, diff, number, newSide);
+    reading.value.insertions += counts.insertions;
+    reading.value.deletions += counts.deletions;
+  } catch (const LibraryError& error) {
+    if (!reading.unsupportedReason) reading.unsupportedReason = reasonFor(error.what(), delta->new_file.path);
+  }
 }
 
-Work findWork(const OpenedRepository& repository, const FreshIndex& index) {
-  Work work{.paths = index.pathsThatMayDiffer(repository.prefix()), .submodules = {}, .stat = {}};
-  Paths changed;
-  const Diff staged = diffHeadToIndex(repository.get(), index, countingOptions(repository.scope()));
-  for (std::size_t i = 0; i < git_diff_num_deltas(staged.get()); ++i) {
-    const git_diff_delta* delta = git_diff_get_delta(staged.get(), i);
+Staged findStaged(const OpenedRepository& repository, const FreshIndex& index, Reading& reading) {
+  Staged staged;
+  const Diff diff = diffHeadToIndex(repository.get(), index, countingOptions(repository.scope()));
+  for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
+    const git_diff_delta* delta = git_diff_get_delta(diff.get(), i);
     const char* path = delta->new_file.path;
-    if (!repository.holds(path) || index.isLeftOut(path)) continue;
-    if (isSubmodule(*delta)) {
-      add(countLines(repository.get(), staged.get(), i, NewSide::index), work.stat);
-      work.submodules.emplace_back(path);
-    } else if (delta->status == GIT_DELTA_CONFLICTED || (!changed.empty() && changed.back() == path)) {
-      work.direct.emplace_back(path);  // a change of type comes in two
+    if (!repository.holds(path)) continue;
+    const bool isSecondOfTwo = !staged.files.empty() && staged.files.back() == path;
+    if (index.isLeftOut(path)) {
+      addLines(repository.get(), diff.get(), i, NewSide::index, reading);
+    } else if (isSubmodule(*delta) && delta->status == GIT_DELTA_DELETED) {
+      ++staged.removedSubmodules;
+    } else if (isSubmodule(*delta)) {
+      const bool isNew = delta->status == GIT_DELTA_ADDED;
+      staged.submodules.emplace(path, isNew ? std::nullopt : std::optional(delta->old_file.id));
+    } else if (delta->status == GIT_DELTA_CONFLICTED || isSecondOfTwo) {
+      staged.undecided.emplace_back(path);
     } else {
-      changed.emplace_back(path);
+      staged.files.emplace_back(path);
     }
   }
-  sortOnce(work.direct);
-  std::ranges::move(changed, std::back_inserter(work.paths));
-  sortOnce(work.paths);
-  std::erase_if(work.paths, [&](const std::string& path) { return std::ranges::binary_search(work.direct, path); });
-  return work;
+  return staged;
+}
+
+/// Of the given paths, sorted; the difference may also have what is below them.
+void addLinesOf(git_repository* repository, const Diff& diff, std::span<const std::string> paths, Reading& reading) {
+  for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
+    const char* path = git_diff_get_delta(diff.get(), i)->new_file.path;
+    if (std::ranges::binary_search(paths, path)) addLines(repository, diff.get(), i, NewSide::workingCopy, reading);
+  }
 }
 
 /// The lines of the files that are on both sides, and the paths of the others.
 struct Part {
-  GitWorkingCopyStat stat;
+  Reading reading;
   Paths moved;    ///< on one side
   Paths retyped;  ///< of another kind on each side, which comes in two
 };
 
-void addLines(git_repository* repository, git_diff* diff, std::size_t number, GitWorkingCopyStat& stat) {
-  if (isSubmodule(*git_diff_get_delta(diff, number))) return;  // counted already
-  add(countLines(repository, diff, number, NewSide::workingCopy), stat);
-}
-
-/// Of the given paths, sorted; the difference may also have what is below them.
-void addLinesOf(git_repository* repository, const Diff& diff, std::span<const std::string> paths,
-                GitWorkingCopyStat& stat) {
-  for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
-    const char* path = git_diff_get_delta(diff.get(), i)->new_file.path;
-    if (std::ranges::binary_search(paths, path)) addLines(repository, diff.get(), i, stat);
-  }
-}
-
-/// What is below one of the paths was not asked for.
+/// Counts what became of the given paths, sorted, as far as one path alone can tell.
 Part compare(git_repository* repository, std::span<const std::string> paths) {
   Part part;
   if (paths.empty()) return part;  // none would mean all
@@ -96,9 +104,9 @@ Part compare(git_repository* repository, std::span<const std::string> paths) {
   for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
     const git_diff_delta* delta = git_diff_get_delta(diff.get(), i);
     const char* path = delta->new_file.path;
-    if (!std::ranges::binary_search(paths, path)) continue;
+    if (!std::ranges::binary_search(paths, path)) continue;  // below one of them
     if (delta->status == GIT_DELTA_MODIFIED) {
-      addLines(repository, diff.get(), i, part.stat);
+      addLines(repository, diff.get(), i, NewSide::workingCopy, part.reading);
     } else if (!part.moved.empty() && part.moved.back() == path) {
       part.retyped.push_back(std::move(part.moved.back()));
       part.moved.pop_back();
@@ -109,16 +117,42 @@ Part compare(git_repository* repository, std::span<const std::string> paths) {
   return part;
 }
 
+/// Counts each submodule as a line with its commit. The paths of those that are gone, where a file may be now, are
+/// added to `gone`.
+void addSubmodules(const OpenedRepository& repository, const FreshIndex& index, const Staged& staged, Reading& reading,
+                   Paths& gone) {
+  GitWorkingCopyStat& stat = reading.value;
+  stat.deletions += staged.removedSubmodules;
+  for (const Submodule& submodule : submodulesOf(repository, index)) {
+    const auto known = staged.submodules.find(submodule.path);
+    const std::optional<git_oid> before =
+        known != staged.submodules.end() ? known->second : std::optional(submodule.expected);
+    const bool isMissing = submodule.state == Submodule::State::missing;
+    const git_oid& now = submodule.state == Submodule::State::checkedOut ? submodule.commit : submodule.expected;
+    const bool isSame = before && !isMissing && !submodule.hasChanges && git_oid_equal(&*before, &now) != 0;
+    if (isMissing) gone.push_back(submodule.path);
+    if (submodule.objection && !reading.unsupportedReason) reading.unsupportedReason = submodule.objection;
+    if (isSame) continue;
+    stat.insertions += isMissing ? 0 : 1;
+    stat.deletions += before ? 1 : 0;
+  }
+}
+
 }  // namespace
 
-GitWorkingCopyStat workingCopyStat(OpenedRepository& repository) {
+GitReading<GitWorkingCopyStat> workingCopyStat(OpenedRepository& repository) {
+  Reading reading;
   const FreshIndex index(repository.get());
-  auto [paths, direct, submodules, submoduleStat] = findWork(repository, index);
-  GitWorkingCopyStat stat = submoduleStat;
-  for (const std::string& path : changedSubmodules(repository, index)) {
-    const bool isCounted = std::ranges::find(submodules, path) != submodules.end();
-    if (!isCounted) add({.isBinary = false, .insertions = 1, .deletions = 1}, stat);
-  }
+  Paths paths = index.pathsThatMayDiffer(repository.prefix());
+  Staged staged = findStaged(repository, index, reading);
+  // For those of which the index does not say one thing, HEAD is compared with the files themselves.
+  Paths direct = std::move(staged.undecided);
+  sortOnce(direct);
+  std::ranges::move(staged.files, std::back_inserter(paths));
+  sortOnce(paths);
+  std::erase_if(paths, [&](const std::string& path) { return std::ranges::binary_search(direct, path); });
+  addSubmodules(repository, index, staged, reading, direct);
+
   const std::size_t threads = threadsFor(paths.size(), kFilesOfAThread);
   const std::span<const Repository> handles = repository.handles(threads);
   const auto compareSome = [&](std::span<const std::string> some, std::size_t number) {
@@ -126,8 +160,9 @@ GitWorkingCopyStat workingCopyStat(OpenedRepository& repository) {
   };
   Paths moved;
   for (Part& part : inParts(std::span<const std::string>(paths), threads, compareSome)) {
-    stat.insertions += part.stat.insertions;
-    stat.deletions += part.stat.deletions;
+    reading.value.insertions += part.reading.value.insertions;
+    reading.value.deletions += part.reading.value.deletions;
+    if (!reading.unsupportedReason) reading.unsupportedReason = part.reading.unsupportedReason;
     std::ranges::move(part.moved, std::back_inserter(moved));
     std::ranges::move(part.retyped, std::back_inserter(direct));
   }
@@ -135,13 +170,13 @@ GitWorkingCopyStat workingCopyStat(OpenedRepository& repository) {
     sortOnce(moved);
     const Diff diff = diffHeadToWorkingCopy(repository.get(), countingWithoutSubmodules(moved));
     detectExactRenames(diff.get());
-    addLinesOf(repository.get(), diff, moved, stat);
+    addLinesOf(repository.get(), diff, moved, reading);
   }
   if (!direct.empty()) {
     sortOnce(direct);
-    addLinesOf(repository.get(), diffHeadToFiles(repository.get(), direct), direct, stat);
+    addLinesOf(repository.get(), diffHeadToFiles(repository.get(), direct), direct, reading);
   }
-  return stat;
+  return reading;
 }
 
 }  // namespace ravant::git

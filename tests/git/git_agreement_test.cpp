@@ -149,6 +149,7 @@ class Changes {
     return fmt::format("d{}/{}", pick(2), kNames[static_cast<std::size_t>(pick(8))]);
   }
   std::string contents(const std::string& file) {
+    if (pick(12) == 0) return {};
     std::string text = fmt::format("{}\n", ++written_);
     const std::string end = file != kLink && pick(4) == 0 ? "\r\n" : "\n";
     for (int line = pick(20); line >= 0; --line) text += fmt::format("line {}{}", pick(12), end);

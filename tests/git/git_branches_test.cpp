@@ -121,6 +121,27 @@ TEST_F(StatusReaderTest, distancesAreThoseThatGitCounts) {
   }
 }
 
+TEST_F(StatusReaderTest, aWrongClockHidesNothing) {
+  const TestRepository repository;
+  int commits = 0;
+  const auto commit = [&](std::string_view branch, std::int64_t time, std::string_view parents) {
+    return fmt::format("commit refs/heads/{}\nmark :{}\ncommitter T <t@example.com> {} +0000\ndata 1\nx\n{}\n", branch,
+                       ++commits, time, parents);
+  };
+  std::string history = commit("base", 1'700'000'000, "");
+  for (int i = 1; i <= 50; ++i) history += commit("base", 1'700'000'000 + i, fmt::format("from :{}\n", commits));
+  history += commit("side", 1'700'000'100, "from :51\n");
+  history += commit("side", 1, "from :52\n");  // 1970
+  history += commit("upstream", 1'700'000'200, "from :53\n");
+  history += commit("local", 1'700'000'300, "from :53\nmerge :51\n");
+  repository.git({"fast-import", "--quiet"}, history);
+  repository.git({"checkout", "-q", "local"});
+  repository.git({"branch", "-q", "--set-upstream-to=upstream"});
+  const GitWorkingCopyDetails read = details(repository.path());
+  EXPECT_EQ(read.ahead, 1);
+  EXPECT_EQ(read.behind, 1);
+}
+
 TEST_F(StatusReaderTest, aShallowCloneCountsAsFarAsItGoes) {
   const TestRepository origin;
   for (int i = 0; i < 5; ++i) origin.commit();
@@ -131,6 +152,20 @@ TEST_F(StatusReaderTest, aShallowCloneCountsAsFarAsItGoes) {
   clone.commit();
   EXPECT_EQ(details(clone.path()).ahead, 1);
   EXPECT_EQ(details(clone.path()).behind, 0);
+
+  const TestRepository whole;
+  whole.git({"remote", "add", "origin", "file://" + origin.path().string()});
+  whole.git({"fetch", "-q", "origin"});
+  whole.git({"checkout", "-q", "-b", "main", "origin/main"});
+  whole.commit();
+  origin.commit();
+  whole.git({"fetch", "-q", "--depth=1", "origin"});
+  std::istringstream counts(whole.git({"rev-list", "--left-right", "--count", "HEAD...@{u}"}));
+  std::int64_t ahead = 0;
+  std::int64_t behind = 0;
+  counts >> ahead >> behind;
+  const GitWorkingCopyDetails read = details(whole.path());
+  EXPECT_EQ(std::pair(read.ahead, read.behind), std::pair(ahead, behind)) << "cut later";
 }
 
 }  // namespace

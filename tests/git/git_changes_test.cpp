@@ -111,6 +111,45 @@ TEST_F(StatusReaderTest, submodulesDifferAsTheirSettingsHaveIt) {
   EXPECT_EQ(listing(repository.path() / "dirty"), "unstaged modified a +1 -1\n") << "as a project of its own";
 }
 
+TEST_F(StatusReaderTest, submodulesThatAreGoneOrBrokenAreTold) {
+  const TestRepository library;
+  library.commit();
+  const TestRepository repository;
+  for (const char* name : {"gone", "replaced", "restored", "broken"}) {
+    repository.git({"submodule", "--quiet", "add", library.path(), name});
+  }
+  repository.commit();
+  std::filesystem::remove_all(repository.path() / "gone");
+  std::filesystem::remove_all(repository.path() / "replaced");
+  repository.write("replaced", "a file\n");
+  repository.git({"-C", "restored", "commit", "-q", "--allow-empty", "-m", "x"});
+  repository.git({"add", "restored"});
+  repository.git({"-C", "restored", "checkout", "-q", "HEAD~1"});
+  EXPECT_EQ(listing(repository.path()),
+            "unstaged deleted gone +0 -1\nunstaged typeChanged replaced +1 -1\n"
+            "staged modified restored +1 -1\nunstaged modified restored +1 -1\n");
+  EXPECT_EQ(stat(repository.path()), (GitWorkingCopyStat{.insertions = 1, .deletions = 2}));
+
+  repository.git({"-C", "broken", "update-index", "--split-index"});
+  const auto partly = run(reader->workingCopyFiles(repository.path()));
+  EXPECT_THAT(partly.unsupportedReason.value_or(""), testing::StartsWith("broken: the repository's index is split"));
+  EXPECT_THAT(partly.value.unstaged, SizeIs(5)) << "the others are listed";
+}
+
+TEST_F(StatusReaderTest, anEmptyFileIsReadWhateverFiltersItHas) {
+  const TestRepository repository;
+  repository.write(".gitattributes", "* text=auto\n*.cpp diff=cpp ident\n");
+  repository.write("a.cpp", "1\n");
+  repository.write("a.txt", "1\n");
+  repository.commit();
+  for (const char* file : {"a.cpp", "a.txt", "new.txt"}) repository.write(file, "");
+  EXPECT_EQ(listing(repository.path()),
+            "unstaged modified a.cpp +0 -1\nunstaged modified a.txt +0 -1\nunstaged untracked new.txt +0 -0\n");
+  EXPECT_EQ(stat(repository.path()), (GitWorkingCopyStat{.insertions = 0, .deletions = 2}));
+  EXPECT_THAT(hunks(repository.path(), "a.txt").unstaged, SizeIs(1));
+  EXPECT_THAT(hunks(repository.path(), "new.txt").unstaged, IsEmpty());
+}
+
 TEST_F(StatusReaderTest, whatASparseCheckoutLeavesOutIsNotDeleted) {
   const TestRepository repository;
   repository.write("in/a", "1\n");
@@ -123,6 +162,10 @@ TEST_F(StatusReaderTest, whatASparseCheckoutLeavesOutIsNotDeleted) {
   EXPECT_EQ(hunks(repository.path(), "out/b"), GitFileHunks{});
   std::filesystem::remove(repository.path() / "in/a");
   EXPECT_EQ(listing(repository.path()), "unstaged deleted in/a +0 -1\n");
+  repository.write("out/b", "1\n2\n");
+  EXPECT_EQ(listing(repository.path()), "unstaged deleted in/a +0 -1\nunstaged modified out/b +1 -0\n")
+      << "what is there is not left out";
+  EXPECT_EQ(stat(repository.path()), (GitWorkingCopyStat{.insertions = 1, .deletions = 1}));
 }
 
 TEST_F(StatusReaderTest, aPathIsWhateverBytesItHas) {

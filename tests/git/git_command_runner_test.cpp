@@ -27,8 +27,8 @@ class GitCommandRunnerTest : public testing::Test {
   }
 
   std::shared_ptr<GitCommandRunner> makeRunner(std::string shell, std::chrono::seconds timeout = 120s) {
-    return std::make_shared<GitCommandRunner>(
-        GitCommandOptions{.io = executors_.io(), .shellPath = std::move(shell), .timeout = timeout});
+    return std::make_shared<GitCommandRunner>(GitCommandOptions{
+        .io = executors_.io(), .work = executors_.work(), .shellPath = std::move(shell), .timeout = timeout});
   }
 
   /// "done: " and what git printed, or the kind of the failure and its words.
@@ -88,19 +88,23 @@ TEST_F(GitCommandRunnerTest, aFileIsNoBranchToChangeTo) {
   EXPECT_THAT(outcomeOf(runner->checkout("notes", repository.path())),
               HasSubstr("refused: \"notes\" is no local branch"));
   EXPECT_EQ(repository.read("notes"), "not stored yet\n");
+  std::filesystem::remove(repository.path() / "notes");
+  EXPECT_THAT(outcomeOf(runner->checkout("notes", repository.path())), HasSubstr("refused: "));
+  EXPECT_EQ(repository.read("notes"), "(none)") << "it stays deleted";
   EXPECT_THAT(outcomeOf(runner->checkout("docs", repository.path())), HasSubstr("Switched to branch 'docs'"));
 }
 
-TEST_F(GitCommandRunnerTest, theFolderSaysWhichRepositoryIsMeant) {
-  const TestRepository meant;
-  meant.commit();
-  const TestRepository other;
-  other.commit();
-  ::setenv("GIT_DIR", (other.path() / ".git").c_str(), 1);
-  EXPECT_THAT(outcomeOf(runner->createBranch("new", meant.path())), HasSubstr("done: "));
-  ::unsetenv("GIT_DIR");
-  EXPECT_EQ(meant.git({"branch", "--show-current"}), "new\n");
-  EXPECT_EQ(other.git({"branch", "--show-current"}), "main\n");
+TEST_F(GitCommandRunnerTest, theEnvironmentSaysNothingOfOtherRepositoriesAndLetsNothingAsk) {
+  ::setenv("GIT_DIR", "/other", 1);
+  ::setenv("GIT_INDEX_FILE", "/other", 1);
+  ::setenv("GIT_AUTHOR_NAME", "kept", 1);
+  std::string output = "\n" + outcomeOf(makeRunner(writeShell("env"))->fetch("/"));
+  for (const char* name : {"GIT_DIR", "GIT_INDEX_FILE", "GIT_AUTHOR_NAME"}) ::unsetenv(name);
+  EXPECT_THAT(output, testing::Not(HasSubstr("/other")));
+  for (const char* line : {"GIT_AUTHOR_NAME=kept", "GIT_TERMINAL_PROMPT=0", "GIT_ASKPASS=", "SSH_ASKPASS_REQUIRE=never",
+                           "GIT_EDITOR=false", "GIT_SEQUENCE_EDITOR=false", "GIT_PAGER=cat"}) {
+    EXPECT_THAT(output, HasSubstr(fmt::format("\n{}\n", line)));
+  }
 }
 
 TEST_F(GitCommandRunnerTest, pullsAndFetchesWithoutMerging) {

@@ -230,6 +230,8 @@ TEST(Doctor, ShowsWhatGitCommandsGet) {
   std::ofstream(profile) << "echo Hello; case $- in *i*) ;; *) PATH=/opt/only-git:$PATH;; esac\n";
   EXPECT_THAT(sandbox.run({"doctor"}).output, HasSubstr("Search path of git  /opt/only-git:"));
   EXPECT_TRUE(sandbox.json({"doctor"}).at("git").at("searchPath").as_string().starts_with("/opt/only-git:"));
+  std::ofstream(profile) << "cd /\n";
+  EXPECT_THAT(sandbox.run({"doctor"}).output, HasSubstr("change the folder: git commands would run in /"));
   std::ofstream(profile) << "case $- in *i*) ;; *) exit 0;; esac\n";
   EXPECT_THAT(sandbox.run({"doctor"}).output, HasSubstr("runs no git command: it ended before it ran a command"));
 }

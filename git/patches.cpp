@@ -1,0 +1,130 @@
+#include "git/patches.hpp"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "git/diffs.hpp"
+#include "platform/files/private_file.hpp"
+
+namespace ravant::git {
+namespace {
+
+bool isFile(const git_diff_file& side) {
+  return side.mode == GIT_FILEMODE_BLOB || side.mode == GIT_FILEMODE_BLOB_EXECUTABLE;
+}
+
+/// What bears on how the lines of a file are told (gitattributes(5)).
+struct Attributes {
+  bool areNone;  ///< none does, but for those of line ends
+  bool makesBinary;
+};
+
+Attributes attributesOf(git_repository* repository, const char* path) {
+  std::array<const char*, 4> names = {"diff", "filter", "ident", "working-tree-encoding"};
+  std::array<const char*, 4> values{};
+  check(git_attr_get_many(values.data(), repository, GIT_ATTR_CHECK_FILE_THEN_INDEX, path, names.size(), names.data()));
+  const auto isUnspecified = [](const char* value) { return git_attr_value(value) == GIT_ATTR_VALUE_UNSPECIFIED; };
+  return {.areNone = std::ranges::all_of(values, isUnspecified),
+          .makesBinary = git_attr_value(values[0]) == GIT_ATTR_VALUE_FALSE};
+}
+
+/// Null where the file is new.
+Object oldBlob(git_repository* repository, const git_diff_file& file) {
+  if (git_oid_is_zero(&file.id) != 0) return nullptr;
+  return own<Object>(
+      [&](git_object** found) { return git_object_lookup(found, repository, &file.id, GIT_OBJECT_BLOB); });
+}
+
+git_blob* asBlob(const Object& object) { return reinterpret_cast<git_blob*>(object.get()); }
+
+/// As git would store it.
+std::string filtered(git_repository* repository, const char* path, std::string content) {
+  if (content.empty()) return content;
+  git_filter_list* loaded = nullptr;
+  check(git_filter_list_load(&loaded, repository, nullptr, path, GIT_FILTER_TO_ODB, GIT_FILTER_ALLOW_UNSAFE));
+  const FilterList filters(loaded);
+  if (!filters) return content;
+  const auto stored = textIfAny(
+      [&](git_buf* made) { return git_filter_list_apply_to_buffer(made, loaded, content.data(), content.size()); });
+  if (!stored) check(GIT_ERROR);
+  return *stored;
+}
+
+FilePatch binary() { return {.content = nullptr, .lines = nullptr, .isBinary = true}; }
+
+/// Of a file that is as it is now, in place of what the library would read.
+FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, std::uint32_t contextLines) {
+  const char* path = delta.new_file.path;
+  const auto file = std::filesystem::path(git_repository_workdir(repository)) / path;
+  std::error_code missing;
+  if (!std::filesystem::is_regular_file(std::filesystem::symlink_status(file, missing))) return {};
+  const std::uintmax_t size = std::filesystem::file_size(file, missing);
+  if (!missing && size > static_cast<std::uintmax_t>(kMaxBlobSize)) return binary();
+  std::optional<std::string> content;
+  try {
+    content = readFile(file);
+  } catch (const std::filesystem::filesystem_error& error) {
+    throw LibraryError(error.code().message());
+  }
+  if (!content) return {};
+  const Attributes attributes = attributesOf(repository, path);
+  const Object old = oldBlob(repository, delta.old_file);
+  if (attributes.makesBinary) return binary();
+  const bool isPlain = attributes.areNone && !content->contains('\r');
+  if (!isPlain) content = filtered(repository, path, *std::move(content));
+  FilePatch patch{.content = std::make_unique<const std::string>(*std::move(content))};
+  // With a path, the library looks for attributes again.
+  const char* oldPath = attributes.areNone ? nullptr : delta.old_file.path;
+  const char* newPath = attributes.areNone ? nullptr : path;
+  const DiffOptions options(0, contextLines, {});
+  patch.lines = own<Patch>([&](git_patch** made) {
+    return git_patch_from_blob_and_buffer(made, asBlob(old), oldPath, patch.content->data(), patch.content->size(),
+                                          newPath, options.get());
+  });
+  return patch;
+}
+
+/// Of two blobs on which no attribute bears.
+Patch patchOfBlobs(git_repository* repository, const git_diff_delta& delta, std::uint32_t contextLines) {
+  const Object old = oldBlob(repository, delta.old_file);
+  const Object recent = oldBlob(repository, delta.new_file);
+  const DiffOptions options(0, contextLines, {});
+  return own<Patch>([&](git_patch** made) {
+    return git_patch_from_blobs(made, asBlob(old), nullptr, asBlob(recent), nullptr, options.get());
+  });
+}
+
+}  // namespace
+
+FilePatch makePatch(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide,
+                    std::uint32_t contextLines) {
+  const git_diff_delta* delta = git_diff_get_delta(diff, number);
+  const bool isThere = delta->status != GIT_DELTA_DELETED && delta->status != GIT_DELTA_CONFLICTED;
+  FilePatch patch;
+  if (newSide == NewSide::workingCopy && isThere && isFile(delta->new_file)) {
+    patch = patchOfFile(repository, *delta, contextLines);
+  } else if (newSide == NewSide::index && delta->status == GIT_DELTA_MODIFIED && isFile(delta->old_file) &&
+             isFile(delta->new_file) && attributesOf(repository, delta->new_file.path).areNone) {
+    patch.lines = patchOfBlobs(repository, *delta, contextLines);
+  } else {
+    patch.lines = own<Patch>([&](git_patch** made) { return git_patch_from_diff(made, diff, number); });
+  }
+  const git_diff_delta* made = patch.lines ? git_patch_get_delta(patch.lines.get()) : nullptr;
+  return made != nullptr && (made->flags & GIT_DIFF_FLAG_BINARY) != 0 ? binary() : std::move(patch);
+}
+
+LineCounts countLines(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide) {
+  const FilePatch patch = makePatch(repository, diff, number, newSide, 0);
+  if (!patch.lines) return {.isBinary = patch.isBinary};
+  std::size_t insertions = 0;
+  std::size_t deletions = 0;
+  check(git_patch_line_stats(nullptr, &insertions, &deletions, patch.lines.get()));
+  return {.isBinary = false,
+          .insertions = static_cast<std::int64_t>(insertions),
+          .deletions = static_cast<std::int64_t>(deletions)};
+}
+
+}  // namespace ravant::git

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "git/libgit2_handles.hpp"
+
+namespace ravant::git {
+
+/// Where the new side of a difference lies.
+enum class NewSide { index, workingCopy };
+
+/// What became of one file.
+struct FilePatch {
+  std::unique_ptr<const std::string> content;  ///< what the lines lie in, unless they lie in the repository
+  Patch lines;                                 ///< null where there are none to tell
+  bool isBinary = false;
+};
+
+/// The change of that number, the same as libgit2 makes of it. Files of the working copy are read and filtered here:
+/// libgit2 1.5 crashes where a filter bears on an empty one. Throws `LibraryError` where a side cannot be read.
+FilePatch makePatch(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide,
+                    std::uint32_t contextLines);
+
+struct LineCounts {
+  bool isBinary = false;
+  std::int64_t insertions = 0;
+  std::int64_t deletions = 0;
+};
+
+/// How many lines it is. Throws `LibraryError`.
+LineCounts countLines(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide);
+
+}  // namespace ravant::git
