@@ -41,12 +41,23 @@ class Looker {
   Looker(const char* top, git_index_time indexIsFrom)
       : top_(::open(top, O_PATH | O_DIRECTORY | O_CLOEXEC)), indexIsFrom_(indexIsFrom) {}
 
-  bool mayDiffer(const git_index_entry& entry) {
-    if (entry.mode == GIT_FILEMODE_COMMIT) return false;
+  /// Adds the path to those of `scan` where it belongs.
+  void look(const git_index_entry& entry, FilesThatMayDiffer& scan) {
+    if (entry.mode == GIT_FILEMODE_COMMIT) return;
     struct stat file{};
     const std::string_view path = entry.path;
     const char* name = entry.path + (path.contains('/') ? path.rfind('/') + 1 : 0);
-    if (::fstatat(folderOf(path), name, &file, AT_SYMLINK_NOFOLLOW) != 0) return !isLeftOut(entry);
+    if (::fstatat(folderOf(path), name, &file, AT_SYMLINK_NOFOLLOW) != 0) {
+      if (!isLeftOut(entry)) scan.paths.emplace_back(path);
+    } else if ((entry.mode == GIT_FILEMODE_LINK) != S_ISLNK(file.st_mode)) {
+      scan.retyped.emplace_back(path);
+    } else if (mayDiffer(entry, file)) {
+      scan.paths.emplace_back(path);
+    }
+  }
+
+ private:
+  bool mayDiffer(const git_index_entry& entry, const struct stat& file) const {
     const bool isAsYoungAsTheIndex = parts(entry.mtime) >= parts(indexIsFrom_);
     return isAsYoungAsTheIndex || GIT_INDEX_ENTRY_STAGE(&entry) != 0 || isOnlyIntended(entry) ||
            entry.mode != indexMode(file.st_mode) || entry.file_size != static_cast<std::uint32_t>(file.st_size) ||
@@ -55,7 +66,6 @@ class Looker {
            entry.ino != static_cast<std::uint32_t>(file.st_ino) || entry.uid != file.st_uid || entry.gid != file.st_gid;
   }
 
- private:
   /// The folder that a path lies in, open until the next call; -1 where it is not in the working copy. Most paths lie
   /// in that of the one before.
   int folderOf(std::string_view path) {
@@ -161,22 +171,21 @@ std::vector<std::pair<std::string, git_oid>> FreshIndex::submodules(const std::s
   return found;
 }
 
-std::vector<std::string> FreshIndex::pathsThatMayDiffer(const std::string& prefix) const {
+FilesThatMayDiffer FreshIndex::filesThatMayDiffer(const std::string& prefix) const {
   const std::vector<const git_index_entry*> entries = entriesWith(prefix);
   const auto look = [&](std::span<const git_index_entry* const> some, std::size_t) {
     Looker looker(git_repository_workdir(git_index_owner(handle_.get())), isFrom_);
-    std::vector<std::string> paths;
-    for (const git_index_entry* entry : some) {
-      if (looker.mayDiffer(*entry)) paths.emplace_back(entry->path);
-    }
-    return paths;
+    FilesThatMayDiffer found;
+    for (const git_index_entry* entry : some) looker.look(*entry, found);
+    return found;
   };
-  std::vector<std::string> paths;
-  for (auto& some :
+  FilesThatMayDiffer found;
+  for (FilesThatMayDiffer& part :
        inParts(std::span<const git_index_entry* const>(entries), threadsFor(entries.size(), kEntriesOfAThread), look)) {
-    std::ranges::move(some, std::back_inserter(paths));
+    std::ranges::move(part.paths, std::back_inserter(found.paths));
+    std::ranges::move(part.retyped, std::back_inserter(found.retyped));
   }
-  return paths;
+  return found;
 }
 
 const git_index_entry* FreshIndex::entryAt(const char* path) const {

@@ -8,6 +8,13 @@
 
 namespace ravant::git {
 
+/// Tracked files that may differ from the index, sorted: all that do, and a few that do not, since their content is not
+/// looked at.
+struct FilesThatMayDiffer {
+  std::vector<std::string> paths;
+  std::vector<std::string> retyped;  ///< a file that became a link, or the other way round
+};
+
 /// A repository's index as it is on disk now. The repository outlives it. All members throw `LibraryError`.
 class FreshIndex {
  public:
@@ -28,10 +35,9 @@ class FreshIndex {
   bool isLeftOut(const char* path) const;
   /// Those that begin with `prefix`, with the commit that each is to be at.
   std::vector<std::pair<std::string, git_oid>> submodules(const std::string& prefix) const;
-  /// The tracked paths that begin with `prefix` and whose file may differ from the index, sorted: all that do, and a
-  /// few that do not, since their content is not looked at. Neither submodules are among them nor what a sparse
-  /// checkout leaves out and is not there. Looks at the files from several threads.
-  std::vector<std::string> pathsThatMayDiffer(const std::string& prefix) const;
+  /// Those that begin with `prefix`. Neither submodules are among them nor what a sparse checkout leaves out and is not
+  /// there. Looks at the files from several threads.
+  FilesThatMayDiffer filesThatMayDiffer(const std::string& prefix) const;
 
  private:
   /// As git does, takes a file that is there for one that a sparse checkout does not leave out. On disk nothing

@@ -89,11 +89,10 @@ void addLinesOf(git_repository* repository, const Diff& diff, std::span<const st
   }
 }
 
-/// The lines of the files that are on both sides, and the paths of the others.
+/// The lines of the files that are on both sides, and the paths of those that are on one.
 struct Part {
   Reading reading;
-  Paths moved;    ///< on one side
-  Paths retyped;  ///< of another kind on each side, which comes in two
+  Paths moved;
 };
 
 /// Counts what became of the given paths, sorted, as far as one path alone can tell.
@@ -107,9 +106,6 @@ Part compare(git_repository* repository, std::span<const std::string> paths) {
     if (!std::ranges::binary_search(paths, path)) continue;  // below one of them
     if (delta->status == GIT_DELTA_MODIFIED) {
       addLines(repository, diff.get(), i, NewSide::workingCopy, part.reading);
-    } else if (!part.moved.empty() && part.moved.back() == path) {
-      part.retyped.push_back(std::move(part.moved.back()));
-      part.moved.pop_back();
     } else {
       part.moved.emplace_back(path);
     }
@@ -143,10 +139,11 @@ void addSubmodules(const OpenedRepository& repository, const FreshIndex& index, 
 GitReading<GitWorkingCopyStat> workingCopyStat(OpenedRepository& repository) {
   Reading reading;
   const FreshIndex index(repository.get());
-  Paths paths = index.pathsThatMayDiffer(repository.prefix());
+  auto [paths, direct] = index.filesThatMayDiffer(repository.prefix());
   Staged staged = findStaged(repository, index, reading);
-  // For those of which the index does not say one thing, HEAD is compared with the files themselves.
-  Paths direct = std::move(staged.undecided);
+  // Those of which the index does not say one thing, or another thing than the files do, are compared with HEAD by
+  // themselves: of what comes in two halves, libgit2 may lose one.
+  std::ranges::move(staged.undecided, std::back_inserter(direct));
   sortOnce(direct);
   std::ranges::move(staged.files, std::back_inserter(paths));
   sortOnce(paths);
@@ -164,7 +161,6 @@ GitReading<GitWorkingCopyStat> workingCopyStat(OpenedRepository& repository) {
     reading.value.deletions += part.reading.value.deletions;
     if (!reading.unsupportedReason) reading.unsupportedReason = part.reading.unsupportedReason;
     std::ranges::move(part.moved, std::back_inserter(moved));
-    std::ranges::move(part.retyped, std::back_inserter(direct));
   }
   if (!moved.empty()) {
     sortOnce(moved);

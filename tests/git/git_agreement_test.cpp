@@ -1,3 +1,4 @@
+#include "tests/git/diff_text.hpp"
 #include "tests/git/status_reader_test.hpp"
 
 #include <map>
@@ -149,7 +150,7 @@ class Changes {
     return fmt::format("d{}/{}", pick(2), kNames[static_cast<std::size_t>(pick(8))]);
   }
   std::string contents(const std::string& file) {
-    if (pick(12) == 0) return {};
+    if (file != kLink && pick(12) == 0) return {};
     std::string text = fmt::format("{}\n", ++written_);
     const std::string end = file != kLink && pick(4) == 0 ? "\r\n" : "\n";
     for (int line = pick(20); line >= 0; --line) text += fmt::format("line {}{}", pick(12), end);
@@ -184,9 +185,13 @@ class GitAgreementTest : public StatusReaderTest, public testing::WithParamInter
     ASSERT_EQ(states, statesByGit(repository));
     ASSERT_EQ(staged, countsByGit(repository, {"--cached"}));
     ASSERT_EQ(unstaged, countsByGit(repository, {}));
+    for (const auto& [path, counts] : unstaged) {
+      const std::vector<std::string> command = {"diff", "-U3", "--no-indent-heuristic", "--", ":(literal)" + path};
+      ASSERT_EQ(diffText(hunks(repository.path(), path).unstaged), hunksOf(repository.git(command))) << path;
+    }
     GitWorkingCopyStat sum;
     const auto whole = countsByGit(repository, {"HEAD"}, &sum);
-    ASSERT_EQ(stat(repository.path()), sum) << testing::PrintToString(whole);
+    ASSERT_EQ(stat(repository.path()), sum) << testing::PrintToString(whole) << testing::PrintToString(states);
   }
 };
 

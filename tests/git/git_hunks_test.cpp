@@ -1,3 +1,4 @@
+#include "tests/git/diff_text.hpp"
 #include "tests/git/status_reader_test.hpp"
 
 #include <random>
@@ -7,37 +8,6 @@ namespace {
 
 using testing::IsEmpty;
 using testing::SizeIs;
-
-/// As a diff has them, but without its marks for lines that do not end.
-std::string diffText(const std::vector<GitDiffHunk>& hunks) {
-  std::string text;
-  std::int64_t index = 0;
-  for (const GitDiffHunk& hunk : hunks) {
-    text += hunk.header + '\n';
-    for (const GitDiffLine& line : hunk.lines) {
-      EXPECT_EQ(line.index, index++);
-      EXPECT_EQ(line.oldNumber.has_value(), line.kind != GitDiffLineKind::addition);
-      EXPECT_EQ(line.newNumber.has_value(), line.kind != GitDiffLineKind::deletion);
-      text += line.kind == GitDiffLineKind::context ? ' ' : line.kind == GitDiffLineKind::addition ? '+' : '-';
-      text += line.content + '\n';
-    }
-  }
-  return text;
-}
-
-/// The same of what git prints.
-std::string withoutHead(const std::string& diff) {
-  std::string text;
-  bool isHead = true;
-  for (std::size_t begin = 0, end = 0; begin < diff.size(); begin = end + 1) {
-    end = diff.find('\n', begin);
-    const std::string line = diff.substr(begin, end - begin);
-    if (line.starts_with("diff ")) isHead = true;
-    if (line.starts_with("@@ ")) isHead = false;
-    if (!isHead && !line.starts_with("\\ ")) text += line + '\n';
-  }
-  return text;
-}
 
 TEST_F(StatusReaderTest, readsHunksAsGitShowsThem) {
   const TestRepository repository;
@@ -86,7 +56,7 @@ TEST_F(StatusReaderTest, hunksAreThoseThatGitShows) {
         std::vector<std::string> command = {"diff", "-U3", "--no-indent-heuristic", "--", file};
         if (staged) command.insert(command.begin() + 1, "--cached");
         const GitFileHunks read = hunks(repository.path(), file);
-        const std::string expected = withoutHead(repository.git(command));
+        const std::string expected = hunksOf(repository.git(command));
         if (!staged && round == 0 && expected.empty()) continue;  // not tracked yet
         ASSERT_EQ(diffText(staged ? read.staged : read.unstaged), expected) << file;
       }
