@@ -107,25 +107,29 @@ class Looker {
   std::unordered_map<std::string, bool> isReal_;
 };
 
+bool isSparseCheckout(git_repository* repository) {
+  const auto config = own<Config>([&](git_config** found) { return git_repository_config(found, repository); });
+  int isSparse = 0;
+  return git_config_get_bool(&isSparse, config.get(), "core.sparseCheckout") == 0 && isSparse != 0;
+}
+
 }  // namespace
 
 FreshIndex::FreshIndex(git_repository* repository)
     : handle_(own<Index>([&](git_index** found) { return git_repository_index(found, repository); })) {
   struct stat file{};
   if (::stat(git_index_path(handle_.get()), &file) == 0) isFrom_ = indexTime(file.st_mtim);
-  check(git_index_read(handle_.get(), 0));
-  takeInWhatIsThere();
+  const bool isSparse = isSparseCheckout(repository);
+  check(git_index_read(handle_.get(), isSparse ? 1 : 0));  // anew, since it is not left as it was read
+  if (isSparse) takeInWhatIsThere();
 }
 
 void FreshIndex::takeInWhatIsThere() {
-  git_repository* repository = git_index_owner(handle_.get());
-  const auto config = own<Config>([&](git_config** found) { return git_repository_config(found, repository); });
-  int isSparse = 0;
-  if (git_config_get_bool(&isSparse, config.get(), "core.sparseCheckout") != 0 || isSparse == 0) return;
+  const std::string top = git_repository_workdir(git_index_owner(handle_.get()));
   std::vector<std::string> present;
   for (const git_index_entry* entry : entriesWith("")) {
     struct stat file{};
-    const std::string path = std::string(git_repository_workdir(repository)) + entry->path;
+    const std::string path = top + entry->path;
     if (ravant::git::isLeftOut(*entry) && ::lstat(path.c_str(), &file) == 0) present.emplace_back(entry->path);
   }
   for (const std::string& path : present) {

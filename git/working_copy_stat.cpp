@@ -98,7 +98,8 @@ struct Part {
 /// Counts what became of the given paths, sorted, as far as one path alone can tell.
 Part compare(git_repository* repository, std::span<const std::string> paths) {
   Part part;
-  if (paths.empty()) return part;  // none would mean all
+  if (paths.empty()) return part;      // none would mean all
+  const FreshIndex index(repository);  // which the library takes its own from
   const Diff diff = diffHeadToWorkingCopy(repository, countingWithoutSubmodules({paths.begin(), paths.end()}));
   for (std::size_t i = 0; i < git_diff_num_deltas(diff.get()); ++i) {
     const git_diff_delta* delta = git_diff_get_delta(diff.get(), i);

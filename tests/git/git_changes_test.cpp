@@ -165,6 +165,9 @@ TEST_F(StatusReaderTest, whatASparseCheckoutLeavesOutIsNotDeleted) {
   repository.write("out/b", "1\n2\n");
   EXPECT_EQ(listing(repository.path()), "unstaged deleted in/a +0 -1\nunstaged modified out/b +1 -0\n")
       << "what is there is not left out";
+  std::filesystem::remove(repository.path() / "out/b");
+  EXPECT_EQ(listing(repository.path()), "unstaged deleted in/a +0 -1\n");
+  repository.write("out/b", "1\n2\n");
   EXPECT_EQ(stat(repository.path()), (GitWorkingCopyStat{.insertions = 1, .deletions = 1}));
 }
 
