@@ -97,12 +97,10 @@ GitFileHunks readHunks(const OpenedRepository& repository, const std::string& pa
   const std::string whole = repository.prefix() + path;
   const FreshIndex index(repository.get());
   const Diff staged = diffHeadToIndex(repository.get(), index, DiffOptions(0, kContext, {whole}));
-  const Diff unstaged = diffToWorkingCopy(repository.get(), index, whole);
   GitFileHunks hunks{.staged = hunksFromDiff(repository.get(), staged.get(), whole, NewSide::index), .unstaged = {}};
-  const bool isLeftOut = git_diff_num_deltas(unstaged.get()) == 1 &&
-                         git_diff_get_delta(unstaged.get(), 0)->status == GIT_DELTA_DELETED &&
-                         index.isLeftOut(whole.c_str());
-  if (!isLeftOut) hunks.unstaged = hunksFromDiff(repository.get(), unstaged.get(), whole, NewSide::workingCopy);
+  if (index.isLeftOut(whole.c_str())) return hunks;
+  const Diff unstaged = diffToWorkingCopy(repository.get(), index, whole);
+  hunks.unstaged = hunksFromDiff(repository.get(), unstaged.get(), whole, NewSide::workingCopy);
   return hunks;
 }
 

@@ -33,9 +33,7 @@ using Config = std::unique_ptr<git_config, Free<git_config_free>>;
 using ConfigIterator = std::unique_ptr<git_config_iterator, Free<git_config_iterator_free>>;
 using Refspec = std::unique_ptr<git_refspec, Free<git_refspec_free>>;
 using Diff = std::unique_ptr<git_diff, Free<git_diff_free>>;
-using DiffStats = std::unique_ptr<git_diff_stats, Free<git_diff_stats_free>>;
 using Patch = std::unique_ptr<git_patch, Free<git_patch_free>>;
-
 using FilterList = std::unique_ptr<git_filter_list, Free<git_filter_list_free>>;
 
 /// A call of the library that failed; `what()` has its words.
@@ -73,6 +71,18 @@ std::optional<std::string> textIfAny(Fill fill) {
   if (fill(&buffer) == 0) text.emplace(buffer.ptr != nullptr ? buffer.ptr : "", buffer.size);
   git_buf_dispose(&buffer);
   return text;
+}
+
+/// Calls `visit` with the key and the value of each entry that has one, in the order in which they stand. Throws
+/// `LibraryError`.
+template <class Visit>
+void forEachEntry(git_config* config, Visit visit) {
+  const auto iterator =
+      own<ConfigIterator>([&](git_config_iterator** made) { return git_config_iterator_new(made, config); });
+  git_config_entry* entry = nullptr;
+  while (git_config_next(&entry, iterator.get()) == 0) {
+    if (entry->value != nullptr) visit(std::string_view(entry->name), entry->value);
+  }
 }
 
 /// What is checked out; null where it names no branch that there is, and no commit.

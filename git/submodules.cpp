@@ -17,19 +17,13 @@ namespace {
 /// What "submodule.<name>.<key>" says, by name.
 std::map<std::string, std::string> valuesOf(git_config* config, std::string_view key) {
   std::map<std::string, std::string> values;
-  const auto iterator =
-      ownIfAny<ConfigIterator>([&](git_config_iterator** made) { return git_config_iterator_new(made, config); });
-  git_config_entry* entry = nullptr;
-  while (iterator && git_config_next(&entry, iterator.get()) == 0) {
-    std::string_view name = entry->name;
+  forEachEntry(config, [&](std::string_view name, const char* value) {
     constexpr std::string_view kSection = "submodule.";
-    if (!name.starts_with(kSection) || entry->value == nullptr) continue;
+    if (!name.starts_with(kSection)) return;
     name.remove_prefix(kSection.size());
     const std::size_t end = name.rfind('.');
-    if (end != std::string_view::npos && name.substr(end + 1) == key) {
-      values[std::string(name.substr(0, end))] = entry->value;
-    }
-  }
+    if (end != std::string_view::npos && name.substr(end + 1) == key) values[std::string(name.substr(0, end))] = value;
+  });
   return values;
 }
 

@@ -2,11 +2,15 @@
 
 #include <fmt/format.h>
 
+#include <optional>
+
 #include "platform/text/utf8.hpp"
 
 namespace ravant::git {
+namespace {
 
-std::string reasonFor(std::string_view words) {
+/// What a user can act on better than on the library's words.
+std::optional<std::string> knownReason(std::string_view words) {
   if (words.contains("'link'")) {
     return "the repository's index is split; \"git update-index --no-split-index\" makes it readable";
   }
@@ -20,16 +24,22 @@ std::string reasonFor(std::string_view words) {
   if (words.contains("no longer exists")) {
     return "the repository's index is damaged or may not be read; \"git status\" says more";
   }
-  const std::string repaired = repairUtf8(std::string(words));
   if (words.contains("object not found") || words.contains("successfully peeled")) {
     return fmt::format("git's objects are not all there ({}); in a partial clone \"git diff\" has git fetch them",
-                       repaired);
+                       repairUtf8(std::string(words)));
   }
-  return fmt::format("the repository cannot be read: {}", repaired);
+  return std::nullopt;
+}
+
+}  // namespace
+
+std::string reasonFor(std::string_view words) {
+  return knownReason(words).value_or(fmt::format("the repository cannot be read: {}", repairUtf8(std::string(words))));
 }
 
 std::string reasonFor(std::string_view words, std::string_view path) {
-  return fmt::format("{}: {}", repairUtf8(std::string(path)), reasonFor(words));
+  const std::string repaired = repairUtf8(std::string(words));
+  return fmt::format("{}: {}", repairUtf8(std::string(path)), knownReason(words).value_or(repaired));
 }
 
 }  // namespace ravant::git

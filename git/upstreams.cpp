@@ -13,15 +13,9 @@ constexpr std::string_view kThisRepository = ".";
 
 Upstreams::Upstreams(git_repository* repository) : repository_(repository) {
   const auto config = own<Config>([&](git_config** made) { return git_repository_config_snapshot(made, repository); });
-  const auto iterator =
-      own<ConfigIterator>([&](git_config_iterator** made) { return git_config_iterator_new(made, config.get()); });
-  git_config_entry* entry = nullptr;
-  while (git_config_next(&entry, iterator.get()) == 0) {
-    const std::string_view key = entry->name;
-    if (entry->value != nullptr && (key.starts_with("branch.") || key.starts_with("remote."))) {
-      values_[std::string(key)].emplace_back(entry->value);
-    }
-  }
+  forEachEntry(config.get(), [&](std::string_view key, const char* value) {
+    if (key.starts_with("branch.") || key.starts_with("remote.")) values_[std::string(key)].emplace_back(value);
+  });
 }
 
 const Upstream* Upstreams::of(const git_reference* branch) {
