@@ -8,11 +8,11 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "cli/command_error.hpp"
-#include "cli/command_line.hpp"
-#include "cli/help.hpp"
-#include "cli/manual.hpp"
-#include "cli/terminal_text.hpp"
+#include "cli/command/command_line.hpp"
+#include "cli/manual/help.hpp"
+#include "cli/manual/manual.hpp"
+#include "cli/output/command_error.hpp"
+#include "cli/output/terminal_text.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
 #include "platform/text/text.hpp"

@@ -15,15 +15,20 @@ function(ravant_precompile NAME)
   endif()
 endfunction()
 
-# ravant_library(NAME [SOURCES file...] [EXCEPT file...] [DEPENDS library...] [LIBRARIES third-party...])
+# ravant_library(NAME [SOURCES file...] [ROOMS folder...] [EXCEPT file...] [DEPENDS library...]
+#                [LIBRARIES third-party...])
 #
-# The static library of the current folder. SOURCES defaults to every .cpp and .hpp directly in the folder, without
-# those of EXCEPT. Only the folder itself is given the third-party libraries. A folder without sources is an INTERFACE
+# The static library of the current folder. SOURCES defaults to every .cpp and .hpp directly in the folder and in its
+# ROOMS, without those of EXCEPT. Only the folder itself is given the third-party libraries. A folder without sources is an INTERFACE
 # library.
 function(ravant_library NAME)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;EXCEPT;DEPENDS;LIBRARIES")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;ROOMS;EXCEPT;DEPENDS;LIBRARIES")
   if(NOT ARG_SOURCES)
-    file(GLOB ARG_SOURCES RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} CONFIGURE_DEPENDS *.cpp *.hpp)
+    set(PATTERNS *.cpp *.hpp)
+    foreach(ROOM ${ARG_ROOMS})
+      list(APPEND PATTERNS ${ROOM}/*.cpp ${ROOM}/*.hpp)
+    endforeach()
+    file(GLOB ARG_SOURCES RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} CONFIGURE_DEPENDS ${PATTERNS})
     list(REMOVE_ITEM ARG_SOURCES ${ARG_EXCEPT})
   endif()
   set(HEADERS ${ARG_SOURCES})

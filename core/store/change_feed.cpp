@@ -94,13 +94,24 @@ awaitable<std::shared_ptr<ChangeSubscription>> ChangeFeed::subscribe(any_io_exec
 }
 
 awaitable<void> ChangeFeed::announceGrowth(ConversationId conversation, Growth growth) {
+  return announce({.entity = conversation,
+                   .operation = ChangeOperation::grew,
+                   .conversation = conversation,
+                   .growth = std::move(growth)});
+}
+
+awaitable<void> ChangeFeed::announceState(ConversationId conversation, RunState state) {
+  return announce({.entity = conversation,
+                   .operation = ChangeOperation::went,
+                   .conversation = conversation,
+                   .state = std::move(state)});
+}
+
+awaitable<void> ChangeFeed::announce(Change change) {
   if (!isObserved_) return []() -> awaitable<void> { co_return; }();
-  return onActor([this, conversation, growth = std::move(growth)]() mutable -> awaitable<void> {
+  return onActor([this, change = std::move(change)]() mutable -> awaitable<void> {
     publish();
-    hand({.changes = {{.entity = conversation,
-                       .operation = ChangeOperation::grew,
-                       .conversation = conversation,
-                       .growth = std::move(growth)}}});
+    hand({.changes = {std::move(change)}});
     co_return;
   });
 }

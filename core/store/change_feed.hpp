@@ -8,23 +8,17 @@
 #include <variant>
 #include <vector>
 
+#include "core/growth.hpp"
 #include "core/id.hpp"
+#include "core/run_state.hpp"
 #include "platform/async/actor.hpp"
 #include "platform/async/mailbox.hpp"
 #include "platform/sqlite/database.hpp"
 
 namespace ravant {
 
-/// `grew` alone is of nothing that is stored: a message that the agent is still writing.
-enum class ChangeOperation { inserted, updated, removed, grew };
-
-/// What came to a message that an agent is writing.
-struct Growth {
-  std::string text;
-  bool isNewMessage = false;  ///< these are its first words, and what came before them belongs to another
-
-  bool operator==(const Growth&) const = default;
-};
+/// `grew` and `went` are of nothing that is stored: a text that the agent is still writing, and what its run does now.
+enum class ChangeOperation { inserted, updated, removed, grew, went };
 
 /// One changed entity. Parts of a transcript name their conversation too; messages' blocks change
 /// with their item. Removing an entity is announced once, not for everything that it owned.
@@ -34,7 +28,8 @@ struct Change {
   EntityId entity;
   ChangeOperation operation;
   std::optional<ConversationId> conversation;
-  std::optional<Growth> growth = {};  ///< of `grew`
+  std::optional<Growth> growth = {};   ///< of `grew`
+  std::optional<RunState> state = {};  ///< of `went`
 
   bool operator==(const Change&) const = default;
 };
@@ -78,6 +73,8 @@ class ChangeFeed : public Actor {
   /// Announces, to observers in this process and behind everything committed before, what came to the message that
   /// the conversation's agent is writing. The message itself is announced when it is stored.
   awaitable<void> announceGrowth(ConversationId conversation, Growth growth);
+  /// Announces likewise what the conversation's run does or waits for now.
+  awaitable<void> announceState(ConversationId conversation, RunState state);
 
   /// Returns when every change committed before the call has been handed to the subscriptions.
   awaitable<void> flush();
@@ -90,6 +87,7 @@ class ChangeFeed : public Actor {
 
   awaitable<void> watch();
   void publish();
+  awaitable<void> announce(Change change);
   void hand(const ChangeBatch& batch);
 
   std::unique_ptr<State> state_;

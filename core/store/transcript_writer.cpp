@@ -60,28 +60,42 @@ awaitable<void> TranscriptWriter::begin(std::string prompt, AgentType agent) {
 awaitable<std::optional<TurnEnd>> TranscriptWriter::perform(std::vector<turn::Action> actions) {
   std::vector<TranscriptAction> stored;
   std::optional<Growth> growth;
+  std::optional<turn::Retry> retry;
   std::optional<TurnEnd> turnEnd;
   for (turn::Action& action : actions) {
-    std::visit(Overloaded{[&](TranscriptAction& entry) {
-                            if (std::holds_alternative<turn::AppendAgentMessage>(entry)) growth.reset();
-                            stored.push_back(std::move(entry));
-                          },
-                          [&](turn::Grow& grow) {
-                            if (grow.isNewMessage || !growth)
-                              growth = Growth{.text = {}, .isNewMessage = grow.isNewMessage};
-                            growth->text += grow.text;
-                          },
-                          [&](turn::Finish&) { turnEnd.emplace(); },
-                          [&](turn::Fail& fail) { turnEnd = TurnEnd{.failure = std::move(fail.text)}; }},
-               action);
+    std::visit(
+        Overloaded{[&](TranscriptAction& entry) {
+                     if (std::holds_alternative<turn::AppendAgentMessage>(entry)) growth.reset();
+                     stored.push_back(std::move(entry));
+                   },
+                   [&](turn::Grow& grow) {
+                     if (grow.isNewMessage || !growth || growth->kind != grow.kind) {
+                       growth = Growth{.text = {}, .isNewMessage = grow.isNewMessage, .kind = grow.kind};
+                     }
+                     growth->text += grow.text;
+                   },
+                   [&](turn::Retry& again) { retry = std::move(again); }, [&](turn::Finish&) { turnEnd.emplace(); },
+                   [&](turn::Fail& fail) { turnEnd = TurnEnd{.failure = std::move(fail.text), .cause = fail.cause}; }},
+        action);
   }
   if (!stored.empty()) co_await store(std::move(stored));
   if (growth) co_await modelContainer_->changeFeed()->announceGrowth(conversationId_, *std::move(growth));
+  if (retry) {
+    const Timestamp now = modelContainer_->clock().now();
+    RunState state{.kind = RunState::Kind::retrying, .since = now, .reason = std::move(retry->reason)};
+    if (retry->after) state.until = now + *retry->after;
+    co_await modelContainer_->changeFeed()->announceState(conversationId_, std::move(state));
+  }
   co_return turnEnd;
 }
 
 awaitable<void> TranscriptWriter::store(std::vector<TranscriptAction> actions) {
   if (!co_await items_->apply(conversationId_, std::move(actions))) throw ConversationGoneError();
+}
+
+awaitable<void> TranscriptWriter::announce(RunState::Kind kind) {
+  return modelContainer_->changeFeed()->announceState(conversationId_,
+                                                      {.kind = kind, .since = modelContainer_->clock().now()});
 }
 
 awaitable<void> TranscriptWriter::loseSession() {

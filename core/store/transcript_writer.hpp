@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/id.hpp"
+#include "core/run_state.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
 #include "core/turn_action.hpp"
 
@@ -20,6 +21,7 @@ inline constexpr std::string_view kUnfinishedTool = "The agent's turn ended befo
 /// How an agent's turn ended, in its own words.
 struct TurnEnd {
   std::optional<std::string> failure;
+  FailureCause cause = FailureCause::error;  ///< of the failure
 };
 
 /// Writes one turn into the store: the one way by which runners write transcripts. All throw
@@ -38,6 +40,10 @@ class TranscriptWriter {
   /// `ConversationGoneError`.
   awaitable<std::optional<TurnEnd>> perform(std::vector<turn::Action> actions);
   awaitable<void> store(std::vector<TranscriptAction> actions);
+
+  /// Announces what the run does or waits for from now on. `perform` announces by itself that the agent thinks, runs a
+  /// tool or will be asked again.
+  awaitable<void> announce(RunState::Kind kind);
 
   /// The agent no longer knows the session that it was to resume: it is forgotten, and the transcript says so.
   awaitable<void> loseSession();

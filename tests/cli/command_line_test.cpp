@@ -1,10 +1,10 @@
-#include "cli/command_line.hpp"
+#include "cli/command/command_line.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cli/command_error.hpp"
-#include "cli/help.hpp"
+#include "cli/manual/help.hpp"
+#include "cli/output/command_error.hpp"
 
 namespace ravant::cli {
 namespace {

@@ -1,4 +1,4 @@
-#include "cli/manual.hpp"
+#include "cli/manual/manual.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
-#include "cli/terminal_text.hpp"
+#include "cli/output/terminal_text.hpp"
 
 #include <gtest/gtest.h>
 
-#include "cli/transcript_text.hpp"
+#include "cli/output/transcript_text.hpp"
 
 namespace ravant::cli {
 namespace {

@@ -1,0 +1,271 @@
+#include "app/doctor.hpp"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <cstdlib>
+
+#include "agent/ravant_provider_key.hpp"
+#include "app/agent_scan.hpp"
+#include "app/known_settings.hpp"
+#include "app/services.hpp"
+#include "core/store/agent_model_store.hpp"
+#include "platform/files/private_file.hpp"
+#include "platform/http/base_address.hpp"
+#include "platform/text/text.hpp"
+#include "runners/probe_process.hpp"
+
+namespace ravant {
+namespace {
+
+constexpr std::chrono::seconds kCheckLimit{60};
+
+std::string ownSearchPath() {
+  const char* path = std::getenv("PATH");
+  return path ? path : "";
+}
+
+// Any shell passes it on as it is.
+constexpr const char* kTellEnvironment =
+    R"sh(/bin/sh -c 'echo; echo "RAVANT_SEARCH_PATH=$PATH"; echo "RAVANT_FOLDER=$(pwd -P)"')sh";
+constexpr std::string_view kSearchPath = "\nRAVANT_SEARCH_PATH=";
+constexpr std::string_view kFolder = "\nRAVANT_FOLDER=";
+
+/// What stands behind `name` on its line, the last where there are several; nothing where there is none.
+std::optional<std::string> told(const std::string& output, std::string_view name) {
+  const auto found = output.rfind(name);
+  if (found == std::string::npos) return std::nullopt;
+  const std::size_t begin = found + name.size();
+  return output.substr(begin, output.find('\n', begin) - begin);
+}
+
+bool canBeRun(const std::filesystem::path& path) {
+  std::error_code ignored;
+  return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
+}
+
+std::optional<std::string> findProgram(std::string_view name, std::string_view searchPath) {
+  while (!searchPath.empty()) {
+    const std::size_t end = std::min(searchPath.find(':'), searchPath.size());
+    const std::filesystem::path candidate = std::filesystem::path(searchPath.substr(0, end)) / name;
+    if (candidate.is_absolute() && canBeRun(candidate)) return candidate.string();
+    searchPath.remove_prefix(std::min(end + 1, searchPath.size()));
+  }
+  return std::nullopt;
+}
+
+/// Why it cannot be asked; nothing where it can.
+std::optional<KeyStoreError> faultOf(KeyStore& keyStore) {
+  try {
+    keyStore.read({.service = "com.ravant.doctor", .account = "doctor"});
+    return std::nullopt;
+  } catch (const KeyStoreError& error) {
+    return error;
+  }
+}
+
+std::string integrityWord(sqlite::CheckResult::Verdict verdict) {
+  switch (verdict) {
+    case sqlite::CheckResult::Verdict::sound:
+      return "sound";
+    case sqlite::CheckResult::Verdict::faulty:
+      return "faulty";
+    case sqlite::CheckResult::Verdict::notFinished:
+      return "notFinished";
+  }
+  __builtin_unreachable();
+}
+
+/// What is only to be known by opening the store.
+struct OpenedStore {
+  std::shared_ptr<ModelContainer> container;
+  std::int32_t version;
+  sqlite::CheckResult integrity;
+};
+
+OpenedStore openStore(ModelContainerOptions options) {
+  auto container = ModelContainer::open(std::move(options));
+  sqlite::Database database = container->connect();
+  const std::int32_t version = database.userVersion();
+  return {.container = std::move(container), .version = version, .integrity = database.integrityCheck(kCheckLimit)};
+}
+
+}  // namespace
+
+Doctor::Doctor(Locations locations)
+    : locations_(std::move(locations)), settings_(locations_.settingsFile, knownSettings()) {
+  findings_.shell = loginShell();
+  findings_.settingsFile = locations_.settingsFile;
+  findings_.store.file = locations_.dataFolder / "store.sqlite";
+}
+
+awaitable<Findings> Doctor::examine() {
+  examineSettings();
+  examineDataFolder();
+  co_await examineStore();
+  co_await examineShell();
+  co_await examineGit();
+  co_await examineKeys();
+  examineRegisteredAgents();
+  co_return std::move(findings_);
+}
+
+void Doctor::examineSettings() {
+  try {
+    settings_.load();
+  } catch (const SettingsError& error) {
+    add(error.what(), fmt::format("correct {}, or move it away", settings_.path().string()));
+  }
+}
+
+void Doctor::examineDataFolder() {
+  try {
+    makePrivateFolder(locations_.dataFolder);
+    processes_ = ProcessLedger::open(locations_.dataFolder / "processes");
+    for (const std::string& owner : processes_->deadOwners()) {
+      ++findings_.store.leftovers;
+      if (processes_->recover(owner) != TreeEnd::complete) {
+        add("an agent that a killed Ravant left running could not be ended", "end it yourself: see ps -ef");
+      }
+    }
+  } catch (const std::system_error& error) {
+    add(error.what(), "make the folder writable, or choose another one with --data-dir");
+  }
+  expectPrivate(locations_.dataFolder, "700");
+}
+
+awaitable<void> Doctor::examineStore() {
+  if (!processes_) co_return;
+  try {
+    const ModelContainerOptions options{.folder = locations_.dataFolder,
+                                        .work = executors_.work(),
+                                        .clock = std::make_shared<SystemClock>(),
+                                        .processes = processes_};
+    const OpenedStore opened = co_await asio::co_spawn(
+        executors_.work(), [options]() -> awaitable<OpenedStore> { co_return openStore(options); },
+        asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+    findings_.store.version = opened.version;
+    findings_.store.integrity = integrityWord(opened.integrity.verdict);
+    if (opened.integrity.verdict == sqlite::CheckResult::Verdict::faulty) {
+      add(fmt::format("{} is damaged: {}", findings_.store.file.string(), opened.integrity.words),
+          "restore it from a copy");
+    }
+    registered_ = co_await AgentModelStore::make(opened.container)->agents();
+  } catch (const std::exception& error) {
+    add(error.what(), "see what the message says; the other commands cannot work before");
+  }
+  std::error_code missing;
+  const std::uintmax_t bytes = std::filesystem::file_size(findings_.store.file, missing);
+  if (!missing) findings_.store.bytes = bytes;
+  expectPrivate(findings_.store.file, "600");
+}
+
+awaitable<void> Doctor::examineShell() {
+  const AgentLocatorOptions options = locatorOptions(settings_, processes_);
+  try {
+    findings_.searchPath = (co_await readShellEnvironment(options, executors_.io())).searchPath;
+  } catch (const std::exception& error) {
+    findings_.searchPath = ownSearchPath();
+    add(fmt::format("the login shell {} does not work: {}", findings_.shell.path, error.what()),
+        "correct its start-up files, or set SHELL to another shell");
+  }
+  findings_.agents = co_await locateAgents(options, findings_.searchPath, executors_.io());
+}
+
+awaitable<void> Doctor::examineGit() {
+  const std::string shell = loginShell(ShellUse::command).path;
+  std::string words = "it ended before it ran a command";
+  try {
+    const std::string output =
+        co_await ProbeProcess::run(shell, {"-l", "-c", kTellEnvironment}, shell, {.ledger = processes_});
+    findings_.gitSearchPath = told(output, kSearchPath).value_or("");
+    const auto folder = told(output, kFolder);
+    if (folder && *folder != std::filesystem::canonical(std::filesystem::current_path())) {
+      add(fmt::format("the start-up files of {} change the folder: git commands would run in {}", shell, *folder),
+          "let them do so in interactive shells only");
+    }
+  } catch (const ProbeError& error) {
+    words = error.what();
+  }
+  if (findings_.gitSearchPath.empty()) {
+    add(fmt::format("{} -l -c runs no git command: {}", shell, words), "correct its start-up files");
+    co_return;
+  }
+  const auto path = findProgram("git", findings_.gitSearchPath);
+  if (!path) {
+    add("git was not found in the search path of the login shell", "install git, or correct the shell's profile");
+    co_return;
+  }
+  try {
+    const std::string answer = co_await ProbeProcess::run(*path, {"--version"}, "git", {.ledger = processes_});
+    findings_.git = ProgramFindings{.path = *path, .version = std::string(trimmed(answer))};
+  } catch (const ProbeError& error) {
+    add(error.what(), "install git anew");
+  }
+}
+
+awaitable<void> Doctor::examineKeys() {
+  findings_.keyStore = settings_.text(setting::kKeyStore);
+  const auto keyStore = openKeyStore(settings_, locations_);
+  const auto fault = co_await asio::co_spawn(
+      executors_.work(), [keyStore]() -> awaitable<std::optional<KeyStoreError>> { co_return faultOf(*keyStore); },
+      asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+  if (fault) {
+    findings_.keyStoreFault = fault->what();
+    // That a machine has none is no fault.
+    if (fault->kind() != KeyStoreError::Case::unavailable) {
+      add(fmt::format("the key store does not work: {}", fault->what()),
+          findings_.keyStore == setting::kFile
+              ? "see what the message says"
+              : fmt::format("unlock or mend it, or keep keys in a file: ravant settings set {} {}", setting::kKeyStore,
+                            setting::kFile));
+    }
+  }
+  for (const RavantProvider provider : kRavantProviders) {
+    try {
+      baseAddress(serviceAddress(settings_, provider));
+    } catch (const BaseAddressError& error) {
+      add(fmt::format("the address of {} cannot be used: {}", displayName(provider), error.what()),
+          fmt::format("see {}", addressOrigin(provider)));
+    }
+  }
+  const auto keys = std::make_shared<RavantProviderKey>(executors_.work(), keyStore);
+  for (const RavantProvider provider : kRavantProviders) {
+    const std::string name(rawValue(provider));
+    std::string source;
+    try {
+      const auto found = co_await keys->source(name);
+      if (found) source = *found == KeySource::environment ? keyVariable(provider) : findings_.keyStore;
+    } catch (const std::runtime_error& error) {
+      if (!fault) add(error.what(), "correct it, or take it away");
+    }
+    findings_.keys.push_back({.provider = name, .source = std::move(source)});
+  }
+}
+
+void Doctor::examineRegisteredAgents() {
+  for (const Agent& agent : registered_) {
+    if (!agent.enabled || agent.type == AgentType::ravant) continue;
+    const std::string path = agent.path.empty() ? std::string(defaultCommandName(agent.type)) : agent.path;
+    const bool isThere = path.contains('/') ? canBeRun(path) : findProgram(path, findings_.searchPath).has_value();
+    if (isThere) continue;
+    add(fmt::format("the program of the agent {}, {}, is not there", rawValue(agent.type), path),
+        fmt::format("install it, or run: ravant agent set-path {} PATH", rawValue(agent.type)));
+  }
+}
+
+void Doctor::expectPrivate(const std::filesystem::path& path, std::string_view mode) {
+  std::error_code missing;
+  const std::filesystem::perms present = std::filesystem::status(path, missing).permissions();
+  constexpr auto kOthers = std::filesystem::perms::group_all | std::filesystem::perms::others_all;
+  if (missing || (present & kOthers) == std::filesystem::perms::none) return;
+  add(fmt::format("other users may read {}", path.string()), fmt::format("run: chmod {} '{}'", mode, path.string()));
+}
+
+void Doctor::add(std::string what, std::string remedy) {
+  findings_.problems.push_back({.what = std::move(what), .remedy = std::move(remedy)});
+}
+
+}  // namespace ravant

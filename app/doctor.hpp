@@ -1,0 +1,81 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "app/agent_locator.hpp"
+#include "app/locations.hpp"
+#include "core/agent.hpp"
+#include "core/store/model_container.hpp"
+#include "platform/async/executors.hpp"
+#include "platform/process/login_shell.hpp"
+#include "platform/settings/settings_file.hpp"
+
+namespace ravant {
+
+/// Something that is wrong on this machine.
+struct Problem {
+  std::string what;
+  std::string remedy;
+};
+
+struct StoreFindings {
+  std::filesystem::path file;
+  std::optional<std::uintmax_t> bytes;   ///< nothing where there is no file
+  std::optional<std::int32_t> version;   ///< nothing where it could not be opened
+  std::optional<std::string> integrity;  ///< `sound`, `faulty`, or `notFinished` within the time limit
+  std::size_t leftovers = 0;             ///< killed processes of Ravant whose agents were ended now
+};
+
+struct ProgramFindings {
+  std::string path;
+  std::string version;
+};
+
+struct KeyFindings {
+  std::string provider;
+  std::string source;  ///< empty where there is no key
+};
+
+struct Findings {
+  LoginShell shell;
+  std::string searchPath;     ///< what agents get
+  std::string gitSearchPath;  ///< what git commands get; empty where the shell runs none
+  std::vector<LocatedAgent> agents;
+  std::optional<ProgramFindings> git;
+  std::string keyStore;       ///< which one the settings choose
+  std::string keyStoreFault;  ///< why it cannot be used; empty when it can
+  std::vector<KeyFindings> keys;
+  std::filesystem::path settingsFile;
+  StoreFindings store;
+  std::vector<Problem> problems;
+};
+
+/// Looks at everything this program needs, each thing by itself: one that is broken hides no other one.
+class Doctor {
+ public:
+  explicit Doctor(Locations locations);
+
+  awaitable<Findings> examine();
+
+ private:
+  void examineSettings();
+  void examineDataFolder();
+  awaitable<void> examineStore();
+  awaitable<void> examineShell();
+  awaitable<void> examineGit();
+  awaitable<void> examineKeys();
+  void examineRegisteredAgents();
+  void expectPrivate(const std::filesystem::path& path, std::string_view mode);
+  void add(std::string what, std::string remedy);
+
+  Locations locations_;
+  Executors executors_;
+  SettingsFile settings_;
+  std::shared_ptr<ProcessLedger> processes_;  ///< null where the data folder cannot be used
+  std::vector<Agent> registered_;
+  Findings findings_;
+};
+
+}  // namespace ravant

@@ -1,0 +1,60 @@
+#include "cli/command/interruption.hpp"
+
+#include <unistd.h>
+
+#include <boost/asio/as_tuple.hpp>
+#include <csignal>
+#include <utility>
+
+#include "cli/command/exit_status.hpp"
+
+namespace ravant::cli {
+namespace {
+
+constexpr std::chrono::milliseconds kSameWish{300};
+
+bool isIgnored(int signal) {
+  struct sigaction action{};
+  return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
+}  // namespace
+
+Interruption::Interruption(asio::io_context& interfaceLoop)
+    : signals_(interfaceLoop, SIGINT, SIGTERM), changed_(interfaceLoop.get_executor()) {
+  if (!isIgnored(SIGHUP)) signals_.add(SIGHUP);
+}
+
+awaitable<void> Interruption::watch() {
+  for (;;) {
+    const auto [error, signal] = co_await signals_.async_wait(asio::as_tuple(use_awaitable));
+    if (error) co_return;
+    const auto now = std::chrono::steady_clock::now();
+    const bool isSameWish = std::exchange(lastSignal_, signal) == signal && now - lastSignalAt_ < kSameWish;
+    lastSignalAt_ = now;
+    if (isSameWish) continue;
+    // What still runs is ended by the next start: it was written down when it was started.
+    if (state_ != State::takenOver) ::_exit(static_cast<int>(ExitStatus::interrupted));
+    request();
+  }
+}
+
+void Interruption::stop() { signals_.cancel(); }
+
+awaitable<bool> Interruption::requested() {
+  if (state_ == State::endsProgram) state_ = State::takenOver;
+  while (state_ == State::takenOver) co_await changed_.wait();
+  co_return state_ == State::requested;
+}
+
+void Interruption::request() {
+  if (state_ == State::takenOver) state_ = State::requested;
+  changed_.notify();
+}
+
+void Interruption::release() {
+  if (state_ == State::takenOver) state_ = State::released;
+  changed_.notify();
+}
+
+}  // namespace ravant::cli

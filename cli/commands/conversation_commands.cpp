@@ -1,0 +1,170 @@
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include "cli/command/command.hpp"
+#include "cli/command/lookup.hpp"
+#include "cli/command/user_input.hpp"
+#include "cli/output/command_error.hpp"
+#include "cli/output/conversation_text.hpp"
+#include "cli/output/json_form.hpp"
+#include "cli/output/terminal_text.hpp"
+#include "cli/output/transcript_text.hpp"
+
+namespace ravant::cli {
+namespace {
+
+std::string localTime(Timestamp time) {
+  const auto seconds = std::chrono::time_point_cast<std::chrono::seconds>(time);
+  return fmt::format("{:%Y-%m-%d %H:%M}", fmt::localtime(std::chrono::system_clock::to_time_t(seconds)));
+}
+
+std::string agentWord(const ConversationSummary& summary) {
+  return summary.agentType ? std::string(rawValue(*summary.agentType)) : "-";
+}
+
+awaitable<void> show(CommandContext& context, ConversationId id, std::string_view what) {
+  const auto summary = co_await context.application().conversations().conversation(id);
+  if (!summary) throw CommandError("the conversation is gone");
+  if (context.wantsJson()) {
+    context.output.json(jsonForm(*summary));
+  } else {
+    context.output.line(oneLine(fmt::format("{} {} ({})", what, titleOf(*summary), shortId(summary->conversation.id))));
+  }
+}
+
+ArchivedConversations archivedChoice(const Arguments& arguments) {
+  if (arguments.has("--all") && arguments.has("--archived")) {
+    throw UsageError("--archived and --all exclude each other");
+  }
+  if (arguments.has("--all")) return ArchivedConversations::included;
+  return arguments.has("--archived") ? ArchivedConversations::only : ArchivedConversations::left;
+}
+
+awaitable<ExitStatus> list(CommandContext& context, Arguments arguments) {
+  const ArchivedConversations archived = archivedChoice(arguments);
+  const auto project = co_await findOptionalProject(context.application(), arguments.optional("--project"));
+  const std::vector<ConversationSummary> found = co_await context.application().conversations().conversations(
+      {.project = project, .archived = archived, .limit = arguments.count("--limit")});
+  if (context.wantsJson()) {
+    context.output.json(jsonForms(found));
+    co_return ExitStatus::done;
+  }
+  Table table({"ID", "ACTIVITY", "AGENT", "PROJECT", "ITEMS", "TITLE"});
+  for (const ConversationSummary& summary : found) {
+    const Conversation& conversation = summary.conversation;
+    table.add({shortId(conversation.id), localTime(conversation.lastActivityAt), agentWord(summary),
+               summary.projectName, std::to_string(summary.items),
+               titleOf(summary) + (conversation.archived ? " (archived)" : "")});
+  }
+  context.output.write(table.text(context.output.style()));
+  co_return ExitStatus::done;
+}
+
+void showText(CommandContext& context, const ConversationSummary& summary, const std::vector<ConversationItem>& items,
+              RawRecords records) {
+  const Style& style = context.output.style();
+  const Conversation& conversation = summary.conversation;
+  context.output.line(style.bold(oneLine(titleOf(summary))));
+  context.output.line(style.dim(oneLine(fmt::format("{} · {} · {} · {}", conversation.id.text(), summary.projectName,
+                                                    agentWord(summary), localTime(conversation.createdAt)))));
+  for (const ConversationItem& item : items) {
+    context.output.line("");
+    context.output.write(records == RawRecords::included ? rawText(item) : itemText(item, style, ToolOutput::complete));
+  }
+  if (const std::string usage = usageText(conversation); !usage.empty()) {
+    context.output.line("");
+    context.output.line(style.dim(usage));
+  }
+}
+
+awaitable<ExitStatus> showTranscript(CommandContext& context, Arguments arguments) {
+  const ConversationSummary summary = co_await findConversation(context.application(), arguments.text("CONV"));
+  const std::vector<ConversationItem> items =
+      co_await context.application().transcripts().items(summary.conversation.id, arguments.count("--last"));
+  const RawRecords records = arguments.has("--raw") ? RawRecords::included : RawRecords::left;
+  if (context.wantsJson()) {
+    json::array forms;
+    for (const ConversationItem& item : items) forms.push_back(jsonForm(item, records));
+    context.output.json(json::object{{"conversation", jsonForm(summary)}, {"items", std::move(forms)}});
+  } else {
+    showText(context, summary, items, records);
+  }
+  co_return ExitStatus::done;
+}
+
+awaitable<ExitStatus> rename(CommandContext& context, Arguments arguments) {
+  const ConversationSummary summary = co_await findConversation(context.application(), arguments.text("CONV"));
+  co_await context.application().conversations().renameConversation(summary.conversation.id,
+                                                                    titleFrom(arguments.text("TITLE")));
+  co_await show(context, summary.conversation.id, "Renamed to");
+  co_return ExitStatus::done;
+}
+
+awaitable<ExitStatus> archive(CommandContext& context, Arguments arguments) {
+  const ConversationSummary summary = co_await findConversation(context.application(), arguments.text("CONV"));
+  co_await context.application().conversations().archiveConversation(summary.conversation.id);
+  co_await show(context, summary.conversation.id, "Archived");
+  co_return ExitStatus::done;
+}
+
+awaitable<ExitStatus> unarchive(CommandContext& context, Arguments arguments) {
+  const ConversationSummary summary = co_await findConversation(context.application(), arguments.text("CONV"));
+  co_await context.application().conversations().unarchiveConversation(summary.conversation.id);
+  co_await show(context, summary.conversation.id, "Unarchived");
+  co_return ExitStatus::done;
+}
+
+awaitable<ExitStatus> remove(CommandContext& context, Arguments arguments) {
+  const ConversationSummary summary = co_await findConversation(context.application(), arguments.text("CONV"));
+  confirm(arguments,
+          oneLine(fmt::format("Delete the conversation {} with its entries ({})?", titleOf(summary), summary.items)));
+  co_await context.application().conversations().deleteConversation(summary.conversation.id);
+  if (context.wantsJson()) {
+    context.output.json(jsonForm(summary));
+  } else {
+    context.output.line(oneLine(fmt::format("Deleted {}", titleOf(summary))));
+  }
+  co_return ExitStatus::done;
+}
+
+}  // namespace
+
+CommandGroup conversationCommands() {
+  const PositionalDescription conversation = {.name = "CONV"};
+  return {
+      .name = "conversation",
+      .summary = "What was said and done",
+      .commands = {
+          {.name = "list",
+           .summary = "List conversations, latest activity first",
+           .options = {{.name = "--project",
+                        .value = "PROJECT",
+                        .description = "Only those of this project",
+                        .kind = ValueKind::folder},
+                       {.name = "--archived", .description = "Only the archived ones"},
+                       {.name = "--all", .description = "The archived ones too"},
+                       {.name = "--limit", .value = "N", .description = "At most N", .kind = ValueKind::count}},
+           .run = list},
+          {.name = "show",
+           .summary = "Show a transcript, oldest entry first",
+           .positionals = {conversation},
+           .options =
+               {{.name = "--last", .value = "N", .description = "Only the last N entries", .kind = ValueKind::count},
+                {.name = "--raw", .description = "The agent's own records too"}},
+           .run = showTranscript},
+          {.name = "rename",
+           .summary = "Give a conversation a title",
+           .description = "An empty title takes the present one away.",
+           .positionals = {conversation, {.name = "TITLE"}},
+           .run = rename},
+          {.name = "archive", .summary = "Put a conversation away", .positionals = {conversation}, .run = archive},
+          {.name = "unarchive", .summary = "Take it out again", .positionals = {conversation}, .run = unarchive},
+          {.name = "delete",
+           .summary = "Delete a conversation and its transcript",
+           .description = "Asks first on a terminal.",
+           .positionals = {conversation},
+           .options = {{.name = "--yes", .description = "Do not ask"}},
+           .run = remove}}};
+}
+
+}  // namespace ravant::cli

@@ -1,0 +1,125 @@
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "app/doctor.hpp"
+#include "cli/command/command.hpp"
+#include "cli/output/terminal_text.hpp"
+
+namespace ravant::cli {
+namespace {
+
+json::array agentForms(const Findings& findings) {
+  json::array forms;
+  for (const AgentType type : kAgentTypes) {
+    if (type == AgentType::ravant) continue;
+    json::object form{{"type", rawValue(type)}, {"displayName", displayName(type)}};
+    const auto located = std::ranges::find(findings.agents, type, &LocatedAgent::type);
+    if (located != findings.agents.end()) {
+      form.emplace("path", located->path);
+      if (!located->version.empty()) form.emplace("version", located->version);
+    }
+    forms.push_back(std::move(form));
+  }
+  return forms;
+}
+
+json::object storeForm(const StoreFindings& store) {
+  json::object form{{"path", store.file.string()}};
+  if (store.bytes) form.emplace("bytes", *store.bytes);
+  if (store.version) form.emplace("version", *store.version);
+  if (store.integrity) form.emplace("integrity", *store.integrity);
+  form.emplace("leftovers", store.leftovers);
+  return form;
+}
+
+json::object keyStoreForm(const Findings& findings) {
+  json::array keys;
+  for (const auto& [provider, source] : findings.keys) {
+    json::object& key = keys.emplace_back(json::object{{"provider", provider}}).get_object();
+    if (!source.empty()) key.emplace("source", source);
+  }
+  json::object form{{"kind", findings.keyStore}, {"keys", std::move(keys)}};
+  if (!findings.keyStoreFault.empty()) form.emplace("fault", findings.keyStoreFault);
+  return form;
+}
+
+json::object jsonForm(const Findings& findings) {
+  json::object shell{{"path", findings.shell.path}};
+  if (!findings.shell.reason.empty()) shell.emplace("reason", findings.shell.reason);
+  json::object git;
+  if (!findings.gitSearchPath.empty()) git.emplace("searchPath", findings.gitSearchPath);
+  if (findings.git) {
+    git.emplace("path", findings.git->path);
+    git.emplace("version", findings.git->version);
+  }
+  json::array problems;
+  for (const auto& [what, remedy] : findings.problems) problems.push_back({{"what", what}, {"remedy", remedy}});
+  return {{"shell", std::move(shell)},          {"searchPath", findings.searchPath},
+          {"agents", agentForms(findings)},     {"git", std::move(git)},
+          {"keyStore", keyStoreForm(findings)}, {"settings", {{"path", findings.settingsFile.string()}}},
+          {"store", storeForm(findings.store)}, {"problems", std::move(problems)}};
+}
+
+std::string storeWords(const StoreFindings& store) {
+  std::string words = store.file.string();
+  if (store.bytes) words += fmt::format(", {} KiB", (*store.bytes + 1023) / 1024);
+  if (store.version) words += fmt::format(", version {}", *store.version);
+  if (store.integrity) words += fmt::format(", {}", *store.integrity);
+  return words;
+}
+
+void showText(Output& output, const Findings& findings) {
+  Table table({"WHAT", "FOUND", "VERSION"});
+  table.add({"Login shell", findings.shell.path, findings.shell.reason});
+  table.add({"Search path", findings.searchPath, ""});
+  for (const AgentType type : kAgentTypes) {
+    if (type == AgentType::ravant) continue;
+    const auto located = std::ranges::find(findings.agents, type, &LocatedAgent::type);
+    const bool isFound = located != findings.agents.end();
+    table.add({std::string(displayName(type)), isFound ? located->path : "not found", isFound ? located->version : ""});
+  }
+  if (findings.gitSearchPath != findings.searchPath) table.add({"Search path of git", findings.gitSearchPath, ""});
+  table.add({"git", findings.git ? findings.git->path : "not found", findings.git ? findings.git->version : ""});
+  table.add({"Key store", findings.keyStoreFault.empty() ? findings.keyStore : findings.keyStore + ", does not answer",
+             findings.keyStoreFault});
+  for (const auto& [provider, source] : findings.keys) {
+    table.add({fmt::format("Key of {}", provider), source.empty() ? "none" : source, ""});
+  }
+  table.add({"Settings", findings.settingsFile.string(), ""});
+  table.add({"Store", storeWords(findings.store), ""});
+  output.write(table.text(output.style()));
+  if (findings.store.leftovers > 0) {
+    output.line(fmt::format("\nKilled programs of Ravant whose leftovers were ended: {}.", findings.store.leftovers));
+  }
+  output.line(findings.problems.empty() ? "\n" + output.style().good("✓ No problem was found.") : "");
+  for (const auto& [what, remedy] : findings.problems) {
+    output.line(output.style().bad("✗ " + oneLine(what)));
+    output.line("  " + oneLine(remedy));
+  }
+}
+
+awaitable<ExitStatus> run(CommandContext& context, Arguments) {
+  const Findings findings = co_await Doctor(context.locations).examine();
+  if (context.wantsJson()) {
+    context.output.json(jsonForm(findings));
+  } else {
+    showText(context.output, findings);
+  }
+  co_return findings.problems.empty() ? ExitStatus::done : ExitStatus::failed;
+}
+
+}  // namespace
+
+Command doctorCommand() {
+  return {.name = "doctor",
+          .summary = "Look for what is wrong on this machine, and say how to mend it",
+          .description =
+              "Looks at the login shell, the search paths that agents and git commands get, the installed agents, git, "
+              "the keys, the "
+              "settings and the whole store. Exits with 1 when something is wrong.",
+          .needs = Needs::nothing,
+          .run = run};
+}
+
+}  // namespace ravant::cli

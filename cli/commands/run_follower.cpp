@@ -1,0 +1,94 @@
+#include "cli/commands/run_follower.hpp"
+
+#include <tuple>
+
+namespace ravant::cli {
+namespace {
+
+/// Whether the token figures or the context window are the same.
+bool hasSameUsage(const Conversation& one, const Conversation& other) {
+  const auto figures = [](const Conversation& conversation) {
+    return std::tie(conversation.lastUsedTokens, conversation.lastTotalProcessedTokens, conversation.lastInputTokens,
+                    conversation.lastOutputTokens, conversation.lastCacheReadTokens,
+                    conversation.lastCacheCreationTokens, conversation.lastMaxTokens);
+  };
+  return figures(one) == figures(other);
+}
+
+}  // namespace
+
+RunFollower::RunFollower(Application& application, ConversationSummary before, std::optional<ConversationItemId> last,
+                         RunOutput& output)
+    : application_(application),
+      shownSummary_(std::move(before)),
+      shownItem_(last.value_or(ConversationItemId())),
+      output_(output) {}
+
+awaitable<void> RunFollower::follow(std::shared_ptr<ChangeSubscription> subscription) {
+  while (auto batch = co_await subscription->next()) {
+    if (batch->isIncomplete) {
+      co_await showAll();
+    } else {
+      co_await show(*std::move(batch));
+    }
+  }
+}
+
+awaitable<void> RunFollower::show(ChangeBatch batch) {
+  const ConversationId id = shownSummary_.conversation.id;
+  bool hasConversationChanged = false;
+  for (const Change& change : batch.changes) {
+    hasConversationChanged |= change.entity == Change::EntityId(id) && change.operation != ChangeOperation::grew &&
+                              change.operation != ChangeOperation::went;
+    if (change.conversation != id) continue;
+    if (change.growth) {
+      if (change.growth->kind == GrowthKind::message) output_.growth(*change.growth);
+      continue;
+    }
+    const auto* item = std::get_if<ConversationItemId>(&change.entity);
+    if (item && change.operation == ChangeOperation::inserted) {
+      if (auto found = co_await application_.transcripts().item(*item)) showItem(*std::move(found));
+    } else if (const auto* invocation = std::get_if<ToolInvocationId>(&change.entity)) {
+      if (auto found = co_await application_.transcripts().invocation(*invocation)) showInvocation(*std::move(found));
+    }
+  }
+  if (hasConversationChanged) co_await showUsage();
+}
+
+awaitable<void> RunFollower::showAll() {
+  const auto items = co_await application_.transcripts().items(shownSummary_.conversation.id, std::nullopt);
+  for (const ConversationItem& item : items) {
+    if (item.id > shownItem_) showItem(item);
+    const auto* group = std::get_if<ToolInvocationGroup>(&item.detail);
+    if (!group || !shownGroups_.contains(item.id)) continue;
+    for (const ToolInvocation& invocation : group->invocations) showInvocation(invocation);
+  }
+  co_await showUsage();
+}
+
+void RunFollower::showItem(ConversationItem item) {
+  if (item.id <= shownItem_) return;
+  shownItem_ = item.id;
+  if (auto* group = std::get_if<ToolInvocationGroup>(&item.detail)) {
+    shownGroups_.insert(item.id);
+    group->invocations.clear();
+  }
+  if (kindOf(item) == ConversationItemKind::failureEvent) failure_ = item.text;
+  output_.item(item);
+}
+
+void RunFollower::showInvocation(ToolInvocation invocation) {
+  const auto shown = shownInvocations_.find(invocation.id);
+  if (shown != shownInvocations_.end() && shown->second == invocation) return;
+  output_.invocation(invocation);
+  shownInvocations_.insert_or_assign(invocation.id, std::move(invocation));
+}
+
+awaitable<void> RunFollower::showUsage() {
+  auto summary = co_await application_.conversations().conversation(shownSummary_.conversation.id);
+  if (!summary || hasSameUsage(summary->conversation, shownSummary_.conversation)) co_return;
+  shownSummary_ = *std::move(summary);
+  output_.usage(shownSummary_);
+}
+
+}  // namespace ravant::cli

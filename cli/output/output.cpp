@@ -1,0 +1,50 @@
+#include "cli/output/output.hpp"
+
+#include <fmt/format.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <system_error>
+#include <utility>
+
+#include "cli/output/command_error.hpp"
+
+namespace ravant::cli {
+
+Style Style::of(int descriptor) {
+  const char* refused = std::getenv("NO_COLOR");
+  const char* terminal = std::getenv("TERM");
+  const bool canShow = ::isatty(descriptor) == 1 && terminal && std::string_view(terminal) != "dumb";
+  return Style(canShow && !(refused && *refused) ? Colours::on : Colours::off);
+}
+
+std::string Style::wrapped(std::string_view code, std::string_view text) const {
+  if (colours_ == Colours::off || text.empty()) return std::string(text);
+  return fmt::format("\x1b[{}m{}\x1b[0m", code, text);
+}
+
+void Output::flush() {
+  const std::string text = std::exchange(pending_, {});
+  for (std::string_view rest = text; !rest.empty();) {
+    // A pipe that can be written has room for this much. So only this call waits for a slow reader, and unlike a write
+    // that has begun it is always left when the user interrupts it.
+    pollfd ready{.fd = descriptor_, .events = POLLOUT, .revents = 0};
+    if (::poll(&ready, 1, -1) < 0 && errno == EINTR) throw Interrupted();
+    const ssize_t written = ::write(descriptor_, rest.data(), std::min<std::size_t>(rest.size(), PIPE_BUF));
+    if (written >= 0) {
+      rest.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EPIPE) {
+      throw OutputClosed();
+    } else if (errno == EINTR) {
+      throw Interrupted();
+    } else if (errno != EAGAIN) {
+      throw std::system_error(errno, std::generic_category(), "standard output could not be written");
+    }
+  }
+}
+
+}  // namespace ravant::cli

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <exception>
+#include <string>
+#include <string_view>
+
+#include "platform/json/json.hpp"
+
+namespace ravant::cli {
+
+/// Colours for people who look at a terminal; for others text stays as it is.
+class Style {
+ public:
+  enum class Colours { off, on };
+
+  explicit Style(Colours colours) : colours_(colours) {}
+  /// On where the descriptor is a terminal that can show them and `NO_COLOR` is not set.
+  static Style of(int descriptor);
+
+  std::string dim(std::string_view text) const { return wrapped("2", text); }
+  std::string bold(std::string_view text) const { return wrapped("1", text); }
+  std::string good(std::string_view text) const { return wrapped("32", text); }
+  std::string bad(std::string_view text) const { return wrapped("31", text); }
+
+ private:
+  std::string wrapped(std::string_view code, std::string_view text) const;
+
+  Colours colours_;
+};
+
+enum class OutputFormat { text, json };
+
+/// Nobody reads the output any more.
+class OutputClosed : public std::exception {};
+
+/// Standard output. What is written reaches it at `flush`, which throws `OutputClosed`, `Interrupted` where the user
+/// interrupted the wait for a slow reader, or `std::system_error` where it could not be written.
+class Output {
+ public:
+  Output(int descriptor, Style style) : descriptor_(descriptor), style_(style) {}
+
+  const Style& style() const { return style_; }
+  /// The text is harmless to a terminal already.
+  void write(std::string_view text) { pending_ += text; }
+  void line(std::string_view text) { pending_.append(text) += '\n'; }
+  /// One value on one line.
+  void json(const json::value& value) { line(compactJson(value)); }
+  void flush();
+
+ private:
+  int descriptor_;
+  Style style_;
+  std::string pending_;
+};
+
+}  // namespace ravant::cli

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/output/output.hpp"
+
+namespace ravant::cli {
+
+/// The columns that valid text without control characters takes on a terminal.
+std::size_t displayWidth(std::string_view text);
+
+/// At most `columns` wide; what was cut is marked by `…`.
+std::string cutToWidth(std::string_view text, std::size_t columns);
+
+/// `text` harmless to a terminal and on one line: runs of white space become one blank.
+std::string oneLine(std::string_view text);
+
+/// A path of whatever bytes, harmless to a terminal: in quotes with escapes, as git shows it, where it has control
+/// characters, quotes, backslashes, blanks at its ends or bytes that are no UTF-8 (git-config(1),
+/// core.quotePath=false).
+std::string shownPath(std::string_view path);
+
+std::vector<std::string_view> linesOf(std::string_view text);
+
+/// Aligned columns under headings.
+class Table {
+ public:
+  explicit Table(std::vector<std::string> headings) : headings_(std::move(headings)) {}
+
+  /// Any text: it is made harmless, and each cell one line.
+  void add(const std::vector<std::string>& cells);
+  /// Nothing where no row was added.
+  std::string text(const Style& style) const;
+
+ private:
+  std::string row(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) const;
+
+  std::vector<std::string> headings_;
+  std::vector<std::vector<std::string>> rows_;
+};
+
+}  // namespace ravant::cli
