@@ -6,6 +6,11 @@ target_compile_definitions(ravant_requirements INTERFACE BOOST_ASIO_SEPARATE_COM
 target_include_directories(ravant_requirements INTERFACE ${PROJECT_SOURCE_DIR})
 target_link_libraries(ravant_requirements INTERFACE Boost::json fmt::fmt Threads::Threads)
 
+# Compiles every header by itself.
+add_custom_target(verify_headers)
+# Every test program that is run under ThreadSanitizer too.
+add_custom_target(actor_tests)
+
 # One precompiled header for all: platform_async builds it, the others reuse it.
 function(ravant_precompile NAME)
   if(NAME STREQUAL "platform_async")
@@ -50,36 +55,39 @@ function(ravant_library NAME)
   endif()
 endfunction()
 
-# Compiles each header of the current folder by itself, after the precompiled header: what a header needs of this
-# project it must include itself.
+# Compiles each header of the current folder by itself, after the precompiled header, when the target `verify_headers` is
+# asked for: what a header needs of this project it must include itself.
 function(ravant_verify_headers NAME)
   foreach(HEADER ${ARGN})
     set(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/headers/${HEADER}.cpp)
     file(CONFIGURE OUTPUT ${SOURCE} CONTENT "#include \"${CMAKE_CURRENT_SOURCE_DIR}/${HEADER}\"\n")
     list(APPEND SOURCES ${SOURCE})
   endforeach()
-  add_library(${NAME}_headers OBJECT ${SOURCES})
+  add_library(${NAME}_headers OBJECT EXCLUDE_FROM_ALL ${SOURCES})
   ravant_precompile(${NAME}_headers)
   target_link_libraries(${NAME}_headers PRIVATE ${NAME})
+  add_dependencies(verify_headers ${NAME}_headers)
 endfunction()
 
-# ravant_test(NAME SOURCES file... [DEPENDS library...] [LABEL label])
+# ravant_test(NAME SOURCES file... [DEPENDS library...] [ACTORS] [PROGRAM])
 #
-# A GoogleTest program, run in the tests folder; each of its tests is one test of CTest. Run them by a test preset: it
+# A GoogleTest program, run in the tests folder; each of its tests is one test of CTest, with the label `actors` where
+# ACTORS is given. PROGRAM is given where the tests start the program `ravant`. Run them by a test preset: it
 # gives the sanitizers their options.
 function(ravant_test NAME)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "LABEL" "SOURCES;DEPENDS")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "ACTORS;PROGRAM" "" "SOURCES;DEPENDS")
   add_executable(${NAME} ${ARG_SOURCES})
   target_precompile_headers(${NAME} REUSE_FROM test_precompiled)
   target_compile_definitions(${NAME} PRIVATE RAVANT_TESTS_DIR="${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${NAME} PRIVATE ${ARG_DEPENDS} test_support GTest::gmock_main)
-  if(TARGET ravant)
+  if(ARG_PROGRAM)
     target_compile_definitions(${NAME} PRIVATE RAVANT_PROGRAM="$<TARGET_FILE:ravant>")
     add_dependencies(${NAME} ravant)
   endif()
   set(PROPERTIES TIMEOUT 120)
-  if(ARG_LABEL)
-    list(APPEND PROPERTIES LABELS ${ARG_LABEL})
+  if(ARG_ACTORS)
+    add_dependencies(actor_tests ${NAME})
+    list(APPEND PROPERTIES LABELS actors)
   endif()
   gtest_discover_tests(${NAME} DISCOVERY_MODE PRE_TEST NO_PRETTY_VALUES WORKING_DIRECTORY ${PROJECT_SOURCE_DIR}/tests
     PROPERTIES ${PROPERTIES})

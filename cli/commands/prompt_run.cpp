@@ -14,7 +14,7 @@ awaitable<RunEnd> PromptRun::run() {
   using asio::experimental::awaitable_operators::operator&&;
   co_await prepare();
   output_->started({.conversation = submission_.conversation,
-                    .project = submission_.project.id,
+                    .project = submission_.project,
                     .agent = submission_.agent.type,
                     .model = submission_.model});
   co_await (cancelWhenInterrupted() && submit() && follow());

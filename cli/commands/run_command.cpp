@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "app/default_model.hpp"
+#include "app/project_of_folder.hpp"
 #include "cli/command/command.hpp"
 #include "cli/command/lookup.hpp"
 #include "cli/command/project_folder.hpp"
@@ -11,6 +12,7 @@
 #include "cli/commands/prompt_run.hpp"
 #include "cli/output/command_error.hpp"
 #include "cli/output/conversation_text.hpp"
+#include "cli/output/terminal_text.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 
@@ -21,6 +23,7 @@ namespace {
 struct Destination {
   Project project;
   std::optional<ConversationSummary> conversation;
+  bool isNewProject = false;
 };
 
 std::string readPrompt(const Arguments& arguments) {
@@ -49,9 +52,33 @@ awaitable<Destination> conversationOf(Application& application, std::string conv
   co_return Destination{.project = std::move(owner), .conversation = std::move(summary)};
 }
 
+/// Whether the word is a folder, as it is written, and not a name.
+bool namesFolder(std::string_view word) {
+  std::error_code ignored;
+  return (word == "." || word == ".." || word.contains('/')) && std::filesystem::is_directory(word, ignored);
+}
+
+/// The project of the folder, made where it is none yet.
+awaitable<Destination> projectAt(Application& application, std::filesystem::path folder) {
+  const std::vector<Project> before = co_await application.projects().projects();
+  Project project = co_await registerProject(application, std::move(folder), std::nullopt);
+  const bool isNew = std::ranges::count(before, project.id, &Project::id) == 0;
+  co_return Destination{.project = std::move(project), .isNewProject = isNew};
+}
+
+awaitable<Destination> projectOf(Application& application, std::optional<std::string> word) {
+  if (word && namesFolder(*word)) co_return co_await projectAt(application, *word);
+  if (word) co_return Destination{.project = co_await findProject(application, *std::move(word))};
+  const std::vector<Project> projects = co_await application.projects().projects();
+  const Whereabouts place = whereaboutsOf(std::filesystem::current_path());
+  if (auto registered = registeredProject(projects, place)) co_return Destination{.project = *std::move(registered)};
+  co_return co_await projectAt(application, folderToRegister(projects, place));
+}
+
 awaitable<std::optional<Project>> presentProject(Application& application, std::optional<std::string> word) {
   if (word) co_return co_await findProject(application, *std::move(word));
-  co_return co_await projectThatHolds(application, std::filesystem::current_path());
+  co_return registeredProject(co_await application.projects().projects(),
+                              whereaboutsOf(std::filesystem::current_path()));
 }
 
 awaitable<Destination> latestOf(Application& application, std::optional<std::string> word) {
@@ -73,9 +100,7 @@ awaitable<Destination> findDestination(Application& application, const Arguments
   }
   if (conversation) co_return co_await conversationOf(application, *conversation, word);
   if (arguments.has("--continue")) co_return co_await latestOf(application, word);
-  std::optional<Project> project = co_await presentProject(application, word);
-  if (!project) project = co_await registerProject(application, std::filesystem::current_path(), std::nullopt);
-  co_return Destination{.project = *std::move(project), .conversation = std::nullopt};
+  co_return co_await projectOf(application, word);
 }
 
 /// The agent that a conversation belongs to, which is the only one that can go on with it.
@@ -135,8 +160,15 @@ awaitable<void> checkEffort(Application& application, Agent agent, std::string s
   }
 }
 
+/// To standard error: what is read from standard output is the run's alone.
+void announceNewProject(const Project& project) {
+  std::fputs(oneLine(fmt::format("Registered the project {} ({}).", project.name, project.path)).append("\n").c_str(),
+             stderr);
+}
+
 awaitable<PromptSubmission> prepareSubmission(Application& application, Arguments arguments, std::string prompt) {
   const Destination destination = co_await findDestination(application, arguments);
+  if (destination.isNewProject) announceNewProject(destination.project);
   Agent agent = co_await chooseAgent(application, destination, arguments.optional("--agent"));
   PromptSubmission submission{.prompt = std::move(prompt), .project = destination.project, .agent = agent};
   const auto slug = arguments.optional("--model");
@@ -188,7 +220,9 @@ Command runCommand() {
       .summary = "Send a prompt to an agent and follow the run",
       .description =
           "The prompt is the argument, or standard input when it is - or absent. The project defaults to the one that "
-          "holds the current folder; where there is none, the current folder is registered.\n\n"
+          "holds the current folder; where there is none, the top of the folder's git repository is registered, else "
+          "the folder itself, and a line says so. A home folder, / and what holds another project are registered only "
+          "when they are named, for example by --project . in the folder.\n\n"
           "Agent, model and effort default to those the conversation had last, then to the first enabled agent and "
           "its first enabled model; of Ravant's own agent, the first whose provider has a key. A model that the "
           "agent's list lacks is passed to the agent as it is.\n\n"

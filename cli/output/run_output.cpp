@@ -26,7 +26,7 @@ class JsonRunOutput final : public RunOutput {
   void started(const RunStart& start) override {
     write({{"event", "started"},
            {"conversation", start.conversation.text()},
-           {"project", start.project.text()},
+           {"project", start.project.id.text()},
            {"agent", rawValue(start.agent)},
            {"model", start.model}});
   }
@@ -64,7 +64,8 @@ class TextRunOutput final : public RunOutput {
   explicit TextRunOutput(Output& output) : output_(output) {}
 
   void started(const RunStart& start) override {
-    dimLine(fmt::format("conversation {} · {} · {}", shortId(start.conversation), rawValue(start.agent), start.model));
+    dimLine(fmt::format("{} ({}) · conversation {} · {} · {}", start.project.name, start.project.path,
+                        shortId(start.conversation), rawValue(start.agent), start.model));
     output_.flush();
   }
 

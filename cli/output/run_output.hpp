@@ -6,6 +6,7 @@
 #include "cli/output/output.hpp"
 #include "core/agent_type.hpp"
 #include "core/conversation_item.hpp"
+#include "core/project.hpp"
 #include "core/prompt_end_reason.hpp"
 #include "core/store/change_feed.hpp"
 #include "core/store/conversation_model_actor.hpp"
@@ -14,7 +15,7 @@ namespace ravant::cli {
 
 struct RunStart {
   ConversationId conversation;
-  ProjectId project;
+  Project project;
   AgentType agent;
   std::string model;
 };

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <boost/asio/io_context.hpp>
-#include <exception>
 #include <optional>
 #include <type_traits>
+#include <utility>
 
 #include "platform/async/async.hpp"
 
@@ -11,24 +11,17 @@ namespace ravant::test {
 
 /// Runs one awaitable to its end on a loop of its own, as the interface thread of a program would,
 /// and returns its result or throws its exception.
+void run(awaitable<void> operation, asio::io_context& loop);
+
 template <class Result>
 Result run(awaitable<Result> operation, asio::io_context& loop) {
-  std::exception_ptr error;
-  loop.restart();
-  if constexpr (std::is_void_v<Result>) {
-    asio::co_spawn(loop, std::move(operation), [&](std::exception_ptr e) { error = e; });
-    loop.run();
-    if (error) std::rethrow_exception(error);
-  } else {
-    std::optional<Result> result;
-    asio::co_spawn(loop, std::move(operation), [&](std::exception_ptr e, Result value) {
-      error = e;
-      if (!e) result.emplace(std::move(value));
-    });
-    loop.run();
-    if (error) std::rethrow_exception(error);
-    return std::move(*result);
-  }
+  std::optional<Result> result;
+  run(
+      [](awaitable<Result> awaited, std::optional<Result>& kept) -> awaitable<void> {
+        kept.emplace(co_await std::move(awaited));
+      }(std::move(operation), result),
+      loop);
+  return *std::move(result);
 }
 
 template <class Result>
