@@ -1,11 +1,11 @@
 #include "app/agent_locator.hpp"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 
+#include "app/program_search.hpp"
 #include "platform/async/mailbox.hpp"
 #include "platform/log/log.hpp"
 #include "platform/text/text.hpp"
@@ -17,16 +17,6 @@ namespace {
 
 constexpr Log kLog("com.ravant.app", "AgentLocator");
 
-std::vector<std::filesystem::path> foldersOf(std::string_view searchPath) {
-  std::vector<std::filesystem::path> folders;
-  while (!searchPath.empty()) {
-    const std::size_t end = std::min(searchPath.find(':'), searchPath.size());
-    if (end > 0) folders.emplace_back(searchPath.substr(0, end));
-    searchPath.remove_prefix(std::min(end + 1, searchPath.size()));
-  }
-  return folders;
-}
-
 /// Where the programs' own installers put them without touching the search path.
 std::vector<std::filesystem::path> usualInstallFolders() {
   std::vector<std::filesystem::path> folders = {"/usr/local/bin", "/opt/homebrew/bin"};
@@ -36,18 +26,6 @@ std::vector<std::filesystem::path> usualInstallFolders() {
     }
   }
   return folders;
-}
-
-std::optional<std::string> find(std::string_view command, const std::vector<std::filesystem::path>& folders) {
-  for (const std::filesystem::path& folder : folders) {
-    const std::filesystem::path candidate = folder / command;
-    std::error_code ignored;
-    if (candidate.is_absolute() && std::filesystem::is_regular_file(candidate, ignored) &&
-        ::access(candidate.c_str(), X_OK) == 0) {
-      return candidate.string();
-    }
-  }
-  return std::nullopt;
 }
 
 awaitable<std::string> askVersion(AgentLocatorOptions options, std::string path, std::string searchPath) {
@@ -80,7 +58,7 @@ std::vector<LocatedAgent> findAgents(std::string_view searchPath) {
   std::vector<LocatedAgent> found;
   for (const AgentType type : kAgentTypes) {
     if (type == AgentType::ravant) continue;
-    if (auto path = find(defaultCommandName(type), folders)) found.push_back({type, std::move(*path), {}});
+    if (auto path = findProgram(defaultCommandName(type), folders)) found.push_back({type, std::move(*path), {}});
   }
   return found;
 }

@@ -10,6 +10,7 @@
 #include "agent/ravant_provider_key.hpp"
 #include "app/agent_scan.hpp"
 #include "app/known_settings.hpp"
+#include "app/program_search.hpp"
 #include "app/services.hpp"
 #include "core/store/agent_model_store.hpp"
 #include "platform/files/private_file.hpp"
@@ -39,21 +40,6 @@ std::optional<std::string> told(const std::string& output, std::string_view name
   if (found == std::string::npos) return std::nullopt;
   const std::size_t begin = found + name.size();
   return output.substr(begin, output.find('\n', begin) - begin);
-}
-
-bool canBeRun(const std::filesystem::path& path) {
-  std::error_code ignored;
-  return std::filesystem::is_regular_file(path, ignored) && ::access(path.c_str(), X_OK) == 0;
-}
-
-std::optional<std::string> findProgram(std::string_view name, std::string_view searchPath) {
-  while (!searchPath.empty()) {
-    const std::size_t end = std::min(searchPath.find(':'), searchPath.size());
-    const std::filesystem::path candidate = std::filesystem::path(searchPath.substr(0, end)) / name;
-    if (candidate.is_absolute() && canBeRun(candidate)) return candidate.string();
-    searchPath.remove_prefix(std::min(end + 1, searchPath.size()));
-  }
-  return std::nullopt;
 }
 
 /// Why it cannot be asked; nothing where it can.
@@ -109,6 +95,7 @@ awaitable<Findings> Doctor::examine() {
   co_await examineGit();
   co_await examineKeys();
   examineRegisteredAgents();
+  examineWhetherThereIsAnAgent();
   co_return std::move(findings_);
 }
 
@@ -193,7 +180,7 @@ awaitable<void> Doctor::examineGit() {
     add(fmt::format("{} -l -c runs no git command: {}", shell, words), "correct its start-up files");
     co_return;
   }
-  const auto path = findProgram("git", findings_.gitSearchPath);
+  const auto path = findProgram("git", foldersOf(findings_.gitSearchPath));
   if (!path) {
     add("git was not found in the search path of the login shell", "install git, or correct the shell's profile");
     co_return;
@@ -246,14 +233,26 @@ awaitable<void> Doctor::examineKeys() {
 }
 
 void Doctor::examineRegisteredAgents() {
+  const std::vector<std::filesystem::path> searchFolders = foldersOf(findings_.searchPath);
   for (const Agent& agent : registered_) {
     if (!agent.enabled || agent.type == AgentType::ravant) continue;
     const std::string path = agent.path.empty() ? std::string(defaultCommandName(agent.type)) : agent.path;
-    const bool isThere = path.contains('/') ? canBeRun(path) : findProgram(path, findings_.searchPath).has_value();
+    const bool isThere = path.contains('/') ? isProgram(path) : findProgram(path, searchFolders).has_value();
     if (isThere) continue;
     add(fmt::format("the program of the agent {}, {}, is not there", rawValue(agent.type), path),
-        fmt::format("install it, or run: ravant agent set-path {} PATH", rawValue(agent.type)));
+        fmt::format("install it and run: ravant agent scan; or run: ravant agent set-path {} PATH",
+                    rawValue(agent.type)));
   }
+}
+
+void Doctor::examineWhetherThereIsAnAgent() {
+  const bool hasProgram = std::ranges::any_of(
+      registered_, [](const Agent& agent) { return agent.enabled && agent.type != AgentType::ravant; });
+  const bool hasKey = std::ranges::any_of(findings_.keys, [](const KeyFindings& key) { return !key.source.empty(); });
+  if (hasProgram || hasKey || !findings_.agents.empty()) return;
+  add("there is no agent that could take a prompt",
+      "install Claude Code, Codex, Cursor or Pi and run: ravant agent scan; or give Ravant's own agent a key: "
+      "ravant key set openrouter");
 }
 
 void Doctor::expectPrivate(const std::filesystem::path& path, std::string_view mode) {

@@ -67,6 +67,7 @@ class Doctor {
   awaitable<void> examineGit();
   awaitable<void> examineKeys();
   void examineRegisteredAgents();
+  void examineWhetherThereIsAnAgent();
   void expectPrivate(const std::filesystem::path& path, std::string_view mode);
   void add(std::string what, std::string remedy);
 

@@ -120,20 +120,33 @@ awaitable<ExitStatus> reorder(CommandContext& context, Arguments arguments) {
   co_return co_await list(context, {});
 }
 
+std::string outcomeWords(ScannedAgent::Outcome outcome) {
+  switch (outcome) {
+    case ScannedAgent::Outcome::known:
+      return "registered already";
+    case ScannedAgent::Outcome::added:
+      return "added";
+    case ScannedAgent::Outcome::mended:
+      return "path mended";
+  }
+  __builtin_unreachable();
+}
+
 awaitable<ExitStatus> scan(CommandContext& context, Arguments) {
   json::array forms;
   Table table({"TYPE", "NAME", "VERSION", "PROGRAM", "STATE"});
   Application& application = context.application();
   const auto scanned = co_await scanAgents(
       application.agents(), locatorOptions(application.settings(), application.processes()), application.io());
-  for (const auto& [located, isNew] : scanned) {
+  for (const auto& [located, outcome] : scanned) {
     const auto type = rawValue(located.type);
     json::object form{{"type", type}, {"displayName", displayName(located.type)}, {"path", located.path}};
     if (!located.version.empty()) form.emplace("version", located.version);
-    form.emplace("isNew", isNew);
+    form.emplace("isNew", outcome == ScannedAgent::Outcome::added);
+    form.emplace("isMended", outcome == ScannedAgent::Outcome::mended);
     forms.push_back(std::move(form));
     table.add({std::string(type), std::string(displayName(located.type)), located.version, located.path,
-               isNew ? "added" : "registered already"});
+               outcomeWords(outcome)});
   }
   if (context.wantsJson()) {
     context.output.json(forms);

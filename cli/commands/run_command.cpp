@@ -19,11 +19,11 @@
 namespace ravant::cli {
 namespace {
 
-/// Where a prompt goes: a conversation, or a project in which a new one begins.
+/// Where a prompt goes: a conversation, a project in which a new one begins, or a folder that becomes a project.
 struct Destination {
-  Project project;
+  std::optional<Project> project;
   std::optional<ConversationSummary> conversation;
-  bool isNewProject = false;
+  std::filesystem::path newProject = {};
 };
 
 std::string readPrompt(const Arguments& arguments) {
@@ -58,21 +58,19 @@ bool namesFolder(std::string_view word) {
   return (word == "." || word == ".." || word.contains('/')) && std::filesystem::is_directory(word, ignored);
 }
 
-/// The project of the folder, made where it is none yet.
-awaitable<Destination> projectAt(Application& application, std::filesystem::path folder) {
-  const std::vector<Project> before = co_await application.projects().projects();
-  Project project = co_await registerProject(application, std::move(folder), std::nullopt);
-  const bool isNew = std::ranges::count(before, project.id, &Project::id) == 0;
-  co_return Destination{.project = std::move(project), .isNewProject = isNew};
-}
-
 awaitable<Destination> projectOf(Application& application, std::optional<std::string> word) {
-  if (word && namesFolder(*word)) co_return co_await projectAt(application, *word);
-  if (word) co_return Destination{.project = co_await findProject(application, *std::move(word))};
+  if (word && !namesFolder(*word))
+    co_return Destination{.project = co_await findProject(application, *std::move(word))};
   const std::vector<Project> projects = co_await application.projects().projects();
+  if (word) {
+    const std::filesystem::path folder = projectFolder(*word);
+    const auto known = std::ranges::find(projects, folder.string(), &Project::path);
+    if (known != projects.end()) co_return Destination{.project = *known};
+    co_return Destination{.newProject = folder};
+  }
   const Whereabouts place = whereaboutsOf(std::filesystem::current_path());
   if (auto registered = registeredProject(projects, place)) co_return Destination{.project = *std::move(registered)};
-  co_return co_await projectAt(application, folderToRegister(projects, place));
+  co_return Destination{.newProject = folderToRegister(projects, place)};
 }
 
 awaitable<std::optional<Project>> presentProject(Application& application, std::optional<std::string> word) {
@@ -160,29 +158,27 @@ awaitable<void> checkEffort(Application& application, Agent agent, std::string s
   }
 }
 
-/// To standard error: what is read from standard output is the run's alone.
-void announceNewProject(const Project& project) {
-  std::fputs(oneLine(fmt::format("Registered the project {} ({}).", project.name, project.path)).append("\n").c_str(),
-             stderr);
-}
-
 awaitable<PromptSubmission> prepareSubmission(Application& application, Arguments arguments, std::string prompt) {
   const Destination destination = co_await findDestination(application, arguments);
-  if (destination.isNewProject) announceNewProject(destination.project);
   Agent agent = co_await chooseAgent(application, destination, arguments.optional("--agent"));
-  PromptSubmission submission{.prompt = std::move(prompt), .project = destination.project, .agent = agent};
+  PromptSubmission submission{.prompt = std::move(prompt), .agent = agent};
   const auto slug = arguments.optional("--model");
   if (slug && trimmed(*slug).empty()) throw CommandError("the model's slug is empty");
   submission.model = co_await chooseModel(application, destination, agent, slug);
   submission.effort = arguments.optional("--effort");
   if (submission.effort) co_await checkEffort(application, agent, submission.model, *submission.effort);
+  if (destination.project) {
+    submission.project = *destination.project;
+  } else {
+    submission.project = co_await registerProject(application, destination.newProject, std::nullopt);
+  }
   if (destination.conversation) {
     const Conversation& conversation = destination.conversation->conversation;
     submission.conversation = conversation.id;
     submission.resumedSessionId = conversation.agentResumedSessionId;
     if (!submission.effort) submission.effort = conversation.lastUsedEffortRawValue;
   } else {
-    const auto made = co_await application.conversations().createConversation(destination.project.id, agent.id);
+    const auto made = co_await application.conversations().createConversation(submission.project.id, agent.id);
     if (!made) throw CommandError("the project or the agent is gone");
     submission.conversation = *made;
   }
@@ -194,7 +190,13 @@ awaitable<PromptSubmission> prepareSubmission(Application& application, Argument
 
 awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
   std::string prompt = readPrompt(arguments);
-  PromptRun promptRun(context, co_await prepareSubmission(context.application(), arguments, std::move(prompt)));
+  const std::vector<Project> before = co_await context.application().projects().projects();
+  PromptSubmission submission = co_await prepareSubmission(context.application(), arguments, std::move(prompt));
+  if (!context.wantsJson() && std::ranges::count(before, submission.project.id, &Project::id) == 0) {
+    context.output.line(
+        oneLine(fmt::format("Registered the project {} ({}).", submission.project.name, submission.project.path)));
+  }
+  PromptRun promptRun(context, std::move(submission));
   RunEnd end;
   try {
     end = co_await promptRun.run();

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,7 +20,10 @@ Style Style::of(int descriptor) {
   const char* refused = std::getenv("NO_COLOR");
   const char* terminal = std::getenv("TERM");
   const bool canShow = ::isatty(descriptor) == 1 && terminal && std::string_view(terminal) != "dumb";
-  return Style(canShow && !(refused && *refused) ? Colours::on : Colours::off);
+  winsize size{};
+  const bool isKnown = ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return Style(canShow && !(refused && *refused) ? Colours::on : Colours::off,
+               isKnown ? std::optional<std::size_t>(size.ws_col) : std::nullopt);
 }
 
 std::string Style::wrapped(std::string_view code, std::string_view text) const {

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -8,14 +10,17 @@
 
 namespace ravant::cli {
 
-/// Colours for people who look at a terminal; for others text stays as it is.
+/// Colours and width for people who look at a terminal; for others text stays as it is.
 class Style {
  public:
   enum class Colours { off, on };
 
-  explicit Style(Colours colours) : colours_(colours) {}
-  /// On where the descriptor is a terminal that can show them and `NO_COLOR` is not set.
+  explicit Style(Colours colours, std::optional<std::size_t> columns = {}) : colours_(colours), columns_(columns) {}
+  /// Colours where the descriptor is a terminal that can show them and `NO_COLOR` is not set.
   static Style of(int descriptor);
+
+  /// The width of the terminal; nothing where there is none or it does not say.
+  std::optional<std::size_t> columns() const { return columns_; }
 
   std::string dim(std::string_view text) const { return wrapped("2", text); }
   std::string bold(std::string_view text) const { return wrapped("1", text); }
@@ -26,6 +31,7 @@ class Style {
   std::string wrapped(std::string_view code, std::string_view text) const;
 
   Colours colours_;
+  std::optional<std::size_t> columns_;
 };
 
 enum class OutputFormat { text, json };

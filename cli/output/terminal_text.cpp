@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <clocale>
 #include <cwchar>
+#include <numeric>
 
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
@@ -12,6 +14,7 @@ namespace ravant::cli {
 namespace {
 
 constexpr std::size_t kColumnGap = 2;
+constexpr std::size_t kNarrowestColumn = 6;
 constexpr std::size_t kLongestCharacter = 4;  // bytes of UTF-8
 // What follows the backslash stands at the same place as what it stands for.
 constexpr std::string_view kEscaped = "\a\b\t\n\v\f\r\"\\";
@@ -45,6 +48,16 @@ Character firstCharacter(std::string_view text) {
   const std::size_t bytes = std::mbrtowc(&character, text.data(), text.size(), &state);
   if (bytes == 0 || bytes > text.size()) return {1, 1};
   return {bytes, static_cast<std::size_t>(std::max(0, ::wcwidth(character)))};
+}
+
+/// Makes the widest columns narrower until a row fits, but none so narrow that nothing can be read in it.
+void fit(std::vector<std::size_t>& widths, std::size_t columns) {
+  const std::size_t gaps = kColumnGap * (widths.size() - 1);
+  for (std::size_t total = std::accumulate(widths.begin(), widths.end(), gaps); total > columns; --total) {
+    const auto widest = std::ranges::max_element(widths);
+    if (*widest <= kNarrowestColumn) return;
+    --*widest;
+  }
 }
 
 }  // namespace
@@ -134,6 +147,7 @@ std::string Table::text(const Style& style) const {
   for (const auto& cells : rows_) {
     for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], displayWidth(cells[i]));
   }
+  if (style.columns()) fit(widths, *style.columns());
   std::string text = style.dim(row(headings_, widths)) + '\n';
   for (const auto& cells : rows_) text += row(cells, widths) + '\n';
   return text;
@@ -143,8 +157,9 @@ std::string Table::row(const std::vector<std::string>& cells, const std::vector<
   std::string text;
   std::size_t gap = 0;
   for (std::size_t i = 0; i < cells.size(); ++i) {
-    if (!cells[i].empty()) text.append(std::exchange(gap, 0), ' ') += cells[i];
-    gap += widths[i] - displayWidth(cells[i]) + kColumnGap;
+    const std::string cell = cutToWidth(cells[i], widths[i]);
+    if (!cell.empty()) text.append(std::exchange(gap, 0), ' ') += cell;
+    gap += widths[i] - displayWidth(cell) + kColumnGap;
   }
   return text;
 }

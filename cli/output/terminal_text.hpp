@@ -32,7 +32,7 @@ class Table {
 
   /// Any text: it is made harmless, and each cell one line.
   void add(const std::vector<std::string>& cells);
-  /// Nothing where no row was added.
+  /// Nothing where no row was added. Where the terminal is too narrow, the widest columns are cut.
   std::string text(const Style& style) const;
 
  private:

@@ -55,6 +55,17 @@ TEST(Table, AlignsWhateverIsInside) {
             "é        two\n");
 }
 
+TEST(Table, CutsItsWidestColumnsWhereTheTerminalIsNarrow) {
+  Table table({"NAME", "PATH", "STATE"});
+  table.add({"claude", "/home/ada/.local/bin/claude", "enabled"});
+  EXPECT_EQ(table.text(Style(Style::Colours::off, 30)),
+            "NAME    PATH           STATE\n"
+            "claude  /home/ada/.l…  enabled\n");
+  EXPECT_EQ(table.text(Style(Style::Colours::off, 4)),
+            "NAME    PATH    STATE\n"
+            "claude  /home…  enabl…\n");
+}
+
 TEST(TranscriptText, ShortensTheOutputOfToolsWhileARunIsFollowed) {
   ToolInvocation invocation{};
   invocation.toolName = "Bash";

@@ -96,7 +96,7 @@ TEST_F(BuiltInAgent, keepsItsKeyToItself) {
 }
 
 TEST_F(BuiltInAgent, interruptedItStopsItsToolAndGoesOnLater) {
-  play({calls({{"a", "bash", R"({"command":"echo $$ > pid; echo begun; sleep 1000"})"}}), says({"Here."})});
+  play({calls({{"a", "bash", R"({"command":"echo begun; echo $$ > pid; sleep 1000"})"}}), says({"Here."})});
   setKey();
   ASSERT_EQ(::mkfifo((sandbox.project() / "pid").c_str(), 0600), 0);
   Program run = sandbox.start(with(kRun, {"Wait"}));

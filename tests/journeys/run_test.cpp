@@ -74,17 +74,40 @@ json::object onlyInvocation(const Sandbox& sandbox) {
 
 TEST(Run, FollowsTheRunAsText) {
   const Sandbox sandbox;
+  sandbox.run({"project", "add", "."});
   sandbox.addAgent(claude_says::begin() + claude_says::text("Let me look.\n\n```sh\nls -l\n```") +
                    claude_says::toolUse("call-1", "ls -l") + claude_says::toolResult("call-1", "main.c\nREADME.md") +
                    claude_says::text("Two files.") + claude_says::end());
   const ProgramResult result = sandbox.run({"run", "--agent", "claude", "What is here?"});
   EXPECT_EQ(result.status, 0);
   EXPECT_THAT(result.errors, IsEmpty());
-  EXPECT_THAT(result.output, StartsWith("conversation " + latestConversation(sandbox).substr(0, 8)));
+  EXPECT_THAT(result.output, StartsWith("project (" + sandbox.project().string() + ") · conversation " +
+                                        latestConversation(sandbox).substr(0, 8)));
   EXPECT_THAT(result.output, EndsWith("Let me look.\n\n```sh\nls -l\n```\n\n"
                                       "• Bash ls -l\n  ✓ Bash\n    main.c\n    README.md\n\n"
                                       "Two files.\n\n155 tokens in context (16% of 1000)\n"));
   EXPECT_THAT(result.output, Not(HasSubstr("What is here?")));
+}
+
+TEST(Run, RegistersTheTopOfTheRepositoryAndNothingThatWasNotMeant) {
+  Sandbox sandbox;
+  sandbox.addAgent(answering("Done."));
+  std::filesystem::create_directories(sandbox.project() / ".git");
+  std::ofstream(sandbox.project() / ".git/HEAD") << "ref: refs/heads/main\n";
+  std::filesystem::create_directories(sandbox.project() / "src/deep");
+  sandbox.enter(sandbox.project() / "src/deep");
+  const std::string name = "project (" + sandbox.project().string() + ")";
+  EXPECT_THAT(sandbox.run({"run", "--agent", "claude", "Hello"}).output,
+              StartsWith("Registered the project " + name + ".\n" + name + " · conversation "));
+  EXPECT_THAT(sandbox.run({"run", "--continue", "Hello"}).output, StartsWith(name + " · conversation "));
+
+  sandbox.enter(sandbox.home());
+  const ProgramResult refused = sandbox.run({"run", "Hello"});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_THAT(refused.errors, HasSubstr("it is your home folder"));
+  EXPECT_EQ(sandbox.json({"project", "list"}).as_array().size(), 1);
+  EXPECT_THAT(sandbox.run({"run", "--agent", "claude", "--project", ".", "Hello"}).output,
+              StartsWith("Registered the project home"));
 }
 
 TEST(Run, PrintsAnEventALine) {

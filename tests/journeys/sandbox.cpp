@@ -47,7 +47,7 @@ Program Sandbox::start(std::vector<std::string> arguments, std::string input, Pr
   return Program({.path = RAVANT_PROGRAM,
                   .arguments = std::move(arguments),
                   .environment = std::move(environment),
-                  .workingDirectory = project(),
+                  .workingDirectory = present_,
                   .input = std::move(input),
                   .output = output});
 }

@@ -17,7 +17,10 @@ class Sandbox {
   /// For what is started from now on.
   void setVariable(const std::string& name, const std::string& value) { variables_[name] = value; }
 
-  /// Starts `ravant` in the project folder.
+  /// Where programs are started from now on, in place of the project folder.
+  void enter(const std::filesystem::path& folder) { present_ = folder; }
+
+  /// Starts `ravant` in the present folder.
   Program start(std::vector<std::string> arguments, std::string input = {},
                 ProgramOutput output = ProgramOutput::read) const;
   ProgramResult run(std::vector<std::string> arguments, std::string input = {}) const;
@@ -40,6 +43,7 @@ class Sandbox {
  private:
   TemporaryFolder folder_;
   std::map<std::string, std::string> variables_;
+  std::filesystem::path present_ = project();
 };
 
 /// The JSON objects of an output, one a line.

@@ -57,7 +57,8 @@ TEST(FirstStart, MakesAPrivateStoreAndFindsAgents) {
                                    {"displayName", "Claude Code"},
                                    {"path", program},
                                    {"version", "9.9 (fake)"},
-                                   {"isNew", false}}}));
+                                   {"isNew", false},
+                                   {"isMended", false}}}));
 }
 
 TEST(ProjectCommands, AddListRenameReorderRemove) {
@@ -90,6 +91,16 @@ TEST(ProjectCommands, WordsThatNameNoneOrSeveral) {
   expectError(ambiguous, 1, "\"twin\" is ambiguous");
   EXPECT_THAT(ambiguous.errors, testing::AllOf(HasSubstr("/one,"), HasSubstr("/two,")));
   expectError(sandbox.run({"project", "rename", "three", "x"}), 1, "there is no project \"three\"; there is twin");
+}
+
+TEST(AgentCommands, AScanMendsThePathOfAProgramThatHasMoved) {
+  const Sandbox sandbox;
+  sandbox.addAgent("");
+  const std::filesystem::path moved = sandbox.home() / ".local/bin/claude";
+  std::filesystem::create_directories(moved.parent_path());
+  std::filesystem::rename(sandbox.writeAgent(""), moved);
+  EXPECT_THAT(sandbox.run({"agent", "scan"}).output, HasSubstr("path mended"));
+  EXPECT_THAT(sandbox.run({"agent", "list"}).output, HasSubstr(moved.string()));
 }
 
 TEST(AgentCommands, AddEnableSetPath) {
@@ -226,6 +237,7 @@ TEST(Doctor, ReportsEachFindingByItself) {
 
 TEST(Doctor, ShowsWhatGitCommandsGet) {
   const Sandbox sandbox;
+  sandbox.addAgent("");
   const auto profile = sandbox.home() / ".bash_profile";
   std::ofstream(profile) << "echo Hello; case $- in *i*) ;; *) PATH=/opt/only-git:$PATH;; esac\n";
   EXPECT_THAT(sandbox.run({"doctor"}).output, HasSubstr("Search path of git  /opt/only-git:"));
