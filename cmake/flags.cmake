@@ -25,11 +25,6 @@ if(RAVANT_SANITIZE)
   add_link_options(-fsanitize=${RAVANT_SANITIZE})
 endif()
 
-# The fuzzers see which ways their inputs take through the libraries.
-if(RAVANT_FUZZ)
-  add_compile_options(-fsanitize=fuzzer-no-link)
-endif()
-
 # Only lld links the bitcode of clang's ThinLTO.
 find_program(RAVANT_MOLD mold)
 find_program(RAVANT_LLD NAMES ld.lld-19 ld.lld)
