@@ -7,35 +7,43 @@
 #include <array>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/posix/stream_descriptor.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <cerrno>
+#include <chrono>
+#include <map>
 #include <system_error>
+#include <tuple>
 
 #include "core/store/change_record.hpp"
 #include "platform/log/log.hpp"
+#include "platform/process/unique_fd.hpp"
 
 namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.core", "ChangeFeed");
+constexpr std::chrono::milliseconds kLookInterval{200};
 
-int watchedFile(const std::filesystem::path& file) {
-  const int descriptor = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  if (descriptor < 0) {
-    throw std::system_error(errno, std::generic_category(),
-                            "changes of the store cannot be watched (see fs.inotify.max_user_instances)");
-  }
-  if (::inotify_add_watch(descriptor, file.c_str(), IN_MODIFY) < 0) {
-    const int reason = errno;
-    ::close(descriptor);
-    throw std::system_error(reason, std::generic_category(), file.string());
-  }
-  return descriptor;
+/// A descriptor that can be read when the file was written, where the system has one left.
+UniqueFd watchedFile(const std::filesystem::path& file) {
+  UniqueFd descriptor(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  if (descriptor && ::inotify_add_watch(descriptor.get(), file.c_str(), IN_MODIFY) >= 0) return descriptor;
+  kLog.warning("changes of the store are looked for {} times a second, because the system does not announce them: {}",
+               std::chrono::seconds(1) / kLookInterval, std::generic_category().message(errno));
+  return {};
 }
 
 void discardEvents(int descriptor) {
   std::array<char, 4096> events;
   while (::read(descriptor, events.data(), events.size()) > 0) {
   }
+}
+
+Change went(ConversationId conversation, std::optional<RunState> state) {
+  return {.entity = conversation,
+          .operation = ChangeOperation::went,
+          .conversation = conversation,
+          .state = std::move(state)};
 }
 
 }  // namespace
@@ -53,14 +61,21 @@ awaitable<std::optional<ChangeBatch>> ChangeSubscription::next() {
 
 struct ChangeFeed::State {
   State(const Strand& strand, sqlite::Database connection, std::filesystem::path noticeFile)
-      : database(std::move(connection)), reader(database), noticeFile(std::move(noticeFile)), notice(strand) {}
+      : database(std::move(connection)),
+        reader(database),
+        noticeFile(std::move(noticeFile)),
+        notice(strand),
+        pause(strand) {}
 
   sqlite::Database database;
   ChangeReader reader;
   std::filesystem::path noticeFile;
-  asio::posix::stream_descriptor notice;
+  asio::posix::stream_descriptor notice;  ///< open where the file is watched
+  asio::steady_timer pause;               ///< between two looks, where it is not
   std::vector<std::weak_ptr<ChangeSubscription>> subscriptions;
+  std::map<ConversationId, RunState> runs;
   std::int64_t lastSequence = 0;
+  bool isWatching = false;
   bool stopped = false;
 };
 
@@ -76,43 +91,61 @@ awaitable<std::shared_ptr<ChangeSubscription>> ChangeFeed::subscribe(any_io_exec
       subscription->end();
       co_return subscription;
     }
-    if (!state_->notice.is_open()) {
-      state_->notice.assign(watchedFile(state_->noticeFile));
-      state_->lastSequence = state_->reader.lastSequence();
-      asio::co_spawn(
-          strand(), [self = shared_from_this(), this] { return watch(); },
-          [](std::exception_ptr error) {
-            if (error) kLog.error("the feed of changes has ended with an error");
-          });
-    } else {
+    if (state_->isWatching) {
       publish();
+    } else {
+      startWatching();
     }
+    ChangeBatch present;
+    for (const auto& [conversation, state] : state_->runs) present.changes.push_back(went(conversation, state));
+    if (!present.changes.empty()) subscription->mailbox_.post(std::move(present));
     state_->subscriptions.push_back(subscription);
     isObserved_ = true;
     co_return subscription;
   });
 }
 
+void ChangeFeed::startWatching() {
+  state_->lastSequence = state_->reader.lastSequence();
+  state_->isWatching = true;
+  if (UniqueFd file = watchedFile(state_->noticeFile)) {
+    boost::system::error_code refused;
+    state_->notice.assign(file.get(), refused);
+    if (!refused) std::ignore = file.release();
+  }
+  asio::co_spawn(
+      strand(), [self = shared_from_this(), this] { return watch(); },
+      [](std::exception_ptr error) {
+        if (error) kLog.error("the feed of changes has ended with an error");
+      });
+}
+
 awaitable<void> ChangeFeed::announceGrowth(ConversationId conversation, Growth growth) {
-  return announce({.entity = conversation,
-                   .operation = ChangeOperation::grew,
-                   .conversation = conversation,
-                   .growth = std::move(growth)});
+  if (!isObserved_) return []() -> awaitable<void> { co_return; }();
+  return onActor([this, conversation, growth = std::move(growth)]() mutable -> awaitable<void> {
+    publish();
+    hand({.changes = {{.entity = conversation,
+                       .operation = ChangeOperation::grew,
+                       .conversation = conversation,
+                       .growth = std::move(growth)}}});
+    co_return;
+  });
 }
 
 awaitable<void> ChangeFeed::announceState(ConversationId conversation, RunState state) {
-  return announce({.entity = conversation,
-                   .operation = ChangeOperation::went,
-                   .conversation = conversation,
-                   .state = std::move(state)});
+  return onActor([this, conversation, state = std::move(state)]() -> awaitable<void> {
+    state_->runs.insert_or_assign(conversation, state);
+    publish();
+    hand({.changes = {went(conversation, state)}});
+    co_return;
+  });
 }
 
-awaitable<void> ChangeFeed::announce(Change change) {
-  if (!isObserved_) return []() -> awaitable<void> { co_return; }();
-  return onActor([this, change = std::move(change)]() mutable -> awaitable<void> {
+awaitable<void> ChangeFeed::announceRunEnd(ConversationId conversation) {
+  return onActor([this, conversation]() -> awaitable<void> {
+    if (state_->runs.erase(conversation) == 0) co_return;
     publish();
-    hand({.changes = {std::move(change)}});
-    co_return;
+    hand({.changes = {went(conversation, std::nullopt)}});
   });
 }
 
@@ -127,6 +160,7 @@ awaitable<void> ChangeFeed::stop() {
   return onActor([this]() -> awaitable<void> {
     state_->stopped = true;
     if (state_->notice.is_open()) state_->notice.close();
+    state_->pause.cancel();
     for (const auto& weak : state_->subscriptions) {
       if (const auto subscription = weak.lock()) subscription->end();
     }
@@ -136,13 +170,20 @@ awaitable<void> ChangeFeed::stop() {
 }
 
 awaitable<void> ChangeFeed::watch() {
-  for (;;) {
-    const auto [error] =
-        co_await state_->notice.async_wait(asio::posix::descriptor_base::wait_read, asio::as_tuple(use_awaitable));
-    if (error || state_->stopped) co_return;
-    discardEvents(state_->notice.native_handle());
-    publish();
+  while (co_await awaitCommit() && !state_->stopped) publish();
+}
+
+awaitable<bool> ChangeFeed::awaitCommit() {
+  if (!state_->notice.is_open()) {
+    state_->pause.expires_after(kLookInterval);
+    const auto [cancelled] = co_await state_->pause.async_wait(asio::as_tuple(use_awaitable));
+    co_return !cancelled;
   }
+  const auto [error] =
+      co_await state_->notice.async_wait(asio::posix::descriptor_base::wait_read, asio::as_tuple(use_awaitable));
+  if (error || state_->stopped) co_return false;
+  discardEvents(state_->notice.native_handle());
+  co_return true;
 }
 
 void ChangeFeed::publish() {

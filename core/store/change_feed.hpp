@@ -29,7 +29,7 @@ struct Change {
   ChangeOperation operation;
   std::optional<ConversationId> conversation;
   std::optional<Growth> growth = {};   ///< of `grew`
-  std::optional<RunState> state = {};  ///< of `went`
+  std::optional<RunState> state = {};  ///< of `went`; absent when the run is over
 
   bool operator==(const Change&) const = default;
 };
@@ -60,21 +60,24 @@ class ChangeSubscription {
 /// Announces the ids of what was committed, by this process or another one, after the commit.
 ///
 /// Writers record their changes in the store inside their own transaction and then touch a file
-/// beside it, which wakes the feeds of all processes.
+/// beside it, which wakes the feeds of all processes. Where the file cannot be watched, they look by themselves, a few
+/// times a second.
 class ChangeFeed : public Actor {
  public:
   /// `connection` is the feed's own; `noticeFile` is the file that writers touch.
   ChangeFeed(any_io_executor pool, sqlite::Database connection, const std::filesystem::path& noticeFile);
   ~ChangeFeed() override;
 
-  /// Announces what is committed from now on to the returned stream.
+  /// Announces to the returned stream what is committed from now on, and first the present state of every run of this
+  /// process.
   awaitable<std::shared_ptr<ChangeSubscription>> subscribe(any_io_executor observer);
 
   /// Announces, to observers in this process and behind everything committed before, what came to the message that
   /// the conversation's agent is writing. The message itself is announced when it is stored.
   awaitable<void> announceGrowth(ConversationId conversation, Growth growth);
-  /// Announces likewise what the conversation's run does or waits for now.
+  /// Announces likewise what the conversation's run does or waits for now, and remembers it until the run's end.
   awaitable<void> announceState(ConversationId conversation, RunState state);
+  awaitable<void> announceRunEnd(ConversationId conversation);
 
   /// Returns when every change committed before the call has been handed to the subscriptions.
   awaitable<void> flush();
@@ -85,9 +88,11 @@ class ChangeFeed : public Actor {
  private:
   struct State;
 
+  void startWatching();
   awaitable<void> watch();
+  /// Until something may have been committed; false where there is nothing to wait for.
+  awaitable<bool> awaitCommit();
   void publish();
-  awaitable<void> announce(Change change);
   void hand(const ChangeBatch& batch);
 
   std::unique_ptr<State> state_;

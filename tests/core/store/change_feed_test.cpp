@@ -1,6 +1,8 @@
 #include "core/store/change_feed.hpp"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include "tests/support/store.hpp"
 
@@ -60,6 +62,62 @@ TEST_F(Feed, announcesWhatAnotherProcessCommitted) {
   EXPECT_TRUE(announces(*subscription, {project.id, ChangeOperation::inserted, std::nullopt}));
   run(other.conversations->deleteConversation(conversation));
   EXPECT_TRUE(announces(*subscription, {conversation, ChangeOperation::removed, std::nullopt}));
+}
+
+TEST_F(Feed, tellsALaterObserverWhatRunsDo) {
+  const ConversationId over = store.makeConversation(AgentType::pi, "/other");
+  ChangeFeed& feed = *store.container->changeFeed();
+  const RunState thinking{.kind = RunState::Kind::thinking, .since = kMorning};
+  const RunState retrying{.kind = RunState::Kind::retrying, .since = kMorning, .reason = "overloaded"};
+  for (const ConversationId& id : {conversation, over}) run(feed.announceState(id, thinking));
+  run(feed.announceState(conversation, retrying));
+  run(feed.announceRunEnd(over));
+
+  const auto later = subscribe(store);
+  const auto present = run(later->next(), loop);
+  ASSERT_TRUE(present);
+  EXPECT_THAT(present->changes,
+              testing::ElementsAre(Change{conversation, ChangeOperation::went, conversation, {}, retrying}));
+  run(feed.announceRunEnd(conversation));
+  EXPECT_THAT(run(later->next(), loop)->changes,
+              testing::ElementsAre(Change{conversation, ChangeOperation::went, conversation, {}, {}}));
+
+  const auto last = subscribe(store);
+  last->end();
+  EXPECT_EQ(run(last->next(), loop), std::nullopt);
+}
+
+/// Lets nobody open another file.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    ::getrlimit(RLIMIT_NOFILE, &before_);
+    const int firstFree = ::dup(0);
+    ::close(firstFree);
+    const rlimit none{.rlim_cur = static_cast<rlim_t>(firstFree), .rlim_max = before_.rlim_max};
+    ::setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoDescriptors() { ::setrlimit(RLIMIT_NOFILE, &before_); }
+  NoDescriptors(const NoDescriptors&) = delete;
+  NoDescriptors& operator=(const NoDescriptors&) = delete;
+
+ private:
+  rlimit before_{};
+};
+
+TEST_F(Feed, looksByItselfWhereTheSystemAnnouncesNothing) {
+  OpenStore other(folder.path());
+  run(other.projects->create("/first", "First"));
+  run(store.container->changeFeed()->flush());  // its files are open from now on
+  std::shared_ptr<ChangeSubscription> subscription;
+  {
+    const NoDescriptors inotifyFails;
+    subscription = subscribe(store);
+  }
+  const Project project = run(other.projects->create("/elsewhere", "Elsewhere"));
+  EXPECT_TRUE(announces(*subscription, {project.id, ChangeOperation::inserted, std::nullopt}));
+  const Project next = run(other.projects->create("/next", "Next"));
+  EXPECT_TRUE(announces(*subscription, {next.id, ChangeOperation::inserted, std::nullopt}));
 }
 
 TEST_F(Feed, announcesNothingThatFailed) {
