@@ -11,6 +11,7 @@ constexpr std::array<std::string_view, 5> kItemKinds = {"userMessage", "agentMes
                                                         "compactionEvent", "failureEvent"};
 constexpr std::array<std::string_view, 2> kBlockKinds = {"prose", "code"};
 constexpr std::array<std::string_view, 3> kStatuses = {"running", "completed", "failed"};
+constexpr std::array<std::string_view, 5> kOutcomes = {"finished", "failed", "cancelled", "interrupted", "limit"};
 
 template <class Enumeration, std::size_t size>
 std::optional<Enumeration> parse(const std::array<std::string_view, size>& rawValues, std::string_view text) {
@@ -36,6 +37,12 @@ std::string_view rawValue(ToolInvocationStatus status) { return kStatuses.at(pos
 
 std::optional<ToolInvocationStatus> toolInvocationStatusFromRawValue(std::string_view text) {
   return parse<ToolInvocationStatus>(kStatuses, text);
+}
+
+std::string_view rawValue(PromptOutcome outcome) { return kOutcomes.at(position(outcome)); }
+
+std::optional<PromptOutcome> promptOutcomeFromRawValue(std::string_view text) {
+  return parse<PromptOutcome>(kOutcomes, text);
 }
 
 std::string_view rawValue(ConversationItemKind kind) { return kItemKinds.at(position(kind)); }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/id.hpp"
+#include "core/prompt_outcome.hpp"
 #include "core/tool_invocation.hpp"
 #include "platform/clock/clock.hpp"
 
@@ -30,6 +31,9 @@ struct MessageBlock {
 
 /// A prompt the user sent.
 struct UserMessage {
+  std::optional<PromptOutcome> endReason;  ///< absent while it runs, and where nobody knows
+  std::optional<Timestamp> endedAt;        ///< of one that was interrupted: when its last activity was
+
   bool operator==(const UserMessage&) const = default;
 };
 

@@ -17,6 +17,12 @@ std::optional<ToolInvocationStatus> toolInvocationStatusFromRawValue(std::string
 /// Whether a finished tool call did what was asked.
 enum class ToolOutcome { completed, failed };
 
+/// A tool call that has not ended, and since when it runs.
+struct RunningInvocation {
+  ToolInvocationId id;
+  Timestamp since;
+};
+
 /// One tool call of the agent. It reaches the transcript only through its group.
 struct ToolInvocation {
   ToolInvocationId id;

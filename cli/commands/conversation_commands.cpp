@@ -1,6 +1,8 @@
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
+#include <utility>
+
 #include "cli/command/command.hpp"
 #include "cli/command/lookup.hpp"
 #include "cli/command/user_input.hpp"
@@ -60,17 +62,27 @@ awaitable<ExitStatus> list(CommandContext& context, Arguments arguments) {
   co_return ExitStatus::done;
 }
 
+/// `firstPrompt` is the one that the first item came of.
 void showText(CommandContext& context, const ConversationSummary& summary, const std::vector<ConversationItem>& items,
-              RawRecords records) {
+              const std::optional<ConversationItem>& firstPrompt, RawRecords records) {
   const Style& style = context.output.style();
   const Conversation& conversation = summary.conversation;
   context.output.line(style.bold(oneLine(titleOf(summary))));
   context.output.line(style.dim(oneLine(fmt::format("{} · {} · {} · {}", conversation.id.text(), summary.projectName,
                                                     agentWord(summary), localTime(conversation.createdAt)))));
+  std::string end = firstPrompt ? endText(*firstPrompt, style) : std::string();  // of the latest prompt
+  const auto showEnd = [&](std::string next) {
+    const std::string text = std::exchange(end, std::move(next));
+    if (!text.empty()) context.output.line("");
+    context.output.write(text);
+  };
   for (const ConversationItem& item : items) {
+    const bool isNextPrompt = kindOf(item) == ConversationItemKind::userMessage && &item != &items.front();
+    if (isNextPrompt) showEnd(endText(item, style));
     context.output.line("");
     context.output.write(records == RawRecords::included ? rawText(item) : itemText(item, style, ToolOutput::complete));
   }
+  showEnd({});
   if (const std::string usage = usageText(conversation); !usage.empty()) {
     context.output.line("");
     context.output.line(style.dim(usage));
@@ -87,7 +99,9 @@ awaitable<ExitStatus> showTranscript(CommandContext& context, Arguments argument
     for (const ConversationItem& item : items) forms.push_back(jsonForm(item, records));
     context.output.json(json::object{{"conversation", jsonForm(summary)}, {"items", std::move(forms)}});
   } else {
-    showText(context, summary, items, records);
+    const auto firstPrompt =
+        items.empty() ? std::nullopt : co_await context.application().transcripts().promptOf(items.front().id);
+    showText(context, summary, items, firstPrompt, records);
   }
   co_return ExitStatus::done;
 }

@@ -26,6 +26,11 @@ json::object blockForm(const MessageBlock& block) {
   return object;
 }
 
+void addDetail(json::object& object, const UserMessage& prompt) {
+  if (prompt.endReason) object.emplace("endReason", rawValue(*prompt.endReason));
+  addIfPresent(object, "endedAt", prompt.endedAt);
+}
+
 void addDetail(json::object& object, const AgentMessage& message) {
   addIfPresent(object, "agentModel", message.agentModel);
   addIfPresent(object, "providerMessageId", message.providerMessageId);
@@ -118,6 +123,7 @@ json::object jsonForm(const ConversationItem& item, RawRecords records) {
                       {"createdAt", iso8601(item.createdAt)},
                       {"text", item.text}};
   if (records == RawRecords::included) object.emplace("rawJSON", item.rawJSON);
+  if (const auto* prompt = std::get_if<UserMessage>(&item.detail)) addDetail(object, *prompt);
   if (const auto* message = std::get_if<AgentMessage>(&item.detail)) addDetail(object, *message);
   if (const auto* group = std::get_if<ToolInvocationGroup>(&item.detail)) addDetail(object, *group, records);
   return object;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/output/duration_text.hpp"
 #include "cli/output/terminal_text.hpp"
 #include "platform/json/json.hpp"
 #include "platform/text/text.hpp"
@@ -76,6 +77,22 @@ std::string groupText(const ToolInvocationGroup& group, const Style& style, Tool
   return text;
 }
 
+std::string_view outcomeWords(PromptOutcome outcome) {
+  switch (outcome) {
+    case PromptOutcome::finished:
+      return "finished";
+    case PromptOutcome::failed:
+      return "failed";
+    case PromptOutcome::cancelled:
+      return "cancelled";
+    case PromptOutcome::interrupted:
+      return "interrupted";
+    case PromptOutcome::limit:
+      return "cut off by a limit";
+  }
+  __builtin_unreachable();
+}
+
 }  // namespace
 
 std::string itemText(const ConversationItem& item, const Style& style, ToolOutput output) {
@@ -92,6 +109,14 @@ std::string itemText(const ConversationItem& item, const Style& style, ToolOutpu
       return style.bad("✗ " + terminalSafe(trimmed(item.text))) + '\n';
   }
   __builtin_unreachable();
+}
+
+std::string endText(const ConversationItem& prompt, const Style& style) {
+  const auto& message = std::get<UserMessage>(prompt.detail);
+  if (!message.endReason || *message.endReason == PromptOutcome::finished) return {};
+  std::string words(outcomeWords(*message.endReason));
+  if (message.endedAt) words += " after " + durationText(*message.endedAt - prompt.createdAt);
+  return style.dim(fmt::format("── {} ──", words)) + '\n';
 }
 
 std::string startedText(const ToolInvocation& invocation, const Style& style) {

@@ -14,6 +14,9 @@ enum class ToolOutput { firstLines, complete };
 /// An entry as people read it; whole lines, harmless to a terminal.
 std::string itemText(const ConversationItem& item, const Style& style, ToolOutput output);
 
+/// How a prompt ended, in a line behind what came of it; empty for one that finished, or of which it is not known.
+std::string endText(const ConversationItem& prompt, const Style& style);
+
 /// A tool call that has started, on one line.
 std::string startedText(const ToolInvocation& invocation, const Style& style);
 /// The result of one that has ended.

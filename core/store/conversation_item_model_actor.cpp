@@ -37,11 +37,12 @@ class ConversationItemOperations {
       const auto conversation = conversations_.find(id);
       if (!conversation) return logUnknown("appendUserPrompt called with unknown id", id);
       const std::string rawJSON = formatUserPrompt(prompt, agent, now);
-      append({.conversation = *conversation,
-              .kind = ConversationItemKind::userMessage,
-              .rawJSON = rawJSON,
-              .text = prompt},
-             {id, *conversation, changes});
+      const ConversationItemId added = append({.conversation = *conversation,
+                                               .kind = ConversationItemKind::userMessage,
+                                               .rawJSON = rawJSON,
+                                               .text = prompt},
+                                              {id, *conversation, changes});
+      runs_.setPrompt(*conversation, added);
       conversations_.touchLastPrompt(*conversation, now);
       changes.updated(id);
     });
@@ -107,7 +108,7 @@ class ConversationItemOperations {
     });
   }
 
-  bool endRun(ConversationId id, std::string_view unfinishedToolOutput) {
+  bool endRun(ConversationId id, const RunTable::End& end) {
     openToolGroupByConversation_.erase(id);
     return store_.write(Durability::powerCut, [&](Changes& changes) {
       const auto conversation = conversations_.find(id);
@@ -115,10 +116,17 @@ class ConversationItemOperations {
         logUnknown("endRun called with unknown id", id);
         return false;
       }
-      runs_.end(id, *conversation, unfinishedToolOutput, changes);
+      runs_.end(id, *conversation, end, changes);
       conversations_.touchLastActivity(*conversation, store_.now());
       changes.updated(id);
       return true;
+    });
+  }
+
+  std::optional<RunningInvocation> newestRunningInvocation(ConversationId id) {
+    return store_.read([&] {
+      const auto conversation = conversations_.find(id);
+      return conversation ? items_.newestRunningInvocation(*conversation) : std::nullopt;
     });
   }
 
@@ -373,10 +381,16 @@ awaitable<bool> ConversationItemModelActor::beginRun(ConversationId conversation
   return perform([=](auto& operations) { return operations.beginRun(conversationId); });
 }
 
-awaitable<bool> ConversationItemModelActor::endRun(ConversationId conversationId, std::string unfinishedToolOutput) {
-  return perform([conversationId, output = std::move(unfinishedToolOutput)](auto& operations) {
-    return operations.endRun(conversationId, output);
+awaitable<bool> ConversationItemModelActor::endRun(ConversationId conversationId, std::string unfinishedToolOutput,
+                                                   std::optional<PromptOutcome> outcome) {
+  return perform([conversationId, output = std::move(unfinishedToolOutput), outcome](auto& operations) {
+    return operations.endRun(conversationId, {.unfinishedToolOutput = output, .outcome = outcome});
   });
+}
+
+awaitable<std::optional<RunningInvocation>> ConversationItemModelActor::newestRunningInvocation(
+    ConversationId conversationId) {
+  return perform([=](auto& operations) { return operations.newestRunningInvocation(conversationId); });
 }
 
 }  // namespace ravant

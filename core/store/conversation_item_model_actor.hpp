@@ -8,6 +8,7 @@
 
 #include "core/agent_type.hpp"
 #include "core/id.hpp"
+#include "core/prompt_outcome.hpp"
 #include "core/store/store_actor.hpp"
 #include "core/token_usage_snapshot.hpp"
 #include "core/tool_invocation.hpp"
@@ -69,9 +70,13 @@ class ConversationItemModelActor : public StoreActor<ConversationItemOperations>
   /// when the conversation is unknown.
   awaitable<bool> beginRun(ConversationId conversationId);
 
-  /// Takes the mark off, and finishes as failed, with `unfinishedToolOutput`, the tool calls that
-  /// are still running. False when the conversation is unknown.
-  awaitable<bool> endRun(ConversationId conversationId, std::string unfinishedToolOutput);
+  /// Takes the mark off, stores how the prompt ended that was appended under it, and finishes as failed, with
+  /// `unfinishedToolOutput`, the tool calls that are still running. False when the conversation is unknown.
+  awaitable<bool> endRun(ConversationId conversationId, std::string unfinishedToolOutput,
+                         std::optional<PromptOutcome> outcome = {});
+
+  /// Of the conversation's tool calls that still run, the one that began last.
+  awaitable<std::optional<RunningInvocation>> newestRunningInvocation(ConversationId conversationId);
 
  private:
   awaitable<void> applyOne(std::string_view unknownConversation, ConversationId conversationId,

@@ -39,6 +39,8 @@ ItemTable::ItemTable(StoreConnection& store)
           store.prepare("UPDATE tool_invocation SET status_raw_value = ?, output = ?, completed_at = ? WHERE id = ?")),
       runningInvocations_(store.prepare(
           "SELECT id FROM tool_invocation WHERE conversation_id = ? AND status_raw_value = 'running' ORDER BY id")),
+      newestRunningInvocation_(store.prepare("SELECT id, created_at FROM tool_invocation WHERE conversation_id = ? "
+                                             "AND status_raw_value = 'running' ORDER BY id DESC LIMIT 1")),
       latestMessage_(
           store.prepare("SELECT id FROM conversation_item WHERE conversation_id = ? AND provider_message_id = ? "
                         "ORDER BY created_at DESC, id LIMIT 1")),
@@ -94,6 +96,12 @@ std::vector<ToolInvocationId> ItemTable::runningInvocations(ConversationRow conv
   auto row = runningInvocations_.query(bound(conversation));
   while (row.step()) running.emplace_back(row.int64(0));
   return running;
+}
+
+std::optional<RunningInvocation> ItemTable::newestRunningInvocation(ConversationRow conversation) {
+  auto row = newestRunningInvocation_.query(bound(conversation));
+  if (!row.step()) return std::nullopt;
+  return RunningInvocation{.id = readId<ToolInvocationId>(row, 0), .since = readTime(row, 1)};
 }
 
 std::optional<ConversationItemId> ItemTable::latestMessage(ConversationRow conversation,

@@ -48,6 +48,7 @@ class ItemTable {
   void complete(ToolInvocationId id, std::string_view output, Timestamp at);
   void fail(ToolInvocationId id, std::string_view output, Timestamp at);
   std::vector<ToolInvocationId> runningInvocations(ConversationRow conversation);
+  std::optional<RunningInvocation> newestRunningInvocation(ConversationRow conversation);
 
   std::optional<ConversationItemId> latestMessage(ConversationRow conversation, std::string_view providerMessageId);
   void applyTokenUsage(ConversationItemId message, const TokenUsageSnapshot& snapshot);
@@ -64,6 +65,7 @@ class ItemTable {
   sqlite::Statement updateInvocation_;
   sqlite::Statement finishInvocation_;
   sqlite::Statement runningInvocations_;
+  sqlite::Statement newestRunningInvocation_;
   sqlite::Statement latestMessage_;
   sqlite::Statement applyTokenUsage_;
 };

@@ -19,6 +19,11 @@ RunTable::RunTable(StoreConnection& store, ItemTable& items)
       ownerOf_(store.prepare("SELECT owner FROM run WHERE conversation_id = ?")),
       insert_(store.prepare("INSERT OR REPLACE INTO run (conversation_id, owner, started_at) VALUES (?, ?, ?)")),
       remove_(store.prepare("DELETE FROM run WHERE conversation_id = ? AND owner = ?")),
+      setPrompt_(store.prepare("UPDATE run SET prompt_id = ? WHERE conversation_id = ? AND owner = ?")),
+      endPrompt_(store.prepare(
+          "UPDATE conversation_item SET end_reason = ?1, ended_at = max(created_at, coalesce(?2, "
+          "(SELECT last_activity_at FROM conversation WHERE id = ?3))) "
+          "WHERE id = (SELECT prompt_id FROM run WHERE conversation_id = ?3 AND owner = ?4) RETURNING id")),
       all_(store.prepare("SELECT run.owner, conversation.uuid, conversation.id FROM run "
                          "JOIN conversation ON conversation.id = run.conversation_id")) {}
 
@@ -37,26 +42,36 @@ void RunTable::begin(ConversationId id, ConversationRow conversation, Changes& c
   insert_.run(bound(conversation), processes.owner(), bound(store_.now()));
 }
 
-void RunTable::end(ConversationId id, ConversationRow conversation, std::string_view unfinishedToolOutput,
-                   Changes& changes) {
+void RunTable::setPrompt(ConversationRow conversation, ConversationItemId prompt) {
+  setPrompt_.run(bound(prompt), bound(conversation), store_.container().processes().owner());
+}
+
+void RunTable::end(ConversationId id, ConversationRow conversation, const End& how, Changes& changes) {
   const auto owner = ownerOf(conversation);
   const std::string& self = store_.container().processes().owner();
   if (owner && *owner != self) return;  // another process has begun a run since
-  end(id, conversation, self, unfinishedToolOutput, changes);
+  end(id, conversation, self, how, changes);
 }
 
-void RunTable::end(ConversationId id, ConversationRow conversation, const std::string& owner,
-                   std::string_view unfinishedToolOutput, Changes& changes) {
+void RunTable::end(ConversationId id, ConversationRow conversation, const std::string& owner, const End& how,
+                   Changes& changes) {
+  if (how.outcome) {
+    const bool isTimeKnown = *how.outcome != PromptOutcome::interrupted;
+    auto row = endPrompt_.query(rawValue(*how.outcome), isTimeKnown ? std::optional(bound(store_.now())) : std::nullopt,
+                                bound(conversation), owner);
+    if (row.step()) changes.updated(readId<ConversationItemId>(row, 0), id);
+  }
   remove_.run(bound(conversation), owner);
   for (const ToolInvocationId invocation : items_.runningInvocations(conversation)) {
-    items_.fail(invocation, unfinishedToolOutput, store_.now());
+    items_.fail(invocation, how.unfinishedToolOutput, store_.now());
     changes.updated(invocation, id);
   }
 }
 
 void RunTable::endInterrupted(ConversationId id, ConversationRow conversation, const std::string& owner,
                               Changes& changes) {
-  end(id, conversation, owner, kInterruptedTool, changes);
+  end(id, conversation, owner, {.unfinishedToolOutput = kInterruptedTool, .outcome = PromptOutcome::interrupted},
+      changes);
   changes.inserted(items_.insert({.conversation = conversation,
                                   .kind = ConversationItemKind::failureEvent,
                                   .rawJSON = {},

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <optional>
 #include <string_view>
 
+#include "core/prompt_outcome.hpp"
 #include "core/store/item_table.hpp"
 
 namespace ravant {
@@ -16,20 +18,26 @@ class RunTable {
   /// has one in the conversation.
   void begin(ConversationId id, ConversationRow conversation, Changes& changes);
 
+  /// The prompt that this process's mark is about.
+  void setPrompt(ConversationRow conversation, ConversationItemId prompt);
+
   /// The process whose prompt is in flight in the conversation.
   std::optional<std::string> ownerOf(ConversationRow conversation);
 
-  /// Takes this process's mark off and fails the tool calls that still run, with
-  /// `unfinishedToolOutput`; not while another process has a prompt in flight.
-  void end(ConversationId id, ConversationRow conversation, std::string_view unfinishedToolOutput, Changes& changes);
+  /// How a run ended.
+  struct End {
+    std::string_view unfinishedToolOutput;  ///< of the tool calls that still run: they fail
+    std::optional<PromptOutcome> outcome;   ///< of its prompt
+  };
+  /// Takes this process's mark off and ends what still runs; not while another process has a prompt in flight.
+  void end(ConversationId id, ConversationRow conversation, const End& how, Changes& changes);
 
-  /// Ends every run whose process is dead: its running tool calls fail, and a failure item says that
+  /// Ends every run whose process is dead: its running tool calls fail, and its prompt and a failure item say that
   /// the run was interrupted.
   void endInterrupted(Changes& changes);
 
  private:
-  void end(ConversationId id, ConversationRow conversation, const std::string& owner,
-           std::string_view unfinishedToolOutput, Changes& changes);
+  void end(ConversationId id, ConversationRow conversation, const std::string& owner, const End& how, Changes& changes);
   void endInterrupted(ConversationId id, ConversationRow conversation, const std::string& owner, Changes& changes);
 
   StoreConnection& store_;
@@ -37,6 +45,8 @@ class RunTable {
   sqlite::Statement ownerOf_;
   sqlite::Statement insert_;
   sqlite::Statement remove_;
+  sqlite::Statement setPrompt_;
+  sqlite::Statement endPrompt_;
   sqlite::Statement all_;
 };
 

@@ -150,7 +150,15 @@ constexpr std::string_view kVersion2 = R"sql(
 ALTER TABLE agent ADD COLUMN arguments TEXT CHECK (arguments IS NULL OR json_type(arguments) = 'array');
 )sql";
 
-constexpr std::array kMigrations = {Migration{kVersion1}, Migration{kVersion2}};
+constexpr std::string_view kVersion3 = R"sql(
+ALTER TABLE conversation_item ADD COLUMN end_reason TEXT
+  CHECK (end_reason IN ('finished', 'failed', 'cancelled', 'interrupted', 'limit'));
+ALTER TABLE conversation_item ADD COLUMN ended_at INTEGER;
+-- The prompt that the run is about, once it stands in the transcript.
+ALTER TABLE run ADD COLUMN prompt_id INTEGER REFERENCES conversation_item (id) ON DELETE SET NULL;
+)sql";
+
+constexpr std::array kMigrations = {Migration{kVersion1}, Migration{kVersion2}, Migration{kVersion3}};
 
 }  // namespace
 

@@ -15,7 +15,8 @@ std::string selectItems(std::string_view rest) {
   return fmt::format(
       "SELECT item.id, conversation.uuid, item.raw_json, item.created_at, item.text, item.kind, item.agent_model, "
       "item.provider_message_id, item.input_tokens, item.output_tokens, item.cache_read_tokens, "
-      "item.cache_creation_tokens, item.used_tokens, item.total_processed_tokens FROM conversation_item AS item "
+      "item.cache_creation_tokens, item.used_tokens, item.total_processed_tokens, item.end_reason, item.ended_at FROM "
+      "conversation_item AS item "
       "JOIN conversation ON conversation.id = item.conversation_id {}",
       rest);
 }
@@ -41,6 +42,12 @@ ToolInvocation readInvocation(const sqlite::Query& row) {
           .parentGroup = readId<ConversationItemId>(row, 10)};
 }
 
+UserMessage readPrompt(const sqlite::Query& row) {
+  UserMessage prompt{.endReason = {}, .endedAt = readOptionalTime(row, 15)};
+  if (!row.isNull(14)) prompt.endReason = promptOutcomeFromRawValue(row.text(14)).value();
+  return prompt;
+}
+
 AgentMessage readMessage(const sqlite::Query& row) {
   return {.agentModel = readOptionalText(row, 6),
           .providerMessageId = readOptionalText(row, 7),
@@ -63,6 +70,11 @@ class TranscriptReadings {
         lastItems_(store_.prepare(
             selectItems("WHERE conversation.uuid = ? ORDER BY item.created_at DESC, item.id DESC LIMIT ?"))),
         oneItem_(store_.prepare(selectItems("WHERE item.id = ?"))),
+        promptOf_(store_.prepare(selectItems(
+            "WHERE item.kind = 'userMessage' "
+            "AND item.conversation_id = (SELECT conversation_id FROM conversation_item WHERE id = ?1) "
+            "AND (item.created_at, item.id) <= (SELECT created_at, id FROM conversation_item WHERE id = ?1) "
+            "ORDER BY item.created_at DESC, item.id DESC LIMIT 1"))),
         blocks_(store_.prepare(
             "SELECT text, language, position, kind FROM message_block WHERE message_id = ? ORDER BY position")),
         invocationsOf_(store_.prepare(selectInvocations("group_id = ?"))),
@@ -81,6 +93,13 @@ class TranscriptReadings {
   std::optional<ConversationItem> item(ConversationItemId id) {
     return store_.read([&] {
       auto row = oneItem_.query(bound(id));
+      return row.step() ? std::optional(readItem(row)) : std::nullopt;
+    });
+  }
+
+  std::optional<ConversationItem> promptOf(ConversationItemId id) {
+    return store_.read([&] {
+      auto row = promptOf_.query(bound(id));
       return row.step() ? std::optional(readItem(row)) : std::nullopt;
     });
   }
@@ -106,7 +125,7 @@ class TranscriptReadings {
   ConversationItem::Detail readDetail(ConversationItemId id, const sqlite::Query& row) {
     switch (conversationItemKindFromRawValue(row.text(5)).value()) {
       case ConversationItemKind::userMessage:
-        return UserMessage{};
+        return readPrompt(row);
       case ConversationItemKind::agentMessage: {
         AgentMessage message = readMessage(row);
         message.blocks = readBlocks(id);
@@ -144,6 +163,7 @@ class TranscriptReadings {
   StoreConnection store_;
   sqlite::Statement lastItems_;
   sqlite::Statement oneItem_;
+  sqlite::Statement promptOf_;
   sqlite::Statement blocks_;
   sqlite::Statement invocationsOf_;
   sqlite::Statement oneInvocation_;
@@ -165,6 +185,10 @@ awaitable<std::vector<ConversationItem>> TranscriptReader::items(ConversationId 
 
 awaitable<std::optional<ConversationItem>> TranscriptReader::item(ConversationItemId id) {
   return perform([=](auto& readings) { return readings.item(id); });
+}
+
+awaitable<std::optional<ConversationItem>> TranscriptReader::promptOf(ConversationItemId id) {
+  return perform([=](auto& readings) { return readings.promptOf(id); });
 }
 
 awaitable<std::optional<ToolInvocation>> TranscriptReader::invocation(ToolInvocationId id) {

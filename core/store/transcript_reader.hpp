@@ -22,6 +22,8 @@ class TranscriptReader : public StoreActor<TranscriptReadings> {
   /// Oldest first: the whole transcript, or its last items.
   awaitable<std::vector<ConversationItem>> items(ConversationId conversationId, std::optional<std::int64_t> last);
   awaitable<std::optional<ConversationItem>> item(ConversationItemId id);
+  /// The prompt that the item came of; a prompt's own is itself.
+  awaitable<std::optional<ConversationItem>> promptOf(ConversationItemId id);
   awaitable<std::optional<ToolInvocation>> invocation(ToolInvocationId id);
 };
 

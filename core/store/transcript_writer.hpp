@@ -30,9 +30,9 @@ class TranscriptWriter {
  public:
   TranscriptWriter(std::shared_ptr<ModelContainer> modelContainer, ConversationId conversationId);
 
-  /// Keeps the prompt, runs the turn, and ends its record however the turn ends. Throws what the turn throws, `busy` of
-  /// `AgentRunnerError` where another process runs one in the conversation, and `ConversationGoneError` where it is
-  /// unknown; nothing where `isCancelled` in the end.
+  /// Keeps the prompt, runs the turn, and ends its record with how it ended, whatever that is. Throws what the turn
+  /// throws, `busy` of `AgentRunnerError` where another process runs one in the conversation, and
+  /// `ConversationGoneError` where it is unknown; nothing where `isCancelled` in the end.
   awaitable<void> record(std::string prompt, AgentType agent, std::function<bool()> isCancelled,
                          std::function<awaitable<void>()> turn);
 
@@ -41,8 +41,8 @@ class TranscriptWriter {
   awaitable<std::optional<TurnEnd>> perform(std::vector<turn::Action> actions);
   awaitable<void> store(std::vector<TranscriptAction> actions);
 
-  /// Announces what the run does or waits for from now on. `perform` announces by itself that the agent thinks, runs a
-  /// tool or will be asked again.
+  /// Announces, while the prompt is in flight, what the run does or waits for from now on. That the agent thinks, runs
+  /// a tool or will be asked again is announced by itself, from what is recorded, performed and stored.
   awaitable<void> announce(RunState::Kind kind);
 
   /// The agent no longer knows the session that it was to resume: it is forgotten, and the transcript says so.
@@ -55,11 +55,19 @@ class TranscriptWriter {
   /// Marks the run and keeps the prompt.
   awaitable<void> begin(std::string prompt, AgentType agent);
   /// Takes the mark off; tool calls without a result fail with `unfinishedToolOutput`. Throws `ConversationGoneError`.
-  awaitable<void> end(std::string_view unfinishedToolOutput);
+  awaitable<void> end(std::string_view unfinishedToolOutput, std::optional<PromptOutcome> outcome);
+
+  /// What the agent said or did says that it no longer waits.
+  awaitable<void> announceWork();
+  awaitable<void> announceState(RunState state);
+  awaitable<void> announceGrowths(std::vector<Growth> growths);
 
   ConversationId conversationId_;
   std::shared_ptr<ModelContainer> modelContainer_;
   std::shared_ptr<ConversationItemModelActor> items_;
+  bool isInFlight_ = false;
+  std::optional<RunState> state_;            ///< the one announced last
+  std::optional<FailureCause> turnFailure_;  ///< of the turn that ended last, where it failed
 };
 
 }  // namespace ravant

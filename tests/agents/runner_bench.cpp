@@ -115,6 +115,15 @@ std::vector<std::string> RunnerBench::texts(std::optional<ConversationId> conver
   return texts;
 }
 
+std::vector<std::string> RunnerBench::endReasons() {
+  std::vector<std::string> reasons;
+  for (const ConversationItem& item : store_.transcript(conversation_)) {
+    const auto* prompt = std::get_if<UserMessage>(&item.detail);
+    if (prompt) reasons.emplace_back(prompt->endReason ? rawValue(*prompt->endReason) : "");
+  }
+  return reasons;
+}
+
 bool RunnerBench::hasRunningTool() {
   return std::ranges::count(toolCallsOf(store_.transcript(conversation_)), ToolInvocationStatus::running,
                             &ToolInvocation::status) > 0;

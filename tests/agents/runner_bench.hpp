@@ -48,6 +48,8 @@ class RunnerBench {
   std::string transcript();
   /// The text of each item.
   std::vector<std::string> texts(std::optional<ConversationId> conversation = {});
+  /// How each prompt ended; "" where it is not known.
+  std::vector<std::string> endReasons();
   bool hasRunningTool();
 
   template <class Result>

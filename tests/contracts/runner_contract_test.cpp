@@ -81,6 +81,7 @@ TEST_P(RunnerContractTest, cancellingEndsEverythingAndTheNextPromptRuns) {
 
   EXPECT_EQ(bench.send(replying.program(2), "go on"), "finished") << "the session is resumed";
   EXPECT_THAT(bench.texts(), ElementsAre("hang", "Working.", "", "go on", "Second reply."));
+  EXPECT_THAT(bench.endReasons(), ElementsAre("cancelled", "finished"));
 }
 
 TEST_P(RunnerContractTest, cancellingDoesNotWaitForThePromptThatComesNext) {
@@ -136,6 +137,7 @@ TEST_P(RunnerContractTest, anAgentThatEndsBeforeItsTurnIsHeardInItsOwnWords) {
     EXPECT_THAT(bench.send(ending.program(3), "prompt"),
                 MatchesRegex(orProcessDied("failed: agentExitedSilently: last words(\nKilled)?")));
     EXPECT_EQ(bench.send(replying.program(1), "prompt"), "finished");
+    EXPECT_THAT(bench.endReasons(), ElementsAre("failed", "failed", "failed", "finished"));
   }
   EXPECT_THAT(survivorsOf(ending), IsEmpty());
 }

@@ -69,10 +69,10 @@ TEST_F(Container, refusesWhatItCannotRead) {
   EXPECT_EQ(errorOf(), StoreError::Case::notAStore);
 
   std::filesystem::remove(folder / "data/store.sqlite");
-  const std::array newer = {migrations()[0], migrations()[1], Migration{"CREATE TABLE future (a)"}};
+  const std::array newer = {migrations()[0], migrations()[1], migrations()[2], Migration{"CREATE TABLE future (a)"}};
   open(newer);
   EXPECT_EQ(errorOf(), StoreError::Case::newerVersion);
-  EXPECT_THAT(words, HasSubstr("store version 3, this program knows 2"));
+  EXPECT_THAT(words, HasSubstr("store version 4, this program knows 3"));
 }
 
 TEST_F(Container, refusesADamagedStore) {

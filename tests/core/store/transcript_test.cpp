@@ -207,5 +207,20 @@ TEST_F(Transcript, readsItsLastItems) {
   EXPECT_EQ(run(store.reader->item(last.back().id)), last.back());
 }
 
+TEST_F(Transcript, knowsThePromptOfAnItem) {
+  message("before any prompt");
+  run(store.items->appendUserPrompt(conversation, "first", AgentType::claude));
+  message("answer");
+  store.clock->set(kMorning - std::chrono::hours(5));
+  run(store.items->appendUserPrompt(conversation, "second", AgentType::claude));
+  run(store.items->appendUserPrompt(store.makeConversation(AgentType::pi, "/other"), "other", AgentType::pi));
+  std::vector<std::string> prompts;
+  for (const ConversationItem& item : store.transcript(conversation)) {
+    const auto prompt = run(store.reader->promptOf(item.id));
+    prompts.push_back(prompt ? prompt->text : "-");
+  }
+  EXPECT_THAT(prompts, testing::ElementsAre("-", "first", "first", "second"));
+}
+
 }  // namespace
 }  // namespace ravant::test
