@@ -8,7 +8,9 @@
 namespace ravant::cli {
 
 PromptRun::PromptRun(CommandContext& context, PromptSubmission submission)
-    : context_(context), submission_(std::move(submission)), output_(RunOutput::make(context.format, context.output)) {}
+    : context_(context),
+      submission_(std::move(submission)),
+      output_(RunOutput::make(context.format, context.output, context.application().modelContainer()->clock())) {}
 
 awaitable<RunEnd> PromptRun::run() {
   using asio::experimental::awaitable_operators::operator&&;
@@ -17,7 +19,7 @@ awaitable<RunEnd> PromptRun::run() {
                     .project = submission_.project,
                     .agent = submission_.agent.type,
                     .model = submission_.model});
-  co_await (cancelWhenInterrupted() && submit() && follow());
+  co_await (cancelWhenInterrupted() && submit() && follow() && keepTime());
   if (!isReaderStalled_) output_->finished(error_ ? PromptEndReason::failed : reason_);
   if (error_) std::rethrow_exception(error_);
   co_return RunEnd{.reason = reason_, .failure = follower_->failure()};
@@ -26,6 +28,7 @@ awaitable<RunEnd> PromptRun::run() {
 awaitable<void> PromptRun::prepare() {
   Application& application = context_.application();
   const auto interface = co_await asio::this_coro::executor;
+  ended_.emplace(interface);
   auto before = co_await application.conversations().conversation(submission_.conversation);
   if (!before) throw CommandError("the conversation is gone");
   const auto items = co_await application.transcripts().items(submission_.conversation, 1);
@@ -45,18 +48,38 @@ awaitable<void> PromptRun::submit() {
   co_await application.modelContainer()->changeFeed()->flush();
   subscription_->end();
   activity_.reset();
+  hasEnded_ = true;
+  ended_->notify();
   context_.interruption.release();
 }
 
 awaitable<void> PromptRun::follow() {
   try {
     co_await follower_->follow(subscription_);
+  } catch (...) {
+    failToShow(std::current_exception());
+  }
+}
+
+awaitable<void> PromptRun::keepTime() {
+  while (!hasEnded_ && !error_) {
+    co_await ended_->wait(std::chrono::steady_clock::now() + std::chrono::seconds(1));
+    try {
+      if (!hasEnded_ && !error_) output_->tick();
+    } catch (...) {
+      failToShow(std::current_exception());
+    }
+  }
+}
+
+void PromptRun::failToShow(std::exception_ptr error) {
+  error_ = error;
+  try {
+    std::rethrow_exception(error);
   } catch (const Interrupted&) {
     // The signal itself cancels the run.
-    error_ = std::current_exception();
     isReaderStalled_ = true;
   } catch (...) {
-    error_ = std::current_exception();
     // A run that nobody can see is not left running.
     context_.interruption.request();
   }

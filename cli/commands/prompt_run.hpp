@@ -8,6 +8,7 @@
 #include "app/prompt_submission.hpp"
 #include "cli/command/command_context.hpp"
 #include "cli/commands/run_follower.hpp"
+#include "platform/async/signal.hpp"
 
 namespace ravant::cli {
 
@@ -29,6 +30,10 @@ class PromptRun {
   awaitable<void> prepare();
   awaitable<void> submit();
   awaitable<void> follow();
+  /// Tells the output of each second until the prompt has ended.
+  awaitable<void> keepTime();
+  /// Keeps what is thrown while something is shown, and has the run stopped for it.
+  void failToShow(std::exception_ptr error);
   awaitable<void> cancelWhenInterrupted();
 
   CommandContext& context_;
@@ -37,6 +42,8 @@ class PromptRun {
   std::unique_ptr<RunFollower> follower_;
   std::shared_ptr<ChangeSubscription> subscription_;
   std::shared_ptr<NotificationObserver> activity_;  ///< until the prompt has ended
+  std::optional<Signal> ended_;
+  bool hasEnded_ = false;
   PromptEndReason reason_ = PromptEndReason::failed;
   std::exception_ptr error_;
   bool isReaderStalled_ = false;  ///< the user interrupted the wait for who reads the output

@@ -233,8 +233,10 @@ Command runCommand() {
           "line breaks at the end of a prompt.\n\n"
           "Interrupting the program (Ctrl-C) cancels the prompt and waits for the agent to be gone; interrupting "
           "it again stops waiting.\n\n"
-          "With --json each event is one JSON object on a line of its own: started, item, invocation, usage and, "
-          "always last, finished.",
+          "On a terminal the last line says what the run does or waits for.\n\n"
+          "With --json each event is one JSON object on a line of its own: started, item, invocation, output (what a "
+          "running tool printed since the last one), state (what the run does or waits for), usage and, always last, "
+          "finished.",
       .positionals = {{.name = "PROMPT", .occurrence = Occurrence::atMostOnce}},
       .options =
           {{.name = "--project",

@@ -1,6 +1,9 @@
 #include "cli/commands/run_follower.hpp"
 
 #include <tuple>
+#include <utility>
+
+#include "cli/output/printed_since.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -13,6 +16,14 @@ bool hasSameUsage(const Conversation& one, const Conversation& other) {
                     conversation.lastCacheCreationTokens, conversation.lastMaxTokens);
   };
   return figures(one) == figures(other);
+}
+
+/// What a call that still runs has printed, where it did not change in anything else.
+std::optional<std::string> printedBy(const ToolInvocation& now, ToolInvocation before) {
+  if (now.status != ToolInvocationStatus::running) return std::nullopt;
+  const std::string printed = std::exchange(before.output, now.output).value_or(std::string());
+  if (before != now) return std::nullopt;
+  return std::string(printedSince(printed, now.output.value_or(std::string())));
 }
 
 }  // namespace
@@ -37,18 +48,18 @@ awaitable<void> RunFollower::follow(std::shared_ptr<ChangeSubscription> subscrip
 awaitable<void> RunFollower::show(ChangeBatch batch) {
   const ConversationId id = shownSummary_.conversation.id;
   bool hasConversationChanged = false;
+  std::set<ToolInvocationId> readAnew;  // as they are behind the whole batch
   for (const Change& change : batch.changes) {
     hasConversationChanged |= change.entity == Change::EntityId(id) && change.operation != ChangeOperation::grew &&
                               change.operation != ChangeOperation::went;
     if (change.conversation != id) continue;
-    if (change.growth) {
-      if (change.growth->kind == GrowthKind::message) output_.growth(*change.growth);
-      continue;
-    }
+    if (change.growth) output_.growth(*change.growth);
+    if (change.state) output_.state(*change.state);
     const auto* item = std::get_if<ConversationItemId>(&change.entity);
     if (item && change.operation == ChangeOperation::inserted) {
       if (auto found = co_await application_.transcripts().item(*item)) showItem(*std::move(found));
     } else if (const auto* invocation = std::get_if<ToolInvocationId>(&change.entity)) {
+      if (!readAnew.insert(*invocation).second) continue;
       if (auto found = co_await application_.transcripts().invocation(*invocation)) showInvocation(*std::move(found));
     }
   }
@@ -80,7 +91,13 @@ void RunFollower::showItem(ConversationItem item) {
 void RunFollower::showInvocation(ToolInvocation invocation) {
   const auto shown = shownInvocations_.find(invocation.id);
   if (shown != shownInvocations_.end() && shown->second == invocation) return;
-  output_.invocation(invocation);
+  const auto printed =
+      shown == shownInvocations_.end() ? std::nullopt : printedBy(invocation, std::move(shown->second));
+  if (!printed) {
+    output_.invocation(invocation);
+  } else if (!printed->empty()) {
+    output_.toolOutput(invocation.id, *printed);
+  }
   shownInvocations_.insert_or_assign(invocation.id, std::move(invocation));
 }
 

@@ -15,20 +15,37 @@
 #include "cli/output/command_error.hpp"
 
 namespace ravant::cli {
+namespace {
+
+constexpr std::size_t kUsualWidth = 80;
+
+bool isCapableTerminal(int descriptor) {
+  const char* terminal = std::getenv("TERM");
+  return ::isatty(descriptor) == 1 && terminal && std::string_view(terminal) != "dumb";
+}
+
+std::optional<std::size_t> columnsOf(int descriptor) {
+  winsize size{};
+  const bool isKnown = ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+  return isKnown ? std::optional<std::size_t>(size.ws_col) : std::nullopt;
+}
+
+}  // namespace
 
 Style Style::of(int descriptor) {
   const char* refused = std::getenv("NO_COLOR");
-  const char* terminal = std::getenv("TERM");
-  const bool canShow = ::isatty(descriptor) == 1 && terminal && std::string_view(terminal) != "dumb";
-  winsize size{};
-  const bool isKnown = ::ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-  return Style(canShow && !(refused && *refused) ? Colours::on : Colours::off,
-               isKnown ? std::optional<std::size_t>(size.ws_col) : std::nullopt);
+  return Style(isCapableTerminal(descriptor) && !(refused && *refused) ? Colours::on : Colours::off,
+               columnsOf(descriptor));
 }
 
 std::string Style::wrapped(std::string_view code, std::string_view text) const {
   if (colours_ == Colours::off || text.empty()) return std::string(text);
   return fmt::format("\x1b[{}m{}\x1b[0m", code, text);
+}
+
+std::optional<std::size_t> Output::terminalWidth() const {
+  if (!isCapableTerminal(descriptor_)) return std::nullopt;
+  return columnsOf(descriptor_).value_or(kUsualWidth);
 }
 
 void Output::flush() {

@@ -46,6 +46,8 @@ class Output {
   Output(int descriptor, Style style) : descriptor_(descriptor), style_(style) {}
 
   const Style& style() const { return style_; }
+  /// Of a terminal whose lines can be rewritten, in columns as of now; nothing for any other output.
+  std::optional<std::size_t> terminalWidth() const;
   /// The text is harmless to a terminal already.
   void write(std::string_view text) { pending_ += text; }
   void line(std::string_view text) { pending_.append(text) += '\n'; }

@@ -8,6 +8,7 @@
 
 #include "cli/output/conversation_text.hpp"
 #include "cli/output/json_form.hpp"
+#include "cli/output/status_line.hpp"
 #include "cli/output/terminal_text.hpp"
 #include "cli/output/transcript_text.hpp"
 #include "platform/text/text.hpp"
@@ -36,11 +37,24 @@ class JsonRunOutput final : public RunOutput {
   }
 
   void growth(const Growth& /*growth*/) override {}
+  void tick() override {}
 
   void invocation(const ToolInvocation& invocation) override {
     write({{"event", "invocation"},
            {"group", invocation.parentGroup.text()},
            {"invocation", jsonForm(invocation, RawRecords::left)}});
+  }
+
+  void toolOutput(ToolInvocationId invocation, std::string_view text) override {
+    write({{"event", "output"}, {"invocation", invocation.text()}, {"text", text}});
+  }
+
+  void state(const RunState& state) override {
+    json::object event{{"event", "state"}, {"state", rawValue(state.kind)}};
+    if (state.kind == RunState::Kind::retrying) event.emplace("reason", state.reason);
+    if (state.until) event.emplace("until", iso8601(*state.until));
+    if (state.invocation) event.emplace("invocation", state.invocation->text());
+    write(event);
   }
 
   void usage(const ConversationSummary& conversation) override {
@@ -58,69 +72,96 @@ class JsonRunOutput final : public RunOutput {
   Output& output_;
 };
 
-/// The prompt is not repeated, and a failure is left to the program's error.
+/// The prompt is not repeated, and a failure is left to the program's error. Reasoning and what a running tool prints
+/// stand on the status line alone.
 class TextRunOutput final : public RunOutput {
  public:
-  explicit TextRunOutput(Output& output) : output_(output) {}
+  TextRunOutput(Output& output, const Clock& clock) : output_(output), status_(output, clock) {}
 
   void started(const RunStart& start) override {
     dimLine(fmt::format("{} ({}) · conversation {} · {} · {}", start.project.name, start.project.path,
                         shortId(start.conversation), rawValue(start.agent), start.model));
-    output_.flush();
+    flush();
   }
 
   void item(const ConversationItem& item) override {
     switch (kindOf(item)) {
       case ConversationItemKind::agentMessage:
+        status_.clear();
         message(item);
         break;
       case ConversationItemKind::compactionEvent:
-        endLine();
-        output_.line("");
+        beginBlock();
         output_.write(itemText(item, output_.style(), ToolOutput::firstLines));
         break;
       case ConversationItemKind::toolInvocationGroup:
-        endLine();
-        output_.line("");
+        beginBlock();
         break;
       case ConversationItemKind::userMessage:
       case ConversationItemKind::failureEvent:
-        break;
+        return;
     }
-    output_.flush();
+    flush();
   }
 
   void growth(const Growth& growth) override {
+    if (growth.kind == GrowthKind::reasoning) {
+      status_.addReasoning(growth.text);
+      if (!isInLine_) status_.refresh();
+      return output_.flush();
+    }
     if (growth.isNewMessage) {
       endLine();
       grown_.clear();
+      heldBack_.clear();
     }
     // White space in front of the first word is not shown.
     const bool isFirst = withoutLeadingSpace(grown_).empty();
-    grown_ += growth.text;
-    const std::string_view words = isFirst ? withoutLeadingSpace(grown_) : std::string_view(growth.text);
+    const std::size_t shown = grown_.size();
+    grown_ += std::exchange(heldBack_, {}) + growth.text;
+    // It may be half of a line break.
+    if (grown_.ends_with('\r')) {
+      grown_.pop_back();
+      heldBack_ = "\r";
+    }
+    const std::string_view all = grown_;
+    const std::string_view words = isFirst ? withoutLeadingSpace(all) : all.substr(shown);
     if (words.empty()) return;
+    status_.clear();
     if (isFirst) output_.line("");
     output_.write(terminalSafe(words));
     isInLine_ = !words.ends_with('\n');
-    output_.flush();
+    flush();
   }
 
   void invocation(const ToolInvocation& invocation) override {
-    endLine();
     const bool isNew = shown_.insert(invocation.id).second;
+    const bool hasEnded = invocation.status != ToolInvocationStatus::running;
+    status_.nameTool(invocation);
+    if (!isNew && !hasEnded) return;
+    endLine();
     if (isNew) output_.write(startedText(invocation, output_.style()));
-    if (invocation.status != ToolInvocationStatus::running) {
-      output_.write(endedText(invocation, output_.style(), ToolOutput::firstLines));
-    }
+    if (hasEnded) output_.write(endedText(invocation, output_.style(), ToolOutput::firstLines));
+    flush();
+  }
+
+  void toolOutput(ToolInvocationId invocation, std::string_view text) override {
+    status_.addOutput(invocation, text);
+    if (!isInLine_) status_.refresh();
     output_.flush();
   }
+
+  void state(const RunState& state) override {
+    status_.setState(state);
+    flush();
+  }
+
+  void tick() override { flush(); }
 
   void usage(const ConversationSummary& summary) override { usage_ = usageText(summary.conversation); }
 
   void finished(PromptEndReason reason) override {
-    endLine();
-    output_.line("");
+    beginBlock();
     if (reason == PromptEndReason::cancelled) dimLine("cancelled");
     if (!usage_.empty()) dimLine(usage_);
     output_.flush();
@@ -129,6 +170,7 @@ class TextRunOutput final : public RunOutput {
  private:
   /// What has not been shown of it while it grew.
   void message(const ConversationItem& item) {
+    heldBack_.clear();
     const std::string grown = std::exchange(grown_, {});
     const std::string_view shown = withoutLeadingSpace(grown);
     const std::string_view whole = withoutLeadingSpace(item.text);
@@ -138,32 +180,45 @@ class TextRunOutput final : public RunOutput {
       if (!rest.empty()) isInLine_ = !rest.ends_with('\n');
       return endLine();
     }
-    endLine();
-    output_.line("");
+    beginBlock();
     output_.write(itemText(item, output_.style(), ToolOutput::firstLines));
   }
 
+  void beginBlock() {
+    endLine();
+    output_.line("");
+  }
+
   void endLine() {
+    status_.clear();
     if (std::exchange(isInLine_, false)) output_.line("");
   }
 
   void dimLine(std::string_view text) { output_.line(output_.style().dim(oneLine(text))); }
 
+  /// The status stands behind whole lines only.
+  void flush() {
+    if (!isInLine_) status_.show();
+    output_.flush();
+  }
+
   Output& output_;
+  StatusLine status_;
   std::set<ToolInvocationId> shown_;
-  std::string grown_;  ///< of a message that is not whole yet
+  std::string grown_;     ///< of a message that is not whole yet, as far as it was shown
+  std::string heldBack_;  ///< what came behind it
   bool isInLine_ = false;
   std::string usage_;
 };
 
 }  // namespace
 
-std::unique_ptr<RunOutput> RunOutput::make(OutputFormat format, Output& output) {
+std::unique_ptr<RunOutput> RunOutput::make(OutputFormat format, Output& output, const Clock& clock) {
   switch (format) {
     case OutputFormat::json:
       return std::make_unique<JsonRunOutput>(output);
     case OutputFormat::text:
-      return std::make_unique<TextRunOutput>(output);
+      return std::make_unique<TextRunOutput>(output, clock);
   }
   __builtin_unreachable();
 }

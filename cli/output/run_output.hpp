@@ -8,6 +8,7 @@
 #include "core/conversation_item.hpp"
 #include "core/project.hpp"
 #include "core/prompt_end_reason.hpp"
+#include "core/run_state.hpp"
 #include "core/store/change_feed.hpp"
 #include "core/store/conversation_model_actor.hpp"
 
@@ -29,15 +30,22 @@ class RunOutput {
   virtual void started(const RunStart& start) = 0;
   /// A new entry; a tool group comes empty, its calls follow.
   virtual void item(const ConversationItem& item) = 0;
-  /// What came to the message that the agent is writing; the whole of it follows as an item, unless the run ends
-  /// before.
+  /// What came to the message that the agent is writing, whose whole follows as an item unless the run ends before; or
+  /// to its reasoning, of which nothing follows.
   virtual void growth(const Growth& growth) = 0;
-  /// A tool call that is new or has changed.
+  /// A tool call that is new or has changed in more than its output.
   virtual void invocation(const ToolInvocation& invocation) = 0;
+  /// What a running tool call printed since it was shown last.
+  virtual void toolOutput(ToolInvocationId invocation, std::string_view text) = 0;
+  /// What the run does or waits for now.
+  virtual void state(const RunState& state) = 0;
+  /// Shows anew what tells of time.
+  virtual void tick() = 0;
   virtual void usage(const ConversationSummary& conversation) = 0;
   virtual void finished(PromptEndReason reason) = 0;
 
-  static std::unique_ptr<RunOutput> make(OutputFormat format, Output& output);
+  /// Output and clock outlive it.
+  static std::unique_ptr<RunOutput> make(OutputFormat format, Output& output, const Clock& clock);
 };
 
 }  // namespace ravant::cli

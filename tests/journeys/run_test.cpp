@@ -6,6 +6,7 @@
 
 #include "tests/journeys/sandbox.hpp"
 #include "tests/support/processes.hpp"
+#include "tests/support/pseudo_terminal.hpp"
 
 namespace ravant::test {
 namespace {
@@ -24,6 +25,7 @@ std::vector<std::string> outline(const std::vector<json::object>& events) {
     std::string line(event.at("event").as_string());
     if (const auto* item = objectAt(event, "item")) line.append(" ").append(stringAt(*item, "kind").value());
     if (const auto* call = objectAt(event, "invocation")) line.append(" ").append(stringAt(*call, "status").value());
+    if (const auto state = stringAt(event, "state")) line.append(" ").append(*state);
     if (const auto reason = stringAt(event, "reason")) line.append(" ").append(*reason);
     lines.push_back(std::move(line));
   }
@@ -72,6 +74,18 @@ json::object onlyInvocation(const Sandbox& sandbox) {
   return {};
 }
 
+/// How the latest prompt of the latest conversation ended, as a script reads it.
+std::string endReason(const Sandbox& sandbox) {
+  std::string reason = "no prompt";
+  const json::value shown = sandbox.json({"conversation", "show", latestConversation(sandbox)});
+  for (const json::value& item : shown.at("items").as_array()) {
+    if (item.at("kind") == "userMessage") reason = stringAt(item.as_object(), "endReason").value_or("unknown");
+  }
+  return reason;
+}
+
+bool isState(std::string_view line) { return line.starts_with("state "); }
+
 TEST(Run, FollowsTheRunAsText) {
   const Sandbox sandbox;
   sandbox.run({"project", "add", "."});
@@ -87,6 +101,9 @@ TEST(Run, FollowsTheRunAsText) {
                                       "• Bash ls -l\n  ✓ Bash\n    main.c\n    README.md\n\n"
                                       "Two files.\n\n155 tokens in context (16% of 1000)\n"));
   EXPECT_THAT(result.output, Not(HasSubstr("What is here?")));
+
+  EXPECT_EQ(endReason(sandbox), "finished");
+  EXPECT_THAT(sandbox.run({"conversation", "show", latestConversation(sandbox)}).output, Not(HasSubstr("──")));
 }
 
 TEST(Run, RegistersTheTopOfTheRepositoryAndNothingThatWasNotMeant) {
@@ -124,6 +141,7 @@ TEST(Run, PrintsAnEventALine) {
   const std::vector<json::object> all = events(result.output);
   std::vector<std::string> lines = outline(all);
   std::erase(lines, "usage");
+  std::erase_if(lines, isState);
   EXPECT_THAT(lines, ElementsAre("started", "item userMessage", "item toolInvocationGroup", "invocation running",
                                  "invocation completed", "item agentMessage", "finished finished"));
   EXPECT_EQ(all[0].at("agent"), "claude");
@@ -138,6 +156,46 @@ TEST(Run, PrintsAnEventALine) {
   ASSERT_NE(usage, all.rend());
   EXPECT_EQ(usage->at("conversation").at("lastUsedTokens"), 155);
   EXPECT_EQ(usage->at("conversation").at("lastMaxTokens"), 1000);
+}
+
+TEST(Run, TellsWhatItDoes) {
+  const Sandbox sandbox;
+  const Gate gate(sandbox);
+  sandbox.addAgent(claude_says::begin() + claude_says::toolUse("call-1", "ls") + gate.wait() +
+                   claude_says::toolResult("call-1", "main.c") + gate.wait() + claude_says::text("One file.") +
+                   claude_says::end());
+  Program program = sandbox.start({"run", "--agent", "claude", "--json", "What?"});
+  ASSERT_TRUE(program.readUntil("\"runningTool\""));
+  gate.open();
+  ASSERT_TRUE(program.readUntil("\"completed\""));
+  gate.open();
+  const std::vector<json::object> all = events(program.wait().output);
+  const std::vector<std::string> lines = outline(all);
+  EXPECT_EQ(lines.back(), "finished finished");
+  const auto running = std::ranges::find(lines, "state runningTool");
+  ASSERT_NE(running, lines.end());
+  EXPECT_NE(std::find(lines.begin(), running, "state thinking"), running);
+  EXPECT_NE(std::find(running, lines.end(), "state thinking"), lines.end());
+  const auto call = std::ranges::find(lines, "invocation running");
+  EXPECT_LT(call, running) << "who reads of it knows the call";
+  const auto event = [&](auto line) { return all[static_cast<std::size_t>(line - lines.begin())]; };
+  EXPECT_EQ(event(running).at("invocation"), event(call).at("invocation").at("id"));
+}
+
+TEST(Run, ShowsWhatItDoesOnATerminalsLastLine) {
+  Sandbox sandbox;
+  sandbox.setVariable("TERM", "xterm");
+  const Gate gate(sandbox);
+  sandbox.addAgent(claude_says::begin() + claude_says::toolUse("call-1", "ls") + gate.wait() +
+                   claude_says::toolResult("call-1", "main.c") + claude_says::text("One file.") + claude_says::end());
+  Program program = sandbox.start({"run", "--agent", "claude", "What?"}, {}, ProgramOutput::terminal);
+  ASSERT_TRUE(program.readUntil("running Bash, 1 s")) << "it is told how long";
+  gate.open();
+  const ProgramResult result = program.wait();
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_THAT(screenOf(result.output), EndsWith("\n• Bash ls\n  ✓ Bash\n    main.c\n\n"
+                                                "One file.\n\n155 tokens in context (16% of 1000)\n"));
+  EXPECT_THAT(screenOf(result.output), Not(HasSubstr("…")));
 }
 
 TEST(Run, ContinuesTheConversationAndTheAgentsSession) {
@@ -189,8 +247,10 @@ TEST(Run, FailsWithTheFailuresText) {
   sandbox.addAgent(claude_says::begin() + claude_says::failure("API Error: 400\nno such model"));
   const ProgramResult result = sandbox.run({"run", "--agent", "claude", "--json", "Hello"});
   EXPECT_EQ(result.status, 1);
-  EXPECT_THAT(outline(events(result.output)),
-              ElementsAre("started", "item userMessage", "item failureEvent", "finished failed"));
+  std::vector<std::string> lines = outline(events(result.output));
+  std::erase_if(lines, isState);
+  EXPECT_THAT(lines, ElementsAre("started", "item userMessage", "item failureEvent", "finished failed"));
+  EXPECT_EQ(endReason(sandbox), "failed");
   EXPECT_EQ(result.errors, "ravant: The agent run failed: API Error: 400 no such model\n");
 }
 
@@ -223,6 +283,12 @@ TEST(Run, AnInterruptionCancelsThePrompt) {
     EXPECT_THAT(outline(events(result.output)).back(), "finished cancelled");
     EXPECT_FALSE(isAlive(agentPid(sandbox)));
     EXPECT_EQ(onlyInvocation(sandbox).at("status"), "failed");
+    EXPECT_EQ(endReason(sandbox), "cancelled");
+    const std::string shown = sandbox.run({"conversation", "show", latestConversation(sandbox)}).output;
+    EXPECT_THAT(shown, HasSubstr("\n\n── cancelled after "));
+    EXPECT_GT(shown.find("── cancelled"), shown.find("Bash")) << "behind what came of the prompt";
+    EXPECT_THAT(sandbox.run({"conversation", "show", latestConversation(sandbox), "--last", "1"}).output,
+                HasSubstr("── cancelled after "));
   }
 }
 
@@ -247,6 +313,7 @@ TEST(Run, AKilledRunIsRepairedByTheNextStart) {
   EXPECT_EQ(program.wait().status, 128 + SIGKILL);
 
   EXPECT_EQ(onlyInvocation(sandbox).at("status"), "failed");
+  EXPECT_EQ(endReason(sandbox), "interrupted");
   EXPECT_FALSE(isAlive(agentPid(sandbox)));
   sandbox.writeAgent(answering("Back again."));
   EXPECT_EQ(sandbox.run({"run", "--continue", "Go on"}).status, 0);

@@ -73,6 +73,40 @@ TEST_F(ServerAgents, proseIsShownAsItGrowsAndOnce) {
   EXPECT_EQ(result.output.find("The end."), result.output.rfind("The end.")) << "it is shown once";
 }
 
+TEST_F(ServerAgents, whatARunningToolPrintsIsToldOnce) {
+  const auto item = [](const std::string& method, const std::string& rest) {
+    return say(fmt::format(R"({{"method":"item/{}","params":{{"threadId":"t","turnId":"u","item":)"
+                           R"({{"type":"commandExecution","id":"c","command":"make"{}}}}}}})",
+                           method, rest));
+  };
+  const std::string codex = writeServer(
+      "codex",
+      {{R"("initialize")", say(R"({"id":1,"result":{}})")},
+       {"thread/start", say(R"({"id":2,"result":{"thread":{"id":"t"}}})")},
+       {"turn/start", say(R"({"id":3,"result":{"turn":{"id":"u"}}})") + item("started", "") + waitForGate() +
+                          item("updated", R"(,"aggregatedOutput":"first\n")") + waitForGate() +
+                          item("updated", R"(,"aggregatedOutput":"first\nsecond\n")") + waitForGate() +
+                          item("completed", R"(,"aggregatedOutput":"first\nsecond\nthird\n","exitCode":0)") +
+                          say(R"({"method":"turn/completed","params":{"turn":{"id":"u","status":"completed"}}})")}});
+  ASSERT_EQ(sandbox.run({"agent", "add", "codex", "--path", codex}).status, 0);
+
+  Program program = sandbox.start({"run", "--agent", "codex", "--json", "Build it"});
+  for (const char* seen : {"\"runningTool\"", R"("text":"first\n")", R"("text":"second\n")"}) {
+    ASSERT_TRUE(program.readUntil(seen)) << seen;
+    openGate();
+  }
+  std::vector<std::string> told;
+  for (const json::object& event : events(program.wait().output)) {
+    if (event.at("event") == "output") told.push_back(fmt::format("+ {}", stringAt(event, "text").value()));
+    if (event.at("event") == "invocation") {
+      const json::object& invocation = event.at("invocation").as_object();
+      told.push_back(
+          fmt::format("{} {}", stringAt(invocation, "status").value(), stringAt(invocation, "output").value_or("-")));
+    }
+  }
+  EXPECT_THAT(told, ElementsAre("running -", "+ first\n", "+ second\n", "completed first\nsecond\nthird\n"));
+}
+
 TEST_F(ServerAgents, anyAgentOfTheProtocolIsRunAsCursor) {
   const std::string program = writeServer(
       "open-agent",

@@ -15,6 +15,8 @@
 #include <system_error>
 #include <utility>
 
+#include "tests/support/pseudo_terminal.hpp"
+
 namespace ravant::test {
 namespace {
 
@@ -45,10 +47,17 @@ std::string contentsOf(const std::filesystem::path& path) {
 }  // namespace
 
 Program::Program(ProgramOptions options) {
-  std::array<int, 2> pipe;
-  if (::pipe2(pipe.data(), O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe2");
-  outputEnd_ = UniqueFd(pipe[0]);
-  const UniqueFd childEnd(pipe[1]);
+  UniqueFd childEnd;
+  if (options.output == ProgramOutput::terminal) {
+    PseudoTerminal terminal;
+    outputEnd_ = terminal.takeOtherEnd();
+    childEnd = terminal.takeDevice();
+  } else {
+    std::array<int, 2> pipe;
+    if (::pipe2(pipe.data(), O_CLOEXEC) != 0) throw std::system_error(errno, std::generic_category(), "pipe2");
+    outputEnd_ = UniqueFd(pipe[0]);
+    childEnd = UniqueFd(pipe[1]);
+  }
   if (options.output == ProgramOutput::closedPipe) outputEnd_ = UniqueFd();
 
   posix_spawn_file_actions_t actions;

@@ -12,8 +12,8 @@
 
 namespace ravant::test {
 
-/// A program's standard output: read by the test, or a pipe whose reader is gone.
-enum class ProgramOutput { read, closedPipe };
+/// A program's standard output: a pipe that the test reads, one whose reader is gone, or a terminal of 80 columns.
+enum class ProgramOutput { read, closedPipe, terminal };
 
 struct ProgramOptions {
   std::string path;
