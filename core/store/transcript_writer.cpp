@@ -162,9 +162,9 @@ awaitable<void> TranscriptWriter::announceState(RunState state) {
   co_await modelContainer_->changeFeed()->announceState(conversationId_, std::move(state));
 }
 
-awaitable<void> TranscriptWriter::loseSession() {
-  return store(
-      {turn::AppendCompactionEvent{.rawJSON = {}, .text = std::string(kLostSession)}, turn::SetSession{std::nullopt}});
+awaitable<void> TranscriptWriter::loseSession(std::optional<std::string> successor) {
+  return store({turn::AppendCompactionEvent{.rawJSON = {}, .text = std::string(kLostSession)},
+                turn::SetSession{std::move(successor)}});
 }
 
 awaitable<void> TranscriptWriter::endLate() { return end(kUnfinishedTool, std::nullopt); }

@@ -45,8 +45,9 @@ class TranscriptWriter {
   /// a tool or will be asked again is announced by itself, from what is recorded, performed and stored.
   awaitable<void> announce(RunState::Kind kind);
 
-  /// The agent no longer knows the session that it was to resume: it is forgotten, and the transcript says so.
-  awaitable<void> loseSession();
+  /// The agent no longer knows the session that it was to resume: the transcript says so, and `successor`, where there
+  /// is one by now, is kept in its place.
+  awaitable<void> loseSession(std::optional<std::string> successor = {});
 
   /// Finishes what a turn that had ended before has left running since.
   awaitable<void> endLate();
