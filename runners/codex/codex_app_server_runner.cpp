@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "core/agent_command.hpp"
@@ -76,7 +77,7 @@ awaitable<void> CodexAppServerRunner::runTurn(std::shared_ptr<Prompt> prompt) {
     error = std::current_exception();
   }
   if (prompt->turnId) turnToConversation_.erase(*prompt->turnId);
-  take(prompt, prompt->turn.flushMessages());
+  std::ranges::move(prompt->turn.close(), std::back_inserter(prompt->actions));
   co_await store(prompt);
   if (!prompt->connection->isConnected()) co_await prompt->connection->close();
   if (error) std::rethrow_exception(error);
@@ -94,6 +95,7 @@ awaitable<void> CodexAppServerRunner::followTurn(std::shared_ptr<Prompt> prompt)
   const std::string threadId = co_await ensureThread(prompt);
   if (prompt->isCancelled) co_return;
 
+  co_await prompt->writer.announce(RunState::Kind::thinking);
   co_await connection->request(
       "turn/start", codex::turnStartParams(threadId, repairUtf8(request.prompt), request.model, request.effort),
       [this, prompt](const json::object& result) { onTurnStarted(prompt, result); });
@@ -111,20 +113,23 @@ void CodexAppServerRunner::onTurnStarted(const std::shared_ptr<Prompt>& prompt, 
 }
 
 awaitable<void> CodexAppServerRunner::ensureRunning(std::shared_ptr<Prompt> prompt) {
-  for (;;) {
-    if (prompt->isCancelled) co_return;
+  const std::string& binaryPath = prompt->request.binaryPath;
+  if (!isReady(binaryPath)) co_await prompt->writer.announce(RunState::Kind::waitingForShell);
+  while (!prompt->isCancelled && !isReady(binaryPath)) {
     if (isStarting_) {
       co_await changed_.wait();
       continue;
     }
-    const bool isRunning = connection_ && connection_->isConnected();
-    if (isRunning && binaryPath_ == prompt->request.binaryPath) co_return;
-    if (isRunning && isServerUsed()) {
+    if (connection_ && connection_->isConnected() && isServerUsed()) {
       throw PromptRefusedError(fmt::format("another Codex program runs prompts now ({}); try again when they are done",
                                            AgentCommand::executable(binaryPath_, AgentType::codex)));
     }
     co_await startServer(prompt);
   }
+}
+
+bool CodexAppServerRunner::isReady(const std::string& binaryPath) const {
+  return !isStarting_ && connection_ && connection_->isConnected() && binaryPath_ == binaryPath;
 }
 
 awaitable<void> CodexAppServerRunner::startServer(std::shared_ptr<Prompt> prompt) {
@@ -161,29 +166,34 @@ awaitable<std::string> CodexAppServerRunner::ensureThread(std::shared_ptr<Prompt
   Session& session = sessions_[conversation];
   if (session.threadServer.lock() == prompt->connection) co_return *session.providerThreadId;
   const auto existing = session.providerThreadId ? session.providerThreadId : prompt->request.resumedSessionId;
-  const std::string threadId = co_await resumeOrStartThread(existing, prompt);
+  std::optional<std::string> threadId;
+  if (existing) threadId = co_await resumeThread(*existing, prompt);
+  const bool isLost = existing && !threadId;
+  if (!threadId) threadId = co_await startThread(prompt);
 
+  if (isLost) {
+    co_await prompt->writer.loseSession(threadId);
+  } else if (prompt->request.resumedSessionId != threadId) {
+    co_await prompt->writer.store({turn::SetSession{threadId}});
+  }
   session.providerThreadId = threadId;
   session.threadServer = prompt->connection;
-  threadToConversation_.insert_or_assign(threadId, conversation);
-  if (prompt->request.resumedSessionId != threadId) co_await prompt->writer.store({turn::SetSession{threadId}});
-  co_return threadId;
+  threadToConversation_.insert_or_assign(*threadId, conversation);
+  co_return *threadId;
 }
 
-awaitable<std::string> CodexAppServerRunner::resumeOrStartThread(std::optional<std::string> existing,
-                                                                 std::shared_ptr<Prompt> prompt) {
-  if (!existing) co_return co_await startThread(prompt);
+awaitable<std::optional<std::string>> CodexAppServerRunner::resumeThread(std::string existing,
+                                                                         std::shared_ptr<Prompt> prompt) {
   try {
     const json::object result = co_await prompt->connection->request(
         "thread/resume",
-        codex::threadParams(*existing, prompt->request.workingDirectory.string(), prompt->request.model));
-    co_return codex::extractThreadId(result).value_or(*existing);
+        codex::threadParams(existing, prompt->request.workingDirectory.string(), prompt->request.model));
+    co_return codex::extractThreadId(result).value_or(existing);
   } catch (const AgentRunnerError& error) {
-    if (error.kind() != AgentRunnerError::Case::rpc) throw;
-    kLog.warning("a thread could not be resumed: {}", error.what());
+    if (error.kind() != AgentRunnerError::Case::rpc || !codex::isUnknownThread(error.what())) throw;
+    kLog.warning("the server does not know a thread any more: {}", error.what());
   }
-  co_await prompt->writer.loseSession();
-  co_return co_await startThread(prompt);
+  co_return std::nullopt;
 }
 
 awaitable<std::string> CodexAppServerRunner::startThread(std::shared_ptr<Prompt> prompt) {
@@ -269,8 +279,7 @@ void CodexAppServerRunner::onNotification(const RpcNotification& notification, s
 }
 
 void CodexAppServerRunner::take(const std::shared_ptr<Prompt>& prompt, std::vector<turn::Action> actions) {
-  if (actions.empty()) return;
-  if (prompt->actions.empty()) taken_.push_back(prompt);
+  if (std::ranges::count(taken_, prompt) == 0) taken_.push_back(prompt);
   std::ranges::move(actions, std::back_inserter(prompt->actions));
 }
 
@@ -291,7 +300,10 @@ std::shared_ptr<CodexAppServerRunner::Prompt> CodexAppServerRunner::routeConvers
 }
 
 awaitable<void> CodexAppServerRunner::onLinesTaken() {
-  for (const auto& prompt : std::exchange(taken_, {})) co_await store(prompt);
+  for (const auto& prompt : std::exchange(taken_, {})) {
+    std::ranges::move(prompt->turn.takeOutputs(), std::back_inserter(prompt->actions));
+    co_await store(prompt);
+  }
 }
 
 awaitable<void> CodexAppServerRunner::store(std::shared_ptr<Prompt> prompt) {

@@ -49,10 +49,12 @@ class CodexAppServerRunner final : public Actor, public AgentRunner, private Rpc
   static awaitable<void> initializeHandshake(std::shared_ptr<RpcConnection> connection,
                                              std::chrono::milliseconds limit);
   awaitable<std::string> ensureThread(std::shared_ptr<Prompt> prompt);
-  awaitable<std::string> resumeOrStartThread(std::optional<std::string> existing, std::shared_ptr<Prompt> prompt);
+  /// Nothing where the server does not know the thread.
+  awaitable<std::optional<std::string>> resumeThread(std::string existing, std::shared_ptr<Prompt> prompt);
   awaitable<std::string> startThread(std::shared_ptr<Prompt> prompt);
   awaitable<void> interrupt(std::shared_ptr<Prompt> prompt);
   awaitable<void> askToInterrupt(std::shared_ptr<Prompt> prompt, Signal::Deadline deadline);
+  bool isReady(const std::string& binaryPath) const;
   bool isWaitedFor(const std::shared_ptr<Prompt>& prompt) const;
   void onTurnStarted(const std::shared_ptr<Prompt>& prompt, const json::object& result);
   void take(const std::shared_ptr<Prompt>& prompt, std::vector<turn::Action> actions);
@@ -77,7 +79,7 @@ class CodexAppServerRunner final : public Actor, public AgentRunner, private Rpc
   std::map<ConversationId, Session> sessions_;
   std::map<std::string, ConversationId> threadToConversation_;
   std::map<std::string, ConversationId> turnToConversation_;
-  std::vector<std::shared_ptr<Prompt>> taken_;  ///< with actions that are not stored yet
+  std::vector<std::shared_ptr<Prompt>> taken_;  ///< with news that are not stored yet
   asio::steady_timer idle_;
 };
 

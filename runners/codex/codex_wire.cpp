@@ -5,13 +5,18 @@
 
 #include <algorithm>
 #include <array>
+#include <stdexcept>
 #include <utility>
 #include <vector>
 
+#include "platform/log/log.hpp"
 #include "runners/agent_json.hpp"
+#include "runners/codex/shell_wrapping.hpp"
 
 namespace ravant::codex {
 namespace {
+
+constexpr Log kLog("com.ravant.runners", "CodexWire");
 
 // Items of the server's own book-keeping.
 constexpr std::array<std::string_view, 10> kHiddenItems = {
@@ -26,6 +31,18 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kToolName
     {"imageView", "view_image"},
     {"imageGeneration", "image_generation"},
 }};
+
+// The kinds of failure that are limits.
+constexpr std::array<std::string_view, 4> kLimits = {"contextWindowExceeded", "sessionBudgetExceeded",
+                                                     "usageLimitExceeded", "rateLimitExceeded"};
+
+constexpr std::string_view kImage = "[image]";
+
+/// An id that is not empty.
+std::optional<std::string> idAt(const json::object& object, std::string_view key) {
+  auto id = optionalTextAt(object, key);
+  return id && id->empty() ? std::nullopt : std::move(id);
+}
 
 /// The first of the members that is a text.
 std::optional<std::string_view> firstText(const json::object& object, std::initializer_list<std::string_view> keys) {
@@ -44,16 +61,71 @@ const json::value* firstPresent(const json::object& object, std::initializer_lis
   return nullptr;
 }
 
-/// A member of each of a file change's entries, such as "path".
-std::string ofChanges(const json::array& changes, std::string_view key) {
-  std::vector<std::string_view> texts;
-  for (const json::value& value : changes) {
-    const json::object* change = value.if_object();
-    auto text = change ? stringAt(*change, key) : std::nullopt;
-    if (text && text->ends_with('\n')) text->remove_suffix(1);
-    if (text) texts.push_back(*text);
+std::string lines(const std::vector<std::string>& texts, std::string_view separator = "\n") {
+  return fmt::format("{}", fmt::join(texts, separator));
+}
+
+std::string pathsOf(const json::array& changes) {
+  std::vector<std::string> paths;
+  for (const json::value& change : changes) {
+    const json::object* file = change.if_object();
+    if (auto path = file ? optionalTextAt(*file, "path") : std::nullopt) paths.push_back(*std::move(path));
   }
-  return fmt::format("{}", fmt::join(texts, "\n"));
+  return lines(paths);
+}
+
+/// What became of a file beside its contents; empty for one that stayed where it was.
+std::string fateOf(const json::object& change) {
+  const json::object* kind = objectAt(change, "kind");
+  const auto type = stringAt(kind ? *kind : change, kind ? "type" : "kind");
+  if (type == "add") return " (added)";
+  if (type == "delete") return " (deleted)";
+  const auto target = kind ? stringAt(*kind, "move_path") : std::nullopt;
+  return target ? fmt::format(" (moved to {})", *target) : std::string();
+}
+
+/// Each file's name above its hunks.
+std::string diffsOf(const json::array& changes) {
+  std::vector<std::string> files;
+  for (const json::value& change : changes) {
+    const json::object* file = change.if_object();
+    if (!file) continue;
+    std::string text = textAt(*file, "path") + fateOf(*file);
+    auto diff = stringAt(*file, "diff").value_or(std::string_view());
+    if (diff.ends_with('\n')) diff.remove_suffix(1);
+    if (!diff.empty()) text += fmt::format("\n{}", diff);
+    files.push_back(std::move(text));
+  }
+  return lines(files, "\n\n");
+}
+
+/// What stands for a block of a result: its text, or what it is.
+std::optional<std::string> blockText(const json::object& block) {
+  if (auto text = optionalTextAt(block, "text")) return text;
+  const auto type = stringAt(block, "type").value_or(std::string_view());
+  if (type == "image" || type == "inputImage" || type == "input_image" || type == "output_image") {
+    return std::string(kImage);
+  }
+  if (const json::object* resource = objectAt(block, "resource")) {
+    const auto text = optionalTextAt(*resource, "text");
+    return text ? text : fmt::format("[resource] {}", textAt(*resource, "uri"));
+  }
+  if (type == "resource_link") return textAt(block, "uri");
+  if (type.empty()) return std::nullopt;
+  return fmt::format("[{}]", type);
+}
+
+/// The blocks of a result, or a text.
+std::string resultText(const json::value& content) {
+  if (const auto* text = content.if_string()) return std::string(*text);
+  std::vector<std::string> texts;
+  if (const auto* blocks = content.if_array()) {
+    for (const json::value& value : *blocks) {
+      const json::object* block = value.if_object();
+      if (auto text = block ? blockText(*block) : std::nullopt) texts.push_back(*std::move(text));
+    }
+  }
+  return lines(texts);
 }
 
 std::string toolName(const json::object& item, std::string_view type) {
@@ -71,34 +143,41 @@ std::optional<std::string> toolInput(const json::object& item) {
     const auto* text = arguments->if_string();
     return text ? std::string(*text) : compactJson(*arguments);
   }
-  if (const auto command = stringAt(item, "command")) return std::string(*command);
-  if (const json::array* changes = arrayAt(item, "changes")) return ofChanges(*changes, "path");
-  const auto text = firstText(item, {"query", "path", "prompt"});
+  if (const auto command = stringAt(item, "command")) return withoutShell(*command);
+  if (const json::array* changes = arrayAt(item, "changes")) return pathsOf(*changes);
+  const auto text = firstText(item, {"query", "path", "prompt", "revisedPrompt"});
   return text && !text->empty() ? std::optional<std::string>(*text) : std::nullopt;
 }
 
-std::optional<std::string> toolOutput(const json::object& item) {
+/// What the image tools give is an image and, where it was kept, its file.
+std::optional<std::string> imageOutput(const json::object& item, std::string_view type, ItemStage stage) {
+  if (stage != ItemStage::completed) return std::nullopt;
+  const auto file = type == "imageGeneration" ? stringAt(item, "savedPath") : std::nullopt;
+  return file ? fmt::format("{} {}", kImage, *file) : std::string(kImage);
+}
+
+std::optional<std::string> mcpOutput(const json::object& result) {
+  const json::value* content = result.if_contains("content");
+  if (std::string text = content ? resultText(*content) : std::string(); !text.empty()) return text;
+  const json::value* structured = firstPresent(result, {"structuredContent"});
+  return structured ? std::optional(compactJson(*structured)) : std::nullopt;
+}
+
+std::optional<std::string> toolOutput(const json::object& item, std::string_view type, ItemStage stage) {
   if (const json::value* output = firstPresent(item, {"output", "contentItems"})) {
     return decodeCodexToolOutput(*output).text;
   }
-  const auto output = stringAt(item, "aggregatedOutput");
-  const std::int64_t exitCode = integerAt(item, "exitCode").value_or(0);
-  if (output || exitCode != 0) {
-    const std::string_view text = output.value_or(std::string_view());
-    if (exitCode == 0) return std::string(text);
-    return fmt::format("{}{}exit code {}", text, text.empty() || text.ends_with('\n') ? "" : "\n", exitCode);
-  }
-  if (const json::object* result = objectAt(item, "result")) {
-    if (std::string text = contentText(result->if_contains("content")); !text.empty()) return text;
-    if (const json::value* structured = firstPresent(*result, {"structuredContent"})) return compactJson(*structured);
+  if (auto output = optionalTextAt(item, "aggregatedOutput")) return output;
+  if (type == "imageView" || type == "imageGeneration") return imageOutput(item, type, stage);
+  if (const json::object* result = objectAt(item, "result"); result && result->contains("content")) {
+    if (auto output = mcpOutput(*result)) return output;
   }
   if (const json::object* error = objectAt(item, "error")) return textAt(*error, "message");
-  if (const json::array* changes = arrayAt(item, "changes")) return ofChanges(*changes, "diff");
-  if (const json::value* results = firstPresent(item, {"results", "result"})) {
-    const auto* text = results->if_string();
-    return text ? std::string(*text) : compactJson(*results);
-  }
-  return std::nullopt;
+  if (const json::array* changes = arrayAt(item, "changes")) return diffsOf(*changes);
+  const json::value* results = firstPresent(item, {"results", "result"});
+  if (!results || type == "mcpToolCall") return std::nullopt;
+  const auto* text = results->if_string();
+  return text ? std::string(*text) : compactJson(*results);
 }
 
 ToolInvocationStatus toolStatus(const json::object& item, ItemStage stage) {
@@ -118,20 +197,42 @@ std::optional<Event> parseItem(ItemStage stage, const json::object& params) {
   if (!type || std::ranges::count(kHiddenItems, *type) > 0) return std::nullopt;
   if (*type == "agentMessage" || *type == "agent_message") {
     const auto text = firstText(*item, {"text", "message"});
-    return ItemEvent{stage, MessageItem{textAt(*item, "id"), std::string(text.value_or(std::string_view()))}};
+    return ItemEvent{stage, MessageItem{idAt(*item, "id"), std::string(text.value_or(std::string_view()))}};
   }
   if (*type == "contextCompaction") return ItemEvent{stage, CompactionItem{}};
-  const auto callId = firstText(*item, {"call_id", "id"});
-  if (!callId) return std::nullopt;
-  return ItemEvent{stage, ToolItem{.callId = std::string(*callId),
+  auto callId = idAt(*item, "call_id");
+  if (!callId) callId = idAt(*item, "id");
+  if (!callId) {
+    kLog.warning("a call without an id is not shown: {}", *type);
+    return std::nullopt;
+  }
+  return ItemEvent{stage, ToolItem{.callId = *std::move(callId),
                                    .name = toolName(*item, *type),
                                    .input = toolInput(*item),
-                                   .output = toolOutput(*item),
+                                   .output = toolOutput(*item, *type, stage),
+                                   .exitCode = integerAt(*item, "exitCode"),
                                    .status = toolStatus(*item, stage)}};
 }
 
+FailureCause causeOf(const json::object& error) {
+  const json::value* info = error.if_contains("codexErrorInfo");
+  const json::object* detailed = asObject(info);
+  // A word, or an object with the word as its one member.
+  const std::string_view kind = detailed && !detailed->empty() ? std::string_view(detailed->begin()->key())
+                                                               : stringAt(error, "codexErrorInfo").value_or("");
+  return std::ranges::count(kLimits, kind) > 0 ? FailureCause::limit : FailureCause::error;
+}
+
+/// Nothing for an error without words.
+std::optional<Failure> failureOf(const json::object* error) {
+  auto message = error ? optionalTextAt(*error, "message") : std::nullopt;
+  if (!message) return std::nullopt;
+  return Failure{
+      .message = *std::move(message), .details = optionalTextAt(*error, "additionalDetails"), .cause = causeOf(*error)};
+}
+
 TurnEnded parseTurnEnd(std::string_view method, const json::object& params) {
-  TurnEnded end{.turnId = extractTurnId(params).value_or(std::string())};
+  TurnEnded end{.turnId = extractTurnId(params)};
   const json::object* error = objectAt(params, "error");
   bool isFailed = method != "turn/completed" || error != nullptr;
   if (const json::object* turn = objectAt(params, "turn")) {
@@ -140,8 +241,31 @@ TurnEnded parseTurnEnd(std::string_view method, const json::object& params) {
     if (!error) error = turnError;
   }
   end.failed = isFailed;
-  if (error) end.error = optionalTextAt(*error, "message");
+  end.failure = failureOf(error);
   return end;
+}
+
+std::optional<Event> parseUsage(const json::object& params) {
+  const json::object* record = objectAt(params, "tokenUsage");
+  try {
+    const auto usage = TokenUsageSnapshot::fromCodexTokenUsage(record ? *record : params);
+    return usage ? std::optional<Event>(UsageEvent{*usage}) : std::nullopt;
+  } catch (const std::overflow_error& absurd) {
+    kLog.warning("a usage report is dropped: {}", absurd.what());
+    return std::nullopt;
+  }
+}
+
+std::optional<Event> parseOutputDelta(const json::object& params) {
+  auto callId = idAt(params, "itemId");
+  if (!callId) return std::nullopt;
+  return OutputDelta{.callId = *std::move(callId), .text = textAt(params, "delta")};
+}
+
+std::optional<Event> parseReasoningDelta(const json::object& params, std::string_view index) {
+  return ReasoningDelta{
+      .part = fmt::format("{} {} {}", textAt(params, "itemId"), index, integerAt(params, index).value_or(0)),
+      .text = textAt(params, "delta")};
 }
 
 }  // namespace
@@ -176,21 +300,25 @@ json::object turnInterruptParams(std::string_view threadId, std::string_view tur
   return {{"threadId", threadId}, {"turnId", turnId}};
 }
 
+bool isUnknownThread(std::string_view refusal) {
+  return refusal.contains("no rollout found for thread id") || refusal.contains("thread not found");
+}
+
 std::optional<std::string> extractThreadId(const json::object& params) {
   const json::object* thread = objectAt(params, "thread");
-  if (auto id = thread ? optionalTextAt(*thread, "id") : std::nullopt) return id;
-  return optionalTextAt(params, "threadId");
+  if (auto id = thread ? idAt(*thread, "id") : std::nullopt) return id;
+  return idAt(params, "threadId");
 }
 
 std::optional<std::string> extractTurnId(const json::object& params) {
   const json::object* turn = objectAt(params, "turn");
-  if (auto id = turn ? optionalTextAt(*turn, "id") : std::nullopt) return id;
-  return optionalTextAt(params, "turnId");
+  if (auto id = turn ? idAt(*turn, "id") : std::nullopt) return id;
+  return idAt(params, "turnId");
 }
 
 ToolOutput decodeCodexToolOutput(const json::value& output) {
   const auto* text = output.if_string();
-  if (!text) return {.text = output.is_array() ? contentText(&output) : compactJson(output)};
+  if (!text) return {.text = output.is_array() ? resultText(output) : compactJson(output)};
   const auto parsed = parseJson(*text);
   const json::object* wrapped = parsed ? parsed->if_object() : nullptr;
   const auto inner = wrapped ? stringAt(*wrapped, "output") : std::nullopt;
@@ -201,20 +329,19 @@ ToolOutput decodeCodexToolOutput(const json::value& output) {
 
 std::optional<Event> parseNotification(std::string_view method, const json::object& params) {
   if (method == "item/agentMessage/delta")
-    return MessageDelta{.itemId = textAt(params, "itemId"), .text = textAt(params, "delta")};
+    return MessageDelta{.itemId = idAt(params, "itemId"), .text = textAt(params, "delta")};
+  if (method == "item/commandExecution/outputDelta") return parseOutputDelta(params);
+  if (method == "item/reasoning/textDelta") return parseReasoningDelta(params, "contentIndex");
+  if (method == "item/reasoning/summaryTextDelta") return parseReasoningDelta(params, "summaryIndex");
   if (method == "item/started") return parseItem(ItemStage::started, params);
   if (method == "item/updated") return parseItem(ItemStage::updated, params);
   if (method == "item/completed") return parseItem(ItemStage::completed, params);
-  if (method == "thread/tokenUsage/updated") {
-    const json::object* usage = objectAt(params, "tokenUsage");
-    return UsageEvent{TokenUsageSnapshot::fromCodexTokenUsage(usage ? *usage : params)};
-  }
+  if (method == "thread/tokenUsage/updated") return parseUsage(params);
   if (method == "turn/completed" || method == "turn/aborted" || method == "turn/failed") {
     return parseTurnEnd(method, params);
   }
   if (method == "error") {
-    const json::object* error = objectAt(params, "error");
-    return ErrorEvent{.message = error ? textAt(*error, "message") : std::string(),
+    return ErrorEvent{.failure = failureOf(objectAt(params, "error")).value_or(Failure()),
                       .willRetry = boolAt(params, "willRetry").value_or(false)};
   }
   return std::nullopt;

@@ -10,6 +10,7 @@
 #include "core/agent_model.hpp"
 #include "core/token_usage_snapshot.hpp"
 #include "core/tool_invocation.hpp"
+#include "core/turn_action.hpp"
 #include "platform/json/json.hpp"
 
 /// The messages of Codex's app-server, as far as runs need them.
@@ -24,7 +25,10 @@ json::object turnStartParams(std::string_view threadId, std::string_view prompt,
                              const std::optional<std::string>& effort);
 json::object turnInterruptParams(std::string_view threadId, std::string_view turnId);
 
-/// Of a result or of a notification; nothing where there is none.
+/// Whether a refusal to resume a thread says in so many words that there is no such thread.
+bool isUnknownThread(std::string_view refusal);
+
+/// Of a result or of a notification; nothing where there is none, or an empty one.
 std::optional<std::string> extractThreadId(const json::object& params);
 std::optional<std::string> extractTurnId(const json::object& params);
 
@@ -39,7 +43,7 @@ ToolOutput decodeCodexToolOutput(const json::value& output);
 
 /// A message of the agent.
 struct MessageItem {
-  std::string id;
+  std::optional<std::string> id;
   std::string text;
 };
 /// A tool call; each kind of item has its own fields for what is called, with what, and what came of it.
@@ -47,7 +51,8 @@ struct ToolItem {
   std::string callId;
   std::string name;
   std::optional<std::string> input;   ///< where the event tells it
-  std::optional<std::string> output;  ///< likewise
+  std::optional<std::string> output;  ///< likewise; all of it up to now
+  std::optional<std::int64_t> exitCode;
   ToolInvocationStatus status = ToolInvocationStatus::running;
 };
 /// The thread's context was compacted.
@@ -62,25 +67,41 @@ struct ItemEvent {
 
 /// A message grows.
 struct MessageDelta {
-  std::string itemId;
+  std::optional<std::string> itemId;
+  std::string text;
+};
+/// The model's reasoning grows.
+struct ReasoningDelta {
+  std::string part;  ///< which of its texts
+  std::string text;
+};
+/// The output of a running command grows.
+struct OutputDelta {
+  std::string callId;
   std::string text;
 };
 struct UsageEvent {
-  std::optional<TokenUsageSnapshot> usage;
+  TokenUsageSnapshot usage;
+};
+/// Why a model call or a turn failed, in the server's words.
+struct Failure {
+  std::string message = "unknown";
+  std::optional<std::string> details = {};
+  FailureCause cause = FailureCause::error;
 };
 /// A model call failed; the turn goes on where it is tried again.
 struct ErrorEvent {
-  std::string message;
+  Failure failure;
   bool willRetry = false;
 };
 /// A turn is over.
 struct TurnEnded {
-  std::string turnId;
+  std::optional<std::string> turnId;
   bool failed = false;
-  std::optional<std::string> error = {};
+  std::optional<Failure> failure = {};  ///< where it is told with the end
 };
 
-using Event = std::variant<ItemEvent, MessageDelta, UsageEvent, ErrorEvent, TurnEnded>;
+using Event = std::variant<ItemEvent, MessageDelta, ReasoningDelta, OutputDelta, UsageEvent, ErrorEvent, TurnEnded>;
 
 /// Nothing for a notification that says nothing of a transcript.
 std::optional<Event> parseNotification(std::string_view method, const json::object& params);

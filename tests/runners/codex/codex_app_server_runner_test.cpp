@@ -4,6 +4,9 @@
 
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/this_coro.hpp>
+#include <functional>
+#include <utility>
+#include <vector>
 
 #include "tests/agents/runner_bench.hpp"
 
@@ -111,7 +114,7 @@ TEST(CodexAppServerRunner, keepsTheWordsOfAMessageThatIsNeverComplete) {
   const std::string program = agent.program();
   EXPECT_EQ(bench.send(program, "one"), "finished");
   EXPECT_EQ(bench.send(program, "two"), "failed: processDied");
-  EXPECT_THAT(bench.texts(), ElementsAre("one", "Whole.", "Only half", "two", "Cut o"));
+  EXPECT_THAT(bench.texts(), ElementsAre("one", "Only half", "Whole.", "two", "Cut o"));
 }
 
 TEST(CodexAppServerRunner, endsAServerThatNobodyNeeds) {
@@ -122,6 +125,90 @@ TEST(CodexAppServerRunner, endsAServerThatNobodyNeeds) {
   bench.await(untilGone(agent.processes()));
   EXPECT_EQ(bench.send(program, "two"), "finished");
   EXPECT_THAT(agent.processes(), SizeIs(2));
+}
+
+TEST(CodexAppServerRunner, asksInTheProtocolsWords) {
+  FakeAgent agent(cassette("handshake"));
+  RunnerBench bench = makeBench();
+  AgentRunRequest first = bench.request(agent.program(1), "go");
+  first.effort = "high";
+  const auto whileWorking = [&]() -> awaitable<void> {
+    co_await bench.untilTranscriptHas("Working.");
+    co_await bench.cancel();
+  };
+  EXPECT_EQ(bench.await(bench.outcomeOf(first) && whileWorking()), "finished");
+  EXPECT_EQ(bench.send(agent.program(2), "again"), "finished");
+  EXPECT_EQ(bench.texts().back(), "Here again.");
+  const ConversationId other = bench.addConversation();
+  EXPECT_EQ(bench.await(bench.outcomeOf(bench.request(agent.program(3), "nameless", other))),
+            "failed: rpc(thread/start: missing thread id)");
+}
+
+TEST(CodexAppServerRunner, keepsAThreadUntilItIsUnknownAndReplaced) {
+  FakeAgent agent(cassette("login_expired"));
+  RunnerBench bench = makeBench();
+  bench.append({turn::SetSession{"thread-old"}});
+  const std::string program = agent.program();
+  EXPECT_EQ(bench.send(program, "one"), "failed: rpc(the login has expired)");
+  EXPECT_EQ(bench.send(program, "two"), "failed: rpc(the login has expired)") << "unknown, but nothing takes its place";
+  EXPECT_EQ(bench.request(program, "").resumedSessionId, "thread-old");
+  EXPECT_EQ(bench.send(program, "three"), "finished");
+  EXPECT_THAT(bench.texts(), ElementsAre("one", "two", "three", "I remember."));
+}
+
+TEST(CodexAppServerRunner, endsACallThatIsAnnouncedWhenNothingRuns) {
+  FakeAgent agent(cassette("late_call"));
+  RunnerBench bench = makeBench();
+  EXPECT_EQ(bench.send(agent.program(), "one"), "finished");
+  agent.release("late");
+  bench.await(bench.untilTranscriptHas("shell"));
+  EXPECT_THAT(bench.transcript(), HasSubstr("failed shell call_1\n      in  \"npm run watch\"\n      out \"The agent's "
+                                            "turn ended before the tool had a result.\""));
+}
+
+/// The changes up to the first one that `isLast`.
+awaitable<std::vector<Change>> changesUntil(std::shared_ptr<ChangeSubscription> feed,
+                                            std::function<bool(const Change&)> isLast) {
+  std::vector<Change> seen;
+  for (;;) {
+    const auto batch = co_await feed->next();
+    if (!batch) co_return seen;
+    for (const Change& change : batch->changes) {
+      seen.push_back(change);
+      if (isLast(change)) co_return seen;
+    }
+  }
+}
+
+TEST(CodexAppServerRunner, tellsWhatItWaitsForAndWhatCommandsPrint) {
+  FakeAgent agent(cassette("works"));
+  RunnerBench bench = makeBench();
+  const auto feed = bench.await(bench.subscribe());
+  const auto watch = [&]() -> awaitable<void> {
+    const auto isRetrying = [](const Change& change) {
+      return change.state && change.state->kind == RunState::Kind::retrying;
+    };
+    std::vector<RunState::Kind> kinds;
+    for (const Change& change : co_await changesUntil(feed, isRetrying)) {
+      if (change.state && (kinds.empty() || kinds.back() != change.state->kind)) kinds.push_back(change.state->kind);
+      if (isRetrying(change)) EXPECT_EQ(change.state->reason, "Reconnecting... 1/5");
+    }
+    using enum RunState::Kind;
+    EXPECT_THAT(kinds, ElementsAre(waitingForShell, thinking, retrying));
+
+    agent.release("reasoning");
+    const auto grown = co_await changesUntil(feed, [](const Change& change) { return change.growth.has_value(); });
+    EXPECT_EQ(grown.back().growth, (Growth{"I should build.", true, GrowthKind::reasoning}));
+
+    agent.release("command");
+    co_await bench.untilTranscriptHas("Building.");
+    EXPECT_THAT(bench.transcript(), HasSubstr("running shell call_1\n      in  \"make all\"\n      out \"one\\n\""));
+    agent.release("end");
+  };
+  EXPECT_EQ(bench.await(bench.outcomeOf(bench.request(agent.program(), "build")) && watch()), "finished");
+  EXPECT_THAT(bench.transcript(), HasSubstr("failed shell call_1\n      in  \"make all\"\n      out "
+                                            "\"one\\ntwo\\nexit code 2\""));
+  EXPECT_THAT(bench.texts(), ElementsAre("build", "", "Building."));
 }
 
 }  // namespace
