@@ -20,8 +20,9 @@ std::vector<turn::Action> play(const std::vector<std::string>& lines) {
       if (told) std::ranges::move(turn.ingest(told->method, told->params, line), std::back_inserter(actions));
     }
     if (&line == &lines.front()) std::ranges::move(turn.onStarted("turn-1"), std::back_inserter(actions));
+    std::ranges::move(turn.takeOutputs(), std::back_inserter(actions));
   }
-  std::ranges::move(turn.flushMessages(), std::back_inserter(actions));
+  std::ranges::move(turn.close(), std::back_inserter(actions));
   return actions;
 }
 
