@@ -15,16 +15,11 @@ namespace {
 
 constexpr Log kLog("com.ravant.agent", "ChatCompletionsClient");
 constexpr int kOk = 200;
-constexpr int kTooManyRequests = 429;
-constexpr int kFirstServerError = 500;
-constexpr int kLastServerError = 599;
 constexpr std::size_t kErrorBodyLimit = 64 * 1024;  // bytes
 /// For the last bytes of a response, without which its connection cannot be used again.
 constexpr std::chrono::milliseconds kPatienceBehindTheEnd{200};
 
-bool mayBeTriedAgain(int status) {
-  return status == kTooManyRequests || (status >= kFirstServerError && status <= kLastServerError);
-}
+using Outlook = ChatCompletionsError::Outlook;
 
 }  // namespace
 
@@ -35,34 +30,41 @@ ChatCompletionsClient::ChatCompletionsClient(RavantProvider provider, std::strin
       options_(std::move(options)),
       session_(options_.http, options_.session) {}
 
-awaitable<ChatTurn> ChatCompletionsClient::streamTurn(chat::Request request, OnText onText) {
-  try {
-    co_return co_await followTurn(std::move(request), std::move(onText));
-  } catch (const HttpError& error) {
-    const bool isNoResponse = error.kind() == HttpError::Case::noResponse;
-    throw ChatCompletionsError::transport(displayName(provider_), isNoResponse ? "No HTTP response" : error.what());
-  } catch (const ChatCompletionsError& error) {
-    throw error.without(apiKey_);
-  }
-}
-
-awaitable<ChatTurn> ChatCompletionsClient::followTurn(chat::Request request, OnText onText) {
+awaitable<ChatTurn> ChatCompletionsClient::streamTurn(chat::Request request, ChatTurnEvents events) {
   const std::string body = chat::requestBody(request);
   for (int retry = 0;; ++retry) {
-    HttpResponse response = co_await session_.send(httpRequest(body));
-    if (response.status() == kOk) co_return co_await readTurn(std::move(response), std::move(onText));
-    const int status = response.status();
-    const auto wait = waitBeforeRetry(retry, response);
-    const std::string words = co_await refusalIn(std::move(response));
-    if (!wait) throw ChatCompletionsError::http(displayName(provider_), status, words);
-    kLog.warning("{} refused a request with status {}; it is sent again in {} ms", displayName(provider_), status,
-                 wait->count());
+    events.onRequest();
+    auto outcome = co_await tryTurn(body, events);
+    if (auto* turn = std::get_if<ChatTurn>(&outcome)) co_return std::move(*turn);
+    const Failure& failure = std::get<Failure>(outcome);
+    const auto wait = waitBefore(retry, failure);
+    const ChatCompletionsError error = failure.error.without(apiKey_);
+    if (!wait) throw error;
+    kLog.warning("{}; the request is sent again in {} ms", error.what(), wait->count());
+    events.onRetry({.reason = error.what(), .after = *wait});
     co_await pause(*wait);
   }
 }
 
-awaitable<ChatTurn> ChatCompletionsClient::readTurn(HttpResponse response, OnText onText) {
-  ChatTurnAssembly assembly(std::string(displayName(provider_)), std::move(onText));
+awaitable<std::variant<ChatTurn, ChatCompletionsClient::Failure>> ChatCompletionsClient::tryTurn(
+    std::string body, ChatTurnEvents events) {
+  ChatTurnAssembly assembly(std::string(displayName(provider_)), std::move(events));
+  std::optional<Failure> failure;
+  try {
+    HttpResponse response = co_await session_.send(httpRequest(std::move(body)));
+    if (response.status() != kOk) co_return co_await refusalIn(std::move(response));
+    co_return co_await readTurn(std::move(response), assembly);
+  } catch (const HttpError& error) {
+    failure = Failure{described(error)};
+  } catch (const ChatCompletionsError& error) {
+    failure = Failure{error};
+  }
+  // What a reader has seen is not said twice.
+  if (assembly.hasBegun()) throw failure->error.without(apiKey_);
+  co_return *std::move(failure);
+}
+
+awaitable<ChatTurn> ChatCompletionsClient::readTurn(HttpResponse response, ChatTurnAssembly& assembly) {
   do {
     while (const auto line = response.tryNext()) {
       if (assembly.onLine(*line) != ChatTurnAssembly::Progress::over) continue;
@@ -73,13 +75,25 @@ awaitable<ChatTurn> ChatCompletionsClient::readTurn(HttpResponse response, OnTex
   co_return assembly.finish();
 }
 
-awaitable<std::string> ChatCompletionsClient::refusalIn(HttpResponse response) {
+awaitable<ChatCompletionsClient::Failure> ChatCompletionsClient::refusalIn(HttpResponse response) {
+  const int status = response.status();
+  const auto retryAfter = response.retryAfter();
+  std::string words;
   try {
-    co_return co_await response.text(kErrorBodyLimit);
+    words = co_await response.text(kErrorBodyLimit);
   } catch (const HttpError& error) {
+    // Without a body, the status alone says what matters.
     if (error.kind() == HttpError::Case::cancelled) throw;
-    co_return std::string();  // the status alone says what matters
   }
+  co_return Failure{ChatCompletionsError::http(displayName(provider_), status, words), retryAfter};
+}
+
+ChatCompletionsError ChatCompletionsClient::described(const HttpError& error) const {
+  using enum HttpError::Case;
+  const bool mayPass = error.kind() == noResponse || error.kind() == transfer;
+  return ChatCompletionsError::transport(displayName(provider_),
+                                         error.kind() == noResponse ? "No HTTP response" : error.what(),
+                                         mayPass ? Outlook::passing : Outlook::lasting);
 }
 
 void ChatCompletionsClient::invalidate() {
@@ -96,15 +110,15 @@ HttpRequest ChatCompletionsClient::httpRequest(std::string body) const {
           .body = std::move(body)};
 }
 
-std::optional<std::chrono::milliseconds> ChatCompletionsClient::waitBeforeRetry(int retry,
-                                                                                const HttpResponse& refusal) const {
-  if (retry >= options_.retry.retries || !mayBeTriedAgain(refusal.status())) return std::nullopt;
-  std::chrono::milliseconds wait = options_.retry.firstWait * (1 << retry);
-  if (const auto asked = refusal.retryAfter()) {
-    if (*asked > options_.retry.longestWait) return std::nullopt;
-    wait = std::max(wait, std::chrono::milliseconds(*asked));
+std::optional<std::chrono::milliseconds> ChatCompletionsClient::waitBefore(int retry, const Failure& failure) const {
+  const RetryPolicy& policy = options_.retry;
+  if (retry >= policy.retries || failure.error.outlook() == Outlook::lasting) return std::nullopt;
+  std::chrono::milliseconds wait = policy.firstWait * (1 << retry);
+  if (failure.retryAfter) {
+    if (*failure.retryAfter > policy.longestWait) return std::nullopt;
+    wait = std::max(wait, std::chrono::milliseconds(*failure.retryAfter));
   }
-  return std::min(wait, options_.retry.longestWait);
+  return std::min(wait, policy.longestWait);
 }
 
 awaitable<void> ChatCompletionsClient::pause(std::chrono::milliseconds wait) {

@@ -2,11 +2,10 @@
 
 #include <boost/asio/steady_timer.hpp>
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <variant>
 
 #include "agent/chat_completions_error.hpp"
 #include "agent/chat_completions_wire.hpp"
@@ -16,7 +15,10 @@
 
 namespace ravant {
 
-/// How a request is tried again that was refused with status 429 or 5xx.
+class ChatTurnAssembly;
+
+/// How a request is tried again whose failure may pass before anything of an answer has come: status 429 or 5xx, a
+/// connection that is refused, breaks, or brings no answer.
 struct RetryPolicy {
   int retries = 3;
   std::chrono::milliseconds firstWait{1'000};  ///< doubled before each further try
@@ -35,23 +37,28 @@ struct ChatCompletionsOptions {
 /// turns.
 class ChatCompletionsClient {
  public:
-  using OnText = std::function<void(std::string_view fragment)>;
-
   ChatCompletionsClient(RavantProvider provider, std::string apiKey, ChatCompletionsOptions options);
 
-  /// Sends one request and follows the response to its end. `onText` is given the fragments of the text, in order,
-  /// while they arrive. Throws `ChatCompletionsError`.
-  awaitable<ChatTurn> streamTurn(chat::Request request, OnText onText);
+  /// Asks a model and follows its answer to the end, telling `events` what comes while it arrives. Throws
+  /// `ChatCompletionsError`.
+  awaitable<ChatTurn> streamTurn(chat::Request request, ChatTurnEvents events);
 
   /// Ends the turn under way, which fails at once, and every later one.
   void invalidate();
 
  private:
-  awaitable<ChatTurn> followTurn(chat::Request request, OnText onText);
-  awaitable<ChatTurn> readTurn(HttpResponse response, OnText onText);
-  awaitable<std::string> refusalIn(HttpResponse response);
+  /// A try that failed.
+  struct Failure {
+    ChatCompletionsError error;
+    std::optional<std::chrono::seconds> retryAfter = {};  ///< as the provider asks for it
+  };
+
+  awaitable<std::variant<ChatTurn, Failure>> tryTurn(std::string body, ChatTurnEvents events);
+  awaitable<ChatTurn> readTurn(HttpResponse response, ChatTurnAssembly& assembly);
+  awaitable<Failure> refusalIn(HttpResponse response);
   HttpRequest httpRequest(std::string body) const;
-  std::optional<std::chrono::milliseconds> waitBeforeRetry(int retry, const HttpResponse& refusal) const;
+  ChatCompletionsError described(const HttpError& error) const;
+  std::optional<std::chrono::milliseconds> waitBefore(int retry, const Failure& failure) const;
   awaitable<void> pause(std::chrono::milliseconds wait);
 
   const RavantProvider provider_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/json/serialize.hpp>
 
+#include "agent/reasoning.hpp"
 #include "core/overloaded.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
@@ -24,6 +25,7 @@ json::object form(const message::User& user) { return {{"role", "user"}, {"conte
 
 json::object form(const message::Assistant& assistant) {
   json::object object{{"role", "assistant"}, {"content", repairUtf8(assistant.text)}};
+  putReasoning(assistant.reasoning, object);
   if (assistant.toolCalls.empty()) return object;
   json::array calls;
   for (const RavantToolCall& call : assistant.toolCalls) calls.push_back(toolCallForm(call));
@@ -77,18 +79,6 @@ ToolCallFragment parseToolCall(const json::object& call) {
   return fragment;
 }
 
-void parseChoice(const json::object& choice, Chunk& chunk) {
-  chunk.finishReason = stringAt(choice, "finish_reason");
-  const json::object* delta = objectAt(choice, "delta");
-  if (delta == nullptr) return;
-  chunk.content = stringAt(*delta, "content").value_or(std::string_view());
-  const json::array* calls = arrayAt(*delta, "tool_calls");
-  if (calls == nullptr) return;
-  for (const json::value& call : *calls) {
-    if (const json::object* object = call.if_object()) chunk.toolCalls.push_back(parseToolCall(*object));
-  }
-}
-
 }  // namespace
 
 std::string requestBody(const Request& request) {
@@ -125,6 +115,33 @@ std::optional<Chunk> ChunkParser::parse(std::string_view payload) {
   return chunk;
 }
 
+void ChunkParser::parseChoice(const json::object& choice, Chunk& chunk) {
+  chunk.finishReason = stringAt(choice, "finish_reason");
+  const json::object* delta = objectAt(choice, "delta");
+  if (delta == nullptr) return;
+  if (const json::value* content = delta->if_contains("content")) chunk.content = textOf(*content);
+  chunk.reasoning = reasoningIn(*delta);
+  const json::array* calls = arrayAt(*delta, "tool_calls");
+  if (calls == nullptr) return;
+  for (const json::value& call : *calls) {
+    if (const json::object* object = call.if_object()) chunk.toolCalls.push_back(parseToolCall(*object));
+  }
+}
+
+/// A text, or a list of parts of which some are texts.
+std::string_view ChunkParser::textOf(const json::value& content) {
+  if (const auto* text = content.if_string()) return *text;
+  joined_.clear();
+  const json::array* parts = content.if_array();
+  if (parts == nullptr) return {};
+  for (const json::value& part : *parts) {
+    const json::object* object = part.if_object();
+    if (object == nullptr || stringAt(*object, "type") != "text") continue;
+    joined_ += stringAt(*object, "text").value_or(std::string_view());
+  }
+  return joined_;
+}
+
 std::optional<std::string_view> ChunkParser::textInEnvelope(std::string_view payload) const {
   const bool fits = !prefix_.empty() && payload.size() > prefix_.size() + suffix_.size() &&
                     payload.starts_with(prefix_) && payload.ends_with(suffix_);
@@ -138,8 +155,9 @@ std::optional<std::string_view> ChunkParser::textInEnvelope(std::string_view pay
 void ChunkParser::keepEnvelope(std::string_view payload, const Chunk& chunk) {
   constexpr std::string_view kName = R"("content")";
   constexpr std::string_view kBegin = R"(:")";
-  const bool isTextAlone =
-      !chunk.content.empty() && !chunk.finishReason && !chunk.usage && !chunk.error && chunk.toolCalls.empty();
+  const auto isEmptyText = [](const auto& member) { return member.value() == ""; };
+  const bool isTextAlone = !chunk.content.empty() && !chunk.finishReason && !chunk.usage && !chunk.error &&
+                           chunk.toolCalls.empty() && std::ranges::all_of(chunk.reasoning, isEmptyText);
   // Within a text the quotes would be escaped: where the name stands once, that is the member itself.
   const std::size_t name = payload.find(kName);
   if (!isTextAlone || name == std::string_view::npos || payload.rfind(kName) != name) return;
@@ -157,15 +175,25 @@ std::optional<std::string_view> eventData(std::string_view line) {
   return trimmed(line.substr(kField.size()));
 }
 
-std::string rawTurn(const ChatTurn& turn) {
-  json::object raw;
+std::string rawTurn(const ChatTurn& turn, std::string_view model) {
+  json::object raw{{"model", model}};
   if (turn.responseId) raw.emplace("id", *turn.responseId);
   if (turn.finishReason) raw.emplace("finish_reason", *turn.finishReason);
-  raw.emplace("message", form(message::Assistant{.text = turn.text, .toolCalls = turn.toolCalls}));
+  raw.emplace("message",
+              form(message::Assistant{.text = turn.text, .toolCalls = turn.toolCalls, .reasoning = turn.reasoning}));
   if (turn.usage) raw.emplace("usage", *turn.usage);
   return json::serialize(raw);
 }
 
 std::string rawToolCall(const RavantToolCall& call) { return json::serialize(toolCallForm(call)); }
+
+std::optional<KeptTurn> keptTurn(std::string_view raw) {
+  const auto value = parseJson(raw);
+  const json::object* turn = value ? value->if_object() : nullptr;
+  const json::object* message = turn ? objectAt(*turn, "message") : nullptr;
+  if (message == nullptr) return std::nullopt;
+  return KeptTurn{.model = std::string(stringAt(*turn, "model").value_or(std::string_view())),
+                  .reasoning = reasoningIn(*message)};
+}
 
 }  // namespace ravant::chat

@@ -44,6 +44,7 @@ struct Chunk {
   std::optional<json::object> usage;
   std::optional<std::string_view> finishReason;
   std::string_view content;
+  json::object reasoning;
   std::vector<ToolCallFragment> toolCalls;
   std::optional<StreamError> error;
 };
@@ -57,10 +58,13 @@ class ChunkParser {
  private:
   /// The text of an event that differs from an earlier one in nothing else, which most do.
   std::optional<std::string_view> textInEnvelope(std::string_view payload) const;
+  void parseChoice(const json::object& choice, Chunk& chunk);
+  std::string_view textOf(const json::value& content);
   void keepEnvelope(std::string_view payload, const Chunk& chunk);
 
   JsonLineParser parser_;
   std::string repaired_;
+  std::string joined_;  ///< the text of several parts
   std::string prefix_;  ///< of an event with a text and nothing more, up to the text
   std::string suffix_;
 };
@@ -72,8 +76,16 @@ std::optional<std::string_view> eventData(std::string_view line);
 /// The end of a stream, in place of an object.
 inline constexpr std::string_view kStreamEnd = "[DONE]";
 
-/// A turn, and one of its calls, as what the transcript keeps of the provider's own answer.
-std::string rawTurn(const ChatTurn& turn);
+/// A turn of the model with that slug, and one of its calls, as what the transcript keeps of the provider's own answer.
+std::string rawTurn(const ChatTurn& turn, std::string_view model);
 std::string rawToolCall(const RavantToolCall& call);
+
+/// What is to be given back of a turn that was kept.
+struct KeptTurn {
+  std::string model;
+  json::object reasoning;
+};
+/// Nothing for what is not of `rawTurn`.
+std::optional<KeptTurn> keptTurn(std::string_view raw);
 
 }  // namespace ravant::chat

@@ -5,12 +5,15 @@
 #include <algorithm>
 
 #include "agent/chat_completions_error.hpp"
+#include "agent/reasoning.hpp"
 #include "agent/tool_call_id.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant {
 namespace {
+
+using Outlook = ChatCompletionsError::Outlook;
 
 constexpr std::size_t kStrayTextLimit = 300;  // bytes
 constexpr std::int64_t kMostCalls = 1'000'000;
@@ -37,7 +40,7 @@ ChatTurn ChatTurnAssembly::finish() {
     throw ChatCompletionsError::transport(provider_, fmt::format("the response is no event stream: {}", stray));
   }
   const bool isEmpty = turn_.text.empty() && partials_.empty() && !turn_.finishReason && !turn_.usage;
-  if (isEmpty) throw ChatCompletionsError::transport(provider_, "the response is empty");
+  if (isEmpty) throw ChatCompletionsError::transport(provider_, "the response is empty", Outlook::passing);
   for (auto& [index, partial] : partials_) {
     turn_.toolCalls.push_back({.id = partial.id ? *std::move(partial.id) : generatedToolCallId(),
                                .name = std::move(partial.name),
@@ -52,10 +55,17 @@ void ChatTurnAssembly::take(chat::Chunk chunk) {
   if (chunk.id && chunk.id != turn_.responseId) turn_.responseId = *chunk.id;
   if (chunk.usage) turn_.usage = std::move(chunk.usage);
   if (chunk.finishReason) turn_.finishReason = *chunk.finishReason;
-  if (!chunk.content.empty()) {
-    turn_.text += chunk.content;
-    onText_(chunk.content);
+  if (const std::string thought = chat::textOfReasoning(chunk.reasoning); !thought.empty()) {
+    hasBegun_ = true;
+    events_.onReasoning(thought);
   }
+  chat::appendReasoning(turn_.reasoning, std::move(chunk.reasoning));
+  if (!chunk.content.empty()) {
+    hasBegun_ = true;
+    turn_.text += chunk.content;
+    events_.onText(chunk.content);
+  }
+  hasBegun_ |= !chunk.toolCalls.empty();
   for (const chat::ToolCallFragment& fragment : chunk.toolCalls) {
     PartialToolCall& partial = partialFor(fragment);
     if (!fragment.id.empty()) partial.id = fragment.id;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -16,12 +15,15 @@ class ChatTurnAssembly {
  public:
   enum class Progress { goesOn, over };
 
-  /// `provider` is its display name; `onText` is given each fragment of the text as it comes.
-  ChatTurnAssembly(std::string provider, std::function<void(std::string_view)> onText)
-      : provider_(std::move(provider)), onText_(std::move(onText)) {}
+  /// `provider` is its display name; `events` are told the fragments as they come.
+  ChatTurnAssembly(std::string provider, ChatTurnEvents events)
+      : provider_(std::move(provider)), events_(std::move(events)) {}
 
   /// Takes a line in, without its line feed. Throws `ChatCompletionsError` where it holds the provider's error.
   Progress onLine(std::string_view line);
+
+  /// Whether anything of the model's answer has come.
+  bool hasBegun() const { return hasBegun_; }
 
   /// The turn as far as it was taken in. Throws `ChatCompletionsError` where it is empty.
   ChatTurn finish();
@@ -39,12 +41,13 @@ class ChatTurnAssembly {
   std::int64_t guessedIndex(const chat::ToolCallFragment& fragment) const;
 
   std::string provider_;
-  std::function<void(std::string_view)> onText_;
+  ChatTurnEvents events_;
   chat::ChunkParser parser_;
   ChatTurn turn_;
   std::map<std::int64_t, PartialToolCall> partials_;
   std::int64_t lastIndex_ = 0;
   bool hasEvent_ = false;
+  bool hasBegun_ = false;
   std::string strayText_;  ///< the first of what was no event
 };
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "agent/chat_completions_wire.hpp"
 #include "agent/tool_call_id.hpp"
 #include "core/overloaded.hpp"
 #include "platform/text/text.hpp"
@@ -16,15 +17,16 @@ class OpenCalls {
  public:
   explicit OpenCalls(std::vector<RavantMessage>& messages) : messages_(messages) {}
 
-  void open(std::string text) {
-    close();
-    assistant_.text = std::move(text);
-    isOpen_ = true;
-  }
+  /// `raw` is what was kept of the provider's answer.
+  void open(std::string text, std::string_view raw) { open(std::move(text), chat::keptTurn(raw)); }
 
   void add(const TranscriptEntry::ToolInvocation& call) {
     const std::string name = sendableName(call.name.value_or(std::string()));
-    if (!isOpen_ || hasCall(call.callId)) open({});
+    if (auto turn = chat::keptTurn(call.rawJSON)) {
+      open({}, std::move(turn));  // one without words
+    } else if (!isOpen_ || hasCall(call.callId)) {
+      open({}, std::nullopt);
+    }
     const std::string id = call.callId.empty() ? generatedToolCallId() : call.callId;
     assistant_.toolCalls.push_back({.id = id, .name = name, .argumentsJSON = call.input.value_or(std::string())});
     results_.push_back({.callId = id, .name = name, .content = call.output, .isError = call.failed});
@@ -40,6 +42,16 @@ class OpenCalls {
   }
 
  private:
+  void open(std::string text, std::optional<chat::KeptTurn> turn) {
+    close();
+    assistant_.text = std::move(text);
+    if (turn) {
+      assistant_.model = std::move(turn->model);
+      assistant_.reasoning = std::move(turn->reasoning);
+    }
+    isOpen_ = true;
+  }
+
   /// An agent that gives the same id twice does so in two turns.
   bool hasCall(const std::string& id) const {
     return std::ranges::count(assistant_.toolCalls, id, &RavantToolCall::id) > 0;
@@ -81,8 +93,12 @@ std::string sendableName(std::string_view name) {
   return sendable.empty() ? "unknown" : sendable;
 }
 
-std::vector<RavantMessage> fittedTo(RavantProvider provider, std::vector<RavantMessage> messages) {
-  if (provider != RavantProvider::mistral) return messages;
+std::vector<RavantMessage> fittedTo(const RavantModel& model, std::vector<RavantMessage> messages) {
+  for (RavantMessage& message : messages) {
+    auto* assistant = std::get_if<message::Assistant>(&message);
+    if (assistant != nullptr && assistant->model != model.slug) assistant->reasoning.clear();
+  }
+  if (model.provider != RavantProvider::mistral) return messages;
   std::vector<RavantMessage> fitted;
   for (RavantMessage& message : messages) {
     const bool isBehindResult = !fitted.empty() && std::holds_alternative<message::ToolResult>(fitted.back());
@@ -106,7 +122,7 @@ std::vector<RavantMessage> rehydratedTranscript(const std::vector<TranscriptEntr
                             calls.close();
                             if (!trimmed(user.text).empty()) messages.emplace_back(message::User{user.text});
                           },
-                          [&](const TranscriptEntry::Agent& agent) { calls.open(agent.text); },
+                          [&](const TranscriptEntry::Agent& agent) { calls.open(agent.text, agent.rawJSON); },
                           [&](const TranscriptEntry::ToolInvocation& call) { calls.add(call); }},
                entry.step);
   }

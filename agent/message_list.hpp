@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "agent/ravant_message.hpp"
-#include "agent/ravant_provider.hpp"
+#include "agent/ravant_model.hpp"
 #include "core/transcript_entry.hpp"
 #include "platform/json/json.hpp"
 
@@ -22,11 +22,10 @@ message::Assistant fitToBeSent(message::Assistant assistant);
 /// A tool's name as every provider takes it: at most 64 letters, digits, `_` and `-`, at least one.
 std::string sendableName(std::string_view name);
 
-/// The messages as that provider takes them. Mistral refuses ids of other forms than its own, so that a conversation
-/// could not change to one of its models, and a prompt behind results that the model has not answered, as a cancel
-/// leaves them.
-/// Source: docs.mistral.ai/capabilities/function_calling, November 2026.
-std::vector<RavantMessage> fittedTo(RavantProvider provider, std::vector<RavantMessage> messages);
+/// The messages as that model takes them: reasoning is its own, or left out. Mistral refuses ids of other forms than
+/// its own, so that a conversation could not change to one of its models, and a prompt behind results that the model
+/// has not answered, as a cancel leaves them. Source: docs.mistral.ai/capabilities/function_calling, November 2026.
+std::vector<RavantMessage> fittedTo(const RavantModel& model, std::vector<RavantMessage> messages);
 
 /// A stored conversation as a list that providers accept: calls without a result and results without a call are
 /// repaired, and messages without words are left out.

@@ -4,6 +4,8 @@
 #include <variant>
 #include <vector>
 
+#include "platform/json/json.hpp"
+
 namespace ravant {
 
 /// A tool call that a model asked for.
@@ -25,6 +27,8 @@ struct User {
 struct Assistant {
   std::string text;
   std::vector<RavantToolCall> toolCalls;
+  json::object reasoning = {};  ///< as its provider sent it, see agent/reasoning.hpp
+  std::string model = {};       ///< the slug of the one that reasoned so: no other is given it
   bool operator==(const Assistant&) const = default;
 };
 struct ToolResult {

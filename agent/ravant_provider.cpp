@@ -38,4 +38,10 @@ std::string_view defaultBaseAddress(RavantProvider provider) { return texts(prov
 std::string_view endpointPath(RavantProvider provider) { return texts(provider).endpointPath; }
 const char* keyVariable(RavantProvider provider) { return texts(provider).keyVariable; }
 
+std::vector<std::string> keyVariables() {
+  std::vector<std::string> names;
+  for (const RavantProvider provider : kRavantProviders) names.emplace_back(keyVariable(provider));
+  return names;
+}
+
 }  // namespace ravant

@@ -2,7 +2,9 @@
 
 #include <array>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 namespace ravant {
 
@@ -24,5 +26,7 @@ std::string_view endpointPath(RavantProvider provider);
 
 /// The environment variable that may supply its key.
 const char* keyVariable(RavantProvider provider);
+/// Those of all providers. What runs without need of a key does not get them.
+std::vector<std::string> keyVariables();
 
 }  // namespace ravant

@@ -31,16 +31,18 @@ RavantProviderKey::RavantProviderKey(any_io_executor work, std::shared_ptr<KeySt
                                      std::function<std::optional<std::string>(const char*)> variable)
     : Actor(std::move(work)), keyStore_(std::move(keyStore)), variable_(std::move(variable)) {}
 
-awaitable<std::optional<std::string>> RavantProviderKey::ravantProviderAPIKey(std::string account) {
-  return onActor([this, account = std::move(account)]() -> awaitable<std::optional<std::string>> {
-    auto found = find(account);
-    co_return found ? std::optional(std::move(found->key)) : std::nullopt;
-  });
+awaitable<std::optional<std::string>> RavantProviderKey::ravantProviderAPIKey(std::string account,
+                                                                              std::stop_token stop) {
+  return onActor(
+      [this, account = std::move(account), stop = std::move(stop)]() -> awaitable<std::optional<std::string>> {
+        auto found = find(account, stop);
+        co_return found ? std::optional(std::move(found->key)) : std::nullopt;
+      });
 }
 
 awaitable<std::optional<KeySource>> RavantProviderKey::source(std::string account) {
   return onActor([this, account = std::move(account)]() -> awaitable<std::optional<KeySource>> {
-    const auto found = find(account);
+    const auto found = find(account, {});
     co_return found ? std::optional(found->source) : std::nullopt;
   });
 }
@@ -66,10 +68,11 @@ std::optional<std::string> RavantProviderKey::environmentVariable(const char* na
   return value ? std::optional<std::string>(value) : std::nullopt;
 }
 
-std::optional<RavantProviderKey::Found> RavantProviderKey::find(const std::string& account) {
+std::optional<RavantProviderKey::Found> RavantProviderKey::find(const std::string& account,
+                                                                const std::stop_token& stop) {
   std::exception_ptr fault;
   try {
-    if (auto stored = keyStore_->read(nameOf(account)); stored && !stored->empty()) {
+    if (auto stored = keyStore_->read(nameOf(account), stop); stored && !stored->empty()) {
       return Found{.key = *std::move(stored), .source = KeySource::keyStore};
     }
   } catch (const KeyStoreError& error) {

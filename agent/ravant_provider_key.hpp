@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -32,8 +33,9 @@ class RavantProviderKey final : public Actor {
                     std::function<std::optional<std::string>(const char*)> variable = environmentVariable);
 
   /// Nothing where no key is configured. A key store that is not there counts as empty, as does one that fails where
-  /// the environment has a key; otherwise its `KeyStoreError` is thrown.
-  awaitable<std::optional<std::string>> ravantProviderAPIKey(std::string account);
+  /// the environment has a key; otherwise its `KeyStoreError` is thrown. A key store that is still asked when `stop` is
+  /// requested fails at once.
+  awaitable<std::optional<std::string>> ravantProviderAPIKey(std::string account, std::stop_token stop = {});
   /// Where the key comes from; as `ravantProviderAPIKey`.
   awaitable<std::optional<KeySource>> source(std::string account);
 
@@ -50,7 +52,7 @@ class RavantProviderKey final : public Actor {
     std::string key;
     KeySource source;
   };
-  std::optional<Found> find(const std::string& account);
+  std::optional<Found> find(const std::string& account, const std::stop_token& stop);
   std::optional<std::string> fromEnvironment(const std::string& account) const;
 
   std::shared_ptr<KeyStore> keyStore_;

@@ -14,6 +14,7 @@ struct TranscriptEntry {
   };
   struct Agent {
     std::string text;
+    std::string rawJSON = {};
     bool operator==(const Agent&) const = default;
   };
   struct ToolInvocation {
@@ -22,6 +23,7 @@ struct TranscriptEntry {
     std::optional<std::string> input;
     std::string output;
     bool failed;
+    std::string rawJSON = {};
     bool operator==(const ToolInvocation&) const = default;
   };
 

@@ -27,7 +27,7 @@ class ConversationItemOperations {
         runs_(store_, items_),
         transcript_(
             store_.prepare("SELECT item.kind, item.text, call.tool_call_id, call.tool_name, call.input, call.output, "
-                           "call.status_raw_value FROM conversation_item AS item "
+                           "call.status_raw_value, item.raw_json, call.raw_json FROM conversation_item AS item "
                            "LEFT JOIN tool_invocation AS call ON call.group_id = item.id "
                            "WHERE item.conversation_id = ? ORDER BY item.created_at, item.id, call.id")) {}
 
@@ -262,7 +262,7 @@ class ConversationItemOperations {
       case ConversationItemKind::userMessage:
         return TranscriptEntry{TranscriptEntry::User{readText(row, 1)}};
       case ConversationItemKind::agentMessage:
-        return TranscriptEntry{TranscriptEntry::Agent{readText(row, 1)}};
+        return TranscriptEntry{TranscriptEntry::Agent{.text = readText(row, 1), .rawJSON = readText(row, 7)}};
       case ConversationItemKind::toolInvocationGroup:
         if (row.isNull(2)) return std::nullopt;
         return TranscriptEntry{
@@ -270,7 +270,8 @@ class ConversationItemOperations {
                                             .name = readOptionalText(row, 3),
                                             .input = readOptionalText(row, 4),
                                             .output = readOptionalText(row, 5).value_or(std::string()),
-                                            .failed = row.text(6) == rawValue(ToolInvocationStatus::failed)}};
+                                            .failed = row.text(6) == rawValue(ToolInvocationStatus::failed),
+                                            .rawJSON = readText(row, 8)}};
       case ConversationItemKind::compactionEvent:
       case ConversationItemKind::failureEvent:
         return std::nullopt;

@@ -52,6 +52,24 @@ struct FreeList {
   void operator()(curl_slist* list) const { libcurl().slistFreeAll(list); }
 };
 
+HttpError::Case caseOf(CURLcode code) {
+  switch (code) {
+    case CURLE_GOT_NOTHING:
+    case CURLE_UNSUPPORTED_PROTOCOL:  // an answer of a time before status lines is no response either
+      return HttpError::Case::noResponse;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CERTPROBLEM:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_ISSUER_ERROR:
+    case CURLE_SSL_PINNEDPUBKEYNOTMATCH:
+      return HttpError::Case::untrusted;
+    default:
+      return HttpError::Case::transfer;
+  }
+}
+
 /// curl's side of a transfer, on the engine's thread.
 class Exchange {
  public:
@@ -95,13 +113,7 @@ class Exchange {
     const std::string words = withoutUsers(words_.front() != '\0' ? words_.data() : libcurl().easyStrerror(code));
     kLog.debug("{} {}: {}", transfer_->request().method, addressForLog(transfer_->request().url),
                code == CURLE_OK ? "ended" : words);
-    // An answer of a time before status lines is no response either.
-    const bool isNoResponse = code == CURLE_GOT_NOTHING || code == CURLE_UNSUPPORTED_PROTOCOL;
-    if (code == CURLE_OK) {
-      transfer_->onEnd(std::nullopt);
-    } else {
-      transfer_->onEnd(HttpError(isNoResponse ? HttpError::Case::noResponse : HttpError::Case::transfer, words));
-    }
+    transfer_->onEnd(code == CURLE_OK ? std::nullopt : std::optional(HttpError(caseOf(code), words)));
   }
 
  private:

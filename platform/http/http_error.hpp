@@ -6,10 +6,11 @@
 
 namespace ravant {
 
-/// A transfer that failed; `what()` has the words of the transport. A response of any status is none.
+/// A transfer that failed; `what()` has the words of the transport. A response of any status is none. `untrusted`: no
+/// encrypted connection that can be trusted was agreed on, which no further try changes.
 class HttpError : public std::exception {
  public:
-  enum class Case { noResponse, transfer, stalled, cancelled };
+  enum class Case { noResponse, untrusted, transfer, stalled, cancelled };
 
   /// With words of its own, for copies cross threads.
   HttpError(Case kind, std::string words) : kind_(kind), words_(std::move(words)) {}

@@ -23,7 +23,7 @@ bool isReadableByOthers(const std::filesystem::path& file) {
 
 }  // namespace
 
-std::optional<std::string> FileKeyStore::read(const KeyName& name) try {
+std::optional<std::string> FileKeyStore::read(const KeyName& name, std::stop_token /*stop*/) try {
   const json::object secrets = load();
   const json::object* accounts = objectAt(secrets, name.service);
   const auto secret = accounts ? stringAt(*accounts, name.account) : std::nullopt;

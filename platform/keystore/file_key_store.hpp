@@ -13,7 +13,8 @@ class FileKeyStore final : public KeyStore {
  public:
   explicit FileKeyStore(std::filesystem::path file) : file_(std::move(file)) {}
 
-  std::optional<std::string> read(const KeyName& name) override;
+  using KeyStore::read;
+  std::optional<std::string> read(const KeyName& name, std::stop_token stop) override;
   void store(const KeyName& name, const std::string& secret, const std::string& label) override;
   bool remove(const KeyName& name) override;
 

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <stdexcept>
+#include <stop_token>
 #include <string>
 
 namespace ravant {
@@ -31,8 +32,9 @@ class KeyStore {
  public:
   virtual ~KeyStore() = default;
 
-  /// Nothing where there is none.
-  virtual std::optional<std::string> read(const KeyName& name) = 0;
+  /// Nothing where there is none. Fails soon after `stop` is requested, also while the platform does not answer.
+  virtual std::optional<std::string> read(const KeyName& name, std::stop_token stop) = 0;
+  std::optional<std::string> read(const KeyName& name) { return read(name, {}); }
   /// In place of one that is there. `label` is what the platform shows for it.
   virtual void store(const KeyName& name, const std::string& secret, const std::string& label) = 0;
   /// False where there was none.

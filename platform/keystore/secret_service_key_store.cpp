@@ -3,9 +3,11 @@
 #include <libsecret/secret.h>
 
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace ravant {
 namespace {
@@ -34,14 +36,16 @@ struct FreeError {
   void operator()(GError* error) const { g_error_free(error); }
 };
 
-/// Ends a call of the library that takes too long.
+/// Ends a call of the library that takes too long, or is no longer wanted.
 class Limit {
  public:
-  explicit Limit(std::chrono::milliseconds limit)
-      : cancellable_(g_cancellable_new()), watch_([this, limit] {
+  explicit Limit(std::chrono::milliseconds limit, std::stop_token stop = {})
+      : cancellable_(g_cancellable_new()),
+        watch_([this, limit] {
           std::unique_lock lock(mutex_);
           if (!changed_.wait_for(lock, limit, [this] { return isOver_; })) g_cancellable_cancel(cancellable_.get());
-        }) {}
+        }),
+        onStop_(std::move(stop), [this] { g_cancellable_cancel(cancellable_.get()); }) {}
 
   ~Limit() {
     {
@@ -62,6 +66,7 @@ class Limit {
   std::condition_variable changed_;
   bool isOver_ = false;
   std::thread watch_;
+  std::stop_callback<std::function<void()>> onStop_;
 };
 
 void throwIfFailed(GError* raised) {
@@ -99,8 +104,8 @@ void unlock(GCancellable* cancellable) {
 
 }  // namespace
 
-std::optional<std::string> SecretServiceKeyStore::read(const KeyName& name) {
-  const Limit limit(limit_);
+std::optional<std::string> SecretServiceKeyStore::read(const KeyName& name, std::stop_token stop) {
+  const Limit limit(limit_, std::move(stop));
   unlock(limit.cancellable());
   GError* error = nullptr;
   const std::unique_ptr<char, FreeSecret> secret(secret_password_lookup_sync(&kSchema, limit.cancellable(), &error,

@@ -13,7 +13,8 @@ class SecretServiceKeyStore final : public KeyStore {
   /// `limit` is how long the service, and the user whom it asks, may take.
   explicit SecretServiceKeyStore(std::chrono::milliseconds limit = std::chrono::minutes(2)) : limit_(limit) {}
 
-  std::optional<std::string> read(const KeyName& name) override;
+  using KeyStore::read;
+  std::optional<std::string> read(const KeyName& name, std::stop_token stop) override;
   void store(const KeyName& name, const std::string& secret, const std::string& label) override;
   bool remove(const KeyName& name) override;
 

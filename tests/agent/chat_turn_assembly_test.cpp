@@ -3,7 +3,10 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <boost/json/serialize.hpp>
+
 #include "agent/chat_completions_error.hpp"
+#include "agent/chat_completions_wire.hpp"
 
 namespace ravant::test {
 namespace {
@@ -24,11 +27,14 @@ std::string toolCalls(std::string_view calls) { return delta(R"("tool_calls":[)"
 struct Assembled {
   ChatTurn turn;
   std::vector<std::string> fragments;
+  std::vector<std::string> thoughts;
 };
 
 Assembled assemble(const std::vector<std::string>& lines) {
   Assembled assembled;
-  ChatTurnAssembly assembly("Mistral", [&](std::string_view fragment) { assembled.fragments.emplace_back(fragment); });
+  ChatTurnAssembly assembly(
+      "Mistral", {.onText = [&](std::string_view fragment) { assembled.fragments.emplace_back(fragment); },
+                  .onReasoning = [&](std::string_view fragment) { assembled.thoughts.emplace_back(fragment); }});
   for (const std::string& line : lines) {
     if (assembly.onLine(line) == ChatTurnAssembly::Progress::over) break;
   }
@@ -46,7 +52,7 @@ std::string failureOf(const std::vector<std::string>& lines) {
 }
 
 TEST(ChatTurnAssemblyTest, takesTextReasonUsageAndIdFromTheStream) {
-  const auto [turn, fragments] =
+  const auto [turn, fragments, thoughts] =
       assemble({": OPENROUTER PROCESSING", "", "event: message", delta(R"("role":"assistant","content":"")") + "\r",
                 delta(R"("content":"Gr\u00fc\u00df")"), delta(R"("content":"e 🙂")", R"("stop")"),
                 R"(data:{"id":"gen-1","choices":[],"usage":{"total_tokens":1}})",
@@ -61,7 +67,7 @@ TEST(ChatTurnAssemblyTest, takesTextReasonUsageAndIdFromTheStream) {
 }
 
 TEST(ChatTurnAssemblyTest, skipsWhatIsMalformedAndEndsWithoutAnEndMark) {
-  const auto [turn, fragments] = assemble(
+  const auto [turn, fragments, thoughts] = assemble(
       {"data: {\"choices\":[", "data: 5", "data: {}", R"(data: {"choices":7,"usage":null,"id":3})",
        R"(data: {"choices":[null]})", R"(data: {"choices":[{"delta":null,"finish_reason":4}]})",
        delta(R"("content":null)"), delta(R"("content":["no text"],"tool_calls":{"index":0})"),
@@ -100,14 +106,14 @@ TEST(ChatTurnAssemblyTest, takesTextsOfAnyKindInEventsThatAreAlike) {
   };
   lines.push_back(twice("x"));
   lines.push_back(twice("y"));
-  const auto [turn, fragments] = assemble(lines);
+  const auto [turn, fragments, thoughts] = assemble(lines);
   EXPECT_EQ(turn.text, expected + "!.xx");
   EXPECT_EQ(turn.finishReason, "stop");
   EXPECT_EQ(turn.responseId, "gen-2");
 }
 
 TEST(ChatTurnAssemblyTest, keepsInterleavedCallsApartInTheOrderOfTheirIndices) {
-  const auto [turn, fragments] =
+  const auto [turn, fragments, thoughts] =
       assemble({toolCalls(R"({"index":1,"id":"b","function":{"name":"read_file","arguments":"{\"pa"}})"),
                 toolCalls(R"({"index":0,"id":"a","function":{"name":"bash","arguments":""}})"),
                 toolCalls(R"({"index":0,"function":{"arguments":"{\"command\":"}},)"
@@ -118,7 +124,7 @@ TEST(ChatTurnAssemblyTest, keepsInterleavedCallsApartInTheOrderOfTheirIndices) {
 }
 
 TEST(ChatTurnAssemblyTest, findsTheCallsOfProvidersThatGiveNoIndex) {
-  const auto [turn, fragments] = assemble(
+  const auto [turn, fragments, thoughts] = assemble(
       {toolCalls(R"({"id":"a","function":{"name":"bash","arguments":{"command":"ls","n":[1,2]}}},)"
                  R"({"id":"b","function":{"name":"bash","arguments":"{\"comm"}})"),
        toolCalls(R"({"function":{"arguments":"and\":"}})"), toolCalls(R"({"id":"b","function":{"arguments":"1}"}})"),
@@ -151,6 +157,78 @@ TEST(ChatTurnAssemblyTest, aReplyWithoutAnEventIsNoEmptyAnswer) {
   EXPECT_EQ(failureOf({"data: [DONE]"}), "Mistral transport error: the response is empty");
   EXPECT_EQ(failureOf({delta("", R"("stop")"), "data: [DONE]"}), "none") << "the model has nothing to add";
 }
+
+struct Thinking {
+  std::string name;
+  std::vector<std::string> deltas;
+  std::string members;  ///< of the message that is sent back, without its role
+  std::vector<std::string> thoughts;
+};
+
+class ReasoningTest : public testing::TestWithParam<Thinking> {};
+
+TEST_P(ReasoningTest, isGivenBackAsItsProviderSentIt) {
+  std::vector<std::string> lines;
+  for (const std::string& members : GetParam().deltas) lines.push_back(delta(members));
+  const auto [turn, fragments, thoughts] = assemble(lines);
+  EXPECT_EQ(thoughts, GetParam().thoughts);
+  const auto raw = parseJson(chat::rawTurn(turn, "vendor/model")).value();
+  json::object message = raw.at("message").as_object();
+  message.erase("role");
+  EXPECT_EQ(message, parseJson(GetParam().members));
+  const auto kept = chat::keptTurn(json::serialize(raw));
+  ASSERT_TRUE(kept);
+  EXPECT_EQ(kept->model, "vendor/model");
+  EXPECT_EQ(kept->reasoning, turn.reasoning);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    ChatTurnAssembly, ReasoningTest,
+    testing::Values(
+        Thinking{"details",
+                 {R"("content":"","reasoning":"Let ","reasoning_details":[{"type":"reasoning.text","text":"Let ",
+                      "format":"anthropic-claude-v1","index":0}])",
+                  R"("content":"","reasoning":"me.","reasoning_details":[{"type":"reasoning.text","text":"me.",
+                      "format":"anthropic-claude-v1","index":0}])",
+                  R"("content":"","reasoning":null,"reasoning_details":[{"type":"reasoning.text","text":null,
+                      "signature":"Sig=","index":0}])",
+                  R"("reasoning_details":[{"type":"reasoning.text","text":"More.","index":1}])",
+                  R"("content":"Hi.","reasoning":null,"reasoning_details":[])"},
+                 R"({"content":"Hi.","reasoning":"Let me.","reasoning_details":[
+                     {"type":"reasoning.text","text":"Let me.","format":"anthropic-claude-v1","index":0,"signature":"Sig="},
+                     {"type":"reasoning.text","text":"More.","index":1}]})",
+                 {"Let ", "me.", "More."}},
+        Thinking{
+            "encryptedDetails",
+            {R"("reasoning_details":[{"type":"reasoning.summary","summary":"**Exe","index":0}])",
+             R"("reasoning_details":[{"type":"reasoning.summary","summary":"cute**","index":0}])",
+             R"("reasoning_details":[{"type":"reasoning.encrypted","data":"gAAA","id":"rs_1","index":0}])",
+             R"("reasoning_details":[{"type":"reasoning.encrypted","data":"gBBB","id":"rs_2","index":0}])",
+             R"("content":"Hi.")"},
+            R"({"content":"Hi.","reasoning_details":[{"type":"reasoning.summary","summary":"**Execute**","index":0},
+                     {"type":"reasoning.encrypted","data":"gAAA","id":"rs_1","index":0},
+                     {"type":"reasoning.encrypted","data":"gBBB","id":"rs_2","index":0}]})",
+            {"**Exe", "cute**"}},
+        Thinking{"aTextBesideTheWords",
+                 {R"("content":null,"reasoning_content":"Let ")", R"("reasoning_content":"me.")",
+                  R"("content":"Hi","reasoning_content":"")", R"("content":" you","reasoning_content":"")",
+                  R"("content":"!","reasoning_content":" Done.")", R"("content":"!","reasoning_content":" Done.")"},
+                 R"({"content":"Hi you!!","reasoning_content":"Let me. Done. Done."})",
+                 {"Let ", "me.", " Done.", " Done."}},
+        Thinking{"anEmptyText",
+                 {R"("content":"Hi.","reasoning_content":"")"},
+                 R"({"content":"Hi.","reasoning_content":""})",
+                 {}},
+        Thinking{"partsOfTheContent",
+                 {R"("content":[{"type":"thinking","thinking":[{"type":"text","text":"Let "}]}])",
+                  R"("content":[{"type":"thinking","thinking":[{"type":"text","text":"me."}]}])",
+                  R"("content":[{"type":"text","text":"Hi"},{"type":"reference","reference_ids":[1]},
+                      {"type":"text","text":" you"}])",
+                  R"("content":".")"},
+                 R"({"content":[{"type":"thinking","thinking":[{"type":"text","text":"Let me."}]},
+                     {"type":"text","text":"Hi you."}]})",
+                 {"Let ", "me."}}),
+    [](const auto& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace ravant::test

@@ -111,10 +111,11 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(MessageListTest, mistralGetsItsOwnIdsAndAnAnswerBehindResults) {
   const auto messages =
       rehydratedTranscript({user("do it"), call("call_0123456789abcdef"), call("Abc123xyZ"), user("and now?")});
-  EXPECT_EQ(fittedTo(RavantProvider::openrouter, messages), messages);
-  const auto fitted = fittedTo(RavantProvider::mistral, messages);
+  const RavantModel& mistral = *findRavantModel("codestral-latest");
+  EXPECT_EQ(fittedTo(*findRavantModel("z-ai/glm-5.2"), messages), messages);
+  const auto fitted = fittedTo(mistral, messages);
   EXPECT_EQ(objectionTo(fitted), "");
-  EXPECT_EQ(fitted, fittedTo(RavantProvider::mistral, messages)) << "the same in every request";
+  EXPECT_EQ(fitted, fittedTo(mistral, messages)) << "the same in every request";
   EXPECT_EQ(summaryOf(fitted),
             "user: do it\nassistant:  <# bash {}> <# bash {}>\nresult #: out\nresult #: out\n"
             "assistant: (no answer)\nuser: and now?\n");

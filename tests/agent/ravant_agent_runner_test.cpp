@@ -1,23 +1,19 @@
-#include "agent/ravant_agent_runner.hpp"
+#include "tests/agent/ravant_agent_runner_test.hpp"
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <boost/asio/experimental/awaitable_operators.hpp>
-#include <boost/asio/thread_pool.hpp>
+#include <condition_variable>
 #include <fstream>
+#include <limits>
+#include <mutex>
 
-#include "platform/keystore/file_key_store.hpp"
 #include "platform/sqlite/database.hpp"
-#include "tests/agents/runner_bench.hpp"
-#include "tests/agents/scripted_model.hpp"
 
 namespace ravant::test {
 namespace {
 
-using namespace asio::experimental::awaitable_operators;
-using namespace std::chrono_literals;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
@@ -26,94 +22,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
-
-constexpr std::string_view kModel = "deepseek/deepseek-v4-pro";
-
-class RavantAgentRunnerTest : public testing::Test {
- protected:
-  /// The model's script begins here.
-  void play(std::vector<ModelAnswer> script) {
-    model = std::make_unique<ScriptedModel>(std::move(script));
-    addresses = {{RavantProvider::openrouter, model->url()}, {RavantProvider::mistral, model->url()}};
-    if (bench) {
-      bench->replaceRunner();
-    } else {
-      bench = std::make_unique<RunnerBench>(AgentType::ravant, [this](auto container, auto io, const auto& shell) {
-        return makeRunner(std::move(container), io, shell);
-      });
-    }
-  }
-
-  awaitable<std::string> outcomeOf(std::string prompt, std::optional<ConversationId> conversation = {}) {
-    AgentRunRequest request = bench->request("", std::move(prompt), conversation);
-    request.model = slug;
-    return bench->outcomeOf(std::move(request));
-  }
-  std::string send(std::string prompt) { return bench->await(outcomeOf(std::move(prompt))); }
-
-  /// The outcome of a prompt that is cancelled once `when` is over.
-  std::string sendAndCancel(std::string prompt, std::function<awaitable<void>()> when) {
-    const auto cancel = [&]() -> awaitable<std::chrono::steady_clock::duration> {
-      co_await when();
-      const auto began = std::chrono::steady_clock::now();
-      co_await bench->cancel();
-      co_return std::chrono::steady_clock::now() - began;
-    };
-    const auto [outcome, time] = bench->await(outcomeOf(std::move(prompt)) && cancel());
-    EXPECT_LT(time, 5s);
-    return outcome;
-  }
-
-  /// Returns once something has happened elsewhere: on a thread of the model, or in a command.
-  static awaitable<void> until(std::function<bool()> hasHappened) {
-    asio::steady_timer pause(co_await asio::this_coro::executor);
-    while (!hasHappened()) {
-      pause.expires_after(5ms);
-      co_await pause.async_wait(use_awaitable);
-    }
-  }
-  static awaitable<void> opened(const Gate& gate) {
-    return until([&gate] { return gate.isOpen(); });
-  }
-  /// Of the project, with something in it.
-  awaitable<void> written(const std::string& file) {
-    return until([path = bench->project / file] {
-      std::error_code missing;
-      return std::filesystem::file_size(path, missing) > 0 && !missing;
-    });
-  }
-
- private:
-  std::shared_ptr<AgentRunner> makeRunner(std::shared_ptr<ModelContainer> container, any_io_executor io,
-                                          const ShellOptions& shell) {
-    return std::make_shared<RavantAgentRunner>(
-        std::move(container),
-        RavantRunnerOptions{.io = io,
-                            .work = pool_.get_executor(),
-                            .http = std::make_shared<HttpEngine>(),
-                            .keys = std::make_shared<RavantProviderKey>(
-                                pool_.get_executor(), std::make_shared<FileKeyStore>(folder_ / "keys.json"),
-                                [this](const char*) { return key; }),
-                            .baseAddresses = addresses,
-                            .session = {.stallLimit = 30s},
-                            .retry = {.firstWait = firstWait},
-                            .shellPath = shell.shellPath,
-                            .processes = shell.ledger});
-  }
-
-  TemporaryFolder folder_;
-  asio::thread_pool pool_{2};
-
- protected:
-  std::string slug{kModel};
-  std::optional<std::string> key{ScriptedModel::kKey};
-  std::map<RavantProvider, std::string> addresses;
-  std::chrono::milliseconds firstWait = 1ms;
-  Gate begun;
-  Gate release;
-  std::unique_ptr<ScriptedModel> model;
-  std::unique_ptr<RunnerBench> bench;
-};
 
 TEST_F(RavantAgentRunnerTest, aPromptIsAnsweredAndKept) {
   play({says({"Hello ", "there.\n\n```cpp\nint x;\n```"})});
@@ -369,6 +277,80 @@ TEST_F(RavantAgentRunnerTest, refusalsOfABusyProviderAreTriedAgain) {
   EXPECT_EQ(send("prompt"), "failed: OpenRouter API error (429): come tomorrow");
 }
 
+TEST_F(RavantAgentRunnerTest, whatBreaksBeforeAnAnswerBeginsIsTriedAgain) {
+  const auto inStream = [](std::string events, bool isReset) -> ModelAnswer {
+    return [=](HttpServer::Connection& connection) {
+      connection.beginEventStream();
+      connection.write(": OPENROUTER PROCESSING\n\n" + events);
+      if (isReset) connection.reset();
+    };
+  };
+  const std::string refusal = chatEvent({{"error", {{"code", 502}, {"message", "Provider disconnected"}}}});
+  play({[](HttpServer::Connection& connection) { connection.close(); }, inStream("", true), inStream("", false),
+        says({"One."}), inStream(refusal, false), says({"Two."}), inStream(textEvent("Thr"), true),
+        inStream(chatEvent({{"choices", {{{"delta", {{"reasoning", "Hm"}}}}}}}), true),
+        inStream(chatEvent({{"error", {{"code", 401}, {"message", "Who?"}}}}), false)});
+  EXPECT_EQ(send("one"), "finished");
+  EXPECT_EQ(send("two"), "finished");
+  EXPECT_THAT(send("three"), StartsWith("failed: OpenRouter transport error: ")) << "a part of it was seen";
+  EXPECT_THAT(send("four"), StartsWith("failed: OpenRouter transport error: "));
+  EXPECT_EQ(send("five"), "failed: OpenRouter API error (401): Who?");
+  EXPECT_THAT(bench->texts(), ElementsAre("one", "One.", "two", "Two.", "three", "Thr", "four", "five"));
+}
+
+TEST_F(RavantAgentRunnerTest, furtherTriesAreAnnouncedWithTheirReason) {
+  play({refuses(503, "busy"), says({"Here."})});
+  const auto [outcome, announced] = sendWatched("prompt");
+  EXPECT_EQ(outcome, "finished");
+  std::vector<RunState> states;
+  for (const Change& change : announced) {
+    if (change.state) states.push_back(*change.state);
+  }
+  const auto retry = std::ranges::find(states, RunState::Kind::retrying, &RunState::kind);
+  ASSERT_NE(retry, states.end());
+  EXPECT_EQ(retry->reason, "OpenRouter API error (503): busy");
+  ASSERT_TRUE(retry->until);
+  EXPECT_EQ(*retry->until - retry->since, firstWait);
+  EXPECT_EQ(states.back().kind, RunState::Kind::thinking) << "once it is asked again";
+
+  play({});
+  addresses = {{RavantProvider::openrouter, "http://127.0.0.1:1"}};
+  bench->replaceRunner();
+  const auto [failure, refusals] = sendWatched("prompt");
+  const auto isRefused = [](const Change& change) {
+    return change.state && change.state->reason.contains("Failed to connect to 127.0.0.1 port 1");
+  };
+  EXPECT_THAT(failure, StartsWith("failed: OpenRouter transport error: Failed to connect to 127.0.0.1 port 1"));
+  EXPECT_EQ(std::ranges::count_if(refusals, isRefused), 3);
+}
+
+/// Does not answer.
+class SilentKeyStore final : public KeyStore {
+ public:
+  explicit SilentKeyStore(Gate& asked) : asked_(asked) {}
+
+  std::optional<std::string> read(const KeyName& /*name*/, std::stop_token stop) override {
+    asked_.open();
+    std::mutex mutex;
+    std::unique_lock lock(mutex);
+    std::condition_variable_any changed;
+    changed.wait_for(lock, stop, 20s, [] { return false; });
+    throw KeyStoreError(KeyStoreError::Case::locked, "no answer");
+  }
+  void store(const KeyName& /*name*/, const std::string& /*secret*/, const std::string& /*label*/) override {}
+  bool remove(const KeyName& /*name*/) override { return false; }
+
+ private:
+  Gate& asked_;
+};
+
+TEST_F(RavantAgentRunnerTest, cancellingDoesNotWaitForTheKeyStore) {
+  keyStore = std::make_shared<SilentKeyStore>(begun);
+  play({});
+  EXPECT_EQ(sendAndCancel("prompt", [&] { return opened(begun); }), "finished");
+  EXPECT_THAT(bench->texts(), ElementsAre("prompt"));
+}
+
 TEST_F(RavantAgentRunnerTest, cancellingEndsTheWaitForAnotherTry) {
   firstWait = 60s;
   play({[&](HttpServer::Connection& connection) {
@@ -380,6 +362,7 @@ TEST_F(RavantAgentRunnerTest, cancellingEndsTheWaitForAnotherTry) {
 }
 
 TEST_F(RavantAgentRunnerTest, failuresAreInTheProvidersWordsAndKeepWhatWasSaid) {
+  retries = 0;
   play({[](HttpServer::Connection& connection) {
           connection.beginEventStream();
           connection.write(textEvent("Well"));
@@ -432,14 +415,42 @@ TEST_F(RavantAgentRunnerTest, aConversationChangesItsProviderAfterACancel) {
 }
 
 TEST_F(RavantAgentRunnerTest, anAnswerThatWasCutIsKeptAndSaid) {
+  const std::vector<std::pair<std::string, std::string>> reasons = {
+      {"length", "failed: The answer was cut off: the model reached its limit."},
+      {"model_length", "failed: The answer was cut off: the conversation fills the model's context (model_length)."},
+      {"content_filter", "failed: The provider withheld the answer (content_filter)."},
+      {"error", "failed: The provider ended the answer before it was whole (error)."},
+      {"stop", "finished"},
+  };
+  std::vector<ModelAnswer> script;
+  for (const auto& [reason, outcome] : reasons) {
+    script.push_back([reason](HttpServer::Connection& connection) {
+      connection.beginEventStream();
+      connection.write(textEvent("Half an"));
+      if (reason != "stop") connection.write(callsEvent({{"a", "bash", R"({"command":"touch never"})"}}));
+      connection.write(chatEvent({{"choices", {{{"delta", json::object()}, {"finish_reason", reason}}}}}));
+      connection.write(endOfStream());
+    });
+  }
+  play(std::move(script));
+  for (const auto& [reason, outcome] : reasons) EXPECT_EQ(send(reason), outcome);
+  EXPECT_THAT(bench->texts(), ElementsAre("length", "Half an", "model_length", "Half an", "content_filter", "Half an",
+                                          "error", "Half an", "stop", "Half an"));
+  EXPECT_FALSE(std::filesystem::exists(bench->project / "never"));
+}
+
+TEST_F(RavantAgentRunnerTest, aReportOfAbsurdCountsCostsNoMessage) {
   play({[](HttpServer::Connection& connection) {
     connection.beginEventStream();
-    connection.write(textEvent("Half an"));
-    connection.write(chatEvent({{"choices", {{{"delta", json::object()}, {"finish_reason", "length"}}}}}));
-    connection.write(endOfStream());
+    connection.write(textEvent("Here."));
+    connection.write(chatEvent({{"usage",
+                                 {{"prompt_tokens", std::numeric_limits<std::int64_t>::max()},
+                                  {"completion_tokens", std::numeric_limits<std::int64_t>::max()}}}}));
+    connection.write("data: [DONE]\n\n");
   }});
-  EXPECT_EQ(send("prompt"), "failed: The answer was cut off: the model reached its limit.");
-  EXPECT_THAT(bench->texts(), ElementsAre("prompt", "Half an"));
+  EXPECT_EQ(send("prompt"), "finished");
+  EXPECT_THAT(bench->transcript(),
+              AllOf(HasSubstr("agentMessage \"Here.\""), HasSubstr("message gen-1, tokens in - ")));
 }
 
 TEST_F(RavantAgentRunnerTest, whatKeepsAPromptFromBeingSentIsSaid) {

@@ -85,6 +85,8 @@ awaitable<std::shared_ptr<ChangeSubscription>> RunnerBench::subscribe() {
   co_return co_await store_.container->changeFeed()->subscribe(co_await asio::this_coro::executor);
 }
 
+awaitable<void> RunnerBench::flushChanges() { return store_.container->changeFeed()->flush(); }
+
 std::int64_t RunnerBench::committedChanges() {
   sqlite::Database database = store_.container->connect();
   sqlite::Statement newest = database.prepare("SELECT max(sequence) FROM change");

@@ -38,6 +38,8 @@ class RunnerBench {
   void append(std::vector<TranscriptAction> actions);
   /// What is committed from now on, for the loop of `await`.
   awaitable<std::shared_ptr<ChangeSubscription>> subscribe();
+  /// Returns when what was committed is announced.
+  awaitable<void> flushChanges();
   /// How many changes of entities have been committed up to now.
   std::int64_t committedChanges();
   /// As the next start of the program has it.

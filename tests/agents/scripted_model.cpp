@@ -17,6 +17,29 @@ std::string textAt(const json::object& object, std::string_view key) {
   return std::string(stringAt(object, key).value_or("(none)"));
 }
 
+/// A text, or a list of parts with the thinking in front; nothing for what no provider takes.
+std::optional<std::string> contentOf(const json::object& message, Service service) {
+  if (const auto text = stringAt(message, "content")) return std::string(*text);
+  const json::array* parts = arrayAt(message, "content");
+  if (parts == nullptr || parts->empty() || service != Service::mistral) return std::nullopt;
+  std::string content;
+  for (const json::value& part : *parts) {
+    const std::string type = textAt(part.as_object(), "type");
+    if (type == "thinking" && content.empty() && arrayAt(part.as_object(), "thinking")) continue;
+    if (type != "text") return std::nullopt;
+    content += textAt(part.as_object(), "text");
+  }
+  return content;
+}
+
+/// A member that Mistral refuses; empty where there is none.
+std::string strangeMember(const json::object& message) {
+  for (const auto& [key, value] : message) {
+    if (key != "role" && key != "content" && key != "tool_calls" && key != "tool_call_id" && key != "name") return key;
+  }
+  return {};
+}
+
 /// What providers refuse in a list of messages; empty where they take it.
 std::string objectionTo(const json::array& messages, Service service) {
   std::vector<std::string> awaited;
@@ -24,11 +47,15 @@ std::string objectionTo(const json::array& messages, Service service) {
   for (std::size_t i = 1; i < messages.size(); ++i) {
     const json::object& message = messages[i].as_object();
     const std::string role = textAt(message, "role");
-    if (!stringAt(message, "content")) return "a message without a content";
+    const auto content = contentOf(message, service);
+    if (!content) return "a message without a content";
+    if (const std::string member = strangeMember(message); service == Service::mistral && !member.empty()) {
+      return "an unknown member: " + member;
+    }
     if (role == "tool") {
       const std::string id = textAt(message, "tool_call_id");
       if (awaited.empty() || awaited.front() != id) return "a result without its call: " + id;
-      if (textAt(message, "content").empty()) return "an empty result";
+      if (content->empty()) return "an empty result";
       awaited.erase(awaited.begin());
       continue;
     }
@@ -37,7 +64,7 @@ std::string objectionTo(const json::array& messages, Service service) {
     if (role == "user" && isBehindResult && service == Service::mistral) return "a user behind a tool";
     if (role != "user" && role != "assistant") return "an unknown role: " + role;
     const json::array* calls = arrayAt(message, "tool_calls");
-    if (calls == nullptr && textAt(message, "content").empty()) return "an empty message";
+    if (calls == nullptr && content->empty()) return "an empty message";
     if (calls == nullptr) continue;
     if (calls->empty()) return "an empty list of calls";
     for (const json::value& call : *calls) {
@@ -101,7 +128,7 @@ std::vector<std::string> ScriptedModel::conversations() const {
           lines += fmt::format(" {}({})", textAt(function, "name"), textAt(function, "arguments"));
         }
       }
-      const std::string content = textAt(message, "content");
+      const std::string content = contentOf(message, Service::mistral).value_or("(none)");
       lines += (content.empty() ? "" : " ") + content + "\n";
     }
   }

@@ -185,7 +185,7 @@ TEST_F(HttpSessionTest, anUnknownCertificateIsRefused) {
   const HttpServer unknown(handler, Transport::tls);
   trust(known.certificate());
   const Answer answer = ask({.url = unknown.url(), .headers = {{"Authorization", "Bearer x"}}});
-  EXPECT_EQ(answer.error, Case::transfer);
+  EXPECT_EQ(answer.error, Case::untrusted);
   EXPECT_THAT(answer.words, HasSubstr("certificate"));
   EXPECT_THAT(unknown.requests(), IsEmpty());
   EXPECT_EQ(ask({.url = known.url()}).status, 200);

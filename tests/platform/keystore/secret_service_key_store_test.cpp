@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <optional>
+#include <stop_token>
+#include <thread>
 
 #include "platform/files/private_file.hpp"
 #include "tests/support/forked.hpp"
@@ -173,6 +175,20 @@ TEST_F(SecretServiceKeyStoreTest, oneThatDoesNotAnswerEndsAtTheLimit) {
   ASSERT_NO_FATAL_FAILURE(startKeyring(Login::withPassword));
   keyring_->signal(SIGSTOP);
   EXPECT_THAT(results(everyOperation(), 300ms), Each("locked: the key store did not answer in time"));
+}
+
+TEST_F(SecretServiceKeyStoreTest, oneThatDoesNotAnswerIsLeftWhenNobodyWaitsAnyMore) {
+  ASSERT_NO_FATAL_FAILURE(startBus());
+  ASSERT_NO_FATAL_FAILURE(startKeyring(Login::withPassword));
+  keyring_->signal(SIGSTOP);
+  const auto began = std::chrono::steady_clock::now();
+  const Operation stopped = [](KeyStore& store) {
+    std::stop_source stop;
+    const std::jthread other([&] { stop.request_stop(); });
+    return store.read(kName, stop.get_token()).value_or("(none)");
+  };
+  EXPECT_THAT(results({stopped}, 60s), Each(StartsWith("locked: ")));
+  EXPECT_LT(std::chrono::steady_clock::now() - began, 30s);
 }
 
 enum class Absence { noService, noBus, noAddress };
