@@ -46,6 +46,7 @@ Application::Application(const Locations& locations)
   gitCommands_ = std::make_shared<GitCommandRunner>(GitCommandOptions{.io = executors_.io(),
                                                                       .work = executors_.work(),
                                                                       .shellPath = loginShell(ShellUse::command).path,
+                                                                      .withheldVariables = keyVariables(),
                                                                       .processes = processes_});
 }
 

@@ -13,6 +13,7 @@
 #include "cli/manual/manual.hpp"
 #include "cli/output/command_error.hpp"
 #include "cli/output/terminal_text.hpp"
+#include "platform/keystore/private_memory.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
 #include "platform/text/text.hpp"
@@ -123,6 +124,7 @@ ExitStatus run(const std::vector<std::string>& words) {
 }  // namespace
 
 int runProgram(const std::vector<std::string>& words) {
+  keepMemoryPrivate();
   occupyStandardStreams();
   ignoreBrokenPipes();
   return static_cast<int>(run(words));

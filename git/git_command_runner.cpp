@@ -63,7 +63,10 @@ GitCommandError::GitCommandError(const std::string& command, std::int32_t status
     : std::runtime_error(describe(command, status, output)), command_(command), status_(status), output_(output) {}
 
 GitCommandRunner::GitCommandRunner(GitCommandOptions options)
-    : Actor(options.io), options_(std::move(options)), changed_(strand()) {}
+    : Actor(options.io), options_(std::move(options)), withheldVariables_(kOfOtherRepositories), changed_(strand()) {
+  const auto& more = options_.withheldVariables;
+  withheldVariables_.insert(withheldVariables_.end(), more.begin(), more.end());
+}
 
 GitCommandRunner::~GitCommandRunner() = default;
 
@@ -144,7 +147,7 @@ awaitable<std::string> GitCommandRunner::run(std::string command, std::filesyste
                                                                          .arguments = {"-l", "-c", command},
                                                                          .workingDirectory = folder,
                                                                          .environment = kAskNothing,
-                                                                         .withheldVariables = kOfOtherRepositories,
+                                                                         .withheldVariables = withheldVariables_,
                                                                          .standardInput = StandardInput::nullDevice,
                                                                          .standardError = StandardError::standardOutput,
                                                                          .ledger = options_.processes},

@@ -6,6 +6,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "platform/async/actor.hpp"
 #include "platform/async/signal.hpp"
@@ -42,7 +43,8 @@ struct GitCommandOptions {
   any_io_executor work;   ///< for what blocks
   std::string shellPath;  ///< see loginShell()
   std::chrono::seconds timeout{120};
-  std::shared_ptr<ProcessLedger> processes = {};  ///< may be null
+  std::vector<std::string> withheldVariables = {};  ///< which git and its hooks do not get
+  std::shared_ptr<ProcessLedger> processes = {};    ///< may be null
 };
 
 /// What changes a repository: runs git in the user's login shell, so that credential helpers and agents of keys work as
@@ -73,6 +75,7 @@ class GitCommandRunner final : public Actor {
   awaitable<std::string> checkOut(std::string branch, std::filesystem::path folder);
 
   const GitCommandOptions options_;
+  std::vector<std::string> withheldVariables_;
   Signal changed_;
   std::unique_ptr<CapturedProcess> running_;
   bool isBusy_ = false;

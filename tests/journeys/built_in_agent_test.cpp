@@ -1,12 +1,16 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 
+#include <chrono>
 #include <csignal>
 #include <fstream>
 
 #include "platform/files/private_file.hpp"
+#include "platform/process/unique_fd.hpp"
 #include "tests/agents/scripted_model.hpp"
 #include "tests/journeys/sandbox.hpp"
 #include "tests/support/processes.hpp"
@@ -93,6 +97,41 @@ TEST_F(BuiltInAgent, keepsItsKeyToItself) {
   }
   EXPECT_EQ(std::filesystem::status(sandbox.data() / "keys.json").permissions(),
             std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(BuiltInAgent, keepsItsKeyFromItsTools) {
+  // As a user: the superuser may read everything.
+  const std::string asUser = "user=; if [ $(id -u) = 0 ]; then user='setpriv --bounding-set=-all'; fi; ";
+  play({calls({{"a", "bash", compactJson({{"command", asUser + "$user cat /proc/$PPID/environ"}})},
+               {"b", "bash", compactJson({{"command", asUser + "$user head -c 1 /proc/$PPID/mem"}})},
+               {"c", "bash", R"({"command":"env; ulimit -c"})"}}),
+        says({"Fine."})});
+  sandbox.setVariable("OPENROUTER_API_KEY", std::string(ScriptedModel::kKey));
+  EXPECT_EQ(sandbox.run(with(kRun, {"Look for it"})).status, 0);
+  const std::string told = model->conversations().back();
+  EXPECT_THAT(told, Not(HasSubstr(ScriptedModel::kKey)));
+  EXPECT_THAT(told, AllOf(HasSubstr("/environ: Permission denied"), HasSubstr("'/proc/"),
+                          HasSubstr("for reading: Permission denied")));
+}
+
+TEST_F(BuiltInAgent, interruptedItDoesNotWaitForAKeyStoreThatHangs) {
+  play({});
+  sandbox.run({"settings", "reset", "keyStore"});
+  const std::filesystem::path bus = sandbox.home() / "bus";
+  const UniqueFd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  bus.string().copy(address.sun_path, sizeof(address.sun_path) - 1);
+  ASSERT_EQ(::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
+  ASSERT_EQ(::listen(listener.get(), 1), 0);
+  sandbox.setVariable("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + bus.string());
+  Program run = sandbox.start(with(kRun, {"Hello"}));
+  const UniqueFd connection(::accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+  const auto began = std::chrono::steady_clock::now();
+  run.signal(SIGINT);
+  const ProgramResult result = run.wait();
+  EXPECT_EQ(result.status, 130);
+  EXPECT_THAT(result.output, testing::EndsWith("cancelled\n"));
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(20));
 }
 
 TEST_F(BuiltInAgent, interruptedItStopsItsToolAndGoesOnLater) {

@@ -53,6 +53,16 @@ TEST_F(GitCommands, showWhatDiffers) {
   EXPECT_THAT(sandbox.run({"git", "hunks", "../outside"}).errors, HasSubstr("is not in"));
 }
 
+TEST_F(GitCommands, giveHooksNoKeys) {
+  const std::filesystem::path hook = sandbox.project() / ".git/hooks/post-checkout";
+  std::ofstream(hook) << "#!/bin/sh\necho \"keys: ${OPENROUTER_API_KEY-none} ${MISTRAL_API_KEY-none} $OTHER\" >&2\n";
+  std::filesystem::permissions(hook, std::filesystem::perms::owner_all);
+  sandbox.setVariable("OPENROUTER_API_KEY", "hush");
+  sandbox.setVariable("MISTRAL_API_KEY", "hush");
+  sandbox.setVariable("OTHER", "other");
+  EXPECT_THAT(sandbox.run({"git", "checkout", "main"}).output, HasSubstr("keys: none none other\n"));
+}
+
 TEST_F(GitCommands, sayWhyAFileHasNoHunks) {
   const auto outcome = [&](const std::string& path) {
     const ProgramResult result = sandbox.run({"git", "hunks", path});
