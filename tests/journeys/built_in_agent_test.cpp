@@ -100,13 +100,12 @@ TEST_F(BuiltInAgent, keepsItsKeyToItself) {
 }
 
 TEST_F(BuiltInAgent, keepsItsKeyFromItsTools) {
-  // As a user: the superuser may read everything.
-  const std::string asUser = "user=; if [ $(id -u) = 0 ]; then user='setpriv --bounding-set=-all'; fi; ";
-  play({calls({{"a", "bash", compactJson({{"command", asUser + "$user cat /proc/$PPID/environ"}})},
-               {"b", "bash", compactJson({{"command", asUser + "$user head -c 1 /proc/$PPID/mem"}})},
-               {"c", "bash", R"({"command":"env; ulimit -c"})"}}),
+  play({calls({{"a", "bash", R"({"command":"cat /proc/$PPID/environ"})"},
+               {"b", "bash", R"({"command":"head -c 1 /proc/$PPID/mem"})"},
+               {"c", "bash", R"({"command":"env"})"}}),
         says({"Fine."})});
   sandbox.setVariable("OPENROUTER_API_KEY", std::string(ScriptedModel::kKey));
+  sandbox.dropPrivileges();
   EXPECT_EQ(sandbox.run(with(kRun, {"Look for it"})).status, 0);
   const std::string told = model->conversations().back();
   EXPECT_THAT(told, Not(HasSubstr(ScriptedModel::kKey)));

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <sstream>
@@ -44,7 +45,12 @@ Program Sandbox::start(std::vector<std::string> arguments, std::string input, Pr
                                                     {"SHELL", "/bin/bash"},
                                                     {"XDG_CONFIG_HOME", folder_ / "config"}};
   for (const auto& [name, value] : variables_) environment[name] = value;
-  return Program({.path = RAVANT_PROGRAM,
+  std::string path = RAVANT_PROGRAM;
+  if (!hasPrivileges_ && ::geteuid() == 0) {
+    arguments.insert(arguments.begin(), {"--bounding-set=-all", "--inh-caps=-all", path});
+    path = "/usr/bin/setpriv";
+  }
+  return Program({.path = std::move(path),
                   .arguments = std::move(arguments),
                   .environment = std::move(environment),
                   .workingDirectory = present_,

@@ -20,6 +20,9 @@ class Sandbox {
   /// Where programs are started from now on, in place of the project folder.
   void enter(const std::filesystem::path& folder) { present_ = folder; }
 
+  /// What is started from now on has no privileges, as a user has none, also where the tests run as the superuser.
+  void dropPrivileges() { hasPrivileges_ = false; }
+
   /// Starts `ravant` in the present folder.
   Program start(std::vector<std::string> arguments, std::string input = {},
                 ProgramOutput output = ProgramOutput::read) const;
@@ -43,6 +46,7 @@ class Sandbox {
  private:
   TemporaryFolder folder_;
   std::map<std::string, std::string> variables_;
+  bool hasPrivileges_ = true;
   std::filesystem::path present_ = project();
 };
 
