@@ -1,7 +1,6 @@
 #include "agent/chat_completions_wire.hpp"
 
 #include <algorithm>
-#include <boost/json/serialize.hpp>
 
 #include "agent/reasoning.hpp"
 #include "core/overloaded.hpp"
@@ -93,7 +92,7 @@ std::string requestBody(const Request& request) {
     body.emplace("tool_choice", "auto");
   }
   if (request.temperature) body.emplace("temperature", *request.temperature);
-  return json::serialize(body);
+  return compactJson(std::move(body));
 }
 
 std::optional<Chunk> ChunkParser::parse(std::string_view payload) {
@@ -182,10 +181,10 @@ std::string rawTurn(const ChatTurn& turn, std::string_view model) {
   raw.emplace("message",
               form(message::Assistant{.text = turn.text, .toolCalls = turn.toolCalls, .reasoning = turn.reasoning}));
   if (turn.usage) raw.emplace("usage", *turn.usage);
-  return json::serialize(raw);
+  return compactJson(std::move(raw));
 }
 
-std::string rawToolCall(const RavantToolCall& call) { return json::serialize(toolCallForm(call)); }
+std::string rawToolCall(const RavantToolCall& call) { return compactJson(toolCallForm(call)); }
 
 std::optional<KeptTurn> keptTurn(std::string_view raw) {
   const auto value = parseJson(raw);

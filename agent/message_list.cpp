@@ -68,7 +68,7 @@ class OpenCalls {
 std::optional<json::object> parseArguments(std::string_view argumentsJSON) {
   if (trimmed(argumentsJSON).empty()) return json::object();
   auto value = parseJson(argumentsJSON);
-  if (!value || !value->is_object()) return std::nullopt;
+  if (!value || !asObject(&*value)) return std::nullopt;
   return std::move(value->get_object());
 }
 

@@ -3,23 +3,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 #include <charconv>
 #include <cmath>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
+
+#include "platform/json/json_reading.hpp"
 
 namespace ravant {
 namespace {
-
-constexpr std::size_t kMaxDepth = 512;
-
-json::parse_options options() {
-  json::parse_options options;
-  options.max_depth = kMaxDepth;
-  return options;
-}
 
 enum class Layout { compact, indented };
 
@@ -30,10 +24,12 @@ class Writer {
 
   void write(const json::value& value) {
     if (const auto* object = value.if_object()) {
-      write(*object);
+      const auto number = numberText(*object);
+      number ? void(text_ += *number) : write(*object);
     } else if (const auto* array = value.if_array()) {
       write(*array);
-    } else if (const auto* number = value.if_double(); number && std::isfinite(*number)) {
+    } else if (const auto* number = value.if_double()) {
+      if (!std::isfinite(*number)) throw std::domain_error("JSON has no number that is not finite");
       fmt::format_to(std::back_inserter(text_), "{}", *number);
     } else {
       text_ += json::serialize(value);
@@ -124,16 +120,14 @@ std::string withoutLoneSurrogates(std::string_view text) {
 }  // namespace
 
 std::optional<json::value> parseJson(std::string_view text) {
-  boost::system::error_code error;
-  json::value value = json::parse(text, error, {}, options());
-  if (error) return std::nullopt;
-  return value;
+  JsonReading reading;
+  const JsonReading::End end = reading.read(text);
+  if (end.error || end.offset < text.size()) return std::nullopt;
+  return reading.release();
 }
 
 std::optional<JsonFault> findJsonFault(std::string_view text) {
-  json::parser parser({}, options());
-  boost::system::error_code error;
-  const std::size_t offset = parser.write_some(text, error);
+  const auto [offset, error] = JsonReading().read(text);
   const std::size_t rest = text.find_first_not_of(" \t\r\n", offset);
   if (!error && rest == std::string_view::npos) return std::nullopt;
   const std::string_view before = text.substr(0, error ? offset : rest);
@@ -143,7 +137,8 @@ std::optional<JsonFault> findJsonFault(std::string_view text) {
                    .words = error ? error.message() : "something follows the end"};
 }
 
-JsonLineParser::JsonLineParser() : parser_({}, options()) {}
+JsonLineParser::JsonLineParser() : reading_(std::make_unique<JsonReading>()) {}
+JsonLineParser::~JsonLineParser() = default;
 
 const json::value* JsonLineParser::parse(std::string_view line) {
   if (const json::value* value = parseStrictly(line)) return value;
@@ -153,16 +148,17 @@ const json::value* JsonLineParser::parse(std::string_view line) {
 
 const json::value* JsonLineParser::parseStrictly(std::string_view line) {
   value_.reset();
-  parser_.reset();
+  reading_->forget();
   memory_.emplace(buffer_.data(), buffer_.size());
-  parser_.reset(&*memory_);
-  boost::system::error_code error;
-  parser_.write(line, error);
-  if (error) return nullptr;
-  return &value_.emplace(parser_.release());
+  const JsonReading::End end = reading_->read(line, &*memory_);
+  if (end.error || end.offset < line.size()) return nullptr;
+  return &value_.emplace(reading_->release());
 }
 
-const json::object* asObject(const json::value* value) { return value ? value->if_object() : nullptr; }
+const json::object* asObject(const json::value* value) {
+  const json::object* object = value ? value->if_object() : nullptr;
+  return object && !numberText(*object) ? object : nullptr;
+}
 
 std::optional<std::string_view> stringAt(const json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
@@ -194,7 +190,10 @@ const json::array* arrayAt(const json::object& object, std::string_view key) {
 
 std::optional<std::int64_t> exactInteger(const json::value& value) {
   if (const auto* integer = value.if_int64()) return *integer;
-  const auto* number = value.if_double();
+  const json::object* object = value.if_object();
+  const auto text = object ? numberText(*object) : std::nullopt;
+  const double* held = value.if_double();
+  const auto number = held ? std::optional(*held) : text.and_then(doubleFromText);
   constexpr double kLimit = 0x1p63;
   if (!number || !(*number >= -kLimit && *number < kLimit) || std::trunc(*number) != *number) return std::nullopt;
   return static_cast<std::int64_t>(*number);

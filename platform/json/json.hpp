@@ -4,9 +4,9 @@
 #include <boost/json/array.hpp>
 #include <boost/json/monotonic_resource.hpp>
 #include <boost/json/object.hpp>
-#include <boost/json/parser.hpp>
 #include <boost/json/value.hpp>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,7 +15,13 @@ namespace ravant {
 
 namespace json = boost::json;
 
+class JsonReading;
+
 /// One value nested at most 512 deep, in valid UTF-8, with nothing but white space around it.
+///
+/// A number that is no integer of 64 bits (1.0, -0, 1e400, one of more digits) keeps its own text, and is written as it
+/// stood. To `boost::json` it is an object, of one member whose key is no UTF-8; to the functions below it is the
+/// number.
 std::optional<json::value> parseJson(std::string_view text);
 
 /// Why and where `parseJson` refuses a text. Lines and columns count from 1, columns in bytes.
@@ -32,6 +38,7 @@ std::optional<JsonFault> findJsonFault(std::string_view text);
 class JsonLineParser {
  public:
   JsonLineParser();
+  ~JsonLineParser();
   JsonLineParser(const JsonLineParser&) = delete;
   JsonLineParser& operator=(const JsonLineParser&) = delete;
 
@@ -45,7 +52,7 @@ class JsonLineParser {
   std::array<unsigned char, 64 * 1024> buffer_;
   /// Made anew for each line: one that is released goes on asking for larger blocks than before.
   std::optional<json::monotonic_resource> memory_;
-  json::parser parser_;
+  std::unique_ptr<JsonReading> reading_;
   /// Made in place: assigning would copy the value out of `memory_`.
   std::optional<json::value> value_;
 };
@@ -63,9 +70,9 @@ const json::array* arrayAt(const json::object& object, std::string_view key);
 /// The number when it is a whole one, however it is written (5, 5.0, 1e3), and fits.
 std::optional<std::int64_t> exactInteger(const json::value& value);
 
-/// Text must be valid UTF-8.
+/// Text must be valid UTF-8. Throws `std::domain_error` for a number that is not finite, of which JSON has none.
 std::string compactJson(const json::value& value);
-/// Indented by two spaces, members in their order, a line break at the end.
+/// The same, indented by two spaces, members in their order, a line break at the end.
 std::string prettyJson(const json::value& value);
 
 }  // namespace ravant

@@ -36,7 +36,7 @@ void FileKeyStore::store(const KeyName& name, const std::string& secret, const s
   rewrite([&](json::object& secrets) {
     json::value& accounts = secrets[name.service];
     if (accounts.is_null()) accounts.emplace_object();
-    if (!accounts.is_object()) {
+    if (!asObject(&accounts)) {
       throw KeyStoreError(Case::failed, fmt::format("{} is not what was written there; move it away", file_.string()));
     }
     accounts.get_object().insert_or_assign(name.account, secret);
@@ -46,8 +46,8 @@ void FileKeyStore::store(const KeyName& name, const std::string& secret, const s
 
 bool FileKeyStore::remove(const KeyName& name) {
   return rewrite([&](json::object& secrets) {
-    json::object* accounts = secrets[name.service].if_object();
-    return accounts != nullptr && accounts->erase(name.account) > 0;
+    json::value& accounts = secrets[name.service];
+    return asObject(&accounts) && accounts.get_object().erase(name.account) > 0;
   });
 }
 
@@ -58,7 +58,7 @@ json::object FileKeyStore::load() const {
   const auto contents = readFile(file_);
   if (!contents) return {};
   auto secrets = parseJson(*contents);
-  if (!secrets || !secrets->is_object()) {
+  if (!secrets || !asObject(&*secrets)) {
     throw KeyStoreError(Case::failed, fmt::format("{} is not what was written there; move it away", file_.string()));
   }
   return std::move(secrets->get_object());

@@ -29,7 +29,7 @@ const json::value* find(const json::object& object, std::string_view key) {
   const auto [first, rest] = split(key);
   const json::value* value = object.if_contains(first);
   if (!value || rest.empty()) return value;
-  const json::object* nested = value->if_object();
+  const json::object* nested = asObject(value);
   return nested ? find(*nested, rest) : nullptr;
 }
 
@@ -37,7 +37,7 @@ const json::value* find(const json::object& object, std::string_view key) {
 std::optional<std::string_view> obstacle(const json::object& root, std::string_view key) {
   for (std::size_t dot = key.find('.'); dot != std::string_view::npos; dot = key.find('.', dot + 1)) {
     const json::value* value = find(root, key.substr(0, dot));
-    if (value && !value->is_object()) return key.substr(0, dot);
+    if (value && !asObject(value)) return key.substr(0, dot);
   }
   return std::nullopt;
 }
@@ -135,7 +135,7 @@ json::object SettingsFile::parsed(std::string_view text) const {
                                                    fault->column, fault->words));
   }
   json::value root = parseJson(text).value();
-  if (auto* object = root.if_object()) return std::move(*object);
+  if (asObject(&root)) return std::move(root.get_object());
   throw SettingsError(Case::notJson, fmt::format("{}: not an object", path_.string()));
 }
 

@@ -1,5 +1,6 @@
 #include "platform/json/json.hpp"
 
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -48,9 +49,35 @@ TEST(JsonLineParserTest, readsHalfASurrogatePairAsReplaced) {
   EXPECT_EQ(parser.parse(R"(["\ud8)"), nullptr);
 }
 
-TEST(CompactJsonTest, writesNumbersInTheirShortestForm) {
-  const auto value = parseJson(R"({"a":0.5,"b":1e3,"c":-1.25e-7,"d":[7,true,null]})");
-  EXPECT_EQ(compactJson(*value), R"({"a":0.5,"b":1000,"c":-1.25e-07,"d":[7,true,null]})");
+class NumberTextTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(NumberTextTest, isKept) {
+  const std::string text = GetParam();
+  EXPECT_EQ(compactJson(parseJson(text).value()), text);
+  const std::string nested = fmt::format(R"({{"a":[{0},{{"b":{0}}}],"c":{0},"d":"{0}"}})", text);
+  JsonLineParser parser;
+  const json::value* line = parser.parse(nested);
+  ASSERT_TRUE(line);
+  EXPECT_EQ(compactJson(*line), nested);
+  EXPECT_EQ(compactJson(json::value(*line, json::storage_ptr())), nested) << "copied";
+}
+
+INSTANTIATE_TEST_SUITE_P(, NumberTextTest,
+                         testing::Values("0", "-0", "-0.0", "7", "7.0", "0.1", "1e3", "1E+3", "-1.25e-7", "1e400",
+                                         "-1e400", "1e-400", "18446744073709551615", "18446744073709551616",
+                                         "-9223372036854775809", "12345678901234567890123456789012345678901234567890",
+                                         "9007199254740993.0", "3.14159265358979323846", "123456789012345678.125"));
+
+TEST(JsonAccessTest, takesNumbersWithTextsOfTheirOwnForNumbers) {
+  const auto value = parseJson(R"({"a": 1e400, "five": 5.0})");
+  const auto& object = value->as_object();
+  EXPECT_FALSE(objectAt(object, "a") || stringAt(object, "a") || asObject(object.if_contains("five")));
+  EXPECT_EQ(integerAt(object, "five"), 5);
+}
+
+TEST(CompactJsonTest, writesShortestNumbersAndRefusesThoseThatJsonDoesNotHave) {
+  EXPECT_EQ(compactJson({0.5, 1000.0, 0.1 + 0.2, 7}), "[0.5,1000,0.30000000000000004,7]");
+  EXPECT_THROW(compactJson({{"a", std::numeric_limits<double>::infinity()}}), std::domain_error);
 }
 
 TEST(JsonAccessTest, givesOnlyMembersOfTheType) {
@@ -84,6 +111,7 @@ INSTANTIATE_TEST_SUITE_P(, ExactIntegerTest,
                          testing::ValuesIn(std::vector<IntegerCase>{
                              {"whole", "5", 5},
                              {"pointZero", "5.0", 5},
+                             {"minusZero", "-0", 0},
                              {"exponent", "1e3", 1000},
                              {"smallest", "-9223372036854775808", std::numeric_limits<std::int64_t>::min()},
                              {"smallestAsReal", "-9223372036854775808.0", std::numeric_limits<std::int64_t>::min()},

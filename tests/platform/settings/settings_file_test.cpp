@@ -74,6 +74,22 @@ TEST_F(SettingsFileTest, keepsWhatAPersonWrote) {
   EXPECT_EQ(file.text("theme"), "dark");
 }
 
+TEST_F(SettingsFileTest, keepsNumbersAsTheyStand) {
+  const std::string others = R"([
+    1e400,
+    -0,
+    12345678901234567890123,
+    0.10,
+    -1.25e-7
+  ])";
+  const auto path = folder_.write("settings.json", "{\"others\": " + others + "}");
+  SettingsFile file(path, settings());
+  file.set("limit", std::int64_t{5});
+  EXPECT_EQ(readFile(path), "{\n  \"others\": " + others + ",\n  \"limit\": 5\n}\n");
+  file.load();
+  EXPECT_EQ(file.integer("limit"), 5);
+}
+
 TEST_F(SettingsFileTest, resetRemovesObjectsItEmptied) {
   const auto path = folder_.write("settings.json", R"({"endpoints": {"github": "a"}, "other": {}})");
   SettingsFile file(path, settings());
@@ -101,6 +117,9 @@ TEST_P(FaultySettingsFileTest, isNamedAndLeftAlone) {
   if (reason == Case::notJson) {
     EXPECT_EQ(errorOf([&] { file.set("limit", std::int64_t{1}); }).what(), path.string() + words);
   }
+  if (words.ends_with("an object")) {
+    EXPECT_EQ(errorOf([&] { file.set("endpoints.github", "a"); }).what(), path.string() + words);
+  }
   EXPECT_EQ(readFile(path), contents);
 }
 
@@ -115,6 +134,8 @@ INSTANTIATE_TEST_SUITE_P(
         {"unknownChoice", R"({"theme": "red"})", Case::wrongValue,
          R"(: "theme" takes one of "dark", "light", not "red")"},
         {"notNested", R"({"endpoints": "x"})", Case::wrongValue, R"(: "endpoints" takes an object)"},
+        {"notNestedNumber", R"({"endpoints": 1.0})", Case::wrongValue, R"(: "endpoints" takes an object)"},
+        {"numberOutOfRange", R"({"limit": 1e400})", Case::wrongValue, R"(: "limit" takes a whole number, not 1e400)"},
         {"null", R"({"sound": null})", Case::wrongValue, R"(: "sound" takes true or false, not null)"},
     }),
     [](const auto& info) { return info.param.name; });

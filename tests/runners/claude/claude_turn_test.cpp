@@ -104,7 +104,7 @@ TEST_P(ClaudeTurnTest, actions) {
 const std::string kHello = reply("a", text("Hello."));
 const std::string kBye = reply("b", text("Bye."));
 const std::string kCalls = reply("a",
-                                 R"({"type":"tool_use","id":"t","name":"Bash","input":{"command":"ls", "n":1}},)"
+                                 R"({"type":"tool_use","id":"t","name":"Bash","input":{"command":"ls", "n":1.0}},)"
                                  R"({"type":"text","text":"between"},{"type":"tool_use","id":"u","name":"Read"})",
                                  usage(5, 1));
 const std::string kSynthetic = synthetic("API Error: no");
@@ -146,7 +146,7 @@ INSTANTIATE_TEST_SUITE_P(
                                    .text = "Bash",
                                    .toolName = "Bash",
                                    .toolCallId = "t",
-                                   .input = R"({"command":"ls","n":1})"},
+                                   .input = R"({"command":"ls","n":1.0})"},
               shown(kCalls, "between"),
               AppendToolInvocation{
                   .rawJSON = kCalls, .text = "Read", .toolName = "Read", .toolCallId = "u", .input = "{}"},
