@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 
+#include "git/pipes.hpp"
 #include "git/unsupported_repository.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
@@ -56,6 +57,16 @@ std::string objectionTo(const std::filesystem::path& folder) {
   return "the folder is in no git repository";
 }
 
+/// The configuration that is not of one repository.
+std::vector<std::filesystem::path> sharedConfiguration() {
+  std::vector<std::filesystem::path> files;
+  for (const auto find : {&git_config_find_system, &git_config_find_global, &git_config_find_xdg}) {
+    if (auto file = textIfAny(find); file && !file->empty()) files.emplace_back(*std::move(file));
+  }
+  if (const char* home = std::getenv("HOME")) files.push_back(std::filesystem::path(home) / ".gitconfig");
+  return files;
+}
+
 /// What the library was told to let pass.
 void checkExtensions(git_config* config) {
   const std::string objects = configured(config, "extensions.objectformat");
@@ -87,6 +98,9 @@ void addWorktreeConfiguration(git_repository* repository, git_config* config) {
 
 OpenedRepository::OpenedRepository(std::filesystem::path folder) : folder_(std::move(folder)) {
   initializeLibgit2();
+  if (const auto pipe = pipeInTheWay(folder_, sharedConfiguration())) {
+    throw UnsupportedRepositoryError(fmt::format("{} is a pipe, where git has a file", repairUtf8(pipe->string())));
+  }
   handles_.push_back(open());
   findPrefix();
   noteConfiguration();
@@ -98,6 +112,7 @@ std::span<const Repository> OpenedRepository::handles(std::size_t count) {
 }
 
 bool OpenedRepository::isCurrent() const {
+  if (pipeInTheWay(folder_, sharedConfiguration())) return false;
   for (const auto& [file, stamp] : configuration_) {
     if (stampOf(file) != stamp) return false;
   }
@@ -139,15 +154,10 @@ void OpenedRepository::findPrefix() {
 }
 
 void OpenedRepository::noteConfiguration() {
-  std::vector<std::string> files = {std::string(git_repository_commondir(get())) + "config",
-                                    std::string(git_repository_path(get())) + "config.worktree"};
-  for (const auto find : {&git_config_find_system, &git_config_find_global, &git_config_find_xdg}) {
-    files.push_back(textIfAny(find).value_or(""));
-  }
-  if (const char* home = std::getenv("HOME")) files.push_back(std::string(home) + "/.gitconfig");
-  for (const std::string& file : files) {
-    if (!file.empty()) configuration_.emplace(file, stampOf(file));
-  }
+  std::vector<std::filesystem::path> files = sharedConfiguration();
+  files.push_back(std::string(git_repository_commondir(get())) + "config");
+  files.push_back(std::string(git_repository_path(get())) + "config.worktree");
+  for (const auto& file : files) configuration_.emplace(file, stampOf(file));
 }
 
 }  // namespace ravant::git

@@ -31,7 +31,7 @@ std::filesystem::path preparedFolder(const std::filesystem::path& folder) {
 }
 
 UniqueFd openNotice(const std::filesystem::path& path) {
-  UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
+  UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600));
   if (file.get() < 0) throw std::system_error(errno, std::generic_category(), path.string());
   return file;
 }

@@ -20,6 +20,17 @@ constexpr std::size_t kReadSize = 64 * 1024;
   throw std::filesystem::filesystem_error(action, path, std::error_code(errno, std::generic_category()));
 }
 
+class NoFile final : public std::error_category {
+ public:
+  const char* name() const noexcept override { return "file"; }
+  std::string message(int /*value*/) const override { return "it is a pipe or a device, no file"; }
+};
+
+const std::error_category& noFile() {
+  static const NoFile category;
+  return category;
+}
+
 /// A new file beside the one it will replace; removed unless it did.
 class Replacement {
  public:
@@ -65,9 +76,15 @@ class Replacement {
 }  // namespace
 
 std::optional<std::string> readFile(const std::filesystem::path& path) {
-  const UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  // Without waiting for the other end of a pipe.
+  const UniqueFd file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
   if (!file && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
   if (!file) fail("Cannot open", path);
+  struct stat status;
+  if (::fstat(file.get(), &status) != 0) fail("Cannot read", path);
+  if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+    throw std::filesystem::filesystem_error("Cannot read", path, std::error_code(1, noFile()));
+  }
   std::string contents;
   for (std::size_t size = 0;;) {
     contents.resize(size + kReadSize);

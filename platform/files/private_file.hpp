@@ -9,7 +9,8 @@
 
 namespace ravant {
 
-/// The contents of a file; nothing when there is none. Throws std::filesystem::filesystem_error.
+/// The contents of a file; nothing when there is none. A pipe or a device is refused: it could keep its reader waiting.
+/// Throws std::filesystem::filesystem_error.
 std::optional<std::string> readFile(const std::filesystem::path& path);
 
 /// Makes `folder` and what is missing above it, for their owner alone (0700). A folder that exists stays as it is.

@@ -20,7 +20,7 @@ void LogFile::append(std::string_view record) noexcept {
 }
 
 void LogFile::open() noexcept {
-  file_.reset(::open(current_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY, 0600));
+  file_.reset(::open(current_.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, 0600));
 }
 
 bool LogFile::isFull(std::size_t recordSize) const noexcept {

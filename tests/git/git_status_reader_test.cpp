@@ -86,6 +86,51 @@ TEST_F(StatusReaderTest, whatBecomesUnreadableIsNotClean) {
   EXPECT_EQ(reason(repository.path()), "the folder is in no git repository");
 }
 
+/// A file of the repository that is a pipe meanwhile.
+class Pipe {
+ public:
+  explicit Pipe(std::filesystem::path path) : path_(std::move(path)) {
+    if (std::filesystem::exists(path_)) std::filesystem::rename(path_, aside());
+    EXPECT_EQ(::mkfifo(path_.c_str(), 0600), 0);
+  }
+  ~Pipe() {
+    std::filesystem::remove(path_);
+    if (std::filesystem::exists(aside())) std::filesystem::rename(aside(), path_);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+ private:
+  std::filesystem::path aside() const { return path_.string() + ".aside"; }
+
+  std::filesystem::path path_;
+};
+
+TEST_F(StatusReaderTest, aPipeInPlaceOfAFileKeepsNobodyWaiting) {
+  const TestRepository repository;
+  repository.write("a", "1\n");
+  repository.commit();
+  repository.write("a", "2\n");
+  const std::filesystem::path worktree = repository.path().parent_path() / "linked";
+  repository.git({"worktree", "add", "-q", worktree});
+  for (const char* file :
+       {".git/HEAD", ".git/index", ".git/config", ".git/packed-refs", ".git/info/exclude", ".git/info/attributes",
+        ".git/refs/heads/main", ".git/objects/info/alternates", ".gitignore", ".gitattributes"}) {
+    const Pipe pipe(repository.path() / file);
+    EXPECT_EQ(reason(repository.path()), (repository.path() / file).string() + " is a pipe, where git has a file");
+    EXPECT_TRUE(run(reader->branches(repository.path())).unsupportedReason);
+  }
+  const Pipe index(repository.path() / ".git/worktrees/linked/index");
+  EXPECT_THAT(reason(worktree), HasSubstr("worktrees/linked/index is a pipe"));
+  std::filesystem::remove(repository.path() / "a");
+  const Pipe file(repository.path() / "a");
+  const Pipe untracked(repository.path() / "new");
+  EXPECT_EQ(listing(repository.path()), "unstaged deleted a +0 -1\n");
+  EXPECT_EQ(stat(repository.path()), (GitWorkingCopyStat{.insertions = 0, .deletions = 1}));
+  EXPECT_EQ(hunks(repository.path(), "new"), GitFileHunks{});
+  EXPECT_THAT(hunks(repository.path(), "a").unstaged, SizeIs(1));
+}
+
 TEST_F(StatusReaderTest, anOpenRepositoryIsReadAsItIsNow) {
   const TestRepository repository;
   repository.write("sub/a", "1\n");

@@ -90,6 +90,17 @@ TEST_F(SettingsFileTest, keepsNumbersAsTheyStand) {
   EXPECT_EQ(file.integer("limit"), 5);
 }
 
+TEST_F(SettingsFileTest, aPipeIsRefused) {
+  const auto path = folder_ / "settings.json";
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  SettingsFile file(path, settings());
+  const SettingsError error = errorOf([&] { file.load(); });
+  EXPECT_EQ(error.reason(), Case::unreadable);
+  EXPECT_EQ(error.what(), path.string() + ": it is a pipe or a device, no file");
+  EXPECT_EQ(errorOf([&] { file.set("limit", std::int64_t{1}); }).reason(), Case::unreadable);
+  EXPECT_TRUE(std::filesystem::is_fifo(path));
+}
+
 TEST_F(SettingsFileTest, resetRemovesObjectsItEmptied) {
   const auto path = folder_.write("settings.json", R"({"endpoints": {"github": "a"}, "other": {}})");
   SettingsFile file(path, settings());
