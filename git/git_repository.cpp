@@ -22,6 +22,18 @@ auto explained(Read read) {
   }
 }
 
+/// What `read` gives; nothing, with the reason, where it cannot.
+template <class Read>
+auto orReason(Read read) -> decltype(read()) {
+  try {
+    return read();
+  } catch (const git::LibraryError& error) {
+    return {.value = {}, .unsupportedReason = git::reasonFor(error.what())};
+  } catch (const UnsupportedRepositoryError& error) {
+    return {.value = {}, .unsupportedReason = error.what()};
+  }
+}
+
 }  // namespace
 
 struct GitRepository::Opened {
@@ -39,7 +51,8 @@ GitReading<GitWorkingCopyDetails> GitRepository::readDetails() const {
   return explained([&] {
     git::OpenedRepository& repository = opened_->repository;
     const auto handles = repository.handles(2);
-    auto readingStaged = std::async(std::launch::async, [&] { return stagedChanges(repository, handles[1].get()); });
+    auto readingStaged = std::async(
+        std::launch::async, [&] { return orReason([&] { return git::stagedChanges(repository, handles[1].get()); }); });
     GitReading<GitWorkingCopyDetails> reading;
     reading.value.head = git::readHead(repository.get());
     reading.value.branch = reading.value.head.branch;
@@ -49,7 +62,7 @@ GitReading<GitWorkingCopyDetails> GitRepository::readDetails() const {
     } catch (const git::LibraryError& error) {
       reading.unsupportedReason = git::reasonFor(error.what());
     }
-    auto unstaged = git::unstagedChanges(repository);
+    auto unstaged = orReason([&] { return git::unstagedChanges(repository); });
     auto staged = readingStaged.get();
     reading.value.unstaged = std::move(unstaged.value);
     reading.value.staged = std::move(staged.value);

@@ -22,6 +22,7 @@ class GitRepository {
   /// Whether opening the folder anew would give the same.
   bool isCurrent() const;
 
+  /// With the branch where only the files cannot be compared, and with one side where only the other cannot.
   GitReading<GitWorkingCopyDetails> readDetails() const;
   GitReading<GitWorkingCopyStat> readStat() const;
   GitReading<std::vector<GitBranch>> readBranches() const;

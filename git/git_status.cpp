@@ -62,6 +62,18 @@ std::string_view rawValue(GitDiffLineKind kind) {
   __builtin_unreachable();
 }
 
+std::string_view rawValue(GitHunksExtent extent) {
+  switch (extent) {
+    case GitHunksExtent::whole:
+      return "whole";
+    case GitHunksExtent::cut:
+      return "cut";
+    case GitHunksExtent::notCompared:
+      return "notCompared";
+  }
+  __builtin_unreachable();
+}
+
 std::vector<GitFileEntry> GitWorkingCopyDetails::entries() const {
   std::map<std::string, GitFileEntry> byPath;
   const auto entryOf = [&](const GitFileChange& change) -> GitFileEntry& {

@@ -109,9 +109,22 @@ struct GitBranch {
   bool operator==(const GitBranch&) const = default;
 };
 
+/// How many lines the hunks of one side of a file have at most.
+inline constexpr std::size_t kMostHunkLines = 100'000;
+/// How many lines the versions of a file have at most that are compared with each other.
+inline constexpr std::size_t kMostComparedLines = 500'000;
+
+/// How much of a difference is told: all of it, the first `kMostHunkLines` lines, or nothing, since a version has more
+/// than `kMostComparedLines`.
+enum class GitHunksExtent { whole, cut, notCompared };
+
+std::string_view rawValue(GitHunksExtent extent);
+
 struct GitFileHunks {
   std::vector<GitDiffHunk> staged;
   std::vector<GitDiffHunk> unstaged;
+  GitHunksExtent stagedExtent = GitHunksExtent::whole;
+  GitHunksExtent unstagedExtent = GitHunksExtent::whole;
 
   bool operator==(const GitFileHunks&) const = default;
 };

@@ -42,45 +42,49 @@ std::string lineContent(const git_diff_line& line) {
   return repairUtf8(std::string(content));
 }
 
-std::vector<GitDiffHunk> extractHunks(git_patch* patch, std::int64_t firstIndex, std::int64_t firstHunk) {
+struct Side {
   std::vector<GitDiffHunk> hunks;
+  std::size_t lines = 0;
+  GitHunksExtent extent = GitHunksExtent::whole;
+};
+
+void extractHunks(git_patch* patch, Side& side) {
   for (std::size_t i = 0; i < git_patch_num_hunks(patch); ++i) {
     const git_diff_hunk* found = nullptr;
     std::size_t count = 0;
     check(git_patch_get_hunk(&found, &count, patch, i));
-    GitDiffHunk hunk{.index = firstHunk + static_cast<std::int64_t>(i), .header = hunkHeader(*found), .lines = {}};
+    GitDiffHunk hunk{.index = static_cast<std::int64_t>(side.hunks.size()), .header = hunkHeader(*found), .lines = {}};
     for (std::size_t j = 0; j < count; ++j) {
       const git_diff_line* line = nullptr;
       check(git_patch_get_line_in_hunk(&line, patch, i, j));
       const auto kind = kindOf(line->origin);
       if (!kind) continue;
-      hunk.lines.push_back({.index = firstIndex++,
+      if (side.lines == kMostHunkLines) {
+        side.extent = GitHunksExtent::cut;
+        break;
+      }
+      hunk.lines.push_back({.index = static_cast<std::int64_t>(side.lines++),
                             .kind = *kind,
                             .oldNumber = lineNumber(line->old_lineno),
                             .newNumber = lineNumber(line->new_lineno),
                             .content = lineContent(*line)});
     }
-    hunks.push_back(std::move(hunk));
+    if (!hunk.lines.empty()) side.hunks.push_back(std::move(hunk));
+    if (side.extent == GitHunksExtent::cut) return;
   }
-  return hunks;
 }
 
 /// Those of the one path; a path can stand for a folder too.
-std::vector<GitDiffHunk> hunksFromDiff(git_repository* repository, git_diff* diff, std::string_view path,
-                                       NewSide newSide) {
-  std::vector<GitDiffHunk> hunks;
-  std::int64_t lines = 0;
+Side hunksFromDiff(git_repository* repository, git_diff* diff, std::string_view path, NewSide newSide) {
+  Side side;
   for (std::size_t i = 0; i < git_diff_num_deltas(diff); ++i) {
     const git_diff_delta* delta = git_diff_get_delta(diff, i);
     if (delta->new_file.path == nullptr || delta->new_file.path != path) continue;
-    const FilePatch patch = makePatch(repository, diff, i, newSide, kContext);
-    if (!patch.lines) continue;
-    for (GitDiffHunk& hunk : extractHunks(patch.lines.get(), lines, static_cast<std::int64_t>(hunks.size()))) {
-      lines += static_cast<std::int64_t>(hunk.lines.size());
-      hunks.push_back(std::move(hunk));
-    }
+    const FilePatch patch = makePatch(repository, diff, i, newSide, kContext, PatchSize::bounded);
+    if (patch.extent != GitHunksExtent::whole) side.extent = patch.extent;
+    if (patch.lines) extractHunks(patch.lines.get(), side);
   }
-  return hunks;
+  return side;
 }
 
 /// Of a file that a merge left undecided there is no one version in the index: it is compared with HEAD.
@@ -97,10 +101,13 @@ GitFileHunks readHunks(const OpenedRepository& repository, const std::string& pa
   const std::string whole = repository.prefix() + path;
   const FreshIndex index(repository.get());
   const Diff staged = diffHeadToIndex(repository.get(), index, DiffOptions(0, kContext, {whole}));
-  GitFileHunks hunks{.staged = hunksFromDiff(repository.get(), staged.get(), whole, NewSide::index), .unstaged = {}};
+  Side stagedSide = hunksFromDiff(repository.get(), staged.get(), whole, NewSide::index);
+  GitFileHunks hunks{.staged = std::move(stagedSide.hunks), .unstaged = {}, .stagedExtent = stagedSide.extent};
   if (index.isLeftOut(whole.c_str())) return hunks;
   const Diff unstaged = diffToWorkingCopy(repository.get(), index, whole);
-  hunks.unstaged = hunksFromDiff(repository.get(), unstaged.get(), whole, NewSide::workingCopy);
+  Side unstagedSide = hunksFromDiff(repository.get(), unstaged.get(), whole, NewSide::workingCopy);
+  hunks.unstaged = std::move(unstagedSide.hunks);
+  hunks.unstagedExtent = unstagedSide.extent;
   return hunks;
 }
 

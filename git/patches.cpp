@@ -31,8 +31,8 @@ Attributes attributesOf(git_repository* repository, const char* path) {
           .makesBinary = git_attr_value(values[0]) == GIT_ATTR_VALUE_FALSE};
 }
 
-/// Null where the file is new.
-Object oldBlob(git_repository* repository, const git_diff_file& file) {
+/// Null where the file is not there.
+Object blobOf(git_repository* repository, const git_diff_file& file) {
   if (git_oid_is_zero(&file.id) != 0) return nullptr;
   return own<Object>(
       [&](git_object** found) { return git_object_lookup(found, repository, &file.id, GIT_OBJECT_BLOB); });
@@ -55,14 +55,61 @@ std::string filtered(git_repository* repository, const char* path, std::string c
 
 FilePatch binary() { return {.content = nullptr, .lines = nullptr, .isBinary = true}; }
 
+std::string_view contentOf(const Object& blob) {
+  if (!blob) return {};
+  return {static_cast<const char*>(git_blob_rawcontent(asBlob(blob))),
+          static_cast<std::size_t>(git_blob_rawsize(asBlob(blob)))};
+}
+
+bool hasTooManyLines(std::string_view content) {
+  const bool isText = content.size() <= kMaxBlobSize && git_blob_data_is_binary(content.data(), content.size()) == 0;
+  return isText && static_cast<std::size_t>(std::ranges::count(content, '\n')) > kMostComparedLines;
+}
+
+std::string_view firstLines(std::string_view content, std::size_t count) {
+  std::size_t end = 0;
+  for (std::size_t line = 0; line < count && end < content.size(); ++line) {
+    end = std::min(content.find('\n', end), content.size() - 1) + 1;
+  }
+  return content.substr(0, end);
+}
+
+/// In place of a patch of so many lines; nothing where they are few.
+std::optional<FilePatch> patchOfTooMany(std::string_view before, std::string_view after, std::uint32_t contextLines) {
+  if (!hasTooManyLines(before) && !hasTooManyLines(after)) return std::nullopt;
+  if (!before.empty() && !after.empty()) return FilePatch{.extent = GitHunksExtent::notCompared};
+  const std::string_view shown = firstLines(before.empty() ? after : before, kMostHunkLines);
+  FilePatch patch{.content = std::make_unique<const std::string>(shown), .extent = GitHunksExtent::cut};
+  const std::string_view kept = *patch.content;
+  const std::string_view oldLines = before.empty() ? before : kept;
+  const std::string_view newLines = before.empty() ? kept : after;
+  const DiffOptions options(0, contextLines, {});
+  patch.lines = own<Patch>([&](git_patch** made) {
+    return git_patch_from_buffers(made, oldLines.data(), oldLines.size(), nullptr, newLines.data(), newLines.size(),
+                                  nullptr, options.get());
+  });
+  return patch;
+}
+
+/// The same of what the repository has of both versions.
+std::optional<FilePatch> patchOfTooMany(git_repository* repository, const git_diff_delta& delta, NewSide newSide,
+                                        std::uint32_t contextLines) {
+  const Object before = isFile(delta.old_file) ? blobOf(repository, delta.old_file) : nullptr;
+  const bool isInRepository = newSide == NewSide::index && isFile(delta.new_file);
+  const Object after = isInRepository ? blobOf(repository, delta.new_file) : nullptr;
+  auto patch = patchOfTooMany(contentOf(before), contentOf(after), contextLines);
+  return patch && !attributesOf(repository, delta.new_file.path).makesBinary ? std::move(patch) : std::nullopt;
+}
+
 /// Of a file that is as it is now, in place of what the library would read.
-FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, std::uint32_t contextLines) {
+FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, std::uint32_t contextLines,
+                      PatchSize size) {
   const char* path = delta.new_file.path;
   const auto file = std::filesystem::path(git_repository_workdir(repository)) / path;
   std::error_code missing;
   if (!std::filesystem::is_regular_file(std::filesystem::symlink_status(file, missing))) return {};
-  const std::uintmax_t size = std::filesystem::file_size(file, missing);
-  if (!missing && size > static_cast<std::uintmax_t>(kMaxBlobSize)) return binary();
+  const std::uintmax_t fileSize = std::filesystem::file_size(file, missing);
+  if (!missing && fileSize > static_cast<std::uintmax_t>(kMaxBlobSize)) return binary();
   std::optional<std::string> content;
   try {
     content = readFile(file);
@@ -71,10 +118,13 @@ FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, s
   }
   if (!content) return {};
   const Attributes attributes = attributesOf(repository, path);
-  const Object old = oldBlob(repository, delta.old_file);
+  const Object old = blobOf(repository, delta.old_file);
   if (attributes.makesBinary) return binary();
   const bool isPlain = attributes.areNone && !content->contains('\r');
   if (!isPlain) content = filtered(repository, path, *std::move(content));
+  if (size == PatchSize::bounded) {
+    if (auto bounded = patchOfTooMany(contentOf(old), *content, contextLines)) return *std::move(bounded);
+  }
   FilePatch patch{.content = std::make_unique<const std::string>(*std::move(content))};
   // With a path, the library looks for attributes again.
   const char* oldPath = attributes.areNone ? nullptr : delta.old_file.path;
@@ -89,8 +139,8 @@ FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, s
 
 /// Of two blobs on which no attribute bears.
 Patch patchOfBlobs(git_repository* repository, const git_diff_delta& delta, std::uint32_t contextLines) {
-  const Object old = oldBlob(repository, delta.old_file);
-  const Object recent = oldBlob(repository, delta.new_file);
+  const Object old = blobOf(repository, delta.old_file);
+  const Object recent = blobOf(repository, delta.new_file);
   const DiffOptions options(0, contextLines, {});
   return own<Patch>([&](git_patch** made) {
     return git_patch_from_blobs(made, asBlob(old), nullptr, asBlob(recent), nullptr, options.get());
@@ -100,12 +150,15 @@ Patch patchOfBlobs(git_repository* repository, const git_diff_delta& delta, std:
 }  // namespace
 
 FilePatch makePatch(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide,
-                    std::uint32_t contextLines) {
+                    std::uint32_t contextLines, PatchSize size) {
   const git_diff_delta* delta = git_diff_get_delta(diff, number);
   const bool isThere = delta->status != GIT_DELTA_DELETED && delta->status != GIT_DELTA_CONFLICTED;
   FilePatch patch;
   if (newSide == NewSide::workingCopy && isThere && isFile(delta->new_file)) {
-    patch = patchOfFile(repository, *delta, contextLines);
+    patch = patchOfFile(repository, *delta, contextLines, size);
+  } else if (auto bounded = size == PatchSize::bounded ? patchOfTooMany(repository, *delta, newSide, contextLines)
+                                                       : std::nullopt) {
+    patch = *std::move(bounded);
   } else if (newSide == NewSide::index && delta->status == GIT_DELTA_MODIFIED && isFile(delta->old_file) &&
              isFile(delta->new_file) && attributesOf(repository, delta->new_file.path).areNone) {
     patch.lines = patchOfBlobs(repository, *delta, contextLines);

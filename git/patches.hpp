@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "git/git_status.hpp"
 #include "git/libgit2_handles.hpp"
 
 namespace ravant::git {
@@ -16,12 +17,17 @@ struct FilePatch {
   std::unique_ptr<const std::string> content;  ///< what the lines lie in, unless they lie in the repository
   Patch lines;                                 ///< null where there are none to tell
   bool isBinary = false;
+  GitHunksExtent extent = GitHunksExtent::whole;
 };
+
+/// What becomes of a patch that would take much memory, some hundred bytes for each line of both versions. `bounded`:
+/// no versions of more than `kMostComparedLines` are compared; where there is only one, its first lines are the patch.
+enum class PatchSize { any, bounded };
 
 /// The change of that number, the same as libgit2 makes of it. Files of the working copy are read and filtered here:
 /// libgit2 1.5 crashes where a filter bears on an empty one. Throws `LibraryError` where a side cannot be read.
 FilePatch makePatch(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide,
-                    std::uint32_t contextLines);
+                    std::uint32_t contextLines, PatchSize size = PatchSize::any);
 
 struct LineCounts {
   bool isBinary = false;

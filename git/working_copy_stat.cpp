@@ -1,7 +1,6 @@
 #include "git/working_copy_stat.hpp"
 
 #include <algorithm>
-#include <iterator>
 #include <map>
 #include <optional>
 #include <span>
@@ -23,10 +22,13 @@ constexpr std::size_t kFilesOfAThread = 50;
 
 using Paths = std::vector<std::string>;
 
-void sortOnce(Paths& paths) {
+/// Those of both, sorted, each once.
+Paths merged(Paths paths, const Paths& others) {
+  paths.insert(paths.end(), others.begin(), others.end());
   std::ranges::sort(paths);
   const auto [first, last] = std::ranges::unique(paths);
   paths.erase(first, last);
+  return paths;
 }
 
 bool isSubmodule(const git_diff_delta& delta) {
@@ -89,10 +91,29 @@ void addLinesOf(git_repository* repository, const Diff& diff, std::span<const st
   }
 }
 
+/// The files that may differ from the last commit, sorted, each in one of the lists.
+struct Candidates {
+  /// Those of which the index says one thing: found by libgit2's own difference, in parts at once.
+  Paths ordinary;
+  /// Those of which it says several things, or another thing than the files do. Each is compared with HEAD as it lies
+  /// there: of what comes in two halves, libgit2 may lose one.
+  Paths ambiguous;
+};
+
+Candidates findCandidates(const OpenedRepository& repository, const FreshIndex& index, const Staged& staged,
+                          const Paths& lostSubmodules) {
+  const auto [changed, retyped] = index.filesThatMayDiffer(repository.prefix());
+  Candidates candidates{.ordinary = merged(changed, staged.files),
+                        .ambiguous = merged(merged(retyped, staged.undecided), lostSubmodules)};
+  std::erase_if(candidates.ordinary,
+                [&](const std::string& path) { return std::ranges::binary_search(candidates.ambiguous, path); });
+  return candidates;
+}
+
 /// The lines of the files that are on both sides, and the paths of those that are on one.
 struct Part {
   Reading reading;
-  Paths moved;
+  Paths oneSided;
 };
 
 /// Counts what became of the given paths, sorted, as far as one path alone can tell.
@@ -108,16 +129,45 @@ Part compare(git_repository* repository, std::span<const std::string> paths) {
     if (delta->status == GIT_DELTA_MODIFIED) {
       addLines(repository, diff.get(), i, NewSide::workingCopy, part.reading);
     } else {
-      part.moved.emplace_back(path);
+      part.oneSided.emplace_back(path);
     }
   }
   return part;
 }
 
-/// Counts each submodule as a line with its commit. The paths of those that are gone, where a file may be now, are
-/// added to `gone`.
-void addSubmodules(const OpenedRepository& repository, const FreshIndex& index, const Staged& staged, Reading& reading,
-                   Paths& gone) {
+/// Gives the paths of those that are on one side only, to be looked at together: a file may have moved from one to
+/// another.
+Paths addOrdinary(OpenedRepository& repository, const Paths& paths, Reading& reading) {
+  const std::size_t threads = threadsFor(paths.size(), kFilesOfAThread);
+  const std::span<const Repository> handles = repository.handles(threads);
+  const auto compareSome = [&](std::span<const std::string> some, std::size_t number) {
+    return compare(handles[number].get(), some);
+  };
+  Paths oneSided;
+  for (const Part& part : inParts(std::span<const std::string>(paths), threads, compareSome)) {
+    reading.value.insertions += part.reading.value.insertions;
+    reading.value.deletions += part.reading.value.deletions;
+    if (!reading.unsupportedReason) reading.unsupportedReason = part.reading.unsupportedReason;
+    oneSided = merged(std::move(oneSided), part.oneSided);
+  }
+  return oneSided;
+}
+
+void addOneSided(git_repository* repository, const Paths& paths, Reading& reading) {
+  if (paths.empty()) return;
+  const Diff diff = diffHeadToWorkingCopy(repository, countingWithoutSubmodules(paths));
+  detectExactRenames(diff.get());
+  addLinesOf(repository, diff, paths, reading);
+}
+
+void addAmbiguous(git_repository* repository, const Paths& paths, Reading& reading) {
+  if (!paths.empty()) addLinesOf(repository, diffHeadToFiles(repository, paths), paths, reading);
+}
+
+/// Counts each submodule as a line with its commit. Gives the paths of those that are gone, where a file may be now.
+Paths addSubmodules(const OpenedRepository& repository, const FreshIndex& index, const Staged& staged,
+                    Reading& reading) {
+  Paths gone;
   GitWorkingCopyStat& stat = reading.value;
   stat.deletions += staged.removedSubmodules;
   for (const Submodule& submodule : submodulesOf(repository, index)) {
@@ -133,6 +183,7 @@ void addSubmodules(const OpenedRepository& repository, const FreshIndex& index, 
     stat.insertions += isMissing ? 0 : 1;
     stat.deletions += before ? 1 : 0;
   }
+  return gone;
 }
 
 }  // namespace
@@ -140,39 +191,12 @@ void addSubmodules(const OpenedRepository& repository, const FreshIndex& index, 
 GitReading<GitWorkingCopyStat> workingCopyStat(OpenedRepository& repository) {
   Reading reading;
   const FreshIndex index(repository.get());
-  auto [paths, direct] = index.filesThatMayDiffer(repository.prefix());
-  Staged staged = findStaged(repository, index, reading);
-  // Those of which the index does not say one thing, or another thing than the files do, are compared with HEAD by
-  // themselves: of what comes in two halves, libgit2 may lose one.
-  std::ranges::move(staged.undecided, std::back_inserter(direct));
-  sortOnce(direct);
-  std::ranges::move(staged.files, std::back_inserter(paths));
-  sortOnce(paths);
-  std::erase_if(paths, [&](const std::string& path) { return std::ranges::binary_search(direct, path); });
-  addSubmodules(repository, index, staged, reading, direct);
-
-  const std::size_t threads = threadsFor(paths.size(), kFilesOfAThread);
-  const std::span<const Repository> handles = repository.handles(threads);
-  const auto compareSome = [&](std::span<const std::string> some, std::size_t number) {
-    return compare(handles[number].get(), some);
-  };
-  Paths moved;
-  for (Part& part : inParts(std::span<const std::string>(paths), threads, compareSome)) {
-    reading.value.insertions += part.reading.value.insertions;
-    reading.value.deletions += part.reading.value.deletions;
-    if (!reading.unsupportedReason) reading.unsupportedReason = part.reading.unsupportedReason;
-    std::ranges::move(part.moved, std::back_inserter(moved));
-  }
-  if (!moved.empty()) {
-    sortOnce(moved);
-    const Diff diff = diffHeadToWorkingCopy(repository.get(), countingWithoutSubmodules(moved));
-    detectExactRenames(diff.get());
-    addLinesOf(repository.get(), diff, moved, reading);
-  }
-  if (!direct.empty()) {
-    sortOnce(direct);
-    addLinesOf(repository.get(), diffHeadToFiles(repository.get(), direct), direct, reading);
-  }
+  const Staged staged = findStaged(repository, index, reading);
+  const Paths lostSubmodules = addSubmodules(repository, index, staged, reading);
+  const Candidates files = findCandidates(repository, index, staged, lostSubmodules);
+  const Paths oneSided = addOrdinary(repository, files.ordinary, reading);
+  addOneSided(repository.get(), oneSided, reading);
+  addAmbiguous(repository.get(), files.ambiguous, reading);
   return reading;
 }
 

@@ -45,9 +45,7 @@ ExitStatus show(CommandContext& context, const GitReading<Value>& reading, json:
 awaitable<ExitStatus> status(CommandContext& context, Arguments arguments) {
   const auto folder = co_await chosenFolder(context, std::move(arguments));
   const auto reading = co_await context.application().gitStatus().workingCopyFiles(folder);
-  const bool isKnown = !reading.unsupportedReason || !reading.value.entries().empty();
-  co_return show(context, reading, jsonForm(reading.value),
-                 isKnown ? statusText(reading.value, context.output.style()) : std::string());
+  co_return show(context, reading, jsonForm(reading.value), statusText(reading, context.output.style()));
 }
 
 awaitable<ExitStatus> stat(CommandContext& context, Arguments arguments) {

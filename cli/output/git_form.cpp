@@ -70,7 +70,7 @@ std::string headText(const GitHead& head) {
   std::string text;
   switch (head.state) {
     case GitHeadState::branch:
-      text = fmt::format("On branch {}\n", oneLine(head.name));
+      if (!head.name.empty()) text = fmt::format("On branch {}\n", oneLine(head.name));
       break;
     case GitHeadState::detached:
       text = fmt::format("HEAD detached at {}\n", head.name);
@@ -100,8 +100,22 @@ std::string plural(std::int64_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
-std::string sideText(std::string_view heading, const std::vector<GitDiffHunk>& hunks, const Style& style) {
-  if (hunks.empty()) return {};
+/// Why a side does not show all.
+std::string extentText(GitHunksExtent extent) {
+  switch (extent) {
+    case GitHunksExtent::whole:
+      return {};
+    case GitHunksExtent::cut:
+      return fmt::format("… more lines differ than the first {}\n", kMostHunkLines);
+    case GitHunksExtent::notCompared:
+      return fmt::format("… it differs, in a file of more than {} lines; \"git diff\" shows how\n", kMostComparedLines);
+  }
+  __builtin_unreachable();
+}
+
+std::string sideText(std::string_view heading, const std::vector<GitDiffHunk>& hunks, GitHunksExtent extent,
+                     const Style& style) {
+  if (hunks.empty() && extent == GitHunksExtent::whole) return {};
   std::string text = style.bold(heading) + '\n';
   for (const GitDiffHunk& hunk : hunks) {
     text += style.dim(oneLine(hunk.header)) + '\n';
@@ -120,7 +134,7 @@ std::string sideText(std::string_view heading, const std::vector<GitDiffHunk>& h
       }
     }
   }
-  return text;
+  return text + extentText(extent);
 }
 
 }  // namespace
@@ -161,10 +175,14 @@ json::object jsonForm(const GitBranch& branch) {
 }
 
 json::object jsonForm(const GitFileHunks& hunks) {
-  return {{"staged", form(hunks.staged)}, {"unstaged", form(hunks.unstaged)}};
+  json::object object{{"staged", form(hunks.staged)}, {"unstaged", form(hunks.unstaged)}};
+  if (hunks.stagedExtent != GitHunksExtent::whole) object.emplace("stagedExtent", rawValue(hunks.stagedExtent));
+  if (hunks.unstagedExtent != GitHunksExtent::whole) object.emplace("unstagedExtent", rawValue(hunks.unstagedExtent));
+  return object;
 }
 
-std::string statusText(const GitWorkingCopyDetails& details, const Style& style) {
+std::string statusText(const GitReading<GitWorkingCopyDetails>& reading, const Style& style) {
+  const GitWorkingCopyDetails& details = reading.value;
   std::vector<std::string> staged;
   std::vector<std::string> unmerged;
   std::vector<std::string> unstaged;
@@ -186,7 +204,7 @@ std::string statusText(const GitWorkingCopyDetails& details, const Style& style)
   const std::string changes = section("Changes to be committed", staged) + section("Unmerged paths", unmerged) +
                               section("Changes not staged for commit", unstaged) +
                               section("Untracked files", untracked);
-  if (!changes.empty()) return text + changes;
+  if (!changes.empty() || reading.unsupportedReason) return text + changes;
   return text + (details.folder.empty() ? "nothing to commit, working tree clean\n"
                                         : fmt::format("nothing to commit in {}\n", shownPath(details.folder)));
 }
@@ -205,7 +223,8 @@ std::string branchesText(const std::vector<GitBranch>& branches, const Style& st
 }
 
 std::string hunksText(const GitFileHunks& hunks, const Style& style) {
-  return sideText("Staged", hunks.staged, style) + sideText("Not staged", hunks.unstaged, style);
+  return sideText("Staged", hunks.staged, hunks.stagedExtent, style) +
+         sideText("Not staged", hunks.unstaged, hunks.unstagedExtent, style);
 }
 
 }  // namespace ravant::cli

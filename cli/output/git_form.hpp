@@ -15,7 +15,7 @@ json::object jsonForm(const GitWorkingCopyStat& stat);
 json::object jsonForm(const GitBranch& branch);
 json::object jsonForm(const GitFileHunks& hunks);
 
-std::string statusText(const GitWorkingCopyDetails& details, const Style& style);
+std::string statusText(const GitReading<GitWorkingCopyDetails>& reading, const Style& style);
 std::string statText(const GitWorkingCopyStat& stat);
 std::string branchesText(const std::vector<GitBranch>& branches, const Style& style);
 std::string hunksText(const GitFileHunks& hunks, const Style& style);

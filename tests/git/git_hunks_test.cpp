@@ -82,5 +82,45 @@ TEST_F(StatusReaderTest, aHunkOfTenThousandLinesIsWhole) {
                                                .content = "line 10000"}));
 }
 
+TEST_F(StatusReaderTest, hunksOfHugeFilesAreBounded) {
+  const auto lines = [](std::size_t count, std::string_view line) {
+    std::string text;
+    text.reserve(count * line.size());
+    for (std::size_t i = 0; i < count; ++i) text += line;
+    return text;
+  };
+  const TestRepository repository;
+  repository.write("compared", lines(kMostComparedLines, "a\n"));
+  repository.write("tooLong", lines(kMostComparedLines + 1, "a\n"));
+  repository.commit();
+  repository.write("compared", lines(kMostComparedLines - 1, "a\n") + "b\n");
+  repository.write("tooLong", lines(kMostComparedLines, "a\n") + "b\n");
+  repository.write("shown", lines(kMostHunkLines, "x\n"));
+  repository.write("new", lines(kMostComparedLines + 1, "x\n"));
+
+  EXPECT_THAT(hunks(repository.path(), "compared").unstaged, SizeIs(1));
+  EXPECT_EQ(hunks(repository.path(), "compared").unstagedExtent, GitHunksExtent::whole);
+  EXPECT_EQ(hunks(repository.path(), "tooLong"), GitFileHunks{.unstagedExtent = GitHunksExtent::notCompared});
+  EXPECT_EQ(hunks(repository.path(), "shown").unstagedExtent, GitHunksExtent::whole);
+  const GitFileHunks added = hunks(repository.path(), "new");
+  EXPECT_EQ(added.unstagedExtent, GitHunksExtent::cut);
+  ASSERT_THAT(added.unstaged, SizeIs(1));
+  EXPECT_THAT(added.unstaged[0].lines, SizeIs(kMostHunkLines));
+
+  repository.write("compared", lines(kMostHunkLines, "b\n"));
+  std::filesystem::remove(repository.path() / "tooLong");
+  repository.git({"add", "-A"});
+  const auto extentAndLines = [&](const char* file) {
+    const GitFileHunks read = hunks(repository.path(), file);
+    std::size_t count = 0;
+    for (const GitDiffHunk& hunk : read.staged) count += hunk.lines.size();
+    return std::pair(read.stagedExtent, count);
+  };
+  EXPECT_EQ(extentAndLines("compared"), std::pair(GitHunksExtent::cut, kMostHunkLines));
+  EXPECT_EQ(extentAndLines("tooLong"), std::pair(GitHunksExtent::cut, kMostHunkLines));
+  EXPECT_EQ(extentAndLines("new"), std::pair(GitHunksExtent::cut, kMostHunkLines));
+  EXPECT_EQ(extentAndLines("shown"), std::pair(GitHunksExtent::whole, kMostHunkLines));
+}
+
 }  // namespace
 }  // namespace ravant::test

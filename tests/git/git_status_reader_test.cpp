@@ -10,6 +10,7 @@ namespace ravant::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::SizeIs;
 
 TEST_F(StatusReaderTest, aProjectBelowTheTopSeesItsOwnFilesOnly) {
@@ -60,18 +61,29 @@ TEST_F(StatusReaderTest, whatBecomesUnreadableIsNotClean) {
   const std::string changed = "unstaged modified a +1 -1\n";
   EXPECT_EQ(listing(repository.path()), changed);
   repository.git({"update-index", "--split-index"});
-  EXPECT_THAT(reason(repository.path()), HasSubstr("git update-index --no-split-index"));
+  const auto unlisted = run(reader->workingCopyFiles(repository.path()));
+  EXPECT_THAT(unlisted.unsupportedReason.value_or(""), HasSubstr("git update-index --no-split-index"));
+  EXPECT_EQ(unlisted.value, (GitWorkingCopyDetails{.branch = "main", .head = {.branch = "main", .name = "main"}}));
+  EXPECT_THAT(run(reader->hunks(repository.path(), "a")).unsupportedReason.value_or(""), HasSubstr("--no-split-index"));
+  EXPECT_THAT(run(reader->workingCopyStat(repository.path())).unsupportedReason.value_or(""),
+              HasSubstr("-split-index"));
   repository.git({"update-index", "--no-split-index"});
   EXPECT_EQ(listing(repository.path()), changed);
   const std::string index = repository.read(".git/index");
   repository.write(".git/index", index + "rubbish");
-  EXPECT_NE(reason(repository.path()), "");
+  EXPECT_EQ(run(reader->workingCopyFiles(repository.path())).value, unlisted.value);
+  EXPECT_TRUE(run(reader->workingCopyFiles(repository.path())).unsupportedReason);
   repository.write(".git/index", index);
   const std::string head = repository.read(".git/refs/heads/main");
-  repository.write(".git/refs/heads/main", std::string(40, '1') + "\n");
-  EXPECT_NE(reason(repository.path()), "") << "the commit is missing";
-  repository.write(".git/refs/heads/main", "rubbish\n");
-  EXPECT_NE(reason(repository.path()), "");
+  for (const auto& [contents, branch] :
+       {std::pair(std::string(40, '1'), "main"), std::pair(std::string("rubbish"), "HEAD")}) {
+    repository.write(".git/refs/heads/main", contents + "\n");
+    const auto unstaged = run(reader->workingCopyFiles(repository.path()));
+    EXPECT_TRUE(unstaged.unsupportedReason);
+    EXPECT_EQ(unstaged.value.branch, branch);
+    EXPECT_THAT(unstaged.value.staged, IsEmpty());
+    EXPECT_THAT(unstaged.value.unstaged, SizeIs(1)) << "the index tells that";
+  }
   repository.write(".git/refs/heads/main", head);
 
   const std::string blob = repository.git({"rev-parse", "HEAD:a"});

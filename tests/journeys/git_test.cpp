@@ -8,6 +8,7 @@
 namespace ravant::test {
 namespace {
 
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -81,6 +82,24 @@ TEST_F(GitCommands, sayWhyAFileHasNoHunks) {
   std::ofstream(sandbox.project() / "caf\xe9") << "1\n";
   EXPECT_THAT(outcome("\"caf\\351\""), HasSubstr("+1\n")) << "as status shows it";
   EXPECT_EQ(sandbox.json({"git", "status"}).at("unstaged").at(1).at("path"), "\"caf\\351\"");
+}
+
+TEST_F(GitCommands, tellTheBranchWhereTheIndexCannotBeRead) {
+  git({"update-index", "--split-index"});
+  const ProgramResult result = sandbox.run({"git", "status"});
+  EXPECT_EQ(result.output, "On branch main\n");
+  EXPECT_THAT(result.errors, HasSubstr("git update-index --no-split-index"));
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(sandbox.json({"git", "status"}).at("branch"), "main");
+}
+
+TEST_F(GitCommands, markHunksThatDoNotTellAll) {
+  std::ofstream huge(sandbox.project() / "huge");
+  for (int i = 0; i < 500'001; ++i) huge << "x\n";
+  huge.close();
+  EXPECT_THAT(sandbox.run({"git", "hunks", "huge"}).output,
+              EndsWith("+x\n… more lines differ than the first 100000\n"));
+  EXPECT_EQ(sandbox.json({"git", "hunks", "huge"}).at("unstagedExtent"), "cut");
 }
 
 TEST_F(GitCommands, tellAMergeThatIsNotFinished) {
