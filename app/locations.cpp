@@ -23,6 +23,10 @@ std::filesystem::path xdgFolder(const char* variable, const char* belowHome) {
 }  // namespace
 
 Locations Locations::find(std::optional<std::filesystem::path> chosen) {
+  if (const auto home = pathVariable("HOME"); home && home->is_relative()) {
+    throw std::runtime_error("HOME is \"" + home->string() +
+                             "\", which is no absolute path: set it to your home folder");
+  }
   if (chosen && chosen->empty()) throw std::runtime_error("the data folder's name is empty");
   if (!chosen) chosen = pathVariable("RAVANT_DATA_DIR");
   const auto dataFolder = chosen ? *chosen : xdgFolder("XDG_DATA_HOME", ".local/share") / "ravant";

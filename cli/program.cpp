@@ -23,12 +23,12 @@ namespace {
 
 constexpr Log kLog("com.ravant.cli", "Program");
 
-/// A standard stream that is closed would become the first file that is opened.
+/// A standard stream that is closed would become the first file that is opened. Writing to a standard output that was
+/// closed stays an error.
 void occupyStandardStreams() {
-  while (true) {
-    const int descriptor = ::open("/dev/null", O_RDWR);
-    if (descriptor > STDERR_FILENO) ::close(descriptor);
-    if (descriptor < 0 || descriptor > STDERR_FILENO) return;
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (::fcntl(stream, F_GETFD) >= 0) continue;
+    [[maybe_unused]] const int descriptor = ::open("/dev/null", stream == STDOUT_FILENO ? O_RDONLY : O_RDWR);
   }
 }
 

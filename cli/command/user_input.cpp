@@ -8,6 +8,7 @@
 #include <array>
 #include <cctype>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <system_error>
 
@@ -32,24 +33,31 @@ std::string read(Until until) {
   }
 }
 
-/// Keeps the terminal from showing what is typed.
+/// Keeps the terminal from showing what is typed. The key that quits a program is an interruption meanwhile: the
+/// terminal must not be left so.
 class HiddenTyping {
  public:
   HiddenTyping() : isHidden_(::tcgetattr(STDIN_FILENO, &before_) == 0) {
+    struct sigaction interrupts{};
+    interrupts.sa_handler = [](int) {};
+    ::sigaction(SIGQUIT, &interrupts, &quitting_);
     termios hidden = before_;
     hidden.c_lflag &= ~static_cast<tcflag_t>(ECHO);
     if (isHidden_) ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &hidden);
   }
   ~HiddenTyping() {
-    if (!isHidden_) return;
-    ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
-    std::fputc('\n', stderr);
+    if (isHidden_) {
+      ::tcsetattr(STDIN_FILENO, TCSAFLUSH, &before_);
+      std::fputc('\n', stderr);
+    }
+    ::sigaction(SIGQUIT, &quitting_, nullptr);
   }
   HiddenTyping(const HiddenTyping&) = delete;
   HiddenTyping& operator=(const HiddenTyping&) = delete;
 
  private:
   termios before_{};
+  struct sigaction quitting_{};
   bool isHidden_;
 };
 
@@ -71,8 +79,8 @@ std::string readStandardInput() { return read(Until::inputEnd); }
 
 std::string readSecret(std::string_view question) {
   if (::isatty(STDIN_FILENO) == 0) return readStandardInput();
-  std::fputs(std::string(question).c_str(), stderr);
   const HiddenTyping hidden;
+  std::fputs(std::string(question).c_str(), stderr);
   return read(Until::lineEnd);
 }
 

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "platform/json/json.hpp"
+#include "platform/text/text.hpp"
 
 namespace ravant::cli {
 
@@ -51,8 +52,8 @@ class Output {
   /// The text is harmless to a terminal already.
   void write(std::string_view text) { pending_ += text; }
   void line(std::string_view text) { pending_.append(text) += '\n'; }
-  /// One value on one line.
-  void json(const json::value& value) { line(compactJson(value)); }
+  /// One value on one line, harmless to a terminal.
+  void json(const json::value& value) { line(terminalSafeJson(compactJson(value))); }
   void flush();
 
  private:

@@ -23,6 +23,9 @@ bool isHarmful(char32_t character) {
          (character >= 0x2066 && character <= 0x2069) || character == 0x2028 || character == 0x2029;
 }
 
+/// Marks of direction, which texts of right-to-left scripts have for good reasons.
+bool isDirectionMark(char32_t character) { return character == 0x061C || character == 0x200E || character == 0x200F; }
+
 /// Of the valid two or three bytes long characters; others are never harmful.
 char32_t decoded(std::string_view character) {
   const auto bits = [&](std::size_t i, unsigned mask) { return static_cast<unsigned char>(character[i]) & mask; };
@@ -75,6 +78,28 @@ std::string terminalSafe(std::string_view text) {
       appendThreeBytes(safe, kControlPictures + byte);
     } else if (const char32_t code = decoded(character); isHarmful(code)) {
       fmt::format_to(std::back_inserter(safe), "\\u{{{:04X}}}", static_cast<unsigned>(code));
+    } else {
+      safe += character;
+    }
+  }
+  return safe;
+}
+
+std::string terminalSafeJson(std::string_view json) {
+  // The delete character, and how every other one begins.
+  constexpr std::string_view kMayBegin = "\x7f\xc2\xd8\xe2";
+  std::string safe;
+  safe.reserve(json.size());
+  while (!json.empty()) {
+    const std::size_t plain = std::min(json.find_first_of(kMayBegin), json.size());
+    safe += json.substr(0, plain);
+    json.remove_prefix(plain);
+    if (json.empty()) break;
+    const std::string_view character = json.substr(0, characterSize(json.front()));
+    json.remove_prefix(character.size());
+    const char32_t code = character.size() == 1 ? static_cast<unsigned char>(character.front()) : decoded(character);
+    if (code == 0x7F || isHarmful(code) || isDirectionMark(code)) {
+      fmt::format_to(std::back_inserter(safe), "\\u{:04x}", static_cast<unsigned>(code));
     } else {
       safe += character;
     }

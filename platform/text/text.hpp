@@ -16,4 +16,7 @@ std::string base64(std::string_view bytes);
 /// becomes a line feed) and tabs stay; invalid UTF-8 is repaired.
 std::string terminalSafe(std::string_view text);
 
+/// The same for a JSON text, which stays one with the same meaning: such characters are written as escapes (`\u202e`).
+std::string terminalSafeJson(std::string_view json);
+
 }  // namespace ravant

@@ -72,7 +72,12 @@ INSTANTIATE_TEST_SUITE_P(
                      "/home/u/.config/ravant/settings.json"}),
     [](const auto& row) { return row.param.name; });
 
-TEST_F(UserLocations, needAHome) { EXPECT_THROW(Locations::find({}), std::runtime_error); }
+TEST_F(UserLocations, needAHome) {
+  EXPECT_THROW(Locations::find({}), std::runtime_error);
+  ::setenv("HOME", "home/u", 1);
+  EXPECT_THROW(Locations::find({}), std::runtime_error);
+  EXPECT_THROW(Locations::find("/chosen"), std::runtime_error);
+}
 
 }  // namespace
 }  // namespace ravant::test

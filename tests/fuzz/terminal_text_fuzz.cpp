@@ -1,4 +1,5 @@
 #include "cli/output/terminal_text.hpp"
+#include "platform/json/json.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 #include "tests/fuzz/turn_invariants.hpp"
@@ -24,6 +25,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   const std::string_view text = fuzz::text(bytes, size);
   fuzz::expectHarmless(terminalSafe(text));
   fuzz::expectHarmless(cli::shownPath(text));
+  const std::string written = compactJson(json::value(repairUtf8(std::string(text))));
+  fuzz::expectHarmless(terminalSafeJson(written));
+  fuzz::expect(parseJson(terminalSafeJson(written)) == parseJson(written), "escaped JSON means the same");
   const std::string line = cli::oneLine(text);
   fuzz::expectHarmless(line);
   fuzz::expect(!line.contains('\n'), "one line is one");

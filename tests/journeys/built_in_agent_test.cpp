@@ -1,10 +1,14 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pty.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
+#include <sys/wait.h>
+#include <termios.h>
 
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <fstream>
@@ -255,6 +259,35 @@ TEST_F(BuiltInAgent, withoutAKeyStoreTheWayOutIsNamed) {
   EXPECT_THAT(result.errors, AllOf(StartsWith("ravant: the desktop's key store does not answer: "),
                                    HasSubstr("not encrypted, run: ravant settings set keyStore file")));
   EXPECT_THAT(sandbox.run({"key", "list"}).output, HasSubstr("openrouter  OpenRouter  none"));
+}
+
+TEST(KeyOnATerminal, LeavesTheTerminalAsItWasWhenTheUserQuits) {
+  const Sandbox sandbox;
+  const std::string home = "HOME=" + sandbox.home().string();
+  int terminal = -1;
+  const pid_t pid = ::forkpty(&terminal, nullptr, nullptr, nullptr);
+  if (pid == 0) {
+    ::execle(RAVANT_PROGRAM, "ravant", "key", "set", "openrouter", nullptr,
+             std::array<const char*, 2>{home.c_str(), nullptr}.data());
+    ::_exit(127);
+  }
+  const UniqueFd end(terminal);
+  termios modes{};
+  std::string shown;
+  std::array<char, 1024> piece;
+  while (!shown.contains("Key of OpenRouter: ")) {
+    const ssize_t count = ::read(terminal, piece.data(), piece.size());
+    ASSERT_GT(count, 0) << shown;
+    shown.append(piece.data(), static_cast<std::size_t>(count));
+  }
+  ASSERT_EQ(::tcgetattr(terminal, &modes), 0);
+  EXPECT_EQ(modes.c_lflag & ECHO, 0u);
+  ASSERT_EQ(::write(terminal, "\x1c", 1), 1);
+  int status = 0;
+  ASSERT_EQ(::waitpid(pid, &status, 0), pid);
+  ASSERT_EQ(::tcgetattr(terminal, &modes), 0);
+  EXPECT_NE(modes.c_lflag & ECHO, 0u);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 130) << status;
 }
 
 }  // namespace

@@ -82,6 +82,8 @@ TEST_F(GitCommands, sayWhyAFileHasNoHunks) {
   std::ofstream(sandbox.project() / "caf\xe9") << "1\n";
   EXPECT_THAT(outcome("\"caf\\351\""), HasSubstr("+1\n")) << "as status shows it";
   EXPECT_EQ(sandbox.json({"git", "status"}).at("unstaged").at(1).at("path"), "\"caf\\351\"");
+  std::ofstream(sandbox.project() / "exe\u202Etxt") << "1\n";
+  EXPECT_THAT(sandbox.run({"git", "status", "--json"}).output, HasSubstr(R"("exe\u202etxt")"));
 }
 
 TEST_F(GitCommands, tellTheBranchWhereTheIndexCannotBeRead) {

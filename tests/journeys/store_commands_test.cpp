@@ -259,15 +259,21 @@ TEST(Doctor, WorksWithoutAStore) {
   EXPECT_THAT(result.output, HasSubstr("git version"));
 }
 
-TEST(StandardOutput, ThatIsClosedEndsQuietlyAndAFullOneIsAnError) {
+TEST(StandardOutput, ThatIsClosedEndsQuietlyAndOneThatTakesNothingIsAnError) {
   const Sandbox sandbox;
   const ProgramResult closed = sandbox.start({"model", "list"}, {}, ProgramOutput::closedPipe).wait();
   EXPECT_EQ(closed.status, 0);
   EXPECT_THAT(closed.errors, IsEmpty());
-  const ProgramResult full = Program({.path = "/bin/sh",
-                                      .arguments = {"-c", "exec " RAVANT_PROGRAM " settings path >/dev/full"},
-                                      .environment = {{"HOME", sandbox.home()}}})
-                                 .wait();
+  const auto shell = [&](const std::string& command) {
+    return Program({.path = "/bin/sh",
+                    .arguments = {"-c", "exec " RAVANT_PROGRAM + command},
+                    .environment = {{"HOME", sandbox.home()}}})
+        .wait();
+  };
+  const ProgramResult missing = shell(" settings path >&-");
+  EXPECT_EQ(missing.status, 1);
+  EXPECT_THAT(missing.errors, HasSubstr("standard output could not be written: Bad file descriptor"));
+  const ProgramResult full = shell(" settings path >/dev/full");
   EXPECT_EQ(full.status, 1);
   EXPECT_THAT(full.errors, HasSubstr("No space left on device"));
 }

@@ -60,6 +60,13 @@ class TerminalSafeTest : public testing::TestWithParam<TextCase> {};
 
 TEST_P(TerminalSafeTest, showsWhatWouldAct) { EXPECT_EQ(terminalSafe(GetParam().input), GetParam().expected); }
 
+TEST(TerminalSafeJsonTest, escapesWhatWouldAct) {
+  EXPECT_EQ(terminalSafeJson("{\"é\u007F\":\"\u009B2J \u2028\u2029\u202E \u2066\u200F\u061C €…😀\u00A0\u2027\u202F\"}"),
+            R"({"é\u007f":"\u009b2J \u2028\u2029\u202e \u2066\u200f\u061c €…😀)"
+            "\u00A0\u2027\u202F\"}");
+  EXPECT_EQ(terminalSafeJson(""), "");
+}
+
 INSTANTIATE_TEST_SUITE_P(, TerminalSafeTest,
                          testing::ValuesIn(std::vector<TextCase>{
                              {"plain", "a\tb\nç 漢 😀", "a\tb\nç 漢 😀"},
