@@ -36,10 +36,12 @@ class AgentRunner {
   /// the run failed.
   virtual awaitable<void> send(AgentRunRequest request) = 0;
 
-  /// Stops the prompt in flight for that conversation, if any; returns when its processes are gone.
+  /// Stops the prompt in flight for that conversation, if any; returns when its processes are gone, those too that it
+  /// detached.
   virtual awaitable<void> cancel(ConversationId conversationId) = 0;
 
-  /// Ends every process the runner holds. Nothing is sent afterwards.
+  /// Stops every prompt in flight and ends every process the runner holds; what agents detached goes on. Nothing is
+  /// sent afterwards.
   virtual awaitable<void> shutdown() = 0;
 };
 

@@ -1,9 +1,11 @@
 #include "core/agent_runner_store.hpp"
 
 #include <exception>
+#include <utility>
 
 #include "core/agent_runner_error.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
+#include "platform/async/side_by_side.hpp"
 #include "platform/log/log.hpp"
 #include "platform/notifications/notification_center.hpp"
 
@@ -132,13 +134,27 @@ void AgentRunnerStore::announceActiveConversations(ConversationId conversationId
 }
 
 awaitable<void> AgentRunnerStore::shutdown() {
-  for (const ConversationId& id : activeConversations()) co_await cancelRunner(id);
-  for (const auto& [id, runner] : shellRunners_) {
-    if (runner) co_await runner->shutdown();
+  std::map<ConversationId, std::shared_ptr<Prompt>> stopped;
+  for (const auto& [id, prompt] : inFlight_) {
+    if (!std::exchange(prompt->isCancelled, true)) stopped.emplace(id, prompt);
   }
-  for (const auto& runner : {codexRunner_, cursorRunner_, ravantRunner_}) {
-    if (runner) co_await runner->shutdown();
+  std::vector<awaitable<void>> ends;
+  const auto end = [&](const std::shared_ptr<AgentRunner>& runner) {
+    if (runner) ends.push_back(runner->shutdown());
+  };
+  for (const auto& [id, runner] : shellRunners_) end(runner);
+  for (const auto& runner : {codexRunner_, cursorRunner_, ravantRunner_}) end(runner);
+  std::exception_ptr error;
+  try {
+    co_await sideBySide(std::move(ends));
+  } catch (...) {
+    error = std::current_exception();
   }
+  for (const auto& [id, prompt] : stopped) {
+    markEnded(id, prompt);
+    notifyPromptFinished(id, PromptEndReason::cancelled);
+  }
+  if (error) std::rethrow_exception(error);
 }
 
 }  // namespace ravant

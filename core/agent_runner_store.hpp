@@ -48,7 +48,8 @@ class AgentRunnerStore {
   /// Conversations with a prompt in flight.
   std::set<ConversationId> activeConversations() const;
 
-  /// Cancels what is in flight and ends every runner's processes.
+  /// Stops what is in flight, announced as cancelled, and ends every runner's processes, all runners at once. What
+  /// agents detached goes on.
   awaitable<void> shutdown();
 
  private:

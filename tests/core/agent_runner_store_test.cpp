@@ -38,7 +38,14 @@ class FakeRunner final : public AgentRunner {
   }
   awaitable<void> shutdown() override {
     isShutDown = true;
-    co_return;
+    running.clear();
+    changed_.notify();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    if (partner) partner->changed_.notify();
+    while (partner && !partner->isShutDown && std::chrono::steady_clock::now() < deadline) {
+      co_await changed_.wait(deadline);
+    }
+    endedWithPartner = partner && partner->isShutDown;
   }
   void end(ConversationId conversationId) {
     running.erase(conversationId);
@@ -50,6 +57,8 @@ class FakeRunner final : public AgentRunner {
   int sent = 0;
   int cancelled = 0;
   bool isShutDown = false;
+  FakeRunner* partner = nullptr;  ///< whose shutdown has to begin before this one's ends
+  bool endedWithPartner = false;
 
  private:
   Signal changed_;
@@ -183,6 +192,18 @@ TEST_F(Dispatch, aRefusedPromptLeavesTheRunningOneAlone) {
   factory->made[0]->end(first);
   runUntilReasons(2);
   EXPECT_THAT(announced(), ElementsAre(first.text() + " finished"));
+}
+
+TEST_F(Dispatch, endsItsRunnersSideBySide) {
+  send(first);
+  send(second);
+  ASSERT_EQ(factory->made.size(), 2U);
+  factory->made[0]->partner = factory->made[1].get();
+  factory->made[1]->partner = factory->made[0].get();
+  run(dispatcher.shutdown(), loop);
+  for (const auto& made : factory->made) EXPECT_TRUE(made->endedWithPartner);
+  EXPECT_THAT(reasons, ElementsAre(PromptEndReason::cancelled, PromptEndReason::cancelled));
+  EXPECT_THAT(announced(), testing::UnorderedElementsAre(first.text() + " cancelled", second.text() + " cancelled"));
 }
 
 TEST_F(Dispatch, keepsARunnerForEachShellConversationAndOneForEachOtherType) {
