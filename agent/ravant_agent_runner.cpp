@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "core/agent_runner_error.hpp"
+#include "platform/async/side_by_side.hpp"
 
 namespace ravant {
 
@@ -36,16 +37,18 @@ awaitable<void> RavantAgentRunner::send(AgentRunRequest request) {
 awaitable<void> RavantAgentRunner::cancel(ConversationId conversationId) {
   return onActor([this, conversationId]() -> awaitable<void> {
     const auto found = sending_.find(conversationId);
-    if (found != sending_.end()) co_await stop(conversationId, found->second);
+    if (found == sending_.end()) co_return;
+    const auto run = found->second;
+    co_await stop(conversationId, run);
+    co_await run->endDetached();
   });
 }
 
 awaitable<void> RavantAgentRunner::shutdown() {
   return onActor([this]() -> awaitable<void> {
-    while (!sending_.empty()) {
-      const auto [conversation, run] = *sending_.begin();
-      co_await stop(conversation, run);
-    }
+    std::vector<awaitable<void>> ends;
+    for (const auto& [conversation, run] : sending_) ends.push_back(stop(conversation, run));
+    co_await sideBySide(std::move(ends));
   });
 }
 

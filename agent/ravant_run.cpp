@@ -81,6 +81,10 @@ void RavantRun::stop() {
   if (tools_) tools_->stop();
 }
 
+awaitable<void> RavantRun::endDetached() {
+  if (tools_) co_await tools_->endDetached();
+}
+
 void RavantRun::throwIfStopped() const {
   if (isStopped()) throw Cancelled();
 }

@@ -39,6 +39,8 @@ class RavantRun {
   awaitable<void> perform();
   /// Ends what it waits for: `perform` returns soon.
   void stop();
+  /// Ends what its commands left running; to be called when it is over.
+  awaitable<void> endDetached();
 
   /// To be remembered afterwards.
   RavantMemory takeMemory() { return std::move(memory_); }

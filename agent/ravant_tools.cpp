@@ -11,6 +11,7 @@
 
 #include "platform/log/log.hpp"
 #include "platform/text/utf8.hpp"
+#include "platform/text/uuid.hpp"
 
 namespace ravant {
 namespace {
@@ -79,7 +80,7 @@ RavantToolResult onFile(std::string_view couldNot, const std::string& path,
 }  // namespace
 
 RavantTools::RavantTools(RavantToolsOptions options)
-    : options_(std::move(options)), folder_(options_.workingDirectory) {}
+    : options_(std::move(options)), folder_(options_.workingDirectory), token_(Uuid::random().text()) {}
 
 awaitable<RavantToolResult> RavantTools::execute(std::string name, json::object arguments) {
   if (isStopped_) co_return failure("[cancelled]");
@@ -113,6 +114,12 @@ void RavantTools::stop() {
   if (command_) command_->stop();
 }
 
+awaitable<void> RavantTools::endDetached() {
+  if (co_await endTrees({ProcessTree{.root = std::nullopt, .token = token_}}) == TreeEnd::survivorsLeft) {
+    kLog.warning("what commands left running could not be ended");
+  }
+}
+
 awaitable<RavantToolResult> RavantTools::bash(std::string command) {
   if (command.empty()) co_return failure("Empty command");
   if (command.contains('\0')) co_return failure("The command has a null character");
@@ -125,9 +132,11 @@ awaitable<RavantToolResult> RavantTools::bash(std::string command) {
                                                                     .withheldVariables = options_.withheldVariables,
                                                                     .standardInput = StandardInput::nullDevice,
                                                                     .standardError = StandardError::standardOutput,
+                                                                    .sharedToken = token_,
                                                                     .ledger = options_.processes},
                                                          .limit = options_.bashLimit,
-                                                         .outputLimit = (kOutputLimit + 1) * kBytesOfACharacter},
+                                                         .outputLimit = (kOutputLimit + 1) * kBytesOfACharacter,
+                                                         .background = CaptureOptions::Background::detachedLeft},
                                           strand);
   } catch (const std::system_error& error) {
     kLog.error("the shell of a command could not be started: {}", error.what());

@@ -35,12 +35,14 @@ class RavantTools {
  public:
   explicit RavantTools(RavantToolsOptions options);
 
-  /// Never throws for what the model asked for: that becomes an error result. A command that was run leaves no process
-  /// behind.
+  /// Never throws for what the model asked for: that becomes an error result. A command that ended by itself leaves no
+  /// process behind but those with a session of their own; any other leaves none.
   awaitable<RavantToolResult> execute(std::string name, json::object arguments);
 
   /// Ends the command that runs now, within 3 s, and refuses later ones.
   void stop();
+  /// Ends what earlier commands left, within 3 s.
+  awaitable<void> endDetached();
 
  private:
   awaitable<RavantToolResult> bash(std::string command);
@@ -52,6 +54,7 @@ class RavantTools {
 
   const RavantToolsOptions options_;
   const ConfinedFolder folder_;
+  const std::string token_;                   ///< of all commands
   std::unique_ptr<CapturedProcess> command_;  ///< running
   bool isStopped_ = false;
 };

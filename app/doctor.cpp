@@ -96,6 +96,7 @@ awaitable<Findings> Doctor::examine() {
   co_await examineKeys();
   examineRegisteredAgents();
   examineWhetherThereIsAnAgent();
+  examineProcesses();
   co_return std::move(findings_);
 }
 
@@ -114,7 +115,8 @@ void Doctor::examineDataFolder() {
     for (const std::string& owner : processes_->deadOwners()) {
       ++findings_.store.leftovers;
       if (processes_->recover(owner) != TreeEnd::complete) {
-        add("an agent that a killed Ravant left running could not be ended", "end it yourself: see ps -ef");
+        add("an agent that a killed Ravant left running could not be ended",
+            "end it yourself: see ravant process list");
       }
     }
   } catch (const std::system_error& error) {
@@ -253,6 +255,14 @@ void Doctor::examineWhetherThereIsAnAgent() {
   add("there is no agent that could take a prompt",
       "install Claude Code, Codex, Cursor or Pi and run: ravant agent scan; or give Ravant's own agent a key: "
       "ravant key set openrouter");
+}
+
+void Doctor::examineProcesses() {
+  try {
+    findings_.processes = leftProcesses();
+  } catch (const std::system_error& error) {
+    add(fmt::format("the running processes cannot be looked at: {}", error.what()), "see what the message says");
+  }
 }
 
 void Doctor::expectPrivate(const std::filesystem::path& path, std::string_view mode) {

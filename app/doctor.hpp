@@ -9,6 +9,7 @@
 #include "core/agent.hpp"
 #include "core/store/model_container.hpp"
 #include "platform/async/executors.hpp"
+#include "platform/process/left_processes.hpp"
 #include "platform/process/login_shell.hpp"
 #include "platform/settings/settings_file.hpp"
 
@@ -49,6 +50,7 @@ struct Findings {
   std::vector<KeyFindings> keys;
   std::filesystem::path settingsFile;
   StoreFindings store;
+  std::vector<LeftProcess> processes;  ///< what still runs from earlier prompts
   std::vector<Problem> problems;
 };
 
@@ -68,6 +70,7 @@ class Doctor {
   awaitable<void> examineKeys();
   void examineRegisteredAgents();
   void examineWhetherThereIsAnAgent();
+  void examineProcesses();
   void expectPrivate(const std::filesystem::path& path, std::string_view mode);
   void add(std::string what, std::string remedy);
 

@@ -16,6 +16,7 @@
 #include "platform/keystore/private_memory.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
+#include "platform/process/descriptors.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {
@@ -48,6 +49,11 @@ awaitable<ExitStatus> runCommand(CommandContext& context, const Command& command
     if (!error) error = std::current_exception();
   }
   context.interruption.stop();
+  if (context.openApplication && context.application().processes()->running() > 0) {
+    std::fputs(
+        "ravant: processes of agents could not be ended; the next start tries again (see \"ravant process list\")\n",
+        stderr);
+  }
   if (error) std::rethrow_exception(error);
   co_return status;
 }
@@ -125,6 +131,7 @@ ExitStatus run(const std::vector<std::string>& words) {
 
 int runProgram(const std::vector<std::string>& words) {
   keepMemoryPrivate();
+  useAllDescriptors();
   occupyStandardStreams();
   ignoreBrokenPipes();
   return static_cast<int>(run(words));

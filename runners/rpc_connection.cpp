@@ -117,6 +117,11 @@ void RpcConnection::notify(std::string_view method, json::object params) {
   write(JsonRpcPeer::notification(method, std::move(params)));
 }
 
+awaitable<void> RpcConnection::endDetached() {
+  const auto self = shared_from_this();
+  if (isConnected_) co_await shell_.endDetached();
+}
+
 awaitable<void> RpcConnection::close() {
   const auto self = shared_from_this();
   co_await shell_.shutdown();

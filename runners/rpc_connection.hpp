@@ -64,7 +64,10 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
   /// As `ShellSession::drainStderr`.
   std::string drainStderr() { return shell_.drainStderr(); }
 
-  /// Ends the program and everything that it started, within 3 s.
+  /// As those of `ShellSession`.
+  void leaveDetached() { shell_.leaveDetached(); }
+  awaitable<void> endDetached();
+  /// Ends the program and everything that it started but what was left, within 3 s.
   awaitable<void> close();
 
  private:

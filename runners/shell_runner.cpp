@@ -104,6 +104,7 @@ awaitable<void> ShellRunner::runTurn(AgentRunRequest request, std::shared_ptr<Tr
   command->isLate = true;
 
   if (isCancelled_) co_return;
+  shell_.leaveDetached();
   if (command->error) std::rethrow_exception(command->error);
   if (command->failure) throw AgentReportedError(*command->failure);
   if (command->isTurnOver) co_return;
@@ -205,15 +206,22 @@ void ShellRunner::refuseUnfitPrompt(const AgentCommand& command) const {
 }
 
 awaitable<void> ShellRunner::cancel(ConversationId /*conversationId*/) {
-  return onActor([this]() -> awaitable<void> {
-    isCancelled_ = true;
-    const auto cancelled = sends_;
-    co_await stop();
-    while (isSending_ && sends_ == cancelled) co_await changed_.wait();
+  return onActor([this] { return stopSending(); });
+}
+
+awaitable<void> ShellRunner::shutdown() {
+  return onActor([this] {
+    shell_.leaveDetached();
+    return stopSending();
   });
 }
 
-awaitable<void> ShellRunner::shutdown() { return cancel(ConversationId()); }
+awaitable<void> ShellRunner::stopSending() {
+  isCancelled_ = true;
+  const auto cancelled = sends_;
+  co_await stop();
+  while (isSending_ && sends_ == cancelled) co_await changed_.wait();
+}
 
 awaitable<void> ShellRunner::stop() {
   const auto command = command_;

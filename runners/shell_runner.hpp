@@ -59,6 +59,7 @@ class ShellRunner : public Actor, public AgentRunner {
   awaitable<void> perform(std::shared_ptr<Command> command, std::vector<turn::Action> actions);
   awaitable<void> awaitCommandEnd(std::chrono::milliseconds limit);
   void refuseUnfitPrompt(const AgentCommand& command) const;
+  awaitable<void> stopSending();
   awaitable<void> stop();
 
   AgentType type_;

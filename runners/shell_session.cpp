@@ -310,6 +310,15 @@ std::string ShellSession::drainStderr() { return shell_ ? shell_->drainStandardE
 
 bool ShellSession::isRunning() { return shell_ && !shell_->isEnding && shell_->child->isRunning(); }
 
+void ShellSession::leaveDetached() {
+  if (shell_) shell_->child->leaveDetached();
+}
+
+awaitable<void> ShellSession::endDetached() {
+  const auto shell = shell_;
+  if (shell) co_await shell->child->endDetached();
+}
+
 awaitable<void> ShellSession::shutdown() {
   ++shutdowns_;
   co_await endShell();

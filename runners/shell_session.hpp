@@ -66,7 +66,11 @@ class ShellSession {
   std::string drainStderr();
   bool isRunning();
 
-  /// Ends the shell and everything started in it, within 3 s. A waiting `readLine` returns nothing.
+  /// What agents have detached up to now goes on when the shell ends (see ChildProcess).
+  void leaveDetached();
+  /// Ends what they have detached since; the shell goes on.
+  awaitable<void> endDetached();
+  /// Ends the shell and everything started in it but what was left, within 3 s. A waiting `readLine` returns nothing.
   awaitable<void> shutdown();
 
  private:

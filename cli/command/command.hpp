@@ -69,6 +69,7 @@ CommandGroup modelCommands();
 CommandGroup conversationCommands();
 CommandGroup gitCommands();
 CommandGroup keyCommands();
+CommandGroup processCommands();
 CommandGroup settingsCommands();
 Command runCommand();
 Command doctorCommand();

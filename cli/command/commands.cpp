@@ -14,6 +14,7 @@ const std::vector<CommandGroup>& commandGroups() {
       conversationCommands(),
       gitCommands(),
       keyCommands(),
+      processCommands(),
       settingsCommands()};
   return groups;
 }

@@ -4,9 +4,11 @@
 
 #include <boost/asio/as_tuple.hpp>
 #include <csignal>
+#include <cstdio>
 #include <utility>
 
 #include "cli/command/exit_status.hpp"
+#include "platform/process/child_process.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -33,10 +35,22 @@ awaitable<void> Interruption::watch() {
     const bool isSameWish = std::exchange(lastSignal_, signal) == signal && now - lastSignalAt_ < kSameWish;
     lastSignalAt_ = now;
     if (isSameWish) continue;
-    // What still runs is ended by the next start: it was written down when it was started.
-    if (state_ != State::takenOver) ::_exit(static_cast<int>(ExitStatus::interrupted));
-    request();
+    if (state_ == State::takenOver) {
+      request();
+    } else {
+      endProgram();
+    }
   }
+}
+
+void Interruption::endProgram() {
+  // An operation that was told to stop has asked its children already.
+  const auto termination = state_ == State::endsProgram ? Termination::askedFirst : Termination::atOnce;
+  if (endAllChildren(termination) == TreeEnd::survivorsLeft) {
+    // Those of prompts are ended by the next start: they were written down when they were started.
+    std::fputs("ravant: some processes could not be ended (see \"ravant process list\")\n", stderr);
+  }
+  ::_exit(static_cast<int>(ExitStatus::interrupted));
 }
 
 void Interruption::stop() { signals_.cancel(); }

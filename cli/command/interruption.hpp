@@ -11,9 +11,9 @@ namespace ravant::cli {
 
 /// The user's wish to stop: SIGINT, SIGTERM, or SIGHUP unless the program was started to ignore it.
 ///
-/// The first one ends the program at once with status 130, unless an operation has taken it over to stop in its own
-/// way; the second one always does. The same signal twice within moments, as from a program that signals both its
-/// child and its group, is one. Bound to the interface thread.
+/// The first one ends the program's children, within 3 s, and the program with status 130, unless an operation has
+/// taken it over to stop in its own way; the second one always does, and kills the children. The same signal twice
+/// within moments, as from a program that signals both its child and its group, is one. Bound to the interface thread.
 class Interruption {
  public:
   explicit Interruption(asio::io_context& interfaceLoop);
@@ -30,6 +30,8 @@ class Interruption {
 
  private:
   enum class State { endsProgram, takenOver, released, requested };
+
+  [[noreturn]] void endProgram();
 
   asio::signal_set signals_;
   Signal changed_;

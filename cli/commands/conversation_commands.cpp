@@ -1,4 +1,3 @@
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <utility>
@@ -9,16 +8,12 @@
 #include "cli/output/command_error.hpp"
 #include "cli/output/conversation_text.hpp"
 #include "cli/output/json_form.hpp"
+#include "cli/output/local_time.hpp"
 #include "cli/output/terminal_text.hpp"
 #include "cli/output/transcript_text.hpp"
 
 namespace ravant::cli {
 namespace {
-
-std::string localTime(Timestamp time) {
-  const auto seconds = std::chrono::time_point_cast<std::chrono::seconds>(time);
-  return fmt::format("{:%Y-%m-%d %H:%M}", fmt::localtime(std::chrono::system_clock::to_time_t(seconds)));
-}
 
 std::string agentWord(const ConversationSummary& summary) {
   return summary.agentType ? std::string(rawValue(*summary.agentType)) : "-";

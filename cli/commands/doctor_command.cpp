@@ -4,6 +4,7 @@
 
 #include "app/doctor.hpp"
 #include "cli/command/command.hpp"
+#include "cli/output/process_form.hpp"
 #include "cli/output/terminal_text.hpp"
 
 namespace ravant::cli {
@@ -53,12 +54,15 @@ json::object jsonForm(const Findings& findings) {
     git.emplace("path", findings.git->path);
     git.emplace("version", findings.git->version);
   }
+  json::array processes;
+  for (const LeftProcess& process : findings.processes) processes.push_back(cli::jsonForm(process));
   json::array problems;
   for (const auto& [what, remedy] : findings.problems) problems.push_back({{"what", what}, {"remedy", remedy}});
   return {{"shell", std::move(shell)},          {"searchPath", findings.searchPath},
           {"agents", agentForms(findings)},     {"git", std::move(git)},
           {"keyStore", keyStoreForm(findings)}, {"settings", {{"path", findings.settingsFile.string()}}},
-          {"store", storeForm(findings.store)}, {"problems", std::move(problems)}};
+          {"store", storeForm(findings.store)}, {"processes", std::move(processes)},
+          {"problems", std::move(problems)}};
 }
 
 std::string storeWords(const StoreFindings& store) {
@@ -92,6 +96,10 @@ void showText(Output& output, const Findings& findings) {
   if (findings.store.leftovers > 0) {
     output.line(fmt::format("\nKilled programs of Ravant whose leftovers were ended: {}.", findings.store.leftovers));
   }
+  if (!findings.processes.empty()) {
+    output.line("\nStill running from earlier prompts (end one with: ravant process end PID):");
+    output.write(textForm(findings.processes, output.style()));
+  }
   output.line(findings.problems.empty() ? "\n" + output.style().good("✓ No problem was found.") : "");
   for (const auto& [what, remedy] : findings.problems) {
     output.line(output.style().bad("✗ " + oneLine(what)));
@@ -117,7 +125,8 @@ Command doctorCommand() {
           .description =
               "Looks at the login shell, the search paths that agents and git commands get, the installed agents, git, "
               "the keys, the "
-              "settings and the whole store. Exits with 1 when something is wrong.",
+              "settings and the whole store, and at what agents started that still runs. Exits with 1 when something "
+              "is wrong.",
           .needs = Needs::nothing,
           .run = run};
 }

@@ -12,6 +12,7 @@ namespace ravant {
 namespace {
 
 using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 
 constexpr Log kLog("com.ravant.platform", "CapturedProcess");
 constexpr auto kReadingAfterExit = 200ms;
@@ -21,8 +22,8 @@ constexpr auto kReadingAfterExit = 200ms;
 CapturedProcess::CapturedProcess(CaptureOptions options, const any_io_executor& strand)
     : options_(std::move(options)),
       child_(ChildProcess::launch(options_.launch, strand)),
-      limit_(strand, options_.limit),
-      grace_(strand),
+      changed_(strand),
+      deadline_(Clock::now() + options_.limit),
       openPipes_(options_.launch.standardError == StandardError::pipe ? 2 : 1) {}
 
 awaitable<void> CapturedProcess::run() {
@@ -33,18 +34,14 @@ awaitable<void> CapturedProcess::run() {
   const auto readError = [this] {
     return readAll(&child_->standardError(), [this](std::string_view piece) { error_.append(piece); });
   };
-  co_await (readOutput() && readError() && watchExit() && watchLimit());
-  if (end_ == End::ownAccord && options_.background == CaptureOptions::Background::left) {
-    child_->leaveTree();
-  } else if (isGivenUp_ || co_await child_->endTree() == TreeEnd::survivorsLeft) {
-    kLog.warning("processes of {} could not be ended", child_->pid());
-  }
+  co_await (readOutput() && readError() && watchExit() && watchEnd());
 }
 
-void CapturedProcess::stop() {
-  if (end_ == End::ownAccord) end_ = End::stopped;
-  limit_.cancel();
-  grace_.cancel();
+void CapturedProcess::changeTo(State next) {
+  const bool isNext = state_ == State::running || (state_ == State::exited && next == State::stopped);
+  if (!isNext) return;
+  state_ = next;
+  changed_.notify();
 }
 
 void CapturedProcess::takeIn(std::string_view piece) {
@@ -52,7 +49,7 @@ void CapturedProcess::takeIn(std::string_view piece) {
   output_.append(kept);
   if (kept.size() == piece.size()) return;
   hasTooMuchOutput_ = true;
-  if (options_.excess == CaptureOptions::Excess::ended) child_->kill();
+  if (options_.excess == CaptureOptions::Excess::ended) changeTo(State::flooded);
 }
 
 template <class Take>
@@ -61,34 +58,45 @@ awaitable<void> CapturedProcess::readAll(asio::posix::stream_descriptor* pipe, T
   std::array<char, 16 * 1024> piece;
   for (;;) {
     const auto [error, count] = co_await pipe->async_read_some(asio::buffer(piece), asio::as_tuple(use_awaitable));
+    // Asked as well, for what is read without waiting cannot be cancelled.
     if (error || isReadingOver_) break;
     take(std::string_view(piece.data(), count));
   }
-  if (--openPipes_ == 0) grace_.cancel();
+  --openPipes_;
+  changed_.notify();
 }
 
 awaitable<void> CapturedProcess::watchExit() {
-  const bool hasExited = (co_await child_->waitForExit()).has_value();
-  limit_.cancel();
-  if (openPipes_ == 0) co_return;
-  if (hasExited) {
-    grace_.expires_after(kReadingAfterExit);
-    co_await grace_.async_wait(asio::as_tuple(use_awaitable));
-  }
-  // Told, too: what is read without waiting cannot be cancelled.
+  if (co_await child_->waitForExit()) changeTo(State::exited);
+}
+
+awaitable<void> CapturedProcess::watchEnd() {
+  while (state_ == State::running && Clock::now() < deadline_) co_await changed_.wait(deadline_);
+  changeTo(State::timedOut);
+  const State end = state_;
+  if (end != State::exited) co_await endTree();
+  co_await readToEnd();
+  if (end == State::exited) co_await endTree();
+}
+
+/// What a program left in its pipes is read; for those who still hold them only a moment.
+awaitable<void> CapturedProcess::readToEnd() {
+  const State end = state_;
+  const auto deadline = Clock::now() + kReadingAfterExit;
+  while (openPipes_ > 0 && state_ == end && Clock::now() < deadline) co_await changed_.wait(deadline);
   isReadingOver_ = true;
   child_->standardOutput().cancel();
   if (child_->standardError().is_open()) child_->standardError().cancel();
 }
 
-awaitable<void> CapturedProcess::watchLimit() {
-  if (!child_->isRunning()) co_return;
-  if (end_ != End::stopped) co_await limit_.async_wait(asio::as_tuple(use_awaitable));
-  if (!child_->isRunning()) co_return;
-  if (end_ == End::ownAccord) end_ = End::timedOut;
-  if (co_await child_->endTree() == TreeEnd::complete) co_return;
-  isGivenUp_ = true;
-  child_->stopWaiting();
+awaitable<void> CapturedProcess::endTree() {
+  using Background = CaptureOptions::Background;
+  const auto background = state_ == State::exited ? options_.background : Background::ended;
+  if (background == Background::left) co_return child_->leaveTree();
+  if (background == Background::detachedLeft) child_->leaveDetached();
+  if (co_await child_->endTree() == TreeEnd::survivorsLeft) {
+    kLog.warning("processes of {} could not be ended", child_->pid());
+  }
 }
 
 }  // namespace ravant

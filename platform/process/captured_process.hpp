@@ -1,6 +1,5 @@
 #pragma once
 
-#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstddef>
 #include <memory>
@@ -8,6 +7,7 @@
 #include <string_view>
 
 #include "platform/async/async.hpp"
+#include "platform/async/signal.hpp"
 #include "platform/process/child_process.hpp"
 #include "platform/process/stderr_collector.hpp"
 
@@ -16,8 +16,9 @@ namespace ravant {
 struct CaptureOptions {
   /// What becomes of a program that prints more than `outputLimit`.
   enum class Excess { dropped, ended };
-  /// What becomes of what a program leaves in the background when it ends by itself.
-  enum class Background { ended, left };
+  /// What becomes of what a program leaves in the background when it ends by itself. `detachedLeft`: what has a session
+  /// of its own goes on, the rest is ended.
+  enum class Background { ended, detachedLeft, left };
 
   LaunchOptions launch;
   std::chrono::milliseconds limit;  ///< from the launch on; the program is ended then
@@ -36,33 +37,36 @@ class CapturedProcess {
   /// Returns when it is gone. To be called once.
   awaitable<void> run();
   /// Ends it: `run` returns within 4 s, also where the kernel or the lack of permission keeps a process alive.
-  void stop();
+  void stop() { changeTo(State::stopped); }
 
   ExitStatus exitStatus() { return child_->exitStatus().value_or(ExitStatus{}); }
-  bool hasTimedOut() const { return end_ == End::timedOut; }
-  bool wasStopped() const { return end_ == End::stopped; }
+  bool hasTimedOut() const { return state_ == State::timedOut; }
+  bool wasStopped() const { return state_ == State::stopped; }
   bool hasTooMuchOutput() const { return hasTooMuchOutput_; }
   /// The first `outputLimit` bytes, as they came.
   std::string takeOutput() { return std::move(output_); }
   std::string drainError() { return error_.drain(); }
 
  private:
-  enum class End { ownAccord, timedOut, stopped };
+  /// `exited`: by itself; the ends that follow are those it is brought to.
+  enum class State { running, exited, timedOut, stopped, flooded };
 
+  void changeTo(State next);
   void takeIn(std::string_view piece);
   template <class Take>
   awaitable<void> readAll(asio::posix::stream_descriptor* pipe, Take take);
   awaitable<void> watchExit();
-  awaitable<void> watchLimit();
+  awaitable<void> watchEnd();
+  awaitable<void> readToEnd();
+  awaitable<void> endTree();
 
   CaptureOptions options_;
   std::unique_ptr<ChildProcess> child_;
-  asio::steady_timer limit_;
-  asio::steady_timer grace_;  ///< for what a program that has exited left in its pipes
+  Signal changed_;  ///< after any change of the state below
+  Signal::Deadline deadline_;
+  State state_ = State::running;
   int openPipes_;
   bool isReadingOver_ = false;
-  bool isGivenUp_ = false;
-  End end_ = End::ownAccord;
   bool hasTooMuchOutput_ = false;
   std::string output_;
   StderrCollector error_;

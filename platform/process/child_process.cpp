@@ -11,10 +11,16 @@
 #include <algorithm>
 #include <array>
 #include <boost/asio/as_tuple.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
+#include <chrono>
 #include <cstdlib>
+#include <map>
+#include <mutex>
 #include <string_view>
 #include <system_error>
 
+#include "platform/process/descriptors.hpp"
 #include "platform/process/unique_fd.hpp"
 #include "platform/text/uuid.hpp"
 
@@ -28,6 +34,11 @@ struct ChildProcess::Pipes {
 };
 
 namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto kTimeToBeGone = 100ms;
+constexpr auto kPause = 2ms;
 
 [[noreturn]] void fail(int error, const std::string& what) {
   throw std::system_error(error, std::generic_category(), what);
@@ -121,22 +132,84 @@ pid_t spawn(const LaunchOptions& options, int input, int output, int error) {
   check(::posix_spawn(&pid, options.executable.c_str(), &actions.value, &attributes.value, pointersTo(words).data(),
                       pointersTo(environment).data()),
         options.executable);
+  restoreDescriptorLimit(pid);
   return pid;
 }
 
-UniqueFd openProcess(pid_t pid) {
-  UniqueFd descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid, 0)));
-  if (!descriptor) {
-    const int error = errno;
-    ::kill(-pid, SIGKILL);
-    ::waitpid(pid, nullptr, 0);
-    fail(error, "pidfd_open");
+/// A child that has just been started; ended unless it is kept.
+class NewChild {
+ public:
+  explicit NewChild(pid_t pid) : pid_(pid) {}
+  ~NewChild() {
+    if (pid_ == 0) return;
+    ::kill(-pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
   }
-  return descriptor;
+  NewChild(const NewChild&) = delete;
+  NewChild& operator=(const NewChild&) = delete;
+
+  UniqueFd open() const {
+    UniqueFd descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+    if (!descriptor) fail(errno, "pidfd_open");
+    return descriptor;
+  }
+  ProcessIdentity identity() const {
+    const auto identity = processIdentity(pid_);
+    if (!identity) fail(ESRCH, "/proc");
+    return *identity;
+  }
+  void keep() { pid_ = 0; }
+
+ private:
+  pid_t pid_;
+};
+
+/// The trees of this program's children that have not ended.
+class Children {
+ public:
+  void willStart(const std::string& token) {
+    const std::lock_guard lock(mutex_);
+    if (isClosed_) fail(ECANCELED, "the program ends");
+    trees_[token].token = token;
+  }
+  void change(const ProcessTree& tree) {
+    const std::lock_guard lock(mutex_);
+    trees_[tree.token] = tree;
+  }
+  void ended(const std::string& token) {
+    const std::lock_guard lock(mutex_);
+    trees_.erase(token);
+  }
+  std::vector<ProcessTree> close() {
+    const std::lock_guard lock(mutex_);
+    isClosed_ = true;
+    std::vector<ProcessTree> trees;
+    for (const auto& [token, tree] : trees_) trees.push_back(tree);
+    return trees;
+  }
+
+ private:
+  std::mutex mutex_;
+  bool isClosed_ = false;
+  std::map<std::string, ProcessTree> trees_;
+};
+
+Children& children() {
+  static Children ofThisProgram;
+  return ofThisProgram;
 }
 
-std::string tokenBehind(const char* inherited, const std::string& token) {
-  return inherited == nullptr ? token : std::string(inherited) + ":" + token;
+/// See kProcessTokenVariable.
+std::string tokensOf(const std::string& shared, const std::string& own) {
+  const char* const inherited = std::getenv(std::string(kProcessTokenVariable).c_str());
+  const ProcessIdentity self = processIdentity(::getpid()).value_or(ProcessIdentity{});
+  std::string tokens = inherited == nullptr ? "" : std::string(inherited) + ":";
+  for (const std::string& token : {shared, own}) {
+    if (token.empty()) continue;
+    if (!tokens.empty() && !tokens.ends_with(':')) tokens += ':';
+    tokens += token + "@" + std::to_string(self.pid) + "." + std::to_string(self.startTime);
+  }
+  return tokens;
 }
 
 }  // namespace
@@ -148,13 +221,13 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(LaunchOptions options, const 
     ignoreBrokenPipes();
     // A program can be started with SIGCHLD ignored; the status of its children would be lost.
     ::signal(SIGCHLD, SIG_DFL);
+    descriptor_reserve::fill();
     return true;
   }();
   static_cast<void>(signalsAreSet);
 
   const std::string token = Uuid::random().text();
-  const std::string variable(kProcessTokenVariable);
-  options.environment[variable] = tokenBehind(std::getenv(variable.c_str()), token);
+  options.environment[std::string(kProcessTokenVariable)] = tokensOf(options.sharedToken, token);
 
   Pipe input;
   if (options.standardInput == StandardInput::pipe) {
@@ -169,26 +242,30 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(LaunchOptions options, const 
 
   if (options.ledger) options.ledger->willStart(token);
   try {
-    const pid_t pid = spawn(options, input.read.get(), output.write.get(), (isErrorApart ? error : output).write.get());
-    Pipes pipes{std::move(input.write), std::move(output.read), std::move(error.read), openProcess(pid)};
-    const ProcessIdentity identity = processIdentity(pid).value_or(ProcessIdentity{pid, 0});
-    if (options.ledger) options.ledger->started(token, identity);
-    return std::unique_ptr<ChildProcess>(
-        new ChildProcess(executor, std::move(pipes), identity, token, std::move(options.ledger)));
+    children().willStart(token);
+    NewChild child(spawn(options, input.read.get(), output.write.get(), (isErrorApart ? error : output).write.get()));
+    const ProcessTree tree{.root = child.identity(), .token = token};
+    Pipes pipes{std::move(input.write), std::move(output.read), std::move(error.read), child.open()};
+    children().change(tree);
+    if (options.ledger) options.ledger->started(token, *tree.root);
+    std::unique_ptr<ChildProcess> process(
+        new ChildProcess(executor, std::move(pipes), tree, std::move(options.ledger)));
+    child.keep();
+    return process;
   } catch (...) {
+    children().ended(token);
     if (options.ledger) options.ledger->ended(token);
     throw;
   }
 }
 
-ChildProcess::ChildProcess(const any_io_executor& executor, Pipes pipes, ProcessIdentity identity, std::string token,
+ChildProcess::ChildProcess(const any_io_executor& executor, Pipes pipes, ProcessTree tree,
                            std::shared_ptr<ProcessLedger> ledger)
     : standardInput_(executor),
       standardOutput_(executor, pipes.output.release()),
       standardError_(executor),
       processDescriptor_(executor, pipes.process.release()),
-      identity_(identity),
-      token_(std::move(token)),
+      tree_(std::move(tree)),
       ledger_(std::move(ledger)) {
   if (pipes.input) standardInput_.assign(pipes.input.release());
   if (pipes.error) standardError_.assign(pipes.error.release());
@@ -217,29 +294,60 @@ std::optional<ExitStatus> ChildProcess::exitStatus() {
 }
 
 awaitable<std::optional<ExitStatus>> ChildProcess::waitForExit() {
-  while (isRunning()) {
+  while (isRunning() && !isGivenUp_) {
     const auto [error] = co_await processDescriptor_.async_wait(asio::posix::stream_descriptor::wait_read,
                                                                 asio::as_tuple(use_awaitable));
-    if (error) co_return std::nullopt;
+    if (error) break;
   }
-  co_return exitStatus_;
+  co_return exitStatus();
+}
+
+void ChildProcess::leaveDetached() {
+  tree_.detachedUntil = ticksSinceBoot();
+  children().change(tree_);
 }
 
 awaitable<TreeEnd> ChildProcess::endTree() {
-  const TreeEnd end = co_await endTrees({ProcessTree{identity_, token_}});
+  TreeEnd end = co_await endTrees({tree_});
+  if (end == TreeEnd::survivorsLeft) kill();
+  if (!co_await isGoneSoon()) end = TreeEnd::survivorsLeft;
   if (end == TreeEnd::complete) {
-    co_await waitForExit();
-    if (ledger_) ledger_->ended(token_);
+    leaveTree();
+  } else if (isRunning()) {
+    isGivenUp_ = true;
+    processDescriptor_.cancel();
   }
   co_return end;
 }
 
+awaitable<TreeEnd> ChildProcess::endDetached() {
+  const auto end = co_await ravant::endDetached({tree_});
+  co_return end;
+}
+
+/// What was killed is gone a moment later.
+awaitable<bool> ChildProcess::isGoneSoon() {
+  const auto deadline = std::chrono::steady_clock::now() + kTimeToBeGone;
+  asio::steady_timer timer(co_await asio::this_coro::executor);
+  while (isRunning() && std::chrono::steady_clock::now() < deadline) {
+    timer.expires_after(kPause);
+    co_await timer.async_wait(asio::as_tuple(use_awaitable));
+  }
+  co_return !isRunning();
+}
+
 void ChildProcess::leaveTree() {
-  if (ledger_) ledger_->ended(token_);
+  children().ended(tree_.token);
+  if (ledger_) ledger_->ended(tree_.token);
 }
 
 void ChildProcess::kill() {
-  if (isRunning()) ::kill(-identity_.pid, SIGKILL);
+  if (isRunning()) ::kill(-pid(), SIGKILL);
+}
+
+TreeEnd endAllChildren(Termination termination) {
+  const std::vector<ProcessTree> trees = children().close();
+  return trees.empty() ? TreeEnd::complete : endTreesBlocking(trees, termination);
 }
 
 }  // namespace ravant

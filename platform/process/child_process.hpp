@@ -32,6 +32,7 @@ struct LaunchOptions {
   std::vector<std::string> withheldVariables = {};      ///< of this program's own
   StandardInput standardInput = StandardInput::pipe;
   StandardError standardError = StandardError::pipe;
+  std::string sharedToken = {};                ///< one more, by which what several children left is found together
   std::shared_ptr<ProcessLedger> ledger = {};  ///< may be null
 };
 
@@ -67,18 +68,22 @@ class ChildProcess {
   asio::posix::stream_descriptor& standardOutput() { return standardOutput_; }
   asio::posix::stream_descriptor& standardError() { return standardError_; }
 
-  pid_t pid() const { return identity_.pid; }
+  pid_t pid() const { return tree_.root->pid; }
   bool isRunning();
   /// Nothing while it runs.
   std::optional<ExitStatus> exitStatus();
-  /// Several coroutines may wait. A descendant can still hold the pipes afterwards. Nothing where `stopWaiting` came
-  /// first.
+  /// Several coroutines may wait. A descendant can still hold the pipes afterwards. Nothing once `endTree` has found
+  /// that the process cannot be ended.
   awaitable<std::optional<ExitStatus>> waitForExit();
-  /// For a process that cannot be ended: whoever waits returns.
-  void stopWaiting() { processDescriptor_.cancel(); }
 
-  /// Ends the process and its tree within 3 s; there is no zombie afterwards.
+  /// From here on what has detached itself from the process up to now goes on, whatever ends: what is in a session of
+  /// its own and descends from nothing that is in the process's.
+  void leaveDetached();
+  /// Ends the process and its tree within 3 s, but for what was left; there is no zombie afterwards. With survivors,
+  /// the tree stays in the ledger, and the process's group got a SIGKILL.
   awaitable<TreeEnd> endTree();
+  /// Ends what has detached itself and was not left, within 3 s. The process goes on.
+  awaitable<TreeEnd> endDetached();
   /// In place of `endTree`, for one that has exited: what it left in the background goes on, and is not looked for
   /// again.
   void leaveTree();
@@ -87,17 +92,21 @@ class ChildProcess {
 
  private:
   struct Pipes;
-  ChildProcess(const any_io_executor& executor, Pipes pipes, ProcessIdentity identity, std::string token,
-               std::shared_ptr<ProcessLedger> ledger);
+  ChildProcess(const any_io_executor& executor, Pipes pipes, ProcessTree tree, std::shared_ptr<ProcessLedger> ledger);
+  awaitable<bool> isGoneSoon();
 
   asio::posix::stream_descriptor standardInput_;
   asio::posix::stream_descriptor standardOutput_;
   asio::posix::stream_descriptor standardError_;
   asio::posix::stream_descriptor processDescriptor_;
-  ProcessIdentity identity_;
-  std::string token_;
+  ProcessTree tree_;
   std::shared_ptr<ProcessLedger> ledger_;
   std::optional<ExitStatus> exitStatus_;
+  bool isGivenUp_ = false;
 };
+
+/// Ends the trees of all children of this program and lets it start no more: for a program that ends without ending its
+/// parts one by one. Blocks, up to 3 s. Usable from any thread.
+TreeEnd endAllChildren(Termination termination);
 
 }  // namespace ravant

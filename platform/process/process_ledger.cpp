@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -52,10 +53,21 @@ OwnerFile lookUp(const std::filesystem::path& folder, std::string_view owner) {
   fail(errno, path);
 }
 
-std::vector<ProcessTree> treesLeft(const std::filesystem::path& path) {
+std::string contentsOf(const UniqueFd& file, const std::filesystem::path& path) {
+  std::string contents;
+  std::array<char, 16 * 1024> piece;
+  for (;;) {
+    const ssize_t count = ::read(file.get(), piece.data(), piece.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) fail(errno, path);
+    if (count == 0) return contents;
+    contents.append(piece.data(), static_cast<std::size_t>(count));
+  }
+}
+
+std::vector<ProcessTree> treesLeft(const std::string& contents, const std::string& thisBoot) {
   std::map<std::string, ProcessTree> trees;
-  std::ifstream file(path);
-  const std::string thisBoot = bootId();
+  std::istringstream file(contents);
   for (std::string line; std::getline(file, line);) {
     std::istringstream words(line);
     std::string event;
@@ -73,7 +85,10 @@ std::vector<ProcessTree> treesLeft(const std::filesystem::path& path) {
     }
   }
   std::vector<ProcessTree> left;
-  for (const auto& [token, tree] : trees) left.push_back(tree);
+  for (auto& [token, tree] : trees) {
+    tree.detachedUntil = ticksSinceBoot();
+    left.push_back(tree);
+  }
   return left;
 }
 
@@ -92,7 +107,7 @@ std::shared_ptr<ProcessLedger> ProcessLedger::open(const std::filesystem::path& 
 }
 
 ProcessLedger::ProcessLedger(std::filesystem::path folder, std::string owner, UniqueFd file)
-    : folder_(std::move(folder)), owner_(std::move(owner)), file_(std::move(file)) {}
+    : folder_(std::move(folder)), owner_(std::move(owner)), boot_(bootId()), file_(std::move(file)) {}
 
 ProcessLedger::~ProcessLedger() {
   if (running_.empty()) ::unlink((folder_ / owner_).c_str());
@@ -114,7 +129,7 @@ std::vector<std::string> ProcessLedger::deadOwners() const {
 TreeEnd ProcessLedger::recover(std::string_view owner) const {
   const OwnerFile file = lookUp(folder_, owner);
   if (file.state != OwnerFile::State::dead) return TreeEnd::complete;
-  const std::vector<ProcessTree> trees = treesLeft(folder_ / owner);
+  const std::vector<ProcessTree> trees = treesLeft(contentsOf(file.lock, folder_ / owner), boot_);
   return trees.empty() ? TreeEnd::complete : endTreesBlocking(trees);
 }
 
@@ -132,7 +147,7 @@ void ProcessLedger::willStart(const std::string& token) {
 
 void ProcessLedger::started(const std::string& token, ProcessIdentity child) {
   const std::lock_guard lock(mutex_);
-  const std::string line = fmt::format("{} {} {} {} {}\n", kStarted, token, child.pid, child.startTime, bootId());
+  const std::string line = fmt::format("{} {} {} {} {}\n", kStarted, token, child.pid, child.startTime, boot_);
   if (const int error = append(line)) {
     kLog.warning("child {} is not written down: {}", child.pid, std::generic_category().message(error));
   }
@@ -144,6 +159,11 @@ void ProcessLedger::ended(const std::string& token) {
   const int error =
       running_.empty() ? (::ftruncate(file_.get(), 0) == 0 ? 0 : errno) : append(fmt::format("{} {}\n", kEnded, token));
   if (error != 0) kLog.warning("the end of a child is not written down: {}", std::generic_category().message(error));
+}
+
+std::size_t ProcessLedger::running() {
+  const std::lock_guard lock(mutex_);
+  return running_.size();
 }
 
 int ProcessLedger::append(std::string_view line) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <mutex>
@@ -35,8 +36,9 @@ class ProcessLedger {
   /// The processes that left children running, or were killed before they could remove their file.
   std::vector<std::string> deadOwners() const;
 
-  /// Ends what a dead owner left running; blocks, up to 3 s. Does nothing for one that is alive or forgotten; several
-  /// processes may recover the same owner at once.
+  /// Ends what a dead owner left running, but for what had detached itself from its children (see `ProcessTree`);
+  /// blocks, up to 3 s. Does nothing for one that is alive or forgotten; several processes may recover the same owner
+  /// at once.
   TreeEnd recover(std::string_view owner) const;
   /// Removes the file of a dead owner, once everything that refers to it has been repaired.
   void forget(std::string_view owner) const;
@@ -46,6 +48,8 @@ class ProcessLedger {
   void willStart(const std::string& token);
   void started(const std::string& token, ProcessIdentity child);
   void ended(const std::string& token);
+  /// How many trees of this process have not ended.
+  std::size_t running();
 
  private:
   ProcessLedger(std::filesystem::path folder, std::string owner, UniqueFd file);
@@ -53,6 +57,7 @@ class ProcessLedger {
 
   const std::filesystem::path folder_;
   const std::string owner_;
+  const std::string boot_;  ///< tells this run of the machine from others; empty where it cannot be known
   std::mutex mutex_;
   UniqueFd file_;
   std::set<std::string> running_;  ///< tokens

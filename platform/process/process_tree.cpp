@@ -1,25 +1,22 @@
 #include "platform/process/process_tree.hpp"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <fmt/format.h>
 #include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <boost/asio/as_tuple.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 #include <charconv>
 #include <chrono>
-#include <cstdlib>
-#include <memory>
+#include <functional>
 #include <set>
+#include <system_error>
 #include <thread>
 
-#include "platform/process/unique_fd.hpp"
+#include "platform/log/log.hpp"
+#include "platform/process/descriptors.hpp"
 
 namespace ravant {
 namespace {
@@ -27,88 +24,14 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
+constexpr Log kLog("com.ravant.platform", "ProcessTree");
+
 constexpr auto kTimeToTerminate = 1500ms;
 constexpr auto kTimeToEnd = 2900ms;
 constexpr auto kPauseTerminating = 20ms;
 constexpr auto kPauseKilling = 5ms;
 // A process that is just becoming another program has no environment to be found by.
 constexpr int kEmptyWalks = 2;
-
-struct ProcessRecord {
-  ProcessIdentity identity;
-  pid_t parent = 0;
-  pid_t group = 0;
-  pid_t session = 0;
-  char state = 0;
-  bool isZombie = false;
-};
-
-std::string contentsOf(pid_t pid, std::string_view name) {
-  const UniqueFd file(::open(fmt::format("/proc/{}/{}", pid, name).c_str(), O_RDONLY | O_CLOEXEC));
-  std::string contents;
-  std::array<char, 16 * 1024> piece;
-  for (ssize_t count = 0; file && (count = ::read(file.get(), piece.data(), piece.size())) > 0;) {
-    contents.append(piece.data(), static_cast<std::size_t>(count));
-  }
-  return contents;
-}
-
-template <class Number>
-Number parsed(std::string_view text, int base = 10) {
-  Number number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number, base);
-  return number;
-}
-
-std::optional<ProcessRecord> readRecord(pid_t pid) {
-  const std::string stat = contentsOf(pid, "stat");
-  // The name in parentheses may itself hold blanks and parentheses.
-  const std::size_t nameEnd = stat.rfind(") ");
-  if (nameEnd == std::string::npos) return std::nullopt;
-
-  std::array<std::string_view, 20> fields;  // from the third of proc(5) on
-  std::string_view rest = std::string_view(stat).substr(nameEnd + 2);
-  for (std::string_view& field : fields) {
-    field = rest.substr(0, rest.find(' '));
-    rest.remove_prefix(std::min(rest.size(), field.size() + 1));
-  }
-
-  ProcessRecord record;
-  record.identity = {pid, parsed<std::uint64_t>(fields[19])};
-  record.state = fields[0].empty() ? 'X' : fields[0].front();
-  record.parent = parsed<pid_t>(fields[1]);
-  record.group = parsed<pid_t>(fields[2]);
-  record.session = parsed<pid_t>(fields[3]);
-  // The first thread of a running program can have ended before the others.
-  const bool hasThreads = parsed<int>(fields[17]) > 1;
-  record.isZombie = (record.state == 'Z' && !hasThreads) || record.state == 'X';
-  return record;
-}
-
-std::vector<ProcessRecord> allRecords() {
-  std::vector<ProcessRecord> records;
-  const std::unique_ptr<DIR, decltype([](DIR* folder) { ::closedir(folder); })> proc(::opendir("/proc"));
-  while (const dirent* entry = proc ? ::readdir(proc.get()) : nullptr) {
-    const auto pid = parsed<pid_t>(entry->d_name);
-    if (pid <= 0) continue;
-    if (const auto record = readRecord(pid)) records.push_back(*record);
-  }
-  return records;
-}
-
-bool carriesToken(pid_t pid, const std::vector<ProcessTree>& trees) {
-  const std::string environment = contentsOf(pid, "environ");
-  std::string_view rest = environment;
-  while (!rest.empty()) {
-    const std::string_view variable = rest.substr(0, rest.find('\0'));
-    if (variable.starts_with(kProcessTokenVariable)) {
-      return std::ranges::any_of(
-          trees, [&](const ProcessTree& tree) { return !tree.token.empty() && variable.contains(tree.token); });
-    }
-    rest.remove_prefix(std::min(rest.size(), variable.size() + 1));
-  }
-  return false;
-}
 
 /// The members of a session keep its number from being used again, so it stands for another one only if its leader is
 /// another process.
@@ -120,92 +43,190 @@ bool isOfSession(const ProcessRecord& record, const ProcessIdentity& root, const
 }
 
 bool answersTermination(const ProcessIdentity& process) {
-  const auto record = readRecord(process.pid);
+  const auto record = processRecord(process.pid);
   if (!record || record->identity != process || record->isZombie || record->state == 'T') return false;
-  const std::string status = contentsOf(process.pid, "status");
+  const std::string status = processText(process.pid, "status");
   constexpr std::string_view kIgnored = "\nSigIgn:\t";
   const std::size_t found = status.find(kIgnored);
   if (found == std::string::npos) return false;
-  const auto mask = parsed<std::uint64_t>(std::string_view(status).substr(found + kIgnored.size(), 16), 16);
+  const std::string_view digits = std::string_view(status).substr(found + kIgnored.size(), 16);
+  std::uint64_t mask = 0;
+  std::from_chars(digits.data(), digits.data() + digits.size(), mask, 16);
   return (mask >> (SIGTERM - 1) & 1) == 0;
 }
 
 void send(int signal, const std::vector<ProcessIdentity>& processes) {
   for (const ProcessIdentity& process : processes) {
-    const UniqueFd descriptor(static_cast<int>(::syscall(SYS_pidfd_open, process.pid, 0)));
+    const UniqueFd descriptor =
+        openFromReserve([&] { return static_cast<int>(::syscall(SYS_pidfd_open, process.pid, 0)); });
     // From here on the descriptor stands for one process, whatever becomes of its pid.
     if (!descriptor || processIdentity(process.pid) != process) continue;
     ::syscall(SYS_pidfd_send_signal, descriptor.get(), signal, nullptr, 0);
   }
 }
 
-/// The steps of ending trees; the caller decides how to wait between them.
-class TreeEnding {
+using Identities = std::set<ProcessIdentity>;
+
+/// What hangs on the roots, or what has detached itself from them.
+enum class Part { attached, detached };
+
+/// The running processes of trees.
+class TreeWalk {
  public:
-  explicit TreeEnding(std::vector<ProcessTree> trees) : trees_(std::move(trees)), asked_(liveProcesses(trees_)) {
-    send(SIGTERM, asked_);
+  /// Of the part that is `known` are those too that nothing shows to belong to it any more, such as an orphan whose
+  /// parent was ended.
+  TreeWalk(const std::vector<ProcessTree>& trees, const Identities& known, Part part)
+      : records_(processRecords()), others_(records_) {
+    std::erase_if(others_, [self = ::getpid(), session = ::getsid(0)](const ProcessRecord& record) {
+      return record.isZombie || record.identity.pid == 1 || record.identity.pid == self || record.session == session;
+    });
+    const auto isKnown = [&](const ProcessRecord& record, Part as) {
+      return part == as && known.contains(record.identity);
+    };
+    attached_ = take([&](const ProcessRecord& record) {
+      return isKnown(record, Part::attached) || std::ranges::any_of(trees, [&](const ProcessTree& tree) {
+               return tree.root && isOfSession(record, *tree.root, records_);
+             });
+    });
+    takeDescendants(attached_);
+    leaveAlone(trees);
+    detached_ = take([&](const ProcessRecord& record) {
+      return isKnown(record, Part::detached) || treeOf(record, trees) != nullptr;
+    });
+    takeDescendants(detached_);
+  }
+
+  std::vector<ProcessIdentity> detached() const { return identitiesOf(detached_); }
+  std::vector<ProcessIdentity> all() const {
+    std::vector<ProcessIdentity> identities = identitiesOf(attached_);
+    std::ranges::move(detached(), std::back_inserter(identities));
+    return identities;
+  }
+
+ private:
+  using Records = std::vector<ProcessRecord>;
+
+  static std::vector<ProcessIdentity> identitiesOf(const Records& records) {
+    std::vector<ProcessIdentity> identities;
+    for (const ProcessRecord& record : records) identities.push_back(record.identity);
+    return identities;
+  }
+
+  static const ProcessTree* treeOf(const ProcessRecord& record, const std::vector<ProcessTree>& trees) {
+    const std::string tokens = processVariable(record.identity.pid, kProcessTokenVariable);
+    const auto tree = std::ranges::find_if(
+        trees, [&](const ProcessTree& other) { return !other.token.empty() && tokens.contains(other.token); });
+    return tokens.empty() || tree == trees.end() ? nullptr : &*tree;
+  }
+
+  Records take(const std::function<bool(const ProcessRecord&)>& belongs) {
+    Records taken;
+    std::erase_if(others_, [&](const ProcessRecord& record) {
+      if (!belongs(record)) return false;
+      taken.push_back(record);
+      return true;
+    });
+    return taken;
+  }
+
+  void takeDescendants(Records& family) {
+    std::set<pid_t> pids;
+    for (Records latest = family; !latest.empty();) {
+      for (const ProcessRecord& record : latest) pids.insert(record.identity.pid);
+      latest = take([&](const ProcessRecord& record) { return pids.contains(record.parent); });
+      family.insert(family.end(), latest.begin(), latest.end());
+    }
+  }
+
+  /// Without a root it cannot be told what has detached itself from it.
+  void leaveAlone(const std::vector<ProcessTree>& trees) {
+    const bool isAnyLeft =
+        std::ranges::any_of(trees, [](const ProcessTree& tree) { return tree.root && tree.detachedUntil; });
+    if (!isAnyLeft) return;
+    Records left = take([&](const ProcessRecord& record) {
+      const ProcessTree* const tree = treeOf(record, trees);
+      return tree != nullptr && tree->root && record.identity.startTime <= tree->detachedUntil.value_or(0);
+    });
+    std::set<pid_t> sessions;
+    for (const ProcessRecord& record : left) sessions.insert(record.session);
+    const Records others = take([&](const ProcessRecord& record) { return sessions.contains(record.session); });
+    left.insert(left.end(), others.begin(), others.end());
+    takeDescendants(left);
+  }
+
+  Records records_;
+  Records others_;  ///< that belong to nothing yet
+  Records attached_;
+  Records detached_;
+};
+
+/// The steps of ending processes; the caller decides how to wait between them.
+class Ending {
+ public:
+  enum class Extent { all, detached };
+
+  Ending(std::vector<ProcessTree> trees, Extent extent, Termination termination)
+      : trees_(std::move(trees)), extent_(extent) {
+    if (termination == Termination::atOnce) return;
+    tryTo([this] {
+      asked_ = find();
+      send(SIGTERM, asked_);
+    });
   }
 
   /// The time until the next step; nothing when it is over.
   std::optional<std::chrono::milliseconds> step() {
     const auto elapsed = Clock::now() - start_;
     if (!asked_.empty()) {
-      std::erase_if(asked_, [](const ProcessIdentity& process) { return !answersTermination(process); });
+      tryTo([this] {
+        std::erase_if(asked_, [](const ProcessIdentity& process) { return !answersTermination(process); });
+      });
       if (!asked_.empty() && elapsed < kTimeToTerminate) return kPauseTerminating;
       asked_.clear();
     }
-    const auto left = liveProcesses(trees_);
-    emptyWalks_ = left.empty() ? emptyWalks_ + 1 : 0;
+    const bool isSeen = tryTo([this] {
+      const auto left = find();
+      emptyWalks_ = left.empty() ? emptyWalks_ + 1 : 0;
+      send(SIGKILL, left);
+    });
+    if (!isSeen) emptyWalks_ = 0;
     if (emptyWalks_ == kEmptyWalks || elapsed >= kTimeToEnd) return std::nullopt;
-    send(SIGKILL, left);
-    return kPauseKilling;
+    return isSeen ? kPauseKilling : kPauseTerminating;
   }
 
   TreeEnd result() const { return emptyWalks_ > 0 ? TreeEnd::complete : TreeEnd::survivorsLeft; }
 
  private:
+  std::vector<ProcessIdentity> find() {
+    const bool isAll = extent_ == Extent::all;
+    const TreeWalk walk(trees_, found_, isAll ? Part::attached : Part::detached);
+    auto processes = isAll ? walk.all() : walk.detached();
+    found_.insert(processes.begin(), processes.end());
+    return processes;
+  }
+
+  /// False where the processes cannot be looked at.
+  template <class Look>
+  bool tryTo(Look look) {
+    try {
+      look();
+      return true;
+    } catch (const std::system_error& error) {
+      if (!std::exchange(isReported_, true)) kLog.error("the processes cannot be looked at: {}", error.what());
+      return false;
+    }
+  }
+
   std::vector<ProcessTree> trees_;
+  Extent extent_;
+  Identities found_;
   Clock::time_point start_ = Clock::now();
   std::vector<ProcessIdentity> asked_;
   int emptyWalks_ = 0;
+  bool isReported_ = false;
 };
 
-}  // namespace
-
-std::optional<ProcessIdentity> processIdentity(pid_t pid) {
-  const auto record = readRecord(pid);
-  return record ? std::optional(record->identity) : std::nullopt;
-}
-
-std::vector<ProcessIdentity> liveProcesses(const std::vector<ProcessTree>& trees) {
-  std::vector<ProcessRecord> records = allRecords();
-  std::vector<ProcessRecord> others = records;
-  std::erase_if(others, [self = ::getpid(), session = ::getsid(0)](const ProcessRecord& record) {
-    return record.isZombie || record.identity.pid == 1 || record.identity.pid == self || record.session == session;
-  });
-
-  std::set<pid_t> pids;
-  std::vector<ProcessIdentity> found;
-  const auto take = [&](auto belongs) {
-    return std::erase_if(others, [&](const ProcessRecord& record) {
-      if (!belongs(record)) return false;
-      pids.insert(record.identity.pid);
-      found.push_back(record.identity);
-      return true;
-    });
-  };
-  take([&](const ProcessRecord& record) {
-    return std::ranges::any_of(
-        trees, [&](const ProcessTree& tree) { return tree.root && isOfSession(record, *tree.root, records); });
-  });
-  take([&](const ProcessRecord& record) { return carriesToken(record.identity.pid, trees); });
-  while (take([&](const ProcessRecord& record) { return pids.contains(record.parent); }) > 0) {
-  }
-  return found;
-}
-
-awaitable<TreeEnd> endTrees(std::vector<ProcessTree> trees) {
-  TreeEnding ending(std::move(trees));
+awaitable<TreeEnd> end(Ending ending) {
   asio::steady_timer timer(co_await asio::this_coro::executor);
   while (const auto pause = ending.step()) {
     timer.expires_after(*pause);
@@ -214,10 +235,24 @@ awaitable<TreeEnd> endTrees(std::vector<ProcessTree> trees) {
   co_return ending.result();
 }
 
-TreeEnd endTreesBlocking(const std::vector<ProcessTree>& trees) {
-  TreeEnding ending(trees);
+}  // namespace
+
+std::vector<ProcessIdentity> liveProcesses(const std::vector<ProcessTree>& trees) {
+  return TreeWalk(trees, {}, Part::attached).all();
+}
+
+awaitable<TreeEnd> endTrees(std::vector<ProcessTree> trees) {
+  return end(Ending(std::move(trees), Ending::Extent::all, Termination::askedFirst));
+}
+
+TreeEnd endTreesBlocking(const std::vector<ProcessTree>& trees, Termination termination) {
+  Ending ending(trees, Ending::Extent::all, termination);
   while (const auto pause = ending.step()) std::this_thread::sleep_for(*pause);
   return ending.result();
+}
+
+awaitable<TreeEnd> endDetached(std::vector<ProcessTree> trees) {
+  return end(Ending(std::move(trees), Ending::Extent::detached, Termination::askedFirst));
 }
 
 }  // namespace ravant

@@ -79,6 +79,7 @@ awaitable<void> CodexAppServerRunner::runTurn(std::shared_ptr<Prompt> prompt) {
   if (prompt->turnId) turnToConversation_.erase(*prompt->turnId);
   std::ranges::move(prompt->turn.close(), std::back_inserter(prompt->actions));
   co_await store(prompt);
+  if (!prompt->isCancelled) prompt->connection->leaveDetached();
   if (!prompt->connection->isConnected()) co_await prompt->connection->close();
   if (error) std::rethrow_exception(error);
   if (prompt->error) {
@@ -213,6 +214,9 @@ awaitable<void> CodexAppServerRunner::cancel(ConversationId conversationId) {
     changed_.notify();
     co_await interrupt(prompt);
     while (sessions_[conversationId].prompt == prompt) co_await changed_.wait();
+    // Of several prompts on one server nobody can tell which detached what.
+    const auto connection = prompt->connection;
+    if (connection && promptsInFlight() == 0) co_await connection->endDetached();
   });
 }
 
@@ -257,7 +261,10 @@ awaitable<void> CodexAppServerRunner::shutdown() {
       if (session.prompt) session.prompt->isCancelled = true;
     }
     changed_.notify();
-    if (connection_) co_await connection_->close();
+    if (connection_) {
+      connection_->leaveDetached();
+      co_await connection_->close();
+    }
     while (promptsInFlight() > 0) co_await changed_.wait();
     // One that was being started meanwhile.
     if (connection_) co_await connection_->close();

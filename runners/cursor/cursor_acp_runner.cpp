@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/agent_runner_error.hpp"
+#include "platform/async/side_by_side.hpp"
 #include "platform/async/signal.hpp"
 #include "platform/files/working_folder.hpp"
 #include "platform/log/log.hpp"
@@ -61,6 +62,7 @@ class CursorAcpRunner::Connection final : public RpcListener, public std::enable
   awaitable<void> close();
   /// Ends what is left of an agent that has gone.
   awaitable<void> clearUp();
+  void leaveDetached();
 
  private:
   awaitable<void> initializeHandshake();
@@ -136,6 +138,7 @@ awaitable<void> CursorAcpRunner::runTurn(std::shared_ptr<Connection> connection,
   }
   std::ranges::move(prompt->turn.flushMessageBuffer(), std::back_inserter(prompt->actions));
   co_await prompt->store();
+  if (!prompt->isCancelled) connection->leaveDetached();
   co_await connection->clearUp();
   if (prompt->error) std::rethrow_exception(prompt->error);
   if (error) std::rethrow_exception(error);
@@ -151,7 +154,9 @@ awaitable<void> CursorAcpRunner::cancel(ConversationId conversationId) {
 
 awaitable<void> CursorAcpRunner::shutdown() {
   return onActor([this]() -> awaitable<void> {
-    for (const auto& [id, connection] : std::map(connections_)) co_await connection->close();
+    std::vector<awaitable<void>> ends;
+    for (const auto& [id, connection] : connections_) ends.push_back(connection->close());
+    co_await sideBySide(std::move(ends));
   });
 }
 
@@ -291,6 +296,11 @@ awaitable<void> CursorAcpRunner::Connection::cancel() {
   prompt->isCancelled = true;
   co_await stop(prompt);
   while (prompt_ == prompt) co_await changed_.wait();
+  if (const auto rpc = rpc_; rpc && !prompt_) co_await rpc->endDetached();
+}
+
+void CursorAcpRunner::Connection::leaveDetached() {
+  if (rpc_) rpc_->leaveDetached();
 }
 
 awaitable<void> CursorAcpRunner::Connection::stop(std::shared_ptr<Prompt> prompt) {
@@ -310,6 +320,7 @@ awaitable<void> CursorAcpRunner::Connection::close() {
   const auto self = shared_from_this();
   idle_.cancel();
   if (prompt_) prompt_->isCancelled = true;
+  leaveDetached();
   if (rpc_) co_await rpc_->close();
   while (prompt_) co_await changed_.wait();
   // One that was being started meanwhile.

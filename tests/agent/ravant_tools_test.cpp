@@ -177,10 +177,15 @@ TEST_F(RavantToolsTest, aShellThatIsNoneIsNamed) {
             error("Failed to launch shell: /no/such/shell: No such file or directory"));
 }
 
-TEST_F(RavantToolsTest, aCommandLeavesNothingBehind) {
-  const RavantToolResult result = bash("setsid sleep 1000 >/dev/null & echo $! > pid; sleep 1000 & echo done");
+TEST_F(RavantToolsTest, aCommandLeavesWhatHasASessionOfItsOwn) {
+  const RavantToolResult result = bash(
+      "setsid sleep 1000 >/dev/null & echo $! > server; sleep 1000 & echo $! > job; "
+      "until [ \"$(cut -d' ' -f6 /proc/$(cat server)/stat)\" = \"$(cat server)\" ]; do :; done; echo done");
   EXPECT_EQ(result.output, "done\n");
-  EXPECT_FALSE(isAlive(run(pidIn("pid"))));
+  EXPECT_FALSE(isAlive(run(pidIn("job"))));
+  EXPECT_TRUE(isAlive(run(pidIn("server"))));
+  run(tools.endDetached());
+  EXPECT_FALSE(isAlive(run(pidIn("server"))));
 }
 
 TEST_F(RavantToolsTest, aCommandThatLeavesOnePrintingReturns) {

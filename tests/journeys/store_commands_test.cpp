@@ -229,8 +229,8 @@ TEST(Doctor, ReportsEachFindingByItself) {
   EXPECT_THAT(texts(found.at("problems"), "what"),
               testing::UnorderedElementsAre(StartsWith(sandbox.settings().string() + ", line 1"),
                                             StartsWith("other users may read"), HasSubstr(agent)));
-  EXPECT_THAT(keysOf(found),
-              ElementsAre("shell", "searchPath", "agents", "git", "keyStore", "settings", "store", "problems"));
+  EXPECT_THAT(keysOf(found), ElementsAre("shell", "searchPath", "agents", "git", "keyStore", "settings", "store",
+                                         "processes", "problems"));
   EXPECT_THAT(texts(found.at("agents"), "type"), ElementsAre("codex", "claude", "pi", "cursor"));
   EXPECT_EQ(found.at("store").at("integrity"), "sound");
 }

@@ -8,8 +8,11 @@
 
 #include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
+#include <chrono>
 #include <system_error>
 
+#include "platform/process/descriptors.hpp"
+#include "tests/support/descriptors.hpp"
 #include "tests/support/forked.hpp"
 #include "tests/support/processes.hpp"
 #include "tests/support/run.hpp"
@@ -82,6 +85,37 @@ TEST_F(ChildProcessTest, hasItsStandardDescriptorsAlone) {
   EXPECT_EQ(outputOfScript("cd /proc/self/fd && echo *"), "0 1 2 3\n") << "3 is the folder that the shell reads";
   ::close(first);
   ::close(second);
+}
+
+TEST_F(ChildProcessTest, hasTheDescriptorLimitThatTheProgramWasStartedWith) {
+  const Forked program([&] {
+    const DescriptorLimit limit(200);
+    useAllDescriptors();
+    rlimit own{};
+    ::getrlimit(RLIMIT_NOFILE, &own);
+    const auto child = launchScript("read x; ulimit -Sn");
+    asio::write(child->standardInput(), asio::buffer("\n", 1));
+    if (own.rlim_cur != own.rlim_max) throw std::runtime_error("the limit was not raised");
+    if (run(outputOf(*child), loop_) != "200\n") throw std::runtime_error("another limit");
+  });
+  EXPECT_TRUE(program.succeeds());
+}
+
+TEST_F(ChildProcessTest, allAreEndedAtOnceAndNoMoreStarted) {
+  const Forked program([&] {
+    std::vector<std::unique_ptr<ChildProcess>> all;
+    for (int i = 0; i < 3; ++i) all.push_back(launchScript("trap '' TERM; echo ready; while :; do read x; done"));
+    std::string line(16, '\0');
+    for (const auto& child : all) child->standardOutput().read_some(asio::buffer(line));
+    const auto start = std::chrono::steady_clock::now();
+    if (endAllChildren(Termination::atOnce) != TreeEnd::complete) throw std::runtime_error("survivors");
+    if (std::chrono::steady_clock::now() - start > std::chrono::seconds(2)) throw std::runtime_error("slow");
+    for (const auto& child : all) {
+      if (child->isRunning()) throw std::runtime_error("one runs");
+    }
+    if (launchError({.executable = "/bin/true"}) == "no error") throw std::runtime_error("one more was started");
+  });
+  EXPECT_TRUE(program.succeeds());
 }
 
 TEST_F(ChildProcessTest, isStartedByAProgramWithoutStandardDescriptors) {

@@ -10,6 +10,7 @@
 #include <functional>
 
 #include "platform/text/uuid.hpp"
+#include "tests/support/descriptors.hpp"
 #include "tests/support/forked.hpp"
 #include "tests/support/processes.hpp"
 #include "tests/support/run.hpp"
@@ -89,7 +90,7 @@ class ProcessLedgerTest : public testing::Test {
 };
 
 constexpr const char* kStubborn =
-    "trap '' TERM HUP; (setsid sh -c 'echo $$; exec sleep 1000' &); env -i sh -c 'echo $$; exec sleep 1000' & "
+    "trap '' TERM HUP; setsid -w sh -c 'echo $$; exec sleep 1000' & env -i sh -c 'echo $$; exec sleep 1000' & "
     "echo $$; wait; sleep 1000";
 
 TEST_F(ProcessLedgerTest, endsWhatAKilledProgramLeft) {
@@ -104,6 +105,23 @@ TEST_F(ProcessLedgerTest, endsWhatAKilledProgramLeft) {
   ledger_->forget(owner);
   EXPECT_THAT(ledger_->deadOwners(), IsEmpty());
   EXPECT_EQ(ledger_->recover(owner), TreeEnd::complete);
+}
+
+TEST_F(ProcessLedgerTest, leavesWhatDetachedItself) {
+  const std::string owner = deadOwnerOf("(setsid sh -c 'echo $$; exec sleep 1000' &); sleep 1000", 1);
+  EXPECT_EQ(ledger_->recover(owner), TreeEnd::complete);
+  EXPECT_TRUE(isAlive(pids_.front()));
+  ::kill(pids_.front(), SIGKILL);
+}
+
+TEST_F(ProcessLedgerTest, recoversWithOneDescriptor) {
+  const std::string owner = deadOwnerOf(kStubborn, 3);
+  {
+    const DescriptorLimit limit(openDescriptors() + 20);
+    const std::vector<UniqueFd> allButOne = takeAllDescriptors(1);
+    EXPECT_EQ(ledger_->recover(owner), TreeEnd::complete);
+  }
+  EXPECT_THAT(pids_, testing::Each(testing::Not(testing::Truly(isAlive))));
 }
 
 TEST_F(ProcessLedgerTest, twoProgramsRecoverAtOnce) {
@@ -215,7 +233,8 @@ TEST_F(ProcessLedgerTest, itsFileStaysWhileAChildIsLeft) {
   EXPECT_TRUE(isAlive(pid));
   EXPECT_THAT(other->deadOwners(), ElementsAre(owner));
   other->recover(owner);
-  EXPECT_FALSE(isAlive(pid));
+  EXPECT_TRUE(isAlive(pid)) << "it detached itself";
+  ::kill(pid, SIGKILL);
 }
 
 TEST_F(ProcessLedgerTest, onlyAnIdentifierIsAnOwner) {

@@ -2,13 +2,17 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <boost/asio/write.hpp>
 #include <chrono>
+#include <fstream>
 #include <sstream>
 
 #include "platform/process/line_reader.hpp"
+#include "tests/support/descriptors.hpp"
 #include "tests/support/processes.hpp"
 #include "tests/support/run.hpp"
 #include "tests/support/temporary_folder.hpp"
@@ -131,6 +135,84 @@ TEST_F(ProcessTreeTest, isEndedWithoutALoop) {
   EXPECT_TRUE(isAlive(pid)) << "in a session of its own, and its token was not asked for";
   timeToEnd();
   EXPECT_FALSE(isAlive(pid));
+}
+
+TEST_F(ProcessTreeTest, isEndedWithoutADescriptor) {
+  launchScript(fmt::format("echo $$; (setsid {} &); sleep 1000", kSleeper));
+  const std::vector<pid_t> pids = {std::stoi(nextLine()), std::stoi(nextLine())};
+  {
+    const DescriptorLimit limit(openDescriptors() + 20);
+    const std::vector<UniqueFd> all = takeAllDescriptors();
+    EXPECT_LT(timeToEnd(), 3s);
+  }
+  EXPECT_THAT(pids, Each(Not(testing::Truly(isAlive))));
+}
+
+TEST_F(ProcessTreeTest, whatCannotBeLookedAtIsNotGone) {
+  const auto ledger = ProcessLedger::open(folder_ / "processes");
+  child_ = ChildProcess::launch({.executable = "/bin/sh",
+                                 .arguments = {"-c", fmt::format("trap '' TERM; (setsid {} &); read x", kSleeper)},
+                                 .ledger = ledger},
+                                loop_.get_executor());
+  output_ = std::make_unique<LineReader>(child_->standardOutput());
+  const pid_t detached = std::stoi(nextLine());
+  const auto start = std::chrono::steady_clock::now();
+  {
+    const DescriptorLimit none(0);
+    EXPECT_EQ(run(child_->endTree(), loop_), TreeEnd::survivorsLeft);
+    EXPECT_THROW(liveProcesses({}), std::system_error);
+    EXPECT_THROW(launchScript("true"), std::system_error);
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, 4s);
+  EXPECT_FALSE(child_->isRunning()) << "its group is killed all the same";
+  EXPECT_EQ(ledger->running(), 1u);
+  EXPECT_TRUE(isAlive(detached));
+  timeToEnd();
+  EXPECT_FALSE(isAlive(detached));
+  EXPECT_EQ(ledger->running(), 0u);
+}
+
+TEST_F(ProcessTreeTest, whatDetachedItselfInTimeIsLeft) {
+  const std::string gate = folder_ / "gate";
+  ASSERT_EQ(::mkfifo(gate.c_str(), 0600), 0);
+  launchScript(
+      fmt::format("(setsid sh -c 'echo $$; read x <{0}; sleep 1000 & echo $!; wait' &); "
+                  "read x; {1} & setsid -w {1} & (setsid {1} &); wait",
+                  gate, kSleeper));
+  const pid_t left = std::stoi(nextLine());
+  child_->leaveDetached();
+  const std::uint64_t stamp = ticksSinceBoot();
+  while (ticksSinceBoot() <= stamp) {
+  }
+  asio::write(child_->standardInput(), asio::buffer("\n", 1));
+  const std::vector<pid_t> ended = {std::stoi(nextLine()), std::stoi(nextLine()), std::stoi(nextLine())};
+  std::ofstream(gate) << "go on\n";
+  const pid_t itsLateChild = std::stoi(nextLine());
+
+  EXPECT_LT(timeToEnd(), 3s);
+  EXPECT_THAT(ended, Each(Not(testing::Truly(isAlive))));
+  EXPECT_TRUE(isAlive(left));
+  EXPECT_TRUE(isAlive(itsLateChild));
+  EXPECT_EQ(endTreesBlocking({ProcessTree{processIdentity(left), ""}}), TreeEnd::complete);
+}
+
+TEST_F(ProcessTreeTest, whatLosesItsParentWhileTheTreeIsEndedHasNotDetachedItself) {
+  launchScript("setsid -w sh -c 'trap \"\" TERM; echo $$; while :; do sleep 1; done' & wait");
+  const pid_t stubborn = std::stoi(nextLine());
+  child_->leaveDetached();
+  EXPECT_LT(timeToEnd(), 3s);
+  EXPECT_FALSE(isAlive(stubborn));
+}
+
+TEST_F(ProcessTreeTest, whatDetachedItselfIsEndedAlone) {
+  launchScript(fmt::format("(setsid {0} &); read x; {0} & setsid -w {0} & wait", kSleeper));
+  const pid_t detached = std::stoi(nextLine());
+  asio::write(child_->standardInput(), asio::buffer("\n", 1));
+  const std::vector<pid_t> others = {child_->pid(), std::stoi(nextLine()), std::stoi(nextLine())};
+  EXPECT_EQ(run(child_->endDetached(), loop_), TreeEnd::complete);
+  EXPECT_FALSE(isAlive(detached));
+  EXPECT_THAT(others, Each(testing::Truly(isAlive)));
+  timeToEnd();
 }
 
 TEST_F(ProcessTreeTest, isNotThatOfAnotherProcessWithItsPid) {

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <compare>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ravant {
+
+/// A process for as long as the machine runs: a pid is used again, but not with the same start time.
+struct ProcessIdentity {
+  pid_t pid = 0;
+  std::uint64_t startTime = 0;  ///< in clock ticks since boot: proc(5), stat, field 22
+
+  auto operator<=>(const ProcessIdentity&) const = default;
+};
+
+/// What proc(5) says of a process.
+struct ProcessRecord {
+  ProcessIdentity identity;
+  pid_t parent = 0;
+  pid_t group = 0;
+  pid_t session = 0;
+  char state = 0;
+  bool isZombie = false;  ///< nothing of it runs any more
+};
+
+/// These look at processes, with the reserve of descriptors where there is no other. They throw std::system_error where
+/// the program or the machine lacks what it takes, so that what could not be read is never taken for what is not there.
+
+/// Nothing when there is no such process. A zombie still has its record.
+std::optional<ProcessRecord> processRecord(pid_t pid);
+std::optional<ProcessIdentity> processIdentity(pid_t pid);
+std::vector<ProcessRecord> processRecords();
+/// The contents of a file in the process's folder; empty when the process has gone or does not show it to this user.
+std::string processText(pid_t pid, std::string_view file);
+/// A variable of the environment that the process was started with; empty where it has none or cannot be looked at.
+std::string processVariable(pid_t pid, std::string_view name);
+
+/// The present, as processes' start times are counted.
+std::uint64_t ticksSinceBoot();
+std::chrono::system_clock::time_point timeOfStart(const ProcessIdentity& process);
+
+}  // namespace ravant
