@@ -52,8 +52,12 @@ awaitable<void> GitStatusReader::invalidateCache() {
 template <class Value, class Read>
 GitReading<Value> GitStatusReader::reading(const std::filesystem::path& folder, Read read) {
   try {
-    return read(repo(folder));
+    GitReading<Value> result = read(repo(folder));
+    // A handle whose index could not be read is left with an empty one, which must not be taken for the file's later.
+    if (result.unsupportedReason) cachedRepo_.reset();
+    return result;
   } catch (const std::exception& error) {
+    cachedRepo_.reset();
     kLog.warning("{}: {}", folder.string(), error.what());
     return {.value = {}, .unsupportedReason = error.what()};
   }

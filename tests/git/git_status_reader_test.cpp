@@ -74,6 +74,7 @@ TEST_F(StatusReaderTest, whatBecomesUnreadableIsNotClean) {
   EXPECT_EQ(run(reader->workingCopyFiles(repository.path())).value, unlisted.value);
   EXPECT_TRUE(run(reader->workingCopyFiles(repository.path())).unsupportedReason);
   repository.write(".git/index", index);
+  EXPECT_EQ(listing(repository.path()), changed) << "the same index as before";
   const std::string head = repository.read(".git/refs/heads/main");
   for (const auto& [contents, branch] :
        {std::pair(std::string(40, '1'), "main"), std::pair(std::string("rubbish"), "HEAD")}) {
