@@ -1,5 +1,6 @@
 #include "runners/json_rpc_peer.hpp"
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/log/log.hpp"
@@ -13,11 +14,35 @@ const json::object kNoParams;
 
 std::string lineOf(const json::object& message) { return compactJson(message) + '\n'; }
 
-RpcOutcome outcomeOf(const json::object& reply) {
-  if (const json::object* error = objectAt(reply, "error")) {
-    return RpcError{.code = integerAt(*error, "code").value_or(0),
-                    .message = optionalTextAt(*error, "message").value_or("unknown")};
+std::string dataText(const json::value& data) {
+  if (const auto* text = data.if_string()) return std::string(*text);
+  const json::object* object = data.if_object();
+  for (const std::string_view key : {"details", "message", "reason"}) {
+    if (const auto text = object ? stringAt(*object, key) : std::nullopt) return std::string(*text);
   }
+  return compactJson(data);
+}
+
+/// Whether the message has all the texts that the data is made of.
+bool repeats(std::string_view message, const json::value& data) {
+  if (data.is_null()) return true;
+  if (const auto* text = data.if_string()) return message.contains(*text);
+  const json::object* object = data.if_object();
+  return object && std::ranges::all_of(*object, [&](const auto& member) {
+           const auto* text = member.value().if_string();
+           return text && message.contains(*text);
+         });
+}
+
+RpcError errorOf(const json::object& error) {
+  std::string message = optionalTextAt(error, "message").value_or("unknown");
+  const json::value* data = error.if_contains("data");
+  if (data && !repeats(message, *data)) message += ": " + dataText(*data);
+  return {.code = integerAt(error, "code").value_or(0), .message = std::move(message)};
+}
+
+RpcOutcome outcomeOf(const json::object& reply) {
+  if (const json::object* error = objectAt(reply, "error")) return errorOf(*error);
   if (const json::value* error = reply.if_contains("error"); error && !error->is_null()) {
     return RpcError{.code = 0, .message = "unknown"};
   }

@@ -20,7 +20,7 @@ struct RpcRequestId {
 
 struct RpcError {
   std::int64_t code = 0;
-  std::string message;
+  std::string message;  ///< of the other side, with what its data tells beyond it
   bool operator==(const RpcError&) const = default;
 };
 
