@@ -58,6 +58,11 @@ struct ApplyContextWindow {
   std::int64_t maxTokens;
   bool operator==(const ApplyContextWindow&) const = default;
 };
+/// What fills the model's context, told by itself; the other counts stay as they are.
+struct ApplyContextUse {
+  std::int64_t usedTokens;
+  bool operator==(const ApplyContextUse&) const = default;
+};
 /// The agent's own session, to be resumed by the next prompt; nothing when the agent no longer knows
 /// the one it was given.
 struct SetSession {
@@ -69,6 +74,6 @@ struct SetSession {
 
 using TranscriptAction = std::variant<turn::AppendAgentMessage, turn::AppendToolInvocation, turn::UpdateToolInvocation,
                                       turn::CompleteToolInvocation, turn::AppendCompactionEvent, turn::ApplyUsage,
-                                      turn::ApplyContextWindow, turn::SetSession>;
+                                      turn::ApplyContextWindow, turn::ApplyContextUse, turn::SetSession>;
 
 }  // namespace ravant

@@ -214,6 +214,11 @@ class ConversationItemOperations {
     return Effect::change;
   }
 
+  Effect apply(const turn::ApplyContextUse& use, const Target& target) {
+    conversations_.updateContextUse(target.row, use.usedTokens, store_.now());
+    return Effect::change;
+  }
+
   Effect apply(const turn::SetSession& session, const Target& target) {
     conversations_.updateResumedSessionId(target.row, session.sessionId);
     return Effect::change;

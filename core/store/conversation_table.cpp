@@ -15,6 +15,8 @@ ConversationTable::ConversationTable(StoreConnection& store)
           "last_usage_updated_at = ? WHERE id = ?")),
       updateContextWindow_(
           store.prepare("UPDATE conversation SET last_max_tokens = ?, last_usage_updated_at = ? WHERE id = ?")),
+      updateContextUse_(
+          store.prepare("UPDATE conversation SET last_used_tokens = ?, last_usage_updated_at = ? WHERE id = ?")),
       updateResumedSessionId_(store.prepare("UPDATE conversation SET agent_resumed_session_id = ? WHERE id = ?")),
       updateLastPromptSettings_(
           store.prepare("UPDATE conversation SET last_used_model = ?, last_used_effort_raw_value = ? WHERE id = ?")),
@@ -42,6 +44,10 @@ void ConversationTable::updateTokenUsage(ConversationRow row, const TokenUsageSn
 
 void ConversationTable::updateContextWindow(ConversationRow row, std::int64_t maxTokens, Timestamp now) {
   updateContextWindow_.run(maxTokens, bound(now), bound(row));
+}
+
+void ConversationTable::updateContextUse(ConversationRow row, std::int64_t usedTokens, Timestamp now) {
+  updateContextUse_.run(usedTokens, bound(now), bound(row));
 }
 
 void ConversationTable::updateResumedSessionId(ConversationRow row, const std::optional<std::string>& sessionId) {

@@ -26,6 +26,7 @@ class ConversationTable {
   void touchLastPrompt(ConversationRow row, Timestamp now);
   void updateTokenUsage(ConversationRow row, const TokenUsageSnapshot& snapshot, Timestamp now);
   void updateContextWindow(ConversationRow row, std::int64_t maxTokens, Timestamp now);
+  void updateContextUse(ConversationRow row, std::int64_t usedTokens, Timestamp now);
   void updateResumedSessionId(ConversationRow row, const std::optional<std::string>& sessionId);
   void updateLastPromptSettings(ConversationRow row, std::string_view modelId,
                                 const std::optional<std::string>& effort);
@@ -39,6 +40,7 @@ class ConversationTable {
   sqlite::Statement touchLastPrompt_;
   sqlite::Statement updateTokenUsage_;
   sqlite::Statement updateContextWindow_;
+  sqlite::Statement updateContextUse_;
   sqlite::Statement updateResumedSessionId_;
   sqlite::Statement updateLastPromptSettings_;
   sqlite::Statement setArchived_;

@@ -73,6 +73,7 @@ std::string outline(const TranscriptAction& action) {
                                       it.snapshot.outputTokens, it.snapshot.usedTokens);
                  },
                  [](const ApplyContextWindow& it) { return fmt::format("window {}", it.maxTokens); },
+                 [](const ApplyContextUse& it) { return fmt::format("context {}", it.usedTokens); },
                  [](const SetSession& it) { return "session " + it.sessionId.value_or("-"); }},
       action);
 }
@@ -82,6 +83,7 @@ std::string outline(const Actions& actions) {
   for (const Action& action : actions) {
     text += std::visit(Overloaded{[](const TranscriptAction& it) { return outline(it); },
                                   [](const Grow& it) { return "grow " + it.text; },
+                                  [](const Retry& it) { return "retry " + it.reason; },
                                   [](const Finish&) { return std::string("finish"); },
                                   [](const Fail& it) { return "fail " + it.text; }},
                        action);
