@@ -1,9 +1,10 @@
 #include "runners/cursor/acp_models.hpp"
 
+#include <boost/asio/this_coro.hpp>
 #include <filesystem>
 #include <utility>
 
-#include "core/agent_runner_error.hpp"
+#include "runners/cursor/acp_agent.hpp"
 #include "runners/cursor/acp_command.hpp"
 #include "runners/cursor/acp_wire.hpp"
 
@@ -14,15 +15,11 @@ awaitable<std::vector<ProbedModel>> probeAcpModels(RpcProbeOptions options, std:
   std::vector<ProbedModel> models;
   co_await probeOverRpc(
       std::move(options), acpCommandLine(binaryPath, arguments),
-      [&models](std::shared_ptr<RpcConnection> agent) -> awaitable<void> {
-        const json::object initialized = co_await agent->request("initialize", acp::initializeParams());
-        try {
-          co_await agent->request("authenticate", {{"methodId", acp::authMethod(initialized)}});
-        } catch (const AgentRunnerError& refused) {
-          if (refused.kind() != AgentRunnerError::Case::rpc) throw;
-        }
-        const json::object session = co_await agent->request(
-            "session/new", acp::sessionParams(std::nullopt, std::filesystem::current_path().string()));
+      [&models](std::shared_ptr<RpcConnection> connection) -> awaitable<void> {
+        AcpAgent agent(co_await asio::this_coro::executor, connection, AcpLimits{});
+        co_await agent.initialize();
+        co_await agent.authenticate();
+        const json::object session = co_await agent.createSession(std::filesystem::current_path().string());
         models = acp::modelsOf(acp::configOptions(session).value_or(std::vector<acp::ConfigOption>()));
       });
   co_return models;

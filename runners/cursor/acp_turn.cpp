@@ -14,32 +14,48 @@ namespace {
 
 constexpr Log kLog("com.ravant.runners", "CursorAcp");
 
-// What Cursor says in place of a message when the stream of its model breaks. It may go on by itself.
-constexpr std::string_view kStreamClosed = "Error: RetriableError: WritableIterable is closed";
-
-/// Why a turn that the agent ended was not done; nothing where it was.
-std::optional<std::string> unfinishedWords(std::string_view stopReason) {
-  if (stopReason == "max_tokens") return "the agent stopped: the model's limit of tokens was reached (max_tokens)";
-  if (stopReason == "max_turn_requests") {
-    return "the agent stopped: its limit of model calls in one turn was reached (max_turn_requests)";
+/// How a turn failed that the agent ended; nothing where it did what was asked.
+std::optional<turn::Fail> unfinished(std::string_view stopReason) {
+  if (stopReason == "max_tokens") {
+    return turn::Fail{.text = "the agent stopped: the model's limit of tokens was reached (max_tokens)",
+                      .cause = FailureCause::limit};
   }
-  if (stopReason == "refusal") return "the agent refused to go on (refusal)";
+  if (stopReason == "max_turn_requests") {
+    return turn::Fail{.text = "the agent stopped: its limit of model calls in one turn was reached (max_turn_requests)",
+                      .cause = FailureCause::limit};
+  }
+  if (stopReason == "refusal") return turn::Fail{"the agent refused to go on (refusal)"};
   if (stopReason.empty() || stopReason == "end_turn" || stopReason == "cancelled") return std::nullopt;
-  return fmt::format("the agent stopped: {}", stopReason);
+  return turn::Fail{fmt::format("the agent stopped: {}", stopReason)};
+}
+
+ToolOutcome outcomeOf(ToolInvocationStatus status) {
+  return status == ToolInvocationStatus::failed ? ToolOutcome::failed : ToolOutcome::completed;
 }
 
 }  // namespace
 
-AcpTurn::AcpTurn(std::string model, const AcpTurn* previous) : model_(std::move(model)) {
+AcpTurn::AcpTurn(std::string model, const AcpTurn* previous) {
+  if (!model.empty()) model_ = std::move(model);
   if (!previous) return;
-  usage_ = previous->usage_;
-  earlierCalls_ = previous->earlierCalls_;
-  for (const auto& [id, call] : previous->calls_) earlierCalls_.insert(id);
+  contextSize_ = previous->contextSize_;
+  olderCalls_ = previous->olderCalls_;
+  for (const auto& [id, call] : previous->earlierCalls_) olderCalls_.insert(id);
+  for (const auto& [id, call] : previous->calls_) {
+    if (call.status == ToolInvocationStatus::running) {
+      earlierCalls_.emplace(id, call);
+    } else {
+      olderCalls_.insert(id);
+    }
+  }
 }
 
 std::vector<turn::Action> AcpTurn::ingest(const acp::Update& update, std::string_view line) {
   Actions actions;
-  std::visit(Overloaded{[&](const acp::MessageChunk& chunk) { ingestChunk(chunk, line, actions); },
+  std::visit(Overloaded{[&](const acp::MessageChunk& chunk) {
+                          if (chunk.kind == GrowthKind::reasoning) return ingestThought(chunk, actions);
+                          ingestMessage(chunk, line, actions);
+                        },
                         [&](const acp::ToolCall& call) { ingestToolCall(call, line, actions); },
                         [&](const acp::ContextUsage& context) { ingestContext(context, actions); },
                         [&](const acp::Compaction&) {
@@ -47,65 +63,86 @@ std::vector<turn::Action> AcpTurn::ingest(const acp::Update& update, std::string
                           actions.emplace_back(
                               turn::AppendCompactionEvent{.rawJSON = std::string(line), .text = "Context compacted"});
                         },
-                        [](const acp::Unknown& unknown) { kLog.debug("CursorAcp unhandled update {}", unknown.kind); },
-                        [](const auto&) {}},
+                        [](const acp::ConfigChange&) {},
+                        [](const acp::NotRendered& other) { kLog.debug("CursorAcp unhandled update {}", other.kind); }},
              update);
   return actions;
 }
 
 void AcpTurn::ingestContext(const acp::ContextUsage& context, Actions& actions) {
-  if (context.size > 0 && usage_.maxTokens != context.size) {
-    usage_.maxTokens = context.size;
+  if (context.size > 0 && contextSize_ != context.size) {
+    contextSize_ = context.size;
     actions.emplace_back(turn::ApplyContextWindow{context.size});
   }
   if (context.used <= 0) return;
-  usage_.usedTokens = std::min(context.used, usage_.maxTokens.value_or(context.used));
-  if (usage_.totalProcessedTokens == 0) usage_.totalProcessedTokens = context.used;
-  applyUsage(std::nullopt, actions);
+  contextUsed_ = context.used;
+  actions.emplace_back(turn::ApplyContextUse{withinContext(context.used)});
 }
 
-void AcpTurn::applyUsage(std::optional<std::string> messageId, Actions& actions) {
-  actions.emplace_back(turn::ApplyUsage{.providerMessageId = std::move(messageId), .snapshot = usage_});
+std::int64_t AcpTurn::withinContext(std::int64_t tokens) const {
+  return std::min(tokens, contextSize_.value_or(tokens));
 }
 
-void AcpTurn::ingestChunk(const acp::MessageChunk& chunk, std::string_view line, Actions& actions) {
-  if (trimmed(chunk.text) == kStreamClosed) {
-    isStreamClosed_ = true;
-    return;
-  }
+void AcpTurn::ingestThought(const acp::MessageChunk& chunk, Actions& actions) {
   if (chunk.text.empty()) return;
-  isStreamClosed_ = false;
+  const bool isNew = !std::exchange(isThinking_, true) || thoughtId_ != chunk.messageId;
+  thoughtId_ = chunk.messageId;
+  actions.emplace_back(turn::Grow{.text = chunk.text, .isNewMessage = isNew, .kind = GrowthKind::reasoning});
+}
+
+void AcpTurn::ingestMessage(const acp::MessageChunk& chunk, std::string_view line, Actions& actions) {
+  if (chunk.text.empty()) return;
   if (chunk.messageId && messageId_ && *chunk.messageId != *messageId_) flush(actions);
-  const bool isFirst = messageBuffer_.empty();
-  if (isFirst) {
-    messageLine_ = line;
-    messageId_ = chunk.messageId;
+  if (messageBuffer_.empty() && !streamBreak_.isHolding()) beginMessage(chunk, line);
+  for (const AcpStreamBreak::Piece& piece : streamBreak_.take(chunk.text)) {
+    say(piece.text, actions);
+    if (!piece.isBroken) continue;
+    flush(actions);
+    beginMessage(chunk, line);
+    isStreamClosed_ = true;
+    actions.emplace_back(turn::Retry{.reason = std::string(AcpStreamBreak::kWords)});
   }
-  messageBuffer_ += chunk.text;
-  actions.emplace_back(turn::Grow{.text = chunk.text, .isNewMessage = isFirst});
+}
+
+void AcpTurn::beginMessage(const acp::MessageChunk& chunk, std::string_view line) {
+  messageLine_ = line;
+  messageId_ = chunk.messageId;
+}
+
+void AcpTurn::say(const std::string& text, Actions& actions) {
+  if (text.empty()) return;
+  isThinking_ = false;
+  if (!trimmed(text).empty()) isStreamClosed_ = false;
+  actions.emplace_back(turn::Grow{.text = text, .isNewMessage = messageBuffer_.empty()});
+  messageBuffer_ += text;
 }
 
 void AcpTurn::ingestToolCall(const acp::ToolCall& told, std::string_view line, Actions& actions) {
-  if (told.id.empty()) return;
-  isStreamClosed_ = false;
+  if (!told.id) return kLog.warning("a tool call without an id was dropped");
   flush(actions);
-  const auto known = calls_.find(told.id);
+  isStreamClosed_ = false;
+  isThinking_ = false;
+  const auto known = calls_.find(*told.id);
   // Agents count their calls anew, so one that begins again is another one.
   const bool isOver = known != calls_.end() && known->second.status != ToolInvocationStatus::running;
   if (known != calls_.end() && !(told.isNew && isOver)) return update(known->second, told, actions);
-  if (!told.isNew && earlierCalls_.contains(told.id)) return update(calls_[told.id], told, actions);
+  if (told.isNew) return insert(told, line, actions);
+  if (auto earlier = earlierCalls_.extract(*told.id)) {
+    return update(calls_.insert(std::move(earlier)).position->second, told, actions);
+  }
+  if (olderCalls_.contains(*told.id)) return updateOlder(told, actions);
   insert(told, line, actions);
 }
 
 void AcpTurn::insert(const acp::ToolCall& told, std::string_view line, Actions& actions) {
-  Call& call = calls_[told.id] =
+  Call& call = calls_[*told.id] =
       Call{.name = told.title.value_or(told.kind.value_or("tool")), .input = told.input.value_or(std::string())};
   takeOutput(call, told);
   call.status = told.status.value_or(ToolInvocationStatus::running);
   turn::AppendToolInvocation added{.rawJSON = std::string(line),
                                    .text = call.name,
                                    .toolName = call.name,
-                                   .toolCallId = told.id,
+                                   .toolCallId = *told.id,
                                    .input = told.input,
                                    .status = call.status};
   if (!call.output.empty()) added.output = call.output;
@@ -122,7 +159,7 @@ void AcpTurn::update(Call& call, const acp::ToolCall& told, Actions& actions) {
   const auto changed = [](std::string& known, const std::optional<std::string>& now) {
     return now && std::exchange(known, *now) != *now ? now : std::nullopt;
   };
-  turn::UpdateToolInvocation update{.toolCallId = told.id};
+  turn::UpdateToolInvocation update{.toolCallId = *told.id};
   update.toolName = changed(call.name, told.title);
   update.input = changed(call.input, told.input);
   const bool isOutputNew = takeOutput(call, told);
@@ -133,25 +170,34 @@ void AcpTurn::update(Call& call, const acp::ToolCall& told, Actions& actions) {
 
   const bool isEnd = std::exchange(call.status, status) != status || isOutputNew;
   if (isRunning || !isEnd) return;
-  actions.emplace_back(turn::CompleteToolInvocation{
-      .toolCallId = told.id,
-      .output = call.output,
-      .outcome = status == ToolInvocationStatus::failed ? ToolOutcome::failed : ToolOutcome::completed});
+  actions.emplace_back(
+      turn::CompleteToolInvocation{.toolCallId = *told.id, .output = call.output, .outcome = outcomeOf(status)});
+}
+
+// What the call had shown is no longer known; it stands unless something else is told.
+void AcpTurn::updateOlder(const acp::ToolCall& told, Actions& actions) {
+  if (!told.output) return;
+  if (told.status.value_or(ToolInvocationStatus::running) == ToolInvocationStatus::running) {
+    actions.emplace_back(turn::UpdateToolInvocation{.toolCallId = *told.id, .output = told.output});
+  } else {
+    actions.emplace_back(turn::CompleteToolInvocation{
+        .toolCallId = *told.id, .output = *told.output, .outcome = outcomeOf(*told.status)});
+  }
 }
 
 std::vector<turn::Action> AcpTurn::onPromptEnd(const acp::PromptEnd& end) {
   Actions actions = flushMessageBuffer();
   if (end.usage) {
+    TokenUsageSnapshot snapshot = *end.usage;
     // What fills the context is told by the agent's own reports, where it sends them.
-    const TokenUsageSnapshot former = std::exchange(usage_, *end.usage);
-    usage_.maxTokens = former.maxTokens;
-    if (former.usedTokens > 0 && former.maxTokens) usage_.usedTokens = former.usedTokens;
-    applyUsage(messageId_, actions);
+    snapshot.usedTokens = withinContext(contextUsed_.value_or(snapshot.usedTokens));
+    snapshot.maxTokens = contextSize_;
+    actions.emplace_back(turn::ApplyUsage{.providerMessageId = messageId_, .snapshot = snapshot});
   }
-  if (auto words = unfinishedWords(end.stopReason)) {
-    actions.emplace_back(turn::Fail{*std::move(words)});
+  if (auto fail = unfinished(end.stopReason)) {
+    actions.emplace_back(*std::move(fail));
   } else if (isStreamClosed_ && end.stopReason != "cancelled") {
-    actions.emplace_back(turn::Fail{std::string(kStreamClosed)});
+    actions.emplace_back(turn::Fail{std::string(AcpStreamBreak::kWords)});
   } else {
     actions.emplace_back(turn::Finish{});
   }
@@ -165,6 +211,7 @@ std::vector<turn::Action> AcpTurn::flushMessageBuffer() {
 }
 
 void AcpTurn::flush(Actions& actions) {
+  say(streamBreak_.release(), actions);
   std::string text = std::exchange(messageBuffer_, {});
   if (trimmed(text).empty()) return;
   actions.emplace_back(turn::AppendAgentMessage{.rawJSON = std::exchange(messageLine_, {}),

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "runners/agent_turn.hpp"
+#include "runners/cursor/acp_stream_break.hpp"
 #include "runners/cursor/acp_wire.hpp"
 
 namespace ravant {
@@ -17,8 +19,7 @@ namespace ravant {
 /// What the agent says comes in pieces; a message is stored when something else follows it.
 class AcpTurn {
  public:
-  /// `previous`: the prompt before it in the same session, whose calls can still be told of, and whose figures stand
-  /// until there are new ones.
+  /// `previous`: the prompt before it in the same session, whose calls can still be told of.
   explicit AcpTurn(std::string model, const AcpTurn* previous = nullptr);
 
   std::vector<turn::Action> ingest(const acp::Update& update, std::string_view line);
@@ -36,24 +37,36 @@ class AcpTurn {
     bool isOutputShown = false;  ///< told as what is to be shown, and not raw
     ToolInvocationStatus status = ToolInvocationStatus::running;
   };
+  using Calls = std::map<std::string, Call>;
 
-  void ingestChunk(const acp::MessageChunk& chunk, std::string_view line, Actions& actions);
+  void ingestMessage(const acp::MessageChunk& chunk, std::string_view line, Actions& actions);
+  void ingestThought(const acp::MessageChunk& chunk, Actions& actions);
+  void beginMessage(const acp::MessageChunk& chunk, std::string_view line);
+  void say(const std::string& text, Actions& actions);
+  void flush(Actions& actions);
+
   void ingestToolCall(const acp::ToolCall& told, std::string_view line, Actions& actions);
   void insert(const acp::ToolCall& told, std::string_view line, Actions& actions);
   static bool takeOutput(Call& call, const acp::ToolCall& told);
-  void update(Call& call, const acp::ToolCall& told, Actions& actions);
-  void flush(Actions& actions);
-  void ingestContext(const acp::ContextUsage& context, Actions& actions);
-  void applyUsage(std::optional<std::string> messageId, Actions& actions);
+  static void update(Call& call, const acp::ToolCall& told, Actions& actions);
+  static void updateOlder(const acp::ToolCall& told, Actions& actions);
 
-  std::string model_;
+  void ingestContext(const acp::ContextUsage& context, Actions& actions);
+  std::int64_t withinContext(std::int64_t tokens) const;
+
+  std::optional<std::string> model_;
   std::string messageBuffer_;
   std::string messageLine_;  ///< the first of the message's lines
   std::optional<std::string> messageId_;
-  std::map<std::string, Call> calls_;
-  std::set<std::string> earlierCalls_;
-  TokenUsageSnapshot usage_;
-  bool isStreamClosed_ = false;  ///< the agent's last words were that its model's stream broke
+  AcpStreamBreak streamBreak_;
+  bool isStreamClosed_ = false;  ///< nothing was said since the stream of the agent's model broke
+  bool isThinking_ = false;      ///< the last that it said was a thought
+  std::optional<std::string> thoughtId_;
+  Calls calls_;
+  Calls earlierCalls_;                ///< of the prompt before, which it left without an end
+  std::set<std::string> olderCalls_;  ///< the others of former prompts
+  std::optional<std::int64_t> contextSize_;
+  std::optional<std::int64_t> contextUsed_;  ///< as told in this turn
 };
 
 }  // namespace ravant

@@ -5,18 +5,25 @@
 
 #include <algorithm>
 #include <array>
-#include <stdexcept>
 
+#include "platform/log/log.hpp"
 #include "runners/agent_json.hpp"
 
 namespace ravant::acp {
 namespace {
 
 constexpr std::string_view kCursorLogin = "cursor_login";
+constexpr std::array<std::string_view, 4> kSessionWords = {"session", "conversation", "thread", "resource"};
+constexpr std::array<std::string_view, 7> kUnknownWords = {
+    "not found", "unknown", "no such", "does not exist", "no longer exist", "doesn't exist", "invalid session id"};
 
-constexpr std::array<std::string_view, 9> kIgnoredKinds = {
-    "agent_thought_chunk", "user_message_chunk",  "plan",        "plan_update", "available_commands_update",
-    "current_mode_update", "session_info_update", "mode_update", "notice"};
+constexpr Log kLog("com.ravant.runners", "CursorAcp");
+
+/// An id that is empty is none.
+std::optional<std::string> idAt(const json::object& object, std::string_view key) {
+  auto id = optionalTextAt(object, key);
+  return id && !id->empty() ? id : std::nullopt;
+}
 
 void addValues(const json::array& options, std::vector<ConfigOption::Value>& values) {
   for (const json::value& entry : options) {
@@ -40,12 +47,17 @@ const ConfigOption* findOption(const std::vector<ConfigOption>& options, std::in
   return found == options.end() ? nullptr : &*found;
 }
 
+std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return lower;
+}
+
 /// Without case and what parts words, and with one word for the highest effort but one.
 std::string plain(std::string_view text) {
   std::string word;
-  for (const char c : text) {
-    if (c == '-' || c == '_' || c == ' ') continue;
-    word += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  for (const char c : lowerCase(text)) {
+    if (c != '-' && c != '_' && c != ' ') word += c;
   }
   return word == "xhigh" ? "extrahigh" : word;
 }
@@ -57,6 +69,11 @@ std::string blockText(const json::object& block) {
     return optionalTextAt(*resource, "text").value_or(textAt(*resource, "uri"));
   }
   return textAt(block, "uri");
+}
+
+MessageChunk parseChunk(const json::object& update, GrowthKind kind) {
+  const json::object* content = objectAt(update, "content");
+  return {.kind = kind, .messageId = idAt(update, "messageId"), .text = content ? blockText(*content) : std::string()};
 }
 
 std::string rawOutputText(const json::value& output) {
@@ -81,7 +98,7 @@ std::optional<ToolInvocationStatus> statusOf(const json::object& update) {
 }
 
 ToolCall parseToolCall(const json::object& update, bool isNew) {
-  ToolCall call{.id = textAt(update, "toolCallId"),
+  ToolCall call{.id = idAt(update, "toolCallId"),
                 .isNew = isNew,
                 .title = optionalTextAt(update, "title"),
                 .kind = optionalTextAt(update, "kind"),
@@ -99,7 +116,7 @@ ToolCall parseToolCall(const json::object& update, bool isNew) {
   return call;
 }
 
-/// Nothing for a report that says nothing.
+/// Nothing for a report that says nothing, or more than can be counted.
 std::optional<TokenUsageSnapshot> usageOf(const json::object& usage) {
   TokenUsageSnapshot snapshot{.inputTokens = readInt(usage, {"inputTokens"}, 0),
                               .outputTokens = readInt(usage, {"outputTokens"}, 0),
@@ -108,7 +125,8 @@ std::optional<TokenUsageSnapshot> usageOf(const json::object& usage) {
   for (const std::int64_t count :
        {snapshot.inputTokens, snapshot.outputTokens, snapshot.cacheReadTokens, snapshot.cacheCreationTokens}) {
     if (__builtin_add_overflow(snapshot.totalProcessedTokens, count, &snapshot.totalProcessedTokens)) {
-      throw std::overflow_error("the agent's token counts are too large");
+      kLog.warning("a report of too many tokens was dropped");
+      return std::nullopt;
     }
   }
   snapshot.totalProcessedTokens = readInt(usage, {"totalTokens"}, snapshot.totalProcessedTokens);
@@ -129,16 +147,18 @@ json::object initializeParams() {
 }
 
 std::string authMethod(const json::object& initialized) {
-  std::string first;
+  std::optional<std::string> first;
   if (const json::array* methods = arrayAt(initialized, "authMethods")) {
     for (const json::value& method : *methods) {
-      const std::string id = method.is_object() ? textAt(method.get_object(), "id") : std::string();
-      if (id == kCursorLogin) return id;
-      if (first.empty()) first = id;
+      const auto id = method.is_object() ? idAt(method.get_object(), "id") : std::nullopt;
+      if (id == kCursorLogin) return *id;
+      if (!first) first = id;
     }
   }
-  return first.empty() ? std::string(kCursorLogin) : first;
+  return first.value_or(std::string(kCursorLogin));
 }
+
+json::object authenticateParams(std::string_view method) { return {{"methodId", method}}; }
 
 json::object sessionParams(std::optional<std::string_view> sessionId, std::string_view workingDirectory) {
   json::object params;
@@ -148,9 +168,21 @@ json::object sessionParams(std::optional<std::string_view> sessionId, std::strin
   return params;
 }
 
+std::optional<std::string> sessionIdOf(const json::object& object) { return idAt(object, "sessionId"); }
+
+bool saysUnknownSession(std::string_view words, std::string_view sessionId) {
+  const std::string text = lowerCase(words);
+  const auto has = [&text](std::string_view part) { return text.contains(part); };
+  if (has("method not found")) return true;
+  const bool isAboutIt = words.contains(sessionId) || std::ranges::any_of(kSessionWords, has);
+  return isAboutIt && std::ranges::any_of(kUnknownWords, has);
+}
+
 json::object promptParams(std::string_view sessionId, std::string_view prompt) {
   return {{"sessionId", sessionId}, {"prompt", json::array{json::object{{"type", "text"}, {"text", prompt}}}}};
 }
+
+json::object cancelParams(std::string_view sessionId) { return {{"sessionId", sessionId}}; }
 
 json::object setConfigOptionParams(std::string_view sessionId, std::string_view configId, std::string_view value) {
   return {{"sessionId", sessionId}, {"configId", configId}, {"value", value}};
@@ -162,8 +194,9 @@ std::optional<std::vector<ConfigOption>> configOptions(const json::object& param
   std::vector<ConfigOption> options;
   for (const json::value& entry : *told) {
     const json::object* option = entry.if_object();
-    if (!option) continue;
-    options.push_back({.id = textAt(*option, "id"),
+    const auto id = option ? idAt(*option, "id") : std::nullopt;
+    if (!id) continue;
+    options.push_back({.id = *id,
                        .category = textAt(*option, "category"),
                        .currentValue = textAt(*option, "currentValue"),
                        .values = {}});
@@ -187,6 +220,9 @@ std::vector<ProbedModel> modelsOf(const std::vector<ConfigOption>& options) {
                       .efforts = efforts,
                       .supportsThinking = !efforts.empty()});
   }
+  // The first is the one that is used unless another is chosen.
+  const auto current = std::ranges::find(models, model->currentValue, &ProbedModel::slug);
+  if (current != models.end()) std::rotate(models.begin(), current, current + 1);
   return models;
 }
 
@@ -210,26 +246,20 @@ std::optional<std::string> matchOptionValue(const ConfigOption& option, std::str
 
 Update parseUpdate(const json::object& update) {
   const std::string kind = textAt(update, "sessionUpdate");
-  if (kind == "agent_message_chunk") {
-    const json::object* content = objectAt(update, "content");
-    return MessageChunk{.messageId = optionalTextAt(update, "messageId"),
-                        .text = content ? blockText(*content) : std::string()};
-  }
+  if (kind == "agent_message_chunk") return parseChunk(update, GrowthKind::message);
+  if (kind == "agent_thought_chunk") return parseChunk(update, GrowthKind::reasoning);
   if (kind == "tool_call") return parseToolCall(update, true);
   if (kind == "tool_call_update") return parseToolCall(update, false);
   if (kind == "usage_update") {
     return ContextUsage{.used = readInt(update, {"used"}, 0), .size = readInt(update, {"size"}, 0)};
   }
   if (kind == "config_option_update") {
-    auto options = configOptions(update);
-    return options ? Update(ConfigChange{*std::move(options)}) : Update(Ignored{});
+    if (auto options = configOptions(update)) return ConfigChange{*std::move(options)};
   }
   if (kind == "compaction_update") {
-    const std::string_view status = stringAt(update, "status").value_or("completed");
-    return status == "completed" ? Update(Compaction{}) : Update(Ignored{});
+    if (stringAt(update, "status").value_or("completed") == "completed") return Compaction{};
   }
-  if (std::ranges::count(kIgnoredKinds, kind) > 0) return Ignored{};
-  return Unknown{kind};
+  return NotRendered{kind};
 }
 
 std::string toolOutputText(const json::array& content) {
@@ -258,7 +288,8 @@ json::object permissionGranted(const json::object& params) {
     for (const json::value& entry : *options) {
       const json::object* option = entry.if_object();
       if (!option || !textAt(*option, "kind").starts_with("allow")) continue;
-      return {{"outcome", {{"outcome", "selected"}, {"optionId", textAt(*option, "optionId")}}}};
+      const auto id = idAt(*option, "optionId");
+      if (id) return {{"outcome", {{"outcome", "selected"}, {"optionId", *id}}}};
     }
   }
   return permissionCancelled();

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "core/agent_model.hpp"
+#include "core/growth.hpp"
 #include "core/token_usage_snapshot.hpp"
 #include "core/tool_invocation.hpp"
 #include "platform/json/json.hpp"
@@ -20,9 +21,15 @@ namespace ravant::acp {
 json::object initializeParams();
 /// The way to log in among those that `initialize` tells: the user's login at Cursor where it is one of them.
 std::string authMethod(const json::object& initialized);
+json::object authenticateParams(std::string_view method);
 /// With `sessionId` for "session/load", without for "session/new".
 json::object sessionParams(std::optional<std::string_view> sessionId, std::string_view workingDirectory);
+/// Nothing where it tells none.
+std::optional<std::string> sessionIdOf(const json::object& object);
+/// Whether the agent says in so many words that there is no such session, or that it cannot load any.
+bool saysUnknownSession(std::string_view words, std::string_view sessionId);
 json::object promptParams(std::string_view sessionId, std::string_view prompt);
+json::object cancelParams(std::string_view sessionId);
 json::object setConfigOptionParams(std::string_view sessionId, std::string_view configId, std::string_view value);
 
 /// Something that can be chosen for a session, such as its model.
@@ -40,7 +47,7 @@ struct ConfigOption {
 };
 /// Those of a result or an update; nothing where it tells none.
 std::optional<std::vector<ConfigOption>> configOptions(const json::object& params);
-/// What can be chosen as the model, each with the efforts that are offered now.
+/// What can be chosen as the model, the session's own first, each with the efforts that are offered now.
 std::vector<ProbedModel> modelsOf(const std::vector<ConfigOption>& options);
 /// Null where there is none.
 const ConfigOption* modelOption(const std::vector<ConfigOption>& options);
@@ -48,14 +55,15 @@ const ConfigOption* effortOption(const std::vector<ConfigOption>& options);
 /// The value whose own text or name is the requested one, however it is spelled.
 std::optional<std::string> matchOptionValue(const ConfigOption& option, std::string_view requested);
 
-/// A piece of what the agent says.
+/// A piece of what the agent says or thinks.
 struct MessageChunk {
+  GrowthKind kind = GrowthKind::message;
   std::optional<std::string> messageId;
   std::string text;
 };
 /// A tool call or a change of one; what is absent is unchanged.
 struct ToolCall {
-  std::string id;
+  std::optional<std::string> id;
   bool isNew = false;
   std::optional<std::string> title;
   std::optional<std::string> kind;
@@ -74,13 +82,11 @@ struct ConfigChange {
 };
 /// The agent's context was compacted.
 struct Compaction {};
-/// Of no interest to a transcript.
-struct Ignored {};
-/// Of a kind that is not known.
-struct Unknown {
+/// Of no interest to a transcript, or of a kind that is not known.
+struct NotRendered {
   std::string kind;
 };
-using Update = std::variant<MessageChunk, ToolCall, ContextUsage, ConfigChange, Compaction, Ignored, Unknown>;
+using Update = std::variant<MessageChunk, ToolCall, ContextUsage, ConfigChange, Compaction, NotRendered>;
 Update parseUpdate(const json::object& update);
 
 /// Blocks of text, of files and of differences, in their order.

@@ -6,6 +6,7 @@
 #include "core/agent_runner.hpp"
 #include "core/id.hpp"
 #include "platform/async/actor.hpp"
+#include "runners/cursor/acp_agent.hpp"
 #include "runners/rpc_prompt.hpp"
 
 namespace ravant {
@@ -14,7 +15,7 @@ namespace ravant {
 /// conversation, started when it is first needed and kept between prompts.
 class CursorAcpRunner final : public Actor, public AgentRunner {
  public:
-  CursorAcpRunner(std::shared_ptr<ModelContainer> modelContainer, RpcRunnerOptions options);
+  CursorAcpRunner(std::shared_ptr<ModelContainer> modelContainer, RpcRunnerOptions options, AcpLimits limits = {});
   ~CursorAcpRunner() override;
 
   awaitable<void> send(AgentRunRequest request) override;
@@ -30,6 +31,7 @@ class CursorAcpRunner final : public Actor, public AgentRunner {
 
   std::shared_ptr<ModelContainer> modelContainer_;
   RpcRunnerOptions options_;
+  AcpLimits limits_;
   std::map<ConversationId, std::shared_ptr<Connection>> connections_;
 };
 

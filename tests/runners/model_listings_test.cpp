@@ -51,12 +51,13 @@ TEST(ModelListings, ofCodexLeaveOutWhatIsHidden) {
 TEST(ModelListings, ofASessionAreThoseOfItsModelOption) {
   const auto options = acp::configOptions(object(R"({"configOptions":[
     {"id":"mode","category":"mode","options":[{"value":"agent","name":"Agent"}]},
-    {"id":"llm","category":"model","currentValue":"p/a","options":[
+    {"id":"llm","category":"model","currentValue":"b","options":[
       {"group":"p","name":"P","options":[{"value":"p/a","name":"A"}]},{"value":"b"}]},
     {"id":"x","category":"thought_level","options":[{"value":"low","name":"Low"}]}]})"));
   EXPECT_THAT(acp::modelsOf(options.value()),
-              ElementsAre(ProbedModel{.slug = "p/a", .displayName = "A", .efforts = {"low"}, .supportsThinking = true},
-                          ProbedModel{.slug = "b", .displayName = "b", .efforts = {"low"}, .supportsThinking = true}));
+              ElementsAre(ProbedModel{.slug = "b", .displayName = "b", .efforts = {"low"}, .supportsThinking = true},
+                          ProbedModel{.slug = "p/a", .displayName = "A", .efforts = {"low"}, .supportsThinking = true}))
+      << "the first is the default";
   EXPECT_EQ(acp::configOptions(object("{}")), std::nullopt);
 }
 

@@ -5,6 +5,8 @@
 
 #include <boost/asio/experimental/awaitable_operators.hpp>
 
+#include "platform/files/private_file.hpp"
+#include "platform/log/log.hpp"
 #include "platform/process/shell_quoted.hpp"
 #include "tests/agents/runner_bench.hpp"
 
@@ -88,6 +90,99 @@ TEST(CursorAcpRunner, saysWhenALoginIsMissing) {
   RunnerBench bench = makeBench();
   EXPECT_EQ(bench.send(agent.program(), "prompt"),
             "failed: rpc(Authentication required); authenticate: rpc(Not logged in)");
+}
+
+TEST(CursorAcpRunner, keepsASessionThatCannotBeLoadedUntilItHasAnother) {
+  FakeAgent agent(cassette("load_refused"));
+  RunnerBench bench = makeBench();
+  bench.append({turn::SetSession{"session-1"}});
+  EXPECT_EQ(bench.send(agent.program(1), "one"), "failed: rpc(Authentication required)");
+  EXPECT_EQ(bench.request("", "").resumedSessionId, "session-1");
+  EXPECT_EQ(bench.send(agent.program(2), "two"), "failed: rpc(Authentication required)");
+  EXPECT_EQ(bench.request("", "").resumedSessionId, "session-1") << "there is no other one yet";
+  bench.replaceRunner();
+  EXPECT_EQ(bench.send(agent.program(3), "three"), "finished");
+  EXPECT_THAT(bench.texts(), ElementsAre("one", "two", "three", "Remembered."));
+}
+
+RunnerBench makeBench(AcpLimits limits) {
+  return RunnerBench(AgentType::cursor, [=](auto container, any_io_executor io, ShellOptions shell) {
+    return std::make_shared<CursorAcpRunner>(std::move(container),
+                                             RpcRunnerOptions{.io = io, .shell = std::move(shell)}, limits);
+  });
+}
+
+TEST(CursorAcpRunner, tellsThatItWaitsForALogin) {
+  FakeAgent agent(cassette("never_answers"));
+  RunnerBench bench = makeBench(AcpLimits{.login = std::chrono::milliseconds(100)});
+  const auto changes = bench.await(bench.subscribe());
+  EXPECT_EQ(
+      bench.send(agent.program(1), "prompt"),
+      "failed: the agent was waiting for a login (authenticate) for more than 0.1 s; log in with its own program");
+  std::vector<RunState::Kind> waits;
+  for (const Change& change : bench.await(changes->next())->changes) {
+    if (change.state && change.state->kind != RunState::Kind::thinking) waits.push_back(change.state->kind);
+  }
+  EXPECT_THAT(waits, ElementsAre(RunState::Kind::waitingForShell, RunState::Kind::waitingForLogin));
+}
+
+TEST(CursorAcpRunner, saysWhatItWaitedForInVain) {
+  FakeAgent agent(cassette("never_answers"));
+  RunnerBench bench = makeBench(AcpLimits{.answer = std::chrono::milliseconds(500)});
+  EXPECT_EQ(bench.send(agent.program(2), "prompt"), "failed: the agent did not answer session/new within 0.5 s");
+  bench.append({turn::SetSession{"session-1"}});
+  EXPECT_EQ(bench.send(agent.program(3), "prompt"), "failed: the agent did not answer session/load within 0.5 s");
+  EXPECT_EQ(bench.send(agent.program(4), "prompt"),
+            "failed: the agent did not answer session/set_config_option within 0.5 s");
+  EXPECT_THAT(survivorsOf(agent), testing::IsEmpty());
+}
+
+TEST(CursorAcpRunner, refusesASessionWithoutAnId) {
+  FakeAgent agent(cassette("no_session_id"));
+  RunnerBench bench = makeBench();
+  EXPECT_EQ(bench.send(agent.program(), "prompt"), "failed: rpc(session/new: missing sessionId)");
+}
+
+TEST(CursorAcpRunner, endsACallThatBeginsAfterItsTurn) {
+  FakeAgent agent(cassette("late"));
+  RunnerBench bench = makeBench();
+  EXPECT_EQ(bench.send(agent.program(), "one"), "finished");
+  const auto lateCallIsEnded = [&]() -> awaitable<void> {
+    const auto changes = co_await bench.subscribe();
+    agent.release("end");
+    while (!bench.transcript().contains("failed Late toolu_2")) co_await changes->next();
+  };
+  bench.await(lateCallIsEnded());
+  EXPECT_FALSE(bench.hasRunningTool());
+  EXPECT_EQ(bench.send(agent.program(), "two"), "finished");
+  EXPECT_EQ(bench.send(agent.program(), "three"), "finished");
+  EXPECT_THAT(bench.transcript(), AllOf(HasSubstr("completed Shown toolu_1"), HasSubstr("out \"shown output\"")));
+}
+
+// The cassette compares what the agent is sent.
+TEST(CursorAcpRunner, speaksTheProtocolToTheLetter) {
+  const TemporaryFolder logs;
+  openLogFile(logs.path());
+  FakeAgent agent(cassette("letters"));
+  RunnerBench bench = makeBench();
+  AgentRunRequest request = bench.request(agent.program(), "prompt");
+  request.effort = "xhigh";
+  const auto whileWorking = [&]() -> awaitable<void> {
+    co_await bench.untilTranscriptHas("execute");
+    co_await bench.cancel();
+  };
+  EXPECT_EQ(bench.await(bench.outcomeOf(std::move(request)) && whileWorking()), "finished");
+  EXPECT_THAT(agent.processes(), SizeIs(1));
+  EXPECT_THAT(survivorsOf(agent), SizeIs(1)) << "it ended the prompt by itself";
+  bench.replaceRunner();
+  EXPECT_EQ(bench.send(agent.program(), "again"), "finished");
+  EXPECT_THAT(bench.texts(), ElementsAre("prompt", "Working.", "", "again"));
+
+  openLogFile("/dev/null");
+  EXPECT_THAT(
+      readFile(logs / "ravant.log").value(),
+      AllOf(HasSubstr("CursorAcp unhandled update current_mode_update\n"),
+            HasSubstr("CursorAcp unhandled request fs/read_text_file\n"), HasSubstr("CursorAcp[stderr]: a warning\n")));
 }
 
 TEST(CursorAcpRunner, startsTheAgentWithItsArguments) {

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace ravant {
+
+/// Finds the words that Cursor puts into what it says when its model's stream breaks, however they are cut into
+/// pieces. A state machine over one message after the other. Where the message quotes the words they are its own.
+class AcpStreamBreak {
+ public:
+  static constexpr std::string_view kWords = "Error: RetriableError: WritableIterable is closed";
+
+  struct Piece {
+    std::string text;
+    bool isBroken = false;  ///< the words follow the text, which ends its message
+    bool operator==(const Piece&) const = default;
+  };
+
+  /// What is known to have been said by now; the words could begin with the rest, which is held back.
+  std::vector<Piece> take(std::string_view chunk);
+  /// The message is over: what was held back of it.
+  std::string release();
+
+  bool isHolding() const { return !held_.empty(); }
+
+ private:
+  void say(std::string_view text, Piece& piece);
+
+  std::string held_;
+  bool isInCode_ = false;  ///< an odd number of backticks was said
+  char last_ = '\0';
+};
+
+}  // namespace ravant
