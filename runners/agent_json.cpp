@@ -15,6 +15,13 @@ std::optional<std::string> optionalTextAt(const json::object& object, std::strin
   return text ? std::optional<std::string>(*text) : std::nullopt;
 }
 
+std::optional<std::string_view> firstText(const json::object& object, std::initializer_list<std::string_view> keys) {
+  for (const std::string_view key : keys) {
+    if (const auto text = stringAt(object, key)) return text;
+  }
+  return std::nullopt;
+}
+
 std::string contentText(const json::value* content) {
   if (!content) return {};
   if (const auto* text = content->if_string()) return std::string(*text);

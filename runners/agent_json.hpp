@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -13,6 +14,8 @@ namespace ravant {
 /// The member when it is a text, otherwise an empty text.
 std::string textAt(const json::object& object, std::string_view key);
 std::optional<std::string> optionalTextAt(const json::object& object, std::string_view key);
+/// The first of the members that is a text.
+std::optional<std::string_view> firstText(const json::object& object, std::initializer_list<std::string_view> keys);
 
 /// A content that is a text, or an array of blocks with texts, which are joined by line breaks.
 std::string contentText(const json::value* content);

@@ -1,7 +1,6 @@
 #include "runners/codex/codex_wire.hpp"
 
 #include <fmt/format.h>
-#include <fmt/ranges.h>
 
 #include <algorithm>
 #include <array>
@@ -11,7 +10,7 @@
 
 #include "platform/log/log.hpp"
 #include "runners/agent_json.hpp"
-#include "runners/codex/shell_wrapping.hpp"
+#include "runners/codex/codex_tool_text.hpp"
 
 namespace ravant::codex {
 namespace {
@@ -23,161 +22,14 @@ constexpr std::array<std::string_view, 10> kHiddenItems = {
     "reasoning",        "userMessage",       "user_message",     "plan", "hookPrompt", "functionCallOutput",
     "subAgentActivity", "enteredReviewMode", "exitedReviewMode", "sleep"};
 
-// What the tools are called that have no name of their own.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kToolNames = {{
-    {"commandExecution", "shell"},
-    {"fileChange", "apply_patch"},
-    {"webSearch", "web_search"},
-    {"imageView", "view_image"},
-    {"imageGeneration", "image_generation"},
-}};
-
 // The kinds of failure that are limits.
 constexpr std::array<std::string_view, 4> kLimits = {"contextWindowExceeded", "sessionBudgetExceeded",
                                                      "usageLimitExceeded", "rateLimitExceeded"};
-
-constexpr std::string_view kImage = "[image]";
 
 /// An id that is not empty.
 std::optional<std::string> idAt(const json::object& object, std::string_view key) {
   auto id = optionalTextAt(object, key);
   return id && id->empty() ? std::nullopt : std::move(id);
-}
-
-/// The first of the members that is a text.
-std::optional<std::string_view> firstText(const json::object& object, std::initializer_list<std::string_view> keys) {
-  for (const std::string_view key : keys) {
-    if (const auto text = stringAt(object, key)) return text;
-  }
-  return std::nullopt;
-}
-
-/// The first of the members that is there and not null.
-const json::value* firstPresent(const json::object& object, std::initializer_list<std::string_view> keys) {
-  for (const std::string_view key : keys) {
-    const json::value* value = object.if_contains(key);
-    if (value && !value->is_null()) return value;
-  }
-  return nullptr;
-}
-
-std::string lines(const std::vector<std::string>& texts, std::string_view separator = "\n") {
-  return fmt::format("{}", fmt::join(texts, separator));
-}
-
-std::string pathsOf(const json::array& changes) {
-  std::vector<std::string> paths;
-  for (const json::value& change : changes) {
-    const json::object* file = change.if_object();
-    if (auto path = file ? optionalTextAt(*file, "path") : std::nullopt) paths.push_back(*std::move(path));
-  }
-  return lines(paths);
-}
-
-/// What became of a file beside its contents; empty for one that stayed where it was.
-std::string fateOf(const json::object& change) {
-  const json::object* kind = objectAt(change, "kind");
-  const auto type = stringAt(kind ? *kind : change, kind ? "type" : "kind");
-  if (type == "add") return " (added)";
-  if (type == "delete") return " (deleted)";
-  const auto target = kind ? stringAt(*kind, "move_path") : std::nullopt;
-  return target ? fmt::format(" (moved to {})", *target) : std::string();
-}
-
-/// Each file's name above its hunks.
-std::string diffsOf(const json::array& changes) {
-  std::vector<std::string> files;
-  for (const json::value& change : changes) {
-    const json::object* file = change.if_object();
-    if (!file) continue;
-    std::string text = textAt(*file, "path") + fateOf(*file);
-    auto diff = stringAt(*file, "diff").value_or(std::string_view());
-    if (diff.ends_with('\n')) diff.remove_suffix(1);
-    if (!diff.empty()) text += fmt::format("\n{}", diff);
-    files.push_back(std::move(text));
-  }
-  return lines(files, "\n\n");
-}
-
-/// What stands for a block of a result: its text, or what it is.
-std::optional<std::string> blockText(const json::object& block) {
-  if (auto text = optionalTextAt(block, "text")) return text;
-  const auto type = stringAt(block, "type").value_or(std::string_view());
-  if (type == "image" || type == "inputImage" || type == "input_image" || type == "output_image") {
-    return std::string(kImage);
-  }
-  if (const json::object* resource = objectAt(block, "resource")) {
-    const auto text = optionalTextAt(*resource, "text");
-    return text ? text : fmt::format("[resource] {}", textAt(*resource, "uri"));
-  }
-  if (type == "resource_link") return textAt(block, "uri");
-  if (type.empty()) return std::nullopt;
-  return fmt::format("[{}]", type);
-}
-
-/// The blocks of a result, or a text.
-std::string resultText(const json::value& content) {
-  if (const auto* text = content.if_string()) return std::string(*text);
-  std::vector<std::string> texts;
-  if (const auto* blocks = content.if_array()) {
-    for (const json::value& value : *blocks) {
-      const json::object* block = value.if_object();
-      if (auto text = block ? blockText(*block) : std::nullopt) texts.push_back(*std::move(text));
-    }
-  }
-  return lines(texts);
-}
-
-std::string toolName(const json::object& item, std::string_view type) {
-  if (const auto name = firstText(item, {"name", "toolName"})) return std::string(*name);
-  if (const auto tool = stringAt(item, "tool")) {
-    const auto server = stringAt(item, "server");
-    return server ? fmt::format("{}.{}", *server, *tool) : std::string(*tool);
-  }
-  const auto* known = std::ranges::find(kToolNames, type, &std::pair<std::string_view, std::string_view>::first);
-  return std::string(known == kToolNames.end() ? type : known->second);
-}
-
-std::optional<std::string> toolInput(const json::object& item) {
-  if (const json::value* arguments = firstPresent(item, {"arguments", "input"})) {
-    const auto* text = arguments->if_string();
-    return text ? std::string(*text) : compactJson(*arguments);
-  }
-  if (const auto command = stringAt(item, "command")) return withoutShell(*command);
-  if (const json::array* changes = arrayAt(item, "changes")) return pathsOf(*changes);
-  const auto text = firstText(item, {"query", "path", "prompt", "revisedPrompt"});
-  return text && !text->empty() ? std::optional<std::string>(*text) : std::nullopt;
-}
-
-/// What the image tools give is an image and, where it was kept, its file.
-std::optional<std::string> imageOutput(const json::object& item, std::string_view type, ItemStage stage) {
-  if (stage != ItemStage::completed) return std::nullopt;
-  const auto file = type == "imageGeneration" ? stringAt(item, "savedPath") : std::nullopt;
-  return file ? fmt::format("{} {}", kImage, *file) : std::string(kImage);
-}
-
-std::optional<std::string> mcpOutput(const json::object& result) {
-  const json::value* content = result.if_contains("content");
-  if (std::string text = content ? resultText(*content) : std::string(); !text.empty()) return text;
-  const json::value* structured = firstPresent(result, {"structuredContent"});
-  return structured ? std::optional(compactJson(*structured)) : std::nullopt;
-}
-
-std::optional<std::string> toolOutput(const json::object& item, std::string_view type, ItemStage stage) {
-  if (const json::value* output = firstPresent(item, {"output", "contentItems"})) {
-    return decodeCodexToolOutput(*output).text;
-  }
-  if (auto output = optionalTextAt(item, "aggregatedOutput")) return output;
-  if (type == "imageView" || type == "imageGeneration") return imageOutput(item, type, stage);
-  if (const json::object* result = objectAt(item, "result"); result && result->contains("content")) {
-    if (auto output = mcpOutput(*result)) return output;
-  }
-  if (const json::object* error = objectAt(item, "error")) return textAt(*error, "message");
-  if (const json::array* changes = arrayAt(item, "changes")) return diffsOf(*changes);
-  const json::value* results = firstPresent(item, {"results", "result"});
-  if (!results || type == "mcpToolCall") return std::nullopt;
-  const auto* text = results->if_string();
-  return text ? std::string(*text) : compactJson(*results);
 }
 
 ToolInvocationStatus toolStatus(const json::object& item, ItemStage stage) {
@@ -314,17 +166,6 @@ std::optional<std::string> extractTurnId(const json::object& params) {
   const json::object* turn = objectAt(params, "turn");
   if (auto id = turn ? idAt(*turn, "id") : std::nullopt) return id;
   return idAt(params, "turnId");
-}
-
-ToolOutput decodeCodexToolOutput(const json::value& output) {
-  const auto* text = output.if_string();
-  if (!text) return {.text = output.is_array() ? resultText(output) : compactJson(output)};
-  const auto parsed = parseJson(*text);
-  const json::object* wrapped = parsed ? parsed->if_object() : nullptr;
-  const auto inner = wrapped ? stringAt(*wrapped, "output") : std::nullopt;
-  const json::object* metadata = inner ? objectAt(*wrapped, "metadata") : nullptr;
-  if (!metadata) return {.text = std::string(*text)};
-  return {.text = std::string(*inner), .exitCode = integerAt(*metadata, "exit_code")};
 }
 
 std::optional<Event> parseNotification(std::string_view method, const json::object& params) {

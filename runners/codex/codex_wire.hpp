@@ -32,15 +32,6 @@ bool isUnknownThread(std::string_view refusal);
 std::optional<std::string> extractThreadId(const json::object& params);
 std::optional<std::string> extractTurnId(const json::object& params);
 
-/// A tool's output and, where it is told, the exit code of its command.
-struct ToolOutput {
-  std::string text;
-  std::optional<std::int64_t> exitCode = {};
-  bool operator==(const ToolOutput&) const = default;
-};
-/// `output` is a text, which may itself be JSON with "output" and "metadata", or an array of blocks with texts.
-ToolOutput decodeCodexToolOutput(const json::value& output);
-
 /// A message of the agent.
 struct MessageItem {
   std::optional<std::string> id;

@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "core/store/transcript_writer.hpp"
+#include "runners/codex/codex_tool_text.hpp"
 
 namespace ravant::test {
 namespace {
