@@ -190,7 +190,7 @@ TEST(CodexAppServerRunner, tellsWhatItWaitsForAndWhatCommandsPrint) {
       if (isRetrying(change)) EXPECT_EQ(change.state->reason, "Reconnecting... 1/5");
     }
     using enum RunState::Kind;
-    EXPECT_THAT(kinds, ElementsAre(waitingForShell, thinking, retrying));
+    EXPECT_THAT(kinds, ElementsAre(thinking, waitingForShell, thinking, retrying));
 
     agent.release("reasoning");
     const auto grown = co_await changesUntil(feed, [](const Change& change) { return change.growth.has_value(); });
