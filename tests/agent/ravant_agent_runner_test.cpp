@@ -110,6 +110,7 @@ TEST_F(RavantAgentRunnerTest, whatAModelGetsWrongGoesBackToIt) {
 TEST_F(RavantAgentRunnerTest, aModelThatNeverStopsIsStopped) {
   play(std::vector<ModelAnswer>(24, calls({{"a", "list_directory", "{}"}})));
   EXPECT_EQ(send("do it"), "failed: Stopped after 24 tool-call turns without finishing.");
+  EXPECT_THAT(bench->endReasons(), ElementsAre("limit"));
   play({says({"Enough."})});
   EXPECT_EQ(send("go on"), "finished");
   EXPECT_EQ(std::ranges::count(model->conversations().back(), '\n'), 1 + 24 * 2 + 1);
@@ -436,6 +437,7 @@ TEST_F(RavantAgentRunnerTest, anAnswerThatWasCutIsKeptAndSaid) {
   for (const auto& [reason, outcome] : reasons) EXPECT_EQ(send(reason), outcome);
   EXPECT_THAT(bench->texts(), ElementsAre("length", "Half an", "model_length", "Half an", "content_filter", "Half an",
                                           "error", "Half an", "stop", "Half an"));
+  EXPECT_THAT(bench->endReasons(), ElementsAre("limit", "limit", "failed", "failed", "finished"));
   EXPECT_FALSE(std::filesystem::exists(bench->project / "never"));
 }
 
