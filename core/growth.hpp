@@ -4,7 +4,7 @@
 
 namespace ravant {
 
-/// What an agent is writing: its answer, or its reasoning, which is announced and never stored.
+/// What an agent is writing: its answer, or its reasoning, which is announced and is no entry of the transcript.
 enum class GrowthKind { message, reasoning };
 
 /// What came to a text that an agent is writing.
