@@ -68,7 +68,7 @@ TEST_P(Completion, InFish) {
 INSTANTIATE_TEST_SUITE_P(
     Lines, Completion,
     testing::Values(CompletionCase{"commands", "ravant ",
-                                   "run doctor project agent model conversation git key settings"},
+                                   "run doctor project agent model conversation git key process settings"},
                     CompletionCase{"in_group", "ravant project re", "rename remove reorder"},
                     CompletionCase{"types", "ravant agent add c", "codex claude cursor"},
                     CompletionCase{"option", "ravant run --mo", "--model"},
