@@ -1,13 +1,15 @@
 #include "runners/shell_session.hpp"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <array>
 #include <boost/asio/as_tuple.hpp>
+#include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <boost/asio/this_coro.hpp>
 #include <boost/asio/write.hpp>
-#include <cstdlib>
 #include <string_view>
 #include <system_error>
 #include <utility>
@@ -18,7 +20,7 @@
 #include "platform/process/stderr_collector.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
-#include "platform/text/uuid.hpp"
+#include "runners/shell_set_up.hpp"
 
 namespace ravant {
 namespace {
@@ -27,43 +29,19 @@ using namespace std::chrono_literals;
 
 constexpr Log kLog("com.ravant.runners", "ShellSession");
 
-constexpr auto kReadingAfterExit = 200ms;
-constexpr auto kRunningAfterOutput = 200ms;
-constexpr std::size_t kLongLine = 1024 * 1024;
+/// A folder made anew at the same place is another one.
+struct ShellFolder {
+  std::filesystem::path path;
+  dev_t device;
+  ino_t inode;
 
-// What the user's shell is told once it is ready. Every marker holds the word that keeps our lines out of the history
-// until the shell has none. Variables that a profile can have made read-only are unset, never assigned: assigning would
-// abandon the rest of the line. So would turning bash's line editor off inside of eval.
-constexpr std::string_view kMarkerWord = "__RAVANT_";
-constexpr std::string_view kSetUp =
-    "eval 'set +e +u +x +v' 2>/dev/null || true; "
-    "test -n \"$BASH_VERSION\" && eval 'trap - DEBUG ERR RETURN; set +o history +o histexpand; "
-    "unset PROMPT_COMMAND PS0 PS1 PS2 HISTFILE HISTIGNORE HISTORY_IGNORE MAILCHECK TMOUT' 2>/dev/null; "
-    "test -n \"$ZSH_VERSION\" && eval 'unset HISTFILE HISTIGNORE HISTORY_IGNORE MAILCHECK TMOUT; "
-    "unsetopt prompt_sp prompt_cr correct correct_all err_return; trap - DEBUG ZERR; "
-    "unset precmd_functions preexec_functions periodic_functions chpwd_functions; "
-    "unfunction precmd preexec periodic chpwd TRAPDEBUG TRAPZERR; PS1= PS2= RPS1= RPS2=' 2>/dev/null; "
-    "test -z \"$BASH_VERSION$ZSH_VERSION\" && eval 'unset HISTFILE HISTIGNORE HISTORY_IGNORE; PS1= PS2=' 2>/dev/null; "
-    "eval 'unalias echo base64; unset -f echo base64; command -v base64 || base64() { /usr/bin/base64 \"$@\"; }' "
-    ">/dev/null 2>&1; "
-    "test -n \"$BASH_VERSION\" && set +o emacs +o vi; ";
-
-/// A line that the shell is told to print. It is typed in two parts, so that a shell that shows what it reads does not
-/// seem to have printed it.
-struct Marker {
-  explicit Marker(std::string_view name) : rest(fmt::format("{}_{}__", name, Uuid::random().upperText())) {}
-  std::string printed() const { return fmt::format("{}{}", kMarkerWord, rest); }
-  std::string typed() const { return fmt::format("{}''{}", kMarkerWord, rest); }
-
-  std::string rest;
+  bool operator==(const ShellFolder&) const = default;
 };
 
-std::string inheritedOr(const std::map<std::string, std::string>& environment, const std::string& name) {
-  const auto found = environment.find(name);
-  if (found != environment.end()) return found->second;
-  const char* const inherited = std::getenv(name.c_str());
-  return inherited == nullptr ? std::string() : inherited;
-}
+constexpr auto kReadingAfterExit = 200ms;
+constexpr auto kRunningAfterOutput = 200ms;
+constexpr auto kAskingAgain = 500ms;  // at first; each time it takes twice as long
+constexpr std::size_t kLongLine = 1024 * 1024;
 
 /// Without what bash says of itself when a command was ended by a signal and there is no terminal.
 std::string withoutTerminalNotice(std::string text) {
@@ -77,15 +55,11 @@ std::string withoutTerminalNotice(std::string text) {
   return text;
 }
 
-// For the lines that come before the shell has been told to keep no history.
-std::map<std::string, std::string> withoutHistory(std::map<std::string, std::string> environment) {
-  const std::string pattern = fmt::format("*{}*", kMarkerWord);
-  const std::string bash = inheritedOr(environment, "HISTIGNORE");
-  const std::string zsh = inheritedOr(environment, "HISTORY_IGNORE");
-  environment["HISTIGNORE"] = bash.empty() ? pattern : fmt::format("{}:{}", bash, pattern);
-  environment["HISTFILE"] = "";
-  environment["HISTORY_IGNORE"] = zsh.empty() ? pattern : fmt::format("({}|{})", zsh, pattern);
-  return environment;
+/// Nothing where it cannot be looked at.
+std::optional<ShellFolder> shellFolder(const std::filesystem::path& path) {
+  struct stat status{};
+  if (::stat(path.c_str(), &status) != 0) return std::nullopt;
+  return ShellFolder{.path = path, .device = status.st_dev, .inode = status.st_ino};
 }
 
 }  // namespace
@@ -93,7 +67,8 @@ std::map<std::string, std::string> withoutHistory(std::map<std::string, std::str
 /// Shared by the session and the loops that watch the shell.
 struct ShellSession::Shell : std::enable_shared_from_this<Shell> {
   Shell(const any_io_executor& strand, LaunchOptions options)
-      : child(ChildProcess::launch(std::move(options), strand)),
+      : folder(shellFolder(options.workingDirectory)),
+        child(ChildProcess::launch(std::move(options), strand)),
         lines(child->standardOutput()),
         changed(strand, asio::steady_timer::time_point::max()),
         exited(strand),
@@ -154,6 +129,26 @@ struct ShellSession::Shell : std::enable_shared_from_this<Shell> {
     co_return error;
   }
 
+  /// Whether the shell came to the line's marker. Start-up files and hooks that read a line take it away from the
+  /// shell: it is written again while the marker does not come.
+  awaitable<bool> askUntilHeard(std::string line, std::string marker) {
+    using namespace asio::experimental::awaitable_operators;
+    co_await write(line);
+    const auto heard = co_await (skipToMarker(std::move(marker)) || writeAgain(std::move(line)));
+    co_return heard.index() == 0 && std::get<0>(heard);
+  }
+
+  /// Until it is cancelled.
+  awaitable<void> writeAgain(std::string line) {
+    asio::steady_timer pause(co_await asio::this_coro::executor);
+    for (auto wait = kAskingAgain;; wait *= 2) {
+      pause.expires_after(wait);
+      const auto [error] = co_await pause.async_wait(asio::as_tuple(use_awaitable));
+      if (error) co_return;
+      co_await write(line);
+    }
+  }
+
   awaitable<bool> skipToMarker(std::string marker) {
     for (;;) {
       while (const auto line = lines.tryNext()) {
@@ -193,6 +188,7 @@ struct ShellSession::Shell : std::enable_shared_from_this<Shell> {
     child->standardError().cancel();
   }
 
+  std::optional<ShellFolder> folder;  ///< where it was started
   std::unique_ptr<ChildProcess> child;
   LineReader lines;
   StderrCollector standardError;
@@ -222,7 +218,7 @@ awaitable<void> ShellSession::startShell(std::filesystem::path workingDirectory)
   LaunchOptions launch;
   launch.executable = options_.shellPath;
   launch.arguments = {"-l", "-i"};
-  launch.workingDirectory = std::move(workingDirectory);
+  launch.workingDirectory = workingDirectory;
   launch.environment = withoutHistory(options_.environment);
   launch.ledger = options_.ledger;
   shell_ = std::make_shared<Shell>(strand_, std::move(launch));
@@ -230,7 +226,7 @@ awaitable<void> ShellSession::startShell(std::filesystem::path workingDirectory)
 
   std::exception_ptr failure;
   try {
-    co_await makeReady(shell_);
+    co_await makeReady(shell_, std::move(workingDirectory));
   } catch (...) {
     failure = std::current_exception();
   }
@@ -239,7 +235,7 @@ awaitable<void> ShellSession::startShell(std::filesystem::path workingDirectory)
   std::rethrow_exception(failure);
 }
 
-awaitable<void> ShellSession::makeReady(std::shared_ptr<Shell> shell) {
+awaitable<void> ShellSession::makeReady(std::shared_ptr<Shell> shell, std::filesystem::path folder) {
   asio::steady_timer limit(strand_, options_.startLimit);
   limit.async_wait([shell](boost::system::error_code error) {
     if (error || shell->isReady) return;
@@ -248,12 +244,12 @@ awaitable<void> ShellSession::makeReady(std::shared_ptr<Shell> shell) {
     shell->lines.finish();
   });
 
-  const Marker ready("READY");
-  const Marker setUp("SETUP");
-  co_await shell->write(fmt::format("unset -f echo 2>/dev/null || true; \\echo {}\n", ready.typed()));
-  if (co_await shell->skipToMarker(ready.printed())) {
-    co_await shell->write(fmt::format("{}\\echo {}\n", kSetUp, setUp.typed()));
-    shell->isReady = co_await shell->skipToMarker(setUp.printed()) && !shell->hasTimedOut;
+  const ShellSetUp setUp;
+  if (co_await shell->askUntilHeard(setUp.askWhetherReady(), setUp.ready.printed()) &&
+      co_await shell->askUntilHeard(setUp.silence(), setUp.quiet.printed())) {
+    // Once: behind its marker stands nothing of what was asked for twice.
+    co_await shell->write(setUp.enter(folder));
+    shell->isReady = co_await shell->skipToMarker(setUp.inFolder.printed()) && !shell->hasTimedOut;
   }
   const std::string standardError = shell->drainStandardError();
 
@@ -274,8 +270,15 @@ awaitable<void> ShellSession::makeReady(std::shared_ptr<Shell> shell) {
 }
 
 awaitable<void> ShellSession::ensureShell(std::filesystem::path workingDirectory) {
-  if (!isRunning() || shell_->lines.hasEnded()) co_await startShell(std::move(workingDirectory));
+  if (!isUsableIn(workingDirectory)) co_await startShell(std::move(workingDirectory));
 }
+
+bool ShellSession::isUsableIn(const std::filesystem::path& workingDirectory) {
+  if (!isRunning() || shell_->lines.hasEnded()) return false;
+  return shell_->folder && shell_->folder == shellFolder(workingDirectory);
+}
+
+bool ShellSession::isUsableInItsFolder() { return shell_ && shell_->folder && isUsableIn(shell_->folder->path); }
 
 awaitable<void> ShellSession::writeStdin(std::string text) {
   const auto shell = shell_;

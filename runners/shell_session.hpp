@@ -47,8 +47,13 @@ class ShellSession {
   /// Ends the shell that is held and starts another in the folder. Throws the system's launch error
   /// (std::system_error) or ShellStartError; nothing is left running then.
   awaitable<void> startShell(std::filesystem::path workingDirectory);
-  /// Starts a shell unless one is running that can still be heard.
+  /// Starts a shell unless one is usable there.
   awaitable<void> ensureShell(std::filesystem::path workingDirectory);
+  /// Whether a shell is running that can still be heard and was started in this folder, not in one that stood at its
+  /// place before.
+  bool isUsableIn(const std::filesystem::path& workingDirectory);
+  /// Likewise, of the folder that it was started in.
+  bool isUsableInItsFolder();
 
   /// Returns when the shell, or the agent in it, has taken all of the text. Throws std::system_error: not_connected
   /// without a shell, broken_pipe when it has gone, operation_canceled by `shutdown`. One write at a time.
@@ -75,7 +80,7 @@ class ShellSession {
 
  private:
   struct Shell;
-  awaitable<void> makeReady(std::shared_ptr<Shell> shell);
+  awaitable<void> makeReady(std::shared_ptr<Shell> shell, std::filesystem::path folder);
   awaitable<void> endShell();
 
   any_io_executor strand_;

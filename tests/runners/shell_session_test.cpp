@@ -69,7 +69,7 @@ TEST_P(EachShellTest, isKeptBetweenTurnsAndStartedAgainWhenGone) {
     EXPECT_EQ(co_await line(session), home_.path().string());
     const pid_t first = co_await pid(session);
 
-    co_await session.ensureShell("/");
+    co_await session.ensureShell(home_.path());
     co_await session.writeStdin("echo $$\n");
     EXPECT_EQ(co_await pid(session), first);
 
@@ -84,6 +84,41 @@ TEST_P(EachShellTest, isKeptBetweenTurnsAndStartedAgainWhenGone) {
     co_await session.writeStdin("pwd\n");
     EXPECT_EQ(co_await line(session), home_.path().string());
   });
+}
+
+TEST_P(EachShellTest, isStartedAgainForAnotherFolderAndForOneMadeAnewAtItsPlace) {
+  const auto folder = home_ / "project";
+  std::filesystem::create_directory(folder);
+  withSession([&](ShellSession& session) -> awaitable<void> {
+    co_await session.ensureShell(folder);
+    std::filesystem::remove(folder);
+    std::filesystem::create_directory(folder);
+    co_await session.ensureShell(folder);
+    co_await session.writeStdin("touch made; /bin/pwd\n");
+    EXPECT_EQ(co_await line(session), folder.string());
+    EXPECT_TRUE(std::filesystem::exists(folder / "made"));
+
+    co_await session.ensureShell("/");
+    co_await session.writeStdin("/bin/pwd\n");
+    EXPECT_EQ(co_await line(session), "/");
+  });
+}
+
+TEST_P(EachShellTest, aProfileThatReadsOrLeavesTheFolderIsOvercome) {
+  // Of the last, each line that is run has one in front that is read away.
+  for (const char* profile :
+       {"read answer", "read one; read two; read three", "cd /; CDPATH=/; cd() { :; }; alias cd=false",
+        "PROMPT_COMMAND='read -r -t 1 answer'; precmd() { read -r -t 1 answer }"}) {
+    SCOPED_TRACE(profile);
+    writeProfile(profile);
+    withSession([&](ShellSession& session) -> awaitable<void> {
+      co_await session.startShell(home_.path());
+      co_await session.writeStdin("echo first; /bin/pwd\n");
+      EXPECT_EQ(co_await line(session), "first");
+      EXPECT_EQ(co_await line(session), home_.path().string());
+      EXPECT_EQ(session.drainStderr(), "");
+    });
+  }
 }
 
 TEST_P(EachShellTest, givesLinesOfAnyShape) {
