@@ -17,7 +17,9 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.runners", "RpcConnection");
-constexpr std::size_t kTogether = 512 * 1024;  // bytes of lines
+constexpr std::string_view kGivenUp = "the agent was ended: it does not read what it is sent";
+constexpr std::size_t kTogether = 512 * 1024;         // bytes of lines
+constexpr std::size_t kMostUnread = 4 * 1024 * 1024;  // bytes that wait for the program to read them
 
 }  // namespace
 
@@ -139,6 +141,7 @@ awaitable<void> RpcConnection::read(std::shared_ptr<RpcListener> listener) {
   if (hasFailed) co_await shell_.shutdown();
   isConnected_ = false;
   lastWords_ = shell_.drainStderr();
+  if (isGivenUp_) lastWords_ += kGivenUp;
   listener->onDisconnect(lastWords_);
   changed_.notify();
 }
@@ -184,9 +187,16 @@ void RpcConnection::announce(const RpcReply& reply) {
 }
 
 void RpcConnection::write(std::string line) {
+  if (outbox_.size() > kMostUnread) return giveUp();
   outbox_ += line;
   if (std::exchange(isWriting_, true)) return;
   asio::co_spawn(strand_, [self = shared_from_this()] { return self->writeOutbox(); }, [](std::exception_ptr) {});
+}
+
+void RpcConnection::giveUp() {
+  if (std::exchange(isGivenUp_, true)) return;
+  kLog.error("{}", kGivenUp);
+  asio::co_spawn(strand_, [self = shared_from_this()] { return self->close(); }, [](std::exception_ptr) {});
 }
 
 awaitable<void> RpcConnection::writeOutbox() {

@@ -61,6 +61,8 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
   void notify(std::string_view method, json::object params = {});
 
   bool isConnected() const { return isConnected_; }
+  /// Connected to a program whose folder is there, not one that was made anew at its place.
+  bool isUsable() { return isConnected_ && shell_.isUsableInItsFolder(); }
   /// As `ShellSession::drainStderr`.
   std::string drainStderr() { return shell_.drainStderr(); }
 
@@ -82,7 +84,9 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
   awaitable<void> readLines(std::shared_ptr<RpcListener> listener);
   void take(const std::string& line, RpcListener& listener, std::vector<RpcReply>& replies);
   void announce(const RpcReply& reply);
+  /// Ends the program where it leaves too much unread.
   void write(std::string line);
+  void giveUp();
   awaitable<void> writeOutbox();
 
   any_io_executor strand_;
@@ -90,9 +94,10 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
   JsonRpcPeer peer_;
   Signal changed_;  ///< after any change of the state below
   std::map<RpcRequestId, std::shared_ptr<Waiter>> pending_;
-  std::string outbox_;
+  std::string outbox_;     ///< what the program has not begun to read
   std::string lastWords_;  ///< on standard error, of a program that has ended
   bool isWriting_ = false;
+  bool isGivenUp_ = false;
   bool isReading_ = false;
   bool isConnected_ = false;
 };

@@ -130,7 +130,8 @@ awaitable<void> CodexAppServerRunner::ensureRunning(std::shared_ptr<Prompt> prom
 }
 
 bool CodexAppServerRunner::isReady(const std::string& binaryPath) const {
-  return !isStarting_ && connection_ && connection_->isConnected() && binaryPath_ == binaryPath;
+  if (isStarting_ || !connection_ || !connection_->isConnected() || binaryPath_ != binaryPath) return false;
+  return connection_->isUsable() || isServerUsed();
 }
 
 awaitable<void> CodexAppServerRunner::startServer(std::shared_ptr<Prompt> prompt) {

@@ -52,7 +52,7 @@ awaitable<void> CursorAcpRunner::Connection::settle() {
 awaitable<void> CursorAcpRunner::Connection::ensureConnection() {
   const auto prompt = prompt_;
   const std::string commandLine = acpCommandLine(prompt->request.binaryPath, prompt->request.arguments);
-  if (rpc_ && rpc_->isConnected() && session_ == Session::live && commandLine == commandLine_) co_return;
+  if (rpc_ && rpc_->isUsable() && session_ == Session::live && commandLine == commandLine_) co_return;
   if (rpc_) co_await rpc_->close();
   if (prompt->isCancelled) co_return;
 
