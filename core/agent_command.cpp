@@ -28,6 +28,8 @@ std::string AgentCommand::executable(std::string_view path, AgentType agent) {
   return configured.empty() ? std::string(defaultCommandName(agent)) : shellQuoted(configured);
 }
 
+std::vector<std::string> AgentCommand::promptKeywords() { return {kPromptKeywords.begin(), kPromptKeywords.end()}; }
+
 std::string AgentCommand::injectEffortIfNeeded(std::string text) const {
   const bool isKeyword = effort && std::ranges::find(kPromptKeywords, *effort) != kPromptKeywords.end();
   if (!isKeyword || text.contains(*effort)) return text;

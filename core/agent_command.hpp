@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/agent_type.hpp"
 
@@ -28,6 +29,9 @@ struct AgentCommand {
 
   /// The executable word: the configured path, quoted, or the type's command name where it is blank.
   static std::string executable(std::string_view path, AgentType agent);
+
+  /// The efforts that are applied by their words in the prompt, whatever the model.
+  static std::vector<std::string> promptKeywords();
 
   /// The prompt with the keyword of an effort that is applied by its words; other efforts change nothing.
   std::string injectEffortIfNeeded(std::string prompt) const;

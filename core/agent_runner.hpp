@@ -40,6 +40,9 @@ class AgentRunner {
   /// detached.
   virtual awaitable<void> cancel(ConversationId conversationId) = 0;
 
+  /// Ends what is kept for the conversation's next prompt; nothing where one runs, or where nothing is kept.
+  virtual awaitable<void> release(ConversationId /*conversationId*/) { co_return; }
+
   /// Stops every prompt in flight and ends every process the runner holds; what agents detached goes on. Nothing is
   /// sent afterwards.
   virtual awaitable<void> shutdown() = 0;

@@ -1,10 +1,15 @@
 #include "core/agent_runner_store.hpp"
 
+#include <algorithm>
+#include <boost/asio/this_coro.hpp>
 #include <exception>
 #include <utility>
+#include <variant>
 
 #include "core/agent_runner_error.hpp"
+#include "core/store/change_feed.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
+#include "core/store/conversation_model_actor.hpp"
 #include "platform/async/side_by_side.hpp"
 #include "platform/log/log.hpp"
 #include "platform/notifications/notification_center.hpp"
@@ -13,6 +18,12 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.core", "AgentRunnerStore");
+
+/// A project takes its conversations with it.
+bool removesConversations(const Change& change) {
+  return change.operation == ChangeOperation::removed &&
+         (std::holds_alternative<ConversationId>(change.entity) || std::holds_alternative<ProjectId>(change.entity));
+}
 
 }  // namespace
 
@@ -29,6 +40,7 @@ awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent
   const auto prompt = std::make_shared<Prompt>();
   const bool isOnlyOne = inFlight_.try_emplace(id, prompt).second;
   if (isOnlyOne) announceActiveConversations(id);
+  idleShells_.remove(id);
 
   std::optional<std::string> failure;
   std::exception_ptr unrecorded;
@@ -58,6 +70,7 @@ awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent
   }
   const auto reason = failure ? PromptEndReason::failed : PromptEndReason::finished;
   if (markEnded(id, prompt)) notifyPromptFinished(id, reason);
+  if (isOnlyOne) co_await keepLatestShells(id);
   if (unrecorded) std::rethrow_exception(unrecorded);
   co_return reason;
 }
@@ -83,6 +96,7 @@ awaitable<void> AgentRunnerStore::cancelRunner(ConversationId conversationId) {
   } catch (...) {
     error = std::current_exception();
   }
+  idleShells_.remove(conversationId);
   markEnded(conversationId, prompt);
   notifyPromptFinished(conversationId, PromptEndReason::cancelled);
   if (error) std::rethrow_exception(error);
@@ -131,6 +145,44 @@ bool AgentRunnerStore::markEnded(ConversationId conversationId, const std::share
 
 void AgentRunnerStore::announceActiveConversations(ConversationId conversationId) {
   notifications_->post({.name = std::string(kActiveConversationsChanged), .object = conversationId.text()});
+}
+
+awaitable<void> AgentRunnerStore::keepLatestShells(ConversationId used) {
+  if (!shellRunners_.contains(used)) co_return;
+  idleShells_.push_back(used);
+  if (idleShells_.size() <= kMostIdleShells) co_return;
+  const auto oldest = shellRunners_.find(idleShells_.front());
+  idleShells_.pop_front();
+  // Nobody waits for it; the runner itself awaits its end before another prompt.
+  asio::co_spawn(
+      co_await asio::this_coro::executor, [runner = oldest->second, id = oldest->first] { return runner->release(id); },
+      [](std::exception_ptr error) {
+        if (error) kLog.error("a shell that was kept could not be ended");
+      });
+}
+
+awaitable<void> AgentRunnerStore::followRemovals() {
+  if (std::exchange(isFollowingRemovals_, true)) co_return;
+  const auto changes = co_await modelContainer_->changeFeed()->subscribe(co_await asio::this_coro::executor);
+  while (const auto batch = co_await changes->next()) {
+    if (!batch->isIncomplete && std::ranges::none_of(batch->changes, removesConversations)) continue;
+    try {
+      co_await endRunnersOfRemoved();
+    } catch (const std::exception& error) {
+      kLog.error("what removed conversations have left could not be ended: {}", error.what());
+    }
+  }
+}
+
+awaitable<void> AgentRunnerStore::endRunnersOfRemoved() {
+  const auto conversations = ConversationModelActor::make(modelContainer_);
+  for (const auto& [id, runner] : std::map(shellRunners_)) {
+    const bool isThere = (co_await conversations->conversation(id)).has_value();
+    if (isThere || inFlight_.contains(id)) continue;
+    co_await runner->cancel(id);
+    idleShells_.remove(id);
+    shellRunners_.erase(id);
+  }
 }
 
 awaitable<void> AgentRunnerStore::shutdown() {

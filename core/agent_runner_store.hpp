@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <list>
 #include <map>
 #include <memory>
 #include <set>
@@ -22,8 +24,12 @@ inline constexpr std::string_view kPromptEndReasonKey = "ravant_prompt_end_reaso
 /// Posted after any change of `AgentRunnerStore::activeConversations`; the object is the conversation's id.
 inline constexpr std::string_view kActiveConversationsChanged = "ravant_active_conversations_changed";
 
+/// How many conversations' shells are kept for their next prompts.
+inline constexpr std::size_t kMostIdleShells = 8;
+
 /// Hands prompts to the runners: one runner for each conversation of a shell-driven agent, one
-/// shared runner for each other type, made when a conversation first needs it.
+/// shared runner for each other type, made when a conversation first needs it. Of the shells in which no prompt runs,
+/// those that were used last are kept.
 ///
 /// Bound to the interface thread: every operation is called, and resumes, on the interface's
 /// executor. Several conversations run at once.
@@ -48,6 +54,10 @@ class AgentRunnerStore {
   /// Conversations with a prompt in flight.
   std::set<ConversationId> activeConversations() const;
 
+  /// Ends what runs for conversations that are no more, whichever process removed them, until the change feed stops.
+  /// Returns at once where another call does so.
+  awaitable<void> followRemovals();
+
   /// Stops what is in flight, announced as cancelled, and ends every runner's processes, all runners at once. What
   /// agents detached goes on.
   awaitable<void> shutdown();
@@ -62,11 +72,15 @@ class AgentRunnerStore {
   awaitable<void> recordFailure(ConversationId conversationId, std::string description);
   bool markEnded(ConversationId conversationId, const std::shared_ptr<Prompt>& prompt);
   void announceActiveConversations(ConversationId conversationId);
+  awaitable<void> keepLatestShells(ConversationId used);
+  awaitable<void> endRunnersOfRemoved();
 
   std::shared_ptr<ModelContainer> modelContainer_;
   std::shared_ptr<RunnerFactory> factory_;
   std::shared_ptr<NotificationCenter> notifications_;
   std::map<ConversationId, std::shared_ptr<AgentRunner>> shellRunners_;
+  std::list<ConversationId> idleShells_;  ///< the one that was used last is the last
+  bool isFollowingRemovals_ = false;
   std::shared_ptr<AgentRunner> codexRunner_;
   std::shared_ptr<AgentRunner> cursorRunner_;
   std::shared_ptr<AgentRunner> ravantRunner_;

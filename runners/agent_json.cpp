@@ -2,9 +2,17 @@
 
 #include <fmt/ranges.h>
 
+#include <utility>
 #include <vector>
 
+#include "core/token_usage_snapshot.hpp"
+
 namespace ravant {
+namespace {
+
+constexpr std::chrono::hours kLongestWait{24 * 365};
+
+}  // namespace
 
 std::string textAt(const json::object& object, std::string_view key) {
   return std::string(stringAt(object, key).value_or(std::string_view()));
@@ -34,6 +42,21 @@ std::string contentText(const json::value* content) {
     }
   }
   return fmt::format("{}", fmt::join(texts, "\n"));
+}
+
+std::optional<std::chrono::milliseconds> waitAt(const json::object& object, std::string_view key) {
+  const auto wait = readOptionalInt(object, {key});
+  if (!wait || *wait < 0 || std::chrono::milliseconds(*wait) > kLongestWait) return std::nullopt;
+  return std::chrono::milliseconds(*wait);
+}
+
+std::string retryReason(std::string error, const json::object& object, std::string_view attemptKey,
+                        std::string_view mostAttemptsKey) {
+  const auto attempt = readOptionalInt(object, {attemptKey});
+  const auto most = readOptionalInt(object, {mostAttemptsKey});
+  if (!attempt || !most) return error;
+  if (!error.empty()) error += ", ";
+  return std::move(error) + fmt::format("attempt {} of {}", *attempt, *most);
 }
 
 }  // namespace ravant

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -19,5 +20,12 @@ std::optional<std::string_view> firstText(const json::object& object, std::initi
 
 /// A content that is a text, or an array of blocks with texts, which are joined by line breaks.
 std::string contentText(const json::value* content);
+
+/// A wait in milliseconds; nothing where it is none that anybody would keep.
+std::optional<std::chrono::milliseconds> waitAt(const json::object& object, std::string_view key);
+
+/// Why a model is asked again: what failed, and the attempt where the members of these names tell it.
+std::string retryReason(std::string error, const json::object& object, std::string_view attemptKey,
+                        std::string_view mostAttemptsKey);
 
 }  // namespace ravant

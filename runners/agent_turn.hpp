@@ -19,6 +19,13 @@ class AgentTurn {
 
   /// The agent's command has ended: what was held back comes out.
   virtual std::vector<turn::Action> onCommandEnd() = 0;
+
+  /// Of a command that has ended without `Finish` or `Fail` and complained in `standardError`: whether it did so
+  /// because the agent does not know the session it was to resume. The prompt is given once more then, without it.
+  virtual bool isSessionUnknown(std::string_view /*standardError*/) const { return false; }
+
+  /// What a user can do about such a complaint; empty where there is nothing to say.
+  virtual std::string_view advice(std::string_view /*standardError*/) const { return {}; }
 };
 
 }  // namespace ravant

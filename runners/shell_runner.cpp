@@ -9,6 +9,7 @@
 #include "core/agent_command.hpp"
 #include "core/agent_runner_error.hpp"
 #include "core/store/transcript_writer.hpp"
+#include "platform/files/working_folder.hpp"
 #include "platform/log/log.hpp"
 #include "platform/text/uuid.hpp"
 
@@ -31,15 +32,26 @@ AgentCommand makeCommand(AgentType type, const AgentRunRequest& request) {
 
 }  // namespace
 
+struct ShellRunner::Prompt {
+  Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer)
+      : request(std::move(asked)), writer(std::move(modelContainer), request.conversationId) {}
+
+  AgentRunRequest request;
+  TranscriptWriter writer;
+  bool isCancelled = false;
+};
+
+/// The agent's command line in the shell. It can outlive its turn, and its prompt.
 struct ShellRunner::Command {
+  /// `late`: the prompt waits no longer for its end.
+  enum class State { awaited, late, ended };
+
+  std::shared_ptr<Prompt> prompt;
   std::string endMarker;
   std::unique_ptr<AgentTurn> turn;
-  std::shared_ptr<TranscriptWriter> writer;
-  bool isTurnOver = false;
-  bool isLate = false;  ///< nobody waits for it any more
-  bool hasEnded = false;
-  std::optional<std::string> failure;  ///< the agent's own
-  std::exception_ptr error;            ///< while reading or storing
+  State state = State::awaited;
+  std::optional<TurnEnd> turnEnd = {};  ///< nothing until the agent's turn is over
+  std::exception_ptr error = {};        ///< while reading or storing
 };
 
 ShellRunner::ShellRunner(AgentType type, std::shared_ptr<ModelContainer> modelContainer, ShellRunnerOptions options)
@@ -48,50 +60,74 @@ ShellRunner::ShellRunner(AgentType type, std::shared_ptr<ModelContainer> modelCo
       modelContainer_(std::move(modelContainer)),
       options_(std::move(options)),
       shell_(strand(), options_.shell),
-      changed_(strand()) {}
+      changed_(strand()),
+      idle_(strand()) {}
 
 ShellRunner::~ShellRunner() = default;
 
 awaitable<void> ShellRunner::send(AgentRunRequest request) {
   return onActor([this, request = std::move(request)]() mutable -> awaitable<void> {
-    if (isSending_) throw AgentRunnerError(AgentRunnerError::Case::busy);
-    isSending_ = true;
-    isCancelled_ = false;
-    ++sends_;
+    if (prompt_) throw AgentRunnerError(AgentRunnerError::Case::busy);
+    const auto prompt = std::make_shared<Prompt>(std::move(request), modelContainer_);
+    prompt_ = prompt;
 
     std::exception_ptr error;
     try {
       // What an earlier command still says stands in the transcript before the new prompt.
       co_await awaitCommandEnd(options_.commandEndLimit);
       if (command_) co_await stop();
-      const auto writer = std::make_shared<TranscriptWriter>(modelContainer_, request.conversationId);
-      co_await writer->record(
-          request.prompt, type_, [this] { return isCancelled_; }, [&] { return runTurn(std::move(request), writer); });
+      co_await prompt->writer.record(
+          prompt->request.prompt, type_, [prompt] { return prompt->isCancelled; }, [&] { return runTurn(prompt); });
     } catch (...) {
       error = std::current_exception();
     }
-    isSending_ = false;
+    prompt_.reset();
     changed_.notify();
+    endShellWhenIdle();
     if (error) std::rethrow_exception(error);
   });
 }
 
-awaitable<void> ShellRunner::runTurn(AgentRunRequest request, std::shared_ptr<TranscriptWriter> writer) {
+awaitable<void> ShellRunner::runTurn(std::shared_ptr<Prompt> prompt) {
+  AgentRunRequest& request = prompt->request;
   if (resumedSessionId_) request.resumedSessionId = resumedSessionId_;
   resumedSessionId_ = request.resumedSessionId;
   AgentCommand line = makeCommand(type_, request);
   refuseUnfitPrompt(line);
 
-  if (isCancelled_) co_return;
-  co_await shell_.ensureShell(request.workingDirectory);
-  if (isCancelled_) co_return co_await stop();
+  if (prompt->isCancelled) co_return;
+  co_await prepareShell(prompt);
+  if (prompt->isCancelled) co_return co_await stop();
+  const auto command = co_await startCommand(prompt, std::move(line));
+  while (!command->turnEnd && command->state != Command::State::ended) co_await changed_.wait();
+  co_await awaitCommandEnd(options_.commandEndLimit);
+  if (command->state == Command::State::awaited) command->state = Command::State::late;
 
+  if (prompt->isCancelled) co_return;
+  shell_.leaveDetached();
+  if (command->error) std::rethrow_exception(command->error);
+  if (!command->turnEnd) co_return co_await onSilentEnd(command);
+  if (command->turnEnd->failure) throw AgentReportedError(*command->turnEnd->failure);
+}
+
+awaitable<void> ShellRunner::prepareShell(std::shared_ptr<Prompt> prompt) {
+  const std::filesystem::path& folder = prompt->request.workingDirectory;
+  expectFolder(folder);
+  if (shell_.isUsableIn(folder)) co_return;
+  co_await prompt->writer.announce(RunState::Kind::waitingForShell);
+  if (prompt->isCancelled) co_return;
+  co_await shell_.startShell(folder);
+  co_await prompt->writer.announce(RunState::Kind::thinking);
+}
+
+awaitable<std::shared_ptr<ShellRunner::Command>> ShellRunner::startCommand(std::shared_ptr<Prompt> prompt,
+                                                                           AgentCommand line) {
   shell_.drainStderr();
   const auto command =
-      std::make_shared<Command>(Command{.endMarker = line.sentinel,
-                                        .turn = makeTurn(request.resumedSessionId, lastKnownContextWindow_),
-                                        .writer = writer});
-  kLog.debug("{} turn begins conv={}", rawValue(type_), request.conversationId.text());
+      std::make_shared<Command>(Command{.prompt = prompt,
+                                        .endMarker = line.sentinel,
+                                        .turn = makeTurn(prompt->request.resumedSessionId, lastKnownContextWindow_)});
+  kLog.debug("{} turn begins conv={}", rawValue(type_), prompt->request.conversationId.text());
   try {
     co_await shell_.writeStdin(line.commandLine());
   } catch (const std::system_error& error) {
@@ -99,28 +135,25 @@ awaitable<void> ShellRunner::runTurn(AgentRunRequest request, std::shared_ptr<Tr
     throw AgentRunnerError(AgentRunnerError::Case::processDied);
   }
   startReading(command);
-  while (!command->isTurnOver && !command->hasEnded) co_await changed_.wait();
-  co_await awaitCommandEnd(options_.commandEndLimit);
-  command->isLate = true;
+  co_return command;
+}
 
-  if (isCancelled_) co_return;
-  shell_.leaveDetached();
-  if (command->error) std::rethrow_exception(command->error);
-  if (command->failure) throw AgentReportedError(*command->failure);
-  if (command->isTurnOver) co_return;
-  if (shell_.isRunning()) {
-    std::string complaint = shell_.drainStderr();
-    if (!request.resumedSessionId || !isUnknownSession(complaint)) {
-      throw AgentRunnerError::agentExitedSilently(std::move(complaint));
-    }
-    kLog.warning("{} no longer knows the session it was to resume", rawValue(type_));
-    request.resumedSessionId.reset();
-    resumedSessionId_.reset();
-    co_await writer->loseSession();
-    co_return co_await runTurn(std::move(request), std::move(writer));
+awaitable<void> ShellRunner::onSilentEnd(std::shared_ptr<Command> command) {
+  if (!shell_.isRunning()) {
+    co_await stop();
+    throw AgentRunnerError(AgentRunnerError::Case::processDied);
   }
-  co_await stop();
-  throw AgentRunnerError(AgentRunnerError::Case::processDied);
+  std::string complaint = shell_.drainStderr();
+  const auto prompt = command->prompt;
+  if (!prompt->request.resumedSessionId || !command->turn->isSessionUnknown(complaint)) {
+    if (const auto advice = command->turn->advice(complaint); !advice.empty()) complaint.append("\n").append(advice);
+    throw AgentRunnerError::agentExitedSilently(std::move(complaint));
+  }
+  kLog.warning("{} no longer knows the session it was to resume", rawValue(type_));
+  prompt->request.resumedSessionId.reset();
+  resumedSessionId_.reset();
+  co_await prompt->writer.loseSession();
+  co_await runTurn(prompt);
 }
 
 void ShellRunner::startReading(std::shared_ptr<Command> command) {
@@ -128,16 +161,17 @@ void ShellRunner::startReading(std::shared_ptr<Command> command) {
   asio::co_spawn(
       strand(), [self = shared_from_this(), this, command] { return readCommand(command); },
       [self = shared_from_this(), this, command](std::exception_ptr) {
-        command->hasEnded = true;
+        command->state = Command::State::ended;
         command_.reset();
         changed_.notify();
+        endShellWhenIdle();
       });
 }
 
 awaitable<void> ShellRunner::readCommand(std::shared_ptr<Command> command) {
   try {
     co_await readLines(command);
-    if (command->isLate) co_await command->writer->endLate();
+    if (command->state == Command::State::late) co_await command->prompt->writer.endLate();
     co_return;
   } catch (const std::exception& error) {
     kLog.error("the agent's output could not be taken in: {}", error.what());
@@ -177,17 +211,18 @@ awaitable<void> ShellRunner::perform(std::shared_ptr<Command> command, std::vect
     if (const auto* session = std::get_if<turn::SetSession>(entry)) resumedSessionId_ = session->sessionId;
     if (const auto* window = std::get_if<turn::ApplyContextWindow>(entry)) lastKnownContextWindow_ = window->maxTokens;
   }
-  auto end = co_await command->writer->perform(std::move(actions));
+  auto end = co_await command->prompt->writer.perform(std::move(actions));
   if (!end) co_return;
-  command->failure = std::move(end->failure);
-  command->isTurnOver = true;
+  command->turnEnd = std::move(end);
   changed_.notify();
 }
 
 awaitable<void> ShellRunner::awaitCommandEnd(std::chrono::milliseconds limit) {
   const auto command = command_;
   const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (command && !command->hasEnded && std::chrono::steady_clock::now() < deadline) co_await changed_.wait(deadline);
+  while (command && command->state != Command::State::ended && std::chrono::steady_clock::now() < deadline) {
+    co_await changed_.wait(deadline);
+  }
 }
 
 void ShellRunner::refuseUnfitPrompt(const AgentCommand& command) const {
@@ -209,6 +244,10 @@ awaitable<void> ShellRunner::cancel(ConversationId /*conversationId*/) {
   return onActor([this] { return stopSending(); });
 }
 
+awaitable<void> ShellRunner::release(ConversationId /*conversationId*/) {
+  return onActor([this] { return endIdleShell(); });
+}
+
 awaitable<void> ShellRunner::shutdown() {
   return onActor([this] {
     shell_.leaveDetached();
@@ -217,16 +256,34 @@ awaitable<void> ShellRunner::shutdown() {
 }
 
 awaitable<void> ShellRunner::stopSending() {
-  isCancelled_ = true;
-  const auto cancelled = sends_;
+  const auto prompt = prompt_;
+  if (prompt) prompt->isCancelled = true;
   co_await stop();
-  while (isSending_ && sends_ == cancelled) co_await changed_.wait();
+  while (prompt && prompt_ == prompt) co_await changed_.wait();
 }
 
 awaitable<void> ShellRunner::stop() {
+  idle_.cancel();
   const auto command = command_;
   co_await shell_.shutdown();
-  while (command && !command->hasEnded) co_await changed_.wait();
+  while (command && command->state != Command::State::ended) co_await changed_.wait();
+}
+
+void ShellRunner::endShellWhenIdle() {
+  if (!isIdle() || !shell_.isRunning()) return;
+  idle_.expires_after(options_.idleLimit);
+  idle_.async_wait([self = weak_from_this(), this](boost::system::error_code error) {
+    const auto alive = self.lock();
+    if (error || !alive) return;
+    asio::co_spawn(strand(), [alive, this] { return endIdleShell(); }, [](std::exception_ptr) {});
+  });
+}
+
+awaitable<void> ShellRunner::endIdleShell() {
+  if (!isIdle() || !shell_.isRunning()) co_return;
+  kLog.info("the shell of a conversation is ended after idle time");
+  shell_.leaveDetached();
+  co_await stop();
 }
 
 }  // namespace ravant

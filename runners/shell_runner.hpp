@@ -1,11 +1,12 @@
 #pragma once
 
+#include <boost/asio/steady_timer.hpp>
 #include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <vector>
 
 #include "core/agent_runner.hpp"
 #include "core/agent_type.hpp"
@@ -17,17 +18,18 @@
 namespace ravant {
 
 struct AgentCommand;
-class TranscriptWriter;
 
 struct ShellRunnerOptions {
   any_io_executor io;
   ShellOptions shell;
   /// How long the end of a command is waited for once its turn is over.
   std::chrono::milliseconds commandEndLimit{3'000};
+  /// How long a shell is kept while nothing runs in it.
+  std::chrono::milliseconds idleLimit{std::chrono::minutes(30)};
 };
 
 /// Runs the turns of one conversation with an agent's command line, in a login shell that is kept
-/// between turns. What is particular to the agent is its `AgentTurn`.
+/// between turns for a time. What is particular to the agent is its `AgentTurn`.
 ///
 /// The command is read to its end even when the agent's turn is over before that: what comes late is
 /// written into the turn it belongs to, and the next turn begins behind it.
@@ -38,6 +40,7 @@ class ShellRunner : public Actor, public AgentRunner {
 
   awaitable<void> send(AgentRunRequest request) override;
   awaitable<void> cancel(ConversationId conversationId) override;
+  awaitable<void> release(ConversationId conversationId) override;
   awaitable<void> shutdown() override;
 
  protected:
@@ -45,14 +48,14 @@ class ShellRunner : public Actor, public AgentRunner {
   virtual std::unique_ptr<AgentTurn> makeTurn(std::optional<std::string> resumedSessionId,
                                               std::optional<std::int64_t> contextWindow) = 0;
 
-  /// Whether an agent that ended without a word complains in `standardError` that it does not know the session it was
-  /// to resume. The session is forgotten then and the prompt given once more.
-  virtual bool isUnknownSession(std::string_view /*standardError*/) const { return false; }
-
  private:
+  struct Prompt;
   struct Command;
 
-  awaitable<void> runTurn(AgentRunRequest request, std::shared_ptr<TranscriptWriter> writer);
+  awaitable<void> runTurn(std::shared_ptr<Prompt> prompt);
+  awaitable<void> prepareShell(std::shared_ptr<Prompt> prompt);
+  awaitable<std::shared_ptr<Command>> startCommand(std::shared_ptr<Prompt> prompt, AgentCommand line);
+  awaitable<void> onSilentEnd(std::shared_ptr<Command> command);
   void startReading(std::shared_ptr<Command> command);
   awaitable<void> readCommand(std::shared_ptr<Command> command);
   awaitable<void> readLines(std::shared_ptr<Command> command);
@@ -61,16 +64,18 @@ class ShellRunner : public Actor, public AgentRunner {
   void refuseUnfitPrompt(const AgentCommand& command) const;
   awaitable<void> stopSending();
   awaitable<void> stop();
+  bool isIdle() const { return !prompt_ && !command_; }
+  void endShellWhenIdle();
+  awaitable<void> endIdleShell();
 
   AgentType type_;
   std::shared_ptr<ModelContainer> modelContainer_;
   ShellRunnerOptions options_;
   ShellSession shell_;
   Signal changed_;                    ///< after any change of the state below
+  std::shared_ptr<Prompt> prompt_;    ///< the one that is being sent
   std::shared_ptr<Command> command_;  ///< the one in the shell, until it has ended
-  bool isSending_ = false;
-  bool isCancelled_ = false;
-  std::uint64_t sends_ = 0;
+  asio::steady_timer idle_;
   std::optional<std::string> resumedSessionId_;
   std::optional<std::int64_t> lastKnownContextWindow_;
 };

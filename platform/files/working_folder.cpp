@@ -1,5 +1,6 @@
 #include "platform/files/working_folder.hpp"
 
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,12 +10,13 @@ namespace ravant {
 
 void expectFolder(const std::filesystem::path& folder) {
   std::error_code error;
-  if (!std::filesystem::is_directory(folder, error) && !error) {
-    error = std::make_error_code(std::filesystem::exists(folder) ? std::errc::not_a_directory
-                                                                 : std::errc::no_such_file_or_directory);
+  const auto kind = std::filesystem::status(folder, error).type();
+  if (kind == std::filesystem::file_type::not_found) {
+    throw WorkingFolderError(fmt::format("the folder {} is gone; put it back, or choose another one", folder.string()));
   }
+  if (!error && kind != std::filesystem::file_type::directory) error = std::make_error_code(std::errc::not_a_directory);
   if (!error && ::access(folder.c_str(), X_OK) != 0) error.assign(errno, std::generic_category());
-  if (error) throw std::system_error(error, folder.string());
+  if (error) throw WorkingFolderError(fmt::format("{} cannot be worked in: {}", folder.string(), error.message()));
 }
 
 }  // namespace ravant

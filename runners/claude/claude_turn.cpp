@@ -6,6 +6,11 @@
 #include "platform/text/text.hpp"
 
 namespace ravant {
+namespace {
+
+constexpr std::string_view kNotAsRoot = "cannot be used with root";
+
+}  // namespace
 
 std::vector<turn::Action> ClaudeTurn::onLine(std::string_view text) {
   Actions actions;
@@ -22,6 +27,9 @@ std::vector<turn::Action> ClaudeTurn::onLine(std::string_view text) {
   std::visit(Overloaded{[&](const claude::AssistantLine& event) { ingestClaudeAssistantMessage(event, text, actions); },
                         [&](const claude::UserLine& event) { ingestClaudeUserMessage(event, actions); },
                         [&](const claude::CompactBoundaryLine& event) { ingestClaudeSystemLine(event, text, actions); },
+                        [&](const claude::RetryLine& event) {
+                          actions.emplace_back(turn::Retry{.reason = event.reason, .after = event.after});
+                        },
                         [&](const claude::ResultLine& event) { ingestClaudeResultLine(event, text, actions); }},
              *line->event);
   return actions;
@@ -31,6 +39,12 @@ std::vector<turn::Action> ClaudeTurn::onCommandEnd() {
   Actions actions;
   showHeldBack(actions);
   return actions;
+}
+
+std::string_view ClaudeTurn::advice(std::string_view standardError) const {
+  if (!standardError.contains(kNotAsRoot)) return {};
+  return "Claude Code does not run as root unless it is told that this machine is a sandbox. If it is one, run: ravant "
+         "settings set claude.asRoot true. Otherwise run Ravant as another user.";
 }
 
 void ClaudeTurn::ingestClaudeAssistantMessage(const claude::AssistantLine& message, std::string_view line,
@@ -45,8 +59,13 @@ void ClaudeTurn::ingestClaudeAssistantMessage(const claude::AssistantLine& messa
                                                       .input = use->input});
       continue;
     }
-    const std::string& text = std::get<claude::TextBlock>(block).text;
+    const auto* thinking = std::get_if<claude::ThinkingBlock>(&block);
+    const std::string& text = thinking ? thinking->text : std::get<claude::TextBlock>(block).text;
     if (message.isOfSubagent || trimmed(text).empty()) continue;
+    if (thinking) {
+      actions.emplace_back(turn::Grow{.text = text, .isNewMessage = true, .kind = GrowthKind::reasoning});
+      continue;
+    }
     turn::AppendAgentMessage shown{.rawJSON = std::string(line),
                                    .text = text,
                                    .agentModel = message.model,
@@ -89,14 +108,16 @@ void ClaudeTurn::ingestClaudeResultLine(const claude::ResultLine& result, std::s
   }
   if (std::exchange(isOver_, true)) return showHeldBack(actions);
   correctOutputCount(result, actions);
-  if (result.isUnknownSession) {
-    sessionId_.reset();
-    actions.emplace_back(turn::SetSession{std::nullopt});
+  if (result.isUnknownSession && sessionId_) {
+    // The prompt is given again: the turn has no end here.
+    isSessionUnknown_ = true;
+    return;
   }
   if (result.isError) {
     if (heldBack_ && heldBack_->text == result.failure) heldBack_.reset();
     showHeldBack(actions);
-    actions.emplace_back(turn::Fail{result.failure});
+    actions.emplace_back(
+        turn::Fail{.text = result.failure, .cause = result.isLimit ? FailureCause::limit : FailureCause::error});
     return;
   }
   showHeldBack(actions);

@@ -20,6 +20,8 @@ class ClaudeTurn final : public AgentTurn {
 
   std::vector<turn::Action> onLine(std::string_view line) override;
   std::vector<turn::Action> onCommandEnd() override;
+  bool isSessionUnknown(std::string_view /*standardError*/) const override { return isSessionUnknown_; }
+  std::string_view advice(std::string_view standardError) const override;
 
  private:
   using Actions = std::vector<turn::Action>;
@@ -39,6 +41,7 @@ class ClaudeTurn final : public AgentTurn {
   std::optional<turn::ApplyUsage> lastUsage_;
   bool hasSeveralReplies_ = false;
   bool hasShownMessage_ = false;
+  bool isSessionUnknown_ = false;
   bool isOver_ = false;
 };
 

@@ -9,6 +9,8 @@ namespace {
 
 constexpr std::string_view kUnknownSession = "No conversation found with session ID";
 constexpr std::string_view kSyntheticModel = "<synthetic>";
+constexpr std::string_view kErrors = "error_";      // before the name of a result that is none
+constexpr std::string_view kLimits = "error_max_";  // of these, the ones that are limits
 
 std::vector<AssistantBlock> assistantBlocks(const json::object& message) {
   std::vector<AssistantBlock> blocks;
@@ -21,6 +23,8 @@ std::vector<AssistantBlock> assistantBlocks(const json::object& message) {
     const auto type = stringAt(*block, "type");
     if (type == "text") {
       if (auto text = optionalTextAt(*block, "text")) blocks.emplace_back(TextBlock{std::move(*text)});
+    } else if (type == "thinking") {
+      if (auto text = optionalTextAt(*block, "thinking")) blocks.emplace_back(ThinkingBlock{std::move(*text)});
     } else if (type == "tool_use") {
       const json::value* input = block->if_contains("input");
       blocks.emplace_back(ToolUseBlock{
@@ -68,8 +72,19 @@ std::string failureText(const json::object& line) {
   return errors.empty() ? textAt(line, "subtype") : fmt::format("{}", fmt::join(errors, "\n"));
 }
 
+RetryLine parseRetry(const json::object& line) {
+  std::string error = textAt(line, "error");
+  if (const auto status = readOptionalInt(line, {"error_status"})) {
+    error += fmt::format("{}status {}", error.empty() ? "" : ", ", *status);
+  }
+  return {.reason = retryReason(std::move(error), line, "attempt", "max_retries"),
+          .after = waitAt(line, "retry_delay_ms")};
+}
+
 ResultLine parseResult(const json::object& line) {
-  ResultLine parsed{.isError = boolAt(line, "is_error").value_or(false),
+  const std::string_view subtype = stringAt(line, "subtype").value_or(std::string_view());
+  ResultLine parsed{.isError = boolAt(line, "is_error").value_or(false) || subtype.starts_with(kErrors),
+                    .isLimit = subtype.starts_with(kLimits),
                     .reply = textAt(line, "result"),
                     .contextWindow = TokenUsageSnapshot::claudeContextWindow(line.if_contains("modelUsage"))};
   if (const json::object* usage = objectAt(line, "usage")) {
@@ -98,6 +113,8 @@ std::optional<Line> parseLine(JsonLineParser& parser, std::string_view text,
     parsed.event = parseUser(*message);
   } else if (type == "result") {
     parsed.event = parseResult(*line);
+  } else if (type == "system" && stringAt(*line, "subtype") == "api_retry") {
+    parsed.event = parseRetry(*line);
   } else if (type == "system" && stringAt(*line, "subtype") == "compact_boundary") {
     const json::object* metadata = objectAt(*line, "compact_metadata");
     parsed.event = CompactBoundaryLine{metadata ? optionalTextAt(*metadata, "trigger") : std::nullopt};

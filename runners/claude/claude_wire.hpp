@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,7 +26,11 @@ struct ToolUseBlock {
   std::string input;  ///< a JSON object
   bool operator==(const ToolUseBlock&) const = default;
 };
-using AssistantBlock = std::variant<TextBlock, ToolUseBlock>;
+struct ThinkingBlock {
+  std::string text;
+  bool operator==(const ThinkingBlock&) const = default;
+};
+using AssistantBlock = std::variant<TextBlock, ToolUseBlock, ThinkingBlock>;
 
 /// One content block of a reply, or several; lines of one reply share its id.
 struct AssistantLine {
@@ -51,8 +56,15 @@ struct CompactBoundaryLine {
   std::optional<std::string> trigger;
 };
 
+/// A request to the model failed and is made again.
+struct RetryLine {
+  std::string reason;
+  std::optional<std::chrono::milliseconds> after;
+};
+
 struct ResultLine {
   bool isError = false;
+  bool isLimit = false;                       ///< of an error: the run reached a limit that it was given
   std::string reply;                          ///< the last reply, or the program's own words
   std::string failure;                        ///< why the run failed
   std::optional<std::int64_t> outputTokens;   ///< of the whole run
@@ -63,7 +75,7 @@ struct ResultLine {
 struct Line {
   std::optional<std::string> sessionId;
   /// Nothing for a line that only carries the session.
-  std::optional<std::variant<AssistantLine, UserLine, CompactBoundaryLine, ResultLine>> event;
+  std::optional<std::variant<AssistantLine, UserLine, CompactBoundaryLine, RetryLine, ResultLine>> event;
 };
 
 /// Nothing for a line that is no JSON object. `contextWindow` is what usage is scaled to, in tokens.

@@ -9,8 +9,4 @@ std::unique_ptr<AgentTurn> PiShellRunner::makeTurn(std::optional<std::string> re
   return std::make_unique<PiTurn>(std::move(resumedSessionId));
 }
 
-bool PiShellRunner::isUnknownSession(std::string_view standardError) const {
-  return standardError.contains("No session found matching");
-}
-
 }  // namespace ravant

@@ -15,7 +15,6 @@ class PiShellRunner final : public ShellRunner {
  private:
   std::unique_ptr<AgentTurn> makeTurn(std::optional<std::string> resumedSessionId,
                                       std::optional<std::int64_t> contextWindow) override;
-  bool isUnknownSession(std::string_view standardError) const override;
 };
 
 }  // namespace ravant

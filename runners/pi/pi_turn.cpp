@@ -2,16 +2,29 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "core/overloaded.hpp"
-#include "platform/log/log.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant {
 namespace {
 
-constexpr Log kLog("com.ravant.runners", "PiTurn");
+std::optional<turn::Fail> failureOf(const pi::AssistantMessage& message) {
+  using Break = pi::AssistantMessage::Break;
+  if (message.brokenBy == Break::none) return std::nullopt;
+  return turn::Fail{.text = message.failure,
+                    .cause = message.brokenBy == Break::limit ? FailureCause::limit : FailureCause::error};
+}
+
+/// Whether something of the message stands in the transcript as its text.
+bool hasText(const pi::AssistantMessage& message) {
+  return std::ranges::any_of(message.blocks, [](const auto& block) {
+    const auto* text = std::get_if<pi::TextBlock>(&block);
+    return text && !trimmed(text->text).empty();
+  });
+}
 
 }  // namespace
 
@@ -24,6 +37,7 @@ std::vector<turn::Action> PiTurn::onLine(std::string_view line) {
                           sessionId_ = session.id;
                           actions.emplace_back(turn::SetSession{sessionId_});
                         },
+                        [&](const pi::MessageStart& start) { growingModel_ = start.model; },
                         [&](const pi::TextDelta& delta) { ingestPiTextDelta(delta, line, actions); },
                         [&](const pi::AssistantMessage& message) { ingestPiMessageEnd(message, line, actions); },
                         [&](const pi::ToolResult& result) { ingestPiToolEnd(result, actions); },
@@ -34,12 +48,12 @@ std::vector<turn::Action> PiTurn::onLine(std::string_view line) {
                                                         : "Context compacted"});
                         },
                         [&](const pi::RetryStart& retry) {
-                          kLog.info("the agent tries again after an error, attempt {} of {}", retry.attempt,
-                                    retry.maxAttempts);
+                          actions.emplace_back(turn::Retry{.reason = retry.reason, .after = retry.after});
                         },
                         [&](const pi::RetryEnd& retry) {
-                          if (!retry.success && retry.finalError) error_ = retry.finalError;
+                          if (!retry.success && retry.finalError) failure_ = turn::Fail{*retry.finalError};
                         },
+                        [&](const pi::AgentStart&) { hasAgentEnded_ = false; },
                         [&](const pi::AgentEnd& end) { hasAgentEnded_ = !end.willRetry; },
                         [&](const pi::AgentSettled&) { finish(actions); }},
              *event);
@@ -49,15 +63,21 @@ std::vector<turn::Action> PiTurn::onLine(std::string_view line) {
 std::vector<turn::Action> PiTurn::onCommandEnd() {
   Actions actions;
   flushGrowingTexts(actions);
-  if (hasAgentEnded_ || error_) {
-    finish(actions);
-  } else if (usage_) {
-    actions.emplace_back(*std::exchange(usage_, std::nullopt));
-  }
+  flushUsage(actions);
+  if (hasAgentEnded_ || failure_) finish(actions);
   return actions;
 }
 
+bool PiTurn::isSessionUnknown(std::string_view standardError) const {
+  return standardError.contains("No session found matching");
+}
+
 void PiTurn::ingestPiTextDelta(const pi::TextDelta& delta, std::string_view line, Actions& actions) {
+  if (delta.kind == pi::TextDelta::Kind::thinking) {
+    const bool isFirst = growingThoughts_.insert(delta.contentIndex).second;
+    actions.emplace_back(turn::Grow{.text = delta.text, .isNewMessage = isFirst, .kind = GrowthKind::reasoning});
+    return;
+  }
   const auto [growing, isNew] = growingTexts_.try_emplace(delta.contentIndex);
   if (isNew) growing->second.line = line;
   growing->second.text += delta.text;
@@ -67,12 +87,21 @@ void PiTurn::ingestPiTextDelta(const pi::TextDelta& delta, std::string_view line
 void PiTurn::flushGrowingTexts(Actions& actions) {
   for (auto& [place, growing] : std::exchange(growingTexts_, {})) {
     if (trimmed(growing.text).empty()) continue;
-    actions.emplace_back(turn::AppendAgentMessage{.rawJSON = std::move(growing.line), .text = std::move(growing.text)});
+    actions.emplace_back(turn::AppendAgentMessage{
+        .rawJSON = std::move(growing.line), .text = std::move(growing.text), .agentModel = growingModel_});
   }
 }
 
+void PiTurn::flushUsage(Actions& actions) {
+  if (usage_) actions.emplace_back(*std::exchange(usage_, std::nullopt));
+}
+
 void PiTurn::ingestPiMessageEnd(const pi::AssistantMessage& message, std::string_view line, Actions& actions) {
+  if (message.model) growingModel_ = message.model;
+  // A message that broke off can end blank: what it had come to is what there is of it.
+  if (!hasText(message)) flushGrowingTexts(actions);
   growingTexts_.clear();
+  growingThoughts_.clear();
   for (const auto& block : message.blocks) {
     if (const auto* call = std::get_if<pi::ToolCallBlock>(&block)) {
       toolResults_.erase(call->id);
@@ -90,7 +119,7 @@ void PiTurn::ingestPiMessageEnd(const pi::AssistantMessage& message, std::string
                                                   .agentModel = message.model,
                                                   .providerMessageId = message.responseId});
   }
-  error_ = message.error;
+  failure_ = failureOf(message);
   if (message.usage) usage_ = turn::ApplyUsage{.providerMessageId = message.responseId, .snapshot = *message.usage};
 }
 
@@ -104,9 +133,9 @@ void PiTurn::ingestPiToolEnd(const pi::ToolResult& result, Actions& actions) {
 
 void PiTurn::finish(Actions& actions) {
   if (std::exchange(isOver_, true)) return;
-  if (usage_) actions.emplace_back(*std::exchange(usage_, std::nullopt));
-  if (error_) {
-    actions.emplace_back(turn::Fail{*error_});
+  flushUsage(actions);
+  if (failure_) {
+    actions.emplace_back(*failure_);
   } else {
     actions.emplace_back(turn::Finish{});
   }

@@ -14,7 +14,7 @@ namespace ravant {
 /// One turn of Pi.
 ///
 /// The turn is over when the agent has settled; versions before 0.87 do not say so, and their turn is over with their
-/// command, if the agent had ended. What was begun and never completed is stored as far as it came. An error is held
+/// command, if the agent had ended. What was begun and never completed is stored as far as it came. A failure is held
 /// back until it is known that it is not tried again. The turn's usage is that of its last message.
 class PiTurn final : public AgentTurn {
  public:
@@ -22,6 +22,7 @@ class PiTurn final : public AgentTurn {
 
   std::vector<turn::Action> onLine(std::string_view line) override;
   std::vector<turn::Action> onCommandEnd() override;
+  bool isSessionUnknown(std::string_view standardError) const override;
 
  private:
   using Actions = std::vector<turn::Action>;
@@ -34,6 +35,7 @@ class PiTurn final : public AgentTurn {
 
   void ingestPiTextDelta(const pi::TextDelta& delta, std::string_view line, Actions& actions);
   void flushGrowingTexts(Actions& actions);
+  void flushUsage(Actions& actions);
   void ingestPiMessageEnd(const pi::AssistantMessage& message, std::string_view line, Actions& actions);
   void ingestPiToolEnd(const pi::ToolResult& result, Actions& actions);
   void finish(Actions& actions);
@@ -41,9 +43,11 @@ class PiTurn final : public AgentTurn {
   JsonLineParser parser_;
   std::optional<std::string> sessionId_;
   std::map<std::int64_t, GrowingText> growingTexts_;  ///< by their places in the message
+  std::set<std::int64_t> growingThoughts_;            ///< the places of those that were begun
+  std::optional<std::string> growingModel_;           ///< which writes the message
   std::set<std::string> toolResults_;                 ///< the calls that have one; each is told twice
   std::optional<turn::ApplyUsage> usage_;
-  std::optional<std::string> error_;
+  std::optional<turn::Fail> failure_;
   bool hasAgentEnded_ = false;
   bool isOver_ = false;
 };

@@ -32,10 +32,21 @@ AssistantMessage parseAssistant(const json::object& message) {
     }
   }
   if (const json::object* usage = objectAt(message, "usage")) parsed.usage = TokenUsageSnapshot::fromPiUsage(*usage);
-  if (stringAt(message, "stopReason") == "error") {
-    parsed.error = optionalTextAt(message, "errorMessage").value_or("the model's reply ended with an error");
+  const auto stopReason = stringAt(message, "stopReason");
+  if (stopReason == "error") {
+    parsed.brokenBy = AssistantMessage::Break::error;
+    parsed.failure = optionalTextAt(message, "errorMessage").value_or("the model's reply ended with an error");
+  } else if (stopReason == "length") {
+    parsed.brokenBy = AssistantMessage::Break::limit;
+    parsed.failure = "the agent stopped: the model's limit of tokens was reached (length)";
   }
   return parsed;
+}
+
+std::optional<Event> parseMessageStart(const json::object& line) {
+  const json::object* message = objectAt(line, "message");
+  if (!message || stringAt(*message, "role") != "assistant") return std::nullopt;
+  return MessageStart{optionalTextAt(*message, "model")};
 }
 
 std::optional<Event> parseMessageEnd(const json::object& line) {
@@ -51,8 +62,17 @@ std::optional<Event> parseMessageEnd(const json::object& line) {
 
 std::optional<Event> parseMessageUpdate(const json::object& line) {
   const json::object* event = objectAt(line, "assistantMessageEvent");
-  if (!event || stringAt(*event, "type") != "text_delta") return std::nullopt;
-  return TextDelta{.contentIndex = readInt(*event, {"contentIndex"}, 0), .text = textAt(*event, "delta")};
+  if (!event) return std::nullopt;
+  const auto type = stringAt(*event, "type");
+  if (type != "text_delta" && type != "thinking_delta") return std::nullopt;
+  return TextDelta{.kind = type == "text_delta" ? TextDelta::Kind::text : TextDelta::Kind::thinking,
+                   .contentIndex = readInt(*event, {"contentIndex"}, 0),
+                   .text = textAt(*event, "delta")};
+}
+
+RetryStart parseRetryStart(const json::object& line) {
+  return {.reason = retryReason(textAt(line, "errorMessage"), line, "attempt", "maxAttempts"),
+          .after = waitAt(line, "delayMs")};
 }
 
 ToolResult parseToolEnd(const json::object& line) {
@@ -69,17 +89,17 @@ std::optional<Event> parseLine(JsonLineParser& parser, std::string_view text) {
   if (!line) return std::nullopt;
   const std::string_view type = stringAt(*line, "type").value_or(std::string_view());
   if (type == "session") return SessionLine{textAt(*line, "id")};
+  if (type == "message_start") return parseMessageStart(*line);
   if (type == "message_update") return parseMessageUpdate(*line);
   if (type == "message_end") return parseMessageEnd(*line);
   if (type == "tool_execution_end") return parseToolEnd(*line);
   if (type == "compaction_start") return CompactionStart{optionalTextAt(*line, "reason")};
-  if (type == "auto_retry_start") {
-    return RetryStart{.attempt = readInt(*line, {"attempt"}, 0), .maxAttempts = readInt(*line, {"maxAttempts"}, 0)};
-  }
+  if (type == "auto_retry_start") return parseRetryStart(*line);
   if (type == "auto_retry_end") {
     return RetryEnd{.success = boolAt(*line, "success").value_or(false),
                     .finalError = optionalTextAt(*line, "finalError")};
   }
+  if (type == "agent_start") return AgentStart{};
   if (type == "agent_end") return AgentEnd{boolAt(*line, "willRetry").value_or(false)};
   if (type == "agent_settled") return AgentSettled{};
   return std::nullopt;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -28,16 +29,28 @@ struct ToolCallBlock {
   std::string arguments;  ///< a JSON object
 };
 
+/// The agent's model begins to write a message.
+struct MessageStart {
+  std::optional<std::string> model;
+};
+
 struct AssistantMessage {
+  /// Why a message is not whole.
+  enum class Break { none, error, limit };
+
   std::optional<std::string> model;
   std::optional<std::string> responseId;
   std::vector<std::variant<TextBlock, ToolCallBlock>> blocks;
   std::optional<TokenUsageSnapshot> usage;
-  std::optional<std::string> error;  ///< the message broke off with it
+  Break brokenBy = Break::none;
+  std::string failure;  ///< the words of the break
 };
 
-/// A text of the message that is being written grows.
+/// A text of the message that is being written grows, or what the model thinks before it.
 struct TextDelta {
+  enum class Kind { text, thinking };
+
+  Kind kind = Kind::text;
   std::int64_t contentIndex = 0;
   std::string text;
 };
@@ -54,14 +67,16 @@ struct CompactionStart {
 
 /// The agent tries again after an error.
 struct RetryStart {
-  std::int64_t attempt = 0;
-  std::int64_t maxAttempts = 0;
+  std::string reason;
+  std::optional<std::chrono::milliseconds> after;
 };
 struct RetryEnd {
   bool success = false;
   std::optional<std::string> finalError;
 };
 
+/// The agent begins, or goes on after it was done.
+struct AgentStart {};
 /// The agent is done, unless it tries again.
 struct AgentEnd {
   bool willRetry = false;
@@ -69,8 +84,8 @@ struct AgentEnd {
 /// Nothing more comes.
 struct AgentSettled {};
 
-using Event = std::variant<SessionLine, TextDelta, AssistantMessage, ToolResult, CompactionStart, RetryStart, RetryEnd,
-                           AgentEnd, AgentSettled>;
+using Event = std::variant<SessionLine, MessageStart, TextDelta, AssistantMessage, ToolResult, CompactionStart,
+                           RetryStart, RetryEnd, AgentStart, AgentEnd, AgentSettled>;
 
 /// Nothing for a line that is none of these.
 std::optional<Event> parseLine(JsonLineParser& parser, std::string_view line);

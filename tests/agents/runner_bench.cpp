@@ -75,6 +75,8 @@ std::string RunnerBench::send(std::string program, std::string prompt) {
 
 awaitable<void> RunnerBench::cancel() { return runner_->cancel(conversation_); }
 
+awaitable<void> RunnerBench::release() { return runner_->release(conversation_); }
+
 void RunnerBench::loseConversation() { store_.container->connect().execute("DELETE FROM conversation"); }
 
 void RunnerBench::append(std::vector<TranscriptAction> actions) {

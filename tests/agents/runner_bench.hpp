@@ -32,6 +32,7 @@ class RunnerBench {
   awaitable<std::string> outcomeOf(AgentRunRequest request);
   std::string send(std::string program, std::string prompt);
   awaitable<void> cancel();
+  awaitable<void> release();
   /// Deletes the conversation as no Ravant does while a prompt runs in it.
   void loseConversation();
   /// As another process does between two prompts.

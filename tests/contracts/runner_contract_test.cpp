@@ -18,6 +18,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::MatchesRegex;
+using testing::Not;
 using testing::StartsWith;
 
 /// What every runner does alike, whatever its agent speaks.
@@ -158,6 +159,26 @@ TEST_P(ShellRunnerContractTest, aShellThatDiesFailsTheTurnAndTheNextPromptRuns) 
   }
 }
 
+TEST_P(ShellRunnerContractTest, theStartOfTheShellIsAnnouncedWhereThereIsOne) {
+  FakeAgent replying = agentThat("reply");
+  RunnerBench bench = makeBench();
+  const std::string program = replying.program();
+  const auto changes = bench.await(bench.subscribe());
+  const auto announcedBy = [&](std::string prompt) {
+    EXPECT_EQ(bench.send(program, std::move(prompt)), "finished");
+    std::vector<RunState::Kind> kinds;
+    for (const Change& change : bench.await(changes->next())->changes) {
+      if (change.state) kinds.push_back(change.state->kind);
+    }
+    return kinds;
+  };
+  const auto first = announcedBy("one");
+  const auto waiting = std::ranges::find(first, RunState::Kind::waitingForShell);
+  ASSERT_NE(waiting, first.end());
+  EXPECT_EQ(std::vector(waiting + 1, first.end()), std::vector{RunState::Kind::thinking});
+  EXPECT_THAT(announcedBy("two"), Not(Contains(RunState::Kind::waitingForShell)));
+}
+
 TEST_P(RunnerContractTest, anAgentThatIsNotThereIsNamed) {
   FakeAgent replying = agentThat("reply");
   for (const std::string shell : {"/bin/bash", "/bin/zsh", "/bin/dash"}) {
@@ -277,13 +298,14 @@ TEST_P(ServerRunnerContractTest, aServerThatLeavesWhileItIsPreparedFailsTheTurnA
   }
 }
 
-TEST_P(ServerRunnerContractTest, aSessionThatIsGoneIsReplacedAndTheTranscriptSaysSo) {
+TEST_P(RunnerContractTest, aSessionThatIsGoneIsReplacedAndTheTranscriptSaysSo) {
   FakeAgent agent = agentThat("unknown_session");
   RunnerBench bench = makeBench();
   AgentRunRequest request = bench.request(agent.program(), "prompt");
   request.resumedSessionId = "session-gone";
   EXPECT_EQ(bench.await(bench.outcomeOf(request)), "finished");
   EXPECT_THAT(bench.texts(), ElementsAre("prompt", HasSubstr("begins anew"), "A new beginning."));
+  EXPECT_THAT(agent.invocations().back(), Not(Contains("session-gone")));
   EXPECT_THAT(bench.request("", "").resumedSessionId, testing::AnyOf("thread-1", "session-1"));
 }
 
@@ -304,11 +326,23 @@ TEST_P(RunnerContractTest, aMissingFolderIsNamedAndThePromptKept) {
   RunnerBench bench = makeBench();
   bench.project = bench.home() / "moved away";
   EXPECT_EQ(bench.send(replying.program(1), "prompt"),
-            fmt::format("failed: {}: No such file or directory", bench.project.string()));
+            fmt::format("failed: the folder {} is gone; put it back, or choose another one", bench.project.string()));
   EXPECT_THAT(bench.texts(), ElementsAre("prompt"));
 
   std::filesystem::create_directory(bench.project);
   EXPECT_EQ(bench.send(replying.program(1), "again"), "finished");
+}
+
+TEST_P(RunnerContractTest, aFolderThatWasMadeAnewIsTheOneThatTheAgentRunsIn) {
+  FakeAgent replying = agentThat("reply");
+  RunnerBench bench = makeBench();
+  const std::string program = replying.program();
+  EXPECT_EQ(bench.send(program, "one"), "finished");
+  std::filesystem::remove(bench.project);
+  EXPECT_THAT(bench.send(program, "two"), HasSubstr("is gone"));
+  std::filesystem::create_directory(bench.project);
+  EXPECT_EQ(bench.send(program, "three"), "finished");
+  EXPECT_THAT(replying.workingDirectories(), ElementsAre(bench.project, bench.project));
 }
 
 TEST_P(RunnerContractTest, aShellThatIsNoneIsNamedAndThePromptKept) {

@@ -1,5 +1,6 @@
 #include "core/agent_runner_store.hpp"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <boost/asio/detached.hpp>
@@ -36,6 +37,10 @@ class FakeRunner final : public AgentRunner {
     end(conversationId);
     co_return;
   }
+  awaitable<void> release(ConversationId /*conversationId*/) override {
+    ++released;
+    co_return;
+  }
   awaitable<void> shutdown() override {
     isShutDown = true;
     running.clear();
@@ -56,6 +61,7 @@ class FakeRunner final : public AgentRunner {
   std::optional<std::string> failure;
   int sent = 0;
   int cancelled = 0;
+  int released = 0;
   bool isShutDown = false;
   FakeRunner* partner = nullptr;  ///< whose shutdown has to begin before this one's ends
   bool endedWithPartner = false;
@@ -204,6 +210,45 @@ TEST_F(Dispatch, endsItsRunnersSideBySide) {
   for (const auto& made : factory->made) EXPECT_TRUE(made->endedWithPartner);
   EXPECT_THAT(reasons, ElementsAre(PromptEndReason::cancelled, PromptEndReason::cancelled));
   EXPECT_THAT(announced(), testing::UnorderedElementsAre(first.text() + " cancelled", second.text() + " cancelled"));
+}
+
+TEST_F(Dispatch, keepsTheShellsThatWereUsedLast) {
+  const auto finishPrompt = [this](ConversationId id, std::size_t runner) {
+    const std::size_t count = reasons.size() + 1;
+    send(id);
+    factory->made.at(runner)->end(id);
+    runUntilReasons(count);
+    pollUntilIdle();
+  };
+  std::vector<ConversationId> conversations;
+  for (std::size_t i = 0; i <= kMostIdleShells; ++i) {
+    conversations.push_back(store.makeConversation(AgentType::claude, fmt::format("/project {}", i)));
+  }
+  for (std::size_t i = 0; i < kMostIdleShells; ++i) finishPrompt(conversations[i], i);
+  finishPrompt(conversations[0], 0);
+  for (const auto& runner : factory->made) EXPECT_EQ(runner->released, 0);
+  finishPrompt(conversations[kMostIdleShells], kMostIdleShells);
+  for (std::size_t i = 0; i <= kMostIdleShells; ++i) EXPECT_EQ(factory->made[i]->released, i == 1 ? 1 : 0) << i;
+}
+
+TEST_F(Dispatch, endsWhatRemovedConversationsAndProjectsHaveLeft) {
+  const ConversationId kept = store.makeConversation(AgentType::claude, "/kept");
+  asio::co_spawn(loop, dispatcher.followRemovals(), asio::detached);
+  const std::vector<ConversationId> conversations = {first, second, kept};
+  for (std::size_t i = 0; i < conversations.size(); ++i) {
+    send(conversations[i]);
+    factory->made.at(i)->end(conversations[i]);
+    runUntilReasons(i + 1);
+  }
+  OpenStore another(folder.path());
+  run(another.conversations->deleteConversation(first));
+  run(another.projects->remove(store.conversation(second).project));
+  loop.restart();
+  while (factory->made[0]->cancelled + factory->made[1]->cancelled < 2 && loop.run_one() > 0) {
+  }
+  EXPECT_EQ(factory->made[0]->cancelled, 1);
+  EXPECT_EQ(factory->made[1]->cancelled, 1);
+  EXPECT_EQ(factory->made[2]->cancelled, 0);
 }
 
 TEST_F(Dispatch, keepsARunnerForEachShellConversationAndOneForEachOtherType) {

@@ -128,14 +128,14 @@ INSTANTIATE_TEST_SUITE_P(
         Turn{"isNoThreadWhereItHasItsName", {R"({"thread_id":"no","session_id":"new"})"}, {SetSession{"new"}}},
         Turn{"isAThreadWhereItIsNoText", {R"({"session_id":7,"thread_id":"new"})"}, {SetSession{"new"}}},
         Turn{"isStoredBeforeWhatTheLineSays", {kHello}, {SetSession{"s"}, shown(kHello, "Hello.")}, std::nullopt},
-        Turn{"isForgottenByAnAgentThatDoesNotKnowIt",
+        Turn{"endsNoTurnWhereTheAgentDoesNotKnowIt",
              {result(R"("is_error":true,"errors":["No conversation found with session ID: s"])")},
-             {SetSession{std::nullopt}, Fail{"No conversation found with session ID: s"}}},
+             {}},
         Turn{"isNotLearntFromTheLineThatDoesNotKnowIt",
              {R"({"type":"result","session_id":"old","is_error":true,)"
               R"("errors":["No conversation found with session ID"]})",
               R"({"session_id":"new"})"},
-             {SetSession{std::nullopt}, Fail{"No conversation found with session ID"}, SetSession{"new"}},
+             {Fail{"No conversation found with session ID"}, SetSession{"new"}},
              std::nullopt}),
     [](const auto& info) { return info.param.name; });
 
@@ -168,6 +168,13 @@ INSTANTIATE_TEST_SUITE_P(
              {kSubagent},
              {AppendToolInvocation{
                  .rawJSON = kSubagent, .text = "Bash", .toolName = "Bash", .toolCallId = "t", .input = "{}"}}},
+        Turn{"announceWhatIsThought",
+             {reply("a", R"({"type":"thinking","thinking":"Hm."},{"type":"thinking","thinking":""})")},
+             {Grow{.text = "Hm.", .isNewMessage = true, .kind = GrowthKind::reasoning}}},
+        Turn{"tellThatTheyAreAskedForAgain",
+             {inSession("s", R"("type":"system","subtype":"api_retry","attempt":1,"max_retries":10,)"
+                             R"("retry_delay_ms":500,"error_status":529,"error":"overloaded")")},
+             {Retry{.reason = "overloaded, status 529, attempt 1 of 10", .after = std::chrono::milliseconds(500)}}},
         Turn{"withoutFiguresHaveNoUsage", {reply("a", "", usage(0, 0))}, {}}),
     [](const auto& info) { return info.param.name; });
 
@@ -229,6 +236,9 @@ INSTANTIATE_TEST_SUITE_P(
              {kHello, result(), kBye, result(R"("result":"Bye.","modelUsage":{"m":{"contextWindow":9}})"),
               result(R"("is_error":true,"result":"late failure")")},
              {shown(kHello, "Hello."), Finish{}, shown(kBye, "Bye.", "b"), ApplyContextWindow{9}}},
+        Turn{"mayBeLimits",
+             {result(R"("is_error":false,"subtype":"error_max_turns","errors":["Reached the maximum of 5 turns"])")},
+             {Fail{.text = "Reached the maximum of 5 turns", .cause = FailureCause::limit}}},
         Turn{"ofFailedTurnsMayHaveNoWords", {result(R"("is_error":true,"subtype":"why")")}, {Fail{"why"}}}),
     [](const auto& info) { return info.param.name; });
 
@@ -248,6 +258,13 @@ INSTANTIATE_TEST_SUITE_P(
                          {R"({"type":"assistant","message":{"content":[{"type":"text","text":"cut)", kHello},
                          {shown(kHello, "Hello.")}}),
     [](const auto& info) { return info.param.name; });
+
+TEST(ClaudeTurnTest, aSessionIsUnknownOnceTheResultSaysSo) {
+  ClaudeTurn turn("s", std::nullopt);
+  EXPECT_FALSE(turn.isSessionUnknown(""));
+  turn.onLine(result(R"("is_error":true,"errors":["No conversation found with session ID: s"])"));
+  EXPECT_TRUE(turn.isSessionUnknown(""));
+}
 
 TEST(ClaudeTurnTest, whatWasHeldBackComesOutWhenTheCommandEnds) {
   ClaudeTurn turn("s", std::nullopt);
