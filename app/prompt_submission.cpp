@@ -1,8 +1,25 @@
 #include "app/prompt_submission.hpp"
 
+#include <boost/asio/this_coro.hpp>
+
+#include "app/model_efforts.hpp"
+#include "platform/log/log.hpp"
+
 namespace ravant {
+namespace {
+
+constexpr Log kLog("com.ravant.app", "PromptSubmission");
+
+}  // namespace
 
 awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission) {
+  if (submission.effort) {
+    co_await expectEffort(application.agents(), submission.agent, submission.model, *submission.effort);
+  }
+  asio::co_spawn(co_await asio::this_coro::executor, application.runners().followRemovals(),
+                 [](std::exception_ptr error) {
+                   if (error) kLog.error("removed conversations are not noticed any more");
+                 });
   co_await application.conversations().updateLastPromptSettings(submission.conversation, submission.model,
                                                                 submission.effort);
   AgentRunRequest request{.prompt = std::move(submission.prompt),

@@ -19,7 +19,7 @@ struct PromptSubmission {
 };
 
 /// Remembers model and effort on the conversation, hands the prompt to the agent's runner and returns
-/// why it ended. Throws `StoreError` where the transcript cannot be written.
+/// why it ended. Throws `EffortError`, and `StoreError` where the transcript cannot be written.
 awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission);
 
 }  // namespace ravant

@@ -1,9 +1,10 @@
-#include <fmt/ranges.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <algorithm>
 
 #include "app/default_model.hpp"
+#include "app/model_efforts.hpp"
 #include "app/project_of_folder.hpp"
 #include "cli/command/command.hpp"
 #include "cli/command/lookup.hpp"
@@ -149,13 +150,13 @@ awaitable<std::string> chooseModel(Application& application, const Destination& 
       fmt::format("the agent {0} has no enabled model; add one with: ravant model add {0} SLUG", rawValue(agent.type)));
 }
 
-/// The effort that was asked for must be one that the model is known to take; a model that is not listed takes any.
-awaitable<void> checkEffort(Application& application, Agent agent, std::string slug, std::string effort) {
-  for (const AgentModel& model : co_await application.agents().models(agent.id)) {
-    if (model.slug != slug || model.isCustom || std::ranges::count(model.efforts, effort) > 0) continue;
-    throw CommandError(fmt::format("the model {} has no effort \"{}\"; it has {}", slug, effort,
-                                   model.efforts.empty() ? "none" : fmt::format("{}", fmt::join(model.efforts, ", "))));
-  }
+/// The conversation's last effort, where the model takes it.
+awaitable<std::optional<std::string>> lastEffort(Application& application, Conversation conversation, Agent agent,
+                                                 std::string slug) {
+  auto effort = conversation.lastUsedEffortRawValue;
+  const auto efforts = co_await effortsOf(application.agents(), agent, slug);
+  if (effort && efforts && std::ranges::count(*efforts, *effort) == 0) effort.reset();
+  co_return effort;
 }
 
 awaitable<PromptSubmission> prepareSubmission(Application& application, Arguments arguments, std::string prompt) {
@@ -166,7 +167,9 @@ awaitable<PromptSubmission> prepareSubmission(Application& application, Argument
   if (slug && trimmed(*slug).empty()) throw CommandError("the model's slug is empty");
   submission.model = co_await chooseModel(application, destination, agent, slug);
   submission.effort = arguments.optional("--effort");
-  if (submission.effort) co_await checkEffort(application, agent, submission.model, *submission.effort);
+  if (submission.effort) {
+    co_await expectEffort(application.agents(), agent, submission.model, *submission.effort);
+  }
   if (destination.project) {
     submission.project = *destination.project;
   } else {
@@ -176,7 +179,9 @@ awaitable<PromptSubmission> prepareSubmission(Application& application, Argument
     const Conversation& conversation = destination.conversation->conversation;
     submission.conversation = conversation.id;
     submission.resumedSessionId = conversation.agentResumedSessionId;
-    if (!submission.effort) submission.effort = conversation.lastUsedEffortRawValue;
+    if (!submission.effort) {
+      submission.effort = co_await lastEffort(application, conversation, agent, submission.model);
+    }
   } else {
     const auto made = co_await application.conversations().createConversation(submission.project.id, agent.id);
     if (!made) throw CommandError("the project or the agent is gone");

@@ -360,5 +360,27 @@ TEST(Run, StopsTheAgentWhenNobodyReadsTheOutput) {
   EXPECT_FALSE(isAlive(agentPid(sandbox)));
 }
 
+TEST(Run, AnEffortThatTheModelDoesNotTakeIsRefusedBeforeAnythingIsStored) {
+  const Sandbox sandbox;
+  sandbox.addAgent(answering("Done."));
+  EXPECT_EQ(sandbox.run({"agent", "add", "pi", "--path", sandbox.writeAgent(answering("Done."))}).status, 0);
+  const auto refusal = [&](std::vector<std::string> words) {
+    const std::vector<std::string> run = {"run", "Go on", "--effort", "high"};
+    words.insert(words.begin(), run.begin(), run.end());
+    const ProgramResult result = sandbox.run(words);
+    EXPECT_EQ(result.status, 1);
+    return result.errors;
+  };
+  EXPECT_THAT(refusal({"--agent", "claude"}), HasSubstr("the model sonnet has no effort \"high\"; it has ultrathink"));
+  EXPECT_THAT(refusal({"--agent", "claude", "--model", "my-own"}),
+              HasSubstr("the model my-own has no effort \"high\"; it has ultrathink"));
+  EXPECT_THAT(refusal({"--agent", "pi", "--model", "mine/own"}), HasSubstr("\"high\"; it has none"));
+  EXPECT_EQ(sandbox.json({"conversation", "list"}), json::array());
+  EXPECT_EQ(sandbox.json({"project", "list"}), json::array());
+
+  EXPECT_EQ(sandbox.run({"run", "Think", "--agent", "claude", "--effort", "ultrathink"}).status, 0);
+  EXPECT_THAT(sandbox.agentArguments(), EndsWith("Think\n\nultrathink\n"));
+}
+
 }  // namespace
 }  // namespace ravant::test
