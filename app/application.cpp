@@ -1,5 +1,7 @@
 #include "app/application.hpp"
 
+#include <unistd.h>
+
 #include <algorithm>
 
 #include "app/agent_scan.hpp"
@@ -17,6 +19,11 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.app", "Application");
+
+std::map<std::string, std::string> claudeEnvironment(const SettingsFile& settings) {
+  if (::geteuid() != 0 || !settings.boolean(setting::kClaudeAsRoot)) return {};
+  return {{"IS_SANDBOX", "1"}};
+}
 
 }  // namespace
 
@@ -80,6 +87,7 @@ std::shared_ptr<RunnerFactory> Application::runnerFactory() {
   for (const RavantProvider provider : kRavantProviders) addresses[provider] = serviceAddress(settings_, provider);
   return std::make_shared<AppRunnerFactory>(RunnerFactoryOptions{.io = executors_.io(),
                                                                  .shell = shell,
+                                                                 .claudeEnvironment = claudeEnvironment(settings_),
                                                                  .builtIn = {.io = executors_.io(),
                                                                              .work = executors_.work(),
                                                                              .http = http_,

@@ -42,6 +42,11 @@ std::optional<std::string> told(const std::string& output, std::string_view name
   return output.substr(begin, output.find('\n', begin) - begin);
 }
 
+bool isSet(const char* variable) {
+  const char* value = std::getenv(variable);
+  return value && *value != '\0';
+}
+
 /// Why it cannot be asked; nothing where it can.
 std::optional<KeyStoreError> faultOf(KeyStore& keyStore) {
   try {
@@ -97,6 +102,7 @@ awaitable<Findings> Doctor::examine() {
   examineRegisteredAgents();
   examineWhetherThereIsAnAgent();
   examineProcesses();
+  examineRoot();
   co_return std::move(findings_);
 }
 
@@ -263,6 +269,16 @@ void Doctor::examineProcesses() {
   } catch (const std::system_error& error) {
     add(fmt::format("the running processes cannot be looked at: {}", error.what()), "see what the message says");
   }
+}
+
+void Doctor::examineRoot() {
+  const bool hasClaude = std::ranges::any_of(
+      registered_, [](const Agent& agent) { return agent.enabled && agent.type == AgentType::claude; });
+  if (!hasClaude || ::geteuid() != 0 || settings_.boolean(setting::kClaudeAsRoot) || isSet("IS_SANDBOX")) return;
+  add("Claude Code does not run as root, where nothing limits what it may do",
+      fmt::format("run Ravant as another user; or, where this machine is a sandbox that may be lost, run: ravant "
+                  "settings set {} true",
+                  setting::kClaudeAsRoot));
 }
 
 void Doctor::expectPrivate(const std::filesystem::path& path, std::string_view mode) {

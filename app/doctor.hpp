@@ -71,6 +71,7 @@ class Doctor {
   void examineRegisteredAgents();
   void examineWhetherThereIsAnAgent();
   void examineProcesses();
+  void examineRoot();
   void expectPrivate(const std::filesystem::path& path, std::string_view mode);
   void add(std::string what, std::string remedy);
 

@@ -9,10 +9,11 @@ namespace ravant {
 
 std::shared_ptr<AgentRunner> AppRunnerFactory::makeRunner(AgentType type,
                                                           std::shared_ptr<ModelContainer> modelContainer) {
-  const ShellRunnerOptions shell{.io = options_.io, .shell = options_.shell};
+  ShellRunnerOptions shell{.io = options_.io, .shell = options_.shell};
   const RpcRunnerOptions rpc{.io = options_.io, .shell = options_.shell};
   switch (type) {
     case AgentType::claude:
+      for (const auto& [name, value] : options_.claudeEnvironment) shell.shell.environment[name] = value;
       return std::make_shared<ClaudeCodeShellRunner>(std::move(modelContainer), shell);
     case AgentType::pi:
       return std::make_shared<PiShellRunner>(std::move(modelContainer), shell);

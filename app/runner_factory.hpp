@@ -1,6 +1,8 @@
 #pragma once
 
+#include <map>
 #include <memory>
+#include <string>
 
 #include "agent/ravant_agent_runner.hpp"
 #include "core/agent_runner.hpp"
@@ -12,6 +14,7 @@ namespace ravant {
 struct RunnerFactoryOptions {
   any_io_executor io;
   ShellOptions shell;
+  std::map<std::string, std::string> claudeEnvironment = {};  ///< added to the shell's
   RavantRunnerOptions builtIn;
 };
 

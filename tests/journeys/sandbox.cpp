@@ -39,11 +39,10 @@ Sandbox::Sandbox() {
 }
 
 Program Sandbox::start(std::vector<std::string> arguments, std::string input, ProgramOutput output) const {
-  std::map<std::string, std::string> environment = {{"HOME", home()},
-                                                    {"PATH", "/usr/bin:/bin"},
-                                                    {"RAVANT_DATA_DIR", data()},
-                                                    {"SHELL", "/bin/bash"},
-                                                    {"XDG_CONFIG_HOME", folder_ / "config"}};
+  // Tests may run as root, which is no business of theirs.
+  std::map<std::string, std::string> environment = {{"HOME", home()},          {"IS_SANDBOX", "1"},
+                                                    {"PATH", "/usr/bin:/bin"}, {"RAVANT_DATA_DIR", data()},
+                                                    {"SHELL", "/bin/bash"},    {"XDG_CONFIG_HOME", folder_ / "config"}};
   for (const auto& [name, value] : variables_) environment[name] = value;
   std::string path = RAVANT_PROGRAM;
   if (!hasPrivileges_ && ::geteuid() == 0) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "platform/sqlite/database.hpp"
 #include "tests/journeys/sandbox.hpp"
@@ -233,6 +234,28 @@ TEST(Doctor, ReportsEachFindingByItself) {
                                          "processes", "problems"));
   EXPECT_THAT(texts(found.at("agents"), "type"), ElementsAre("codex", "claude", "pi", "cursor"));
   EXPECT_EQ(found.at("store").at("integrity"), "sound");
+}
+
+TEST(Doctor, SaysWhatClaudeCodeNeedsToRunAsRoot) {
+  if (::geteuid() != 0) GTEST_SKIP() << "not run as root";
+  Sandbox sandbox;
+  sandbox.setVariable("IS_SANDBOX", "");
+  sandbox.addAgent("printf '%s' \"$IS_SANDBOX\" >\"$HOME/sandbox\"\n" + claude_says::begin() +
+                   claude_says::text("Hello.") + claude_says::end());
+  const auto told = [&] {
+    EXPECT_EQ(sandbox.run({"run", "--agent", "claude", "Hi"}).status, 0);
+    std::string value;
+    std::ifstream(sandbox.home() / "sandbox") >> value;
+    return value;
+  };
+  EXPECT_EQ(told(), "");
+  const ProgramResult before = sandbox.run({"doctor"});
+  EXPECT_EQ(before.status, 1);
+  EXPECT_THAT(before.output, HasSubstr("ravant settings set claude.asRoot true"));
+
+  EXPECT_EQ(sandbox.run({"settings", "set", "claude.asRoot", "true"}).status, 0);
+  EXPECT_EQ(told(), "1");
+  EXPECT_EQ(sandbox.run({"doctor"}).status, 0);
 }
 
 TEST(Doctor, ShowsWhatGitCommandsGet) {
