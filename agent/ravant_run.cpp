@@ -15,14 +15,12 @@
 #include "core/store/conversation_item_model_actor.hpp"
 #include "platform/files/working_folder.hpp"
 #include "platform/http/base_address.hpp"
-#include "platform/log/log.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant {
 namespace {
 
-constexpr Log kLog("com.ravant.agent", "RavantRun");
 constexpr int kMaxTurns = 24;
 constexpr std::size_t kQuotedArguments = 200;  // bytes
 
@@ -47,13 +45,7 @@ std::optional<turn::Fail> objectionTo(const ChatTurn& turn) {
 }
 
 std::optional<TokenUsageSnapshot> usageOf(const ChatTurn& turn, std::int64_t contextWindow) {
-  if (!turn.usage) return std::nullopt;
-  try {
-    return TokenUsageSnapshot::usageSnapshot(*turn.usage, contextWindow);
-  } catch (const std::overflow_error& error) {
-    kLog.warning("a usage report is not applied: {}", error.what());
-    return std::nullopt;
-  }
+  return turn.usage ? TokenUsageSnapshot::usageSnapshot(*turn.usage, contextWindow) : std::nullopt;
 }
 
 bool hasWords(const ChatTurn& turn) { return !trimmed(turn.text).empty(); }

@@ -1,27 +1,29 @@
 #include "core/token_usage_snapshot.hpp"
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "platform/json/json.hpp"
+#include "platform/log/log.hpp"
 
 namespace ravant {
 namespace {
 
 using boost::json::object;
 
-std::int64_t sum(std::initializer_list<std::int64_t> counts) {
+constexpr Log kLog("com.ravant.core", "TokenUsageSnapshot");
+
+/// Nothing where no number of tokens is the sum of these.
+std::optional<std::int64_t> sum(std::initializer_list<std::int64_t> counts) {
   std::int64_t total = 0;
   for (const std::int64_t count : counts) {
-    if (__builtin_add_overflow(total, count, &total)) throw std::overflow_error("a token count exceeds 64 bits");
+    if (count < 0 || __builtin_add_overflow(total, count, &total)) return std::nullopt;
   }
   return total;
 }
 
-std::int64_t difference(std::int64_t from, std::int64_t taken) {
-  std::int64_t result = 0;
-  if (__builtin_sub_overflow(from, taken, &result)) throw std::overflow_error("a token count exceeds 64 bits");
-  return result;
+std::optional<TokenUsageSnapshot> dropped() {
+  kLog.warning("a usage report is dropped: no number of tokens can be what it says");
+  return std::nullopt;
 }
 
 std::int64_t count(const object& usage, std::string_view key) { return readInt(usage, {key}, 0); }
@@ -68,13 +70,17 @@ std::optional<TokenUsageSnapshot> TokenUsageSnapshot::fromClaudeUsage(const obje
   const std::int64_t cacheRead = count(usage, "cache_read_input_tokens");
   if (input == 0 && output == 0 && creation == 0 && cacheRead == 0) return std::nullopt;
 
-  TokenUsageSnapshot snapshot{.inputTokens = sum({input, creation, cacheRead}),
+  const auto inputs = sum({input, creation, cacheRead});
+  const auto counted = sum({input, creation, cacheRead, output});
+  const std::int64_t total = readInt(usage, {"total_tokens"}, counted.value_or(0));
+  if (!inputs || !counted || total < 0) return dropped();
+
+  TokenUsageSnapshot snapshot{.inputTokens = *inputs,
                               .outputTokens = output,
                               .cacheReadTokens = cacheRead,
-                              .cacheCreationTokens = creation};
-  const auto reportedTotal = readOptionalInt(usage, {"total_tokens"});
-  snapshot.totalProcessedTokens = reportedTotal ? *reportedTotal : sum({snapshot.inputTokens, output});
-  snapshot.usedTokens = snapshot.totalProcessedTokens;
+                              .cacheCreationTokens = creation,
+                              .usedTokens = total,
+                              .totalProcessedTokens = total};
   applyContextWindow(snapshot, contextWindow);
   return snapshot;
 }
@@ -102,12 +108,13 @@ std::optional<TokenUsageSnapshot> TokenUsageSnapshot::fromCodexTokenUsage(const 
   const std::int64_t input = readInt(*last, {"inputTokens", "input_tokens"}, 0);
   const std::int64_t output = readInt(*last, {"outputTokens", "output_tokens"}, 0);
   const std::int64_t cached = readInt(*last, {"cachedInputTokens", "cached_input_tokens"}, 0);
-  const auto reportedLast = readOptionalInt(*last, {"totalTokens", "total_tokens"});
-  const std::int64_t lastTotal = reportedLast ? *reportedLast : sum({input, output});
+  const auto counted = sum({input, output});
+  const std::int64_t lastTotal = readInt(*last, {"totalTokens", "total_tokens"}, counted.value_or(0));
   const std::int64_t running = total ? readInt(*total, {"totalTokens", "total_tokens"}, lastTotal) : lastTotal;
+  if (!counted || cached < 0 || lastTotal < 0 || running < 0) return dropped();
   if (lastTotal == 0 && running == 0) return std::nullopt;
 
-  TokenUsageSnapshot snapshot{.inputTokens = std::max<std::int64_t>(difference(input, cached), 0),
+  TokenUsageSnapshot snapshot{.inputTokens = std::max<std::int64_t>(input - cached, 0),
                               .outputTokens = output,
                               .cacheReadTokens = cached,
                               .usedTokens = lastTotal,
@@ -121,8 +128,9 @@ std::optional<TokenUsageSnapshot> TokenUsageSnapshot::fromPiUsage(const object& 
   const std::int64_t output = count(usage, "output");
   const std::int64_t cacheRead = count(usage, "cacheRead");
   const std::int64_t cacheWrite = count(usage, "cacheWrite");
-  const std::int64_t counted = sum({input, cacheRead, cacheWrite, output});
-  const std::int64_t reported = readInt(usage, {"totalTokens"}, counted);
+  const auto counted = sum({input, cacheRead, cacheWrite, output});
+  const std::int64_t reported = readInt(usage, {"totalTokens"}, counted.value_or(0));
+  if (!counted || reported < 0) return dropped();
   if (input == 0 && output == 0 && cacheRead == 0 && cacheWrite == 0 && reported == 0) return std::nullopt;
 
   return TokenUsageSnapshot{.inputTokens = input,
@@ -130,15 +138,16 @@ std::optional<TokenUsageSnapshot> TokenUsageSnapshot::fromPiUsage(const object& 
                             .cacheReadTokens = cacheRead,
                             .cacheCreationTokens = cacheWrite,
                             .usedTokens = reported,
-                            .totalProcessedTokens = std::max(counted, reported)};
+                            .totalProcessedTokens = std::max(*counted, reported)};
 }
 
 std::optional<TokenUsageSnapshot> TokenUsageSnapshot::usageSnapshot(const object& usage,
                                                                     std::optional<std::int64_t> contextWindow) {
   const std::int64_t prompt = count(usage, "prompt_tokens");
   const std::int64_t completion = count(usage, "completion_tokens");
-  const auto reportedTotal = readOptionalInt(usage, {"total_tokens"});
-  const std::int64_t total = reportedTotal ? *reportedTotal : sum({prompt, completion});
+  const auto counted = sum({prompt, completion});
+  const std::int64_t total = readInt(usage, {"total_tokens"}, counted.value_or(0));
+  if (!counted || total < 0) return dropped();
   if (prompt == 0 && completion == 0 && total == 0) return std::nullopt;
 
   TokenUsageSnapshot snapshot{

@@ -13,7 +13,8 @@ namespace ravant {
 ///
 /// Every constructor takes a report as its agent prints it and returns nothing for a report that
 /// says nothing, so that an empty one never overwrites earlier figures. A missing or wrongly typed
-/// count reads as 0. Throws `std::overflow_error` where a sum leaves the 64-bit range.
+/// count reads as 0. A report with a negative count, or a sum beyond 64 bits, says nothing that could
+/// be true: it is logged and returns nothing too.
 struct TokenUsageSnapshot {
   std::int64_t inputTokens = 0;
   std::int64_t outputTokens = 0;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <stdexcept>
 #include <utility>
 #include <vector>
 
@@ -99,13 +98,8 @@ TurnEnded parseTurnEnd(std::string_view method, const json::object& params) {
 
 std::optional<Event> parseUsage(const json::object& params) {
   const json::object* record = objectAt(params, "tokenUsage");
-  try {
-    const auto usage = TokenUsageSnapshot::fromCodexTokenUsage(record ? *record : params);
-    return usage ? std::optional<Event>(UsageEvent{*usage}) : std::nullopt;
-  } catch (const std::overflow_error& absurd) {
-    kLog.warning("a usage report is dropped: {}", absurd.what());
-    return std::nullopt;
-  }
+  const auto usage = TokenUsageSnapshot::fromCodexTokenUsage(record ? *record : params);
+  return usage ? std::optional<Event>(UsageEvent{*usage}) : std::nullopt;
 }
 
 std::optional<Event> parseOutputDelta(const json::object& params) {

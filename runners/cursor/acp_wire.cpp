@@ -116,7 +116,7 @@ ToolCall parseToolCall(const json::object& update, bool isNew) {
   return call;
 }
 
-/// Nothing for a report that says nothing, or more than can be counted.
+/// Nothing for a report that says nothing, or what cannot be true.
 std::optional<TokenUsageSnapshot> usageOf(const json::object& usage) {
   TokenUsageSnapshot snapshot{.inputTokens = readInt(usage, {"inputTokens"}, 0),
                               .outputTokens = readInt(usage, {"outputTokens"}, 0),
@@ -124,8 +124,8 @@ std::optional<TokenUsageSnapshot> usageOf(const json::object& usage) {
                               .cacheCreationTokens = readInt(usage, {"cachedWriteTokens"}, 0)};
   for (const std::int64_t count :
        {snapshot.inputTokens, snapshot.outputTokens, snapshot.cacheReadTokens, snapshot.cacheCreationTokens}) {
-    if (__builtin_add_overflow(snapshot.totalProcessedTokens, count, &snapshot.totalProcessedTokens)) {
-      kLog.warning("a report of too many tokens was dropped");
+    if (count < 0 || __builtin_add_overflow(snapshot.totalProcessedTokens, count, &snapshot.totalProcessedTokens)) {
+      kLog.warning("a usage report is dropped: no number of tokens can be what it says");
       return std::nullopt;
     }
   }

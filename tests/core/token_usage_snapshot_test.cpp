@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <stdexcept>
-
 #include "platform/json/json.hpp"
 
 namespace ravant::test {
@@ -133,10 +131,42 @@ TEST(ClaudeContextWindow, isTheLargestPositiveOne) {
   EXPECT_EQ(TokenUsageSnapshot::claudeContextWindow(nullptr), std::nullopt);
 }
 
-TEST(TokenCounts, thatLeaveTheRangeAreAnError) {
-  const json::object usage = parsed(R"({"input_tokens":9223372036854775807,"output_tokens":1})");
-  EXPECT_THROW(TokenUsageSnapshot::fromClaudeUsage(usage, {}), std::overflow_error);
+struct AbsurdCase {
+  const char* name;
+  std::optional<TokenUsageSnapshot> (*read)(const json::object& usage);
+  const char* json;
+};
+
+std::ostream& operator<<(std::ostream& out, const AbsurdCase& row) { return out << row.name; }
+
+std::optional<TokenUsageSnapshot> claude(const json::object& usage) {
+  return TokenUsageSnapshot::fromClaudeUsage(usage, {});
 }
+std::optional<TokenUsageSnapshot> chat(const json::object& usage) {
+  return TokenUsageSnapshot::usageSnapshot(usage, {});
+}
+
+class AbsurdUsage : public testing::TestWithParam<AbsurdCase> {};
+
+TEST_P(AbsurdUsage, isDropped) { EXPECT_EQ(GetParam().read(parsed(GetParam().json)), std::nullopt); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Reports, AbsurdUsage,
+    testing::Values(
+        AbsurdCase{"claudeSum", claude, R"({"input_tokens":9223372036854775807,"output_tokens":1})"},
+        AbsurdCase{"claudeNegative", claude, R"({"input_tokens":10,"cache_read_input_tokens":-3})"},
+        AbsurdCase{"claudeNegativeTotal", claude, R"({"input_tokens":10,"total_tokens":-1})"},
+        AbsurdCase{"codexSum", TokenUsageSnapshot::fromCodexTokenUsage,
+                   R"({"last":{"inputTokens":9223372036854775807,"outputTokens":1}})"},
+        AbsurdCase{"codexDifference", TokenUsageSnapshot::fromCodexTokenUsage,
+                   R"({"last":{"inputTokens":5,"cachedInputTokens":-9223372036854775807}})"},
+        AbsurdCase{"codexNegativeRunningTotal", TokenUsageSnapshot::fromCodexTokenUsage,
+                   R"({"last":{"inputTokens":5},"total":{"totalTokens":-7}})"},
+        AbsurdCase{"piSum", TokenUsageSnapshot::fromPiUsage, R"({"input":9223372036854775807,"cacheWrite":1})"},
+        AbsurdCase{"piNegative", TokenUsageSnapshot::fromPiUsage, R"({"input":1,"output":-1,"totalTokens":4})"},
+        AbsurdCase{"chatSum", chat, R"({"prompt_tokens":9223372036854775807,"completion_tokens":1})"},
+        AbsurdCase{"chatNegative", chat, R"({"prompt_tokens":-1,"completion_tokens":3})"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 }  // namespace
 }  // namespace ravant::test
