@@ -3,6 +3,7 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "app/model_efforts.hpp"
+#include "core/agent_runner_error.hpp"
 #include "platform/log/log.hpp"
 
 namespace ravant {
@@ -12,7 +13,15 @@ constexpr Log kLog("com.ravant.app", "PromptSubmission");
 
 }  // namespace
 
+awaitable<void> expectIdle(Application& application, ConversationId conversation) {
+  if (application.runners().activeConversations().contains(conversation) ||
+      co_await application.conversations().isRunElsewhere(conversation)) {
+    throw PromptRefusedError("A prompt is already running in this conversation.");
+  }
+}
+
 awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission) {
+  co_await expectIdle(application, submission.conversation);
   if (submission.effort) {
     co_await expectEffort(application.agents(), submission.agent, submission.model, *submission.effort);
   }

@@ -37,7 +37,7 @@ class ConversationGoneError : public std::runtime_error {
   ConversationGoneError() : std::runtime_error("the conversation was deleted; the agent was stopped") {}
 };
 
-/// A prompt that cannot be given to the agent; `what()` says why and names the limit.
+/// A prompt that cannot be given to the agent; `what()` says why, and names the limit where there is one.
 class PromptRefusedError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

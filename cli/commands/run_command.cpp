@@ -177,6 +177,7 @@ awaitable<PromptSubmission> prepareSubmission(Application& application, Argument
   }
   if (destination.conversation) {
     const Conversation& conversation = destination.conversation->conversation;
+    co_await expectIdle(application, conversation.id);
     submission.conversation = conversation.id;
     submission.resumedSessionId = conversation.agentResumedSessionId;
     if (!submission.effort) {

@@ -130,6 +130,10 @@ class ConversationOperations {
     });
   }
 
+  bool isRunElsewhere(ConversationId id) {
+    return store_.read([&] { return livingRuns_.isElsewhere(id); });
+  }
+
   std::vector<ConversationSummary> list(const ConversationQuery& query) {
     const auto project = query.project ? std::optional(bound(*query.project)) : std::nullopt;
     std::optional<bool> archived;
@@ -221,6 +225,10 @@ awaitable<void> ConversationModelActor::updateLastPromptSettings(ConversationId 
     operations.update("updateLastPromptSettings", conversationId,
                       [&](auto& table, auto row) { table.updateLastPromptSettings(row, modelId, effort); });
   });
+}
+
+awaitable<bool> ConversationModelActor::isRunElsewhere(ConversationId conversationId) {
+  return perform([=](auto& operations) { return operations.isRunElsewhere(conversationId); });
 }
 
 awaitable<std::optional<ConversationSummary>> ConversationModelActor::conversation(ConversationId conversationId) {

@@ -52,6 +52,9 @@ class ConversationModelActor : public StoreActor<ConversationOperations> {
   awaitable<void> updateLastPromptSettings(ConversationId conversationId, std::string modelId,
                                            std::optional<std::string> effort);
 
+  /// Whether another living process runs a prompt in it.
+  awaitable<bool> isRunElsewhere(ConversationId conversationId);
+
   awaitable<std::optional<ConversationSummary>> conversation(ConversationId conversationId);
   /// Latest activity first.
   awaitable<std::vector<ConversationSummary>> conversations(ConversationQuery query);

@@ -113,6 +113,11 @@ void LivingRuns::refuseRemoval(ProjectId id) {
   if (isOneAlive(ofProject_.query(bound(id)))) throw InUseError("a prompt is running in this project");
 }
 
+bool LivingRuns::isElsewhere(ConversationId id) {
+  auto owner = ofConversation_.query(bound(id));
+  return owner.step() && owner.text(0) != processes_.owner() && processes_.isAlive(owner.text(0));
+}
+
 bool LivingRuns::isOneAlive(sqlite::Query owners) {
   while (owners.step()) {
     if (processes_.isAlive(owners.text(0))) return true;

@@ -59,6 +59,9 @@ class LivingRuns {
   void refuseRemoval(ConversationId id);
   void refuseRemoval(ProjectId id);
 
+  /// Whether a living process other than this one runs a prompt in the conversation.
+  bool isElsewhere(ConversationId id);
+
  private:
   bool isOneAlive(sqlite::Query owners);
 

@@ -327,9 +327,13 @@ TEST(Run, TwoProgramsShareOneStore) {
 
   sandbox.writeAgent(answering("I am the other one."));
   EXPECT_EQ(sandbox.run({"run", "--agent", "claude", "Hello"}).status, 0);
-  const ProgramResult busy = sandbox.run({"run", "--conversation", conversation, "Hello"});
+  const json::value before = sandbox.json({"conversation", "show", conversation});
+  const ProgramResult busy =
+      sandbox.run({"run", "--conversation", conversation, "--model", "other", "--title", "Second", "--json", "Hello"});
   EXPECT_EQ(busy.status, 1);
-  EXPECT_THAT(busy.errors, HasSubstr("busy"));
+  EXPECT_THAT(busy.output, IsEmpty());
+  EXPECT_EQ(busy.errors, "ravant: A prompt is already running in this conversation.\n");
+  EXPECT_EQ(sandbox.json({"conversation", "show", conversation}), before);
   for (const std::vector<std::string>& removal :
        {std::vector<std::string>{"conversation", "delete", "--yes", conversation},
         {"project", "remove", "--yes", "."}}) {
