@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <system_error>
 
 #include "app/agent_scan.hpp"
 #include "app/known_settings.hpp"
@@ -10,6 +11,7 @@
 #include "app/runner_factory.hpp"
 #include "app/services.hpp"
 #include "core/store/run_table.hpp"
+#include "core/store/store_error.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
@@ -23,6 +25,15 @@ constexpr Log kLog("com.ravant.app", "Application");
 std::map<std::string, std::string> claudeEnvironment(const SettingsFile& settings) {
   if (::geteuid() != 0 || !settings.boolean(setting::kClaudeAsRoot)) return {};
   return {{"IS_SANDBOX", "1"}};
+}
+
+/// Whether it failed because nothing can be written, which keeps nobody from reading.
+bool isForWantOfWriting(const std::exception& error) {
+  if (const auto* refused = dynamic_cast<const StoreError*>(&error)) {
+    return refused->kind() == StoreError::Case::readOnly || refused->kind() == StoreError::Case::full;
+  }
+  const auto* failed = dynamic_cast<const std::system_error*>(&error);
+  return failed && isUnwritable(failed->code().value());
 }
 
 }  // namespace
@@ -76,8 +87,13 @@ void Application::openStore() {
                                           .clock = std::make_shared<SystemClock>(),
                                           .processes = processes_},
                                          dead.empty() ? ModelContainer::Check::usual : ModelContainer::Check::thorough);
-  endInterruptedRuns(modelContainer_);
-  for (const std::string& owner : over) processes_->forget(owner);
+  try {
+    endInterruptedRuns(modelContainer_);
+    for (const std::string& owner : over) processes_->forget(owner);
+  } catch (const std::exception& error) {
+    if (!isForWantOfWriting(error)) throw;
+    kLog.warning("interrupted runs are not ended: {}", error.what());
+  }
 }
 
 std::shared_ptr<RunnerFactory> Application::runnerFactory() {
@@ -101,14 +117,19 @@ std::shared_ptr<RunnerFactory> Application::runnerFactory() {
 awaitable<void> Application::prepare() {
   const std::vector<Agent> agents = co_await agents_->agents();
   const auto isBuiltIn = [](const Agent& agent) { return agent.type == AgentType::ravant; };
-  if (std::ranges::any_of(agents, isBuiltIn)) co_return;
+  if (std::ranges::any_of(agents, isBuiltIn) || !modelContainer_->isWritable()) co_return;
   try {
     co_await scanAgents(*agents_, locatorOptions(settings_, processes_), executors_.io());
   } catch (const std::exception& error) {
     kLog.warning("the installed agents could not be found: {}", error.what());
   }
   // Last, so that a first start that is interrupted begins anew.
-  co_await agents_->createAgentIfMissing(AgentType::ravant, "", builtInModels(AgentType::ravant));
+  try {
+    co_await agents_->createAgentIfMissing(AgentType::ravant, "", builtInModels(AgentType::ravant));
+  } catch (const StoreError& error) {
+    if (!isForWantOfWriting(error)) throw;
+    kLog.warning("there is no built-in agent: {}", error.what());
+  }
 }
 
 awaitable<void> Application::shutdown() {

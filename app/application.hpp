@@ -21,8 +21,9 @@ namespace ravant {
 
 /// Everything a face works with, from start-up to the end of the program.
 ///
-/// Opening ends what a killed process left running, opens the store and repairs its transcripts. Used
-/// from the interface thread.
+/// Opening ends what a killed process left running, opens the store and repairs its transcripts. Where the data folder
+/// cannot be written it is opened for reading; what would write then fails with `StoreError`. Used from the interface
+/// thread.
 class Application {
  public:
   /// Blocks. Throws `StoreError` or `SettingsError`, and `std::system_error` where the data folder

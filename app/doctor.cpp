@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <boost/asio/bind_cancellation_slot.hpp>
+#include <cerrno>
 #include <cstdlib>
 
 #include "agent/ravant_provider_key.hpp"
@@ -118,6 +119,15 @@ void Doctor::examineDataFolder() {
   try {
     makePrivateFolder(locations_.dataFolder);
     processes_ = ProcessLedger::open(locations_.dataFolder / "processes");
+    std::error_code obstacle = processes_->fault();
+    const bool isFull = !obstacle && std::filesystem::space(locations_.dataFolder).available == 0;
+    if (isFull) obstacle = {ENOSPC, std::generic_category()};
+    if (obstacle) {
+      add(fmt::format("nothing can be written into {}: {}", locations_.dataFolder.string(), obstacle.message()),
+          "make room and the folder writable, or choose another one with --data-dir");
+    } else {
+      recorder_ = processes_;
+    }
     for (const std::string& owner : processes_->deadOwners()) {
       ++findings_.store.leftovers;
       if (processes_->recover(owner) != TreeEnd::complete) {
@@ -158,7 +168,7 @@ awaitable<void> Doctor::examineStore() {
 }
 
 awaitable<void> Doctor::examineShell() {
-  const AgentLocatorOptions options = locatorOptions(settings_, processes_);
+  const AgentLocatorOptions options = locatorOptions(settings_, recorder_);
   try {
     findings_.searchPath = (co_await readShellEnvironment(options, executors_.io())).searchPath;
   } catch (const std::exception& error) {
@@ -174,7 +184,7 @@ awaitable<void> Doctor::examineGit() {
   std::string words = "it ended before it ran a command";
   try {
     const std::string output =
-        co_await ProbeProcess::run(shell, {"-l", "-c", kTellEnvironment}, shell, {.ledger = processes_});
+        co_await ProbeProcess::run(shell, {"-l", "-c", kTellEnvironment}, shell, {.ledger = recorder_});
     findings_.gitSearchPath = told(output, kSearchPath).value_or("");
     const auto folder = told(output, kFolder);
     if (folder && *folder != std::filesystem::canonical(std::filesystem::current_path())) {
@@ -194,7 +204,7 @@ awaitable<void> Doctor::examineGit() {
     co_return;
   }
   try {
-    const std::string answer = co_await ProbeProcess::run(*path, {"--version"}, "git", {.ledger = processes_});
+    const std::string answer = co_await ProbeProcess::run(*path, {"--version"}, "git", {.ledger = recorder_});
     findings_.git = ProgramFindings{.path = *path, .version = std::string(trimmed(answer))};
   } catch (const ProbeError& error) {
     add(error.what(), "install git anew");

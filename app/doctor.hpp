@@ -79,6 +79,7 @@ class Doctor {
   Executors executors_;
   SettingsFile settings_;
   std::shared_ptr<ProcessLedger> processes_;  ///< null where the data folder cannot be used
+  std::shared_ptr<ProcessLedger> recorder_;   ///< of what is tried here; null where nothing can be written down
   std::vector<Agent> registered_;
   Findings findings_;
 };

@@ -113,14 +113,17 @@ class ConversationOperations {
   }
 
   void remove(ConversationId id) {
-    store_.write(Durability::powerCut, [&](Changes& changes) {
-      const auto row = conversations_.find(id);
-      if (!row) return logUnknown("deleteConversation", id);
-      livingRuns_.refuseRemoval(id);
-      conversations_.remove(*row);
-      changes.removed(id);
-      return true;
-    });
+    store_.write(
+        Durability::powerCut,
+        [&](Changes& changes) {
+          const auto row = conversations_.find(id);
+          if (!row) return logUnknown("deleteConversation", id);
+          livingRuns_.refuseRemoval(id);
+          conversations_.remove(*row);
+          changes.removed(id);
+          return true;
+        },
+        FullDisk::takesReserve);
   }
 
   std::optional<ConversationSummary> find(ConversationId id) {

@@ -1,7 +1,6 @@
 #include "core/store/model_container.hpp"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -30,17 +29,11 @@ std::filesystem::path preparedFolder(const std::filesystem::path& folder) {
   }
 }
 
+/// None where it cannot be written.
 UniqueFd openNotice(const std::filesystem::path& path) {
   UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, 0600));
-  if (file.get() < 0) throw std::system_error(errno, std::generic_category(), path.string());
+  if (!file && !isUnwritable(errno)) throw std::system_error(errno, std::generic_category(), path.string());
   return file;
-}
-
-/// Nothing's, where there is no file.
-std::pair<dev_t, ino_t> identityOf(const std::filesystem::path& file) {
-  struct stat status{};
-  if (::stat(file.c_str(), &status) != 0) return {};
-  return {status.st_dev, status.st_ino};
 }
 
 std::filesystem::path beside(const std::filesystem::path& file, const char* extension) {
@@ -63,19 +56,30 @@ std::shared_ptr<ModelContainer> ModelContainer::open(ModelContainerOptions optio
 }
 
 ModelContainer::ModelContainer(ModelContainerOptions options)
-    : options_(std::move(options)), file_(options_.folder / "store.sqlite"), lock_(beside(file_, "lock")) {
+    : options_(std::move(options)),
+      file_(options_.folder / "store.sqlite"),
+      reserve_(beside(file_, "reserve")),
+      lock_(beside(file_, "lock")) {
   prepareFile();
-  identity_ = identityOf(file_);
+  storeFile_.emplace(file_, options_.largestEntry, reserve_);
+  sqlite::Database feedConnection = connect();
+  feedConnection.userVersion();  // what is read is open now, and the room that it needs is taken
+  if (isWritable()) reserve_.keep();
   notice_ = openNotice(beside(file_, "changes"));
-  changeFeed_ = std::make_shared<ChangeFeed>(options_.work, connect(), beside(file_, "changes"));
+  changeFeed_ = std::make_shared<ChangeFeed>(options_.work, std::move(feedConnection), beside(file_, "changes"));
 }
 
 void ModelContainer::prepareFile() {
   if (!lock_.share(kUpgradeOfOtherLimit)) throw StoreError(StoreError::Case::busy, file_, "it is being upgraded");
-  if (inspectStore(file_, options_.migrations) == StoreFormat::current) return;
+  const StoreFormat format = inspectStore(file_, reserve_, options_.migrations);
+  if (format == StoreFormat::current) return;
 
+  if (lock_.fault()) {
+    const auto kind = format == StoreFormat::absent ? StoreError::Case::folderUnusable : StoreError::Case::notUpgraded;
+    throw StoreError(kind, file_, lock_.fault().message());
+  }
   if (!lock_.takeAlone(kUseOfOthersLimit)) throw StoreError(StoreError::Case::upgradeBlocked, file_);
-  switch (inspectStore(file_, options_.migrations)) {  // another process may have been first
+  switch (inspectStore(file_, reserve_, options_.migrations)) {  // another process may have been first
     case StoreFormat::absent:
       createStore(file_, options_.migrations);
       break;
@@ -98,7 +102,7 @@ void ModelContainer::checkContent(Check check) {
   }
   const Timestamp now = options_.clock->now();
   const bool isDue = !lastChecked || now - *lastChecked > kCheckInterval || *lastChecked > now;
-  if (check == Check::usual && !isDue) return;
+  if (check == Check::usual && (!isDue || !isWritable())) return;
 
   const auto result = database.quickCheck(kCheckLimit);
   switch (result.verdict) {
@@ -110,6 +114,7 @@ void ModelContainer::checkContent(Check check) {
     case sqlite::CheckResult::Verdict::sound:
       break;
   }
+  if (!isWritable()) return;
   try {
     database.prepare("INSERT INTO integrity_check VALUES (1, ?1) ON CONFLICT DO UPDATE SET checked_at = ?1")
         .run(now.time_since_epoch().count());
@@ -120,7 +125,7 @@ void ModelContainer::checkContent(Check check) {
 
 sqlite::Database ModelContainer::connect() const {
   try {
-    sqlite::Database database(file_, {.access = sqlite::Access::readWrite});
+    sqlite::Database database = storeFile_->connect();
     database.setSynchronous(sqlite::Synchronous::normal);
     return database;
   } catch (const sqlite::Error& error) {
@@ -129,7 +134,18 @@ sqlite::Database ModelContainer::connect() const {
 }
 
 void ModelContainer::expectInPlace() const {
-  if (identityOf(file_) != identity_) throw StoreError(StoreError::Case::replaced, file_);
+  if (!storeFile_->isInPlace()) throw StoreError(StoreError::Case::replaced, file_);
+}
+
+StoreError ModelContainer::explained(const sqlite::Error& error) const {
+  const StoreError plain = StoreError::from(error, file_);
+  const bool hasReason = plain.kind() == StoreError::Case::readOnly && !storeFile_->obstacle().empty();
+  return hasReason ? StoreError(plain.kind(), file_, storeFile_->obstacle()) : plain;
+}
+
+void ModelContainer::expectUnchanged() const {
+  if (storeFile_->isUnchanged()) return;
+  throw StoreError(StoreError::Case::busy, file_, "it was changed while it was read; try again");
 }
 
 void ModelContainer::announceCommit() const {

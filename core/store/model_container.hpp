@@ -1,15 +1,15 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <filesystem>
 #include <memory>
 #include <span>
 #include <string>
-#include <utility>
 
 #include "core/store/change_feed.hpp"
+#include "core/store/disk_reserve.hpp"
 #include "core/store/schema.hpp"
+#include "core/store/store_error.hpp"
+#include "core/store/store_file.hpp"
 #include "core/store/store_lock.hpp"
 #include "platform/async/async.hpp"
 #include "platform/clock/clock.hpp"
@@ -25,6 +25,8 @@ struct ModelContainerOptions {
   std::shared_ptr<const Clock> clock;
   std::shared_ptr<const ProcessLedger> processes;  ///< tells which process a running prompt belongs to
   std::span<const Migration> migrations = ravant::migrations();
+  /// The largest entry that the store takes, in bytes, with the agent's own record; SQLite's limit where it is absent.
+  std::optional<std::int32_t> largestEntry = {};
 };
 
 /// The one store of a data folder. Every store actor gets its own connection from it.
@@ -37,6 +39,8 @@ class ModelContainer {
   /// keeps the previous file beside it. Checks the file: always that it is a store of this version,
   /// and its whole content when `thorough` or the last whole check is a day old, for a bounded time.
   /// Blocks. Throws `StoreError`; the file is then as it was.
+  ///
+  /// A store that cannot be written, by rights or for want of room, is opened for reading.
   enum class Check { usual, thorough };
   static std::shared_ptr<ModelContainer> open(ModelContainerOptions options, Check check = Check::usual);
 
@@ -45,8 +49,19 @@ class ModelContainer {
   /// A connection for one actor. Throws `StoreError`.
   sqlite::Database connect() const;
 
+  bool isWritable() const { return storeFile_->isWritable(); }
+
   /// Throws `StoreError` `replaced` when the file is no longer the one that was opened.
   void expectInPlace() const;
+  /// Throws `StoreError` `busy` when a file that is read as if nobody changed it was changed.
+  void expectUnchanged() const;
+
+  /// Gives up the space that is kept for a full disk; false where there is none. It is kept again when the store is
+  /// closed, or opened the next time.
+  bool releaseReserve() { return reserve_.release(); }
+
+  /// What an error of the database layer means for this store.
+  StoreError explained(const sqlite::Error& error) const;
 
   /// Wakes the observers of this and other processes; called after a commit.
   void announceCommit() const;
@@ -65,8 +80,9 @@ class ModelContainer {
 
   ModelContainerOptions options_;
   std::filesystem::path file_;
+  DiskReserve reserve_;
   StoreLock lock_;
-  std::pair<dev_t, ino_t> identity_;  ///< of the file that was opened
+  std::optional<StoreFile> storeFile_;
   UniqueFd notice_;
   std::shared_ptr<ChangeFeed> changeFeed_;
 };

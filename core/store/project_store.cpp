@@ -69,12 +69,15 @@ class ProjectOperations {
   }
 
   bool remove(ProjectId id) {
-    return store_.write(Durability::powerCut, [&](Changes& changes) {
-      livingRuns_.refuseRemoval(id);
-      if (!delete_.query(bound(id)).step()) return logUnknown("remove", id);
-      changes.removed(id);
-      return true;
-    });
+    return store_.write(
+        Durability::powerCut,
+        [&](Changes& changes) {
+          livingRuns_.refuseRemoval(id);
+          if (!delete_.query(bound(id)).step()) return logUnknown("remove", id);
+          changes.removed(id);
+          return true;
+        },
+        FullDisk::takesReserve);
   }
 
   std::vector<Project> projects() {

@@ -131,7 +131,7 @@ void endInterruptedRuns(std::shared_ptr<ModelContainer> modelContainer) {
   if (nothingRuns) return;
   ItemTable items(store);
   RunTable runs(store, items);
-  store.write(Durability::powerCut, [&](Changes& changes) { runs.endInterrupted(changes); });
+  store.write(Durability::powerCut, [&](Changes& changes) { runs.endInterrupted(changes); }, FullDisk::takesReserve);
 }
 
 }  // namespace ravant

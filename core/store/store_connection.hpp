@@ -17,6 +17,10 @@ namespace ravant {
 /// waits for the disk and makes everything committed before it as safe.
 enum class Durability { processDeath, powerCut };
 
+/// Whether an operation may use the space that is kept for a full disk. What ends or removes something may: it makes
+/// things better, and is what a user does then.
+enum class FullDisk { fails, takesReserve };
+
 /// What an operation changed, collected while it runs.
 class Changes {
  public:
@@ -47,22 +51,17 @@ class StoreConnection {
   const ModelContainer& container() const { return *container_; }
 
   /// Runs `body(Changes&)` in a transaction of its own and returns its result. Throws `StoreError`;
-  /// whatever is thrown undoes everything.
+  /// whatever is thrown undoes everything. With `takesReserve` the body may run a second time.
   template <class Body>
-  auto write(Durability durability, Body body) {
+  auto write(Durability durability, Body body, FullDisk fullDisk = FullDisk::fails) {
     return translated([&] {
-      database_.setSynchronous(durability == Durability::powerCut ? sqlite::Synchronous::full
-                                                                  : sqlite::Synchronous::normal);
-      sqlite::Transaction transaction(database_);
-      Changes changes;
-      if constexpr (std::is_void_v<std::invoke_result_t<Body, Changes&>>) {
-        body(changes);
-        commit(transaction, changes);
-      } else {
-        auto result = body(changes);
-        commit(transaction, changes);
-        return result;
+      try {
+        return transact(durability, body);
+      } catch (const sqlite::Error& error) {
+        const bool mayTryAgain = fullDisk == FullDisk::takesReserve && error.reason() == sqlite::Error::Case::full;
+        if (!mayTryAgain || !container_->releaseReserve()) throw;
       }
+      return transact(durability, body);
     });
   }
 
@@ -71,17 +70,35 @@ class StoreConnection {
   auto read(Body body) {
     return translated([&] {
       const sqlite::Transaction transaction(database_, sqlite::Transaction::Kind::read);
-      return body();
+      auto result = body();
+      container_->expectUnchanged();
+      return result;
     });
   }
 
  private:
   template <class Body>
+  auto transact(Durability durability, Body& body) {
+    database_.setSynchronous(durability == Durability::powerCut ? sqlite::Synchronous::full
+                                                                : sqlite::Synchronous::normal);
+    sqlite::Transaction transaction(database_);
+    Changes changes;
+    if constexpr (std::is_void_v<std::invoke_result_t<Body, Changes&>>) {
+      body(changes);
+      commit(transaction, changes);
+    } else {
+      auto result = body(changes);
+      commit(transaction, changes);
+      return result;
+    }
+  }
+
+  template <class Body>
   auto translated(Body body) {
     try {
       return body();
     } catch (const sqlite::Error& error) {
-      throw StoreError::from(error, container_->file());
+      throw container_->explained(error);
     }
   }
 

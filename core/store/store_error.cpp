@@ -17,6 +17,11 @@ std::string describe(StoreError::Case kind, const std::string& store, const std:
                          detail);
     case upgradeBlocked:
       return fmt::format("{} must be upgraded, but another Ravant is using it; end that one and try again", store);
+    case notUpgraded:
+      return fmt::format(
+          "{} was written by an older Ravant and could not be upgraded, it is as it was ({}); make room and its folder "
+          "writable, and try again",
+          store, detail);
     case damaged:
       return fmt::format(
           "{0} is damaged ({1}); restore it from a copy, and before that move it and the files {0}-wal and {0}-shm "
@@ -25,10 +30,14 @@ std::string describe(StoreError::Case kind, const std::string& store, const std:
     case replaced:
       return fmt::format("{} was moved, removed or replaced while it was in use; nothing more is written", store);
     case full:
-      return fmt::format("{} could not be written, the disk is full; nothing that was stored is lost ({})", store,
-                         detail);
+      return fmt::format(
+          "{} could not be written, the disk is full; nothing that was stored is lost; make room and try again ({})",
+          store, detail);
     case readOnly:
-      return fmt::format("{0} cannot be written ({1}); see who may write it, {0}-wal and {0}-shm", store, detail);
+      return fmt::format("{} can only be read ({}); make room and its folder writable, or choose another data folder",
+                         store, detail);
+    case tooLarge:
+      return fmt::format("an entry is too large for {}, and nothing before it is lost ({})", store, detail);
     case busy:
       return fmt::format("{} is kept busy by another program: {}", store, detail);
     case other:
@@ -45,11 +54,14 @@ StoreError::Case kindOf(sqlite::Error::Case reason) {
       return StoreError::Case::full;
     case sqlite::Error::Case::readOnly:
       return StoreError::Case::readOnly;
+    case sqlite::Error::Case::tooLarge:
+      return StoreError::Case::tooLarge;
     case sqlite::Error::Case::corrupt:
       return StoreError::Case::damaged;
     case sqlite::Error::Case::notADatabase:
       return StoreError::Case::notAStore;
     case sqlite::Error::Case::cannotOpen:
+      return StoreError::Case::folderUnusable;
     case sqlite::Error::Case::constraint:
     case sqlite::Error::Case::interrupted:
     case sqlite::Error::Case::ioError:

@@ -17,10 +17,12 @@ class StoreError : public std::runtime_error {
     notAStore,
     newerVersion,
     upgradeBlocked,
+    notUpgraded,
     damaged,
     replaced,
     full,
     readOnly,
+    tooLarge,
     busy,
     other
   };

@@ -7,6 +7,8 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/files/private_file.hpp"
+
 namespace ravant {
 namespace {
 
@@ -16,12 +18,16 @@ constexpr std::chrono::milliseconds kRetryInterval{10};
 
 StoreLock::StoreLock(const std::filesystem::path& file)
     : file_(::open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
-  if (file_.get() < 0) throw std::system_error(errno, std::generic_category(), file.string());
+  if (file_) return;
+  fault_ = {errno, std::generic_category()};
+  if (!isUnwritable(fault_.value())) throw std::system_error(fault_, file.string());
+  file_.reset(::open(file.c_str(), O_RDONLY | O_CLOEXEC));
 }
 
-bool StoreLock::share(std::chrono::milliseconds limit) { return lock(LOCK_SH, limit); }
+bool StoreLock::share(std::chrono::milliseconds limit) { return !file_ || lock(LOCK_SH, limit); }
 
 bool StoreLock::takeAlone(std::chrono::milliseconds limit) {
+  if (!file_) return false;
   ::flock(file_.get(), LOCK_UN);
   return lock(LOCK_EX, limit);
 }

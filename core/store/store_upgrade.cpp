@@ -9,6 +9,7 @@
 #include <system_error>
 
 #include "core/store/store_error.hpp"
+#include "core/store/store_file.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/unique_fd.hpp"
 #include "platform/sqlite/database.hpp"
@@ -55,9 +56,10 @@ std::filesystem::path keptName(const std::filesystem::path& file, int version, T
 
 }  // namespace
 
-StoreFormat inspectStore(const std::filesystem::path& file, std::span<const Migration> steps) {
+StoreFormat inspectStore(const std::filesystem::path& file, DiskReserve& reserve, std::span<const Migration> steps) {
   if (!std::filesystem::exists(file) || std::filesystem::file_size(file) == 0) return StoreFormat::absent;
-  sqlite::Database database(file, {.access = sqlite::Access::readWrite});
+  const StoreFile opened(file, std::nullopt, reserve);
+  sqlite::Database database = opened.connect();
   const auto version = database.userVersion();
   if (database.applicationId() != kApplicationId) {
     // A creation that a power cut stopped may have left an empty database.
@@ -83,7 +85,7 @@ void createStore(const std::filesystem::path& file, std::span<const Migration> s
   transaction.commit();
 }
 
-void upgradeStore(const std::filesystem::path& file, std::span<const Migration> steps, Timestamp now) {
+void upgradeStore(const std::filesystem::path& file, std::span<const Migration> steps, Timestamp now) try {
   const std::filesystem::path copy = file.string() + ".upgrading";
   removeWithJournal(copy);
   std::filesystem::path kept;
@@ -111,6 +113,13 @@ void upgradeStore(const std::filesystem::path& file, std::span<const Migration> 
   std::filesystem::rename(copy, file);
   syncToDisk(file.parent_path());
   kLog.info("upgraded {} to version {}; the previous file is kept as {}", file.string(), steps.size(), kept.string());
+} catch (const sqlite::Error& error) {
+  using enum sqlite::Error::Case;
+  const auto reason = error.reason();
+  if (reason != full && reason != readOnly && reason != cannotOpen) throw;
+  throw StoreError(StoreError::Case::notUpgraded, file, error.what());
+} catch (const std::system_error& error) {
+  throw StoreError(StoreError::Case::notUpgraded, file, error.what());
 }
 
 }  // namespace ravant

@@ -102,6 +102,10 @@ void makePrivateFolder(const std::filesystem::path& folder) {
   if (::mkdir(folder.c_str(), kPrivateFolder) != 0 && errno != EEXIST) fail("Cannot create the folder", folder);
 }
 
+bool isUnwritable(int error) {
+  return error == EROFS || error == EACCES || error == EPERM || error == ENOSPC || error == EDQUOT;
+}
+
 void replaceFile(const std::filesystem::path& path, std::string_view contents) {
   const std::filesystem::path target = std::filesystem::absolute(linkTarget(path));
   Replacement replacement(target);

@@ -17,6 +17,9 @@ std::optional<std::string> readFile(const std::filesystem::path& path);
 /// Throws std::filesystem::filesystem_error.
 void makePrivateFolder(const std::filesystem::path& folder);
 
+/// Whether a system call failed with this error because nothing can be written there: no right to, or no room.
+bool isUnwritable(int error);
+
 /// Replaces the file at once and durably: whoever reads `path` finds the old contents or the new. Its mode is kept; a
 /// new file is for its owner alone (0600). A symbolic link stays one: its target is replaced, made if need be.
 /// Throws std::filesystem::filesystem_error.

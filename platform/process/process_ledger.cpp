@@ -95,19 +95,29 @@ std::vector<ProcessTree> treesLeft(const std::string& contents, const std::strin
 }  // namespace
 
 std::shared_ptr<ProcessLedger> ProcessLedger::open(const std::filesystem::path& folder) {
-  makePrivateFolder(folder);
-  const std::string owner = Uuid::random().text();
+  const std::shared_ptr<ProcessLedger> ledger(new ProcessLedger(folder, Uuid::random().text()));
+  try {
+    ledger->makeFile();
+  } catch (const std::system_error& error) {
+    if (!isUnwritable(error.code().value())) throw;
+    ledger->fault_ = error.code();
+  }
+  return ledger;
+}
+
+ProcessLedger::ProcessLedger(std::filesystem::path folder, std::string owner)
+    : folder_(std::move(folder)), owner_(std::move(owner)), boot_(bootId()) {}
+
+void ProcessLedger::makeFile() {
+  makePrivateFolder(folder_);
   // Locked before anyone can see it under its name.
-  const std::filesystem::path unlocked = folder / ("." + owner);
+  const std::filesystem::path unlocked = folder_ / ("." + owner_);
   UniqueFd file(::open(unlocked.c_str(), O_RDWR | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0600));
   if (!file) fail(errno, unlocked);
   if (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) fail(errno, unlocked);
-  std::filesystem::rename(unlocked, folder / owner);
-  return std::shared_ptr<ProcessLedger>(new ProcessLedger(folder, owner, std::move(file)));
+  std::filesystem::rename(unlocked, folder_ / owner_);
+  file_ = std::move(file);
 }
-
-ProcessLedger::ProcessLedger(std::filesystem::path folder, std::string owner, UniqueFd file)
-    : folder_(std::move(folder)), owner_(std::move(owner)), boot_(bootId()), file_(std::move(file)) {}
 
 ProcessLedger::~ProcessLedger() {
   if (running_.empty()) ::unlink((folder_ / owner_).c_str());
@@ -119,6 +129,7 @@ bool ProcessLedger::isAlive(std::string_view owner) const {
 
 std::vector<std::string> ProcessLedger::deadOwners() const {
   std::vector<std::string> owners;
+  if (!std::filesystem::exists(folder_)) return owners;
   for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
     const std::string owner = entry.path().filename().string();
     if (lookUp(folder_, owner).state == OwnerFile::State::dead) owners.push_back(owner);
@@ -140,6 +151,7 @@ void ProcessLedger::forget(std::string_view owner) const {
 }
 
 void ProcessLedger::willStart(const std::string& token) {
+  if (fault_) fail(fault_.value(), folder_);
   const std::lock_guard lock(mutex_);
   if (const int error = append(fmt::format("{} {}\n", kWillStart, token))) fail(error, folder_ / owner_);
   running_.insert(token);

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "platform/process/process_tree.hpp"
@@ -21,13 +22,17 @@ namespace ravant {
 /// Usable from any thread. Throws std::system_error and std::filesystem::filesystem_error.
 class ProcessLedger {
  public:
-  /// Makes the folder when it is missing.
+  /// Makes the folder when it is missing. Where nothing can be written, what others left is still known, but
+  /// `willStart` throws.
   static std::shared_ptr<ProcessLedger> open(const std::filesystem::path& folder);
 
   /// Removes the file, unless a tree is still written down as running.
   ~ProcessLedger();
   ProcessLedger(const ProcessLedger&) = delete;
   ProcessLedger& operator=(const ProcessLedger&) = delete;
+
+  /// Why nothing can be written down; no error where it can.
+  const std::error_code& fault() const { return fault_; }
 
   /// Names this process among all that ever used the folder.
   const std::string& owner() const { return owner_; }
@@ -52,7 +57,8 @@ class ProcessLedger {
   std::size_t running();
 
  private:
-  ProcessLedger(std::filesystem::path folder, std::string owner, UniqueFd file);
+  ProcessLedger(std::filesystem::path folder, std::string owner);
+  void makeFile();
   int append(std::string_view line);  // 0 or errno
 
   const std::filesystem::path folder_;
@@ -60,6 +66,7 @@ class ProcessLedger {
   const std::string boot_;  ///< tells this run of the machine from others; empty where it cannot be known
   std::mutex mutex_;
   UniqueFd file_;
+  std::error_code fault_;
   std::set<std::string> running_;  ///< tokens
 };
 

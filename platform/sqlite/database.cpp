@@ -22,7 +22,23 @@ int openFlags(Access access) {
       return kAlways | SQLITE_OPEN_READWRITE;
     case Access::readOnly:
       return kAlways | SQLITE_OPEN_READONLY;
+    case Access::readUnchanging:
+      return kAlways | SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
   }
+}
+
+/// What SQLite is to open. Only a URI can say that a file does not change.
+std::string openName(const std::filesystem::path& path, Access access) {
+  if (access != Access::readUnchanging) return path.string();
+  std::string uri = "file:";
+  for (const char c : path.string()) {
+    if (c == '%' || c == '?' || c == '#') {
+      uri += fmt::format("%{:02X}", c);
+    } else {
+      uri += c;
+    }
+  }
+  return uri + "?immutable=1";
 }
 
 /// Interrupts what a connection is running when the time is up, from a thread of its own: one step of a check of a
@@ -55,15 +71,17 @@ Database::Database(const std::filesystem::path& file, OpenOptions options) {
   const std::filesystem::path path = std::filesystem::absolute(file);
   const bool isNew = options.access == Access::create && !std::filesystem::exists(path);
   sqlite3* connection = nullptr;
-  const int code = sqlite3_open_v2(path.c_str(), &connection, openFlags(options.access), nullptr);
+  const int code =
+      sqlite3_open_v2(openName(path, options.access).c_str(), &connection, openFlags(options.access), nullptr);
   handle_.reset(connection);
   if (code != SQLITE_OK) throwError(connection, code);
   if (isNew) {
     std::filesystem::permissions(path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
   }
+  if (options.largestRow) sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, *options.largestRow);
   sqlite3_busy_timeout(connection, static_cast<int>(options.busyTimeout.count()));
   setForeignKeys(ForeignKeys::enforced);
-  execute("PRAGMA secure_delete = FAST; PRAGMA mmap_size = 0");
+  execute("PRAGMA secure_delete = FAST; PRAGMA mmap_size = 0; PRAGMA temp_store = MEMORY");
   statements_ = std::make_unique<TransactionStatements>(connection);
 }
 
@@ -108,6 +126,8 @@ std::int64_t Database::changes() const { return sqlite3_changes64(handle_.get())
 std::int64_t Database::lastInsertRowId() const { return sqlite3_last_insert_rowid(handle_.get()); }
 
 bool Database::isInTransaction() const { return sqlite3_get_autocommit(handle_.get()) == 0; }
+
+bool Database::isReadOnly() const { return sqlite3_db_readonly(handle_.get(), "main") == 1; }
 
 void Database::backupTo(const std::filesystem::path& path) {
   Database target(path);

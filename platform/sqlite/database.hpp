@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -12,12 +13,21 @@
 
 namespace ravant::sqlite {
 
-enum class Access { create, readWrite, readOnly };
+enum class Access {
+  create,
+  readWrite,
+  readOnly,
+  /// Read only, as if nobody could change the file while it is open, and without its log: the one way to read a
+  /// database with a write-ahead log where nothing can be written beside it.
+  readUnchanging,
+};
 
 struct OpenOptions {
   Access access = Access::create;
   /// How long a locked database is waited for before Error::Case::busy.
   std::chrono::milliseconds busyTimeout{10'000};
+  /// The largest text or row, in bytes; SQLite's own limit where it is absent.
+  std::optional<std::int32_t> largestRow = {};
 };
 
 /// When a commit reaches the disk: `normal` with the next checkpoint (a power cut can take the latest commits, never
@@ -36,7 +46,8 @@ struct CheckResult {
 /// One connection. Used by one thread at a time; another thread or process uses its own.
 ///
 /// Opened with foreign keys enforced, deleted content overwritten where that is free (secure_delete FAST), no memory
-/// mapping. A new file is readable by its owner alone. The path is never read as a URI. Every member throws Error.
+/// mapping, temporary tables in memory. A new file is readable by its owner alone. The path is never read as a URI.
+/// Every member throws Error.
 class Database {
  public:
   explicit Database(const std::filesystem::path& file, OpenOptions options = {});
@@ -63,6 +74,8 @@ class Database {
   std::int64_t changes() const;
   std::int64_t lastInsertRowId() const;
   bool isInTransaction() const;
+  /// Whether the file can only be read, however it was asked for.
+  bool isReadOnly() const;
 
   /// Copies the database as of now into `path`, in one transaction there: after a failure an existing database at
   /// `path` is as it was.

@@ -17,6 +17,8 @@ Error::Case Error::reason() const noexcept {
       return Case::full;
     case SQLITE_READONLY:
       return Case::readOnly;
+    case SQLITE_TOOBIG:
+      return Case::tooLarge;
     case SQLITE_CORRUPT:
       return Case::corrupt;
     case SQLITE_NOTADB:
@@ -41,6 +43,9 @@ void throwError(sqlite3* connection, int code) {
   const int primary = code & 0xFF;
   if (systemError != 0 && (primary == SQLITE_IOERR || primary == SQLITE_CANTOPEN || primary == SQLITE_FULL)) {
     words += fmt::format(": {}", std::strerror(systemError));
+  }
+  if (primary == SQLITE_TOOBIG && connection) {
+    words += fmt::format(", the limit is {} bytes", sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, -1));
   }
   // SQLite reports a full disk as such only where it writes the database itself.
   if (primary == SQLITE_IOERR && (systemError == ENOSPC || systemError == EDQUOT)) code = SQLITE_FULL;

@@ -15,6 +15,7 @@ class Error : public std::runtime_error {
     busy,
     full,
     readOnly,
+    tooLarge,
     corrupt,
     notADatabase,
     cannotOpen,

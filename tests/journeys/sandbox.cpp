@@ -38,12 +38,16 @@ Sandbox::Sandbox() {
   for (const auto& folder : {home(), project(), folder_ / "config"}) std::filesystem::create_directory(folder);
 }
 
-Program Sandbox::start(std::vector<std::string> arguments, std::string input, ProgramOutput output) const {
+std::map<std::string, std::string> Sandbox::environment() const {
   // Tests may run as root, which is no business of theirs.
   std::map<std::string, std::string> environment = {{"HOME", home()},          {"IS_SANDBOX", "1"},
                                                     {"PATH", "/usr/bin:/bin"}, {"RAVANT_DATA_DIR", data()},
                                                     {"SHELL", "/bin/bash"},    {"XDG_CONFIG_HOME", folder_ / "config"}};
   for (const auto& [name, value] : variables_) environment[name] = value;
+  return environment;
+}
+
+Program Sandbox::start(std::vector<std::string> arguments, std::string input, ProgramOutput output) const {
   std::string path = RAVANT_PROGRAM;
   if (!hasPrivileges_ && ::geteuid() == 0) {
     arguments.insert(arguments.begin(), {"--bounding-set=-all", "--inh-caps=-all", path});
@@ -51,7 +55,7 @@ Program Sandbox::start(std::vector<std::string> arguments, std::string input, Pr
   }
   return Program({.path = std::move(path),
                   .arguments = std::move(arguments),
-                  .environment = std::move(environment),
+                  .environment = environment(),
                   .workingDirectory = present_,
                   .input = std::move(input),
                   .output = output});
@@ -59,6 +63,18 @@ Program Sandbox::start(std::vector<std::string> arguments, std::string input, Pr
 
 ProgramResult Sandbox::run(std::vector<std::string> arguments, std::string input) const {
   return start(std::move(arguments), std::move(input)).wait();
+}
+
+std::optional<ProgramResult> Sandbox::runWithMounts(const std::string& script) const {
+  const auto runScript = [&](const std::string& text) {
+    return Program({.path = "/usr/bin/unshare",
+                    .arguments = {"-rm", "/bin/sh", "-c", text},
+                    .environment = environment(),
+                    .workingDirectory = present_})
+        .wait();
+  };
+  if (runScript("mount -t tmpfs none \"$HOME\"").status != 0) return std::nullopt;
+  return runScript(fmt::format("ravant() {{ '{}' \"$@\"; }}\n{}", RAVANT_PROGRAM, script));
 }
 
 json::value Sandbox::json(std::vector<std::string> arguments) const {

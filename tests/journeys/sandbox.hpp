@@ -1,6 +1,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,8 @@ class Sandbox {
   Program start(std::vector<std::string> arguments, std::string input = {},
                 ProgramOutput output = ProgramOutput::read) const;
   ProgramResult run(std::vector<std::string> arguments, std::string input = {}) const;
+  /// Runs a shell script with mounts of its own; `ravant` in it is the program. Nothing where tests may not mount here.
+  std::optional<ProgramResult> runWithMounts(const std::string& script) const;
   /// The JSON value that the command prints with `--json`; a test failure when it does not succeed.
   json::value json(std::vector<std::string> arguments) const;
 
@@ -41,9 +44,13 @@ class Sandbox {
   std::filesystem::path home() const { return folder_ / "home"; }
   std::filesystem::path project() const { return folder_ / "project"; }
   std::filesystem::path data() const { return folder_ / "data"; }
+  /// For what is started from now on.
+  void useData(const std::filesystem::path& folder) { setVariable("RAVANT_DATA_DIR", folder); }
   std::filesystem::path settings() const { return folder_ / "config/ravant/settings.json"; }
 
  private:
+  std::map<std::string, std::string> environment() const;
+
   TemporaryFolder folder_;
   std::map<std::string, std::string> variables_;
   bool hasPrivileges_ = true;

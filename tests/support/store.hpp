@@ -23,11 +23,15 @@ inline constexpr Timestamp kMorning{std::chrono::sys_days{std::chrono::year{2026
 /// A store as one process has it open. Several on one folder stand for several processes.
 class OpenStore {
  public:
-  explicit OpenStore(const std::filesystem::path& folder, std::chrono::microseconds tick = {})
+  explicit OpenStore(const std::filesystem::path& folder, std::chrono::microseconds tick = {},
+                     std::optional<std::int32_t> largestEntry = {})
       : clock(std::make_shared<ManualClock>(kMorning, tick)),
         processes(ProcessLedger::open(folder / "processes")),
-        container(
-            ModelContainer::open({.folder = folder, .work = executors.work(), .clock = clock, .processes = processes})),
+        container(ModelContainer::open({.folder = folder,
+                                        .work = executors.work(),
+                                        .clock = clock,
+                                        .processes = processes,
+                                        .largestEntry = largestEntry})),
         items(ConversationItemModelActor::make(container)),
         conversations(ConversationModelActor::make(container)),
         projects(ProjectStore::make(container)),

@@ -46,6 +46,31 @@ class SqliteTest : public testing::Test {
   Database database_{path_, {.busyTimeout = 0ms}};
 };
 
+TEST_F(SqliteTest, anUnchangingDatabaseIsReadWithoutAnythingBesideIt) {
+  const std::filesystem::path odd = folder_ / "50% of #1? file:x.sqlite";
+  {
+    Database database(odd);
+    database.useWriteAheadLog();
+    database.execute("CREATE TABLE item (id INTEGER PRIMARY KEY, text TEXT); INSERT INTO item VALUES (1, 'kept')");
+  }
+  Database unchanging(odd, {.access = Access::readUnchanging});
+  EXPECT_THAT(texts(unchanging), testing::ElementsAre("kept"));
+  EXPECT_TRUE(unchanging.isReadOnly());
+  EXPECT_FALSE(std::filesystem::exists(odd.string() + "-shm"));
+  EXPECT_EQ(caseOf([&] { insert(unchanging, 2, "more"); }), Case::readOnly);
+}
+
+TEST_F(SqliteTest, whatIsTooLargeIsRefusedWithTheLimit) {
+  Database small = open({.largestRow = 1000});
+  try {
+    insert(small, 1, std::string(1001, 'x'));
+    ADD_FAILURE() << "it was stored";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.reason(), Case::tooLarge);
+    EXPECT_THAT(error.what(), HasSubstr("the limit is 1000 bytes"));
+  }
+}
+
 TEST_F(SqliteTest, valuesComeBackAsTheyWere) {
   database_.execute("CREATE TABLE v (i, negative, yes, r, t, emptyText, b, emptyBlob, none, absent)");
   const std::array bytes{std::byte{0}, std::byte{255}};
