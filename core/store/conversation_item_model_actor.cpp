@@ -1,12 +1,12 @@
 #include "core/store/conversation_item_model_actor.hpp"
 
 #include <algorithm>
-#include <map>
+#include <span>
 
-#include "core/message_segmenter.hpp"
 #include "core/store/item_table.hpp"
-#include "core/store/row_values.hpp"
 #include "core/store/run_table.hpp"
+#include "core/store/transcript_editor.hpp"
+#include "core/store/transcript_replay.hpp"
 #include "core/store/user_prompt_format.hpp"
 #include "platform/log/log.hpp"
 
@@ -25,102 +25,79 @@ class ConversationItemOperations {
         conversations_(store_),
         items_(store_),
         runs_(store_, items_),
-        transcript_(
-            store_.prepare("SELECT item.kind, item.text, call.tool_call_id, call.tool_name, call.input, call.output, "
-                           "call.status_raw_value, item.raw_json, call.raw_json FROM conversation_item AS item "
-                           "LEFT JOIN tool_invocation AS call ON call.group_id = item.id "
-                           "WHERE item.conversation_id = ? ORDER BY item.created_at, item.id, call.id")) {}
+        editor_(store_, conversations_, items_),
+        replay_(store_) {}
 
   void appendUserPrompt(ConversationId id, const std::string& prompt, AgentType agent) {
-    store_.write(Durability::powerCut, [&](Changes& changes) {
+    const bool isKnown = change(id, Durability::powerCut, [&](const Target& target) {
       const Timestamp now = store_.now();
-      const auto conversation = conversations_.find(id);
-      if (!conversation) return logUnknown("appendUserPrompt called with unknown id", id);
-      const std::string rawJSON = formatUserPrompt(prompt, agent, now);
-      const ConversationItemId added = append({.conversation = *conversation,
-                                               .kind = ConversationItemKind::userMessage,
-                                               .rawJSON = rawJSON,
-                                               .text = prompt},
-                                              {id, *conversation, changes});
-      runs_.setPrompt(*conversation, added);
-      conversations_.touchLastPrompt(*conversation, now);
-      changes.updated(id);
+      const ConversationItemId added = editor_.append({.conversation = target.row,
+                                                       .kind = ConversationItemKind::userMessage,
+                                                       .rawJSON = formatUserPrompt(prompt, agent, now),
+                                                       .text = prompt},
+                                                      target);
+      runs_.setPrompt(target.row, added);
+      conversations_.touchLastPrompt(target.row, now);
+      return Effect::change;
     });
+    if (!isKnown) logUnknown("appendUserPrompt called with unknown id", id);
   }
 
   void appendFailureEvent(ConversationId id, std::string_view rawJSON, std::string_view text) {
-    store_.write(Durability::powerCut, [&](Changes& changes) {
-      const auto conversation = conversations_.find(id);
-      if (!conversation) return logUnknown("appendFailureEvent called with unknown id", id);
-      append(
-          {.conversation = *conversation, .kind = ConversationItemKind::failureEvent, .rawJSON = rawJSON, .text = text},
-          {id, *conversation, changes});
-      conversations_.touchLastActivity(*conversation, store_.now());
-      changes.updated(id);
-    });
+    const bool isKnown = change(
+        id, Durability::powerCut,
+        [&](const Target& target) {
+          editor_.append({.conversation = target.row,
+                          .kind = ConversationItemKind::failureEvent,
+                          .rawJSON = rawJSON,
+                          .text = text},
+                         target);
+          return Effect::activity;
+        },
+        FullDisk::takesReserve);
+    if (!isKnown) logUnknown("appendFailureEvent called with unknown id", id);
   }
 
-  /// False, with nothing done but the log line, for an unknown conversation.
-  bool apply(std::string_view unknownConversation, ConversationId id, const std::vector<TranscriptAction>& actions) {
-    return store_.write(Durability::processDeath, [&](Changes& changes) {
-      const auto conversation = conversations_.find(id);
-      if (!conversation) {
-        logUnknown(unknownConversation, id);
-        return false;
-      }
-      const Target target{id, *conversation, changes};
-      Effect effect = Effect::none;
-      for (const TranscriptAction& action : actions) {
-        effect = std::max(effect, std::visit([&](const auto& it) { return apply(it, target); }, action));
-      }
-      if (effect == Effect::activity) conversations_.touchLastActivity(*conversation, store_.now());
-      if (effect != Effect::none) changes.updated(id);
-      return true;
-    });
+  bool apply(ConversationId id, std::span<const TranscriptAction> actions) {
+    try {
+      return applyTogether(id, actions);
+    } catch (const StoreError& error) {
+      if (error.kind() != StoreError::Case::tooLarge || actions.size() == 1) throw;
+    }
+    // What stands before the one that is too large is not lost with it.
+    return std::ranges::all_of(actions, [&](const auto& action) { return applyTogether(id, std::span(&action, 1)); });
   }
 
   std::vector<TranscriptEntry> loadTranscriptEntries(ConversationId id) {
     return store_.read([&] {
-      std::vector<TranscriptEntry> entries;
       const auto conversation = conversations_.find(id);
-      if (!conversation) {
-        logUnknown("loadTranscriptEntries called with unknown id", id);
-        return entries;
-      }
-      auto row = transcript_.query(bound(*conversation));
-      while (row.step()) {
-        if (auto entry = readEntry(row)) entries.push_back(std::move(*entry));
-      }
-      return entries;
+      if (conversation) return replay_.entries(*conversation);
+      logUnknown("loadTranscriptEntries called with unknown id", id);
+      return std::vector<TranscriptEntry>();
     });
   }
 
   bool beginRun(ConversationId id) {
     endProcessesOfDeadRun(id);
-    return store_.write(Durability::processDeath, [&](Changes& changes) {
-      const auto conversation = conversations_.find(id);
-      if (!conversation) {
-        logUnknown("beginRun called with unknown id", id);
-        return false;
-      }
-      runs_.begin(id, *conversation, changes);
-      return true;
+    const bool isKnown = change(id, Durability::processDeath, [&](const Target& target) {
+      runs_.begin(id, target.row, target.changes);
+      return Effect::none;
     });
+    if (!isKnown) logUnknown("beginRun called with unknown id", id);
+    return isKnown;
   }
 
   bool endRun(ConversationId id, const RunTable::End& end) {
-    openToolGroupByConversation_.erase(id);
-    return store_.write(Durability::powerCut, [&](Changes& changes) {
-      const auto conversation = conversations_.find(id);
-      if (!conversation) {
-        logUnknown("endRun called with unknown id", id);
-        return false;
-      }
-      runs_.end(id, *conversation, end, changes);
-      conversations_.touchLastActivity(*conversation, store_.now());
-      changes.updated(id);
-      return true;
-    });
+    editor_.forgetToolGroup(id);
+    const bool isKnown = change(
+        id, Durability::powerCut,
+        [&](const Target& target) {
+          runs_.end(id, target.row, end, target.changes);
+          return Effect::activity;
+        },
+        FullDisk::takesReserve);
+    if (!isKnown) logUnknown("endRun called with unknown id", id);
+    return isKnown;
   }
 
   std::optional<RunningInvocation> newestRunningInvocation(ConversationId id) {
@@ -131,125 +108,36 @@ class ConversationItemOperations {
   }
 
  private:
-  /// The conversation that an operation writes to, and what the operation changed.
-  struct Target {
-    ConversationId id;
-    ConversationRow row;
-    Changes& changes;
-  };
+  using Target = TranscriptEditor::Target;
+  using Effect = TranscriptEditor::Effect;
 
-  /// What an action did to its conversation, the least first.
-  enum class Effect { none, change, activity };
-
-  Effect apply(const turn::AppendAgentMessage& message, const Target& target) {
-    const ConversationItemId added = append({.conversation = target.row,
-                                             .kind = ConversationItemKind::agentMessage,
-                                             .rawJSON = message.rawJSON,
-                                             .text = message.text,
-                                             .agentModel = message.agentModel,
-                                             .providerMessageId = message.providerMessageId},
-                                            target);
-    for (const MessageBlock& block : MessageSegmenter::segments(message.text)) items_.insertBlock(added, block);
-    return Effect::activity;
+  /// Runs `body(Target)`, which says what it did, on the conversation; false, with nothing done, where it is unknown.
+  template <class Body>
+  bool change(ConversationId id, Durability durability, Body body, FullDisk fullDisk = FullDisk::fails) {
+    return store_.write(
+        durability,
+        [&](Changes& changes) {
+          const auto conversation = conversations_.find(id);
+          if (!conversation) return false;
+          const Effect effect = body(Target{id, *conversation, changes});
+          if (effect == Effect::activity) conversations_.touchLastActivity(*conversation, store_.now());
+          if (effect != Effect::none) changes.updated(id);
+          return true;
+        },
+        fullDisk);
   }
 
-  Effect apply(const turn::AppendCompactionEvent& compaction, const Target& target) {
-    append({.conversation = target.row,
-            .kind = ConversationItemKind::compactionEvent,
-            .rawJSON = compaction.rawJSON,
-            .text = compaction.text},
-           target);
-    return Effect::activity;
-  }
-
-  Effect apply(const turn::AppendToolInvocation& call, const Target& target) {
-    const Timestamp now = store_.now();
-    const ToolInvocationId added = items_.insert(ItemTable::NewInvocation{.conversation = target.row,
-                                                                          .group = openToolGroup(target, now),
-                                                                          .rawJSON = call.rawJSON,
-                                                                          .text = call.text,
-                                                                          .toolName = call.toolName,
-                                                                          .toolCallId = call.toolCallId,
-                                                                          .input = call.input,
-                                                                          .output = call.output,
-                                                                          .status = call.status},
-                                                 now);
-    target.changes.inserted(added, target.id);
-    return Effect::activity;
-  }
-
-  Effect apply(const turn::UpdateToolInvocation& update, const Target& target) {
-    const auto invocation = knownInvocation(update.toolCallId, target);
-    if (!invocation) return Effect::none;
-    items_.update(*invocation, update);
-    target.changes.updated(*invocation, target.id);
-    return Effect::activity;
-  }
-
-  Effect apply(const turn::CompleteToolInvocation& result, const Target& target) {
-    const auto invocation = knownInvocation(result.toolCallId, target);
-    if (!invocation) return Effect::none;
-    if (result.outcome == ToolOutcome::failed) {
-      items_.fail(*invocation, result.output, store_.now());
-    } else {
-      items_.complete(*invocation, result.output, store_.now());
-    }
-    target.changes.updated(*invocation, target.id);
-    return Effect::activity;
-  }
-
-  Effect apply(const turn::ApplyUsage& usage, const Target& target) {
-    conversations_.updateTokenUsage(target.row, usage.snapshot, store_.now());
-    if (usage.providerMessageId && !usage.providerMessageId->empty()) {
-      if (const auto message = items_.latestMessage(target.row, *usage.providerMessageId)) {
-        items_.applyTokenUsage(*message, usage.snapshot);
-        target.changes.updated(*message, target.id);
+  bool applyTogether(ConversationId id, std::span<const TranscriptAction> actions) {
+    const bool isKnown = change(id, Durability::processDeath, [&](const Target& target) {
+      Effect effect = Effect::none;
+      for (const TranscriptAction& action : actions) {
+        effect = std::max(effect, editor_.apply(action, target));
       }
-    }
-    return Effect::change;
-  }
-
-  Effect apply(const turn::ApplyContextWindow& window, const Target& target) {
-    conversations_.updateContextWindow(target.row, window.maxTokens, store_.now());
-    return Effect::change;
-  }
-
-  Effect apply(const turn::ApplyContextUse& use, const Target& target) {
-    conversations_.updateContextUse(target.row, use.usedTokens, store_.now());
-    return Effect::change;
-  }
-
-  Effect apply(const turn::SetSession& session, const Target& target) {
-    conversations_.updateResumedSessionId(target.row, session.sessionId);
-    return Effect::change;
-  }
-
-  std::optional<ToolInvocationId> knownInvocation(std::string_view toolCallId, const Target& target) {
-    const auto found = items_.newestInvocation(target.row, toolCallId);
-    if (!found) {
-      kLog.warning("completeToolInvocation found no invocation {} in conversation {}", toolCallId, target.id.text());
-    }
-    return found;
-  }
-
-  /// Closes the open tool group: the item stands behind it.
-  ConversationItemId append(const ItemTable::NewItem& item, const Target& target) {
-    openToolGroupByConversation_.erase(target.id);
-    const ConversationItemId added = items_.insert(item, store_.now());
-    target.changes.inserted(added, target.id);
-    return added;
-  }
-
-  ConversationItemId openToolGroup(const Target& target, Timestamp now) {
-    const auto open = openToolGroupByConversation_.find(target.id);
-    if (open != openToolGroupByConversation_.end() && items_.isGroup(open->second, target.row)) return open->second;
-    const ConversationItemId group = items_.insert(
-        ItemTable::NewItem{
-            .conversation = target.row, .kind = ConversationItemKind::toolInvocationGroup, .rawJSON = {}, .text = {}},
-        now);
-    target.changes.inserted(group, target.id);
-    openToolGroupByConversation_.insert_or_assign(target.id, group);
-    return group;
+      return effect;
+    });
+    if (isKnown) return true;
+    for (const TranscriptAction& action : actions) logUnknown(TranscriptEditor::wordsForUnknown(action), id);
+    return false;
   }
 
   void endProcessesOfDeadRun(ConversationId id) {
@@ -262,34 +150,12 @@ class ConversationItemOperations {
 
   static void logUnknown(std::string_view words, ConversationId id) { kLog.error("{} {}", words, id.text()); }
 
-  static std::optional<TranscriptEntry> readEntry(const sqlite::Query& row) {
-    switch (conversationItemKindFromRawValue(row.text(0)).value()) {
-      case ConversationItemKind::userMessage:
-        return TranscriptEntry{TranscriptEntry::User{readText(row, 1)}};
-      case ConversationItemKind::agentMessage:
-        return TranscriptEntry{TranscriptEntry::Agent{.text = readText(row, 1), .rawJSON = readText(row, 7)}};
-      case ConversationItemKind::toolInvocationGroup:
-        if (row.isNull(2)) return std::nullopt;
-        return TranscriptEntry{
-            TranscriptEntry::ToolInvocation{.callId = readText(row, 2),
-                                            .name = readOptionalText(row, 3),
-                                            .input = readOptionalText(row, 4),
-                                            .output = readOptionalText(row, 5).value_or(std::string()),
-                                            .failed = row.text(6) == rawValue(ToolInvocationStatus::failed),
-                                            .rawJSON = readText(row, 8)}};
-      case ConversationItemKind::compactionEvent:
-      case ConversationItemKind::failureEvent:
-        return std::nullopt;
-    }
-    __builtin_unreachable();
-  }
-
   StoreConnection store_;
   ConversationTable conversations_;
   ItemTable items_;
   RunTable runs_;
-  sqlite::Statement transcript_;
-  std::map<ConversationId, ConversationItemId> openToolGroupByConversation_;
+  TranscriptEditor editor_;
+  TranscriptReplay replay_;
 };
 
 std::shared_ptr<ConversationItemModelActor> ConversationItemModelActor::make(
@@ -312,38 +178,35 @@ awaitable<void> ConversationItemModelActor::appendUserPrompt(ConversationId conv
 awaitable<void> ConversationItemModelActor::appendAgentMessage(ConversationId conversationId, std::string rawJSON,
                                                                std::string text, std::optional<std::string> agentModel,
                                                                std::optional<std::string> providerMessageId) {
-  return applyOne("appendAgentMessage called with unknown id", conversationId,
-                  turn::AppendAgentMessage{.rawJSON = std::move(rawJSON),
-                                           .text = std::move(text),
-                                           .agentModel = std::move(agentModel),
-                                           .providerMessageId = std::move(providerMessageId)});
+  return applyOne(conversationId, turn::AppendAgentMessage{.rawJSON = std::move(rawJSON),
+                                                           .text = std::move(text),
+                                                           .agentModel = std::move(agentModel),
+                                                           .providerMessageId = std::move(providerMessageId)});
 }
 
 awaitable<void> ConversationItemModelActor::appendToolInvocation(
     ConversationId conversationId, std::string rawJSON, std::string text, std::string toolName, std::string toolCallId,
     std::optional<std::string> input, std::optional<std::string> output, ToolInvocationStatus status) {
-  return applyOne("appendToolInvocation called with unknown id", conversationId,
-                  turn::AppendToolInvocation{.rawJSON = std::move(rawJSON),
-                                             .text = std::move(text),
-                                             .toolName = std::move(toolName),
-                                             .toolCallId = std::move(toolCallId),
-                                             .input = std::move(input),
-                                             .output = std::move(output),
-                                             .status = status});
+  return applyOne(conversationId, turn::AppendToolInvocation{.rawJSON = std::move(rawJSON),
+                                                             .text = std::move(text),
+                                                             .toolName = std::move(toolName),
+                                                             .toolCallId = std::move(toolCallId),
+                                                             .input = std::move(input),
+                                                             .output = std::move(output),
+                                                             .status = status});
 }
 
 awaitable<void> ConversationItemModelActor::completeToolInvocation(ConversationId conversationId,
                                                                    std::string toolCallId, std::string output,
                                                                    ToolOutcome outcome) {
-  return applyOne("completeToolInvocation called with unknown id", conversationId,
+  return applyOne(conversationId,
                   turn::CompleteToolInvocation{
                       .toolCallId = std::move(toolCallId), .output = std::move(output), .outcome = outcome});
 }
 
 awaitable<void> ConversationItemModelActor::appendCompactionEvent(ConversationId conversationId, std::string rawJSON,
                                                                   std::string text) {
-  return applyOne("appendCompactionEvent called with unknown id", conversationId,
-                  turn::AppendCompactionEvent{.rawJSON = std::move(rawJSON), .text = std::move(text)});
+  return applyOne(conversationId, turn::AppendCompactionEvent{.rawJSON = std::move(rawJSON), .text = std::move(text)});
 }
 
 awaitable<void> ConversationItemModelActor::appendFailureEvent(ConversationId conversationId, std::string rawJSON,
@@ -356,25 +219,24 @@ awaitable<void> ConversationItemModelActor::appendFailureEvent(ConversationId co
 awaitable<void> ConversationItemModelActor::applyAssistantTurnUsage(ConversationId conversationId,
                                                                     std::optional<std::string> providerMessageId,
                                                                     TokenUsageSnapshot snapshot) {
-  return applyOne("applyAssistantTurnUsage unknown conversation", conversationId,
+  return applyOne(conversationId,
                   turn::ApplyUsage{.providerMessageId = std::move(providerMessageId), .snapshot = snapshot});
 }
 
 awaitable<void> ConversationItemModelActor::applyContextWindow(ConversationId conversationId, std::int64_t maxTokens) {
-  return applyOne("applyContextWindow unknown conversation", conversationId, turn::ApplyContextWindow{maxTokens});
+  return applyOne(conversationId, turn::ApplyContextWindow{maxTokens});
 }
 
 awaitable<bool> ConversationItemModelActor::apply(ConversationId conversationId,
                                                   std::vector<TranscriptAction> actions) {
   return perform([conversationId, actions = std::move(actions)](auto& operations) {
-    return operations.apply("apply called with unknown id", conversationId, actions);
+    return operations.apply(conversationId, actions);
   });
 }
 
-awaitable<void> ConversationItemModelActor::applyOne(std::string_view unknownConversation,
-                                                     ConversationId conversationId, TranscriptAction action) {
-  return perform([unknownConversation, conversationId, action = std::move(action)](auto& operations) mutable {
-    operations.apply(unknownConversation, conversationId, {std::move(action)});
+awaitable<void> ConversationItemModelActor::applyOne(ConversationId conversationId, TranscriptAction action) {
+  return perform([conversationId, action = std::move(action)](auto& operations) {
+    operations.apply(conversationId, std::span(&action, 1));
   });
 }
 

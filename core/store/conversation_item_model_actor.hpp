@@ -22,7 +22,8 @@ class ConversationItemOperations;
 /// Writes transcripts while prompts run. Every operation is committed when it returns; one with an
 /// unknown conversation id is logged and does nothing. All throw `StoreError`.
 ///
-/// Each new entry but a tool call closes the conversation's open tool group.
+/// Each new entry but a tool call closes the conversation's open tool group, whoever adds it. Ids that are empty are
+/// stored as absent.
 ///
 /// What streams in survives the death of the process; a prompt, a failure and the end of a run, with
 /// all before them, survive a power cut.
@@ -58,8 +59,8 @@ class ConversationItemModelActor : public StoreActor<ConversationItemOperations>
                                           TokenUsageSnapshot snapshot);
   awaitable<void> applyContextWindow(ConversationId conversationId, std::int64_t maxTokens);
 
-  /// Performs what an agent did, in order, all in one transaction. False, with nothing done, when the conversation is
-  /// unknown.
+  /// Performs what an agent did, in order, all in one transaction; where the store takes one of the actions for too
+  /// large, those before it are kept. False, with nothing done, when the conversation is unknown.
   awaitable<bool> apply(ConversationId conversationId, std::vector<TranscriptAction> actions);
 
   /// The conversation for an agent that keeps no session of its own, oldest first.
@@ -79,8 +80,7 @@ class ConversationItemModelActor : public StoreActor<ConversationItemOperations>
   awaitable<std::optional<RunningInvocation>> newestRunningInvocation(ConversationId conversationId);
 
  private:
-  awaitable<void> applyOne(std::string_view unknownConversation, ConversationId conversationId,
-                           TranscriptAction action);
+  awaitable<void> applyOne(ConversationId conversationId, TranscriptAction action);
 };
 
 }  // namespace ravant

@@ -17,7 +17,8 @@ ConversationTable::ConversationTable(StoreConnection& store)
           store.prepare("UPDATE conversation SET last_max_tokens = ?, last_usage_updated_at = ? WHERE id = ?")),
       updateContextUse_(
           store.prepare("UPDATE conversation SET last_used_tokens = ?, last_usage_updated_at = ? WHERE id = ?")),
-      updateResumedSessionId_(store.prepare("UPDATE conversation SET agent_resumed_session_id = ? WHERE id = ?")),
+      updateResumedSessionId_(
+          store.prepare("UPDATE conversation SET agent_resumed_session_id = nullif(?, '') WHERE id = ?")),
       updateLastPromptSettings_(
           store.prepare("UPDATE conversation SET last_used_model = ?, last_used_effort_raw_value = ? WHERE id = ?")),
       setArchived_(store.prepare("UPDATE conversation SET archived = ? WHERE id = ?")),

@@ -22,11 +22,12 @@ ItemTable::ItemTable(StoreConnection& store)
       insertItem_(store.prepare(
           "INSERT INTO conversation_item (conversation_id, kind, created_at, agent_model, provider_message_id, text, "
           "raw_json) VALUES (?1, ?2, max(?3, coalesce((SELECT max(created_at) FROM conversation_item "
-          "WHERE conversation_id = ?1), 0)), ?4, ?5, ?6, ?7)")),
+          "WHERE conversation_id = ?1), 0)), nullif(?4, ''), nullif(?5, ''), ?6, ?7)")),
       insertBlock_(store.prepare(
           "INSERT INTO message_block (message_id, position, kind, language, text) VALUES (?, ?, ?, ?, ?)")),
-      isGroup_(store.prepare(
-          "SELECT 1 FROM conversation_item WHERE id = ? AND conversation_id = ? AND kind = 'toolInvocationGroup'")),
+      isLastGroup_(
+          store.prepare("SELECT 1 FROM (SELECT id, kind FROM conversation_item WHERE conversation_id = ?2 "
+                        "ORDER BY created_at DESC, id DESC LIMIT 1) WHERE id = ?1 AND kind = 'toolInvocationGroup'")),
       insertInvocation_(store.prepare(
           "INSERT INTO tool_invocation (group_id, conversation_id, created_at, completed_at, status_raw_value, "
           "tool_name, tool_call_id, text, input, output, raw_json) VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")),
@@ -37,6 +38,10 @@ ItemTable::ItemTable(StoreConnection& store)
                         "input = coalesce(?2, input), output = coalesce(?3, output) WHERE id = ?4")),
       finishInvocation_(
           store.prepare("UPDATE tool_invocation SET status_raw_value = ?, output = ?, completed_at = ? WHERE id = ?")),
+      endUnfinished_(
+          store.prepare("UPDATE tool_invocation SET status_raw_value = 'failed', completed_at = ?2, output = CASE "
+                        "WHEN coalesce(output, '') = '' THEN ?1 WHEN substr(output, -1) = char(10) THEN output || ?1 "
+                        "ELSE output || char(10) || ?1 END WHERE id = ?3")),
       runningInvocations_(store.prepare(
           "SELECT id FROM tool_invocation WHERE conversation_id = ? AND status_raw_value = 'running' ORDER BY id")),
       newestRunningInvocation_(store.prepare("SELECT id, created_at FROM tool_invocation WHERE conversation_id = ? "
@@ -58,8 +63,8 @@ void ItemTable::insertBlock(ConversationItemId message, const MessageBlock& bloc
   insertBlock_.run(bound(message), block.index, rawValue(block.kind), block.language, block.text);
 }
 
-bool ItemTable::isGroup(ConversationItemId id, ConversationRow conversation) {
-  return isGroup_.query(bound(id), bound(conversation)).step();
+bool ItemTable::isLastGroup(ConversationItemId id, ConversationRow conversation) {
+  return isLastGroup_.query(bound(id), bound(conversation)).step();
 }
 
 ToolInvocationId ItemTable::insert(const NewInvocation& invocation, Timestamp now) {
@@ -89,6 +94,10 @@ void ItemTable::fail(ToolInvocationId id, std::string_view output, Timestamp at)
 
 void ItemTable::finish(ToolInvocationId id, ToolInvocationStatus status, std::string_view output, Timestamp at) {
   finishInvocation_.run(rawValue(status), output, bound(at), bound(id));
+}
+
+void ItemTable::endUnfinished(ToolInvocationId id, std::string_view notice, Timestamp at) {
+  endUnfinished_.run(notice, bound(at), bound(id));
 }
 
 std::vector<ToolInvocationId> ItemTable::runningInvocations(ConversationRow conversation) {

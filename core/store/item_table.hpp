@@ -26,7 +26,8 @@ class ItemTable {
   /// The item stands behind every earlier one, also when the clock was set back meanwhile.
   ConversationItemId insert(const NewItem& item, Timestamp now);
   void insertBlock(ConversationItemId message, const MessageBlock& block);
-  bool isGroup(ConversationItemId id, ConversationRow conversation);
+  /// Whether it is a tool group and the conversation's last entry.
+  bool isLastGroup(ConversationItemId id, ConversationRow conversation);
 
   struct NewInvocation {
     ConversationRow conversation = {};
@@ -47,6 +48,8 @@ class ItemTable {
   void update(ToolInvocationId id, const turn::UpdateToolInvocation& update);
   void complete(ToolInvocationId id, std::string_view output, Timestamp at);
   void fail(ToolInvocationId id, std::string_view output, Timestamp at);
+  /// Fails it with the notice, behind the output that it has.
+  void endUnfinished(ToolInvocationId id, std::string_view notice, Timestamp at);
   std::vector<ToolInvocationId> runningInvocations(ConversationRow conversation);
   std::optional<RunningInvocation> newestRunningInvocation(ConversationRow conversation);
 
@@ -59,11 +62,12 @@ class ItemTable {
   StoreConnection& store_;
   sqlite::Statement insertItem_;
   sqlite::Statement insertBlock_;
-  sqlite::Statement isGroup_;
+  sqlite::Statement isLastGroup_;
   sqlite::Statement insertInvocation_;
   sqlite::Statement newestInvocation_;
   sqlite::Statement updateInvocation_;
   sqlite::Statement finishInvocation_;
+  sqlite::Statement endUnfinished_;
   sqlite::Statement runningInvocations_;
   sqlite::Statement newestRunningInvocation_;
   sqlite::Statement latestMessage_;

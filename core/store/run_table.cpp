@@ -63,7 +63,7 @@ void RunTable::end(ConversationId id, ConversationRow conversation, const std::s
   }
   remove_.run(bound(conversation), owner);
   for (const ToolInvocationId invocation : items_.runningInvocations(conversation)) {
-    items_.fail(invocation, how.unfinishedToolOutput, store_.now());
+    items_.endUnfinished(invocation, how.unfinishedToolOutput, store_.now());
     changes.updated(invocation, id);
   }
 }

@@ -8,6 +8,8 @@
 
 #include "core/agent_runner_error.hpp"
 #include "platform/async/signal.hpp"
+#include "platform/files/private_file.hpp"
+#include "platform/log/log.hpp"
 #include "platform/notifications/notification_center.hpp"
 #include "tests/support/store.hpp"
 #include "tests/support/transcript_text.hpp"
@@ -147,6 +149,14 @@ TEST_F(Dispatch, announcesEachEndWithItsConversation) {
   factory->made[0]->end(first);
   runUntilReasons(2);
   EXPECT_THAT(announced(), ElementsAre(second.text() + " finished", first.text() + " finished"));
+}
+
+TEST_F(Dispatch, logsWhatItSends) {
+  openLogFile(folder / "logs");
+  send(first, AgentType::codex);
+  openLogFile("/dev/null");
+  EXPECT_THAT(readFile(folder / "logs/ravant.log").value(),
+              HasSubstr("] AgentRunnerStore.send agent=codex conv=" + first.text() + "\n"));
 }
 
 TEST_F(Dispatch, recordsAFailureOnce) {

@@ -1,5 +1,9 @@
 #include <gmock/gmock.h>
 
+#include <sstream>
+
+#include "core/store/store_error.hpp"
+#include "core/store/transcript_writer.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/json/json.hpp"
 #include "platform/log/log.hpp"
@@ -10,6 +14,7 @@ namespace ravant::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 using testing::SizeIs;
 
 class Transcript : public testing::Test {
@@ -54,6 +59,45 @@ TEST_F(Transcript, opensANewGroupInANewActor) {
   const auto later = ConversationItemModelActor::make(store.container);
   run(later->appendToolInvocation(conversation, "{}", "", "Bash", "2", {}, {}, ToolInvocationStatus::running));
   EXPECT_THAT(groupSizes(), testing::ElementsAre(1, 1));
+}
+
+TEST_F(Transcript, aGroupIsClosedByWhatAnotherActorAppends) {
+  const auto other = ConversationItemModelActor::make(store.container);
+  call("1");
+  run(other->appendFailureEvent(conversation, "", "The agent run failed: busy"));
+  call("2");
+  call("3");
+  run(other->appendToolInvocation(conversation, "{}", "", "Bash", "4", {}, {}, ToolInvocationStatus::running));
+  call("5");
+  EXPECT_THAT(groupSizes(), testing::ElementsAre(1, 2, 1, 1));
+  EXPECT_EQ(kindOf(store.transcript(conversation).at(1)), ConversationItemKind::failureEvent);
+}
+
+TEST_F(Transcript, anEndStandsBehindTheOutputOfACall) {
+  run(store.items->beginRun(conversation));
+  for (const char* id : {"silent", "open line", "whole line", "done"}) call(id);
+  run(store.items->apply(conversation, {turn::UpdateToolInvocation{.toolCallId = "open line", .output = "1 of 2"},
+                                        turn::UpdateToolInvocation{.toolCallId = "whole line", .output = "1 of 2\n"}}));
+  run(store.items->completeToolInvocation(conversation, "done", "2 of 2", ToolOutcome::completed));
+  run(store.items->endRun(conversation, "The end."));
+
+  std::vector<std::string> outputs;
+  for (const ToolInvocation& ended :
+       std::get<ToolInvocationGroup>(store.transcript(conversation).at(0).detail).invocations) {
+    outputs.push_back(std::string(rawValue(ended.status)) + ": " + ended.output.value());
+    EXPECT_EQ(ended.completedAt, store.clock->now());
+  }
+  EXPECT_THAT(outputs, testing::ElementsAre("failed: The end.", "failed: 1 of 2\nThe end.", "failed: 1 of 2\nThe end.",
+                                            "completed: 2 of 2"));
+}
+
+TEST_F(Transcript, emptyIdsAreAbsent) {
+  run(store.items->appendAgentMessage(conversation, "{}", "Hello", "", ""));
+  const auto message = std::get<AgentMessage>(store.transcript(conversation).at(0).detail);
+  EXPECT_EQ(message.agentModel, std::nullopt);
+  EXPECT_EQ(message.providerMessageId, std::nullopt);
+  run(store.items->apply(conversation, {turn::SetSession{"session"}, turn::SetSession{""}}));
+  EXPECT_EQ(store.conversation(conversation).agentResumedSessionId, std::nullopt);
 }
 
 TEST_F(Transcript, finishesTheNewestCallOfThisConversation) {
@@ -150,6 +194,7 @@ TEST_F(Transcript, keepsPromptsInTheAgentsOwnShape) {
     run(store.items->appendUserPrompt(conversation, "say \"hi\"", agent));
     return parseJson(store.transcript(conversation).back().rawJSON).value().as_object();
   };
+  EXPECT_EQ(rawJSON(AgentType::codex).at("type"), "response_item");
   EXPECT_EQ(rawJSON(AgentType::codex).at("payload").at("content").at(0).at("type"), "input_text");
   for (const AgentType agent : {AgentType::claude, AgentType::pi}) {
     EXPECT_EQ(rawJSON(agent).at("message").at("content").at(0).at("text"), "say \"hi\"");
@@ -159,27 +204,91 @@ TEST_F(Transcript, keepsPromptsInTheAgentsOwnShape) {
   EXPECT_EQ(store.conversation(conversation).lastPromptAt, kMorning);
 }
 
-TEST_F(Transcript, anUnknownConversationIsLoggedAndChangesNothing) {
+TEST_F(Transcript, whatIsUnknownIsLoggedInFixedWords) {
   openLogFile(folder / "logs");
   const ConversationId gone(Uuid::random());
+  const ProjectId project = store.conversation(conversation).project;
   run(store.items->appendUserPrompt(gone, "prompt", AgentType::claude));
+  run(store.items->appendAgentMessage(gone, "{}", "text", {}, {}));
   run(store.items->appendToolInvocation(gone, "{}", "ls", "Bash", "1", {}, {}, ToolInvocationStatus::running));
   run(store.items->completeToolInvocation(gone, "1", "", ToolOutcome::completed));
+  run(store.items->appendCompactionEvent(gone, "{}", ""));
+  run(store.items->appendFailureEvent(gone, "", ""));
   run(store.items->applyAssistantTurnUsage(gone, "id", {}));
   run(store.items->applyContextWindow(gone, 1));
-  EXPECT_FALSE(run(store.items->apply(gone, {turn::AppendCompactionEvent{}})));
+  run(store.items->loadTranscriptEntries(gone));
+  EXPECT_FALSE(run(store.items->apply(
+      gone, {turn::AppendToolInvocation{}, turn::UpdateToolInvocation{}, turn::ApplyUsage{}, turn::SetSession{}})));
+  run(store.conversations->renameConversation(gone, "title"));
+  run(store.conversations->archiveConversation(gone));
+  run(store.conversations->updateResumedSessionId(gone, "session"));
+  run(store.conversations->updateLastPromptSettings(gone, "model", {}));
+  run(store.conversations->createConversation(ProjectId(gone.value()), {}));
+  run(store.conversations->createConversation(project, AgentId(gone.value())));
   run(store.conversations->archiveConversation(conversation));
   openLogFile("/dev/null");
 
-  const std::string log = readFile(folder / "logs/ravant.log").value();
-  for (const char* words :
-       {"appendUserPrompt called with unknown id ", "appendToolInvocation called with unknown id ",
-        "completeToolInvocation called with unknown id ", "applyAssistantTurnUsage unknown conversation ",
-        "applyContextWindow unknown conversation ", "apply called with unknown id "}) {
-    EXPECT_THAT(log, HasSubstr("[com.ravant.core:Persistence]")) << words;
-    EXPECT_THAT(log, HasSubstr(words + gone.text()));
+  std::vector<std::string> words;
+  std::istringstream log(readFile(folder / "logs/ravant.log").value());
+  for (std::string line; std::getline(log, line);) {
+    const std::size_t category = line.find(" [com.ravant.core:Persistence] [");
+    if (category == std::string::npos) continue;
+    words.push_back(line.substr(line.find("] ", line.find("] [", category) + 1) + 2));
   }
-  EXPECT_THAT(log, HasSubstr("archived conversation " + conversation.text()));
+  const std::string id = gone.text();
+  EXPECT_THAT(
+      words,
+      testing::ElementsAre(
+          "appendUserPrompt called with unknown id " + id, "appendAgentMessage called with unknown id " + id,
+          "appendToolInvocation called with unknown id " + id, "completeToolInvocation called with unknown id " + id,
+          "appendCompactionEvent called with unknown id " + id, "appendFailureEvent called with unknown id " + id,
+          "applyAssistantTurnUsage unknown conversation " + id, "applyContextWindow unknown conversation " + id,
+          "loadTranscriptEntries called with unknown id " + id, "appendToolInvocation called with unknown id " + id,
+          "updateToolInvocation called with unknown id " + id, "applyAssistantTurnUsage unknown conversation " + id,
+          "updateResumedSessionId called with unknown id " + id, "renameConversation called with unknown id " + id,
+          "archiveConversation called with unknown id " + id, "updateResumedSessionId called with unknown id " + id,
+          "updateLastPromptSettings called with unknown id " + id,
+          "createConversation called with unknown project id " + id,
+          "createConversation called with unknown agent id " + id, "archived conversation " + conversation.text()));
+}
+
+class SmallStore : public testing::Test {
+ protected:
+  TemporaryFolder folder;
+  OpenStore store{folder.path(), {}, 100'000};
+  ConversationId conversation = store.makeConversation();
+  const std::string large = std::string(150'000, 'x');
+};
+
+TEST_F(SmallStore, refusesWhatIsTooLargeAndKeepsWhatStandsBeforeIt) {
+  TranscriptWriter writer(store.container, conversation);
+  const auto turn = [&]() -> awaitable<void> {
+    return writer.store({turn::AppendToolInvocation{.toolName = "Bash", .toolCallId = "1"},
+                         turn::AppendAgentMessage{.text = "before"}, turn::AppendAgentMessage{.text = large},
+                         turn::AppendAgentMessage{.text = "after"}});
+  };
+  try {
+    run(writer.record("prompt", AgentType::claude, [] { return false; }, turn));
+    ADD_FAILURE() << "it was stored";
+  } catch (const StoreError& error) {
+    EXPECT_EQ(error.kind(), StoreError::Case::tooLarge);
+    EXPECT_THAT(error.what(), HasSubstr("an entry is too large"));
+    EXPECT_THAT(error.what(), HasSubstr("the limit is 100000 bytes"));
+  }
+  const std::string text = transcriptText(store, conversation);
+  EXPECT_THAT(text, HasSubstr("failed Bash 1"));
+  EXPECT_THAT(text, HasSubstr("before"));
+  EXPECT_THAT(text, Not(HasSubstr("after")));
+  const OpenStore other(folder.path());
+  EXPECT_FALSE(run(other.conversations->isRunElsewhere(conversation)));
+}
+
+TEST_F(SmallStore, refusesAPromptThatIsTooLarge) {
+  TranscriptWriter writer(store.container, conversation);
+  const auto turn = []() -> awaitable<void> { co_return; };
+  EXPECT_THROW(run(writer.record(large, AgentType::claude, [] { return false; }, turn)), StoreError);
+  EXPECT_THAT(store.transcript(conversation), testing::IsEmpty());
+  run(store.conversations->deleteConversation(conversation));
 }
 
 TEST_F(Transcript, goesWithItsOwner) {
