@@ -113,17 +113,15 @@ class ConversationOperations {
   }
 
   void remove(ConversationId id) {
-    store_.write(
-        Durability::powerCut,
-        [&](Changes& changes) {
-          const auto row = conversations_.find(id);
-          if (!row) return logUnknown("deleteConversation", id);
-          livingRuns_.refuseRemoval(id);
-          conversations_.remove(*row);
-          changes.removed(id);
-          return true;
-        },
-        FullDisk::takesReserve);
+    try {
+      removeAtOnce(id);
+    } catch (const StoreError& error) {
+      if (error.kind() != StoreError::Case::full) throw;
+      // The log of the whole removal can be larger than what is left of the disk.
+      while (removeSomeItems(id)) store_.emptyLog();
+      removeAtOnce(id);
+      store_.emptyLog();
+    }
   }
 
   std::optional<ConversationSummary> find(ConversationId id) {
@@ -147,6 +145,31 @@ class ConversationOperations {
   std::vector<ConversationSummary> withPrefix(std::string_view prefix) { return summaries(withPrefix_, prefix); }
 
  private:
+  void removeAtOnce(ConversationId id) {
+    store_.write(
+        Durability::powerCut,
+        [&](Changes& changes) {
+          const auto row = conversations_.find(id);
+          if (!row) return logUnknown("deleteConversation", id);
+          livingRuns_.refuseRemoval(id);
+          conversations_.remove(*row);
+          changes.removed(id);
+          return true;
+        },
+        FullDisk::takesReserve);
+  }
+
+  /// False when there are none left.
+  bool removeSomeItems(ConversationId id) {
+    return store_.write(Durability::processDeath, [&](Changes& changes) {
+      const auto row = conversations_.find(id);
+      if (!row) return false;
+      livingRuns_.refuseRemoval(id);
+      changes.updated(id);
+      return conversations_.removeSomeItems(*row);
+    });
+  }
+
   template <class EntityId>
   static std::optional<std::int64_t> rowOf(sqlite::Statement& statement, const EntityId& id) {
     auto row = statement.query(bound(id));

@@ -23,7 +23,10 @@ ConversationTable::ConversationTable(StoreConnection& store)
           store.prepare("UPDATE conversation SET last_used_model = ?, last_used_effort_raw_value = ? WHERE id = ?")),
       setArchived_(store.prepare("UPDATE conversation SET archived = ? WHERE id = ?")),
       rename_(store.prepare("UPDATE conversation SET title = ? WHERE id = ?")),
-      remove_(store.prepare("DELETE FROM conversation WHERE id = ?")) {}
+      remove_(store.prepare("DELETE FROM conversation WHERE id = ?")),
+      removeSomeItems_(
+          store.prepare("DELETE FROM conversation_item WHERE id IN (SELECT id FROM conversation_item "
+                        "WHERE conversation_id = ? ORDER BY created_at DESC, id DESC LIMIT 100) RETURNING 1")) {}
 
 std::optional<ConversationRow> ConversationTable::find(ConversationId id) {
   auto row = find_.query(bound(id));
@@ -67,5 +70,7 @@ void ConversationTable::rename(ConversationRow row, const std::optional<std::str
 }
 
 void ConversationTable::remove(ConversationRow row) { remove_.run(bound(row)); }
+
+bool ConversationTable::removeSomeItems(ConversationRow row) { return removeSomeItems_.query(bound(row)).step(); }
 
 }  // namespace ravant

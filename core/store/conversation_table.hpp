@@ -33,6 +33,8 @@ class ConversationTable {
   void setArchived(ConversationRow row, bool archived);
   void rename(ConversationRow row, const std::optional<std::string>& title);
   void remove(ConversationRow row);
+  /// The latest hundred; false when there are none.
+  bool removeSomeItems(ConversationRow row);
 
  private:
   sqlite::Statement find_;
@@ -46,6 +48,7 @@ class ConversationTable {
   sqlite::Statement setArchived_;
   sqlite::Statement rename_;
   sqlite::Statement remove_;
+  sqlite::Statement removeSomeItems_;
 };
 
 }  // namespace ravant

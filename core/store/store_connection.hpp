@@ -65,6 +65,11 @@ class StoreConnection {
     });
   }
 
+  /// Moves what was committed out of the log and gives its room back. Throws `StoreError`.
+  void emptyLog() {
+    translated([&] { database_.execute("PRAGMA wal_checkpoint(TRUNCATE)"); });
+  }
+
   /// Runs `body()` on one state of the store. Throws `StoreError`.
   template <class Body>
   auto read(Body body) {
@@ -94,7 +99,7 @@ class StoreConnection {
   }
 
   template <class Body>
-  auto translated(Body body) {
+  std::invoke_result_t<Body> translated(Body body) {
     try {
       return body();
     } catch (const sqlite::Error& error) {

@@ -44,8 +44,6 @@ class Sandbox {
   std::filesystem::path home() const { return folder_ / "home"; }
   std::filesystem::path project() const { return folder_ / "project"; }
   std::filesystem::path data() const { return folder_ / "data"; }
-  /// For what is started from now on.
-  void useData(const std::filesystem::path& folder) { setVariable("RAVANT_DATA_DIR", folder); }
   std::filesystem::path settings() const { return folder_ / "config/ravant/settings.json"; }
 
  private:

@@ -18,7 +18,7 @@ constexpr const char* kReadOnly =
 // What is there is moved onto a small disk, and what it leaves free is filled.
 constexpr const char* kFullDisk =
     "data=$RAVANT_DATA_DIR\n"
-    "rm -rf \"$HOME/saved\"; cp -a \"$data\" \"$HOME/saved\" && mount -t tmpfs -o size=12m none \"$data\" || exit 99\n"
+    "rm -rf \"$HOME/saved\"; cp -a \"$data\" \"$HOME/saved\" && mount -t tmpfs -o size=24m none \"$data\" || exit 99\n"
     "cp -a \"$HOME/saved/.\" \"$data\"\n"
     "fill() { cat /dev/zero >>\"$data/fill\" 2>/dev/null; ! echo x >>\"$data/fill\" 2>/dev/null || exit 98; }\n"
     "fill\n";
@@ -99,7 +99,7 @@ TEST_F(UnwritableStore, isReadTogetherWithItsLog) {
     std::filesystem::copy(sandbox.data() / name, copy / name);
 
   for (const auto& folder : {sandbox.data(), copy}) {
-    sandbox.useData(folder);
+    sandbox.setVariable("RAVANT_DATA_DIR", folder);
     if (!run(std::string(kReadOnly) + "ravant conversation list; ravant conversation rename \"$CONVERSATION\" New")) {
       GTEST_SKIP() << kNoMounts;
     }

@@ -106,6 +106,31 @@ TEST_F(Container, takesTheChecksTimeOnlyOnceADay) {
   EXPECT_GT(lastCheck(), first);
 }
 
+TEST_F(Container, isReadWhereWritersCannotBeSeen) {
+  ConversationId conversation;
+  {
+    OpenStore writer(folder / "data");
+    conversation = writer.makeConversation();
+    run(writer.conversations->renameConversation(conversation, "Title"));
+  }
+  std::filesystem::create_symlink("nowhere", folder / "data/store.sqlite-shm");  // which SQLite does not follow
+  OpenStore reader(folder / "data");
+  EXPECT_EQ(reader.conversation(conversation).title, "Title");
+  const auto kindOf = [&](const auto& operation) -> std::optional<StoreError::Case> {
+    try {
+      operation();
+      return std::nullopt;
+    } catch (const StoreError& error) {
+      return error.kind();
+    }
+  };
+  EXPECT_EQ(kindOf([&] { run(reader.conversations->renameConversation(conversation, "New")); }),
+            StoreError::Case::readOnly);
+
+  std::filesystem::last_write_time(folder / "data/store.sqlite", std::filesystem::file_time_type::clock::now());
+  EXPECT_EQ(kindOf([&] { reader.conversation(conversation); }), StoreError::Case::busy);
+}
+
 class Upgrade : public Container {
  protected:
   static constexpr std::array kOld = {
@@ -149,6 +174,13 @@ TEST_F(Upgrade, leavesTheFileWhenAStepFails) {
   EXPECT_EQ(errorOf(kBroken), StoreError::Case::other);
   EXPECT_TRUE(open(kOld)->connect().prepare("SELECT 1 FROM note WHERE text = 'kept'").query().step());
   open(kNew);  // what the failed attempt left does not stand in the way
+}
+
+TEST_F(Upgrade, saysThatTheFileIsAsItWasWhereItCannotBeMade) {
+  std::filesystem::create_directories(folder / "data/store.sqlite.upgrading/in the way");
+  EXPECT_EQ(errorOf(kNew), StoreError::Case::notUpgraded);
+  EXPECT_THAT(words, HasSubstr("could not be upgraded, it is as it was ("));
+  EXPECT_TRUE(open(kOld)->connect().prepare("SELECT 1 FROM note WHERE text = 'kept'").query().step());
 }
 
 TEST_F(Upgrade, waitsForNobodyElseToUseTheStore) {
