@@ -23,6 +23,7 @@ namespace ravant {
 namespace {
 
 constexpr std::chrono::seconds kCheckLimit{60};
+constexpr std::uintmax_t kLeastRoom = 64 * 1024;
 
 std::string ownSearchPath() {
   const char* path = std::getenv("PATH");
@@ -120,7 +121,7 @@ void Doctor::examineDataFolder() {
     makePrivateFolder(locations_.dataFolder);
     processes_ = ProcessLedger::open(locations_.dataFolder / "processes");
     std::error_code obstacle = processes_->fault();
-    const bool isFull = !obstacle && std::filesystem::space(locations_.dataFolder).available == 0;
+    const bool isFull = !obstacle && std::filesystem::space(locations_.dataFolder).available < kLeastRoom;
     if (isFull) obstacle = {ENOSPC, std::generic_category()};
     if (obstacle) {
       add(fmt::format("nothing can be written into {}: {}", locations_.dataFolder.string(), obstacle.message()),

@@ -18,7 +18,7 @@ constexpr const char* kReadOnly =
 // What is there is moved onto a small disk, and what it leaves free is filled.
 constexpr const char* kFullDisk =
     "data=$RAVANT_DATA_DIR\n"
-    "rm -rf \"$HOME/saved\"; cp -a \"$data\" \"$HOME/saved\" && mount -t tmpfs -o size=24m none \"$data\" || exit 99\n"
+    "rm -rf \"$HOME/saved\"; cp -a \"$data\" \"$HOME/saved\" && mount -t tmpfs -o size=64m none \"$data\" || exit 99\n"
     "cp -a \"$HOME/saved/.\" \"$data\"\n"
     "fill() { cat /dev/zero >>\"$data/fill\" 2>/dev/null; ! echo x >>\"$data/fill\" 2>/dev/null || exit 98; }\n"
     "fill\n";
@@ -80,7 +80,8 @@ TEST_F(UnwritableStore, isReadWhereTheFolderIsReadOnly) {
   // A run that was interrupted, by a program that is dead: both can only be put in order later.
   store(sandbox.data())
       .execute(
-          "INSERT INTO run SELECT id, '00000000-0000-4000-8000-000000000000', 0 FROM conversation;"
+          "INSERT INTO run (conversation_id, owner, started_at) SELECT id, '00000000-0000-4000-8000-000000000000', 0 "
+          "FROM conversation;"
           "DELETE FROM integrity_check");
   std::ofstream(sandbox.data() / "processes/00000000-0000-4000-8000-000000000000") << "";
   if (!run(std::string(kReadOnly) + kReadAll)) GTEST_SKIP() << kNoMounts;
@@ -141,11 +142,13 @@ TEST_F(UnwritableStore, losesAConversationOnAFullDisk) {
       .execute(
           "INSERT INTO conversation_item (conversation_id, kind, created_at, text, raw_json) "
           "SELECT conversation.id, 'agentMessage', 0, hex(randomblob(600)), hex(randomblob(300)) "
-          "FROM conversation, json_each('[1,2,3,4,5,6,7,8,9,10]') AS a, json_each('[1,2,3,4,5,6,7,8,9,10]') AS b");
+          "FROM conversation, (WITH RECURSIVE n (i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 20000) "
+          "SELECT i FROM n)");
   const std::string script =
       std::string(kFullDisk) +
       "ravant conversation list; fill\n"
       "ravant run --conversation \"$CONVERSATION\" \"$(head -c 100000 /dev/zero | tr '\\0' x)\"\n"
+      "fill; ravant doctor | grep -A9 ✗\n"
       "fill; ravant conversation delete --yes \"$CONVERSATION\"; echo \"status $?\"; fill\n"
       "ravant conversation list --json --all; rm \"$data/fill\"\n"
       "ravant project list && stat -c '%s of %n' \"$data/store.reserve\"\n";

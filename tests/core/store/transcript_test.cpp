@@ -184,9 +184,12 @@ TEST_F(Transcript, isReplayedWithoutMarkers) {
   using Call = TranscriptEntry::ToolInvocation;
   EXPECT_THAT(run(store.items->loadTranscriptEntries(conversation)),
               testing::ElementsAre(
-                  TranscriptEntry{TranscriptEntry::User{"fix it"}}, TranscriptEntry{TranscriptEntry::Agent{"looking"}},
-                  TranscriptEntry{Call{.callId = "1", .name = "Bash", .input = "{}", .output = "no", .failed = true}},
-                  TranscriptEntry{Call{.callId = "2", .name = "Bash", .input = "{}", .output = "", .failed = false}}));
+                  TranscriptEntry{TranscriptEntry::User{"fix it"}},
+                  TranscriptEntry{TranscriptEntry::Agent{.text = "looking", .rawJSON = "{}"}},
+                  TranscriptEntry{Call{
+                      .callId = "1", .name = "Bash", .input = "{}", .output = "no", .failed = true, .rawJSON = "{}"}},
+                  TranscriptEntry{Call{
+                      .callId = "2", .name = "Bash", .input = "{}", .output = "", .failed = false, .rawJSON = "{}"}}));
 }
 
 TEST_F(Transcript, keepsPromptsInTheAgentsOwnShape) {
