@@ -106,7 +106,7 @@ class TextRunOutput final : public RunOutput {
 
   void growth(const Growth& growth) override {
     if (growth.kind == GrowthKind::reasoning) {
-      status_.addReasoning(growth.text);
+      status_.addReasoning(growth);
       if (!isInLine_) status_.refresh();
       return output_.flush();
     }

@@ -30,6 +30,12 @@ void StatusLine::nameTool(const ToolInvocation& invocation) {
   toolNames_.insert_or_assign(invocation.id, oneLine(invocation.toolName));
 }
 
+void StatusLine::addReasoning(const Growth& growth) {
+  if (!state_ || state_->kind != RunState::Kind::thinking) return;
+  if (growth.isNewMessage) words_.clear();
+  addWords(growth.text);
+}
+
 void StatusLine::addOutput(ToolInvocationId invocation, std::string_view text) {
   if (state_ && state_->invocation == invocation) addWords(text);
 }

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "cli/output/output.hpp"
+#include "core/growth.hpp"
 #include "core/run_state.hpp"
 #include "core/tool_invocation.hpp"
 
@@ -23,8 +24,8 @@ class StatusLine {
   void setState(const RunState& state);
   /// The name by which a running tool is shown.
   void nameTool(const ToolInvocation& invocation);
-  /// What the agent's reasoning, or the running tool of that id, has printed.
-  void addReasoning(std::string_view text) { addWords(text); }
+  /// What the reasoning of an agent that thinks, or the running tool of that id, has printed.
+  void addReasoning(const Growth& growth);
   void addOutput(ToolInvocationId invocation, std::string_view text);
 
   void show();

@@ -117,6 +117,9 @@ TEST_F(RunOnTerminal, theLastLineSaysWhatTheRunDoes) {
   clock.advance(500ms);
   text->growth({.text = "First.\nThen \x1b[2J", .isNewMessage = true, .kind = GrowthKind::reasoning});
   EXPECT_EQ(screen(), "… thinking, 1:05 min: Then ␛[2J");
+  text->growth({.text = "Or", .isNewMessage = true, .kind = GrowthKind::reasoning});
+  text->tick();
+  EXPECT_EQ(screen(), "… thinking, 1:05 min: Or");
   text->invocation(invocation(ToolInvocationStatus::running));
   text->state({.kind = RunState::Kind::runningTool, .since = clock.now(), .invocation = ToolInvocationId(7)});
   EXPECT_EQ(screen(), "• Bash make\n… running Bash, 0 s");

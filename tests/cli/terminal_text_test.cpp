@@ -78,5 +78,18 @@ TEST(TranscriptText, ShortensTheOutputOfToolsWhileARunIsFollowed) {
   EXPECT_TRUE(endedText(invocation, kPlain, ToolOutput::complete).ends_with("    8\n    9\n"));
 }
 
+TEST(TranscriptText, SaysHowAPromptEndedThatDidNotFinish) {
+  using namespace std::chrono_literals;
+  const auto textOf = [](std::optional<PromptOutcome> outcome, std::chrono::microseconds after) {
+    const ConversationItem prompt{.detail = UserMessage{.endReason = outcome, .endedAt = Timestamp(after)}};
+    return endText(prompt, kPlain);
+  };
+  EXPECT_EQ(textOf({}, 5s), "");
+  EXPECT_EQ(textOf(PromptOutcome::finished, 5s), "");
+  EXPECT_EQ(textOf(PromptOutcome::cancelled, 59'999ms), "── cancelled after 59 s ──\n");
+  EXPECT_EQ(textOf(PromptOutcome::limit, 62s), "── cut off by a limit after 1:02 min ──\n");
+  EXPECT_EQ(textOf(PromptOutcome::interrupted, 2h + 5s), "── interrupted after 2:00:05 h ──\n");
+}
+
 }  // namespace
 }  // namespace ravant::cli
