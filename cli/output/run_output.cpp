@@ -3,8 +3,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <utility>
+#include <vector>
 
 #include "cli/output/conversation_text.hpp"
 #include "cli/output/json_form.hpp"
@@ -110,21 +112,22 @@ class TextRunOutput final : public RunOutput {
       if (!isInLine_) status_.refresh();
       return output_.flush();
     }
-    if (growth.isNewMessage) {
+    if (growth.isNewMessage || growing_.empty()) {
       endLine();
-      grown_.clear();
+      growing_.emplace_back();
       heldBack_.clear();
     }
+    std::string& grown = growing_.back();
     // White space in front of the first word is not shown.
-    const bool isFirst = withoutLeadingSpace(grown_).empty();
-    const std::size_t shown = grown_.size();
-    grown_ += std::exchange(heldBack_, {}) + growth.text;
+    const bool isFirst = withoutLeadingSpace(grown).empty();
+    const std::size_t shown = grown.size();
+    grown += std::exchange(heldBack_, {}) + growth.text;
     // It may be half of a line break.
-    if (grown_.ends_with('\r')) {
-      grown_.pop_back();
+    if (grown.ends_with('\r')) {
+      grown.pop_back();
       heldBack_ = "\r";
     }
-    const std::string_view all = grown_;
+    const std::string_view all = grown;
     const std::string_view words = isFirst ? withoutLeadingSpace(all) : all.substr(shown);
     if (words.empty()) return;
     status_.clear();
@@ -170,12 +173,20 @@ class TextRunOutput final : public RunOutput {
  private:
   /// What has not been shown of it while it grew.
   void message(const ConversationItem& item) {
-    heldBack_.clear();
-    const std::string grown = std::exchange(grown_, {});
-    const std::string_view shown = withoutLeadingSpace(grown);
     const std::string_view whole = withoutLeadingSpace(item.text);
-    if (!shown.empty() && (whole.starts_with(shown) || trimmed(whole) == trimmed(shown))) {
-      const std::string_view rest = whole.substr(std::min(shown.size(), whole.size()));
+    const auto isOfIt = [&](std::string_view grown) {
+      const std::string_view shown = withoutLeadingSpace(grown);
+      return !shown.empty() && (whole.starts_with(shown) || trimmed(whole) == trimmed(shown));
+    };
+    const auto grown = std::ranges::find_if(growing_, isOfIt);
+    const bool isLast = grown != growing_.end() && std::next(grown) == growing_.end();
+    const bool isShown = grown != growing_.end() && (isLast || trimmed(whole) == trimmed(*grown));
+    const std::size_t size = isShown ? withoutLeadingSpace(*grown).size() : 0;
+    growing_.erase(growing_.begin(), isShown ? std::next(grown) : growing_.end());
+    if (isShown && !isLast) return;  // it was given up for the next one
+    heldBack_.clear();
+    if (isShown) {
+      const std::string_view rest = whole.substr(std::min(size, whole.size()));
       output_.write(terminalSafe(rest));
       if (!rest.empty()) isInLine_ = !rest.ends_with('\n');
       return endLine();
@@ -205,8 +216,9 @@ class TextRunOutput final : public RunOutput {
   Output& output_;
   StatusLine status_;
   std::set<ToolInvocationId> shown_;
-  std::string grown_;     ///< of a message that is not whole yet, as far as it was shown
-  std::string heldBack_;  ///< what came behind it
+  std::vector<std::string>
+      growing_;           ///< messages that are not whole yet, as far as they were shown; the last one grows
+  std::string heldBack_;  ///< what came behind the last one
   bool isInLine_ = false;
   std::string usage_;
 };

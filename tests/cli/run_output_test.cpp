@@ -56,6 +56,17 @@ TEST_F(RunText, aLineBreakThatDeltasCutIsNoMark) {
   EXPECT_EQ(written(), "\none\ntwo␍three\nfour\n");
 }
 
+TEST_F(RunText, aMessageThatWasGivenUpForTheNextIsShownOnce) {
+  const auto text = make(OutputFormat::text);
+  text->growth({.text = "Broken o", .isNewMessage = true});
+  text->growth({.text = "\n\nThe ", .isNewMessage = true});
+  text->item(message("Broken o"));
+  text->growth({.text = "end"});
+  text->item(message("The end."));
+  text->item(message("The end."));
+  EXPECT_EQ(written(), "\nBroken o\n\nThe end.\n\nThe end.\n");
+}
+
 TEST_F(RunText, whatOnlyATerminalShowsIsLeftOut) {
   const auto text = make(OutputFormat::text);
   text->state({.kind = RunState::Kind::thinking, .since = kStart});
