@@ -2,7 +2,8 @@
 
 #include <gmock/gmock.h>
 
-#include <boost/asio/io_context.hpp>
+#include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/post.hpp>
 
 #include "core/agent_runner_error.hpp"
 #include "tests/support/run.hpp"
@@ -11,37 +12,42 @@
 namespace ravant::test {
 namespace {
 
+awaitable<void> submitTwice(Application& application, PromptSubmission submission) {
+  using asio::experimental::awaitable_operators::operator&&;
+  const auto second = [&]() -> awaitable<void> {
+    while (application.runners().activeConversations().empty()) co_await asio::post(use_awaitable);
+    PromptSubmission other = submission;
+    other.model = "another model";
+    bool isRefused = false;
+    try {
+      co_await submitPrompt(application, other);
+    } catch (const PromptRefusedError&) {
+      isRefused = true;
+    }
+    EXPECT_TRUE(isRefused);
+  };
+  const PromptEndReason first = co_await (submitPrompt(application, submission) && second());
+  EXPECT_EQ(first, PromptEndReason::failed);
+}
+
+awaitable<void> refuseTheSecondPrompt(Application& application, std::filesystem::path folder) {
+  const Project project = co_await application.projects().create(folder, "project");
+  const Agent agent = co_await application.agents().createAgent(AgentType::ravant, "", {});
+  const auto conversation = co_await application.conversations().createConversation(project.id, agent.id);
+  co_await submitTwice(
+      application,
+      {.prompt = "Hello", .project = project, .agent = agent, .model = "no such model", .conversation = *conversation});
+  const auto kept = co_await application.conversations().conversation(*conversation);
+  EXPECT_EQ(kept->conversation.lastUsedModel, "no such model");
+  EXPECT_EQ(kept->items, 2) << "the first prompt and its failure";
+  co_await application.shutdown();
+}
+
 TEST(PromptSubmission, isRefusedWhileAPromptRunsInThisProcess) {
   const TemporaryFolder folder;
   const auto application = Application::open(
       {.dataFolder = folder / "data", .settingsFile = folder.write("settings.json", R"({"keyStore":"file"})")});
-  asio::io_context loop;
-  const Project project = run(application->projects().create(folder.path(), "project"), loop);
-  const Agent agent = run(application->agents().createAgent(AgentType::ravant, "", {}), loop);
-  const ConversationId conversation =
-      run(application->conversations().createConversation(project.id, agent.id), loop).value();
-  PromptSubmission submission{.prompt = "first", .project = project, .agent = agent};
-  submission.model = "no such model";
-  submission.conversation = conversation;
-
-  std::optional<PromptEndReason> first;
-  asio::co_spawn(loop, submitPrompt(*application, submission),
-                 [&](std::exception_ptr, PromptEndReason reason) { first = reason; });
-  loop.restart();
-  while (application->runners().activeConversations().empty() && loop.run_one() > 0) {
-  }
-  submission.prompt = "second";
-  submission.model = "another model";
-  EXPECT_THROW(run(submitPrompt(*application, submission), loop), PromptRefusedError);
-  loop.restart();
-  while (!first && loop.run_one() > 0) {
-  }
-
-  EXPECT_EQ(first, PromptEndReason::failed);
-  const auto kept = run(application->conversations().conversation(conversation), loop);
-  EXPECT_EQ(kept.value().conversation.lastUsedModel, "no such model");
-  EXPECT_EQ(kept.value().items, 2) << "the first prompt and its failure";
-  run(application->shutdown(), loop);
+  run(refuseTheSecondPrompt(*application, folder.path()));
 }
 
 }  // namespace
