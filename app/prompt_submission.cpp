@@ -10,17 +10,20 @@ namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.app", "PromptSubmission");
+constexpr std::string_view kAlreadyRunning = "A prompt is already running in this conversation.";
 
 }  // namespace
 
 awaitable<void> expectIdle(Application& application, ConversationId conversation) {
   if (application.runners().activeConversations().contains(conversation) ||
       co_await application.conversations().isRunElsewhere(conversation)) {
-    throw PromptRefusedError("A prompt is already running in this conversation.");
+    throw PromptRefusedError(std::string(kAlreadyRunning));
   }
 }
 
 awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission) {
+  const auto claim = application.runners().claim(submission.conversation);
+  if (!claim) throw PromptRefusedError(std::string(kAlreadyRunning));
   co_await expectIdle(application, submission.conversation);
   if (submission.effort) {
     co_await expectEffort(application.agents(), submission.agent, submission.model, *submission.effort);

@@ -34,6 +34,11 @@ AgentRunnerStore::AgentRunnerStore(std::shared_ptr<ModelContainer> modelContaine
       factory_(std::move(factory)),
       notifications_(std::move(notifications)) {}
 
+std::unique_ptr<AgentRunnerStore::Claim> AgentRunnerStore::claim(ConversationId conversationId) {
+  if (inFlight_.contains(conversationId) || !claimed_.insert(conversationId).second) return nullptr;
+  return std::unique_ptr<Claim>(new Claim(*this, conversationId));
+}
+
 awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent agent) {
   const ConversationId id = request.conversationId;
   kLog.debug("AgentRunnerStore.send agent={} conv={}", rawValue(agent.type), id.text());

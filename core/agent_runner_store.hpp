@@ -38,6 +38,23 @@ class AgentRunnerStore {
   AgentRunnerStore(std::shared_ptr<ModelContainer> modelContainer, std::shared_ptr<RunnerFactory> factory,
                    std::shared_ptr<NotificationCenter> notifications);
 
+  /// Keeps other prompts out of a conversation from before its prompt is sent until it has ended.
+  class Claim {
+   public:
+    ~Claim() { store_->claimed_.erase(id_); }
+    Claim(const Claim&) = delete;
+    Claim& operator=(const Claim&) = delete;
+
+   private:
+    friend class AgentRunnerStore;
+    Claim(AgentRunnerStore& store, ConversationId id) : store_(&store), id_(id) {}
+
+    AgentRunnerStore* store_;
+    ConversationId id_;
+  };
+  /// Null where the conversation is claimed or has a prompt in flight.
+  std::unique_ptr<Claim> claim(ConversationId conversationId);
+
   /// Runs one prompt to its end. A failure becomes one failure item in the transcript and the
   /// reason `failed`; what is thrown is the store's own error where that item could not be written.
   /// A prompt that is refused because another one runs leaves that one running and announced.
@@ -85,6 +102,7 @@ class AgentRunnerStore {
   std::shared_ptr<AgentRunner> cursorRunner_;
   std::shared_ptr<AgentRunner> ravantRunner_;
   std::map<ConversationId, std::shared_ptr<Prompt>> inFlight_;
+  std::set<ConversationId> claimed_;
 };
 
 }  // namespace ravant

@@ -9,14 +9,6 @@
 #include "platform/text/utf8.hpp"
 
 namespace ravant::cli {
-namespace {
-
-bool holds(const std::filesystem::path& outer, const std::filesystem::path& inner) {
-  return std::ranges::mismatch(outer, inner).in1 == outer.end();
-}
-
-}  // namespace
-
 std::filesystem::path projectFolder(const std::filesystem::path& path) {
   std::error_code notThere;
   const std::filesystem::path resolved = std::filesystem::canonical(path, notThere);
@@ -37,15 +29,6 @@ awaitable<Project> registerProject(Application& application, std::filesystem::pa
   std::string chosen(trimmed(name.value_or(std::string())));
   if (chosen.empty()) chosen = folder.has_filename() ? folder.filename().string() : folder.string();
   co_return co_await application.projects().create(folder, std::move(chosen));
-}
-
-awaitable<std::optional<Project>> projectThatHolds(Application& application, std::filesystem::path folder) {
-  std::optional<Project> innermost;
-  for (Project& project : co_await application.projects().projects()) {
-    if (!holds(project.path, folder)) continue;
-    if (!innermost || project.path.size() > innermost->path.size()) innermost = std::move(project);
-  }
-  co_return innermost;
 }
 
 }  // namespace ravant::cli

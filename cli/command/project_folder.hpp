@@ -11,7 +11,4 @@ std::filesystem::path projectFolder(const std::filesystem::path& path);
 awaitable<Project> registerProject(Application& application, std::filesystem::path path,
                                    std::optional<std::string> name);
 
-/// The registered project that holds the folder; the innermost one where several do.
-awaitable<std::optional<Project>> projectThatHolds(Application& application, std::filesystem::path folder);
-
 }  // namespace ravant::cli

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/asio/experimental/awaitable_operators.hpp>
 
+#include "app/project_of_folder.hpp"
 #include "cli/command/command.hpp"
 #include "cli/command/lookup.hpp"
 #include "cli/command/project_folder.hpp"
@@ -19,9 +20,9 @@ awaitable<std::filesystem::path> chosenFolder(CommandContext& context, Arguments
   if (const auto word = arguments.optional("--project")) {
     co_return std::filesystem::path((co_await findProject(context.application(), *word)).path);
   }
-  const std::filesystem::path current = projectFolder(std::filesystem::current_path());
-  const auto project = co_await projectThatHolds(context.application(), current);
-  co_return project ? std::filesystem::path(project->path) : current;
+  const Whereabouts place = whereaboutsOf(std::filesystem::current_path());
+  const auto project = registeredProject(co_await context.application().projects().projects(), place);
+  co_return project ? std::filesystem::path(project->path) : place.folder;
 }
 
 /// Shows what was read, and says what could not be.

@@ -91,7 +91,11 @@ awaitable<void> PromptRun::cancelWhenInterrupted() {
   while (activity_ && !runners.activeConversations().contains(submission_.conversation)) {
     co_await activity_->next();
   }
-  co_await runners.cancelRunner(submission_.conversation);
+  try {
+    co_await runners.cancelRunner(submission_.conversation);
+  } catch (...) {
+    error_ = std::current_exception();
+  }
 }
 
 }  // namespace ravant::cli

@@ -110,6 +110,7 @@ awaitable<Agent> agentOf(Application& application, const ConversationSummary& su
     throw CommandError(fmt::format("the agent of the conversation {} was removed; begin a new one", name));
   }
   Agent agent = co_await findAgent(application, summary.conversation.agent->text());
+  if (word) co_await findUsableAgent(application, *word);
   if (word && *word != rawValue(agent.type) && *word != agent.id.text()) {
     throw CommandError(fmt::format("the conversation {} belongs to the agent {}; begin a new one for {}", name,
                                    rawValue(agent.type), *word));

@@ -35,7 +35,11 @@ class JsonRunOutput final : public RunOutput {
   }
 
   void item(const ConversationItem& item) override {
-    write({{"event", "item"}, {"item", jsonForm(item, RawRecords::left)}});
+    json::object form = jsonForm(item, RawRecords::left);
+    // Whether a quick run's prompt has ended by now is chance; `finished` tells it.
+    form.erase("endReason");
+    form.erase("endedAt");
+    write({{"event", "item"}, {"item", std::move(form)}});
   }
 
   void growth(const Growth& /*growth*/) override {}

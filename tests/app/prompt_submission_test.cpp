@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 
 #include <boost/asio/experimental/awaitable_operators.hpp>
-#include <boost/asio/post.hpp>
 
 #include "core/agent_runner_error.hpp"
 #include "tests/support/run.hpp"
@@ -15,7 +14,6 @@ namespace {
 awaitable<void> submitTwice(Application& application, PromptSubmission submission) {
   using asio::experimental::awaitable_operators::operator&&;
   const auto second = [&]() -> awaitable<void> {
-    while (application.runners().activeConversations().empty()) co_await asio::post(use_awaitable);
     PromptSubmission other = submission;
     other.model = "another model";
     bool isRefused = false;
