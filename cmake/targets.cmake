@@ -96,7 +96,7 @@ endfunction()
 # ravant_benchmark(NAME SOURCES file... [DEPENDS library...]): a program that measures, built only when asked for.
 function(ravant_benchmark NAME)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" "SOURCES;DEPENDS")
-  add_executable(${NAME} EXCLUDE_FROM_ALL ${ARG_SOURCES})
+  add_executable(${NAME} EXCLUDE_FROM_ALL ${ARG_SOURCES} ${PROJECT_SOURCE_DIR}/tests/support/run.cpp)
   ravant_precompile(${NAME})
   target_link_libraries(${NAME} PRIVATE ${ARG_DEPENDS})
 endfunction()
