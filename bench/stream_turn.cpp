@@ -33,7 +33,7 @@ int main(int, char** arguments) {
   std::size_t fragments = 0;
   const auto start = std::chrono::steady_clock::now();
   const ChatTurn turn = test::run(client.streamTurn({.model = "m", .systemPrompt = "s", .messages = {}, .tools = {}},
-                                                    [&](std::string_view) { ++fragments; }));
+                                                    {.onText = [&](std::string_view) { ++fragments; }}));
   const double seconds = bench::secondsSince(start);
   fmt::print("seconds\t{}\ntext\t{}\nfragments\t{}\nmemory\t{}\n", seconds, turn.text.size(), fragments,
              bench::mostMemory());
