@@ -19,6 +19,13 @@ awaitable<bool> hasKey(Application& application, RavantProvider provider) {
 
 }  // namespace
 
+awaitable<bool> hasProviderKey(Application& application) {
+  for (const RavantProvider provider : kRavantProviders) {
+    if (co_await hasKey(application, provider)) co_return true;
+  }
+  co_return false;
+}
+
 awaitable<std::optional<std::string>> defaultModel(Application& application, Agent agent) {
   std::optional<std::string> first;
   std::map<RavantProvider, bool> haveKeys;

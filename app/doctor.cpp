@@ -158,7 +158,7 @@ awaitable<void> Doctor::examineStore() {
       add(fmt::format("{} is damaged: {}", findings_.store.file.string(), opened.integrity.words),
           "restore it from a copy");
     }
-    registered_ = co_await AgentModelStore::make(opened.container)->agents();
+    findings_.registered = co_await AgentModelStore::make(opened.container)->agents();
   } catch (const std::exception& error) {
     add(error.what(), "see what the message says; the other commands cannot work before");
   }
@@ -174,6 +174,7 @@ awaitable<void> Doctor::examineShell() {
     findings_.searchPath = (co_await readShellEnvironment(options, executors_.io())).searchPath;
   } catch (const std::exception& error) {
     findings_.searchPath = ownSearchPath();
+    isSearchPathKnown_ = false;
     add(fmt::format("the login shell {} does not work: {}", findings_.shell.path, error.what()),
         "correct its start-up files, or set SHELL to another shell");
   }
@@ -184,8 +185,9 @@ awaitable<void> Doctor::examineGit() {
   const std::string shell = loginShell(ShellUse::command).path;
   std::string words = "it ended before it ran a command";
   try {
-    const std::string output =
-        co_await ProbeProcess::run(shell, {"-l", "-c", kTellEnvironment}, shell, {.ledger = recorder_});
+    const std::string output = co_await ProbeProcess::run(
+        shell, {"-l", "-c", kTellEnvironment}, shell,
+        {.limit = std::chrono::seconds(settings_.integer(setting::kShellStartSeconds)), .ledger = recorder_});
     findings_.gitSearchPath = told(output, kSearchPath).value_or("");
     const auto folder = told(output, kFolder);
     if (folder && *folder != std::filesystem::canonical(std::filesystem::current_path())) {
@@ -253,11 +255,11 @@ awaitable<void> Doctor::examineKeys() {
 
 void Doctor::examineRegisteredAgents() {
   const std::vector<std::filesystem::path> searchFolders = foldersOf(findings_.searchPath);
-  for (const Agent& agent : registered_) {
+  for (const Agent& agent : findings_.registered) {
     if (!agent.enabled || agent.type == AgentType::ravant) continue;
     const std::string path = agent.path.empty() ? std::string(defaultCommandName(agent.type)) : agent.path;
     const bool isThere = path.contains('/') ? isProgram(path) : findProgram(path, searchFolders).has_value();
-    if (isThere) continue;
+    if (isThere || (!path.contains('/') && !isSearchPathKnown_)) continue;
     add(fmt::format("the program of the agent {}, {}, is not there", rawValue(agent.type), path),
         fmt::format("install it and run: ravant agent scan; or run: ravant agent set-path {} PATH",
                     rawValue(agent.type)));
@@ -266,7 +268,7 @@ void Doctor::examineRegisteredAgents() {
 
 void Doctor::examineWhetherThereIsAnAgent() {
   const bool hasProgram = std::ranges::any_of(
-      registered_, [](const Agent& agent) { return agent.enabled && agent.type != AgentType::ravant; });
+      findings_.registered, [](const Agent& agent) { return agent.enabled && agent.type != AgentType::ravant; });
   const bool hasKey = std::ranges::any_of(findings_.keys, [](const KeyFindings& key) { return !key.source.empty(); });
   if (hasProgram || hasKey || !findings_.agents.empty()) return;
   add("there is no agent that could take a prompt",
@@ -284,7 +286,7 @@ void Doctor::examineProcesses() {
 
 void Doctor::examineRoot() {
   const bool hasClaude = std::ranges::any_of(
-      registered_, [](const Agent& agent) { return agent.enabled && agent.type == AgentType::claude; });
+      findings_.registered, [](const Agent& agent) { return agent.enabled && agent.type == AgentType::claude; });
   if (!hasClaude || ::geteuid() != 0 || settings_.boolean(setting::kClaudeAsRoot) || isSet("IS_SANDBOX")) return;
   add("Claude Code does not run as root, where nothing limits what it may do",
       fmt::format("run Ravant as another user; or, where this machine is a sandbox that may be lost, run: ravant "

@@ -44,6 +44,7 @@ struct Findings {
   std::string searchPath;     ///< what agents get
   std::string gitSearchPath;  ///< what git commands get; empty where the shell runs none
   std::vector<LocatedAgent> agents;
+  std::vector<Agent> registered;
   std::optional<ProgramFindings> git;
   std::string keyStore;       ///< which one the settings choose
   std::string keyStoreFault;  ///< why it cannot be used; empty when it can
@@ -80,7 +81,7 @@ class Doctor {
   SettingsFile settings_;
   std::shared_ptr<ProcessLedger> processes_;  ///< null where the data folder cannot be used
   std::shared_ptr<ProcessLedger> recorder_;   ///< of what is tried here; null where nothing can be written down
-  std::vector<Agent> registered_;
+  bool isSearchPathKnown_ = true;
   Findings findings_;
 };
 

@@ -64,7 +64,7 @@ awaitable<ExitStatus> list(CommandContext& context, Arguments) {
     context.output.json(jsonForms(agents));
     co_return ExitStatus::done;
   }
-  Table table({"TYPE", "NAME", "STATE", "PROGRAM", "ID"});
+  Table table({"TYPE", "NAME", "STATE", "PROGRAM", "ID"}, {0, 4});
   for (const Agent& agent : agents) {
     table.add({std::string(rawValue(agent.type)), std::string(displayName(agent.type)),
                agent.enabled ? "enabled" : "disabled", pathWords(agent), agent.id.text()});

@@ -46,7 +46,7 @@ awaitable<ExitStatus> list(CommandContext& context, Arguments arguments) {
     context.output.json(jsonForms(found));
     co_return ExitStatus::done;
   }
-  Table table({"ID", "ACTIVITY", "AGENT", "PROJECT", "ITEMS", "TITLE"});
+  Table table({"ID", "ACTIVITY", "AGENT", "PROJECT", "ITEMS", "TITLE"}, {0});
   for (const ConversationSummary& summary : found) {
     const Conversation& conversation = summary.conversation;
     table.add({shortId(conversation.id), localTime(conversation.lastActivityAt), agentWord(summary),
@@ -97,6 +97,9 @@ awaitable<ExitStatus> showTranscript(CommandContext& context, Arguments argument
     const auto firstPrompt =
         items.empty() ? std::nullopt : co_await context.application().transcripts().promptOf(items.front().id);
     showText(context, summary, items, firstPrompt, records);
+    if (co_await context.application().conversations().isRunElsewhere(summary.conversation.id)) {
+      context.output.line(context.output.style().dim("A prompt is running in this conversation."));
+    }
   }
   co_return ExitStatus::done;
 }

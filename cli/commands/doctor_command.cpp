@@ -81,7 +81,14 @@ void showText(Output& output, const Findings& findings) {
     if (type == AgentType::ravant) continue;
     const auto located = std::ranges::find(findings.agents, type, &LocatedAgent::type);
     const bool isFound = located != findings.agents.end();
-    table.add({std::string(displayName(type)), isFound ? located->path : "not found", isFound ? located->version : ""});
+    table.add({std::string(displayName(type)), isFound ? located->path : "not found in the search path",
+               isFound ? located->version : ""});
+    for (const Agent& agent : findings.registered) {
+      const bool isAnother =
+          agent.type == type && agent.path.contains('/') && !(isFound && located->path == agent.path);
+      if (isAnother)
+        table.add({fmt::format("  registered, {}", agent.enabled ? "enabled" : "disabled"), agent.path, ""});
+    }
   }
   if (findings.gitSearchPath != findings.searchPath) table.add({"Search path of git", findings.gitSearchPath, ""});
   table.add({"git", findings.git ? findings.git->path : "not found", findings.git ? findings.git->version : ""});

@@ -28,7 +28,7 @@ awaitable<void> show(CommandContext& context, std::optional<AgentId> only) {
   }
   std::map<AgentId, std::string> types;
   for (const Agent& agent : co_await context.application().agents().agents()) types[agent.id] = rawValue(agent.type);
-  Table table({"AGENT", "MODEL", "NAME", "STATE", "EFFORTS"});
+  Table table({"AGENT", "MODEL", "NAME", "STATE", "EFFORTS"}, {0, 1});
   for (const AgentModel& model : models) {
     table.add({model.agent ? types[*model.agent] : std::string(), model.slug, model.displayName,
                model.enabled ? "enabled" : "disabled", fmt::format("{}", fmt::join(model.efforts, ", "))});

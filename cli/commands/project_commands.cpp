@@ -31,7 +31,7 @@ awaitable<ExitStatus> list(CommandContext& context, Arguments) {
     context.output.json(jsonForms(projects));
     co_return ExitStatus::done;
   }
-  Table table({"NAME", "FOLDER", "ID"});
+  Table table({"NAME", "FOLDER", "ID"}, {2});
   for (const Project& project : projects) table.add({project.name, project.path, project.id.text()});
   context.output.write(table.text(context.output.style()));
   co_return ExitStatus::done;

@@ -119,9 +119,13 @@ awaitable<Agent> agentOf(Application& application, const ConversationSummary& su
 }
 
 awaitable<Agent> firstEnabledAgent(Application& application) {
+  std::optional<Agent> withoutKey;
   for (Agent& agent : co_await application.agents().agents()) {
-    if (agent.enabled) co_return std::move(agent);
+    if (!agent.enabled) continue;
+    if (agent.type != AgentType::ravant || co_await hasProviderKey(application)) co_return std::move(agent);
+    if (!withoutKey) withoutKey = std::move(agent);
   }
+  if (withoutKey) co_return *std::move(withoutKey);
   throw CommandError("there is no enabled agent: add one with \"ravant agent add claude\"");
 }
 
@@ -232,8 +236,9 @@ Command runCommand() {
           "holds the current folder; where there is none, the top of the folder's git repository is registered, else "
           "the folder itself, and a line says so. A home folder, / and what holds another project are registered only "
           "when they are named, for example by --project . in the folder.\n\n"
-          "Agent, model and effort default to those the conversation had last, then to the first enabled agent and "
-          "its first enabled model; of Ravant's own agent, the first whose provider has a key. A model that the "
+          "Agent, model and effort default to those the conversation had last, then to the first enabled agent, "
+          "Ravant's own without a key last, and its first enabled model; of Ravant's own agent, the first whose "
+          "provider has a key. A model that the "
           "agent's list lacks is passed to the agent as it is.\n\n"
           "What Ravant's own agent, Codex, Cursor and Pi write is shown as it grows. Claude Code and Pi are not given "
           "the "

@@ -24,7 +24,7 @@ void showOne(CommandContext& context, const SettingsFile& settings, const std::s
 
 void showAll(CommandContext& context, const SettingsFile& settings) {
   json::object values;
-  Table table({"SETTING", "VALUE", "MEANING"});
+  Table table({"SETTING", "VALUE", "MEANING"}, {0});
   for (const SettingDescription& setting : settings.descriptions()) {
     const SettingValue value = settings.get(setting.key);
     values.emplace(setting.key, jsonForm(value));

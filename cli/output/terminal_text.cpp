@@ -6,6 +6,7 @@
 #include <clocale>
 #include <cwchar>
 #include <numeric>
+#include <optional>
 
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
@@ -14,7 +15,7 @@ namespace ravant::cli {
 namespace {
 
 constexpr std::size_t kColumnGap = 2;
-constexpr std::size_t kNarrowestColumn = 6;
+constexpr std::size_t kNarrowestColumn = 8;
 constexpr std::size_t kLongestCharacter = 4;  // bytes of UTF-8
 // What follows the backslash stands at the same place as what it stands for.
 constexpr std::string_view kEscaped = "\a\b\t\n\v\f\r\"\\";
@@ -48,16 +49,6 @@ Character firstCharacter(std::string_view text) {
   const std::size_t bytes = std::mbrtowc(&character, text.data(), text.size(), &state);
   if (bytes == 0 || bytes > text.size()) return {1, 1};
   return {bytes, static_cast<std::size_t>(std::max(0, ::wcwidth(character)))};
-}
-
-/// Makes the widest columns narrower until a row fits, but none so narrow that nothing can be read in it.
-void fit(std::vector<std::size_t>& widths, std::size_t columns) {
-  const std::size_t gaps = kColumnGap * (widths.size() - 1);
-  for (std::size_t total = std::accumulate(widths.begin(), widths.end(), gaps); total > columns; --total) {
-    const auto widest = std::ranges::max_element(widths);
-    if (*widest <= kNarrowestColumn) return;
-    --*widest;
-  }
 }
 
 }  // namespace
@@ -147,9 +138,37 @@ std::string Table::text(const Style& style) const {
   for (const auto& cells : rows_) {
     for (std::size_t i = 0; i < cells.size(); ++i) widths[i] = std::max(widths[i], displayWidth(cells[i]));
   }
-  if (style.columns()) fit(widths, *style.columns());
+  if (style.columns() && !fit(widths, *style.columns())) return rowsApart(style);
   std::string text = style.dim(row(headings_, widths)) + '\n';
   for (const auto& cells : rows_) text += row(cells, widths) + '\n';
+  return text;
+}
+
+bool Table::fit(std::vector<std::size_t>& widths, std::size_t columns) const {
+  const std::size_t gaps = kColumnGap * (widths.size() - 1);
+  for (std::size_t total = std::accumulate(widths.begin(), widths.end(), gaps); total > columns; --total) {
+    std::optional<std::size_t> widest;
+    for (std::size_t i = 0; i < widths.size(); ++i) {
+      if (!whole_.contains(i) && (!widest || widths[i] > widths[*widest])) widest = i;
+    }
+    if (!widest || widths[*widest] <= kNarrowestColumn) return false;
+    --widths[*widest];
+  }
+  return true;
+}
+
+std::string Table::rowsApart(const Style& style) const {
+  std::size_t width = 0;
+  for (const std::string& heading : headings_) width = std::max(width, displayWidth(heading));
+  std::string text;
+  for (const auto& cells : rows_) {
+    if (!text.empty()) text += '\n';
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      if (cells[i].empty()) continue;
+      const std::string gap(width - displayWidth(headings_[i]) + kColumnGap, ' ');
+      text.append(style.dim(headings_[i])).append(gap).append(cells[i]) += '\n';
+    }
+  }
   return text;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,17 +29,23 @@ std::vector<std::string_view> linesOf(std::string_view text);
 /// Aligned columns under headings.
 class Table {
  public:
-  explicit Table(std::vector<std::string> headings) : headings_(std::move(headings)) {}
+  /// The columns in `whole`, counted from 0, are never cut: people type what stands there.
+  explicit Table(std::vector<std::string> headings, std::set<std::size_t> whole = {})
+      : headings_(std::move(headings)), whole_(std::move(whole)) {}
 
   /// Any text: it is made harmless, and each cell one line.
   void add(const std::vector<std::string>& cells);
-  /// Nothing where no row was added. Where the terminal is too narrow, the widest columns are cut.
+  /// Nothing where no row was added. Where the terminal is too narrow, the widest columns are cut; where that is not
+  /// enough, each row becomes lines of its own.
   std::string text(const Style& style) const;
 
  private:
+  bool fit(std::vector<std::size_t>& widths, std::size_t columns) const;
   std::string row(const std::vector<std::string>& cells, const std::vector<std::size_t>& widths) const;
+  std::string rowsApart(const Style& style) const;
 
   std::vector<std::string> headings_;
+  std::set<std::size_t> whole_;
   std::vector<std::vector<std::string>> rows_;
 };
 

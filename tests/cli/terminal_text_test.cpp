@@ -55,15 +55,16 @@ TEST(Table, AlignsWhateverIsInside) {
             "é        two\n");
 }
 
-TEST(Table, CutsItsWidestColumnsWhereTheTerminalIsNarrow) {
-  Table table({"NAME", "PATH", "STATE"});
-  table.add({"claude", "/home/ada/.local/bin/claude", "enabled"});
-  EXPECT_EQ(table.text(Style(Style::Colours::off, 30)),
-            "NAME    PATH           STATE\n"
-            "claude  /home/ada/.l…  enabled\n");
-  EXPECT_EQ(table.text(Style(Style::Colours::off, 4)),
-            "NAME    PATH    STATE\n"
-            "claude  /home…  enabl…\n");
+TEST(Table, CutsItsWidestColumnsButNotWhatIsTyped) {
+  Table table({"NAME", "PATH", "ID"}, {2});
+  table.add({"claude", "/home/ada/.local/bin/claude", "3419c0de"});
+  EXPECT_EQ(table.text(Style(Style::Colours::off, 34)),
+            "NAME    PATH              ID\n"
+            "claude  /home/ada/.loca…  3419c0de\n");
+  EXPECT_EQ(table.text(Style(Style::Colours::off, 20)),
+            "NAME  claude\n"
+            "PATH  /home/ada/.local/bin/claude\n"
+            "ID    3419c0de\n");
 }
 
 TEST(TranscriptText, ShortensTheOutputOfToolsWhileARunIsFollowed) {
