@@ -25,6 +25,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 5> kToolName
 }};
 
 constexpr std::string_view kImage = "[image]";
+constexpr std::string_view kData = "[data]";
 
 /// The first of the members that is there and not null.
 const json::value* firstPresent(const json::object& object, std::initializer_list<std::string_view> keys) {
@@ -73,13 +74,15 @@ std::string diffsOf(const json::array& changes) {
   return lines(files, "\n\n");
 }
 
+bool isImageBlock(std::string_view type) {
+  return type == "image" || type == "inputImage" || type == "input_image" || type == "output_image";
+}
+
 /// What stands for a block of a result: its text, or what it is.
 std::optional<std::string> blockText(const json::object& block) {
   if (auto text = optionalTextAt(block, "text")) return text;
   const auto type = stringAt(block, "type").value_or(std::string_view());
-  if (type == "image" || type == "inputImage" || type == "input_image" || type == "output_image") {
-    return std::string(kImage);
-  }
+  if (isImageBlock(type)) return std::string(kImage);
   if (const json::object* resource = objectAt(block, "resource")) {
     const auto text = optionalTextAt(*resource, "text");
     return text ? text : fmt::format("[resource] {}", textAt(*resource, "uri"));
@@ -102,6 +105,51 @@ std::string resultText(const json::value& content) {
   return lines(texts);
 }
 
+// How the files of the usual kinds of image begin in base64: PNG, JPEG, GIF, WebP.
+constexpr std::array<std::string_view, 4> kImageBeginnings = {"iVBORw0KGgo", "/9j/", "R0lGOD", "UklGR"};
+// No word and no digest is as long as this.
+constexpr std::size_t kLongBase64 = 512;
+
+bool isBase64(std::string_view text) {
+  return text.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/=-_\r\n") ==
+         std::string_view::npos;
+}
+
+/// What stands for a text that is no text: an image, or other bytes.
+std::optional<std::string_view> placeOfData(std::string_view text) {
+  if (text.starts_with("data:image/")) return kImage;
+  const bool isEncoded = text.starts_with("data:") && text.contains(";base64,");
+  if (!isEncoded && !isBase64(text)) return std::nullopt;
+  const auto begins = [&](std::string_view beginning) { return text.starts_with(beginning); };
+  if (text.size() % 4 == 0 && std::ranges::any_of(kImageBeginnings, begins)) return kImage;
+  return isEncoded || text.size() >= kLongBase64 ? std::optional(kData) : std::nullopt;
+}
+
+json::value withoutData(const json::value& value) {
+  if (const auto* text = value.if_string()) {
+    const auto place = placeOfData(*text);
+    return place ? json::value(*place) : value;
+  }
+  if (const json::array* array = value.if_array()) {
+    json::array shown;
+    for (const json::value& element : *array) shown.push_back(withoutData(element));
+    return shown;
+  }
+  const json::object* object = value.if_object();
+  if (!object) return value;
+  if (isImageBlock(stringAt(*object, "type").value_or(std::string_view()))) return json::value(kImage);
+  json::object shown;
+  for (const auto& [key, member] : *object) shown.emplace(key, withoutData(member));
+  return shown;
+}
+
+/// A text as it stands, anything else as JSON; neither with encoded bytes.
+std::string shownJson(const json::value& value) {
+  const json::value shown = withoutData(value);
+  const auto* text = shown.if_string();
+  return text ? std::string(*text) : compactJson(shown);
+}
+
 /// What the image tools give is an image and, where it was kept, its file.
 std::optional<std::string> imageOutput(const json::object& item, std::string_view type, ItemStage stage) {
   if (stage != ItemStage::completed) return std::nullopt;
@@ -113,7 +161,20 @@ std::optional<std::string> mcpOutput(const json::object& result) {
   const json::value* content = result.if_contains("content");
   if (std::string text = content ? resultText(*content) : std::string(); !text.empty()) return text;
   const json::value* structured = firstPresent(result, {"structuredContent"});
-  return structured ? std::optional(compactJson(*structured)) : std::nullopt;
+  return structured ? std::optional(shownJson(*structured)) : std::nullopt;
+}
+
+std::optional<std::string> outputText(const json::object& item, std::string_view type, ItemStage stage) {
+  if (auto output = optionalTextAt(item, "aggregatedOutput")) return output;
+  if (type == "imageView" || type == "imageGeneration") return imageOutput(item, type, stage);
+  if (const json::object* result = objectAt(item, "result"); result && result->contains("content")) {
+    if (auto output = mcpOutput(*result)) return output;
+  }
+  if (const json::object* error = objectAt(item, "error")) return textAt(*error, "message");
+  if (const json::array* changes = arrayAt(item, "changes")) return diffsOf(*changes);
+  const json::value* results = firstPresent(item, {"results", "result"});
+  if (!results || type == "mcpToolCall") return std::nullopt;
+  return shownJson(*results);
 }
 
 }  // namespace
@@ -139,26 +200,15 @@ std::optional<std::string> toolInput(const json::object& item) {
   return text && !text->empty() ? std::optional<std::string>(*text) : std::nullopt;
 }
 
-std::optional<std::string> toolOutput(const json::object& item, std::string_view type, ItemStage stage) {
-  if (const json::value* output = firstPresent(item, {"output", "contentItems"})) {
-    return decodeCodexToolOutput(*output).text;
-  }
-  if (auto output = optionalTextAt(item, "aggregatedOutput")) return output;
-  if (type == "imageView" || type == "imageGeneration") return imageOutput(item, type, stage);
-  if (const json::object* result = objectAt(item, "result"); result && result->contains("content")) {
-    if (auto output = mcpOutput(*result)) return output;
-  }
-  if (const json::object* error = objectAt(item, "error")) return textAt(*error, "message");
-  if (const json::array* changes = arrayAt(item, "changes")) return diffsOf(*changes);
-  const json::value* results = firstPresent(item, {"results", "result"});
-  if (!results || type == "mcpToolCall") return std::nullopt;
-  const auto* text = results->if_string();
-  return text ? std::string(*text) : compactJson(*results);
+std::optional<ToolOutput> toolOutput(const json::object& item, std::string_view type, ItemStage stage) {
+  if (const json::value* output = firstPresent(item, {"output", "contentItems"})) return decodeCodexToolOutput(*output);
+  auto text = outputText(item, type, stage);
+  return text ? std::optional(ToolOutput{.text = *std::move(text)}) : std::nullopt;
 }
 
 ToolOutput decodeCodexToolOutput(const json::value& output) {
   const auto* text = output.if_string();
-  if (!text) return {.text = output.is_array() ? resultText(output) : compactJson(output)};
+  if (!text) return {.text = output.is_array() ? resultText(output) : shownJson(output)};
   const auto parsed = parseJson(*text);
   const json::object* wrapped = parsed ? parsed->if_object() : nullptr;
   const auto inner = wrapped ? stringAt(*wrapped, "output") : std::nullopt;

@@ -14,8 +14,6 @@ namespace ravant::codex {
 std::string toolName(const json::object& item, std::string_view type);
 /// Nothing where the item does not tell it.
 std::optional<std::string> toolInput(const json::object& item);
-/// Likewise; without the exit code.
-std::optional<std::string> toolOutput(const json::object& item, std::string_view type, ItemStage stage);
 
 /// A tool's output and, where it is told, the exit code of its command.
 struct ToolOutput {
@@ -23,6 +21,9 @@ struct ToolOutput {
   std::optional<std::int64_t> exitCode = {};
   bool operator==(const ToolOutput&) const = default;
 };
+/// Nothing where the item does not tell it.
+std::optional<ToolOutput> toolOutput(const json::object& item, std::string_view type, ItemStage stage);
+
 /// `output` is a text, which may itself be JSON with "output" and "metadata", or an array of blocks with texts.
 ToolOutput decodeCodexToolOutput(const json::value& output);
 

@@ -36,6 +36,10 @@ std::string withExitCode(const std::string& output, std::optional<std::int64_t> 
   return fmt::format("{}{}exit code {}", output, output.empty() || output.ends_with('\n') ? "" : "\n", *exitCode);
 }
 
+std::string wordsOf(const codex::Failure& failure) {
+  return failure.details ? fmt::format("{}: {}", failure.message, *failure.details) : failure.message;
+}
+
 }  // namespace
 
 std::vector<turn::Action> CodexTurn::onStarted(std::string turnId) {
@@ -182,9 +186,12 @@ void CodexTurn::addCall(const codex::ToolItem& tool, codex::ItemStage stage, boo
                                    .toolCallId = tool.callId,
                                    .input = tool.input,
                                    .status = tool.status};
-  Call call{.state = CallState::running, .input = tool.input.value_or(""), .output = tool.output.value_or("")};
+  Call call{.state = CallState::running,
+            .input = tool.input.value_or(""),
+            .output = tool.output.value_or(""),
+            .exitCode = tool.exitCode};
   if (!isRunning) {
-    added.output = withExitCode(call.output, tool.exitCode);
+    added.output = withExitCode(call.output, call.exitCode);
   } else if (!hasTurn) {
     added.output = kUnfinishedTool;
     added.status = ToolInvocationStatus::failed;
@@ -216,11 +223,12 @@ void CodexTurn::onCallResult(const codex::ToolItem& tool, Actions& actions) {
   }
   // A report without output takes back nothing that was shown.
   if (tool.output && !tool.output->empty()) call.output = *tool.output;
+  if (tool.exitCode) call.exitCode = tool.exitCode;
   if (call.state == CallState::running) call.state = CallState::ended;
   outspoken_.erase(tool.callId);
   actions.emplace_back(turn::CompleteToolInvocation{
       .toolCallId = tool.callId,
-      .output = withExitCode(call.output, tool.exitCode),
+      .output = withExitCode(call.output, call.exitCode),
       .outcome = tool.status == ToolInvocationStatus::failed ? ToolOutcome::failed : ToolOutcome::completed});
 }
 
@@ -273,8 +281,7 @@ void CodexTurn::ingestError(const codex::ErrorEvent& error, Actions& actions) {
     failure_ = failure;
     return;
   }
-  actions.emplace_back(turn::Retry{.reason = failure.details ? fmt::format("{}: {}", failure.message, *failure.details)
-                                                             : failure.message});
+  actions.emplace_back(turn::Retry{.reason = wordsOf(failure)});
 }
 
 void CodexTurn::end(const codex::TurnEnded& ended, Actions& actions) {
@@ -284,8 +291,9 @@ void CodexTurn::end(const codex::TurnEnded& ended, Actions& actions) {
     actions.emplace_back(turn::Finish{});
     return;
   }
-  const codex::Failure failure = ended.failure ? *ended.failure : failure_.value_or(codex::Failure());
-  actions.emplace_back(turn::Fail{.text = failure.message, .cause = failure.cause});
+  codex::Failure failure = ended.failure ? *ended.failure : failure_.value_or(codex::Failure());
+  if (!failure.details && failure_ && failure_->message == failure.message) failure.details = failure_->details;
+  actions.emplace_back(turn::Fail{.text = wordsOf(failure), .cause = failure.cause});
 }
 
 }  // namespace ravant

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <optional>
 #include <set>
@@ -56,7 +57,8 @@ class CodexTurn {
   struct Call {
     CallState state;
     std::string input = {};
-    std::string output = {};      ///< up to now, without the exit code
+    std::string output = {};  ///< up to now, without the exit code
+    std::optional<std::int64_t> exitCode = {};
     std::size_t untoldBytes = 0;  ///< of the output
   };
   using Calls = std::map<std::string, Call>;

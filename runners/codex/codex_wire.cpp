@@ -57,12 +57,16 @@ std::optional<Event> parseItem(ItemStage stage, const json::object& params) {
     kLog.warning("a call without an id is not shown: {}", *type);
     return std::nullopt;
   }
-  return ItemEvent{stage, ToolItem{.callId = *std::move(callId),
-                                   .name = toolName(*item, *type),
-                                   .input = toolInput(*item),
-                                   .output = toolOutput(*item, *type, stage),
-                                   .exitCode = integerAt(*item, "exitCode"),
-                                   .status = toolStatus(*item, stage)}};
+  ToolItem tool{.callId = *std::move(callId),
+                .name = toolName(*item, *type),
+                .input = toolInput(*item),
+                .exitCode = integerAt(*item, "exitCode"),
+                .status = toolStatus(*item, stage)};
+  if (auto output = toolOutput(*item, *type, stage)) {
+    tool.output = std::move(output->text);
+    if (!tool.exitCode) tool.exitCode = output->exitCode;
+  }
+  return ItemEvent{stage, std::move(tool)};
 }
 
 FailureCause causeOf(const json::object& error) {

@@ -216,6 +216,20 @@ TEST(CodexTurn, tellsOfReasoningAndOfWhatIsTriedAgain) {
               ElementsAre(Action(Retry{.reason = "Again: stream lost"})));
 }
 
+TEST(CodexTurn, failsWithAllThatIsSaidOfTheFailure) {
+  const auto failure = ElementsAre(Action(Fail{"Stream lost: the proxy closed it"}));
+  Told told;
+  told.turn.onStarted("t1");
+  told("error", R"({"turnId":"t1","error":{"message":"Stream lost","additionalDetails":"the proxy closed it"}})");
+  EXPECT_THAT(told("turn/failed", R"({"turnId":"t1","error":{"message":"Stream lost"}})"), failure);
+
+  Told atOnce;
+  atOnce.turn.onStarted("t1");
+  EXPECT_THAT(atOnce("turn/completed", R"({"turn":{"id":"t1","status":"failed","error":)"
+                                       R"({"message":"Stream lost","additionalDetails":"the proxy closed it"}}})"),
+              failure);
+}
+
 TEST(CodexTurn, saysWhenALimitEndedIt) {
   const auto causeOf = [](const std::string& info) {
     Told told;
@@ -295,7 +309,7 @@ INSTANTIATE_TEST_SUITE_P(
         ToolRow{"wrapped", R"({"payload":{"type":"t","id":"c","name":"n","output":"o"}})", "n", std::nullopt, "o"},
         ToolRow{"outputWithExitCode",
                 R"({"type":"t","id":"c","name":"n","output":"{\"output\":\"o\",\"metadata\":{\"exit_code\":3}}"})", "n",
-                std::nullopt, "o"},
+                std::nullopt, "o\nexit code 3"},
         ToolRow{
             "outputInBlocks",
             R"({"type":"t","id":"c","output":[{"type":"output_text","text":"a"},{"type":"input_text","text":"b"}]})",
@@ -325,6 +339,15 @@ INSTANTIATE_TEST_SUITE_P(
                 R"({"type":"mcpToolCall","id":"c","server":"s","tool":"t","arguments":{},)"
                 R"("result":{"content":[{"type":"image","data":"iVBORw0KGgo="}],"structuredContent":null}})",
                 "s.t", "{}", "[image]"},
+        ToolRow{
+            "structuredImage",
+            R"({"type":"mcpToolCall","id":"c","server":"s","tool":"t","arguments":{},"result":{"content":[],)"
+            R"("structuredContent":{"n":1,"picture":"iVBORw0KGgo=","all":[{"type":"image","data":"AAAA"},"see"]}}})",
+            "s.t", "{}", R"({"n":1,"picture":"[image]","all":["[image]","see"]})"},
+        ToolRow{"unknownImage", R"({"type":"t","id":"c","result":"data:image/png;base64,AAAA"})", "t", std::nullopt,
+                "[image]"},
+        ToolRow{"unknownData", fmt::format(R"({{"type":"t","id":"c","results":["see","{}"]}})", std::string(4096, 'A')),
+                "t", std::nullopt, R"(["see","[data]"])"},
         ToolRow{"emptyResult",
                 R"({"type":"mcpToolCall","id":"c","server":"s","tool":"t","arguments":{},"result":{"content":[]}})",
                 "s.t", "{}", ""},
