@@ -37,7 +37,8 @@ std::string withExitCode(const std::string& output, std::optional<std::int64_t> 
 }
 
 std::string wordsOf(const codex::Failure& failure) {
-  return failure.details ? fmt::format("{}: {}", failure.message, *failure.details) : failure.message;
+  const std::string details = failure.details.value_or(std::string());
+  return details.empty() ? failure.message : fmt::format("{}: {}", failure.message, details);
 }
 
 }  // namespace
@@ -217,6 +218,7 @@ void CodexTurn::onCallProgress(Calls::iterator call, const codex::ToolItem& tool
 void CodexTurn::onCallResult(const codex::ToolItem& tool, Actions& actions) {
   const auto [known, isOfEarlierTurn] = calls_.try_emplace(tool.callId, Call{.state = CallState::ended});
   Call& call = known->second;
+  if (isOfEarlierTurn) call.output = shownOutputOf(tool.callId);
   const bool isInputNew = tool.input && std::exchange(call.input, *tool.input) != *tool.input;
   if (isInputNew && !isOfEarlierTurn) {
     actions.emplace_back(turn::UpdateToolInvocation{.toolCallId = tool.callId, .input = tool.input});
@@ -232,6 +234,28 @@ void CodexTurn::onCallResult(const codex::ToolItem& tool, Actions& actions) {
       .outcome = tool.status == ToolInvocationStatus::failed ? ToolOutcome::failed : ToolOutcome::completed});
 }
 
+/// What an earlier turn has shown of a call that had not ended.
+std::string CodexTurn::shownOutputOf(const std::string& callId) {
+  auto shown = shownOutputs_.extract(callId);
+  return shown ? std::move(shown.mapped()) : std::string();
+}
+
+std::map<std::string, std::string> CodexTurn::shownOutputs() const {
+  std::map<std::string, std::string> shown;
+  std::size_t bytes = 0;
+  for (const auto& [callId, call] : calls_) {
+    if (call.state != CallState::running || call.output.empty()) continue;
+    bytes += call.output.size();
+    shown.emplace(callId, call.output);
+  }
+  for (const auto& [callId, output] : shownOutputs_) {
+    bytes += output.size();
+    // Calls that never end would add up.
+    if (bytes <= kLongestOutput) shown.emplace(callId, output);
+  }
+  return shown;
+}
+
 void CodexTurn::ingestOutput(const codex::OutputDelta& delta) {
   const auto call = calls_.find(delta.callId);
   if (call == calls_.end() || call->second.state != CallState::running || delta.text.empty()) return;
@@ -241,12 +265,13 @@ void CodexTurn::ingestOutput(const codex::OutputDelta& delta) {
   outspoken_.insert(delta.callId);
 }
 
-std::vector<turn::Action> CodexTurn::takeOutputs() {
+std::vector<turn::Action> CodexTurn::takeOutputs(Outputs outputs) {
   Actions actions;
   std::erase_if(outspoken_, [&](const std::string& callId) {
     const auto call = calls_.find(callId);
     const std::size_t size = call->second.output.size();
-    const bool isWorthTelling = size <= kShortOutput || call->second.untoldBytes >= size / kWorthTelling;
+    const bool isWorthTelling =
+        outputs == Outputs::all || size <= kShortOutput || call->second.untoldBytes >= size / kWorthTelling;
     if (isWorthTelling) tellOutput(call, actions);
     return isWorthTelling;
   });

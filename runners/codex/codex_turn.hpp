@@ -20,18 +20,24 @@ namespace ravant {
 /// that went on in the background, and what the server says before it has named the turn.
 class CodexTurn {
  public:
-  /// `pastTurnIds`: the turns of the thread that are over.
-  explicit CodexTurn(std::string model, std::set<std::string> pastTurnIds = {})
-      : model_(std::move(model)), pastTurnIds_(std::move(pastTurnIds)) {}
+  /// `pastTurnIds`: the turns of the thread that are over; `shownOutputs`: what the last of them left.
+  explicit CodexTurn(std::string model, std::set<std::string> pastTurnIds = {},
+                     std::map<std::string, std::string> shownOutputs = {})
+      : model_(std::move(model)), pastTurnIds_(std::move(pastTurnIds)), shownOutputs_(std::move(shownOutputs)) {}
 
   /// The server has started the turn and named it; by now it can have ended.
   std::vector<turn::Action> onStarted(std::string turnId);
   std::vector<turn::Action> ingest(std::string_view method, const json::object& params, std::string_view line);
 
+  enum class Outputs { worthTelling, all };
   /// The output so far of the commands that have said more. To be asked for when all that has arrived together was
-  /// ingested. A long output is told anew only when it has grown by a part of itself, so that what is told of a command
-  /// stays in proportion to what it said.
-  std::vector<turn::Action> takeOutputs();
+  /// ingested. A long output is worth telling only when it has grown by a part of itself, so that what is told of a
+  /// command stays in proportion to what it said.
+  std::vector<turn::Action> takeOutputs(Outputs outputs = Outputs::worthTelling);
+  bool hasUntoldOutput() const { return !outspoken_.empty(); }
+
+  /// What is shown of the calls that have not ended, by their ids.
+  std::map<std::string, std::string> shownOutputs() const;
 
   /// The prompt is over, however it ended: what was begun and never completed comes out as far as it came. A call that
   /// is announced from now on has no prompt to run in and is told as ended.
@@ -80,6 +86,7 @@ class CodexTurn {
                Actions& actions);
   void onCallProgress(Calls::iterator call, const codex::ToolItem& tool, Actions& actions);
   void onCallResult(const codex::ToolItem& tool, Actions& actions);
+  std::string shownOutputOf(const std::string& callId);
   void ingestOutput(const codex::OutputDelta& delta);
   void tellOutput(Calls::iterator call, Actions& actions);
 
@@ -90,6 +97,7 @@ class CodexTurn {
   std::string model_;
   std::optional<std::string> turnId_;
   std::set<std::string> pastTurnIds_;
+  std::map<std::string, std::string> shownOutputs_;    ///< by earlier turns, of calls that have not ended since
   Calls calls_;                                        ///< by their ids; of those with one id the last
   std::set<std::string> outspoken_;                    ///< calls with untold output
   std::vector<GrowingMessage> growingMessages_;        ///< in the order in which they were begun

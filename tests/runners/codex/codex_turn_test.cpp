@@ -82,6 +82,24 @@ TEST(CodexTurn, finishesWhatAnEarlierTurnBeganEvenBeforeItIsNamed) {
               ElementsAre(Action(CompleteToolInvocation{"c", "late", ToolOutcome::completed})));
 }
 
+TEST(CodexTurn, takesBackNothingThatAnEarlierTurnHasShown) {
+  Told first;
+  for (const std::string id : {"a", "b"}) {
+    first.started(fmt::format(R"({{"type":"commandExecution","id":"{}","command":"x","status":"inProgress"}})", id));
+    first.printed("shown", id);
+  }
+  first.turn.close();
+
+  Told second{.turn = CodexTurn("m", {"t1"}, first.turn.shownOutputs())};
+  second.turn.onStarted("t2");
+  EXPECT_THAT(second.completed(R"({"type":"commandExecution","id":"a","aggregatedOutput":null,"exitCode":3})"),
+              ElementsAre(Action(CompleteToolInvocation{"a", "shown\nexit code 3", ToolOutcome::completed})));
+
+  Told third{.turn = CodexTurn("m", {"t1", "t2"}, second.turn.shownOutputs())};
+  EXPECT_THAT(third.completed(R"({"type":"commandExecution","id":"b","aggregatedOutput":null})"),
+              ElementsAre(Action(CompleteToolInvocation{"b", "shown", ToolOutcome::completed})));
+}
+
 TEST(CodexTurn, takesAMessageInOnce) {
   Told told;
   const std::string hello = R"({"type":"agentMessage","id":"a","text":"Hello."})";
