@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 #include <utility>
 
 #include "core/agent_command.hpp"
@@ -19,16 +20,30 @@ namespace {
 
 constexpr Log kLog("com.ravant.runners", "CodexAppServer");
 constexpr std::chrono::milliseconds kInterruptPause{100};
+constexpr std::chrono::seconds kUntoldLimit{1};
+// Each holds a connection to the store and all that its turn said.
+constexpr std::size_t kKeptPrompts = 8;
+
+/// A prompt was let go while it waited for an answer.
+class LetGoError final : public std::runtime_error {
+ public:
+  LetGoError() : std::runtime_error("the server did not answer in time") {}
+};
 
 }  // namespace
 
 struct CodexAppServerRunner::Prompt : RpcPrompt {
-  Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer, std::set<std::string> pastTurnIds)
-      : RpcPrompt(std::move(asked), std::move(modelContainer)), turn(request.model, std::move(pastTurnIds)) {}
+  Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer, std::set<std::string> pastTurnIds,
+         std::map<std::string, std::string> shownOutputs)
+      : RpcPrompt(std::move(asked), std::move(modelContainer)),
+        turn(request.model, std::move(pastTurnIds), std::move(shownOutputs)) {}
 
   CodexTurn turn;
   std::shared_ptr<RpcConnection> connection;  ///< the server it runs on
+  std::string threadId;
   std::optional<std::string> turnId;
+  bool isStoring = false;
+  bool isLetGo = false;  ///< what its turn says from then on goes nowhere
 };
 
 CodexAppServerRunner::CodexAppServerRunner(std::shared_ptr<ModelContainer> modelContainer, RpcRunnerOptions options)
@@ -36,7 +51,8 @@ CodexAppServerRunner::CodexAppServerRunner(std::shared_ptr<ModelContainer> model
       modelContainer_(std::move(modelContainer)),
       options_(std::move(options)),
       changed_(strand()),
-      idle_(strand()) {}
+      idle_(strand()),
+      untoldTimer_(strand()) {}
 
 CodexAppServerRunner::~CodexAppServerRunner() = default;
 
@@ -44,7 +60,10 @@ awaitable<void> CodexAppServerRunner::send(AgentRunRequest request) {
   return onActor([this, request = std::move(request)]() mutable -> awaitable<void> {
     Session& session = sessions_[request.conversationId];
     if (session.prompt) throw AgentRunnerError(AgentRunnerError::Case::busy);
-    const auto prompt = std::make_shared<Prompt>(std::move(request), modelContainer_, session.pastTurnIds);
+    if (session.lastPrompt) session.shownOutputs = session.lastPrompt->turn.shownOutputs();
+    session.model = request.model;
+    const auto prompt =
+        std::make_shared<Prompt>(std::move(request), modelContainer_, session.pastTurnIds, session.shownOutputs);
     session.prompt = prompt;
     session.lastPrompt = prompt;
     idle_.cancel();
@@ -59,6 +78,7 @@ awaitable<void> CodexAppServerRunner::send(AgentRunRequest request) {
     }
     session.prompt.reset();
     if (prompt->turnId) session.pastTurnIds.insert(*prompt->turnId);
+    keepForLater(prompt->request.conversationId);
     changed_.notify();
     endServerWhenIdle();
     if (error) std::rethrow_exception(error);
@@ -93,21 +113,53 @@ awaitable<void> CodexAppServerRunner::runTurn(std::shared_ptr<Prompt> prompt) {
 awaitable<void> CodexAppServerRunner::followTurn(std::shared_ptr<Prompt> prompt) {
   const auto connection = prompt->connection;
   const AgentRunRequest& request = prompt->request;
-  const std::string threadId = co_await ensureThread(prompt);
+  prompt->threadId = co_await ensureThread(prompt);
+  threadToConversation_.insert_or_assign(prompt->threadId, request.conversationId);
   if (prompt->isCancelled) co_return;
 
   co_await prompt->writer.announce(RunState::Kind::thinking);
-  co_await connection->request(
-      "turn/start", codex::turnStartParams(threadId, repairUtf8(request.prompt), request.model, request.effort),
-      [this, prompt](const json::object& result) { onTurnStarted(prompt, result); });
+  co_await ask(prompt, "turn/start",
+               codex::turnStartParams(prompt->threadId, repairUtf8(request.prompt), request.model, request.effort),
+               [this, prompt](const json::object& result) { onTurnStarted(prompt, result); });
   if (!prompt->turnId) throw AgentRunnerError::rpc("turn/start: missing turn id");
-  while (!prompt->end && !prompt->error && connection->isConnected()) co_await changed_.wait();
+  while (!prompt->end && !prompt->error && !prompt->isLetGo && connection->isConnected()) co_await changed_.wait();
+}
+
+awaitable<json::object> CodexAppServerRunner::ask(std::shared_ptr<Prompt> prompt, std::string_view method,
+                                                  json::object params, RpcConnection::OnResult onResult) {
+  struct Answer {
+    std::optional<json::object> result;
+    std::exception_ptr error;
+  };
+  const auto answer = std::make_shared<Answer>();
+  asio::co_spawn(
+      strand(),
+      [self = shared_from_this(), this, connection = prompt->connection, answer, method, params = std::move(params),
+       onResult = std::move(onResult)]() mutable -> awaitable<void> {
+        try {
+          answer->result = co_await connection->request(method, std::move(params), std::move(onResult));
+        } catch (...) {
+          answer->error = std::current_exception();
+        }
+        changed_.notify();
+      },
+      [](std::exception_ptr) {});
+  while (!answer->result && !answer->error && !prompt->isLetGo) co_await changed_.wait();
+  if (answer->error) std::rethrow_exception(answer->error);
+  if (!answer->result) throw LetGoError();
+  co_return *std::move(answer->result);
 }
 
 void CodexAppServerRunner::onTurnStarted(const std::shared_ptr<Prompt>& prompt, const json::object& result) {
   prompt->turnId = codex::extractTurnId(result);
   if (!prompt->turnId) return;
   kLog.debug("turn {} begins conv={}", *prompt->turnId, prompt->request.conversationId.text());
+  if (prompt->isLetGo) {
+    forgottenTurns_.insert(*prompt->turnId);
+    startInterrupting(prompt, std::chrono::steady_clock::now() + options_.cancelLimit);
+    return;
+  }
+  forgottenTurns_.erase(*prompt->turnId);  // the prompt was taken into a turn that still runs
   turnToConversation_.insert_or_assign(*prompt->turnId, prompt->request.conversationId);
   take(prompt, prompt->turn.onStarted(*prompt->turnId));
   changed_.notify();
@@ -117,7 +169,7 @@ awaitable<void> CodexAppServerRunner::ensureRunning(std::shared_ptr<Prompt> prom
   const std::string& binaryPath = prompt->request.binaryPath;
   if (!isReady(binaryPath)) co_await prompt->writer.announce(RunState::Kind::waitingForShell);
   while (!prompt->isCancelled && !isReady(binaryPath)) {
-    if (isStarting_) {
+    if (starter_) {
       co_await changed_.wait();
       continue;
     }
@@ -130,18 +182,19 @@ awaitable<void> CodexAppServerRunner::ensureRunning(std::shared_ptr<Prompt> prom
 }
 
 bool CodexAppServerRunner::isReady(const std::string& binaryPath) const {
-  if (isStarting_ || !connection_ || !connection_->isConnected() || binaryPath_ != binaryPath) return false;
+  if (starter_ || !connection_ || !connection_->isConnected() || binaryPath_ != binaryPath) return false;
   return connection_->isUsable() || isServerUsed();
 }
 
 awaitable<void> CodexAppServerRunner::startServer(std::shared_ptr<Prompt> prompt) {
-  isStarting_ = true;
+  starter_ = prompt;
   std::exception_ptr error;
   try {
     if (connection_) co_await connection_->close();
     if (!prompt->isCancelled) {
       const auto connection = std::make_shared<RpcConnection>(strand(), options_.shell);
       connection_ = connection;
+      hasLetGo_ = false;
       binaryPath_ = prompt->request.binaryPath;
       co_await connection->start(
           prompt->request.workingDirectory,
@@ -152,7 +205,7 @@ awaitable<void> CodexAppServerRunner::startServer(std::shared_ptr<Prompt> prompt
   } catch (...) {
     error = std::current_exception();
   }
-  isStarting_ = false;
+  starter_.reset();
   changed_.notify();
   if (error) std::rethrow_exception(error);
 }
@@ -180,16 +233,15 @@ awaitable<std::string> CodexAppServerRunner::ensureThread(std::shared_ptr<Prompt
   }
   session.providerThreadId = threadId;
   session.threadServer = prompt->connection;
-  threadToConversation_.insert_or_assign(*threadId, conversation);
   co_return *threadId;
 }
 
 awaitable<std::optional<std::string>> CodexAppServerRunner::resumeThread(std::string existing,
                                                                          std::shared_ptr<Prompt> prompt) {
   try {
-    const json::object result = co_await prompt->connection->request(
-        "thread/resume",
-        codex::threadParams(existing, prompt->request.workingDirectory.string(), prompt->request.model));
+    const json::object result =
+        co_await ask(prompt, "thread/resume",
+                     codex::threadParams(existing, prompt->request.workingDirectory.string(), prompt->request.model));
     co_return codex::extractThreadId(result).value_or(existing);
   } catch (const AgentRunnerError& error) {
     if (error.kind() != AgentRunnerError::Case::rpc || !codex::isUnknownThread(error.what())) throw;
@@ -199,9 +251,9 @@ awaitable<std::optional<std::string>> CodexAppServerRunner::resumeThread(std::st
 }
 
 awaitable<std::string> CodexAppServerRunner::startThread(std::shared_ptr<Prompt> prompt) {
-  const json::object result = co_await prompt->connection->request(
-      "thread/start",
-      codex::threadParams(std::nullopt, prompt->request.workingDirectory.string(), prompt->request.model));
+  const json::object result =
+      co_await ask(prompt, "thread/start",
+                   codex::threadParams(std::nullopt, prompt->request.workingDirectory.string(), prompt->request.model));
   auto threadId = codex::extractThreadId(result);
   if (!threadId) throw AgentRunnerError::rpc("thread/start: missing thread id");
   co_return *std::move(threadId);
@@ -209,42 +261,72 @@ awaitable<std::string> CodexAppServerRunner::startThread(std::shared_ptr<Prompt>
 
 awaitable<void> CodexAppServerRunner::cancel(ConversationId conversationId) {
   return onActor([this, conversationId]() -> awaitable<void> {
-    const auto prompt = sessions_[conversationId].prompt;
+    const auto prompt = promptInFlight(conversationId);
     if (!prompt) co_return;
     prompt->isCancelled = true;
     changed_.notify();
     co_await interrupt(prompt);
-    while (sessions_[conversationId].prompt == prompt) co_await changed_.wait();
+    while (promptInFlight(conversationId) == prompt) co_await changed_.wait();
     // Of several prompts on one server nobody can tell which detached what.
     const auto connection = prompt->connection;
     if (connection && promptsInFlight() == 0) co_await connection->endDetached();
   });
 }
 
+std::shared_ptr<CodexAppServerRunner::Prompt> CodexAppServerRunner::promptInFlight(
+    ConversationId conversationId) const {
+  const auto session = sessions_.find(conversationId);
+  return session == sessions_.end() ? nullptr : session->second.prompt;
+}
+
 bool CodexAppServerRunner::isWaitedFor(const std::shared_ptr<Prompt>& prompt) const {
-  return sessions_.at(prompt->request.conversationId).prompt == prompt && !prompt->turn.isOver();
+  return promptInFlight(prompt->request.conversationId) == prompt && !prompt->turn.isOver();
+}
+
+bool CodexAppServerRunner::isUsedByOthers(const std::shared_ptr<Prompt>& prompt) const {
+  return std::ranges::any_of(sessions_, [&](const auto& entry) {
+    const auto& other = entry.second.prompt;
+    return other && other != prompt && !other->isCancelled && other->connection == prompt->connection;
+  });
 }
 
 awaitable<void> CodexAppServerRunner::interrupt(std::shared_ptr<Prompt> prompt) {
-  const auto connection = connection_;
-  if (!connection) co_return;
   auto deadline = std::chrono::steady_clock::now() + options_.cancelLimit;
-  if (isStarting_ && promptsInFlight() == 1) deadline = {};  // nobody needs the server
-  asio::co_spawn(
-      strand(), [self = shared_from_this(), this, prompt, deadline] { return askToInterrupt(prompt, deadline); },
-      [](std::exception_ptr) {});
+  if (starter_ == prompt && promptsInFlight() == 1) deadline = {};  // nobody needs the server
+  startInterrupting(prompt, deadline);
   while (isWaitedFor(prompt) && std::chrono::steady_clock::now() < deadline) co_await changed_.wait(deadline);
   if (!isWaitedFor(prompt)) co_return;
+  if (prompt->connection && isUsedByOthers(prompt)) co_return letGo(prompt);
+  const auto connection = starter_ == prompt ? connection_ : prompt->connection;
+  if (!connection) co_return;
   kLog.warning("the server did not end a cancelled turn and is ended itself");
   co_await connection->close();
 }
 
+void CodexAppServerRunner::letGo(const std::shared_ptr<Prompt>& prompt) {
+  kLog.warning("the server did not end the turn {} of conv={}; it is forgotten, as others run there",
+               prompt->turnId.value_or("(unnamed)"), prompt->request.conversationId.text());
+  prompt->isLetGo = true;
+  hasLetGo_ = true;
+  if (prompt->turnId) forgottenTurns_.insert(*prompt->turnId);
+  std::erase_if(threadToConversation_,
+                [&](const auto& entry) { return entry.second == prompt->request.conversationId; });
+  changed_.notify();
+}
+
+void CodexAppServerRunner::startInterrupting(std::shared_ptr<Prompt> prompt, Signal::Deadline deadline) {
+  asio::co_spawn(
+      strand(), [self = shared_from_this(), this, prompt, deadline] { return askToInterrupt(prompt, deadline); },
+      [](std::exception_ptr) {});
+}
+
 awaitable<void> CodexAppServerRunner::askToInterrupt(std::shared_ptr<Prompt> prompt, Signal::Deadline deadline) {
-  while (isWaitedFor(prompt) && std::chrono::steady_clock::now() < deadline) {
+  const auto isGoingOn = [&] { return prompt->isLetGo || isWaitedFor(prompt); };
+  while (isGoingOn() && std::chrono::steady_clock::now() < deadline) {
     if (prompt->turnId) {
-      const auto threadId = sessions_[prompt->request.conversationId].providerThreadId.value_or(std::string());
       try {
-        co_await prompt->connection->request("turn/interrupt", codex::turnInterruptParams(threadId, *prompt->turnId));
+        co_await prompt->connection->request("turn/interrupt",
+                                             codex::turnInterruptParams(prompt->threadId, *prompt->turnId));
         co_return;
       } catch (const AgentRunnerError& error) {
         // A turn that has hardly begun is refused.
@@ -258,6 +340,7 @@ awaitable<void> CodexAppServerRunner::askToInterrupt(std::shared_ptr<Prompt> pro
 awaitable<void> CodexAppServerRunner::shutdown() {
   return onActor([this]() -> awaitable<void> {
     idle_.cancel();
+    untoldTimer_.cancel();
     for (auto& [id, session] : sessions_) {
       if (session.prompt) session.prompt->isCancelled = true;
     }
@@ -302,20 +385,72 @@ std::shared_ptr<CodexAppServerRunner::Prompt> CodexAppServerRunner::routeConvers
     const auto found = key ? map.find(*key) : map.end();
     return found == map.end() ? std::nullopt : std::optional(found->second);
   };
-  auto conversation = find(turnToConversation_, codex::extractTurnId(params));
+  const auto turnId = codex::extractTurnId(params);
+  if (turnId && forgottenTurns_.contains(*turnId)) return nullptr;
+  auto conversation = find(turnToConversation_, turnId);
   if (!conversation) conversation = find(threadToConversation_, codex::extractThreadId(params));
-  return conversation ? sessions_[*conversation].lastPrompt : nullptr;
+  return conversation ? promptFor(*conversation) : nullptr;
+}
+
+std::shared_ptr<CodexAppServerRunner::Prompt> CodexAppServerRunner::promptFor(ConversationId conversation) {
+  Session& session = sessions_[conversation];
+  if (session.lastPrompt) return session.lastPrompt;
+  session.lastPrompt = std::make_shared<Prompt>(AgentRunRequest{.prompt = {},
+                                                                .model = session.model,
+                                                                .effort = {},
+                                                                .conversationId = conversation,
+                                                                .workingDirectory = {},
+                                                                .resumedSessionId = {},
+                                                                .binaryPath = {}},
+                                                modelContainer_, session.pastTurnIds, session.shownOutputs);
+  session.lastPrompt->turn.close();
+  keepForLater(conversation);
+  return session.lastPrompt;
+}
+
+void CodexAppServerRunner::keepForLater(ConversationId conversation) {
+  std::erase(resting_, conversation);
+  resting_.push_back(conversation);
+  if (resting_.size() <= kKeptPrompts) return;
+  const auto oldest = sessions_.find(resting_.front());
+  resting_.pop_front();
+  if (oldest == sessions_.end() || oldest->second.prompt) return;
+  Session& session = oldest->second;
+  if (const auto last = std::exchange(session.lastPrompt, nullptr)) session.shownOutputs = last->turn.shownOutputs();
 }
 
 awaitable<void> CodexAppServerRunner::onLinesTaken() {
   for (const auto& prompt : std::exchange(taken_, {})) {
     std::ranges::move(prompt->turn.takeOutputs(), std::back_inserter(prompt->actions));
+    if (prompt->turn.hasUntoldOutput()) tellLater(prompt);
+    co_await store(prompt);
+  }
+}
+
+void CodexAppServerRunner::tellLater(const std::shared_ptr<Prompt>& prompt) {
+  if (std::ranges::count(untold_, prompt) > 0) return;
+  untold_.push_back(prompt);
+  if (untold_.size() > 1) return;
+  untoldTimer_.expires_after(kUntoldLimit);
+  untoldTimer_.async_wait([self = weak_from_this(), this](boost::system::error_code error) {
+    const auto alive = self.lock();
+    if (error || !alive) return;
+    asio::co_spawn(strand(), [alive, this] { return tellUntold(); }, [](std::exception_ptr) {});
+  });
+}
+
+awaitable<void> CodexAppServerRunner::tellUntold() {
+  for (const auto& prompt : std::exchange(untold_, {})) {
+    std::ranges::move(prompt->turn.takeOutputs(CodexTurn::Outputs::all), std::back_inserter(prompt->actions));
     co_await store(prompt);
   }
 }
 
 awaitable<void> CodexAppServerRunner::store(std::shared_ptr<Prompt> prompt) {
+  while (prompt->isStoring) co_await changed_.wait();
+  prompt->isStoring = true;
   co_await prompt->store();
+  prompt->isStoring = false;
   changed_.notify();
 }
 
@@ -323,7 +458,9 @@ void CodexAppServerRunner::onDisconnect(std::string_view standardError) {
   if (promptsInFlight() > 0) kLog.error("the server has ended in a turn; its last words: {}", standardError);
   threadToConversation_.clear();
   turnToConversation_.clear();
-  for (auto& [id, session] : sessions_) session.lastPrompt = session.prompt;
+  forgottenTurns_.clear();
+  resting_.clear();
+  std::erase_if(sessions_, [](const auto& entry) { return !entry.second.prompt; });
   changed_.notify();
 }
 
@@ -341,11 +478,12 @@ bool CodexAppServerRunner::isServerUsed() const {
 
 void CodexAppServerRunner::endServerWhenIdle() {
   if (promptsInFlight() > 0 || !connection_ || !connection_->isConnected()) return;
-  idle_.expires_after(options_.idleLimit);
+  // A turn that was let go may still work there.
+  idle_.expires_after(hasLetGo_ ? std::chrono::milliseconds(0) : options_.idleLimit);
   idle_.async_wait([self = weak_from_this(), this](boost::system::error_code error) {
     const auto alive = self.lock();
     if (error || !alive || promptsInFlight() > 0 || !connection_) return;
-    kLog.info("the server is ended after idle time");
+    kLog.info("the server is ended, as nothing runs there");
     asio::co_spawn(
         strand(), [alive, connection = connection_] { return connection->close(); }, [](std::exception_ptr) {});
   });

@@ -4,6 +4,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 
+#include "core/store/row_values.hpp"
 #include "tests/support/processes.hpp"
 #include "tests/support/transcript_text.hpp"
 
@@ -73,11 +74,18 @@ std::string RunnerBench::send(std::string program, std::string prompt) {
   return await(outcomeOf(request(std::move(program), std::move(prompt))));
 }
 
-awaitable<void> RunnerBench::cancel() { return runner_->cancel(conversation_); }
+awaitable<void> RunnerBench::cancel(std::optional<ConversationId> conversation) {
+  return runner_->cancel(conversation.value_or(conversation_));
+}
 
 awaitable<void> RunnerBench::release() { return runner_->release(conversation_); }
 
 void RunnerBench::loseConversation() { store_.container->connect().execute("DELETE FROM conversation"); }
+
+void RunnerBench::loseConversation(ConversationId conversation) {
+  sqlite::Database database = store_.container->connect();
+  database.prepare("DELETE FROM conversation WHERE uuid = ?").run(bound(conversation));
+}
 
 void RunnerBench::append(std::vector<TranscriptAction> actions) {
   run(store_.items->apply(conversation_, std::move(actions)));

@@ -31,10 +31,12 @@ class RunnerBench {
   /// "finished" or "failed: " and the words of the failure.
   awaitable<std::string> outcomeOf(AgentRunRequest request);
   std::string send(std::string program, std::string prompt);
-  awaitable<void> cancel();
+  awaitable<void> cancel(std::optional<ConversationId> conversation = {});
   awaitable<void> release();
   /// Deletes the conversation as no Ravant does while a prompt runs in it.
   void loseConversation();
+  /// The same for one of several.
+  void loseConversation(ConversationId conversation);
   /// As another process does between two prompts.
   void append(std::vector<TranscriptAction> actions);
   /// What is committed from now on, for the loop of `await`.

@@ -1,10 +1,13 @@
 #include "runners/codex/codex_app_server_runner.hpp"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/this_coro.hpp>
+#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <utility>
 #include <vector>
 
@@ -97,6 +100,63 @@ TEST(CodexAppServerRunner, keepsAServerThatEndsACancelledTurnItself) {
   EXPECT_THAT(agent.processes(), SizeIs(1));
 }
 
+RunnerBench makeImpatientBench() {
+  return RunnerBench(AgentType::codex, [](auto container, any_io_executor io, ShellOptions shell) {
+    return std::make_shared<CodexAppServerRunner>(
+        std::move(container),
+        RpcRunnerOptions{.io = io, .shell = std::move(shell), .cancelLimit = std::chrono::milliseconds(200)});
+  });
+}
+
+TEST(CodexAppServerRunner, letsACancelledPromptGoWhereAnotherRuns) {
+  for (const std::size_t wait : {1U, 2U, 3U}) {  // in each turn of the cassette for something else
+    SCOPED_TRACE(wait);
+    FakeAgent agent(cassette("let_go"));
+    RunnerBench bench = makeImpatientBench();
+    const ConversationId other = bench.addConversation();
+    const std::string program = agent.program(wait);
+    const auto second = [&]() -> awaitable<std::string> {
+      co_await bench.untilTranscriptHas("Working.");
+      co_return co_await bench.outcomeOf(bench.request(program, "second", other));
+    };
+    const auto cancelSecond = [&]() -> awaitable<void> {
+      co_await bench.untilTranscriptHas("Asked.");
+      co_await bench.cancel(other);
+      agent.release("late");
+    };
+    const auto [one, two] =
+        bench.await(bench.outcomeOf(bench.request(program, "first")) && (second() && cancelSecond()));
+    EXPECT_EQ(one, "finished");
+    EXPECT_EQ(two, "finished");
+    EXPECT_THAT(bench.texts(), ElementsAre("first", "Working.", "Asked."));
+    EXPECT_THAT(bench.texts(other), ElementsAre("second"));
+    EXPECT_THAT(agent.processes(), SizeIs(1));
+    bench.await(untilGone(agent.processes()));
+  }
+}
+
+TEST(CodexAppServerRunner, letsAPromptGoThatCannotBeStoredWhereAnotherRuns) {
+  FakeAgent agent(cassette("let_go"));
+  RunnerBench bench = makeImpatientBench();
+  const ConversationId other = bench.addConversation();
+  const std::string program = agent.program(4);
+  const auto second = [&]() -> awaitable<std::string> {
+    co_await bench.untilTranscriptHas("Working.");
+    std::string outcome = co_await bench.outcomeOf(bench.request(program, "second", other));
+    agent.release("late");
+    co_return outcome;
+  };
+  const auto loseSecond = [&]() -> awaitable<void> {
+    co_await bench.untilTranscriptHas("Asked.");
+    bench.loseConversation(other);
+    agent.release("lost");
+  };
+  const auto [one, two] = bench.await(bench.outcomeOf(bench.request(program, "first")) && (second() && loseSecond()));
+  EXPECT_EQ(one, "finished");
+  EXPECT_THAT(two, HasSubstr("failed: "));
+  EXPECT_THAT(bench.texts(), ElementsAre("first", "Working.", "Asked."));
+}
+
 TEST(CodexAppServerRunner, doesNotWaitForAProgramThatIsNoServer) {
   FakeAgent silent(cassette("silent"));
   RunnerBench bench(AgentType::codex, [](auto container, any_io_executor io, ShellOptions shell) {
@@ -162,6 +222,48 @@ TEST(CodexAppServerRunner, endsACallThatIsAnnouncedWhenNothingRuns) {
                                             "turn ended before the tool had a result.\""));
 }
 
+std::size_t openDescriptors() {
+  return static_cast<std::size_t>(
+      std::distance(std::filesystem::directory_iterator("/proc/self/fd"), std::filesystem::directory_iterator()));
+}
+
+TEST(CodexAppServerRunner, endsLateCallsOfManyConversationsWithFewConnections) {
+  constexpr int kConversations = 40;
+  std::string text = "on initialize {}\n";
+  for (int i = 1; i <= kConversations; ++i) {
+    text += fmt::format(
+        "== turn\nreceive thread/start\nreply {{\"thread\":{{\"id\":\"thread-{0}\"}}}}\nreceive-prompt turn/start\n"
+        "reply {{\"turn\":{{\"id\":\"turn-{0}\"}}}}\n",
+        i);
+    const auto tell = [&](int of, std::string_view method, std::string_view members) {
+      text += fmt::format(R"({{"method":"{1}","params":{{"threadId":"thread-{0}","turnId":"turn-{0}",{2}}}}})", of,
+                          method, members);
+      text += '\n';
+    };
+    if (i == kConversations) {
+      tell(1, "item/completed", R"("item":{"type":"commandExecution","id":"c","aggregatedOutput":null,"exitCode":2})");
+    }
+    tell(i, "item/started", R"("item":{"type":"commandExecution","id":"c","command":"serve","status":"inProgress"})");
+    tell(i, "item/commandExecution/outputDelta", R"("itemId":"c","delta":"Listening.")");
+    tell(i, "turn/completed", R"("turn":{"status":"completed"})");
+  }
+  TemporaryFolder folder;
+  folder.write("many.cassette", text);
+  FakeAgent agent(folder / "many.cassette");
+  RunnerBench bench = makeBench();
+  const std::string program = agent.program();
+  EXPECT_EQ(bench.send(program, "first"), "finished");
+  std::size_t open = 0;
+  for (int i = 2; i <= kConversations; ++i) {
+    const ConversationId other = bench.addConversation();
+    EXPECT_EQ(bench.await(bench.outcomeOf(bench.request(program, "next", other))), "finished");
+    if (i == kConversations / 2) open = openDescriptors();
+  }
+  EXPECT_LT(openDescriptors(), open + 10);
+  EXPECT_THAT(bench.transcript(),
+              HasSubstr("completed shell c\n      in  \"serve\"\n      out \"Listening.\\nexit code 2\""));
+}
+
 /// The changes up to the first one that `isLast`.
 awaitable<std::vector<Change>> changesUntil(std::shared_ptr<ChangeSubscription> feed,
                                             std::function<bool(const Change&)> isLast) {
@@ -205,6 +307,23 @@ TEST(CodexAppServerRunner, tellsWhatItWaitsForAndWhatCommandsPrint) {
   EXPECT_THAT(bench.transcript(), HasSubstr("failed shell call_1\n      in  \"make all\"\n      out "
                                             "\"one\\ntwo\\nexit code 2\""));
   EXPECT_THAT(bench.texts(), ElementsAre("build", "", "Building."));
+}
+
+TEST(CodexAppServerRunner, doesNotKeepTheEndOfALongOutputToItself) {
+  FakeAgent agent(cassette("long_output"));
+  RunnerBench bench = makeBench();
+  const auto feed = bench.await(bench.subscribe());
+  const auto watch = [&]() -> awaitable<void> {
+    const auto isShown = [&](std::string_view output) {
+      return [&bench, output](const Change&) { return bench.transcript().contains(output); };
+    };
+    co_await changesUntil(feed, isShown("xxx"));
+    agent.release("more");
+    co_await changesUntil(feed, isShown("Listening."));
+    EXPECT_THAT(bench.transcript(), HasSubstr("running shell call_1"));
+    agent.release("end");
+  };
+  EXPECT_EQ(bench.await(bench.outcomeOf(bench.request(agent.program(), "build")) && watch()), "finished");
 }
 
 }  // namespace
