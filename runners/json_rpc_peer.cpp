@@ -35,10 +35,13 @@ bool repeats(std::string_view message, const json::value& data) {
 }
 
 RpcError errorOf(const json::object& error) {
-  std::string message = optionalTextAt(error, "message").value_or("unknown");
+  const auto ownMessage = optionalTextAt(error, "message");
+  std::string message = ownMessage.value_or("unknown");
   const json::value* data = error.if_contains("data");
   if (data && !repeats(message, *data)) message += ": " + dataText(*data);
-  return {.code = integerAt(error, "code").value_or(0), .message = std::move(message)};
+  return {.code = integerAt(error, "code").value_or(0),
+          .message = std::move(message),
+          .ownMessage = ownMessage.value_or(std::string())};
 }
 
 RpcOutcome outcomeOf(const json::object& reply) {

@@ -20,7 +20,8 @@ struct RpcRequestId {
 
 struct RpcError {
   std::int64_t code = 0;
-  std::string message;  ///< of the other side, with what its data tells beyond it
+  std::string message;          ///< of the other side, with what its data tells beyond it
+  std::string ownMessage = {};  ///< without that; empty where the other side gave none
   bool operator==(const RpcError&) const = default;
 };
 

@@ -84,7 +84,7 @@ awaitable<json::object> RpcConnection::request(std::string_view method, json::ob
   pending_.erase(id);
 
   if (!waiter->outcome) throw AgentRunnerError(AgentRunnerError::Case::processDied);
-  if (const auto* error = std::get_if<RpcError>(&*waiter->outcome)) throw AgentRunnerError::rpc(error->message);
+  if (const auto* error = std::get_if<RpcError>(&*waiter->outcome)) throw RpcRefusal(*error);
   co_return std::get<json::object>(std::move(*waiter->outcome));
 }
 

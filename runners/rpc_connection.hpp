@@ -7,7 +7,9 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "core/agent_runner_error.hpp"
 #include "platform/async/signal.hpp"
 #include "runners/json_rpc_peer.hpp"
 #include "runners/shell_session.hpp"
@@ -32,6 +34,16 @@ class RpcListener {
   virtual void onDisconnect(std::string_view /*standardError*/) {}
 };
 
+/// The program answered a request with an error: `rpc` of `AgentRunnerError`, and what it is made of.
+class RpcRefusal : public AgentRunnerError {
+ public:
+  explicit RpcRefusal(RpcError error) : AgentRunnerError(rpc(error.message)), error_(std::move(error)) {}
+  const RpcError& error() const { return error_; }
+
+ private:
+  RpcError error_;
+};
+
 /// A program that was started in the user's login shell and speaks JSON-RPC on its standard input and output.
 ///
 /// Part of a runner, on the runner's strand. To be closed before the strand's executor ends.
@@ -50,8 +62,8 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
                         std::shared_ptr<RpcListener> listener, Handshake handshake);
 
   /// Returns the result once everything that arrived before it was taken by the listener. Throws `AgentRunnerError`:
-  /// `rpc` with the agent's words, `notConnected`, or `processDied` where the connection ends meanwhile. Not to be
-  /// awaited by the listener. `onResult` is called before what stands behind the result's line is handed to the
+  /// `RpcRefusal` with the agent's words, `notConnected`, or `processDied` where the connection ends meanwhile. Not to
+  /// be awaited by the listener. `onResult` is called before what stands behind the result's line is handed to the
   /// listener.
   awaitable<json::object> request(std::string_view method, json::object params, OnResult onResult = {});
   /// The first request. Throws as `request`, and `AgentReportedError` where it is not answered within the limit: the

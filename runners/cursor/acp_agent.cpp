@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/log/log.hpp"
+#include "runners/cursor/acp_unknown_session.hpp"
 #include "runners/cursor/acp_wire.hpp"
 
 namespace ravant {
@@ -59,13 +60,12 @@ awaitable<std::optional<json::object>> AcpAgent::loadSession(std::string session
   std::exception_ptr failure;
   try {
     co_return co_await ask("session/load", acp::sessionParams(sessionId, folder), limits_.answer);
-  } catch (const AgentRunnerError& error) {
-    const bool isAnswer = error.kind() == AgentRunnerError::Case::rpc;
-    if (isAnswer && acp::saysUnknownSession(error.what(), sessionId)) {
-      kLog.warning("a session is no longer known: {}", error.what());
+  } catch (const RpcRefusal& refusal) {
+    if (acp::saysUnknownSession(refusal.error(), sessionId)) {
+      kLog.warning("a session is no longer known: {}", refusal.what());
       co_return std::nullopt;
     }
-    failure = withLoginFailure(error);
+    failure = withLoginFailure(refusal);
   }
   std::rethrow_exception(failure);
 }

@@ -4,7 +4,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <array>
 
 #include "platform/log/log.hpp"
 #include "runners/agent_json.hpp"
@@ -13,9 +12,6 @@ namespace ravant::acp {
 namespace {
 
 constexpr std::string_view kCursorLogin = "cursor_login";
-constexpr std::array<std::string_view, 4> kSessionWords = {"session", "conversation", "thread", "resource"};
-constexpr std::array<std::string_view, 7> kUnknownWords = {
-    "not found", "unknown", "no such", "does not exist", "no longer exist", "doesn't exist", "invalid session id"};
 
 constexpr Log kLog("com.ravant.runners", "CursorAcp");
 
@@ -169,14 +165,6 @@ json::object sessionParams(std::optional<std::string_view> sessionId, std::strin
 }
 
 std::optional<std::string> sessionIdOf(const json::object& object) { return idAt(object, "sessionId"); }
-
-bool saysUnknownSession(std::string_view words, std::string_view sessionId) {
-  const std::string text = lowerCase(words);
-  const auto has = [&text](std::string_view part) { return text.contains(part); };
-  if (has("method not found")) return true;
-  const bool isAboutIt = words.contains(sessionId) || std::ranges::any_of(kSessionWords, has);
-  return isAboutIt && std::ranges::any_of(kUnknownWords, has);
-}
 
 json::object promptParams(std::string_view sessionId, std::string_view prompt) {
   return {{"sessionId", sessionId}, {"prompt", json::array{json::object{{"type", "text"}, {"text", prompt}}}}};

@@ -26,8 +26,6 @@ json::object authenticateParams(std::string_view method);
 json::object sessionParams(std::optional<std::string_view> sessionId, std::string_view workingDirectory);
 /// Nothing where it tells none.
 std::optional<std::string> sessionIdOf(const json::object& object);
-/// Whether the agent says in so many words that there is no such session, or that it cannot load any.
-bool saysUnknownSession(std::string_view words, std::string_view sessionId);
 json::object promptParams(std::string_view sessionId, std::string_view prompt);
 json::object cancelParams(std::string_view sessionId);
 json::object setConfigOptionParams(std::string_view sessionId, std::string_view configId, std::string_view value);
@@ -89,7 +87,7 @@ struct NotRendered {
 using Update = std::variant<MessageChunk, ToolCall, ContextUsage, ConfigChange, Compaction, NotRendered>;
 Update parseUpdate(const json::object& update);
 
-/// Blocks of text, of files and of differences, in their order.
+/// Blocks of text, of files and of differences, in their order; images are only named.
 std::string toolOutputText(const json::array& content);
 
 /// How a prompt ended.
