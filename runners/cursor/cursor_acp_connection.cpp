@@ -54,6 +54,8 @@ awaitable<void> CursorAcpRunner::Connection::ensureConnection() {
   const std::string commandLine = acpCommandLine(prompt->request.binaryPath, prompt->request.arguments);
   if (rpc_ && rpc_->isUsable() && session_ == Session::live && commandLine == commandLine_) co_return;
   if (rpc_) co_await rpc_->close();
+  co_await prompt->writer.announce(RunState::Kind::waitingForShell);
+  // From here to the start nothing is awaited: a cancel that comes later finds what it is to end.
   if (prompt->isCancelled) co_return;
 
   const auto rpc = std::make_shared<RpcConnection>(strand_, options_.shell);
@@ -61,7 +63,6 @@ awaitable<void> CursorAcpRunner::Connection::ensureConnection() {
   agent_ = std::make_shared<AcpAgent>(strand_, rpc, limits_);
   commandLine_ = commandLine;
   sessionOptions_ = {};
-  co_await prompt->writer.announce(RunState::Kind::waitingForShell);
   co_await rpc->start(prompt->request.workingDirectory, commandLine, shared_from_this(), [this]() -> awaitable<void> {
     co_await initializeHandshake();
     co_await loadOrCreateSession();
@@ -115,7 +116,7 @@ awaitable<std::optional<json::object>> CursorAcpRunner::Connection::loadSession(
 awaitable<void> CursorAcpRunner::Connection::chooseModelAndEffort() {
   const AgentRunRequest& request = prompt_->request;
   co_await choose(sessionOptions_.forModel(request.model));
-  if (request.effort) co_await choose(sessionOptions_.forEffort(*request.effort));
+  if (request.effort && !prompt_->isCancelled) co_await choose(sessionOptions_.forEffort(*request.effort));
 }
 
 awaitable<void> CursorAcpRunner::Connection::choose(std::optional<AcpSessionOptions::Choice> choice) {

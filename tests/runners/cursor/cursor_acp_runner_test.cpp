@@ -3,7 +3,10 @@
 #include <fmt/format.h>
 #include <gmock/gmock.h>
 
+#include <boost/asio/detached.hpp>
 #include <boost/asio/experimental/awaitable_operators.hpp>
+#include <functional>
+#include <thread>
 
 #include "platform/files/private_file.hpp"
 #include "platform/log/log.hpp"
@@ -157,6 +160,55 @@ TEST(CursorAcpRunner, endsACallThatBeginsAfterItsTurn) {
   EXPECT_EQ(bench.send(agent.program(), "two"), "finished");
   EXPECT_EQ(bench.send(agent.program(), "three"), "finished");
   EXPECT_THAT(bench.transcript(), AllOf(HasSubstr("completed Shown toolu_1"), HasSubstr("out \"shown output\"")));
+}
+
+/// Tells when the thread that made it looks at it.
+class WatchedClock final : public Clock {
+ public:
+  Timestamp now() const override {
+    if (std::this_thread::get_id() == thread_ && onLook) onLook();
+    return kMorning;
+  }
+  std::function<void()> onLook;
+
+ private:
+  std::thread::id thread_ = std::this_thread::get_id();
+};
+
+// The runner looks at the clock when it announces something: the cancel comes while it waits for that.
+TEST(CursorAcpRunner, startsNoAgentForAPromptThatIsCancelledBefore) {
+  for (const int cancelledAt : {1, 2}) {
+    FakeAgent agent(cassette("reply"));
+    const TemporaryFolder data;
+    const TemporaryFolder home;
+    OpenStore store(data.path());
+    const ConversationId conversation = store.makeConversation(AgentType::cursor, home.path());
+    const auto clock = std::make_shared<WatchedClock>();
+    const auto container = ModelContainer::open(
+        {.folder = data.path(), .work = store.executors.work(), .clock = clock, .processes = store.processes});
+    asio::io_context loop;
+    const auto runner = std::make_shared<CursorAcpRunner>(
+        container, RpcRunnerOptions{.io = loop.get_executor(),
+                                    .shell = {.shellPath = "/bin/bash",
+                                              .environment = {{"HOME", home.path()}, {"LC_ALL", "C.UTF-8"}},
+                                              .ledger = store.processes}});
+    int looks = 0;
+    clock->onLook = [&] {
+      if (++looks == cancelledAt) asio::co_spawn(loop, runner->cancel(conversation), asio::detached);
+    };
+    run(runner->send({.prompt = "prompt",
+                      .model = "mock-model",
+                      .effort = {},
+                      .conversationId = conversation,
+                      .workingDirectory = home.path(),
+                      .resumedSessionId = {},
+                      .binaryPath = agent.program(1)}),
+        loop);
+    run(runner->shutdown(), loop);
+    run(container->changeFeed()->stop());
+    EXPECT_GE(looks, cancelledAt);
+    EXPECT_THAT(agent.processes(), testing::IsEmpty()) << "cancelled at look " << cancelledAt;
+  }
 }
 
 // The cassette compares what the agent is sent.
