@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/text/text.hpp"
+
 namespace ravant {
 namespace {
 
@@ -22,8 +24,11 @@ std::vector<AcpStreamBreak::Piece> AcpStreamBreak::take(std::string_view chunk) 
   Piece piece;
   for (std::size_t at = rest.find(kWords); at != std::string_view::npos; at = rest.find(kWords)) {
     say(rest.substr(0, at), piece);
-    rest.remove_prefix(at + kWords.size());
-    if (isInCode_ || last_ == '"') {
+    rest.remove_prefix(at);
+    const Meaning meaning = meaningOf(rest.substr(kWords.size()));
+    if (meaning == Meaning::open) break;
+    rest.remove_prefix(kWords.size());
+    if (meaning == Meaning::quoted) {
       say(kWords, piece);
       continue;
     }
@@ -31,17 +36,26 @@ std::vector<AcpStreamBreak::Piece> AcpStreamBreak::take(std::string_view chunk) 
     pieces.push_back(std::exchange(piece, {}));
     release();
   }
-  const std::size_t held = beginningAtEnd(rest, kWords);
+  const std::size_t held = rest.starts_with(kWords) ? rest.size() : beginningAtEnd(rest, kWords);
   say(rest.substr(0, rest.size() - held), piece);
   held_ = rest.substr(rest.size() - held);
   if (!piece.text.empty()) pieces.push_back(std::move(piece));
   return pieces;
 }
 
-std::string AcpStreamBreak::release() {
+AcpStreamBreak::Piece AcpStreamBreak::release() {
   isInCode_ = false;
   last_ = '\0';
-  return std::exchange(held_, {});
+  Piece piece{.text = std::exchange(held_, {})};
+  if (piece.text.starts_with(kWords)) piece = {.text = {}, .isBroken = true};
+  return piece;
+}
+
+AcpStreamBreak::Meaning AcpStreamBreak::meaningOf(std::string_view behind) const {
+  if (!isInCode_ && last_ != '"') return Meaning::broken;
+  const std::string_view next = trimmed(behind);
+  if (next.empty()) return Meaning::open;
+  return isInCode_ || next.front() == '"' ? Meaning::quoted : Meaning::broken;
 }
 
 void AcpStreamBreak::say(std::string_view text, Piece& piece) {

@@ -40,12 +40,12 @@ AcpTurn::AcpTurn(std::string model, const AcpTurn* previous) {
   if (!previous) return;
   contextSize_ = previous->contextSize_;
   olderCalls_ = previous->olderCalls_;
-  for (const auto& [id, call] : previous->earlierCalls_) olderCalls_.insert(id);
+  for (const auto& [id, call] : previous->earlierCalls_) olderCalls_.insert_or_assign(id, call.steps);
   for (const auto& [id, call] : previous->calls_) {
     if (call.status == ToolInvocationStatus::running) {
       earlierCalls_.emplace(id, call);
     } else {
-      olderCalls_.insert(id);
+      olderCalls_.insert_or_assign(id, call.steps);
     }
   }
 }
@@ -84,7 +84,7 @@ std::int64_t AcpTurn::withinContext(std::int64_t tokens) const {
 }
 
 void AcpTurn::ingestThought(const acp::MessageChunk& chunk, Actions& actions) {
-  if (chunk.text.empty()) return;
+  if (chunk.text.empty() || isOver_) return;
   const bool isNew = !std::exchange(isThinking_, true) || thoughtId_ != chunk.messageId;
   thoughtId_ = chunk.messageId;
   actions.emplace_back(turn::Grow{.text = chunk.text, .isNewMessage = isNew, .kind = GrowthKind::reasoning});
@@ -97,10 +97,9 @@ void AcpTurn::ingestMessage(const acp::MessageChunk& chunk, std::string_view lin
   for (const AcpStreamBreak::Piece& piece : streamBreak_.take(chunk.text)) {
     say(piece.text, actions);
     if (!piece.isBroken) continue;
-    flush(actions);
+    store(actions);
     beginMessage(chunk, line);
-    isStreamClosed_ = true;
-    actions.emplace_back(turn::Retry{.reason = std::string(AcpStreamBreak::kWords)});
+    noteBreak(actions);
   }
 }
 
@@ -120,7 +119,6 @@ void AcpTurn::say(const std::string& text, Actions& actions) {
 void AcpTurn::ingestToolCall(const acp::ToolCall& told, std::string_view line, Actions& actions) {
   if (!told.id) return kLog.warning("a tool call without an id was dropped");
   flush(actions);
-  isStreamClosed_ = false;
   isThinking_ = false;
   const auto known = calls_.find(*told.id);
   // Agents count their calls anew, so one that begins again is another one.
@@ -130,11 +128,13 @@ void AcpTurn::ingestToolCall(const acp::ToolCall& told, std::string_view line, A
   if (auto earlier = earlierCalls_.extract(*told.id)) {
     return update(calls_.insert(std::move(earlier)).position->second, told, actions);
   }
-  if (olderCalls_.contains(*told.id)) return updateOlder(told, actions);
+  const auto older = olderCalls_.find(*told.id);
+  if (older != olderCalls_.end()) return updateOlder(older->second, told, actions);
   insert(told, line, actions);
 }
 
 void AcpTurn::insert(const acp::ToolCall& told, std::string_view line, Actions& actions) {
+  isStreamClosed_ = false;
   Call& call = calls_[*told.id] =
       Call{.name = told.title.value_or(told.kind.value_or("tool")), .input = told.input.value_or(std::string())};
   takeOutput(call, told);
@@ -145,7 +145,9 @@ void AcpTurn::insert(const acp::ToolCall& told, std::string_view line, Actions& 
                                    .toolCallId = *told.id,
                                    .input = told.input,
                                    .status = call.status};
-  if (!call.output.empty()) added.output = call.output;
+  if (!call.output.empty()) {
+    added.output = call.status == ToolInvocationStatus::running ? call.steps.next(call.output) : call.output;
+  }
   actions.emplace_back(std::move(added));
 }
 
@@ -165,7 +167,8 @@ void AcpTurn::update(Call& call, const acp::ToolCall& told, Actions& actions) {
   const bool isOutputNew = takeOutput(call, told);
   const auto status = told.status.value_or(call.status);
   const bool isRunning = status == ToolInvocationStatus::running;
-  if (isRunning && isOutputNew) update.output = call.output;
+  if (isOutputNew && isRunning) update.output = call.steps.next(call.output);
+  if (isOutputNew || !isRunning) call.isOutputUntold = isRunning && !update.output;
   if (update.toolName || update.input || update.output) actions.emplace_back(std::move(update));
 
   const bool isEnd = std::exchange(call.status, status) != status || isOutputNew;
@@ -175,10 +178,11 @@ void AcpTurn::update(Call& call, const acp::ToolCall& told, Actions& actions) {
 }
 
 // What the call had shown is no longer known; it stands unless something else is told.
-void AcpTurn::updateOlder(const acp::ToolCall& told, Actions& actions) {
+void AcpTurn::updateOlder(OutputSteps& steps, const acp::ToolCall& told, Actions& actions) {
   if (!told.output) return;
   if (told.status.value_or(ToolInvocationStatus::running) == ToolInvocationStatus::running) {
-    actions.emplace_back(turn::UpdateToolInvocation{.toolCallId = *told.id, .output = told.output});
+    auto output = steps.next(*told.output);
+    if (output) actions.emplace_back(turn::UpdateToolInvocation{.toolCallId = *told.id, .output = std::move(output)});
   } else {
     actions.emplace_back(turn::CompleteToolInvocation{
         .toolCallId = *told.id, .output = *told.output, .outcome = outcomeOf(*told.status)});
@@ -186,6 +190,7 @@ void AcpTurn::updateOlder(const acp::ToolCall& told, Actions& actions) {
 }
 
 std::vector<turn::Action> AcpTurn::onPromptEnd(const acp::PromptEnd& end) {
+  isOver_ = true;
   Actions actions = flushMessageBuffer();
   if (end.usage) {
     TokenUsageSnapshot snapshot = *end.usage;
@@ -210,8 +215,29 @@ std::vector<turn::Action> AcpTurn::flushMessageBuffer() {
   return actions;
 }
 
+std::vector<turn::Action> AcpTurn::close() {
+  isOver_ = true;
+  Actions actions = flushMessageBuffer();
+  for (auto& [id, call] : calls_) {
+    if (!std::exchange(call.isOutputUntold, false)) continue;
+    actions.emplace_back(turn::UpdateToolInvocation{.toolCallId = id, .output = OutputSteps::shortened(call.output)});
+  }
+  return actions;
+}
+
 void AcpTurn::flush(Actions& actions) {
-  say(streamBreak_.release(), actions);
+  const AcpStreamBreak::Piece rest = streamBreak_.release();
+  say(rest.text, actions);
+  store(actions);
+  if (rest.isBroken) noteBreak(actions);
+}
+
+void AcpTurn::noteBreak(Actions& actions) {
+  isStreamClosed_ = true;
+  actions.emplace_back(turn::Retry{.reason = std::string(AcpStreamBreak::kWords)});
+}
+
+void AcpTurn::store(Actions& actions) {
   std::string text = std::exchange(messageBuffer_, {});
   if (trimmed(text).empty()) return;
   actions.emplace_back(turn::AppendAgentMessage{.rawJSON = std::exchange(messageLine_, {}),

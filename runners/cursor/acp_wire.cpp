@@ -4,6 +4,7 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
+#include <cctype>
 
 #include "platform/log/log.hpp"
 #include "runners/agent_json.hpp"
@@ -12,6 +13,7 @@ namespace ravant::acp {
 namespace {
 
 constexpr std::string_view kCursorLogin = "cursor_login";
+constexpr std::size_t kLongRun = 1024;  // of Base64, and no word, path or number
 
 constexpr Log kLog("com.ravant.runners", "CursorAcp");
 
@@ -58,8 +60,10 @@ std::string plain(std::string_view text) {
   return word == "xhigh" ? "extrahigh" : word;
 }
 
-/// The text of a content block: a text, a file that is quoted, or the address of one.
+/// The text of a content block: a text, a file that is quoted, or the address of one; for what is no text, what it is.
 std::string blockText(const json::object& block) {
+  const std::string_view type = stringAt(block, "type").value_or(std::string_view());
+  if (type == "image" || type == "audio") return fmt::format("[{}]", type);
   if (const auto text = stringAt(block, "text")) return std::string(*text);
   if (const json::object* resource = objectAt(block, "resource")) {
     return optionalTextAt(*resource, "text").value_or(textAt(*resource, "uri"));
@@ -70,6 +74,31 @@ std::string blockText(const json::object& block) {
 MessageChunk parseChunk(const json::object& update, GrowthKind kind) {
   const json::object* content = objectAt(update, "content");
   return {.kind = kind, .messageId = idAt(update, "messageId"), .text = content ? blockText(*content) : std::string()};
+}
+
+bool isBase64Character(char c) {
+  return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '+' || c == '/' || c == '=';
+}
+
+bool isBase64(std::string_view run) {
+  const auto has = [run](int (*isOfKind)(int)) {
+    return std::ranges::any_of(run, [isOfKind](unsigned char c) { return isOfKind(c) != 0; });
+  };
+  return run.size() >= kLongRun && has(std::isupper) && has(std::islower) && has(std::isdigit);
+}
+
+/// With the size of each long run of Base64 in its place.
+std::string withoutBase64(std::string_view text) {
+  std::string told;
+  for (auto at = text.begin(); at != text.end();) {
+    const auto begin = std::find_if(at, text.end(), isBase64Character);
+    const auto end = std::find_if_not(begin, text.end(), isBase64Character);
+    const std::string_view run(begin, end);
+    told.append(at, isBase64(run) ? begin : end);
+    if (isBase64(run)) told += fmt::format("[{} bytes of Base64]", run.size());
+    at = end;
+  }
+  return told;
 }
 
 std::string rawOutputText(const json::value& output) {
@@ -107,7 +136,7 @@ ToolCall parseToolCall(const json::object& update, bool isNew) {
     if (std::string text = toolOutputText(*content); !text.empty()) call.output = std::move(text);
   }
   if (const json::value* output = update.if_contains("rawOutput"); output && !output->is_null()) {
-    call.rawOutput = rawOutputText(*output);
+    call.rawOutput = withoutBase64(rawOutputText(*output));
   }
   return call;
 }

@@ -53,7 +53,7 @@ awaitable<void> CursorAcpRunner::runTurn(std::shared_ptr<Connection> connection,
   } catch (...) {
     error = std::current_exception();
   }
-  prompt->take(prompt->turn.flushMessageBuffer());
+  prompt->take(prompt->turn.close());
   co_await prompt->storeTaken();
   if (!prompt->isCancelled) connection->leaveDetached();
   co_await connection->clearUp();

@@ -90,6 +90,45 @@ TEST(AcpTurn, failsByABrokenStreamOnlyWhereNothingFollows) {
   }
 }
 
+TEST(AcpTurn, knowsABrokenStreamInsideCodeByWhatFollows) {
+  const std::string words(AcpStreamBreak::kWords);
+  for (const std::string& half : {"```cpp\nint main() {", "Press the ` key.", "He said \""}) {
+    Told told;
+    told.said(half);
+    told.said(words.substr(0, 9));
+    told.said(words.substr(9) + " \n");
+    EXPECT_THAT(withoutGrowth(told.ended()), ElementsAre(message(half), Action(Retry{words}), Action(Fail{words})));
+  }
+  Told called;
+  called.said("```\n" + words);
+  EXPECT_THAT(called.call("c", "", "tool_call"), testing::Contains(Action(Retry{words})));
+  EXPECT_THAT(called.ended(), ElementsAre(Action(Finish{})));
+
+  Told quoted;
+  for (const std::string_view piece :
+       {std::string_view("```\n"), std::string_view(words), std::string_view("\n"), std::string_view("```")}) {
+    quoted.said(piece);
+  }
+  EXPECT_THAT(withoutGrowth(quoted.ended()), ElementsAre(message("```\n" + words + "\n```"), Action(Finish{})));
+}
+
+TEST(AcpTurn, isNotGoneOnWithByAnOldCall) {
+  const std::string words(AcpStreamBreak::kWords);
+  Told told;
+  told.call("c", "", "tool_call");
+  told.said(words);
+  told.call("c", R"(,"status":"completed")");
+  EXPECT_THAT(told.ended(), ElementsAre(Action(Fail{words})));
+}
+
+TEST(AcpTurn, putsTheBeginningOfASecondBreakIntoItsOwnMessage) {
+  const std::string words(AcpStreamBreak::kWords);
+  Told told;
+  EXPECT_THAT(withoutGrowth(told.said("Half." + words + words.substr(0, 9))),
+              ElementsAre(message("Half."), Action(Retry{words})));
+  EXPECT_THAT(withoutGrowth(told.ended()), ElementsAre(message(words.substr(0, 9)), Action(Finish{})));
+}
+
 TEST(AcpTurn, announcesThoughtsAndKeepsThemOutOfMessages) {
   Told told;
   EXPECT_THAT(told.said("Let me", "agent_thought_chunk"),
@@ -100,6 +139,7 @@ TEST(AcpTurn, announcesThoughtsAndKeepsThemOutOfMessages) {
   EXPECT_THAT(told.said("Or not?", "agent_thought_chunk"),
               ElementsAre(Action(Grow{"Or not?", true, GrowthKind::reasoning})));
   EXPECT_THAT(told.ended(), ElementsAre(message("Seen."), Action(Finish{})));
+  EXPECT_THAT(told.said("Done, I think.", "agent_thought_chunk"), IsEmpty()) << "nobody waits for the agent any more";
 }
 
 TEST(AcpTurn, neverCountsWhatOnlyFillsTheContext) {
@@ -145,6 +185,61 @@ TEST(AcpTurn, keepsWhatACallHasShown) {
   Told last{AcpTurn("m", &next.turn)};
   EXPECT_THAT(last.call("c", R"(,"status":"completed","rawOutput":{"exitCode":0})"), IsEmpty());
   EXPECT_THAT(last.call("c", R"(,"status":"completed")" + shows("two")), ElementsAre(completed("two")));
+}
+
+std::string outputOf(const Action& action) {
+  return std::get<UpdateToolInvocation>(std::get<TranscriptAction>(action)).output.value();
+}
+
+TEST(AcpTurn, storesALongOutputInStepsAndItsEndInFull) {
+  Told told;
+  told.call("c", "", "tool_call");
+  std::string log;
+  std::size_t stored = 0;
+  std::string last;
+  while (log.size() < 200'000) {
+    log += "one more line of what a command prints\\n";
+    for (const Action& step : told.call("c", shows(log))) stored += (last = outputOf(step)).size();
+  }
+  EXPECT_LT(stored, 50 * log.size());
+  const Actions rest = told.turn.close();
+  ASSERT_THAT(rest, testing::SizeIs(1));
+  EXPECT_TRUE(outputOf(rest[0]).starts_with(last));
+  EXPECT_GT(outputOf(rest[0]).size(), last.size());
+  EXPECT_THAT(told.turn.close(), IsEmpty());
+
+  const std::string huge(3 * 1024 * 1024, 'x');
+  const Actions step = told.call("c", shows(huge));
+  ASSERT_THAT(step, testing::SizeIs(1));
+  EXPECT_THAT(outputOf(step[0]), testing::StartsWith("[the beginning of the output is left out]\nxxx"));
+  EXPECT_EQ(outputOf(step[0]).size(), 1024 * 1024);
+  EXPECT_THAT(told.call("c", R"(,"status":"completed")"),
+              ElementsAre(Action(
+                  CompleteToolInvocation{.toolCallId = "c", .output = huge, .outcome = ToolOutcome::completed})));
+}
+
+TEST(AcpTurn, namesImagesAndKeepsTheirDataOut) {
+  std::string data;
+  while (data.size() < 4000) data += "iVBORw0KGgo/";
+  const std::string block = R"({"type":"image","mimeType":"image/png","data":")" + data + "\"}";
+  const auto completed = [](std::string output) {
+    return Action(CompleteToolInvocation{.toolCallId = "c", .output = std::move(output), .outcome = ToolOutcome::completed});
+  };
+  Told told;
+  told.call("c", "", "tool_call");
+  EXPECT_THAT(told.call("c", R"(,"status":"completed","content":[{"type":"content","content":)" + block +
+                                 R"(}],"rawOutput":{"image":")" + data + "\"}"),
+              ElementsAre(completed("[image]")));
+  told.call("c", "", "tool_call");
+  const std::string size = std::to_string(data.size());
+  EXPECT_THAT(told.call("c", R"(,"status":"completed","rawOutput":{"image":)" + block + "}"),
+              ElementsAre(completed(R"({"image":{"type":"image","mimeType":"image/png","data":"[)" + size +
+                                    R"( bytes of Base64]"}})")));
+  told.call("c", "", "tool_call");
+  const std::string plain = std::string(3000, '=') + " /usr/lib " + std::string(3000, 'f');
+  EXPECT_THAT(told.call("c", R"(,"status":"completed","rawOutput":")" + plain + "\""), ElementsAre(completed(plain)));
+  told(R"({"sessionUpdate":"agent_message_chunk","content":)" + block + "}");
+  EXPECT_THAT(withoutGrowth(told.ended()), ElementsAre(message("[image]"), Action(Finish{})));
 }
 
 TEST(AcpTurn, hasNoIdsThatAreEmpty) {
