@@ -83,21 +83,31 @@ class ConversationItemOperations {
       runs_.begin(id, target.row, target.changes);
       return Effect::none;
     });
+    store_.container().unstoredEnds()->remove(id);
     if (!isKnown) logUnknown("beginRun called with unknown id", id);
     return isKnown;
   }
 
-  bool endRun(ConversationId id, const RunTable::End& end) {
+  bool endRun(ConversationId id, const std::string& unfinishedToolOutput, std::optional<PromptOutcome> outcome) {
+    UnstoredEnds& unstored = *store_.container().unstoredEnds();
+    const RunEnd end = unstored.find(id).value_or(RunEnd{unfinishedToolOutput, outcome, store_.now()});
     editor_.forgetToolGroup(id);
-    const bool isKnown = change(
-        id, Durability::powerCut,
-        [&](const Target& target) {
-          runs_.end(id, target.row, end, target.changes);
-          return Effect::activity;
-        },
-        FullDisk::takesReserve);
-    if (!isKnown) logUnknown("endRun called with unknown id", id);
-    return isKnown;
+    try {
+      const bool isKnown = change(
+          id, Durability::powerCut,
+          [&](const Target& target) {
+            runs_.end(id, target.row, end, target.changes);
+            return Effect::activity;
+          },
+          FullDisk::takesReserve);
+      unstored.remove(id);
+      if (!isKnown) logUnknown("endRun called with unknown id", id);
+      return isKnown;
+    } catch (const StoreError& error) {
+      kLog.error("the end of a run in conversation {} could not be stored: {}", id.text(), error.what());
+      unstored.add(id, end);
+      throw;
+    }
   }
 
   std::optional<RunningInvocation> newestRunningInvocation(ConversationId id) {
@@ -252,7 +262,7 @@ awaitable<bool> ConversationItemModelActor::beginRun(ConversationId conversation
 awaitable<bool> ConversationItemModelActor::endRun(ConversationId conversationId, std::string unfinishedToolOutput,
                                                    std::optional<PromptOutcome> outcome) {
   return perform([conversationId, output = std::move(unfinishedToolOutput), outcome](auto& operations) {
-    return operations.endRun(conversationId, {.unfinishedToolOutput = output, .outcome = outcome});
+    return operations.endRun(conversationId, output, outcome);
   });
 }
 

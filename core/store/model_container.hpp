@@ -11,6 +11,7 @@
 #include "core/store/store_error.hpp"
 #include "core/store/store_file.hpp"
 #include "core/store/store_lock.hpp"
+#include "core/store/unstored_ends.hpp"
 #include "platform/async/async.hpp"
 #include "platform/clock/clock.hpp"
 #include "platform/process/process_ledger.hpp"
@@ -69,6 +70,8 @@ class ModelContainer {
   /// What was committed, for observers.
   const std::shared_ptr<ChangeFeed>& changeFeed() const { return changeFeed_; }
 
+  const std::shared_ptr<UnstoredEnds>& unstoredEnds() const { return unstoredEnds_; }
+
   const any_io_executor& work() const { return options_.work; }
   const Clock& clock() const { return *options_.clock; }
   const ProcessLedger& processes() const { return *options_.processes; }
@@ -85,6 +88,7 @@ class ModelContainer {
   std::optional<StoreFile> storeFile_;
   UniqueFd notice_;
   std::shared_ptr<ChangeFeed> changeFeed_;
+  std::shared_ptr<UnstoredEnds> unstoredEnds_ = std::make_shared<UnstoredEnds>();
 };
 
 }  // namespace ravant

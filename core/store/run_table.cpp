@@ -9,6 +9,7 @@ namespace {
 
 constexpr Log kLog("com.ravant.core", "Persistence");
 constexpr std::string_view kInterruptedTool = "Interrupted: Ravant ended while this tool was running.";
+constexpr std::string_view kAbandonedTool = "Interrupted before the tool had a result.";
 constexpr std::string_view kInterruptedRun = "The agent run failed: interrupted, because Ravant ended while it ran";
 
 }  // namespace
@@ -38,6 +39,13 @@ void RunTable::begin(ConversationId id, ConversationRow conversation, Changes& c
   if (owner && *owner != processes.owner()) {
     if (processes.isAlive(*owner)) throw AgentRunnerError(AgentRunnerError::Case::busy);
     endInterrupted(id, conversation, *owner, changes);
+  } else if (owner) {
+    const auto known = store_.container().unstoredEnds()->find(id);
+    end(id, conversation, *owner,
+        known.value_or(RunEnd{.unfinishedToolOutput = std::string(kAbandonedTool),
+                              .outcome = PromptOutcome::interrupted,
+                              .at = store_.now()}),
+        changes);
   }
   insert_.run(bound(conversation), processes.owner(), bound(store_.now()));
 }
@@ -46,31 +54,34 @@ void RunTable::setPrompt(ConversationRow conversation, ConversationItemId prompt
   setPrompt_.run(bound(prompt), bound(conversation), store_.container().processes().owner());
 }
 
-void RunTable::end(ConversationId id, ConversationRow conversation, const End& how, Changes& changes) {
+void RunTable::end(ConversationId id, ConversationRow conversation, const RunEnd& how, Changes& changes) {
   const auto owner = ownerOf(conversation);
   const std::string& self = store_.container().processes().owner();
   if (owner && *owner != self) return;  // another process has begun a run since
   end(id, conversation, self, how, changes);
 }
 
-void RunTable::end(ConversationId id, ConversationRow conversation, const std::string& owner, const End& how,
+void RunTable::end(ConversationId id, ConversationRow conversation, const std::string& owner, const RunEnd& how,
                    Changes& changes) {
   if (how.outcome) {
     const bool isTimeKnown = *how.outcome != PromptOutcome::interrupted;
-    auto row = endPrompt_.query(rawValue(*how.outcome), isTimeKnown ? std::optional(bound(store_.now())) : std::nullopt,
+    auto row = endPrompt_.query(rawValue(*how.outcome), isTimeKnown ? std::optional(bound(how.at)) : std::nullopt,
                                 bound(conversation), owner);
     if (row.step()) changes.updated(readId<ConversationItemId>(row, 0), id);
   }
   remove_.run(bound(conversation), owner);
   for (const ToolInvocationId invocation : items_.runningInvocations(conversation)) {
-    items_.endUnfinished(invocation, how.unfinishedToolOutput, store_.now());
+    items_.endUnfinished(invocation, how.unfinishedToolOutput, how.at);
     changes.updated(invocation, id);
   }
 }
 
 void RunTable::endInterrupted(ConversationId id, ConversationRow conversation, const std::string& owner,
                               Changes& changes) {
-  end(id, conversation, owner, {.unfinishedToolOutput = kInterruptedTool, .outcome = PromptOutcome::interrupted},
+  end(id, conversation, owner,
+      {.unfinishedToolOutput = std::string(kInterruptedTool),
+       .outcome = PromptOutcome::interrupted,
+       .at = store_.now()},
       changes);
   changes.inserted(items_.insert({.conversation = conversation,
                                   .kind = ConversationItemKind::failureEvent,
@@ -100,9 +111,12 @@ void RunTable::endInterrupted(Changes& changes) {
 
 LivingRuns::LivingRuns(StoreConnection& store)
     : processes_(store.container().processes()),
-      ofConversation_(store.prepare("SELECT owner FROM run JOIN conversation ON conversation.id = run.conversation_id "
-                                    "WHERE conversation.uuid = ?")),
-      ofProject_(store.prepare("SELECT owner FROM run JOIN conversation ON conversation.id = run.conversation_id "
+      unstoredEnds_(*store.container().unstoredEnds()),
+      ofConversation_(
+          store.prepare("SELECT owner, uuid FROM run JOIN conversation ON conversation.id = run.conversation_id "
+                        "WHERE conversation.uuid = ?")),
+      ofProject_(store.prepare("SELECT owner, conversation.uuid FROM run "
+                               "JOIN conversation ON conversation.id = run.conversation_id "
                                "JOIN project ON project.id = conversation.project_id WHERE project.uuid = ?")) {}
 
 void LivingRuns::refuseRemoval(ConversationId id) {
@@ -118,9 +132,10 @@ bool LivingRuns::isElsewhere(ConversationId id) {
   return owner.step() && owner.text(0) != processes_.owner() && processes_.isAlive(owner.text(0));
 }
 
-bool LivingRuns::isOneAlive(sqlite::Query owners) {
-  while (owners.step()) {
-    if (processes_.isAlive(owners.text(0))) return true;
+bool LivingRuns::isOneAlive(sqlite::Query runs) {
+  while (runs.step()) {
+    const bool isOver = runs.text(0) == processes_.owner() && unstoredEnds_.find(readId<ConversationId>(runs, 1));
+    if (!isOver && processes_.isAlive(runs.text(0))) return true;
   }
   return false;
 }

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <optional>
-#include <string_view>
+#include <string>
 
-#include "core/prompt_outcome.hpp"
 #include "core/store/item_table.hpp"
+#include "core/store/unstored_ends.hpp"
 
 namespace ravant {
 
@@ -14,8 +14,8 @@ class RunTable {
  public:
   RunTable(StoreConnection& store, ItemTable& items);
 
-  /// Marks a prompt of this process. Throws `AgentRunnerError` `busy` when another living process
-  /// has one in the conversation.
+  /// Marks a prompt of this process, and ends what an earlier one has left in the conversation. Throws
+  /// `AgentRunnerError` `busy` when another living process has one there.
   void begin(ConversationId id, ConversationRow conversation, Changes& changes);
 
   /// The prompt that this process's mark is about.
@@ -24,20 +24,16 @@ class RunTable {
   /// The process whose prompt is in flight in the conversation.
   std::optional<std::string> ownerOf(ConversationRow conversation);
 
-  /// How a run ended.
-  struct End {
-    std::string_view unfinishedToolOutput;  ///< of the tool calls that still run: they fail
-    std::optional<PromptOutcome> outcome;   ///< of its prompt
-  };
   /// Takes this process's mark off and ends what still runs; not while another process has a prompt in flight.
-  void end(ConversationId id, ConversationRow conversation, const End& how, Changes& changes);
+  void end(ConversationId id, ConversationRow conversation, const RunEnd& how, Changes& changes);
 
   /// Ends every run whose process is dead: its running tool calls fail, and its prompt and a failure item say that
   /// the run was interrupted.
   void endInterrupted(Changes& changes);
 
  private:
-  void end(ConversationId id, ConversationRow conversation, const std::string& owner, const End& how, Changes& changes);
+  void end(ConversationId id, ConversationRow conversation, const std::string& owner, const RunEnd& how,
+           Changes& changes);
   void endInterrupted(ConversationId id, ConversationRow conversation, const std::string& owner, Changes& changes);
 
   StoreConnection& store_;
@@ -55,7 +51,8 @@ class LivingRuns {
  public:
   explicit LivingRuns(StoreConnection& store);
 
-  /// Throw `InUseError` while a living process, this one or another, runs a prompt there.
+  /// Throw `InUseError` while a living process, this one or another, runs a prompt there. One of this process that is
+  /// over runs no more, whether or not its end could be stored.
   void refuseRemoval(ConversationId id);
   void refuseRemoval(ProjectId id);
 
@@ -63,9 +60,11 @@ class LivingRuns {
   bool isElsewhere(ConversationId id);
 
  private:
-  bool isOneAlive(sqlite::Query owners);
+  /// Each with its owner and conversation.
+  bool isOneAlive(sqlite::Query runs);
 
   const ProcessLedger& processes_;
+  const UnstoredEnds& unstoredEnds_;
   sqlite::Statement ofConversation_;
   sqlite::Statement ofProject_;
 };

@@ -57,7 +57,7 @@ TranscriptEditor::Effect TranscriptEditor::perform(const turn::AppendToolInvocat
 }
 
 TranscriptEditor::Effect TranscriptEditor::perform(const turn::UpdateToolInvocation& update, const Target& target) {
-  const auto invocation = knownInvocation(update.toolCallId, target);
+  const auto invocation = knownInvocation("updateToolInvocation", update.toolCallId, target);
   if (!invocation) return Effect::none;
   items_.update(*invocation, update);
   target.changes.updated(*invocation, target.id);
@@ -65,7 +65,7 @@ TranscriptEditor::Effect TranscriptEditor::perform(const turn::UpdateToolInvocat
 }
 
 TranscriptEditor::Effect TranscriptEditor::perform(const turn::CompleteToolInvocation& result, const Target& target) {
-  const auto invocation = knownInvocation(result.toolCallId, target);
+  const auto invocation = knownInvocation("completeToolInvocation", result.toolCallId, target);
   if (!invocation) return Effect::none;
   if (result.outcome == ToolOutcome::failed) {
     items_.fail(*invocation, result.output, store_.now());
@@ -102,10 +102,11 @@ TranscriptEditor::Effect TranscriptEditor::perform(const turn::SetSession& sessi
   return Effect::change;
 }
 
-std::optional<ToolInvocationId> TranscriptEditor::knownInvocation(std::string_view toolCallId, const Target& target) {
+std::optional<ToolInvocationId> TranscriptEditor::knownInvocation(std::string_view operation,
+                                                                  std::string_view toolCallId, const Target& target) {
   const auto found = items_.newestInvocation(target.row, toolCallId);
   if (!found) {
-    kLog.warning("completeToolInvocation found no invocation {} in conversation {}", toolCallId, target.id.text());
+    kLog.warning("{} found no invocation {} in conversation {}", operation, toolCallId, target.id.text());
   }
   return found;
 }

@@ -49,7 +49,8 @@ class TranscriptEditor {
   Effect perform(const turn::SetSession& session, const Target& target);
 
   ConversationItemId openToolGroup(const Target& target);
-  std::optional<ToolInvocationId> knownInvocation(std::string_view toolCallId, const Target& target);
+  std::optional<ToolInvocationId> knownInvocation(std::string_view operation, std::string_view toolCallId,
+                                                  const Target& target);
 
   StoreConnection& store_;
   ConversationTable& conversations_;

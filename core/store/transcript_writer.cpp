@@ -62,7 +62,7 @@ awaitable<void> TranscriptWriter::record(std::string prompt, AgentType agent, st
     const auto outcome = turnFailure_ == FailureCause::limit ? PromptOutcome::limit : ownOutcome;
     co_await (isCancelled() ? end(kCancelledTool, PromptOutcome::cancelled) : end(kUnfinishedTool, outcome));
   } catch (const std::exception& failure) {
-    if (isCancelled()) kLog.error("the end of a cancelled run could not be stored: {}", failure.what());
+    if (isCancelled()) kLog.error("a cancelled run is not recorded whole: {}", failure.what());
     if (!error) error = std::current_exception();
   }
   if (std::exchange(isInFlight_, false)) co_await modelContainer_->changeFeed()->announceRunEnd(conversationId_);

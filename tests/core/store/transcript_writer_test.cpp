@@ -5,6 +5,7 @@
 #include "core/agent_runner_error.hpp"
 #include "core/store/run_table.hpp"
 #include "tests/support/store.hpp"
+#include "tests/support/transcript_text.hpp"
 
 namespace ravant::test {
 namespace {
@@ -181,6 +182,30 @@ TEST_F(Writer, marksTheOnePromptThatTheRunWasAbout) {
   endInterruptedRuns(store.container);
   EXPECT_EQ(lastPrompt(), (UserMessage{.endReason = PromptOutcome::interrupted, .endedAt = kMorning + 2min}));
   EXPECT_EQ(std::get<UserMessage>(store.transcript(conversation).front().detail), UserMessage());
+}
+
+TEST_F(Writer, makesUpForAnEndThatCouldNotBeStored) {
+  sqlite::Database other = store.container->connect();
+  const auto leaveUnended = [&] {
+    other.execute("CREATE TRIGGER refusal BEFORE DELETE ON run BEGIN SELECT RAISE(ABORT, 'refused'); END");
+    record({{call("a")}}, {}, true);
+    other.execute("DROP TRIGGER refusal");
+  };
+  leaveUnended();
+  EXPECT_EQ(lastPrompt(), UserMessage());
+  store.clock->advance(1h);
+  run(store.items->beginRun(conversation));
+  EXPECT_EQ(lastPrompt(), (UserMessage{.endReason = PromptOutcome::cancelled, .endedAt = kMorning}));
+  EXPECT_THAT(transcriptText(store, conversation), HasSubstr(std::string(kCancelledTool)));
+
+  run(store.items->appendUserPrompt(conversation, "abandoned", AgentType::claude));
+  run(store.items->beginRun(conversation));
+  EXPECT_EQ(lastPrompt().endReason, PromptOutcome::interrupted);
+  run(store.items->endRun(conversation, ""));
+
+  leaveUnended();
+  run(store.conversations->deleteConversation(conversation));
+  EXPECT_FALSE(run(store.conversations->conversation(conversation)));
 }
 
 }  // namespace
