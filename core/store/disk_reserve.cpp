@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include "platform/log/log.hpp"
@@ -13,6 +14,13 @@ namespace {
 constexpr Log kLog("com.ravant.core", "Persistence");
 constexpr off_t kSize = 4 * 1024 * 1024;
 constexpr off_t kPage = 4096;
+constexpr std::chrono::seconds kTryInterval{5};
+
+/// Whether what frees the disk still has its room when the file is there again.
+bool hasRoomBeside(const std::filesystem::path& file) {
+  struct statvfs disk{};
+  return ::statvfs(file.parent_path().c_str(), &disk) == 0 && disk.f_bavail * disk.f_frsize >= 2 * kSize;
+}
 
 off_t sizeOf(const UniqueFd& file) {
   struct stat status{};
@@ -42,6 +50,15 @@ bool DiskReserve::release() {
   kLog.warning("the disk is full: {} was given up", file_.string());
   isReleased_ = true;
   return true;
+}
+
+void DiskReserve::tryToKeepAgain() {
+  const Time now = std::chrono::steady_clock::now();
+  Time due = nextTry_;
+  const bool isMine = now >= due && nextTry_.compare_exchange_strong(due, now + kTryInterval);
+  if (!isMine || !hasRoomBeside(file_)) return;
+  isReleased_ = false;
+  keep();
 }
 
 }  // namespace ravant

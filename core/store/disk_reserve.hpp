@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <filesystem>
 
 namespace ravant {
@@ -19,10 +20,18 @@ class DiskReserve {
   void keep();
   /// False where there is none to give up.
   bool release();
+  /// Keeps again what was given up, where the disk has twice its room; looks at the disk at most every few seconds.
+  void keepAgain() {
+    if (isReleased_) tryToKeepAgain();
+  }
 
  private:
+  using Time = std::chrono::steady_clock::time_point;
+  void tryToKeepAgain();
+
   std::filesystem::path file_;
   std::atomic<bool> isReleased_ = false;
+  std::atomic<Time> nextTry_ = Time();
 };
 
 }  // namespace ravant

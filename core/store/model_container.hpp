@@ -57,9 +57,10 @@ class ModelContainer {
   /// Throws `StoreError` `busy` when a file that is read as if nobody changed it was changed.
   void expectUnchanged() const;
 
-  /// Gives up the space that is kept for a full disk; false where there is none. It is kept again when the store is
-  /// closed, or opened the next time.
+  /// Gives up the space that is kept for a full disk; false where there is none. It is kept again by `keepReserveAgain`
+  /// after a commit, once there is room, and from what room there is when the store is closed or opened.
   bool releaseReserve() { return reserve_.release(); }
+  void keepReserveAgain() { reserve_.keepAgain(); }
 
   /// What an error of the database layer means for this store.
   StoreError explained(const sqlite::Error& error) const;

@@ -111,6 +111,7 @@ class StoreConnection {
     container_->expectInPlace();
     changeWriter_.write(changes.all());
     transaction.commit();
+    container_->keepReserveAgain();
     if (!changes.all().empty()) container_->announceCommit();
   }
 

@@ -106,6 +106,15 @@ TEST_F(Container, takesTheChecksTimeOnlyOnceADay) {
   EXPECT_GT(lastCheck(), first);
 }
 
+TEST_F(Container, keepsTheReserveAgainWithTheNextWrite) {
+  OpenStore store(folder / "data");
+  const auto size = std::filesystem::file_size(folder / "data/store.reserve");
+  ASSERT_TRUE(store.container->releaseReserve());
+  ASSERT_FALSE(std::filesystem::exists(folder / "data/store.reserve"));
+  store.makeConversation();
+  EXPECT_EQ(std::filesystem::file_size(folder / "data/store.reserve"), size);
+}
+
 TEST_F(Container, isReadWhereWritersCannotBeSeen) {
   ConversationId conversation;
   {
