@@ -36,6 +36,12 @@ bool isForWantOfWriting(const std::exception& error) {
   return failed && isUnwritable(failed->code().value());
 }
 
+/// Whether it failed because another process kept the store to itself; the next start finds the same to do.
+bool isForAnotherWriter(const std::exception& error) {
+  const auto* refused = dynamic_cast<const StoreError*>(&error);
+  return refused && refused->kind() == StoreError::Case::busy;
+}
+
 }  // namespace
 
 std::unique_ptr<Application> Application::open(const Locations& locations) {
@@ -91,7 +97,7 @@ void Application::openStore() {
     endInterruptedRuns(modelContainer_);
     for (const std::string& owner : over) processes_->forget(owner);
   } catch (const std::exception& error) {
-    if (!isForWantOfWriting(error)) throw;
+    if (!isForWantOfWriting(error) && !isForAnotherWriter(error)) throw;
     kLog.warning("interrupted runs are not ended: {}", error.what());
   }
 }

@@ -142,8 +142,15 @@ bool LivingRuns::isOneAlive(sqlite::Query runs) {
 
 void endInterruptedRuns(std::shared_ptr<ModelContainer> modelContainer) {
   StoreConnection store(std::move(modelContainer));
-  const bool nothingRuns = store.read([&] { return !store.prepare("SELECT 1 FROM run").query().step(); });
-  if (nothingRuns) return;
+  auto owners = store.prepare("SELECT DISTINCT owner FROM run");
+  const bool isOneDead = store.read([&] {
+    auto row = owners.query();
+    while (row.step()) {
+      if (!store.container().processes().isAlive(row.text(0))) return true;
+    }
+    return false;
+  });
+  if (!isOneDead) return;
   ItemTable items(store);
   RunTable runs(store, items);
   store.write(Durability::powerCut, [&](Changes& changes) { runs.endInterrupted(changes); }, FullDisk::takesReserve);

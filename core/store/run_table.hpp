@@ -69,8 +69,8 @@ class LivingRuns {
   sqlite::Statement ofProject_;
 };
 
-/// `RunTable::endInterrupted` as an operation by itself, for the start of a program. Blocks. Throws
-/// `StoreError`.
+/// `RunTable::endInterrupted` as an operation by itself, for the start of a program. Writes nothing, and waits for no
+/// writer, where no run's process is dead. Blocks. Throws `StoreError`.
 void endInterruptedRuns(std::shared_ptr<ModelContainer> modelContainer);
 
 }  // namespace ravant

@@ -228,6 +228,14 @@ TEST_F(Interrupted, runsOfADeadProcessAreEndedAndNoOthers) {
   EXPECT_EQ(transcriptText(living, ours), text);
 }
 
+TEST_F(Interrupted, runsAreLookedForWithoutTheLockOfWriters) {
+  OpenStore store(folder.path());
+  run(store.items->beginRun(store.makeConversation()));
+  sqlite::Database writer = store.container->connect();
+  const sqlite::Transaction held(writer);
+  EXPECT_NO_THROW(endInterruptedRuns(store.container));
+}
+
 TEST_F(Interrupted, runIsEndedByTheNextPromptToo) {
   OpenStore living(folder.path());
   const ConversationId id = living.makeConversation();
