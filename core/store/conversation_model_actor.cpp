@@ -117,10 +117,7 @@ class ConversationOperations {
       removeAtOnce(id);
     } catch (const StoreError& error) {
       if (error.kind() != StoreError::Case::full) throw;
-      // The log of the whole removal can be larger than what is left of the disk.
-      while (removeSomeItems(id)) store_.emptyLog();
-      removeAtOnce(id);
-      store_.emptyLog();
+      removePieceByPiece(id);
     }
   }
 
@@ -157,6 +154,28 @@ class ConversationOperations {
           return true;
         },
         FullDisk::takesReserve);
+  }
+
+  /// The log of the whole removal can be larger than what is left of the disk.
+  void removePieceByPiece(ConversationId id) {
+    if (removeSomeItems(id)) {
+      try {
+        do store_.emptyLog();
+        while (removeSomeItems(id));
+        removeAtOnce(id);
+      } catch (const InUseError& error) {
+        throw PartlyRemovedError(error);
+      } catch (const StoreError& error) {
+        throw PartlyRemovedError(error);
+      }
+    } else {
+      removeAtOnce(id);
+    }
+    try {
+      store_.emptyLog();
+    } catch (const StoreError& error) {
+      kLog.warning("the room of what was removed is given back later: {}", error.what());
+    }
   }
 
   /// False when there are none left.
