@@ -197,6 +197,34 @@ TEST_F(Upgrade, waitsForNobodyElseToUseTheStore) {
   EXPECT_EQ(errorOf(kNew), StoreError::Case::upgradeBlocked);
 }
 
+TEST_F(Container, keepsThePromptsOfAnOlderStoreAndEndsTheInterruptedOne) {
+  const auto data = folder / "data";
+  open(migrations().first(2))
+      ->connect()
+      .execute(
+          "INSERT INTO project VALUES (1, x'000000000000400080000000000000aa', '/p', 'p', 0, 1, 0);"
+          "INSERT INTO conversation (id, uuid, project_id, created_at, last_activity_at, last_prompt_at, archived) "
+          "VALUES (1, x'000000000000400080000000000000bb', 1, 1, 2, 2, 0);"
+          "INSERT INTO conversation_item (id, conversation_id, kind, created_at, text, raw_json) VALUES "
+          "(1, 1, 'userMessage', 1, 'First', '{}'), (2, 1, 'agentMessage', 1, 'Answer', '{}'), "
+          "(3, 1, 'userMessage', 2, 'Second', '{}'), (4, 1, 'toolInvocationGroup', 2, '', '');"
+          "INSERT INTO tool_invocation VALUES (1, 4, 1, 2, NULL, 'running', 'Bash', 'a', 'Bash', NULL, NULL, '{}');"
+          "INSERT INTO run VALUES (1, '00000000-0000-4000-8000-000000000000', 2)");
+  OpenStore store(data);
+  endInterruptedRuns(store.container);
+
+  const ConversationId id = run(store.conversations->conversations({})).at(0).conversation.id;
+  const std::vector<ConversationItem> items = store.transcript(id);
+  ASSERT_EQ(items.size(), 5U);
+  EXPECT_EQ(std::get<UserMessage>(items[0].detail), UserMessage());
+  EXPECT_EQ(std::get<UserMessage>(items[2].detail), UserMessage()) << "whose end nobody noted down";
+  const std::string text = transcriptText(store, id);
+  for (const char* words :
+       {"First", "Answer", "Second", "failed Bash a", "failureEvent \"The agent run failed: interr"})
+    EXPECT_THAT(text, HasSubstr(words));
+  run(store.conversations->deleteConversation(id));
+}
+
 class Interrupted : public testing::Test {
  protected:
   TemporaryFolder folder;
