@@ -67,9 +67,14 @@ void StatusLine::clear() {
 }
 
 std::string StatusLine::text() const {
-  std::string text = fmt::format("… {}, {}", stateWords(), durationText(clock_.now() - state_->since));
+  const Timestamp since = isTriedAgain() ? *state_->until : state_->since;
+  std::string text = fmt::format("… {}, {}", stateWords(), durationText(clock_.now() - since));
   if (const std::string words = oneLine(lastLine(words_)); !words.empty()) text += ": " + words;
   return text;
+}
+
+bool StatusLine::isTriedAgain() const {
+  return state_->kind == RunState::Kind::retrying && state_->until && *state_->until <= clock_.now();
 }
 
 std::string StatusLine::stateWords() const {
@@ -81,6 +86,7 @@ std::string StatusLine::stateWords() const {
     case RunState::Kind::thinking:
       return "thinking";
     case RunState::Kind::retrying: {
+      if (isTriedAgain()) return "thinking";
       const auto wait = state_->until ? *state_->until - clock_.now() : std::chrono::microseconds(0);
       const std::string when = wait > std::chrono::seconds(0) ? " in " + durationText(wait) : std::string();
       return fmt::format("trying again{} ({})", when, oneLine(state_->reason));

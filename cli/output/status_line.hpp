@@ -37,6 +37,8 @@ class StatusLine {
   void addWords(std::string_view text);
   std::string text() const;
   std::string stateWords() const;
+  /// The wait before another try is over, and nothing has come of that try yet.
+  bool isTriedAgain() const;
 
   Output& output_;
   const Clock& clock_;

@@ -142,6 +142,9 @@ TEST_F(RunOnTerminal, theLastLineSaysWhatTheRunDoes) {
   EXPECT_LT(displayWidth(screen().substr(screen().rfind('\n') + 1)), 40U);
   text->state({.kind = RunState::Kind::retrying, .since = clock.now(), .reason = "429", .until = clock.now() + 12s});
   EXPECT_THAT(screen(), EndsWith("\n… trying again in 12 s (429), 0 s"));
+  clock.advance(15s);
+  text->tick();
+  EXPECT_THAT(screen(), EndsWith("\n… thinking, 3 s"));
 }
 
 TEST_F(RunOnTerminal, theLineMakesRoomAndIsGoneAtTheEnd) {
