@@ -1,10 +1,9 @@
 #include "cli/command/interruption.hpp"
 
-#include <unistd.h>
-
 #include <boost/asio/as_tuple.hpp>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <utility>
 
 #include "cli/command/exit_status.hpp"
@@ -50,7 +49,7 @@ void Interruption::endProgram() {
     // Those of prompts are ended by the next start: they were written down when they were started.
     std::fputs("ravant: some processes could not be ended (see \"ravant process list\")\n", stderr);
   }
-  ::_exit(static_cast<int>(ExitStatus::interrupted));
+  std::quick_exit(static_cast<int>(ExitStatus::interrupted));
 }
 
 void Interruption::stop() { signals_.cancel(); }

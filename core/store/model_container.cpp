@@ -7,7 +7,6 @@
 #include <system_error>
 
 #include "core/store/store_error.hpp"
-#include "core/store/store_upgrade.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/log/log.hpp"
 
@@ -61,7 +60,6 @@ ModelContainer::ModelContainer(ModelContainerOptions options)
       reserve_(beside(file_, "reserve")),
       lock_(beside(file_, "lock")) {
   prepareFile();
-  storeFile_.emplace(file_, options_.largestEntry, reserve_);
   sqlite::Database feedConnection = connect();
   feedConnection.userVersion();  // what is read is open now, and the room that it needs is taken
   if (isWritable()) reserve_.keep();
@@ -71,7 +69,7 @@ ModelContainer::ModelContainer(ModelContainerOptions options)
 
 void ModelContainer::prepareFile() {
   if (!lock_.share(kUpgradeOfOtherLimit)) throw StoreError(StoreError::Case::busy, file_, "it is being upgraded");
-  const StoreFormat format = inspectStore(file_, reserve_, options_.migrations);
+  const StoreFormat format = openFile();
   if (format == StoreFormat::current) return;
 
   if (lock_.fault()) {
@@ -79,7 +77,7 @@ void ModelContainer::prepareFile() {
     throw StoreError(kind, file_, lock_.fault().message());
   }
   if (!lock_.takeAlone(kUseOfOthersLimit)) throw StoreError(StoreError::Case::upgradeBlocked, file_);
-  switch (inspectStore(file_, reserve_, options_.migrations)) {  // another process may have been first
+  switch (openFile()) {  // another process may have been first
     case StoreFormat::absent:
       createStore(file_, options_.migrations);
       break;
@@ -89,7 +87,14 @@ void ModelContainer::prepareFile() {
     case StoreFormat::current:
       break;
   }
+  storeFile_.emplace(file_, options_.largestEntry, reserve_);
   if (!lock_.share(kUpgradeOfOtherLimit)) throw StoreError(StoreError::Case::busy, file_, "it is being upgraded");
+}
+
+StoreFormat ModelContainer::openFile() {
+  if (!std::filesystem::exists(file_) || std::filesystem::file_size(file_) == 0) return StoreFormat::absent;
+  storeFile_.emplace(file_, options_.largestEntry, reserve_);
+  return inspectStore(*storeFile_, options_.migrations);
 }
 
 void ModelContainer::checkContent(Check check) {

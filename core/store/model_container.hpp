@@ -11,6 +11,7 @@
 #include "core/store/store_error.hpp"
 #include "core/store/store_file.hpp"
 #include "core/store/store_lock.hpp"
+#include "core/store/store_upgrade.hpp"
 #include "core/store/unstored_ends.hpp"
 #include "platform/async/async.hpp"
 #include "platform/clock/clock.hpp"
@@ -80,6 +81,8 @@ class ModelContainer {
 
  private:
   void prepareFile();
+  /// Opens the file where there is one.
+  StoreFormat openFile();
   void checkContent(Check check);
 
   ModelContainerOptions options_;

@@ -5,17 +5,18 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <string>
 #include <system_error>
 
 #include "core/store/disk_reserve.hpp"
+#include "platform/files/scratch_folder.hpp"
 #include "platform/log/log.hpp"
 
 namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.core", "Persistence");
+constexpr const char* kCopy = "store.sqlite";
 
 /// Why nothing can be written beside the file, which SQLite does not always say.
 std::string obstacleAt(const std::filesystem::path& file, const sqlite::Error& error) {
@@ -25,19 +26,11 @@ std::string obstacleAt(const std::filesystem::path& file, const sqlite::Error& e
   return isFull ? "the disk is full" : error.what();
 }
 
-/// The store with its log in a folder that goes with the last user of the path.
-std::shared_ptr<const std::filesystem::path> privateCopy(const std::filesystem::path& store,
-                                                         const std::filesystem::path& log) {
-  std::string name = std::filesystem::temp_directory_path() / "ravant-store-XXXXXX";
-  if (!::mkdtemp(name.data())) throw std::system_error(errno, std::generic_category(), name);
-  const std::shared_ptr<const std::filesystem::path> copy(new std::filesystem::path(name + "/store.sqlite"),
-                                                          [](const std::filesystem::path* path) {
-                                                            std::error_code ignored;
-                                                            std::filesystem::remove_all(path->parent_path(), ignored);
-                                                            delete path;
-                                                          });
-  std::filesystem::copy_file(store, *copy);
-  std::filesystem::copy_file(log, copy->string() + "-wal");
+/// The store with its log.
+std::shared_ptr<const ScratchFolder> privateCopy(const std::filesystem::path& store, const std::filesystem::path& log) {
+  auto copy = std::make_shared<const ScratchFolder>("ravant-store");
+  std::filesystem::copy_file(store, copy->path() / kCopy);
+  std::filesystem::copy_file(log, copy->path() / (std::string(kCopy) + "-wal"));
   return copy;
 }
 
@@ -46,6 +39,8 @@ std::shared_ptr<const std::filesystem::path> privateCopy(const std::filesystem::
 StoreFile::StoreFile(std::filesystem::path path, std::optional<std::int32_t> largestRow, DiskReserve& reserve)
     : path_(std::move(path)), largestRow_(largestRow), opened_(stampOf(path_)), openedLog_(stampOf(log())) {
   if (canOpenInPlace(reserve)) return;
+  opened_ = stampOf(path_);
+  openedLog_ = stampOf(log());  // which the attempt can have made
   std::error_code missing;
   const auto logSize = std::filesystem::file_size(log(), missing);
   access_ = !missing && logSize > 0 ? Access::privateCopy : Access::unchanging;
@@ -98,7 +93,7 @@ sqlite::Database StoreFile::connect() const {
       return sqlite::Database(path_, options);
     case Access::privateCopy:
       options.access = sqlite::Access::readOnly;
-      return sqlite::Database(*copy_, options);
+      return sqlite::Database(copy_->path() / kCopy, options);
   }
   __builtin_unreachable();
 }

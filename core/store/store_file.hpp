@@ -13,6 +13,7 @@
 namespace ravant {
 
 class DiskReserve;
+class ScratchFolder;
 
 /// A store's file, opened as well as this process can: where it cannot be written it is still read.
 ///
@@ -52,7 +53,7 @@ class StoreFile {
   std::string obstacle_;
   Stamp opened_;
   Stamp openedLog_;
-  std::shared_ptr<const std::filesystem::path> copy_;  ///< its folder goes with the last user
+  std::shared_ptr<const ScratchFolder> copy_;
 };
 
 }  // namespace ravant

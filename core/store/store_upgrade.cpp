@@ -9,7 +9,6 @@
 #include <system_error>
 
 #include "core/store/store_error.hpp"
-#include "core/store/store_file.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/unique_fd.hpp"
 #include "platform/sqlite/database.hpp"
@@ -56,19 +55,17 @@ std::filesystem::path keptName(const std::filesystem::path& file, int version, T
 
 }  // namespace
 
-StoreFormat inspectStore(const std::filesystem::path& file, DiskReserve& reserve, std::span<const Migration> steps) {
-  if (!std::filesystem::exists(file) || std::filesystem::file_size(file) == 0) return StoreFormat::absent;
-  const StoreFile opened(file, std::nullopt, reserve);
-  sqlite::Database database = opened.connect();
+StoreFormat inspectStore(const StoreFile& file, std::span<const Migration> steps) {
+  sqlite::Database database = file.connect();
   const auto version = database.userVersion();
   if (database.applicationId() != kApplicationId) {
     // A creation that a power cut stopped may have left an empty database.
     const bool isEmpty = version == 0 && !database.prepare("SELECT 1 FROM sqlite_schema").query().step();
     if (isEmpty) return StoreFormat::absent;
-    throw StoreError(StoreError::Case::notAStore, file);
+    throw StoreError(StoreError::Case::notAStore, file.path());
   }
   if (version > std::ssize(steps)) {
-    throw StoreError(StoreError::Case::newerVersion, file,
+    throw StoreError(StoreError::Case::newerVersion, file.path(),
                      fmt::format("store version {}, this program knows {}", version, steps.size()));
   }
   return version == std::ssize(steps) ? StoreFormat::current : StoreFormat::older;

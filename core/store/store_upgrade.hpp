@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <span>
 
-#include "core/store/disk_reserve.hpp"
 #include "core/store/schema.hpp"
+#include "core/store/store_file.hpp"
 #include "platform/clock/clock.hpp"
 
 namespace ravant {
@@ -12,9 +12,9 @@ namespace ravant {
 /// What a file is to this program.
 enum class StoreFormat { absent, current, older };
 
-/// Looks at the file without changing it. Throws `StoreError` for a file that is no store or is of a
+/// Looks at an opened file without changing it. Throws `StoreError` for a file that is no store or is of a
 /// newer version, `sqlite::Error` for one that cannot be read.
-StoreFormat inspectStore(const std::filesystem::path& file, DiskReserve& reserve, std::span<const Migration> steps);
+StoreFormat inspectStore(const StoreFile& file, std::span<const Migration> steps);
 
 /// Makes a new, empty store; nothing or all of it is there afterwards. The caller holds the store
 /// alone.
