@@ -467,7 +467,8 @@ TEST_F(RavantAgentRunnerTest, whatKeepsAPromptFromBeingSentIsSaid) {
   EXPECT_EQ(send("prompt"), "failed: No OpenRouter API key configured. Add one in Settings → Agents → Ravant.");
   key = ScriptedModel::kKey;
   std::filesystem::rename(bench->project, bench->home() / "moved");
-  EXPECT_EQ(send("prompt"), "failed: " + bench->project.string() + ": No such file or directory");
+  EXPECT_EQ(send("prompt"),
+            "failed: the folder " + bench->project.string() + " is gone; put it back, or choose another one");
   std::filesystem::rename(bench->home() / "moved", bench->project);
   slug = "mistral-small-latest";
   EXPECT_EQ(send("prompt"), "finished");
