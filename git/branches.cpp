@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "git/commit_distances.hpp"
+#include "git/unsupported_repository.hpp"
 #include "git/upstreams.hpp"
 #include "platform/text/utf8.hpp"
 
@@ -108,13 +109,15 @@ std::pair<std::int64_t, std::int64_t> readAheadBehind(git_repository* repository
   Upstreams upstreams(repository);
   const Upstream* upstream = upstreams.of(head.get());
   if (upstream == nullptr) return {0, 0};
-  const auto distances =
-      commitDistances(repository, {{.local = *git_object_id(tip.get()), .upstream = upstream->commit}});
-  return {distances.front().ahead, distances.front().behind};
+  const auto distance =
+      commitDistances(repository, {{.local = *git_object_id(tip.get()), .upstream = upstream->commit}}).front();
+  if (!distance) throw distance.error();
+  return {distance->ahead, distance->behind};
 }
 
-std::vector<GitBranch> readBranches(git_repository* repository) {
-  std::vector<GitBranch> branches;
+GitReading<std::vector<GitBranch>> readBranches(git_repository* repository) {
+  GitReading<std::vector<GitBranch>> reading;
+  std::vector<GitBranch>& branches = reading.value;
   std::vector<CommitPair> pairs;
   std::vector<std::size_t> ofPairs;  // the branch of each
   const Reference head = headOf(repository);
@@ -131,13 +134,17 @@ std::vector<GitBranch> readBranches(git_repository* repository) {
     branches.back().isCurrent =
         head && std::string_view(git_reference_name(reference)) == git_reference_name(head.get());
   });
-  const std::vector<CommitDistance> distances = commitDistances(repository, pairs);
+  const auto distances = commitDistances(repository, pairs);
   for (std::size_t i = 0; i < pairs.size(); ++i) {
-    branches[ofPairs[i]].ahead = distances[i].ahead;
-    branches[ofPairs[i]].behind = distances[i].behind;
+    if (distances[i]) {
+      branches[ofPairs[i]].ahead = distances[i]->ahead;
+      branches[ofPairs[i]].behind = distances[i]->behind;
+    } else if (!reading.unsupportedReason) {
+      reading.unsupportedReason = reasonFor(distances[i].error().what(), branches[ofPairs[i]].name);
+    }
   }
   std::ranges::sort(branches, {}, &GitBranch::name);
-  return branches;
+  return reading;
 }
 
 }  // namespace ravant::git

@@ -14,7 +14,8 @@ GitHead readHead(git_repository* repository);
 /// Of what is checked out to its upstream; zeros where there is none. Throws `LibraryError`.
 std::pair<std::int64_t, std::int64_t> readAheadBehind(git_repository* repository);
 
-/// The local branches, by name. Throws `LibraryError`.
-std::vector<GitBranch> readBranches(git_repository* repository);
+/// The local branches, by name. One whose distance to its upstream cannot be counted has zeros, and the first reason
+/// stands beside the list. Throws `LibraryError`.
+GitReading<std::vector<GitBranch>> readBranches(git_repository* repository);
 
 }  // namespace ravant::git

@@ -60,9 +60,9 @@ class History {
     }
   }
 
-  /// Adds the distances of at most `kPairsInAWalk` pairs.
-  void walk(std::span<const CommitPair> pairs, std::vector<CommitDistance>& distances) {
-    reached_.clear();
+  /// The distances of at most `kPairsInAWalk` pairs. Throws `LibraryError`, after which another walk can be made.
+  std::vector<CommitDistance> walk(std::span<const CommitPair> pairs) {
+    forgetReach();
     for (std::size_t i = 0; i < pairs.size(); ++i) {
       reach(numberOf(pairs[i].local), {.local = std::uint64_t{1} << i, .upstream = 0});
       reach(numberOf(pairs[i].upstream), {.local = 0, .upstream = std::uint64_t{1} << i});
@@ -72,21 +72,30 @@ class History {
     // are looked for behind it, as far back as there are any.
     const std::int64_t oldest = oldestUncommon();
     while (!waiting_.empty()) step(oldest);
-    const std::size_t first = distances.size();
-    distances.resize(first + pairs.size());
+    std::vector<CommitDistance> distances(pairs.size());
     for (const std::size_t number : reached_) {
       const Reach reach = commits_[number].reach;
       for (auto ahead = reach.local & ~reach.upstream; ahead != 0; ahead &= ahead - 1) {
-        ++distances[first + static_cast<std::size_t>(std::countr_zero(ahead))].ahead;
+        ++distances[static_cast<std::size_t>(std::countr_zero(ahead))].ahead;
       }
       for (auto behind = reach.upstream & ~reach.local; behind != 0; behind &= behind - 1) {
-        ++distances[first + static_cast<std::size_t>(std::countr_zero(behind))].behind;
+        ++distances[static_cast<std::size_t>(std::countr_zero(behind))].behind;
       }
-      commits_[number].reach = {};
     }
+    return distances;
   }
 
  private:
+  void forgetReach() {
+    for (const std::size_t number : reached_) {
+      commits_[number].reach = {};
+      commits_[number].isWaiting = false;
+    }
+    reached_.clear();
+    waiting_ = {};
+    uncommon_ = 0;
+  }
+
   std::size_t numberOf(const git_oid& id) {
     const auto [entry, isNew] = numbers_.try_emplace(id, commits_.size());
     if (isNew) commits_.push_back({.id = id});
@@ -152,13 +161,30 @@ class History {
   std::size_t uncommon_ = 0;  ///< of those that wait
 };
 
+using Counted = std::expected<CommitDistance, LibraryError>;
+
+/// By a walk of its own.
+Counted counted(History& history, const CommitPair& pair) {
+  try {
+    return history.walk({&pair, 1}).front();
+  } catch (const LibraryError& error) {
+    return std::unexpected(error);
+  }
+}
+
 }  // namespace
 
-std::vector<CommitDistance> commitDistances(git_repository* repository, const std::vector<CommitPair>& pairs) {
+std::vector<std::expected<CommitDistance, LibraryError>> commitDistances(git_repository* repository,
+                                                                         const std::vector<CommitPair>& pairs) {
   History history(repository);
-  std::vector<CommitDistance> distances;
+  std::vector<Counted> distances;
   for (std::size_t i = 0; i < pairs.size(); i += kPairsInAWalk) {
-    history.walk(std::span(pairs).subspan(i, std::min(kPairsInAWalk, pairs.size() - i)), distances);
+    const auto together = std::span(pairs).subspan(i, std::min(kPairsInAWalk, pairs.size() - i));
+    try {
+      for (const CommitDistance& distance : history.walk(together)) distances.emplace_back(distance);
+    } catch (const LibraryError&) {
+      for (const CommitPair& pair : together) distances.push_back(counted(history, pair));
+    }
   }
   return distances;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <expected>
 #include <vector>
 
 #include "git/libgit2_handles.hpp"
@@ -19,8 +20,9 @@ struct CommitDistance {
 };
 
 /// How far the commits of each pair are apart, in the order of the pairs. All pairs share the walks through the
-/// history, so that it is read once for many branches. The history of a shallow clone ends where it is cut. Throws
-/// `LibraryError`.
-std::vector<CommitDistance> commitDistances(git_repository* repository, const std::vector<CommitPair>& pairs);
+/// history, so that it is read once for many branches. The history of a shallow clone ends where it is cut. A pair
+/// whose history cannot be read has the reason instead, and takes nothing from the others.
+std::vector<std::expected<CommitDistance, LibraryError>> commitDistances(git_repository* repository,
+                                                                         const std::vector<CommitPair>& pairs);
 
 }  // namespace ravant::git

@@ -78,7 +78,7 @@ GitReading<GitWorkingCopyStat> GitRepository::readStat() const {
 }
 
 GitReading<std::vector<GitBranch>> GitRepository::readBranches() const {
-  return explained([&] { return GitReading{.value = git::readBranches(opened_->repository.get())}; });
+  return explained([&] { return git::readBranches(opened_->repository.get()); });
 }
 
 GitReading<GitFileHunks> GitRepository::readHunks(const std::string& path) const {

@@ -28,16 +28,15 @@ awaitable<std::filesystem::path> chosenFolder(CommandContext& context, Arguments
 /// Shows what was read, and says what could not be.
 template <class Value>
 ExitStatus show(CommandContext& context, const GitReading<Value>& reading, json::value form, std::string text) {
-  if (context.wantsJson()) {
-    if (auto* object = form.if_object(); object && reading.unsupportedReason) {
-      object->emplace("unsupportedReason", *reading.unsupportedReason);
-    } else if (reading.unsupportedReason) {
-      throw CommandError(*reading.unsupportedReason);
-    }
+  const bool wantsJson = context.wantsJson();
+  if (auto* object = form.if_object(); object && wantsJson) {
+    if (reading.unsupportedReason) object->emplace("unsupportedReason", *reading.unsupportedReason);
     context.output.json(form);
     return ExitStatus::done;
   }
-  if (!reading.unsupportedReason || reading.value != Value{}) context.output.write(text);
+  if (!reading.unsupportedReason || reading.value != Value{}) {
+    wantsJson ? context.output.json(form) : context.output.write(text);
+  }
   if (!reading.unsupportedReason) return ExitStatus::done;
   context.output.flush();
   throw CommandError(*reading.unsupportedReason);

@@ -142,6 +142,26 @@ TEST_F(StatusReaderTest, aWrongClockHidesNothing) {
   EXPECT_EQ(read.behind, 1);
 }
 
+TEST_F(StatusReaderTest, aBranchThatCannotBeCountedIsListedWithTheOthers) {
+  const TestRepository repository;
+  repository.commit("common");
+  repository.git({"checkout", "-q", "-b", "broken", "--track", "main"});
+  for (int i = 0; i < 3; ++i) repository.commit();
+  const std::string lost = repository.git({"rev-parse", "broken~1"});
+  repository.git({"checkout", "-q", "-b", "sound", "--track", "main"});
+  repository.commit();
+  std::filesystem::remove(repository.path() / ".git/objects" / lost.substr(0, 2) / lost.substr(2, 38));
+
+  const auto reading = run(reader->branches(repository.path()));
+  EXPECT_THAT(reading.unsupportedReason.value_or(""), testing::HasSubstr("git's objects are not all there"));
+  ASSERT_THAT(reading.value, SizeIs(3));
+  EXPECT_EQ(reading.value[0].name, "broken");
+  EXPECT_EQ(reading.value[0].upstream, "main");
+  EXPECT_EQ(std::pair(reading.value[0].ahead, reading.value[0].behind), std::pair(0L, 0L));
+  EXPECT_EQ(reading.value[2].name, "sound");
+  EXPECT_EQ(std::pair(reading.value[2].ahead, reading.value[2].behind), std::pair(1L, 0L));
+}
+
 TEST_F(StatusReaderTest, aShallowCloneCountsAsFarAsItGoes) {
   const TestRepository origin;
   for (int i = 0; i < 5; ++i) origin.commit();
