@@ -25,6 +25,17 @@ std::string checkedKey(std::string_view text) {
   return std::string(key);
 }
 
+std::string usableKey(std::string_view text) {
+  std::string key = checkedKey(text);
+  if (key.empty()) throw ProviderKeyError("the key is empty");
+  return key;
+}
+
+std::string_view shownName(const std::string& account) {
+  const auto provider = ravantProviderFromRawValue(account);
+  return provider ? displayName(*provider) : account;
+}
+
 }  // namespace
 
 RavantProviderKey::RavantProviderKey(any_io_executor work, std::shared_ptr<KeyStore> keyStore,
@@ -49,11 +60,7 @@ awaitable<std::optional<KeySource>> RavantProviderKey::source(std::string accoun
 
 awaitable<void> RavantProviderKey::setRavantProviderAPIKey(std::string key, std::string account) {
   return onActor([this, key = std::move(key), account = std::move(account)]() -> awaitable<void> {
-    const std::string checked = checkedKey(key);
-    if (checked.empty()) throw ProviderKeyError("the key is empty");
-    const auto provider = ravantProviderFromRawValue(account);
-    keyStore_->store(nameOf(account), checked,
-                     fmt::format("Ravant: key of {}", provider ? displayName(*provider) : account));
+    keyStore_->store(nameOf(account), usableKey(key), fmt::format("Ravant: key of {}", shownName(account)));
     co_return;
   });
 }
@@ -72,9 +79,10 @@ std::optional<RavantProviderKey::Found> RavantProviderKey::find(const std::strin
                                                                 const std::stop_token& stop) {
   std::exception_ptr fault;
   try {
-    if (auto stored = keyStore_->read(nameOf(account), stop); stored && !stored->empty()) {
-      return Found{.key = *std::move(stored), .source = KeySource::keyStore};
-    }
+    if (auto key = fromStore(account, stop)) return Found{.key = *std::move(key), .source = KeySource::keyStore};
+  } catch (const ProviderKeyError& error) {
+    kLog.warning("{}", error.what());
+    fault = std::current_exception();
   } catch (const KeyStoreError& error) {
     kLog.warning("the key store could not be read: {}", error.what());
     if (error.kind() != KeyStoreError::Case::unavailable) fault = std::current_exception();
@@ -83,6 +91,16 @@ std::optional<RavantProviderKey::Found> RavantProviderKey::find(const std::strin
   if (!fallback && fault) std::rethrow_exception(fault);
   if (!fallback) return std::nullopt;
   return Found{.key = *std::move(fallback), .source = KeySource::environment};
+}
+
+std::optional<std::string> RavantProviderKey::fromStore(const std::string& account, const std::stop_token& stop) {
+  const auto stored = keyStore_->read(nameOf(account), stop);
+  if (!stored) return std::nullopt;
+  try {
+    return usableKey(*stored);
+  } catch (const ProviderKeyError& error) {
+    throw ProviderKeyError(fmt::format("the stored key of {}: {}", shownName(account), error.what()));
+  }
 }
 
 std::optional<std::string> RavantProviderKey::fromEnvironment(const std::string& account) const {

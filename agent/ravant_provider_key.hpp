@@ -32,9 +32,10 @@ class RavantProviderKey final : public Actor {
   RavantProviderKey(any_io_executor work, std::shared_ptr<KeyStore> keyStore,
                     std::function<std::optional<std::string>(const char*)> variable = environmentVariable);
 
-  /// Nothing where no key is configured. A key store that is not there counts as empty, as does one that fails where
-  /// the environment has a key; otherwise its `KeyStoreError` is thrown. A key store that is still asked when `stop` is
-  /// requested fails at once.
+  /// Without the white space around it; nothing where no key is configured. A key store that is not there counts as
+  /// empty, as does one that fails, or whose key cannot be sent, where the environment has a key; otherwise its
+  /// `KeyStoreError` or a `ProviderKeyError` is thrown. A key store that is still asked when `stop` is requested fails
+  /// at once.
   awaitable<std::optional<std::string>> ravantProviderAPIKey(std::string account, std::stop_token stop = {});
   /// Where the key comes from; as `ravantProviderAPIKey`.
   awaitable<std::optional<KeySource>> source(std::string account);
@@ -53,6 +54,7 @@ class RavantProviderKey final : public Actor {
     KeySource source;
   };
   std::optional<Found> find(const std::string& account, const std::stop_token& stop);
+  std::optional<std::string> fromStore(const std::string& account, const std::stop_token& stop);
   std::optional<std::string> fromEnvironment(const std::string& account) const;
 
   std::shared_ptr<KeyStore> keyStore_;

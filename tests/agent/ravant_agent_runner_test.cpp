@@ -404,6 +404,24 @@ TEST_F(RavantAgentRunnerTest, aKeyThatStandsInOtherWordsIsLeftOut) {
   EXPECT_EQ(send("prompt"), "failed: OpenRouter API error: [key] [key][key] refused");
 }
 
+TEST_F(RavantAgentRunnerTest, aStoredKeyIsCheckedAsItIsRead) {
+  const auto store = [&](const std::string& secret) {
+    keyStore->store({.service = "com.ravant.agent.providers", .account = "openrouter"}, secret, "key");
+  };
+  key.reset();
+  play({says({"Here."}), says({"There."})});
+  store(std::string(ScriptedModel::kKey) + "\n");
+  EXPECT_EQ(send("one"), "finished");
+  store(" \n");
+  EXPECT_EQ(send("two"), "failed: the stored key of OpenRouter: the key is empty");
+  store("two words");
+  EXPECT_EQ(
+      send("three"),
+      "failed: the stored key of OpenRouter: the key has spaces, line breaks or other characters that no key has");
+  key = ScriptedModel::kKey;
+  EXPECT_EQ(send("four"), "finished") << "the environment's is there";
+}
+
 TEST_F(RavantAgentRunnerTest, aConversationChangesItsProviderAfterACancel) {
   const std::string waits = R"({"command":"echo x > begun; sleep 1000"})";
   play({calls({{"call_0123456789", "bash", waits}}), says({"Here."})});
