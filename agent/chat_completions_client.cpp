@@ -21,6 +21,19 @@ constexpr std::chrono::milliseconds kPatienceBehindTheEnd{200};
 
 using Outlook = ChatCompletionsError::Outlook;
 
+/// What the log says of an error: none of the provider's words.
+std::string logged(const ChatCompletionsError& error) {
+  switch (error.kind()) {
+    case ChatCompletionsError::Case::http:
+      return fmt::format("HTTP {}", error.status());
+    case ChatCompletionsError::Case::stream:
+      return fmt::format("an error in the stream, status {}", error.status());
+    case ChatCompletionsError::Case::transport:
+      return "a transport error";
+  }
+  __builtin_unreachable();
+}
+
 }  // namespace
 
 ChatCompletionsClient::ChatCompletionsClient(RavantProvider provider, std::string apiKey,
@@ -40,7 +53,7 @@ awaitable<ChatTurn> ChatCompletionsClient::streamTurn(chat::Request request, Cha
     const auto wait = waitBefore(retry, failure);
     const ChatCompletionsError error = failure.error.without(apiKey_);
     if (!wait) throw error;
-    kLog.warning("{}; the request is sent again in {} ms", error.what(), wait->count());
+    kLog.warning("{}: {}; the request is sent again in {} ms", displayName(provider_), logged(error), wait->count());
     events.onRetry({.reason = error.what(), .after = *wait});
     co_await pause(*wait);
   }
@@ -80,7 +93,8 @@ awaitable<ChatCompletionsClient::Failure> ChatCompletionsClient::refusalIn(HttpR
   const auto retryAfter = response.retryAfter();
   std::string words;
   try {
-    words = co_await response.text(kErrorBodyLimit);
+    const HttpText text = co_await response.text(kErrorBodyLimit, options_.retry.patienceWithWords);
+    words = excerpt(text.text, text.isWhole ? Extent::whole : Extent::beginning);
   } catch (const HttpError& error) {
     // Without a body, the status alone says what matters.
     if (error.kind() == HttpError::Case::cancelled) throw;

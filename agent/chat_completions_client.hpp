@@ -24,6 +24,8 @@ struct RetryPolicy {
   std::chrono::milliseconds firstWait{1'000};  ///< doubled before each further try
   /// A provider that asks for a longer wait is not asked again.
   std::chrono::milliseconds longestWait{120'000};
+  /// How long the words of a refusal are waited for, whose status is known.
+  std::chrono::milliseconds patienceWithWords{5'000};
 };
 
 struct ChatCompletionsOptions {

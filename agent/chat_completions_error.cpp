@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
+#include <utility>
 
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
@@ -27,6 +29,20 @@ int statusIn(std::string_view code) {
   return std::from_chars(code.data(), end, status).ptr == end ? status : 0;
 }
 
+constexpr std::string_view kEllipsis = "…";
+
+/// `words` with the beginning of `secret` left out that stands before an ellipsis at their end.
+std::string withoutCut(std::string words, std::string_view secret) {
+  if (!words.ends_with(kEllipsis)) return words;
+  const std::string_view shown = std::string_view(words).substr(0, words.size() - kEllipsis.size());
+  for (std::size_t length = std::min(secret.size(), shown.size()); length > 0; --length) {
+    if (!shown.ends_with(secret.substr(0, length))) continue;
+    words.erase(shown.size() - length, length);
+    break;
+  }
+  return words;
+}
+
 std::string apiError(std::string_view provider, std::string_view code, std::string_view words) {
   std::string text = fmt::format("{} API error", provider);
   if (!code.empty()) text += fmt::format(" ({})", code);
@@ -37,7 +53,7 @@ std::string apiError(std::string_view provider, std::string_view code, std::stri
 }  // namespace
 
 ChatCompletionsError ChatCompletionsError::http(std::string_view provider, int status, std::string_view body) {
-  return {Case::http, outlookOf(status), apiError(provider, std::to_string(status), body)};
+  return {Case::http, status, outlookOf(status), apiError(provider, std::to_string(status), body)};
 }
 
 ChatCompletionsError ChatCompletionsError::without(std::string_view secret) const {
@@ -46,18 +62,23 @@ ChatCompletionsError ChatCompletionsError::without(std::string_view secret) cons
   for (std::size_t at = 0; !secret.empty() && (at = words.find(secret, at)) != std::string::npos; at += kMark.size()) {
     words.replace(at, secret.size(), kMark);
   }
-  return {kind_, outlook_, words};
+  return {kind_, status_, outlook_, withoutCut(std::move(words), secret)};
 }
 
 ChatCompletionsError ChatCompletionsError::stream(std::string_view provider, const std::optional<std::string>& code,
                                                   std::string_view message) {
   const std::string words = code.value_or(std::string());
-  return {Case::stream, outlookOf(statusIn(words)), apiError(provider, words, message)};
+  const int status = statusIn(words);
+  return {Case::stream, status, outlookOf(status), apiError(provider, words, message)};
 }
 
 ChatCompletionsError ChatCompletionsError::transport(std::string_view provider, std::string_view message,
                                                      Outlook outlook) {
-  return {Case::transport, outlook, repairUtf8(fmt::format("{} transport error: {}", provider, message))};
+  return {Case::transport, 0, outlook, repairUtf8(fmt::format("{} transport error: {}", provider, message))};
+}
+
+std::string excerpt(std::string_view text, Extent extent) {
+  return extent == Extent::whole ? std::string(text) : fmt::format("{}{}", text, kEllipsis);
 }
 
 }  // namespace ravant

@@ -23,17 +23,27 @@ class ChatCompletionsError : public std::runtime_error {
                                         Outlook outlook = Outlook::lasting);
 
   Case kind() const noexcept { return kind_; }
+  /// The HTTP status, or the one that the stream names; 0 where there is none.
+  int status() const noexcept { return status_; }
   Outlook outlook() const noexcept { return outlook_; }
 
-  /// The same error with `secret` left out of its words: some providers repeat the key that they refuse.
+  /// The same error with `secret` left out of its words, also where `excerpt` cut it: some providers repeat the key
+  /// that they refuse.
   ChatCompletionsError without(std::string_view secret) const;
 
  private:
-  ChatCompletionsError(Case kind, Outlook outlook, const std::string& words)
-      : std::runtime_error(words), kind_(kind), outlook_(outlook) {}
+  ChatCompletionsError(Case kind, int status, Outlook outlook, const std::string& words)
+      : std::runtime_error(words), kind_(kind), status_(status), outlook_(outlook) {}
 
   Case kind_;
+  int status_;
   Outlook outlook_;
 };
+
+/// How much of a provider's text there is.
+enum class Extent { whole, beginning };
+
+/// A provider's text as an error shows it: a beginning has an ellipsis behind it.
+std::string excerpt(std::string_view text, Extent extent);
 
 }  // namespace ravant

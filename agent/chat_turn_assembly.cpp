@@ -25,7 +25,7 @@ ChatTurnAssembly::Progress ChatTurnAssembly::onLine(std::string_view line) {
   if (!payload) {
     const bool isField =
         line.starts_with(':') || line.starts_with("event:") || line.starts_with("id:") || line.starts_with("retry:");
-    const std::size_t room = kStrayTextLimit - strayText_.size();
+    const std::size_t room = kStrayTextLimit + 1 - strayText_.size();
     if (!hasEvent_ && !isField) strayText_ += line.substr(0, room);
     return Progress::goesOn;
   }
@@ -36,8 +36,10 @@ ChatTurnAssembly::Progress ChatTurnAssembly::onLine(std::string_view line) {
 }
 
 ChatTurn ChatTurnAssembly::finish() {
-  if (const std::string_view stray = trimmed(strayText_); !hasEvent_ && !stray.empty()) {
-    throw ChatCompletionsError::transport(provider_, fmt::format("the response is no event stream: {}", stray));
+  if (!hasEvent_ && !trimmed(strayText_).empty()) {
+    const Extent extent = strayText_.size() > kStrayTextLimit ? Extent::beginning : Extent::whole;
+    const std::string shown = excerpt(trimmed(std::string_view(strayText_).substr(0, kStrayTextLimit)), extent);
+    throw ChatCompletionsError::transport(provider_, fmt::format("the response is no event stream: {}", shown));
   }
   const bool isEmpty = turn_.text.empty() && partials_.empty() && !turn_.finishReason && !turn_.usage;
   if (isEmpty) throw ChatCompletionsError::transport(provider_, "the response is empty", Outlook::passing);

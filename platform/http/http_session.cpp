@@ -96,12 +96,22 @@ awaitable<void> HttpResponse::finish(std::chrono::milliseconds patience) {
   }
 }
 
-awaitable<std::string> HttpResponse::text(std::size_t limit) {
-  while (lines_.unread().size() < limit && co_await takeMore(stallLimit_)) {
+awaitable<HttpText> HttpResponse::text(std::size_t limit, std::chrono::milliseconds patience) {
+  const auto deadline = std::chrono::steady_clock::now() + patience;
+  HttpText read;
+  try {
+    while (!read.isWhole && lines_.unread().size() <= limit) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+      if (left.count() <= 0) break;
+      read.isWhole = !co_await takeMore(left);
+    }
+  } catch (const HttpError& error) {
+    if (error.kind() != HttpError::Case::stalled) throw;
   }
-  std::string text(lines_.unread().substr(0, limit));
+  read.isWhole = read.isWhole && lines_.unread().size() <= limit;
+  read.text = lines_.unread().substr(0, limit);
   lines_.clear();
-  co_return text;
+  co_return read;
 }
 
 HttpSession::HttpSession(std::shared_ptr<HttpEngine> engine, HttpSessionOptions options)

@@ -17,6 +17,12 @@
 
 namespace ravant {
 
+/// What has been read of a body, and whether it is all there was.
+struct HttpText {
+  std::string text;
+  bool isWhole = false;
+};
+
 /// A response whose head has arrived and whose body is read as it arrives; nothing is read ahead of a slow reader but a
 /// few megabytes. On the executor that sent the request. Its destructor ends the transfer.
 class HttpResponse {
@@ -39,8 +45,8 @@ class HttpResponse {
   /// Takes the rest of the body in for nothing, for at most so long: the connection of a response that is whole is used
   /// again.
   awaitable<void> finish(std::chrono::milliseconds patience);
-  /// The rest of the body, as far as `limit` bytes. Throws `HttpError`.
-  awaitable<std::string> text(std::size_t limit);
+  /// The rest of the body, as far as `limit` bytes and as it comes within `patience`. Throws `HttpError`.
+  awaitable<HttpText> text(std::size_t limit, std::chrono::milliseconds patience);
 
  private:
   friend class HttpSession;

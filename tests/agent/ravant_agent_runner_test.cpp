@@ -8,7 +8,9 @@
 #include <fstream>
 #include <limits>
 #include <mutex>
+#include <sstream>
 
+#include "platform/log/log.hpp"
 #include "platform/sqlite/database.hpp"
 
 namespace ravant::test {
@@ -402,6 +404,41 @@ TEST_F(RavantAgentRunnerTest, aKeyThatStandsInOtherWordsIsLeftOut) {
   addresses = {{RavantProvider::openrouter, server.url()}};
   bench->replaceRunner();
   EXPECT_EQ(send("prompt"), "failed: OpenRouter API error: [key] [key][key] refused");
+}
+
+TEST_F(RavantAgentRunnerTest, aKeyThatIsCutWithItsTextIsLeftOut) {
+  const std::string page(290, 'x');
+  const std::string words((std::size_t{64} * 1024) - 5, 'x');
+  play({refuses(200, page + std::string(ScriptedModel::kKey)), refuses(400, words + std::string(ScriptedModel::kKey))});
+  EXPECT_EQ(send("one"), "failed: OpenRouter transport error: the response is no event stream: " + page + "…");
+  EXPECT_EQ(send("two"), "failed: OpenRouter API error (400): " + words + "…");
+}
+
+TEST_F(RavantAgentRunnerTest, aRefusalWhoseBodyStaysOpenIsNotWaitedFor) {
+  patienceWithRefusals = 100ms;
+  const auto stays = [](int status) -> ModelAnswer {
+    return [status](HttpServer::Connection& connection) {
+      connection.write(fmt::format("HTTP/1.1 {} No\r\nContent-Length: 100\r\n\r\nbusy", status));
+      connection.awaitClose();
+    };
+  };
+  play({stays(503), says({"Here."}), stays(400)});
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_EQ(send("one"), "finished");
+  EXPECT_EQ(send("two"), "failed: OpenRouter API error (400): busy…");
+  EXPECT_LT(std::chrono::steady_clock::now() - began, 10s);
+}
+
+TEST_F(RavantAgentRunnerTest, whatAProviderSaysIsNotLogged) {
+  const TemporaryFolder logs;
+  openLogFile(logs.path());
+  play({refuses(503, "you asked about the secret plan"), says({"Here."})});
+  EXPECT_EQ(send("prompt"), "finished");
+  std::ostringstream log;
+  log << std::ifstream(logs / "ravant.log").rdbuf();
+  openLogFile("/dev/null");
+  EXPECT_THAT(log.str(), AllOf(HasSubstr("OpenRouter: HTTP 503; the request is sent again in 1 ms"),
+                               Not(HasSubstr("secret plan"))));
 }
 
 TEST_F(RavantAgentRunnerTest, aStoredKeyIsCheckedAsItIsRead) {

@@ -98,16 +98,17 @@ class RavantAgentRunnerTest : public testing::Test {
                                           const ShellOptions& shell) {
     return std::make_shared<RavantAgentRunner>(
         std::move(container),
-        RavantRunnerOptions{.io = io,
-                            .work = pool_.get_executor(),
-                            .http = std::make_shared<HttpEngine>(),
-                            .keys = std::make_shared<RavantProviderKey>(pool_.get_executor(), keyStore,
-                                                                        [this](const char*) { return key; }),
-                            .baseAddresses = addresses,
-                            .session = {.stallLimit = 30s},
-                            .retry = {.retries = retries, .firstWait = firstWait},
-                            .shellPath = shell.shellPath,
-                            .processes = shell.ledger});
+        RavantRunnerOptions{
+            .io = io,
+            .work = pool_.get_executor(),
+            .http = std::make_shared<HttpEngine>(),
+            .keys = std::make_shared<RavantProviderKey>(pool_.get_executor(), keyStore,
+                                                        [this](const char*) { return key; }),
+            .baseAddresses = addresses,
+            .session = {.stallLimit = 30s},
+            .retry = {.retries = retries, .firstWait = firstWait, .patienceWithWords = patienceWithRefusals},
+            .shellPath = shell.shellPath,
+            .processes = shell.ledger});
   }
 
   TemporaryFolder folder_;
@@ -120,6 +121,7 @@ class RavantAgentRunnerTest : public testing::Test {
   std::map<RavantProvider, std::string> addresses;
   int retries = 3;
   std::chrono::milliseconds firstWait = 1ms;
+  std::chrono::milliseconds patienceWithRefusals = 5s;
   Gate begun;
   Gate release;
   std::unique_ptr<ScriptedModel> model;

@@ -183,7 +183,7 @@ TEST_F(HttpSessionTest, textIsTheRestAsFarAsItsLimit) {
     HttpResponse response = co_await session_->send({.url = server.url()});
     EXPECT_TRUE(co_await response.fill());
     EXPECT_EQ(response.tryNext(), "line");
-    co_return co_await response.text(1000);
+    co_return (co_await response.text(1000, 20s)).text;
   };
   EXPECT_EQ(run(behindALine(), loop_), "rest\r\nof it");
 }
@@ -211,7 +211,7 @@ TEST_F(HttpSessionTest, requestsRunBesideEachOther) {
   });
   const auto ask = [&](std::string target, std::string* text) -> awaitable<void> {
     HttpResponse response = co_await session_->send({.url = server.url() + target});
-    *text = co_await response.text(100);
+    *text = (co_await response.text(100, 20s)).text;
   };
   std::array<std::string, 2> texts;
   asio::co_spawn(loop_, ask("/first", &texts[0]), asio::detached);

@@ -53,7 +53,7 @@ class HttpSessionTest : public testing::Test {
     return *std::move(response);
   }
   std::string text(HttpResponse& response, std::size_t limit = 100 * 1024 * 1024) {
-    return run(response.text(limit), loop_);
+    return run(response.text(limit, std::chrono::seconds(20)), loop_).text;
   }
   Answer ask(HttpRequest request) { return run(answer(std::move(request)), loop_); }
 
