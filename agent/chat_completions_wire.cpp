@@ -52,7 +52,7 @@ std::optional<StreamError> parseError(const json::object& chunk) {
   const json::value* error = chunk.if_contains("error");
   if (error == nullptr || error->is_null()) return std::nullopt;
   if (const auto* text = error->if_string()) return StreamError{.code = {}, .message = std::string(*text)};
-  const json::object* object = error->if_object();
+  const json::object* object = asObject(error);
   if (object == nullptr) return StreamError{.code = {}, .message = compactJson(*error)};
   const auto message = stringAt(*object, "message");
   return StreamError{.code = codeText(*object), .message = message ? std::string(*message) : compactJson(*error)};
@@ -108,7 +108,7 @@ std::optional<Chunk> ChunkParser::parse(std::string_view payload) {
   if (const json::object* usage = objectAt(*object, "usage")) chunk.usage.emplace(*usage, json::storage_ptr());
   const json::array* choices = arrayAt(*object, "choices");
   if (choices != nullptr && !choices->empty()) {
-    if (const json::object* choice = choices->front().if_object()) parseChoice(*choice, chunk);
+    if (const json::object* choice = asObject(&choices->front())) parseChoice(*choice, chunk);
   }
   keepEnvelope(payload, chunk);
   return chunk;
@@ -123,7 +123,7 @@ void ChunkParser::parseChoice(const json::object& choice, Chunk& chunk) {
   const json::array* calls = arrayAt(*delta, "tool_calls");
   if (calls == nullptr) return;
   for (const json::value& call : *calls) {
-    if (const json::object* object = call.if_object()) chunk.toolCalls.push_back(parseToolCall(*object));
+    if (const json::object* object = asObject(&call)) chunk.toolCalls.push_back(parseToolCall(*object));
   }
 }
 
@@ -134,7 +134,7 @@ std::string_view ChunkParser::textOf(const json::value& content) {
   const json::array* parts = content.if_array();
   if (parts == nullptr) return {};
   for (const json::value& part : *parts) {
-    const json::object* object = part.if_object();
+    const json::object* object = asObject(&part);
     if (object == nullptr || stringAt(*object, "type") != "text") continue;
     joined_ += stringAt(*object, "text").value_or(std::string_view());
   }
@@ -188,7 +188,7 @@ std::string rawToolCall(const RavantToolCall& call) { return compactJson(toolCal
 
 std::optional<KeptTurn> keptTurn(std::string_view raw) {
   const auto value = parseJson(raw);
-  const json::object* turn = value ? value->if_object() : nullptr;
+  const json::object* turn = value ? asObject(&*value) : nullptr;
   const json::object* message = turn ? objectAt(*turn, "message") : nullptr;
   if (message == nullptr) return std::nullopt;
   return KeptTurn{.model = std::string(stringAt(*turn, "model").value_or(std::string_view())),

@@ -14,7 +14,7 @@ constexpr std::array<std::string_view, 2> kTexts = {"reasoning_content", "reason
 constexpr std::string_view kThinking = "thinking";
 
 bool isThinking(const json::value& part) {
-  const json::object* object = part.if_object();
+  const json::object* object = asObject(&part);
   return object != nullptr && stringAt(*object, "type") == kThinking && arrayAt(*object, kThinking) != nullptr;
 }
 
@@ -37,7 +37,7 @@ bool goesOn(const json::object& last, const json::object& piece) {
 
 void appendDetail(json::array& details, json::value piece) {
   json::object* last = details.empty() ? nullptr : details.back().if_object();
-  const json::object* object = piece.if_object();
+  const json::object* object = asObject(&piece);
   if (last == nullptr || object == nullptr || !goesOn(*last, *object)) {
     details.push_back(std::move(piece));
     return;
@@ -59,7 +59,7 @@ void appendThinking(json::array& parts, json::value piece) {
   json::array& thoughts = parts.back().as_object()[kThinking].get_array();
   for (json::value& thought : piece.get_object()[kThinking].get_array()) {
     json::object* last = thoughts.empty() ? nullptr : thoughts.back().if_object();
-    const json::object* object = thought.if_object();
+    const json::object* object = asObject(&thought);
     const bool isText = last != nullptr && object != nullptr && stringAt(*last, "text") && stringAt(*object, "text");
     if (isText) {
       appendText(*last, "text", object->at("text"));
@@ -72,7 +72,7 @@ void appendThinking(json::array& parts, json::value piece) {
 std::string textIn(const json::array& pieces, std::initializer_list<std::string_view> keys) {
   std::string text;
   for (const json::value& piece : pieces) {
-    const json::object* object = piece.if_object();
+    const json::object* object = asObject(&piece);
     if (object == nullptr) continue;
     for (const std::string_view key : keys) text += stringAt(*object, key).value_or(std::string_view());
   }

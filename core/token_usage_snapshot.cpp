@@ -90,7 +90,7 @@ std::optional<std::int64_t> TokenUsageSnapshot::claudeContextWindow(const boost:
   if (!models) return std::nullopt;
   std::optional<std::int64_t> largest;
   for (const auto& [model, usage] : *models) {
-    const object* perModel = usage.if_object();
+    const object* perModel = asObject(&usage);
     if (!perModel) return std::nullopt;
     const std::int64_t window = count(*perModel, "contextWindow");
     if (window > 0) largest = std::max(window, largest.value_or(window));

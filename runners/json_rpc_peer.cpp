@@ -16,7 +16,7 @@ std::string lineOf(const json::object& message) { return compactJson(message) + 
 
 std::string dataText(const json::value& data) {
   if (const auto* text = data.if_string()) return std::string(*text);
-  const json::object* object = data.if_object();
+  const json::object* object = asObject(&data);
   for (const std::string_view key : {"details", "message", "reason"}) {
     if (const auto text = object ? stringAt(*object, key) : std::nullopt) return std::string(*text);
   }
@@ -27,7 +27,7 @@ std::string dataText(const json::value& data) {
 bool repeats(std::string_view message, const json::value& data) {
   if (data.is_null()) return true;
   if (const auto* text = data.if_string()) return message.contains(*text);
-  const json::object* object = data.if_object();
+  const json::object* object = asObject(&data);
   return object && std::ranges::all_of(*object, [&](const auto& member) {
            const auto* text = member.value().if_string();
            return text && message.contains(*text);
@@ -92,7 +92,7 @@ std::vector<RpcMessage> JsonRpcPeer::onLine(std::string_view line) {
 }
 
 void JsonRpcPeer::read(const json::value& value, std::vector<RpcMessage>& messages) {
-  const json::object* message = value.if_object();
+  const json::object* message = asObject(&value);
   if (!message) return;
   const json::value* id = message->if_contains("id");
   // The other side counts its requests by itself: its ids are no sign of a reply to ours.

@@ -45,7 +45,7 @@ std::string messageText(const ConversationItem& item, const AgentMessage& messag
 /// The member of a tool's input that says most: its first text; the input itself where it has none.
 std::string inputWords(const std::string& input) {
   if (const auto value = parseJson(input)) {
-    if (const auto* object = value->if_object()) {
+    if (const auto* object = asObject(&*value)) {
       for (const auto& member : *object) {
         if (const auto* text = member.value().if_string()) return std::string(*text);
       }

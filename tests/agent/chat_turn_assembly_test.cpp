@@ -137,6 +137,10 @@ TEST(ChatTurnAssemblyTest, findsTheCallsOfProvidersThatGiveNoIndex) {
   EXPECT_THAT(turn.toolCalls[2].id, MatchesRegex("[a-zA-Z0-9]{9}")) << "one that never got an id";
 }
 
+TEST(ChatTurnAssemblyTest, aNumberIsNoCall) {
+  EXPECT_THAT(assemble({delta(R"("content":"a")"), toolCalls("1.5")}).turn.toolCalls, IsEmpty());
+}
+
 TEST(ChatTurnAssemblyTest, anErrorInTheStreamEndsTheTurnInTheProvidersWords) {
   const std::string begun = delta(R"("content":"Well")");
   EXPECT_EQ(failureOf({begun, R"(data: {"error":{"code":502,"message":"Provider disconnected"},"choices":[]})"}),

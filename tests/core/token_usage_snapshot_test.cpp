@@ -127,6 +127,7 @@ TEST(ClaudeContextWindow, isTheLargestPositiveOne) {
   EXPECT_EQ(window(R"({"a":{"contextWindow":200000},"b":{"contextWindow":1000000}})"), 1'000'000);
   EXPECT_EQ(window(R"({"a":{"contextWindow":0},"b":{}})"), std::nullopt);
   EXPECT_EQ(window(R"({"a":{"contextWindow":5},"b":7})"), std::nullopt);
+  EXPECT_EQ(window(R"({"a":{"contextWindow":5},"b":7.5})"), std::nullopt);
   EXPECT_EQ(window("[]"), std::nullopt);
   EXPECT_EQ(TokenUsageSnapshot::claudeContextWindow(nullptr), std::nullopt);
 }
