@@ -115,7 +115,8 @@ std::optional<Chunk> ChunkParser::parse(std::string_view payload) {
 }
 
 void ChunkParser::parseChoice(const json::object& choice, Chunk& chunk) {
-  chunk.finishReason = stringAt(choice, "finish_reason");
+  const auto reason = stringAt(choice, "finish_reason");
+  if (reason && !reason->empty()) chunk.finishReason = reason;
   const json::object* delta = objectAt(choice, "delta");
   if (delta == nullptr) return;
   if (const json::value* content = delta->if_contains("content")) chunk.content = textOf(*content);

@@ -137,6 +137,11 @@ TEST(ChatTurnAssemblyTest, findsTheCallsOfProvidersThatGiveNoIndex) {
   EXPECT_THAT(turn.toolCalls[2].id, MatchesRegex("[a-zA-Z0-9]{9}")) << "one that never got an id";
 }
 
+TEST(ChatTurnAssemblyTest, anEmptyReasonIsNone) {
+  EXPECT_EQ(assemble({delta(R"("content":"a")", R"("")")}).turn.finishReason, std::nullopt);
+  EXPECT_EQ(assemble({delta(R"("content":"a")", R"("length")"), delta("", R"("")")}).turn.finishReason, "length");
+}
+
 TEST(ChatTurnAssemblyTest, aNumberIsNoCall) {
   EXPECT_THAT(assemble({delta(R"("content":"a")"), toolCalls("1.5")}).turn.toolCalls, IsEmpty());
 }
