@@ -63,13 +63,23 @@ class OpenCalls {
   bool isOpen_ = false;
 };
 
+/// As the model gave them where a provider takes them so; empty where they are no object.
+std::string sendableArguments(std::string given) {
+  const auto value = parseJson(given);
+  if (value && asObject(&*value)) return given;
+  const auto repaired = trimmed(given).empty() ? std::nullopt : parseArguments(given);
+  return repaired ? compactJson(*repaired) : std::string();
+}
+
 }  // namespace
 
 std::optional<json::object> parseArguments(std::string_view argumentsJSON) {
   if (trimmed(argumentsJSON).empty()) return json::object();
-  auto value = parseJson(argumentsJSON);
-  if (!value || !asObject(&*value)) return std::nullopt;
-  return std::move(value->get_object());
+  JsonLineParser parser;
+  const json::object* object = asObject(parser.parse(argumentsJSON));
+  if (object == nullptr) return std::nullopt;
+  // A copy that outlives the parser.
+  return json::object(*object, json::storage_ptr());
 }
 
 message::Assistant fitToBeSent(message::Assistant assistant) {
@@ -77,7 +87,7 @@ message::Assistant fitToBeSent(message::Assistant assistant) {
   for (RavantToolCall& call : assistant.toolCalls) {
     if (call.id.empty() || std::ranges::count(ids, call.id) > 0) call.id = generatedToolCallId();
     call.name = sendableName(call.name);
-    if (trimmed(call.argumentsJSON).empty() || !parseArguments(call.argumentsJSON)) call.argumentsJSON.clear();
+    call.argumentsJSON = sendableArguments(std::move(call.argumentsJSON));
     ids.push_back(call.id);
   }
   return assistant;

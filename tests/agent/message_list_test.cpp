@@ -132,6 +132,13 @@ TEST(MessageListTest, namesAndArgumentsThatProvidersRefuseAreRepaired) {
                                    RavantToolCall{"c", std::string(64, 'x'), "{\"x\":1}"}));
 }
 
+TEST(MessageListTest, argumentsWithHalfACharacterAreReadAndSentRepaired) {
+  const std::string half = R"({"content":"a\ud83d"})";
+  EXPECT_EQ(parseArguments(half), (json::object{{"content", "a\xef\xbf\xbd"}}));
+  EXPECT_EQ(fitToBeSent({.text = "", .toolCalls = {{"a", "write_file", half}}}).toolCalls.at(0).argumentsJSON,
+            "{\"content\":\"a\xef\xbf\xbd\"}");
+}
+
 TEST(ToolCallIdTest, idsDiffer) {
   std::set<std::string> generated;
   std::set<std::string> shortened;
