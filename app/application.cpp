@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <exception>
 #include <system_error>
+#include <utility>
 
 #include "app/agent_scan.hpp"
 #include "app/known_settings.hpp"
@@ -139,9 +141,18 @@ awaitable<void> Application::prepare() {
 }
 
 awaitable<void> Application::shutdown() {
-  co_await runners_->shutdown();
-  co_await gitCommands_->shutdown();
-  co_await modelContainer_->changeFeed()->stop();
+  std::exception_ptr error;
+  const auto attempt = [&error](awaitable<void> step) -> awaitable<void> {
+    try {
+      co_await std::move(step);
+    } catch (...) {
+      if (!error) error = std::current_exception();
+    }
+  };
+  co_await attempt(runners_->shutdown());
+  co_await attempt(gitCommands_->shutdown());
+  co_await attempt(modelContainer_->changeFeed()->stop());
+  if (error) std::rethrow_exception(error);
 }
 
 }  // namespace ravant

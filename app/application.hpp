@@ -53,7 +53,7 @@ class Application {
   awaitable<void> prepare();
 
   /// Ends every prompt and process and the change feed. To be awaited before the destructor, which
-  /// waits for the pools to be idle.
+  /// waits for the pools to be idle. Does all of it whatever fails, and throws the first error.
   awaitable<void> shutdown();
 
  private:
