@@ -44,6 +44,13 @@ awaitable<void> RavantAgentRunner::cancel(ConversationId conversationId) {
   });
 }
 
+awaitable<void> RavantAgentRunner::release(ConversationId conversationId) {
+  return onActor([this, conversationId]() -> awaitable<void> {
+    if (!sending_.contains(conversationId)) transcripts_.erase(conversationId);
+    co_return;
+  });
+}
+
 awaitable<void> RavantAgentRunner::shutdown() {
   return onActor([this]() -> awaitable<void> {
     std::vector<awaitable<void>> ends;

@@ -20,6 +20,7 @@ class RavantAgentRunner final : public Actor, public AgentRunner {
 
   awaitable<void> send(AgentRunRequest request) override;
   awaitable<void> cancel(ConversationId conversationId) override;
+  awaitable<void> release(ConversationId conversationId) override;
   awaitable<void> shutdown() override;
 
  private:

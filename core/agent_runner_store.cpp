@@ -45,7 +45,7 @@ awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent
   const auto prompt = std::make_shared<Prompt>();
   const bool isOnlyOne = inFlight_.try_emplace(id, prompt).second;
   if (isOnlyOne) announceActiveConversations(id);
-  idleShells_.remove(id);
+  removeIdle(id);
 
   std::optional<std::string> failure;
   std::exception_ptr unrecorded;
@@ -63,6 +63,8 @@ awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent
   }
   if (prompt->isCancelled) {
     markEnded(id, prompt);
+    // A shell ends with a cancelled prompt; such an agent may go on.
+    if (isOnlyOne && prompt->runner == cursorRunner_) co_await keepLatest(id, prompt->runner);
     co_return PromptEndReason::cancelled;
   }
 
@@ -75,7 +77,7 @@ awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent
   }
   const auto reason = failure ? PromptEndReason::failed : PromptEndReason::finished;
   if (markEnded(id, prompt)) notifyPromptFinished(id, reason);
-  if (isOnlyOne) co_await keepLatestShells(id);
+  if (isOnlyOne) co_await keepLatest(id, prompt->runner);
   if (unrecorded) std::rethrow_exception(unrecorded);
   co_return reason;
 }
@@ -94,6 +96,7 @@ awaitable<void> AgentRunnerStore::cancelRunner(ConversationId conversationId) {
     stopped = prompt->runner;
   } else if (const auto idle = shellRunners_.find(conversationId); idle != shellRunners_.end()) {
     stopped = idle->second;
+    removeIdle(conversationId);
   }
   std::exception_ptr error;
   try {
@@ -101,7 +104,6 @@ awaitable<void> AgentRunnerStore::cancelRunner(ConversationId conversationId) {
   } catch (...) {
     error = std::current_exception();
   }
-  idleShells_.remove(conversationId);
   markEnded(conversationId, prompt);
   notifyPromptFinished(conversationId, PromptEndReason::cancelled);
   if (error) std::rethrow_exception(error);
@@ -110,6 +112,7 @@ awaitable<void> AgentRunnerStore::cancelRunner(ConversationId conversationId) {
 std::shared_ptr<AgentRunner> AgentRunnerStore::runner(ConversationId conversationId, const Agent& agent) {
   std::shared_ptr<AgentRunner>& slot = runnerSlot(conversationId, agent.type);
   if (!slot) slot = factory_->makeRunner(agent.type, modelContainer_);
+  if (std::ranges::count(sharedRunners(), slot) > 0) sharing_.insert(conversationId);
   return slot;
 }
 
@@ -152,17 +155,28 @@ void AgentRunnerStore::announceActiveConversations(ConversationId conversationId
   notifications_->post({.name = std::string(kActiveConversationsChanged), .object = conversationId.text()});
 }
 
-awaitable<void> AgentRunnerStore::keepLatestShells(ConversationId used) {
-  if (!shellRunners_.contains(used)) co_return;
-  idleShells_.push_back(used);
-  if (idleShells_.size() <= kMostIdleShells) co_return;
-  const auto oldest = shellRunners_.find(idleShells_.front());
-  idleShells_.pop_front();
+std::vector<std::shared_ptr<AgentRunner>> AgentRunnerStore::sharedRunners() const {
+  std::vector<std::shared_ptr<AgentRunner>> runners = {codexRunner_, cursorRunner_, ravantRunner_};
+  std::erase(runners, nullptr);
+  return runners;
+}
+
+void AgentRunnerStore::removeIdle(ConversationId conversationId) {
+  std::erase_if(idle_, [conversationId](const auto& idle) { return idle.first == conversationId; });
+}
+
+awaitable<void> AgentRunnerStore::keepLatest(ConversationId used, std::shared_ptr<AgentRunner> runner) {
+  if (!runner || runner == codexRunner_ || runner == ravantRunner_ || inFlight_.contains(used)) co_return;
+  removeIdle(used);
+  idle_.emplace_back(used, std::move(runner));
+  if (idle_.size() <= kMostIdleShells) co_return;
+  const auto [oldest, holder] = idle_.front();
+  idle_.pop_front();
   // Nobody waits for it; the runner itself awaits its end before another prompt.
   asio::co_spawn(
-      co_await asio::this_coro::executor, [runner = oldest->second, id = oldest->first] { return runner->release(id); },
+      co_await asio::this_coro::executor, [runner = holder, id = oldest] { return runner->release(id); },
       [](std::exception_ptr error) {
-        if (error) kLog.error("a shell that was kept could not be ended");
+        if (error) kLog.error("a process that was kept could not be ended");
       });
 }
 
@@ -185,8 +199,18 @@ awaitable<void> AgentRunnerStore::endRunnersOfRemoved() {
     const bool isThere = (co_await conversations->conversation(id)).has_value();
     if (isThere || inFlight_.contains(id)) continue;
     co_await runner->cancel(id);
-    idleShells_.remove(id);
+    removeIdle(id);
     shellRunners_.erase(id);
+  }
+  for (const ConversationId id : std::set(sharing_)) {
+    const bool isThere = (co_await conversations->conversation(id)).has_value();
+    if (isThere || inFlight_.contains(id)) continue;
+    for (const auto& runner : sharedRunners()) {
+      co_await runner->cancel(id);
+      co_await runner->release(id);
+    }
+    removeIdle(id);
+    sharing_.erase(id);
   }
 }
 
@@ -200,7 +224,7 @@ awaitable<void> AgentRunnerStore::shutdown() {
     if (runner) ends.push_back(runner->shutdown());
   };
   for (const auto& [id, runner] : shellRunners_) end(runner);
-  for (const auto& runner : {codexRunner_, cursorRunner_, ravantRunner_}) end(runner);
+  for (const auto& runner : sharedRunners()) end(runner);
   std::exception_ptr error;
   try {
     co_await sideBySide(std::move(ends));

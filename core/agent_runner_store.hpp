@@ -6,6 +6,8 @@
 #include <memory>
 #include <set>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "core/agent.hpp"
 #include "core/agent_runner.hpp"
@@ -24,12 +26,12 @@ inline constexpr std::string_view kPromptEndReasonKey = "ravant_prompt_end_reaso
 /// Posted after any change of `AgentRunnerStore::activeConversations`; the object is the conversation's id.
 inline constexpr std::string_view kActiveConversationsChanged = "ravant_active_conversations_changed";
 
-/// How many conversations' shells are kept for their next prompts.
+/// How many conversations' shells or agents are kept for their next prompts.
 inline constexpr std::size_t kMostIdleShells = 8;
 
 /// Hands prompts to the runners: one runner for each conversation of a shell-driven agent, one
-/// shared runner for each other type, made when a conversation first needs it. Of the shells in which no prompt runs,
-/// those that were used last are kept.
+/// shared runner for each other type, made when a conversation first needs it. Of the shells, and of the agents that
+/// have a process for each conversation, those in which no prompt runs and that were used last are kept.
 ///
 /// Bound to the interface thread: every operation is called, and resumes, on the interface's
 /// executor. Several conversations run at once.
@@ -89,14 +91,18 @@ class AgentRunnerStore {
   awaitable<void> recordFailure(ConversationId conversationId, std::string description);
   bool markEnded(ConversationId conversationId, const std::shared_ptr<Prompt>& prompt);
   void announceActiveConversations(ConversationId conversationId);
-  awaitable<void> keepLatestShells(ConversationId used);
+  awaitable<void> keepLatest(ConversationId used, std::shared_ptr<AgentRunner> runner);
+  std::vector<std::shared_ptr<AgentRunner>> sharedRunners() const;
+  void removeIdle(ConversationId conversationId);
   awaitable<void> endRunnersOfRemoved();
 
   std::shared_ptr<ModelContainer> modelContainer_;
   std::shared_ptr<RunnerFactory> factory_;
   std::shared_ptr<NotificationCenter> notifications_;
   std::map<ConversationId, std::shared_ptr<AgentRunner>> shellRunners_;
-  std::list<ConversationId> idleShells_;  ///< the one that was used last is the last
+  std::set<ConversationId> sharing_;  ///< the conversations of the shared runners
+  /// Who has a process without a prompt; the one that was used last is the last.
+  std::list<std::pair<ConversationId, std::shared_ptr<AgentRunner>>> idle_;
   bool isFollowingRemovals_ = false;
   std::shared_ptr<AgentRunner> codexRunner_;
   std::shared_ptr<AgentRunner> cursorRunner_;

@@ -31,6 +31,7 @@ awaitable<void> CursorAcpRunner::send(AgentRunRequest request) {
     const auto prompt = connection->begin(std::move(request), modelContainer_);
     std::exception_ptr error;
     try {
+      co_await untilReleased(prompt->request.conversationId);
       co_await connection->settle();
       co_await prompt->writer.record(
           prompt->request.prompt, AgentType::cursor, [prompt] { return prompt->isCancelled; },
@@ -70,9 +71,32 @@ awaitable<void> CursorAcpRunner::cancel(ConversationId conversationId) {
   });
 }
 
+awaitable<void> CursorAcpRunner::release(ConversationId conversationId) {
+  return onActor([this, conversationId]() -> awaitable<void> {
+    const auto idle = connections_.find(conversationId);
+    if (idle == connections_.end() || idle->second->isBusy()) co_return;
+    co_await untilReleased(conversationId);
+    const auto found = connections_.find(conversationId);
+    if (found == connections_.end() || found->second->isBusy()) co_return;
+    released_[conversationId] = found->second;
+    connections_.erase(found);
+    co_await untilReleased(conversationId);
+  });
+}
+
+awaitable<void> CursorAcpRunner::untilReleased(ConversationId conversationId) {
+  const auto found = released_.find(conversationId);
+  if (found == released_.end()) co_return;
+  const auto connection = found->second;
+  co_await connection->close();
+  const auto left = released_.find(conversationId);
+  if (left != released_.end() && left->second == connection) released_.erase(left);
+}
+
 awaitable<void> CursorAcpRunner::shutdown() {
   return onActor([this]() -> awaitable<void> {
     std::vector<awaitable<void>> ends;
+    for (const auto& [id, connection] : released_) ends.push_back(connection->close());
     for (const auto& [id, connection] : connections_) ends.push_back(connection->close());
     co_await sideBySide(std::move(ends));
   });

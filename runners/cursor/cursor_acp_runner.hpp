@@ -20,6 +20,7 @@ class CursorAcpRunner final : public Actor, public AgentRunner {
 
   awaitable<void> send(AgentRunRequest request) override;
   awaitable<void> cancel(ConversationId conversationId) override;
+  awaitable<void> release(ConversationId conversationId) override;
   awaitable<void> shutdown() override;
 
  private:
@@ -27,12 +28,15 @@ class CursorAcpRunner final : public Actor, public AgentRunner {
   class Connection;
 
   std::shared_ptr<Connection> connectionOf(ConversationId conversationId);
+  /// Returns when the agent that was released is gone.
+  awaitable<void> untilReleased(ConversationId conversationId);
   awaitable<void> runTurn(std::shared_ptr<Connection> connection, std::shared_ptr<Prompt> prompt);
 
   std::shared_ptr<ModelContainer> modelContainer_;
   RpcRunnerOptions options_;
   AcpLimits limits_;
   std::map<ConversationId, std::shared_ptr<Connection>> connections_;
+  std::map<ConversationId, std::shared_ptr<Connection>> released_;  ///< whose agents are being ended
 };
 
 }  // namespace ravant

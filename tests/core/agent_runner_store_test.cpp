@@ -39,8 +39,8 @@ class FakeRunner final : public AgentRunner {
     end(conversationId);
     co_return;
   }
-  awaitable<void> release(ConversationId /*conversationId*/) override {
-    ++released;
+  awaitable<void> release(ConversationId conversationId) override {
+    released.push_back(conversationId);
     co_return;
   }
   awaitable<void> shutdown() override {
@@ -63,7 +63,7 @@ class FakeRunner final : public AgentRunner {
   std::optional<std::string> failure;
   int sent = 0;
   int cancelled = 0;
-  int released = 0;
+  std::vector<ConversationId> released;
   bool isShutDown = false;
   FakeRunner* partner = nullptr;  ///< whose shutdown has to begin before this one's ends
   bool endedWithPartner = false;
@@ -236,9 +236,43 @@ TEST_F(Dispatch, keepsTheShellsThatWereUsedLast) {
   }
   for (std::size_t i = 0; i < kMostIdleShells; ++i) finishPrompt(conversations[i], i);
   finishPrompt(conversations[0], 0);
-  for (const auto& runner : factory->made) EXPECT_EQ(runner->released, 0);
+  for (const auto& runner : factory->made) EXPECT_THAT(runner->released, IsEmpty());
   finishPrompt(conversations[kMostIdleShells], kMostIdleShells);
-  for (std::size_t i = 0; i <= kMostIdleShells; ++i) EXPECT_EQ(factory->made[i]->released, i == 1 ? 1 : 0) << i;
+  for (std::size_t i = 0; i <= kMostIdleShells; ++i)
+    EXPECT_EQ(factory->made[i]->released.size(), i == 1 ? 1U : 0U) << i;
+}
+
+TEST_F(Dispatch, keepsTheAgentsOfConversationsThatWereUsedLast) {
+  std::vector<ConversationId> conversations;
+  for (std::size_t i = 0; i <= kMostIdleShells; ++i) {
+    conversations.push_back(store.makeConversation(AgentType::cursor, fmt::format("/project {}", i)));
+  }
+  for (const ConversationId id : conversations) {
+    send(id, AgentType::cursor);
+    ASSERT_EQ(factory->made.size(), 1U);
+    EXPECT_THAT(factory->made[0]->released, IsEmpty());
+    if (id == conversations.back()) {
+      run(dispatcher.cancelRunner(id), loop);
+    } else {
+      factory->made[0]->end(id);
+    }
+    pollUntilIdle();
+  }
+  EXPECT_THAT(factory->made[0]->released, ElementsAre(conversations.front())) << "one that was cancelled is kept too";
+}
+
+TEST_F(Dispatch, aSharedRunnerLetsGoOfRemovedConversations) {
+  asio::co_spawn(loop, dispatcher.followRemovals(), asio::detached);
+  for (const ConversationId id : {first, second}) {
+    send(id, AgentType::ravant);
+    factory->made.at(0)->end(id);
+    pollUntilIdle();
+  }
+  run(OpenStore(folder.path()).conversations->deleteConversation(first));
+  loop.restart();
+  while (factory->made[0]->released.empty() && loop.run_one() > 0) {
+  }
+  EXPECT_THAT(factory->made[0]->released, ElementsAre(first));
 }
 
 TEST_F(Dispatch, endsWhatRemovedConversationsAndProjectsHaveLeft) {

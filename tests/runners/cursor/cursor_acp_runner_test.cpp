@@ -20,6 +20,7 @@ using namespace asio::experimental::awaitable_operators;
 using testing::AllOf;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::SizeIs;
 
 std::string cassette(std::string_view name) {
@@ -269,6 +270,18 @@ TEST(CursorAcpRunner, runsConversationsInAgentsOfTheirOwnAndEndsThoseThatRest) {
   EXPECT_THAT(agent.processes(), SizeIs(2));
   bench.await(untilGone(agent.processes()));
   EXPECT_THAT(bench.texts(other), ElementsAre("two", "First reply."));
+}
+
+TEST(CursorAcpRunner, endsTheAgentOfAConversationThatIsReleased) {
+  FakeAgent agent(cassette("reply"));
+  RunnerBench bench = makeBench();
+  const std::string program = agent.program(1);
+  EXPECT_EQ(bench.send(program, "one"), "finished");
+  EXPECT_THAT(survivorsOf(agent), SizeIs(1));
+  bench.await(bench.release());
+  EXPECT_THAT(survivorsOf(agent), IsEmpty());
+  EXPECT_EQ(bench.send(program, "two"), "finished");
+  EXPECT_THAT(agent.processes(), SizeIs(2));
 }
 
 }  // namespace
