@@ -212,6 +212,13 @@ std::string tokensOf(const std::string& shared, const std::string& own) {
   return tokens;
 }
 
+/// Owned by one of the two all the time, whatever fails. Nothing where there is no descriptor.
+void hand(asio::posix::stream_descriptor& stream, UniqueFd& descriptor) {
+  if (!descriptor) return;
+  stream.assign(descriptor.get());
+  static_cast<void>(descriptor.release());
+}
+
 }  // namespace
 
 void ignoreBrokenPipes() { ::signal(SIGPIPE, SIG_IGN); }
@@ -248,8 +255,7 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(LaunchOptions options, const 
     Pipes pipes{std::move(input.write), std::move(output.read), std::move(error.read), child.open()};
     children().change(tree);
     if (options.ledger) options.ledger->started(token, *tree.root);
-    std::unique_ptr<ChildProcess> process(
-        new ChildProcess(executor, std::move(pipes), tree, std::move(options.ledger)));
+    std::unique_ptr<ChildProcess> process(new ChildProcess(executor, std::move(pipes), tree, options.ledger));
     child.keep();
     return process;
   } catch (...) {
@@ -262,13 +268,15 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(LaunchOptions options, const 
 ChildProcess::ChildProcess(const any_io_executor& executor, Pipes pipes, ProcessTree tree,
                            std::shared_ptr<ProcessLedger> ledger)
     : standardInput_(executor),
-      standardOutput_(executor, pipes.output.release()),
+      standardOutput_(executor),
       standardError_(executor),
-      processDescriptor_(executor, pipes.process.release()),
+      processDescriptor_(executor),
       tree_(std::move(tree)),
       ledger_(std::move(ledger)) {
-  if (pipes.input) standardInput_.assign(pipes.input.release());
-  if (pipes.error) standardError_.assign(pipes.error.release());
+  hand(standardInput_, pipes.input);
+  hand(standardOutput_, pipes.output);
+  hand(standardError_, pipes.error);
+  hand(processDescriptor_, pipes.process);
 }
 
 ChildProcess::~ChildProcess() {
