@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -24,6 +25,9 @@ constexpr Log kLog("com.ravant.platform", "ProcessLedger");
 constexpr std::string_view kWillStart = "will-start";
 constexpr std::string_view kStarted = "started";
 constexpr std::string_view kEnded = "ended";
+constexpr std::string_view kPostponed = "postponed";
+
+constexpr std::chrono::minutes kPostponement{10};
 
 [[noreturn]] void fail(int error, const std::filesystem::path& file) {
   throw std::system_error(error, std::generic_category(), file.string());
@@ -87,9 +91,19 @@ std::vector<ProcessTree> treesLeft(const std::string& contents, const std::strin
   std::vector<ProcessTree> left;
   for (auto& [token, tree] : trees) {
     tree.detachedUntil = ticksSinceBoot();
+    tree.isOfAnother = true;
     left.push_back(tree);
   }
   return left;
+}
+
+/// Also where nobody can see it.
+bool isAnyAlive(const std::vector<ProcessTree>& trees) {
+  try {
+    return !liveProcesses(trees).empty();
+  } catch (const std::system_error&) {
+    return true;
+  }
 }
 
 }  // namespace
@@ -138,10 +152,61 @@ std::vector<std::string> ProcessLedger::deadOwners() const {
 }
 
 TreeEnd ProcessLedger::recover(std::string_view owner) const {
+  return recover(std::vector{std::string(owner)}).empty() ? TreeEnd::complete : TreeEnd::survivorsLeft;
+}
+
+std::vector<std::string> ProcessLedger::recover(const std::vector<std::string>& owners) const {
+  std::map<std::string, std::vector<ProcessTree>> treesOf;
+  std::vector<ProcessTree> all;
+  for (const std::string& owner : owners) {
+    std::vector<ProcessTree> trees = treesOfDead(owner);
+    if (trees.empty()) continue;
+    all.insert(all.end(), trees.begin(), trees.end());
+    treesOf.emplace(owner, std::move(trees));
+  }
+  std::vector<std::string> left;
+  if (all.empty() || endTreesBlocking(all) == TreeEnd::complete) return left;
+  for (const auto& [owner, trees] : treesOf) {
+    if (isAnyAlive(trees)) left.push_back(owner);
+  }
+  return left;
+}
+
+std::vector<ProcessIdentity> ProcessLedger::leftBy(std::string_view owner) const {
+  const std::vector<ProcessTree> trees = treesOfDead(owner);
+  return trees.empty() ? std::vector<ProcessIdentity>() : liveProcesses(trees);
+}
+
+std::vector<ProcessTree> ProcessLedger::treesOfDead(std::string_view owner) const {
   const OwnerFile file = lookUp(folder_, owner);
-  if (file.state != OwnerFile::State::dead) return TreeEnd::complete;
-  const std::vector<ProcessTree> trees = treesLeft(contentsOf(file.lock, folder_ / owner), boot_);
-  return trees.empty() ? TreeEnd::complete : endTreesBlocking(trees);
+  if (file.state != OwnerFile::State::dead) return {};
+  return treesLeft(contentsOf(file.lock, folder_ / owner), boot_);
+}
+
+void ProcessLedger::postpone(std::string_view owner) const {
+  if (lookUp(folder_, owner).state != OwnerFile::State::dead) return;
+  const std::filesystem::path path = folder_ / owner;
+  const UniqueFd file(::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+  const std::string line = fmt::format("\n{} {} {}\n", kPostponed, boot_, ticksSinceBoot());
+  if (!file || ::write(file.get(), line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
+    kLog.warning("it is not written down that processes could not be ended");
+  }
+}
+
+bool ProcessLedger::isPostponed(std::string_view owner) const {
+  const OwnerFile file = lookUp(folder_, owner);
+  if (file.state != OwnerFile::State::dead) return false;
+  std::istringstream lines(contentsOf(file.lock, folder_ / owner));
+  const auto most = static_cast<std::uint64_t>(std::chrono::seconds(kPostponement).count() * ::sysconf(_SC_CLK_TCK));
+  for (std::string line; std::getline(lines, line);) {
+    std::istringstream words(line);
+    std::string event;
+    std::string boot;
+    std::uint64_t at = 0;
+    const bool isRead = static_cast<bool>(words >> event >> boot >> at);
+    if (isRead && event == kPostponed && boot == boot_ && ticksSinceBoot() - at < most) return true;
+  }
+  return false;
 }
 
 void ProcessLedger::forget(std::string_view owner) const {
@@ -178,8 +243,10 @@ std::size_t ProcessLedger::running() {
   return running_.size();
 }
 
-int ProcessLedger::append(std::string_view line) {
+int ProcessLedger::append(std::string line) {
+  if (isTorn_) line.insert(0, "\n");
   const ssize_t written = ::write(file_.get(), line.data(), line.size());
+  if (written > 0) isTorn_ = written < static_cast<ssize_t>(line.size());
   return written == static_cast<ssize_t>(line.size()) ? 0 : (written < 0 ? errno : ENOSPC);
 }
 

@@ -45,6 +45,14 @@ class ProcessLedger {
   /// blocks, up to 3 s. Does nothing for one that is alive or forgotten; several processes may recover the same owner
   /// at once.
   TreeEnd recover(std::string_view owner) const;
+  /// The same for several at once, within the same time. Answers those of which something is left.
+  std::vector<std::string> recover(const std::vector<std::string>& owners) const;
+  /// What runs of a dead owner; nothing of one that is alive or forgotten.
+  std::vector<ProcessIdentity> leftBy(std::string_view owner) const;
+  /// Writes down that ending what a dead owner left was tried in vain, so that it need not be tried again soon.
+  void postpone(std::string_view owner) const;
+  /// For ten minutes after `postpone`, until the machine starts anew.
+  bool isPostponed(std::string_view owner) const;
   /// Removes the file of a dead owner, once everything that refers to it has been repaired.
   void forget(std::string_view owner) const;
 
@@ -59,13 +67,15 @@ class ProcessLedger {
  private:
   ProcessLedger(std::filesystem::path folder, std::string owner);
   void makeFile();
-  int append(std::string_view line);  // 0 or errno
+  std::vector<ProcessTree> treesOfDead(std::string_view owner) const;
+  int append(std::string line);  // 0 or errno
 
   const std::filesystem::path folder_;
   const std::string owner_;
   const std::string boot_;  ///< tells this run of the machine from others; empty where it cannot be known
   std::mutex mutex_;
   UniqueFd file_;
+  bool isTorn_ = false;  ///< whether the file ends within a line
   std::error_code fault_;
   std::set<std::string> running_;  ///< tokens
 };

@@ -33,13 +33,12 @@ constexpr auto kPauseKilling = 5ms;
 // A process that is just becoming another program has no environment to be found by.
 constexpr int kEmptyWalks = 2;
 
-/// The members of a session keep its number from being used again, so it stands for another one only if its leader is
-/// another process.
-bool isOfSession(const ProcessRecord& record, const ProcessIdentity& root, const std::vector<ProcessRecord>& records) {
-  if (record.identity == root) return true;
-  if (record.session != root.pid && record.group != root.pid) return false;
-  const auto leader = std::ranges::find(records, root.pid, [](const auto& other) { return other.identity.pid; });
-  return leader == records.end() || leader->identity == root;
+bool hasToken(const ProcessRecord& record, const ProcessTree& tree) {
+  return !tree.token.empty() && processVariable(record.identity.pid, kProcessTokenVariable).contains(tree.token);
+}
+
+bool hasNumber(const ProcessRecord& record, pid_t session) {
+  return record.session == session || record.group == session;
 }
 
 bool answersTermination(const ProcessIdentity& process) {
@@ -85,7 +84,7 @@ class TreeWalk {
     };
     attached_ = take([&](const ProcessRecord& record) {
       return isKnown(record, Part::attached) || std::ranges::any_of(trees, [&](const ProcessTree& tree) {
-               return tree.root && isOfSession(record, *tree.root, records_);
+               return tree.root && isOfSession(record, tree, known);
              });
     });
     takeDescendants(attached_);
@@ -110,6 +109,19 @@ class TreeWalk {
     std::vector<ProcessIdentity> identities;
     for (const ProcessRecord& record : records) identities.push_back(record.identity);
     return identities;
+  }
+
+  /// The members of a session keep its number from being used again, so it stands for another one only if its leader is
+  /// another process, or was one.
+  bool isOfSession(const ProcessRecord& record, const ProcessTree& tree, const Identities& known) const {
+    const ProcessIdentity& root = *tree.root;
+    if (record.identity == root) return true;
+    if (!hasNumber(record, root.pid)) return false;
+    const auto leader = std::ranges::find(records_, root.pid, [](const auto& other) { return other.identity.pid; });
+    if (leader != records_.end()) return leader->identity == root;
+    return !tree.isOfAnother || std::ranges::any_of(records_, [&](const ProcessRecord& member) {
+      return hasNumber(member, root.pid) && (known.contains(member.identity) || hasToken(member, tree));
+    });
   }
 
   static const ProcessTree* treeOf(const ProcessRecord& record, const std::vector<ProcessTree>& trees) {

@@ -23,6 +23,9 @@ struct ProcessTree {
   /// What had detached itself when this tick since boot was over is no part of the tree, nor what hangs on it: what is
   /// in another session than the root and descends from nothing that is in the root's.
   std::optional<std::uint64_t> detachedUntil = {};
+  /// Of a program that is no more: nobody has seen the root end, and its pid can be another's by now. Once it is gone,
+  /// a session with its number belongs to the tree only with a member that has the token.
+  bool isOfAnother = false;
 };
 
 /// What of the trees is running (zombies are not). Never pid 1, this process, or a member of its session. Throws

@@ -3,11 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
+#include <fstream>
 #include <functional>
+#include <iterator>
 
 #include "platform/text/uuid.hpp"
 #include "tests/support/descriptors.hpp"
@@ -198,6 +202,77 @@ TEST_F(ProcessLedgerTest, doesNotTakeAnotherProcessForAChild) {
   EXPECT_TRUE(isAlive(identity.pid));
   EXPECT_EQ(ledger_->recover(writtenDown(identity, boot)), TreeEnd::complete);
   EXPECT_FALSE(isAlive(identity.pid));
+}
+
+TEST_F(ProcessLedgerTest, endsASessionWhoseLeaderIsGoneOnlyByItsToken) {
+  asio::io_context loop;
+  const auto child = ChildProcess::launch(script("sleep 1000 >/dev/null 2>&1 & echo $!", nullptr), loop.get_executor());
+  const ProcessIdentity leader = processIdentity(child->pid()).value();
+  std::string line(16, '\0');
+  const pid_t member = std::stoi(line.substr(0, child->standardOutput().read_some(asio::buffer(line))));
+  run(child->waitForExit(), loop);
+  ASSERT_FALSE(processIdentity(leader.pid));
+  std::string boot;
+  std::ifstream("/proc/sys/kernel/random/boot_id") >> boot;
+  const auto recovered = [&](const std::string& token) {
+    const std::string owner = Uuid::random().text();
+    folder_.write("state/processes/" + owner,
+                  fmt::format("will-start {0}\nstarted {0} {1} {2} {3}\n", token, leader.pid, leader.startTime, boot));
+    return ledger_->recover(owner);
+  };
+  EXPECT_EQ(recovered(Uuid::random().text()), TreeEnd::complete);
+  EXPECT_TRUE(isAlive(member)) << "it is in another session with the same number";
+  const std::string tokens = processVariable(member, kProcessTokenVariable);
+  const std::string own = tokens.substr(tokens.rfind(':') + 1);
+  EXPECT_EQ(recovered(own.substr(0, own.find('@'))), TreeEnd::complete);
+  EXPECT_FALSE(isAlive(member));
+}
+
+TEST_F(ProcessLedgerTest, recoversSeveralOwnersInTheTimeOfOne) {
+  const std::vector<std::string> owners = {deadOwnerOf(kStubborn, 3), deadOwnerOf(kStubborn, 3),
+                                           deadOwnerOf(kStubborn, 3)};
+  const auto began = std::chrono::steady_clock::now();
+  EXPECT_THAT(ledger_->recover(owners), IsEmpty());
+  EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(4)) << "one takes 1.5 s at least";
+  EXPECT_THAT(pids_, testing::Each(testing::Not(testing::Truly(isAlive))));
+}
+
+TEST_F(ProcessLedgerTest, aVainTryIsKnownToTheNextStartForAWhile) {
+  const std::string owner = deadOwnerOf("echo $$; exec sleep 1000", 1);
+  EXPECT_THAT(ledger_->leftBy(owner), testing::SizeIs(1));
+  EXPECT_FALSE(ledger_->isPostponed(owner));
+  ledger_->postpone(owner);
+  EXPECT_TRUE(ProcessLedger::open(ledgers_)->isPostponed(owner));
+  EXPECT_THAT(ledger_->leftBy(owner), testing::SizeIs(1)) << "what was written down is still there";
+  EXPECT_EQ(ledger_->recover(owner), TreeEnd::complete);
+  EXPECT_THAT(ledger_->leftBy(owner), IsEmpty());
+
+  std::string boot;
+  std::ifstream("/proc/sys/kernel/random/boot_id") >> boot;
+  const std::uint64_t longAgo = ticksSinceBoot() - 601 * static_cast<std::uint64_t>(::sysconf(_SC_CLK_TCK));
+  const std::string earlier = Uuid::random().text();
+  folder_.write("state/processes/" + earlier, fmt::format("postponed {} {}\npostponed {} {}\n", boot, longAgo,
+                                                          Uuid::random().text(), ticksSinceBoot()));
+  EXPECT_FALSE(ledger_->isPostponed(earlier));
+}
+
+TEST_F(ProcessLedgerTest, aLineThatWasCutSpoilsNoOther) {
+  const std::filesystem::path file = ledgers_ / ledger_->owner();
+  const std::string whole = Uuid::random().text();
+  struct rlimit usual{};
+  ASSERT_EQ(::getrlimit(RLIMIT_FSIZE, &usual), 0);
+  const auto handler = ::signal(SIGXFSZ, SIG_IGN);
+  const struct rlimit small{.rlim_cur = 20, .rlim_max = usual.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_THROW(ledger_->willStart(Uuid::random().text()), std::system_error);
+  ASSERT_EQ(::setrlimit(RLIMIT_FSIZE, &usual), 0);
+  ::signal(SIGXFSZ, handler);
+  ASSERT_EQ(std::filesystem::file_size(file), 20U);
+  ledger_->willStart(whole);
+  std::ifstream written(file);
+  const std::string text(std::istreambuf_iterator<char>(written), {});
+  EXPECT_THAT(text, testing::EndsWith("\nwill-start " + whole + "\n"));
+  ledger_->ended(whole);
 }
 
 TEST_F(ProcessLedgerTest, itsFileIsGoneOnceNothingIsRunning) {
