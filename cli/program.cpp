@@ -7,6 +7,7 @@
 #include <boost/asio/io_context.hpp>
 #include <cstdio>
 #include <filesystem>
+#include <thread>
 
 #include "cli/command/command_line.hpp"
 #include "cli/manual/help.hpp"
@@ -58,6 +59,23 @@ awaitable<ExitStatus> runCommand(CommandContext& context, const Command& command
   co_return status;
 }
 
+/// Runs the loop on a thread of its own for as long as the interface thread blocks.
+class LoopMeanwhile {
+ public:
+  explicit LoopMeanwhile(asio::io_context& loop) : loop_(loop), thread_([&loop] { loop.run(); }) {}
+  ~LoopMeanwhile() {
+    loop_.stop();
+    thread_.join();
+    loop_.restart();
+  }
+  LoopMeanwhile(const LoopMeanwhile&) = delete;
+  LoopMeanwhile& operator=(const LoopMeanwhile&) = delete;
+
+ private:
+  asio::io_context& loop_;
+  std::thread thread_;
+};
+
 ExitStatus execute(const Command& command, Arguments arguments, Output& output) {
   if (arguments.has("--verbose")) logToStandardError();
   asio::io_context interfaceLoop;
@@ -66,11 +84,14 @@ ExitStatus execute(const Command& command, Arguments arguments, Output& output) 
                          .format = arguments.has("--json") ? OutputFormat::json : OutputFormat::text,
                          .output = output,
                          .interruption = interruption};
-  if (command.needs == Needs::application) context.openApplication = Application::open(context.locations);
+  asio::co_spawn(interfaceLoop, interruption.watch(), [](std::exception_ptr) {});
+  if (command.needs == Needs::application) {
+    const LoopMeanwhile signals(interfaceLoop);
+    context.openApplication = Application::open(context.locations);
+  }
 
   std::exception_ptr error;
   ExitStatus status = ExitStatus::failed;
-  asio::co_spawn(interfaceLoop, interruption.watch(), [](std::exception_ptr) {});
   asio::co_spawn(interfaceLoop, runCommand(context, command, std::move(arguments)),
                  [&](std::exception_ptr thrown, ExitStatus reached) {
                    error = thrown;
