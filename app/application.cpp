@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <set>
 #include <system_error>
 #include <utility>
 
@@ -80,24 +81,33 @@ Application::~Application() = default;
 
 void Application::openStore() {
   // Processes first: one that is still running could write to what is repaired behind it.
-  const std::vector<std::string> dead = processes_->deadOwners();
-  std::vector<std::string> over;
-  for (const std::string& owner : dead) {
-    kLog.warning("ending what process {} left running", owner);
-    if (processes_->recover(owner) == TreeEnd::complete) {
-      over.push_back(owner);
+  std::vector<std::string> dead;
+  std::set<std::string> stillRunning;
+  for (const std::string& owner : processes_->deadOwners()) {
+    if (processes_->isPostponed(owner)) {
+      stillRunning.insert(owner);
     } else {
-      kLog.error("some of it could not be ended; the next start tries again");
+      kLog.warning("ending what process {} left running", owner);
+      dead.push_back(owner);
     }
   }
+  const std::vector<std::string> survived = processes_->recover(dead);
+  stillRunning.insert(survived.begin(), survived.end());
   modelContainer_ = ModelContainer::open({.folder = locations_.dataFolder,
                                           .work = executors_.work(),
                                           .clock = std::make_shared<SystemClock>(),
                                           .processes = processes_},
                                          dead.empty() ? ModelContainer::Check::usual : ModelContainer::Check::thorough);
   try {
-    endInterruptedRuns(modelContainer_);
-    for (const std::string& owner : over) processes_->forget(owner);
+    endInterruptedRuns(modelContainer_, stillRunning);
+    for (const std::string& owner : dead) {
+      if (!stillRunning.contains(owner)) {
+        processes_->forget(owner);
+        continue;
+      }
+      kLog.error("some of what process {} left could not be ended; it is tried again later", owner);
+      processes_->postpone(owner);
+    }
   } catch (const std::exception& error) {
     if (!isForWantOfWriting(error) && !isForAnotherWriter(error)) throw;
     kLog.warning("interrupted runs are not ended: {}", error.what());

@@ -129,12 +129,10 @@ void Doctor::examineDataFolder() {
     } else {
       recorder_ = processes_;
     }
-    for (const std::string& owner : processes_->deadOwners()) {
-      ++findings_.store.leftovers;
-      if (processes_->recover(owner) != TreeEnd::complete) {
-        add("an agent that a killed Ravant left running could not be ended",
-            "end it yourself: see ravant process list");
-      }
+    const std::vector<std::string> dead = processes_->deadOwners();
+    findings_.store.leftovers += dead.size();
+    for (std::size_t left = processes_->recover(dead).size(); left > 0; --left) {
+      add("an agent that a killed Ravant left running could not be ended", "end it yourself: see ravant process list");
     }
   } catch (const std::system_error& error) {
     add(error.what(), "make the folder writable, or choose another one with --data-dir");

@@ -1,8 +1,12 @@
 #include "core/store/conversation_item_model_actor.hpp"
 
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
 #include <algorithm>
 #include <span>
 
+#include "core/agent_runner_error.hpp"
 #include "core/store/item_table.hpp"
 #include "core/store/run_table.hpp"
 #include "core/store/transcript_editor.hpp"
@@ -155,7 +159,16 @@ class ConversationItemOperations {
       const auto conversation = conversations_.find(id);
       return conversation ? runs_.ownerOf(*conversation) : std::nullopt;
     });
-    if (owner) store_.container().processes().recover(*owner);  // does nothing for one that lives
+    if (!owner) return;
+    const ProcessLedger& processes = store_.container().processes();
+    if (processes.recover(*owner) == TreeEnd::complete) return;  // nothing to do for one that lives
+    std::vector<pid_t> left;
+    for (const ProcessIdentity& process : processes.leftBy(*owner)) left.push_back(process.pid);
+    if (left.empty()) return;
+    throw PromptRefusedError(
+        fmt::format("an earlier prompt of this conversation still runs and could not be ended (processes {}); end it "
+                    "yourself: see \"ravant process list\" and \"ravant process end\"",
+                    fmt::join(left, ", ")));
   }
 
   static void logUnknown(std::string_view words, ConversationId id) { kLog.error("{} {}", words, id.text()); }

@@ -92,7 +92,7 @@ void RunTable::endInterrupted(ConversationId id, ConversationRow conversation, c
   kLog.warning("ended the interrupted run of conversation {}", id.text());
 }
 
-void RunTable::endInterrupted(Changes& changes) {
+void RunTable::endInterrupted(Changes& changes, const std::set<std::string>& stillRunning) {
   struct Run {
     ConversationId id;
     ConversationRow conversation;
@@ -102,7 +102,7 @@ void RunTable::endInterrupted(Changes& changes) {
   {
     auto row = all_.query();
     while (row.step()) {
-      if (store_.container().processes().isAlive(row.text(0))) continue;
+      if (store_.container().processes().isAlive(row.text(0)) || stillRunning.contains(readText(row, 0))) continue;
       dead.push_back({readId<ConversationId>(row, 1), ConversationRow(row.int64(2)), readText(row, 0)});
     }
   }
@@ -140,20 +140,23 @@ bool LivingRuns::isOneAlive(sqlite::Query runs) {
   return false;
 }
 
-void endInterruptedRuns(std::shared_ptr<ModelContainer> modelContainer) {
+void endInterruptedRuns(std::shared_ptr<ModelContainer> modelContainer, const std::set<std::string>& stillRunning) {
   StoreConnection store(std::move(modelContainer));
   auto owners = store.prepare("SELECT DISTINCT owner FROM run");
   const bool isOneDead = store.read([&] {
     auto row = owners.query();
     while (row.step()) {
-      if (!store.container().processes().isAlive(row.text(0))) return true;
+      const std::string owner = readText(row, 0);
+      if (!store.container().processes().isAlive(owner) && !stillRunning.contains(owner)) return true;
     }
     return false;
   });
   if (!isOneDead) return;
   ItemTable items(store);
   RunTable runs(store, items);
-  store.write(Durability::powerCut, [&](Changes& changes) { runs.endInterrupted(changes); }, FullDisk::takesReserve);
+  store.write(
+      Durability::powerCut, [&](Changes& changes) { runs.endInterrupted(changes, stillRunning); },
+      FullDisk::takesReserve);
 }
 
 }  // namespace ravant

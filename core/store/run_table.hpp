@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 
 #include "core/store/item_table.hpp"
@@ -28,8 +29,8 @@ class RunTable {
   void end(ConversationId id, ConversationRow conversation, const RunEnd& how, Changes& changes);
 
   /// Ends every run whose process is dead: its running tool calls fail, and its prompt and a failure item say that
-  /// the run was interrupted.
-  void endInterrupted(Changes& changes);
+  /// the run was interrupted. Not those of the owners some of whose processes could not be ended.
+  void endInterrupted(Changes& changes, const std::set<std::string>& stillRunning);
 
  private:
   void end(ConversationId id, ConversationRow conversation, const std::string& owner, const RunEnd& how,
@@ -71,6 +72,6 @@ class LivingRuns {
 
 /// `RunTable::endInterrupted` as an operation by itself, for the start of a program. Writes nothing, and waits for no
 /// writer, where no run's process is dead. Blocks. Throws `StoreError`.
-void endInterruptedRuns(std::shared_ptr<ModelContainer> modelContainer);
+void endInterruptedRuns(std::shared_ptr<ModelContainer> modelContainer, const std::set<std::string>& stillRunning = {});
 
 }  // namespace ravant
