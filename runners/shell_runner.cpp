@@ -75,6 +75,7 @@ awaitable<void> ShellRunner::send(AgentRunRequest request) {
     try {
       // What an earlier command still says stands in the transcript before the new prompt.
       co_await awaitCommandEnd(options_.commandEndLimit);
+      shell_.leaveDetached();
       if (command_) co_await stop();
       co_await prompt->writer.record(
           prompt->request.prompt, type_, [prompt] { return prompt->isCancelled; }, [&] { return runTurn(prompt); });
@@ -123,6 +124,8 @@ awaitable<void> ShellRunner::prepareShell(std::shared_ptr<Prompt> prompt) {
 awaitable<std::shared_ptr<ShellRunner::Command>> ShellRunner::startCommand(std::shared_ptr<Prompt> prompt,
                                                                            AgentCommand line) {
   shell_.drainStderr();
+  // What the start-up files detached is not this prompt's.
+  shell_.leaveDetached();
   const auto command =
       std::make_shared<Command>(Command{.prompt = prompt,
                                         .endMarker = line.sentinel,
@@ -171,12 +174,14 @@ void ShellRunner::startReading(std::shared_ptr<Command> command) {
 awaitable<void> ShellRunner::readCommand(std::shared_ptr<Command> command) {
   try {
     co_await readLines(command);
-    if (command->state == Command::State::late) co_await command->prompt->writer.endLate();
-    co_return;
+    if (command->state != Command::State::late) co_return;
+    shell_.leaveDetached();
+    co_return co_await command->prompt->writer.endLate();
   } catch (const std::exception& error) {
     kLog.error("the agent's output could not be taken in: {}", error.what());
     command->error = std::current_exception();
   }
+  if (!command->prompt->isCancelled) shell_.leaveDetached();
   // The agent still runs; nobody would read or end its command.
   co_await shell_.shutdown();
 }
@@ -270,7 +275,7 @@ awaitable<void> ShellRunner::stop() {
 }
 
 void ShellRunner::endShellWhenIdle() {
-  if (!isIdle() || !shell_.isRunning()) return;
+  if (!isIdle() || !shell_.isHeld()) return;
   idle_.expires_after(options_.idleLimit);
   idle_.async_wait([self = weak_from_this(), this](boost::system::error_code error) {
     const auto alive = self.lock();
@@ -280,7 +285,7 @@ void ShellRunner::endShellWhenIdle() {
 }
 
 awaitable<void> ShellRunner::endIdleShell() {
-  if (!isIdle() || !shell_.isRunning()) co_return;
+  if (!isIdle() || !shell_.isHeld()) co_return;
   kLog.info("the shell of a conversation is ended after idle time");
   shell_.leaveDetached();
   co_await stop();

@@ -313,8 +313,10 @@ std::string ShellSession::drainStderr() { return shell_ ? shell_->drainStandardE
 
 bool ShellSession::isRunning() { return shell_ && !shell_->isEnding && shell_->child->isRunning(); }
 
+bool ShellSession::isHeld() const { return shell_ && !shell_->isEnding; }
+
 void ShellSession::leaveDetached() {
-  if (shell_) shell_->child->leaveDetached();
+  if (isHeld()) shell_->child->leaveDetached();
 }
 
 awaitable<void> ShellSession::endDetached() {

@@ -70,8 +70,10 @@ class ShellSession {
   /// StderrCollector.
   std::string drainStderr();
   bool isRunning();
+  /// Whether there is a shell that nobody ends, even one that has gone: what was started in it is to be ended.
+  bool isHeld() const;
 
-  /// What agents have detached up to now goes on when the shell ends (see ChildProcess).
+  /// What agents have detached up to now goes on when the shell ends (see ChildProcess). Too late once it is ended.
   void leaveDetached();
   /// Ends what they have detached since; the shell goes on.
   awaitable<void> endDetached();

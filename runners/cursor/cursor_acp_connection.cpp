@@ -197,6 +197,7 @@ void CursorAcpRunner::Connection::closeWhenIdle() {
     const auto self = weak.lock();
     if (error || !self || self->prompt_ || !self->rpc_) return;
     kLog.info("the agent is ended after idle time");
+    self->leaveDetached();
     asio::co_spawn(self->strand_, [rpc = self->rpc_] { return rpc->close(); }, [](std::exception_ptr) {});
   });
 }

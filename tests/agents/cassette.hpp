@@ -18,6 +18,7 @@ namespace ravant::test {
 ///     expect-argument TEXT   fails unless the agent was given it
 ///     wait NAME              goes on once the test has called FakeAgent::release
 ///     spawn-orphan           leaves a process behind, in a session of its own, that ignores SIGTERM
+///     spawn-detached         leaves one that does not descend from the agent any more
 ///     kill-self, kill-shell  by SIGKILL
 ///     hang                   until killed
 ///     exit STATUS

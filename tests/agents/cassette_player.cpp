@@ -2,6 +2,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/inotify.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -114,6 +115,7 @@ class Player {
     }
     if (verb == "receive-reply") return receiveReply(rest);
     if (verb == "spawn-orphan") return spawnOrphan();
+    if (verb == "spawn-detached") return spawnDetached();
     if (verb == "kill-self") return kill(::getpid());
     if (verb == "kill-shell") return kill(::getppid());
     if (verb == "hang") hang();
@@ -210,6 +212,15 @@ class Player {
     static_cast<void>(::read(ready[0], &nothing, 1));
     ::close(ready[0]);
     noteProcess(orphan);
+  }
+
+  void spawnDetached() const {
+    const pid_t between = ::fork();
+    if (between == 0) {
+      spawnOrphan();
+      ::_exit(0);
+    }
+    ::waitpid(between, nullptr, 0);
   }
 
   void noteProcess(pid_t pid) const { std::ofstream(state_ / "processes", std::ios::app) << pid << '\n'; }

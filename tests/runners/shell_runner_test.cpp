@@ -2,14 +2,19 @@
 
 #include <fmt/format.h>
 #include <gmock/gmock.h>
+#include <signal.h>
+
+#include <boost/asio/experimental/awaitable_operators.hpp>
 
 #include "runners/claude/claude_code_shell_runner.hpp"
 #include "runners/pi/pi_shell_runner.hpp"
 #include "tests/agents/runner_bench.hpp"
+#include "tests/support/processes.hpp"
 
 namespace ravant::test {
 namespace {
 
+using namespace asio::experimental::awaitable_operators;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -84,6 +89,54 @@ TEST_P(ShellRunnerTest, anIdleShellIsEndedAndTheNextPromptResumes) {
   bench.await(untilGone(replying_.processes()));
   EXPECT_EQ(bench.send(program, "two"), "finished") << "the session is resumed";
   EXPECT_THAT(bench.texts(), ElementsAre("one", "First reply.", "two", "Second reply."));
+}
+
+TEST_P(ShellRunnerTest, aShellThatEndedWhileNothingRanIsGivenUpToo) {
+  EXPECT_EQ(bench_.send(replying_.program(1), "prompt"), "finished");
+  const std::ptrdiff_t held = openDescriptors();
+  const pid_t shell = replying_.processes().front();
+  ::kill(shell, SIGKILL);
+  bench_.await(untilGone({shell}));
+  bench_.await(bench_.release());
+  EXPECT_LT(openDescriptors(), held);
+}
+
+/// What an agent detached on purpose is still there in the end, and nothing else of it.
+class DetachingAgentTest : public testing::Test {
+ protected:
+  void expectOneSurvivor() {
+    const std::vector<pid_t> survivors = survivorsOf(detaching_);
+    EXPECT_THAT(survivors, ElementsAre(detaching_.processes().back()));
+    for (const pid_t pid : survivors) ::kill(pid, SIGKILL);
+  }
+
+  FakeAgent detaching_{fmt::format("{}/agents/claude/detaches.cassette", RAVANT_TESTS_DIR)};
+  FakeAgent hanging_{fmt::format("{}/agents/claude/hang.cassette", RAVANT_TESTS_DIR)};
+  RunnerBench bench_{AgentType::claude, makeImpatient({.type = AgentType::claude, .idleLimit = 60s})};
+};
+
+TEST_F(DetachingAgentTest, itsServerOutlivesAPromptThatCannotBeStored) {
+  const auto whileWorking = [&]() -> awaitable<void> {
+    co_await bench_.untilTranscriptHas("Working.");
+    bench_.loseConversation();
+    detaching_.release("more");
+  };
+  EXPECT_THAT(bench_.await(bench_.outcomeOf(bench_.request(detaching_.program(1), "prompt")) && whileWorking()),
+              testing::HasSubstr("the conversation was deleted"));
+  expectOneSurvivor();
+}
+
+TEST_F(DetachingAgentTest, whatItDetachesLateIsNotOfTheNextPrompt) {
+  EXPECT_EQ(bench_.send(detaching_.program(2), "first"), "finished");
+  detaching_.release("late");
+  bench_.await(bench_.untilTranscriptHas("Late."));
+  const auto cancelWhileWorking = [&]() -> awaitable<void> {
+    co_await bench_.untilTranscriptHas("Working.");
+    co_await bench_.cancel();
+  };
+  bench_.await(bench_.outcomeOf(bench_.request(hanging_.program(), "second")) && cancelWhileWorking());
+  EXPECT_THAT(survivorsOf(hanging_), IsEmpty());
+  expectOneSurvivor();
 }
 
 INSTANTIATE_TEST_SUITE_P(Agents, ShellRunnerTest, testing::Values(AgentType::claude, AgentType::pi),
