@@ -19,7 +19,7 @@ namespace {
 constexpr Log kLog("com.ravant.runners", "RpcConnection");
 constexpr std::string_view kGivenUp = "the agent was ended: it does not read what it is sent";
 constexpr std::size_t kTogether = 512 * 1024;         // bytes of lines
-constexpr std::size_t kMostUnread = 4 * 1024 * 1024;  // bytes that wait for the program to read them
+constexpr std::size_t kMostUnread = 4 * 1024 * 1024;  // bytes of answers that wait for the program to read them
 
 }  // namespace
 
@@ -174,7 +174,7 @@ void RpcConnection::take(const std::string& line, RpcListener& listener, std::ve
                           },
                           [&](const RpcNotification& notification) { listener.onNotification(notification, line); },
                           [&](const RpcRequest& request) {
-                            write(JsonRpcPeer::response(request.id, listener.onRequest(request)));
+                            answer(JsonRpcPeer::response(request.id, listener.onRequest(request)));
                           }},
                message);
   }
@@ -187,10 +187,15 @@ void RpcConnection::announce(const RpcReply& reply) {
 }
 
 void RpcConnection::write(std::string line) {
-  if (outbox_.size() > kMostUnread) return giveUp();
   outbox_ += line;
   if (std::exchange(isWriting_, true)) return;
   asio::co_spawn(strand_, [self = shared_from_this()] { return self->writeOutbox(); }, [](std::exception_ptr) {});
+}
+
+void RpcConnection::answer(std::string line) {
+  if (answerBytes_ > kMostUnread) return giveUp();
+  answerBytes_ += line.size();
+  write(std::move(line));
 }
 
 void RpcConnection::giveUp() {
@@ -202,7 +207,10 @@ void RpcConnection::giveUp() {
 awaitable<void> RpcConnection::writeOutbox() {
   bool isBroken = false;
   try {
-    while (!outbox_.empty()) co_await shell_.writeStdin(std::exchange(outbox_, {}));
+    while (!outbox_.empty()) {
+      answerBytes_ = 0;
+      co_await shell_.writeStdin(std::exchange(outbox_, {}));
+    }
   } catch (const std::system_error& error) {
     kLog.error("nothing more can be written to the agent: {}", error.what());
     isBroken = true;

@@ -96,8 +96,9 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
   awaitable<void> readLines(std::shared_ptr<RpcListener> listener);
   void take(const std::string& line, RpcListener& listener, std::vector<RpcReply>& replies);
   void announce(const RpcReply& reply);
-  /// Ends the program where it leaves too much unread.
   void write(std::string line);
+  /// Ends the program where it asks without reading the answers.
+  void answer(std::string line);
   void giveUp();
   awaitable<void> writeOutbox();
 
@@ -106,8 +107,9 @@ class RpcConnection : public std::enable_shared_from_this<RpcConnection> {
   JsonRpcPeer peer_;
   Signal changed_;  ///< after any change of the state below
   std::map<RpcRequestId, std::shared_ptr<Waiter>> pending_;
-  std::string outbox_;     ///< what the program has not begun to read
-  std::string lastWords_;  ///< on standard error, of a program that has ended
+  std::string outbox_;           ///< what the program has not begun to read
+  std::size_t answerBytes_ = 0;  ///< of it, those that the program's own requests led to
+  std::string lastWords_;        ///< on standard error, of a program that has ended
   bool isWriting_ = false;
   bool isGivenUp_ = false;
   bool isReading_ = false;
