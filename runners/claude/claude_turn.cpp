@@ -108,7 +108,7 @@ void ClaudeTurn::ingestClaudeResultLine(const claude::ResultLine& result, std::s
   }
   if (std::exchange(isOver_, true)) return showHeldBack(actions);
   correctOutputCount(result, actions);
-  if (result.isUnknownSession && sessionId_) {
+  if (result.isUnknownSession && resumedSessionId_) {
     // The prompt is given again: the turn has no end here.
     isSessionUnknown_ = true;
     return;

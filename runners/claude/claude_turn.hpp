@@ -15,8 +15,9 @@ namespace ravant {
 /// failed result repeats it.
 class ClaudeTurn final : public AgentTurn {
  public:
+  /// `sessionId`: the one that is resumed.
   ClaudeTurn(std::optional<std::string> sessionId, std::optional<std::int64_t> contextWindow)
-      : sessionId_(std::move(sessionId)), contextWindow_(contextWindow) {}
+      : resumedSessionId_(std::move(sessionId)), sessionId_(resumedSessionId_), contextWindow_(contextWindow) {}
 
   std::vector<turn::Action> onLine(std::string_view line) override;
   std::vector<turn::Action> onCommandEnd() override;
@@ -35,7 +36,8 @@ class ClaudeTurn final : public AgentTurn {
   void append(turn::AppendAgentMessage message, Actions& actions);
 
   JsonLineParser parser_;
-  std::optional<std::string> sessionId_;
+  std::optional<std::string> resumedSessionId_;
+  std::optional<std::string> sessionId_;  ///< the agent's newest
   std::optional<std::int64_t> contextWindow_;
   std::optional<turn::AppendAgentMessage> heldBack_;
   std::optional<turn::ApplyUsage> lastUsage_;

@@ -12,6 +12,14 @@ constexpr std::string_view kSyntheticModel = "<synthetic>";
 constexpr std::string_view kErrors = "error_";      // before the name of a result that is none
 constexpr std::string_view kLimits = "error_max_";  // of these, the ones that are limits
 
+/// An empty id is none.
+std::optional<std::string> sessionIdAt(const json::object& line) {
+  for (const std::string_view key : {"session_id", "thread_id"}) {
+    if (auto id = optionalTextAt(line, key); id && !id->empty()) return id;
+  }
+  return std::nullopt;
+}
+
 std::vector<AssistantBlock> assistantBlocks(const json::object& message) {
   std::vector<AssistantBlock> blocks;
   if (const auto text = stringAt(message, "content")) blocks.emplace_back(TextBlock{std::string(*text)});
@@ -102,8 +110,7 @@ std::optional<Line> parseLine(JsonLineParser& parser, std::string_view text,
   const json::object* line = asObject(parser.parse(text));
   if (!line) return std::nullopt;
 
-  Line parsed{.sessionId = optionalTextAt(*line, "session_id")};
-  if (!parsed.sessionId) parsed.sessionId = optionalTextAt(*line, "thread_id");
+  Line parsed{.sessionId = sessionIdAt(*line)};
 
   const std::string_view type = stringAt(*line, "type").value_or(std::string_view());
   const json::object* message = objectAt(*line, "message");

@@ -69,7 +69,7 @@ struct ResultLine {
   std::string failure;                        ///< why the run failed
   std::optional<std::int64_t> outputTokens;   ///< of the whole run
   std::optional<std::int64_t> contextWindow;  ///< tokens
-  bool isUnknownSession = false;              ///< the session to resume does not exist any more
+  bool isUnknownSession = false;              ///< the failure says that there is no such session
 };
 
 struct Line {
