@@ -85,11 +85,13 @@ void PiTurn::ingestPiTextDelta(const pi::TextDelta& delta, std::string_view line
 }
 
 void PiTurn::flushGrowingTexts(Actions& actions) {
-  for (auto& [place, growing] : std::exchange(growingTexts_, {})) {
-    if (trimmed(growing.text).empty()) continue;
-    actions.emplace_back(turn::AppendAgentMessage{
-        .rawJSON = std::move(growing.line), .text = std::move(growing.text), .agentModel = growingModel_});
-  }
+  for (auto& [place, growing] : std::exchange(growingTexts_, {})) append(std::move(growing), actions);
+}
+
+void PiTurn::append(GrowingText growing, Actions& actions) {
+  if (trimmed(growing.text).empty()) return;
+  actions.emplace_back(turn::AppendAgentMessage{
+      .rawJSON = std::move(growing.line), .text = std::move(growing.text), .agentModel = growingModel_});
 }
 
 void PiTurn::flushUsage(Actions& actions) {
@@ -98,9 +100,9 @@ void PiTurn::flushUsage(Actions& actions) {
 
 void PiTurn::ingestPiMessageEnd(const pi::AssistantMessage& message, std::string_view line, Actions& actions) {
   if (message.model) growingModel_ = message.model;
-  // A message that broke off can end blank: what it had come to is what there is of it.
+  // A text that broke off can end blank: what it had come to is what there is of it.
   if (!hasText(message)) flushGrowingTexts(actions);
-  growingTexts_.clear();
+  auto growingTexts = std::exchange(growingTexts_, {});
   growingThoughts_.clear();
   for (const auto& block : message.blocks) {
     if (const auto* call = std::get_if<pi::ToolCallBlock>(&block)) {
@@ -112,8 +114,11 @@ void PiTurn::ingestPiMessageEnd(const pi::AssistantMessage& message, std::string
                                                       .input = call->arguments});
       continue;
     }
-    const std::string& text = std::get<pi::TextBlock>(block).text;
-    if (trimmed(text).empty()) continue;
+    const auto& [place, text] = std::get<pi::TextBlock>(block);
+    if (trimmed(text).empty()) {
+      append(std::exchange(growingTexts[place], {}), actions);
+      continue;
+    }
     actions.emplace_back(turn::AppendAgentMessage{.rawJSON = std::string(line),
                                                   .text = text,
                                                   .agentModel = message.model,

@@ -35,6 +35,7 @@ class PiTurn final : public AgentTurn {
 
   void ingestPiTextDelta(const pi::TextDelta& delta, std::string_view line, Actions& actions);
   void flushGrowingTexts(Actions& actions);
+  void append(GrowingText growing, Actions& actions);
   void flushUsage(Actions& actions);
   void ingestPiMessageEnd(const pi::AssistantMessage& message, std::string_view line, Actions& actions);
   void ingestPiToolEnd(const pi::ToolResult& result, Actions& actions);

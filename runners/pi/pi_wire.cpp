@@ -17,12 +17,12 @@ AssistantMessage parseAssistant(const json::object& message) {
   AssistantMessage parsed{.model = optionalTextAt(message, "model"),
                           .responseId = optionalTextAt(message, "responseId")};
   if (const json::array* content = arrayAt(message, "content")) {
-    for (const json::value& value : *content) {
-      const json::object* block = value.if_object();
+    for (std::size_t i = 0; i < content->size(); ++i) {
+      const json::object* block = (*content)[i].if_object();
       if (!block) continue;
       const auto type = stringAt(*block, "type");
       if (type == "text") {
-        parsed.blocks.emplace_back(TextBlock{textAt(*block, "text")});
+        parsed.blocks.emplace_back(TextBlock{.place = static_cast<std::int64_t>(i), .text = textAt(*block, "text")});
       } else if (type == "toolCall") {
         const json::value* arguments = block->if_contains("arguments");
         parsed.blocks.emplace_back(ToolCallBlock{.id = idAt(*block, "id"),

@@ -21,6 +21,7 @@ struct SessionLine {
 };
 
 struct TextBlock {
+  std::int64_t place = 0;  ///< among all blocks of its message
   std::string text;
 };
 struct ToolCallBlock {

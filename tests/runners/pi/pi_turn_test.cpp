@@ -51,6 +51,7 @@ TEST_P(PiTurnTest, actions) {
 
 const std::string kHello = messageEnd(R"({"type":"text","text":"Hello"})");
 const std::string kBlank = messageEnd(R"({"type":"text","text":" "})", R"(,"stopReason":"error","errorMessage":"cut")");
+const std::string kHalfBlank = messageEnd(R"({"type":"text","text":"One"},{"type":"text","text":""})");
 const std::string kLong = messageEnd(R"({"type":"text","text":"Long"})", R"(,"stopReason":"length")");
 const std::string kUsed =
     messageEnd(R"({"type":"text","text":"Late"})", R"(,"usage":{"input":7,"output":1,"totalTokens":8})");
@@ -67,6 +68,9 @@ INSTANTIATE_TEST_SUITE_P(
         Lines{"keepWhatHadGrownWhereTheMessageEndsBlank",
               {kStart, delta("Half"), kBlank, kAgentEnd},
               {Grow{"Half", true}, shown(delta("Half"), "Half"), Fail{"cut"}}},
+        Lines{"keepWhatHadGrownWhereOneTextOfSeveralEndsBlank",
+              {kStart, delta("Two"), kHalfBlank, kSettled},
+              {Grow{"Two", true}, shown(kHalfBlank, "One"), shown(delta("Two"), "Two"), Finish{}}},
         Lines{
             "announceWhatIsThought",
             {kStart, delta("I", "thinking"), delta(" think", "thinking"), kHello, delta("More", "thinking"), kSettled},
