@@ -91,8 +91,7 @@ awaitable<void> ShellRunner::send(AgentRunRequest request) {
 
 awaitable<void> ShellRunner::runTurn(std::shared_ptr<Prompt> prompt) {
   AgentRunRequest& request = prompt->request;
-  if (resumedSessionId_) request.resumedSessionId = resumedSessionId_;
-  resumedSessionId_ = request.resumedSessionId;
+  chooseSession(request);
   AgentCommand line = makeCommand(type_, request);
   refuseUnfitPrompt(line);
 
@@ -109,6 +108,18 @@ awaitable<void> ShellRunner::runTurn(std::shared_ptr<Prompt> prompt) {
   if (command->error) std::rethrow_exception(command->error);
   if (!command->turnEnd) co_return co_await onSilentEnd(command);
   if (command->turnEnd->failure) throw AgentReportedError(*command->turnEnd->failure);
+}
+
+void ShellRunner::chooseSession(AgentRunRequest& request) {
+  std::optional<std::string>& stored = request.resumedSessionId;
+  if (stored && stored->empty()) stored.reset();
+  if (!stored || (resumedSessionId_ && pastSessionIds_.contains(*stored))) stored = resumedSessionId_;
+  setSession(stored);
+}
+
+void ShellRunner::setSession(std::optional<std::string> sessionId) {
+  if (sessionId) pastSessionIds_.insert(*sessionId);
+  resumedSessionId_ = std::move(sessionId);
 }
 
 awaitable<void> ShellRunner::prepareShell(std::shared_ptr<Prompt> prompt) {
@@ -213,7 +224,7 @@ awaitable<void> ShellRunner::perform(std::shared_ptr<Command> command, std::vect
   for (const turn::Action& action : actions) {
     const auto* const entry = std::get_if<TranscriptAction>(&action);
     if (!entry) continue;
-    if (const auto* session = std::get_if<turn::SetSession>(entry)) resumedSessionId_ = session->sessionId;
+    if (const auto* session = std::get_if<turn::SetSession>(entry)) setSession(session->sessionId);
     if (const auto* window = std::get_if<turn::ApplyContextWindow>(entry)) lastKnownContextWindow_ = window->maxTokens;
   }
   auto end = co_await command->prompt->writer.perform(std::move(actions));

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,10 @@ class ShellRunner : public Actor, public AgentRunner {
   struct Command;
 
   awaitable<void> runTurn(std::shared_ptr<Prompt> prompt);
+  /// The request's session is the conversation's stored one. It is resumed where another program began it; the
+  /// runner's own is newer where it has been through that one.
+  void chooseSession(AgentRunRequest& request);
+  void setSession(std::optional<std::string> sessionId);
   awaitable<void> prepareShell(std::shared_ptr<Prompt> prompt);
   awaitable<std::shared_ptr<Command>> startCommand(std::shared_ptr<Prompt> prompt, AgentCommand line);
   awaitable<void> onSilentEnd(std::shared_ptr<Command> command);
@@ -77,6 +82,7 @@ class ShellRunner : public Actor, public AgentRunner {
   std::shared_ptr<Command> command_;  ///< the one in the shell, until it has ended
   asio::steady_timer idle_;
   std::optional<std::string> resumedSessionId_;
+  std::set<std::string> pastSessionIds_;  ///< and the one above
   std::optional<std::int64_t> lastKnownContextWindow_;
 };
 

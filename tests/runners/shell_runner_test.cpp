@@ -91,6 +91,18 @@ TEST_P(ShellRunnerTest, anIdleShellIsEndedAndTheNextPromptResumes) {
   EXPECT_THAT(bench.texts(), ElementsAre("one", "First reply.", "two", "Second reply."));
 }
 
+TEST_P(ShellRunnerTest, aSessionThatAnotherProgramBeganIsResumed) {
+  const std::string program = replying_.program(1);
+  EXPECT_EQ(bench_.send(program, "one"), "finished");
+  bench_.append({turn::SetSession{"5e55-other"}});
+  AgentRunRequest request = bench_.request(program, "two");
+  EXPECT_EQ(bench_.await(bench_.outcomeOf(request)), "finished");
+  EXPECT_THAT(replying_.invocations().back(), testing::Contains("5e55-other"));
+
+  EXPECT_EQ(bench_.await(bench_.outcomeOf(request)), "finished");
+  EXPECT_THAT(replying_.invocations().back(), testing::Contains("5e55-one")) << "the agent has gone on to that";
+}
+
 TEST_P(ShellRunnerTest, aShellThatEndedWhileNothingRanIsGivenUpToo) {
   EXPECT_EQ(bench_.send(replying_.program(1), "prompt"), "finished");
   const std::ptrdiff_t held = openDescriptors();
