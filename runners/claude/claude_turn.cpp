@@ -55,7 +55,7 @@ void ClaudeTurn::ingestClaudeAssistantMessage(const claude::AssistantLine& messa
       actions.emplace_back(turn::AppendToolInvocation{.rawJSON = std::string(line),
                                                       .text = use->name,
                                                       .toolName = use->name,
-                                                      .toolCallId = use->id,
+                                                      .toolCallId = use->id.empty() ? namelessCalls_.begin() : use->id,
                                                       .input = use->input});
       continue;
     }
@@ -86,8 +86,10 @@ void ClaudeTurn::ingestClaudeAssistantMessage(const claude::AssistantLine& messa
 
 void ClaudeTurn::ingestClaudeUserMessage(const claude::UserLine& message, Actions& actions) {
   for (const claude::ToolResult& result : message.results) {
+    const auto call = result.toolUseId.empty() ? namelessCalls_.end() : result.toolUseId;
+    if (!call) continue;
     actions.emplace_back(
-        turn::CompleteToolInvocation{.toolCallId = result.toolUseId,
+        turn::CompleteToolInvocation{.toolCallId = *call,
                                      .output = result.text,
                                      .outcome = result.isError ? ToolOutcome::failed : ToolOutcome::completed});
   }

@@ -5,6 +5,7 @@
 
 #include "runners/agent_turn.hpp"
 #include "runners/claude/claude_wire.hpp"
+#include "runners/nameless_calls.hpp"
 
 namespace ravant {
 
@@ -39,6 +40,7 @@ class ClaudeTurn final : public AgentTurn {
   std::optional<std::string> resumedSessionId_;
   std::optional<std::string> sessionId_;  ///< the agent's newest
   std::optional<std::int64_t> contextWindow_;
+  NamelessCalls namelessCalls_;
   std::optional<turn::AppendAgentMessage> heldBack_;
   std::optional<turn::ApplyUsage> lastUsage_;
   bool hasSeveralReplies_ = false;

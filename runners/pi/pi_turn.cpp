@@ -107,11 +107,12 @@ void PiTurn::ingestPiMessageEnd(const pi::AssistantMessage& message, std::string
   for (const auto& block : message.blocks) {
     if (const auto* call = std::get_if<pi::ToolCallBlock>(&block)) {
       toolResults_.erase(call->id);
-      actions.emplace_back(turn::AppendToolInvocation{.rawJSON = std::string(line),
-                                                      .text = call->name,
-                                                      .toolName = call->name,
-                                                      .toolCallId = call->id,
-                                                      .input = call->arguments});
+      actions.emplace_back(
+          turn::AppendToolInvocation{.rawJSON = std::string(line),
+                                     .text = call->name,
+                                     .toolName = call->name,
+                                     .toolCallId = call->id.empty() ? namelessCalls_.begin() : call->id,
+                                     .input = call->arguments});
       continue;
     }
     const auto& [place, text] = std::get<pi::TextBlock>(block);
@@ -129,9 +130,10 @@ void PiTurn::ingestPiMessageEnd(const pi::AssistantMessage& message, std::string
 }
 
 void PiTurn::ingestPiToolEnd(const pi::ToolResult& result, Actions& actions) {
-  if (!toolResults_.insert(result.toolCallId).second) return;
+  const auto call = result.toolCallId.empty() ? namelessCalls_.end() : result.toolCallId;
+  if (!call || !toolResults_.insert(*call).second) return;
   actions.emplace_back(
-      turn::CompleteToolInvocation{.toolCallId = result.toolCallId,
+      turn::CompleteToolInvocation{.toolCallId = *call,
                                    .output = result.text,
                                    .outcome = result.isError ? ToolOutcome::failed : ToolOutcome::completed});
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "runners/agent_turn.hpp"
+#include "runners/nameless_calls.hpp"
 #include "runners/pi/pi_wire.hpp"
 
 namespace ravant {
@@ -47,6 +48,7 @@ class PiTurn final : public AgentTurn {
   std::set<std::int64_t> growingThoughts_;            ///< the places of those that were begun
   std::optional<std::string> growingModel_;           ///< which writes the message
   std::set<std::string> toolResults_;                 ///< the calls that have one; each is told twice
+  NamelessCalls namelessCalls_;
   std::optional<turn::ApplyUsage> usage_;
   std::optional<turn::Fail> failure_;
   bool hasAgentEnded_ = false;

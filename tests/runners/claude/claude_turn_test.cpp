@@ -103,6 +103,9 @@ TEST_P(ClaudeTurnTest, actions) {
   EXPECT_TRUE(actions == GetParam().actions) << outline(actions) << "instead of\n" << outline(GetParam().actions);
 }
 
+/// The only action.
+TranscriptAction transcriptAction(const Actions& actions) { return std::get<TranscriptAction>(actions.at(0)); }
+
 const std::string kHello = reply("a", text("Hello."));
 const std::string kBye = reply("b", text("Bye."));
 const std::string kCalls = reply("a",
@@ -270,6 +273,19 @@ TEST(ClaudeTurnTest, aSessionIsUnknownOnceTheResultSaysSo) {
   EXPECT_FALSE(turn.isSessionUnknown(""));
   turn.onLine(result(R"("is_error":true,"errors":["No conversation found with session ID: s"])"));
   EXPECT_TRUE(turn.isSessionUnknown(""));
+}
+
+TEST(ClaudeTurnTest, callsWithoutAnIdAreNotOne) {
+  ClaudeTurn turn("s", std::nullopt);
+  const std::string call = reply("a", R"({"type":"tool_use","name":"Bash"})");
+  const std::string end = inSession("s", R"("type":"user","message":{"content":[{"type":"tool_result"}]})");
+  const auto begin = [&] { return std::get<AppendToolInvocation>(transcriptAction(turn.onLine(call))).toolCallId; };
+  const std::string first = begin();
+  EXPECT_FALSE(first.empty());
+  EXPECT_EQ(std::get<CompleteToolInvocation>(transcriptAction(turn.onLine(end))).toolCallId, first);
+  EXPECT_TRUE(turn.onLine(end).empty());
+  EXPECT_NE(begin(), begin());
+  EXPECT_TRUE(turn.onLine(end).empty()) << "nobody can tell whose it is";
 }
 
 TEST(ClaudeTurnTest, whatWasHeldBackComesOutWhenTheCommandEnds) {
