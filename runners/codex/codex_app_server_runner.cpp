@@ -484,7 +484,7 @@ void CodexAppServerRunner::endServerWhenIdle() {
     const auto alive = self.lock();
     if (error || !alive || promptsInFlight() > 0 || !connection_) return;
     kLog.info("the server is ended, as nothing runs there");
-    connection_->leaveDetached();
+    if (!hasLetGo_) connection_->leaveDetached();
     asio::co_spawn(
         strand(), [alive, connection = connection_] { return connection->close(); }, [](std::exception_ptr) {});
   });
