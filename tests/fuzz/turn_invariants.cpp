@@ -1,7 +1,9 @@
 #include "tests/fuzz/turn_invariants.hpp"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <optional>
 #include <variant>
 
@@ -61,6 +63,13 @@ std::vector<std::string> lines(std::string_view text) {
     text.remove_prefix(std::min(end + 1, text.size()));
   }
   return all;
+}
+
+std::vector<turn::Action> playCommand(AgentTurn& turn, const std::vector<std::string>& lines) {
+  std::vector<turn::Action> actions;
+  for (const std::string& line : lines) std::ranges::move(turn.onLine(line), std::back_inserter(actions));
+  std::ranges::move(turn.onCommandEnd(), std::back_inserter(actions));
+  return actions;
 }
 
 void expectLawfulTurn(const Play& play, std::string_view output) {
