@@ -11,7 +11,7 @@ namespace {
 /// The turn's text, or the words of its failure.
 std::string play(const std::vector<std::string>& lines) {
   std::string grown;
-  ChatTurnAssembly assembly("Provider", [&](std::string_view piece) { grown += piece; });
+  ChatTurnAssembly assembly("Provider", {.onText = [&](std::string_view piece) { grown += piece; }});
   try {
     for (const std::string& line : lines) {
       if (assembly.onLine(line) == ChatTurnAssembly::Progress::over) break;
