@@ -273,6 +273,7 @@ TEST_F(Dispatch, aSharedRunnerLetsGoOfRemovedConversations) {
   while (factory->made[0]->released.empty() && loop.run_one() > 0) {
   }
   EXPECT_THAT(factory->made[0]->released, ElementsAre(first));
+  run(store.container->changeFeed()->stop(), loop);
 }
 
 TEST_F(Dispatch, endsWhatRemovedConversationsAndProjectsHaveLeft) {
@@ -293,6 +294,7 @@ TEST_F(Dispatch, endsWhatRemovedConversationsAndProjectsHaveLeft) {
   EXPECT_EQ(factory->made[0]->cancelled, 1);
   EXPECT_EQ(factory->made[1]->cancelled, 1);
   EXPECT_EQ(factory->made[2]->cancelled, 0);
+  run(store.container->changeFeed()->stop(), loop);
 }
 
 TEST_F(Dispatch, keepsARunnerForEachShellConversationAndOneForEachOtherType) {

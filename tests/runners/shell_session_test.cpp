@@ -11,6 +11,7 @@
 #include <future>
 #include <system_error>
 
+#include "platform/process/descriptors.hpp"
 #include "tests/runners/shell_session_fixture.hpp"
 
 namespace ravant::test {
@@ -217,6 +218,7 @@ TEST_P(EachShellTest, aProfileThatDoesNotEndIsGivenUp) {
 
 TEST_P(EachShellTest, shutdownEndsTheAgentAndTheReader) {
   ledger_ = ProcessLedger::open(home_ / "processes");
+  descriptor_reserve::fill();
   const auto descriptors = openDescriptors();
   withSession([&](ShellSession& session) -> awaitable<void> {
     co_await session.startShell("/");
