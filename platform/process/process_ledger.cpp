@@ -15,6 +15,7 @@
 
 #include "platform/files/private_file.hpp"
 #include "platform/log/log.hpp"
+#include "platform/process/descriptors.hpp"
 #include "platform/text/uuid.hpp"
 
 namespace ravant {
@@ -120,7 +121,9 @@ std::shared_ptr<ProcessLedger> ProcessLedger::open(const std::filesystem::path& 
 }
 
 ProcessLedger::ProcessLedger(std::filesystem::path folder, std::string owner)
-    : folder_(std::move(folder)), owner_(std::move(owner)), boot_(bootId()) {}
+    : folder_(std::move(folder)), owner_(std::move(owner)), boot_(bootId()) {
+  descriptor_reserve::fill();
+}
 
 void ProcessLedger::makeFile() {
   makePrivateFolder(folder_);
