@@ -125,18 +125,19 @@ void ShellRunner::setSession(std::optional<std::string> sessionId) {
 awaitable<void> ShellRunner::prepareShell(std::shared_ptr<Prompt> prompt) {
   const std::filesystem::path& folder = prompt->request.workingDirectory;
   expectFolder(folder);
-  if (shell_.isUsableIn(folder)) co_return;
-  co_await prompt->writer.announce(RunState::Kind::waitingForShell);
-  if (prompt->isCancelled) co_return;
-  co_await shell_.startShell(folder);
-  co_await prompt->writer.announce(RunState::Kind::thinking);
+  if (!shell_.isUsableIn(folder)) {
+    co_await prompt->writer.announce(RunState::Kind::waitingForShell);
+    if (prompt->isCancelled) co_return;
+    co_await shell_.startShell(folder);
+    co_await prompt->writer.announce(RunState::Kind::thinking);
+  }
+  // What the start-up files detached is not this prompt's.
+  co_await shell_.leaveDetachedBefore();
 }
 
 awaitable<std::shared_ptr<ShellRunner::Command>> ShellRunner::startCommand(std::shared_ptr<Prompt> prompt,
                                                                            AgentCommand line) {
   shell_.drainStderr();
-  // What the start-up files detached is not this prompt's.
-  shell_.leaveDetached();
   const auto command =
       std::make_shared<Command>(Command{.prompt = prompt,
                                         .endMarker = line.sentinel,

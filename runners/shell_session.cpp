@@ -319,6 +319,11 @@ void ShellSession::leaveDetached() {
   if (isHeld()) shell_->child->leaveDetached();
 }
 
+awaitable<void> ShellSession::leaveDetachedBefore() {
+  const auto shell = shell_;
+  if (isHeld()) co_await shell->child->leaveDetachedBefore();
+}
+
 awaitable<void> ShellSession::endDetached() {
   const auto shell = shell_;
   if (shell) co_await shell->child->endDetached();

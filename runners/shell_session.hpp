@@ -75,6 +75,7 @@ class ShellSession {
 
   /// What agents have detached up to now goes on when the shell ends (see ChildProcess). Too late once it is ended.
   void leaveDetached();
+  awaitable<void> leaveDetachedBefore();
   /// Ends what they have detached since; the shell goes on.
   awaitable<void> endDetached();
   /// Ends the shell and everything started in it but what was left, within 3 s. A waiting `readLine` returns nothing.

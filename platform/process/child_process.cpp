@@ -315,6 +315,15 @@ void ChildProcess::leaveDetached() {
   children().change(tree_);
 }
 
+awaitable<void> ChildProcess::leaveDetachedBefore() {
+  leaveDetached();
+  asio::steady_timer timer(co_await asio::this_coro::executor);
+  for (const auto until = tree_.detachedUntil; ticksSinceBoot() <= until;) {
+    timer.expires_after(kPause);
+    co_await timer.async_wait(asio::as_tuple(use_awaitable));
+  }
+}
+
 awaitable<TreeEnd> ChildProcess::endTree() {
   TreeEnd end = co_await endTrees({tree_});
   if (end == TreeEnd::survivorsLeft) kill();

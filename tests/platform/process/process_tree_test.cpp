@@ -180,10 +180,7 @@ TEST_F(ProcessTreeTest, whatDetachedItselfInTimeIsLeft) {
                   "read x; {1} & setsid -w {1} & (setsid {1} &); wait",
                   gate, kSleeper));
   const pid_t left = std::stoi(nextLine());
-  child_->leaveDetached();
-  const std::uint64_t stamp = ticksSinceBoot();
-  while (ticksSinceBoot() <= stamp) {
-  }
+  run(child_->leaveDetachedBefore(), loop_);
   asio::write(child_->standardInput(), asio::buffer("\n", 1));
   const std::vector<pid_t> ended = {std::stoi(nextLine()), std::stoi(nextLine()), std::stoi(nextLine())};
   std::ofstream(gate) << "go on\n";
@@ -194,6 +191,18 @@ TEST_F(ProcessTreeTest, whatDetachedItselfInTimeIsLeft) {
   EXPECT_TRUE(isAlive(left));
   EXPECT_TRUE(isAlive(itsLateChild));
   EXPECT_EQ(endTreesBlocking({ProcessTree{processIdentity(left), ""}}), TreeEnd::complete);
+}
+
+TEST_F(ProcessTreeTest, whatIsStartedRightBehindWhatIsLeftIsNotLeft) {
+  launchScript(fmt::format("while read x; do (setsid {0} &); done", kSleeper));
+  for (int i = 0; i < 10; ++i) {
+    run(child_->leaveDetachedBefore(), loop_);
+    asio::write(child_->standardInput(), asio::buffer("\n", 1));
+    const pid_t detached = std::stoi(nextLine());
+    EXPECT_EQ(run(child_->endDetached(), loop_), TreeEnd::complete);
+    EXPECT_FALSE(isAlive(detached));
+  }
+  timeToEnd();
 }
 
 TEST_F(ProcessTreeTest, whatLosesItsParentWhileTheTreeIsEndedHasNotDetachedItself) {
