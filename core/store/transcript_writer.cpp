@@ -92,7 +92,7 @@ awaitable<std::optional<TurnEnd>> TranscriptWriter::perform(std::vector<turn::Ac
   std::vector<TranscriptAction> stored;
   std::vector<Growth> pastReasoning;  // in front of what it led to
   std::vector<Growth> reasoning;
-  std::vector<Growth> message;  // not one that is whole already, or given up for another
+  std::vector<Growth> message;  // not one that is whole already
   std::optional<turn::Retry> retry;
   std::optional<TurnEnd> turnEnd;
   for (turn::Action& action : actions) {
@@ -105,7 +105,6 @@ awaitable<std::optional<TurnEnd>> TranscriptWriter::perform(std::vector<turn::Ac
                    },
                    [&](turn::Grow& grow) {
                      retry.reset();
-                     if (grow.kind == GrowthKind::message && grow.isNewMessage) message.clear();
                      extend(grow.kind == GrowthKind::message ? message : reasoning, std::move(grow));
                    },
                    [&](turn::Retry& again) { retry = std::move(again); }, [&](turn::Finish&) { turnEnd.emplace(); },

@@ -38,8 +38,8 @@ class Gate {
   explicit Gate(const Sandbox& sandbox) : path_(sandbox.home() / "gate") {
     EXPECT_EQ(::mkfifo(path_.c_str(), 0600), 0);
   }
-  /// The command of the script that waits.
-  std::string wait() const { return "read -r _ <'" + path_.string() + "'\n"; }
+  /// The command of the script that waits. Open for both, it does not end with whoever opened the gate before.
+  std::string wait() const { return "read -r _ <>'" + path_.string() + "'\n"; }
   void open() const { std::ofstream(path_) << "go on\n"; }
 
  private:

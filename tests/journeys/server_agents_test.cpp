@@ -34,7 +34,8 @@ class ServerAgents : public testing::Test {
   static std::string say(const std::string& line) {
     return fmt::format("cat <<'END_OF_LINE'\n{}\nEND_OF_LINE\n", line);
   }
-  std::string waitForGate() const { return fmt::format("read -r _ <'{}'\n", gate_.string()); }
+  /// Open for both, it does not end with whoever opened the gate before.
+  std::string waitForGate() const { return fmt::format("read -r _ <>'{}'\n", gate_.string()); }
   void openGate() const { std::ofstream(gate_) << "go on\n"; }
 
   Sandbox sandbox;

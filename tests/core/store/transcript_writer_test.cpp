@@ -89,13 +89,13 @@ TEST_F(Writer, announcesWhatTheRunDoes) {
           {result("b")},
           {result("a")},
           {Retry{.reason = "overloaded", .after = 2s}},
-          {Grow{"He", true}},
-          {message("Hello.")},
+          {Grow{"Broken o", true}, Grow{"H", true}, Grow{"e", false}},
+          {message("Broken o"), message("Hello.")},
           {Retry{.reason = "again"}, call("c"), result("c")},
           {Finish{}}});
   EXPECT_THAT(told(subscription), ElementsAre("items", "thinking", "items", "runningTool 1", "items", "runningTool 2",
                                               "items", "runningTool 1", "items", "thinking", "retryingoverloaded",
-                                              "thinking", "says He", "items", "over"));
+                                              "thinking", "says Broken o", "says He", "items", "over"));
 }
 
 TEST_F(Writer, saysWhenItIsTriedAgainAndSinceWhenAToolRuns) {
