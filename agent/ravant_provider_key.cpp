@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstdlib>
 
+#include "platform/keystore/secret.hpp"
 #include "platform/log/log.hpp"
 #include "platform/text/text.hpp"
 
@@ -18,10 +18,8 @@ KeyName nameOf(const std::string& account) { return {.service = kService, .accou
 
 std::string checkedKey(std::string_view text) {
   const std::string_view key = trimmed(text);
-  constexpr std::size_t kLongest = 8 * 1024;  // what servers take of a field
-  if (key.size() > kLongest) throw ProviderKeyError("the key is too long");
-  const bool canBeSent = std::ranges::all_of(key, [](char c) { return c > ' ' && c < '\x7f'; });
-  if (!canBeSent) throw ProviderKeyError("the key has spaces, line breaks or other characters that no key has");
+  const auto fault = key.empty() ? std::nullopt : faultOfSecret(key);
+  if (fault) throw ProviderKeyError(fmt::format("the key {}", *fault));
   return std::string(key);
 }
 

@@ -17,15 +17,18 @@ struct FreeUrl {
 
 class ParsedUrl {
  public:
-  explicit ParsedUrl(const std::string& text) : url_(libcurl().url()) {
+  explicit ParsedUrl(const std::string& text) : url_(libcurl().url()) { follow(text); }
+
+  /// To another address, from this one where it is relative.
+  void follow(const std::string& text) {
     if (libcurl().urlSet(url_.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) url_.reset();
   }
 
   bool isValid() const { return url_ != nullptr; }
   /// Empty where there is none.
-  std::string part(CURLUPart part) const {
+  std::string part(CURLUPart part, unsigned flags = 0) const {
     char* text = nullptr;
-    if (libcurl().urlGet(url_.get(), part, &text, 0) != CURLUE_OK) return {};
+    if (libcurl().urlGet(url_.get(), part, &text, flags) != CURLUE_OK) return {};
     std::string copy(text);
     libcurl().free(text);
     return copy;
@@ -70,6 +73,23 @@ std::string baseAddress(std::string_view text) {
 bool isLoopback(const std::string& url) {
   const ParsedUrl parsed(url);
   return parsed.isValid() && isLoopbackHost(parsed.part(CURLUPART_HOST));
+}
+
+std::optional<std::string> originOf(const std::string& url) {
+  const ParsedUrl parsed(url);
+  if (!parsed.isValid() || !parsed.part(CURLUPART_USER).empty() || !parsed.part(CURLUPART_PASSWORD).empty()) {
+    return std::nullopt;
+  }
+  const std::string host = lowerCase(parsed.part(CURLUPART_HOST));
+  if (host.empty()) return std::nullopt;
+  return fmt::format("{}://{}:{}", parsed.part(CURLUPART_SCHEME), host,
+                     parsed.part(CURLUPART_PORT, CURLU_DEFAULT_PORT));
+}
+
+std::optional<std::string> resolvedAddress(const std::string& url, const std::string& reference) {
+  ParsedUrl parsed(url);
+  if (parsed.isValid()) parsed.follow(reference);
+  return parsed.isValid() ? std::optional(parsed.part(CURLUPART_URL)) : std::nullopt;
 }
 
 }  // namespace ravant

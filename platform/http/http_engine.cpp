@@ -84,6 +84,9 @@ class Exchange {
       set(CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
     }
     addHeader("Expect:");  // bodies are sent without asking first
+    // Nothing is sent that the request does not name, but what HTTP itself needs, and curl's Content-Type of a POST
+    // that names none.
+    addHeader("Accept:");
     addHeader("User-Agent: ravant");
     for (const auto& [name, value] : request.headers) addHeader(name + ": " + value);
     set(CURLOPT_HTTPHEADER, headers_.get());

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/asio/this_coro.hpp>
-#include <cctype>
 #include <charconv>
 #include <ctime>
 #include <utility>
 
 #include "platform/http/libcurl.hpp"
 #include "platform/log/log.hpp"
+#include "platform/text/text.hpp"
 
 namespace ravant {
 namespace {
@@ -19,9 +19,12 @@ constexpr std::size_t kLongestLine = 256 * 1024 * 1024;
 /// A provider that names a longer wait is not waited for anyway.
 constexpr std::int64_t kLongestRetryAfter = 365 * 24 * 3600;
 
-bool isSameName(const std::string& one, std::string_view other) {
-  const auto lower = [](unsigned char c) { return std::tolower(c); };
-  return std::ranges::equal(one, other, {}, lower, lower);
+bool isSameName(std::string_view one, std::string_view other) { return lowerCase(one) == lowerCase(other); }
+
+std::optional<Timestamp> timeIn(std::string_view httpDate) {
+  constexpr std::time_t kLast = 253'402'300'799;  // of the year 9999
+  const std::time_t time = libcurl().getDate(std::string(httpDate).c_str(), nullptr);
+  return time < 0 ? std::nullopt : std::optional(Timestamp(std::chrono::seconds(std::min(time, kLast))));
 }
 
 HttpError cancelled() { return {HttpError::Case::cancelled, "cancelled"}; }
@@ -40,6 +43,11 @@ std::optional<std::string_view> HttpResponse::header(std::string_view name) cons
   return found == head_.headers.end() ? std::nullopt : std::optional<std::string_view>(found->value);
 }
 
+std::optional<Timestamp> HttpResponse::date() const {
+  const auto value = header("Date");
+  return value ? timeIn(*value) : std::nullopt;
+}
+
 std::optional<std::chrono::seconds> HttpResponse::retryAfter() const {
   const auto value = header("Retry-After");
   if (!value) return std::nullopt;
@@ -49,9 +57,11 @@ std::optional<std::chrono::seconds> HttpResponse::retryAfter() const {
   if (error == std::errc() && end == value->data() + value->size()) {
     return std::chrono::seconds(std::clamp<std::int64_t>(seconds, 0, kLongestRetryAfter));
   }
-  const std::time_t date = libcurl().getDate(std::string(*value).c_str(), nullptr);
-  if (date < 0) return std::nullopt;
-  return std::chrono::seconds(std::clamp<std::int64_t>(date - std::time(nullptr), 0, kLongestRetryAfter));
+  const auto until = timeIn(*value);
+  if (!until) return std::nullopt;
+  const Timestamp now = std::chrono::floor<std::chrono::microseconds>(std::chrono::system_clock::now());
+  const auto wait = std::chrono::floor<std::chrono::seconds>(*until - date().value_or(now));
+  return std::clamp(wait, std::chrono::seconds(0), std::chrono::seconds(kLongestRetryAfter));
 }
 
 awaitable<void> HttpResponse::awaitHead() {

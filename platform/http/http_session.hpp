@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/async/async.hpp"
+#include "platform/clock/clock.hpp"
 #include "platform/http/http_engine.hpp"
 #include "platform/http/http_error.hpp"
 #include "platform/http/http_message.hpp"
@@ -34,7 +35,10 @@ class HttpResponse {
   int status() const { return head_.status; }
   /// The first of that name, whatever its case.
   std::optional<std::string_view> header(std::string_view name) const;
-  /// What the field Retry-After asks for, given as seconds or as a date (RFC 9110, 10.2.3).
+  /// When the server answered by its own clock, as the field Date says.
+  std::optional<Timestamp> date() const;
+  /// What the field Retry-After asks for, given as seconds or as a date (RFC 9110, 10.2.3), from when the server
+  /// answered.
   std::optional<std::chrono::seconds> retryAfter() const;
 
   /// A line of the body that has arrived, without its line feed; valid until the next call of any member.

@@ -41,6 +41,7 @@ void CapturedProcess::changeTo(State next) {
   const bool isNext = state_ == State::running || (state_ == State::exited && next == State::stopped);
   if (!isNext) return;
   state_ = next;
+  if (next == State::timedOut) sizeInTime_ = output_.size();
   changed_.notify();
 }
 

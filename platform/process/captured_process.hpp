@@ -45,6 +45,8 @@ class CapturedProcess {
   bool hasTooMuchOutput() const { return hasTooMuchOutput_; }
   /// The first `outputLimit` bytes, as they came.
   std::string takeOutput() { return std::move(output_); }
+  /// Of those, what had come within `limit`: a program that is ended may still print.
+  std::string_view outputInTime() const { return std::string_view(output_).substr(0, sizeInTime_); }
   std::string drainError() { return error_.drain(); }
 
  private:
@@ -69,6 +71,7 @@ class CapturedProcess {
   bool isReadingOver_ = false;
   bool hasTooMuchOutput_ = false;
   std::string output_;
+  std::size_t sizeInTime_ = std::string::npos;
   StderrCollector error_;
 };
 

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <iterator>
+#include <utility>
 
 #include "platform/text/utf8.hpp"
 
@@ -48,6 +49,17 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
 }
 
+std::optional<std::string> titleFrom(std::string_view words) {
+  const std::string_view title = trimmed(words);
+  return title.empty() ? std::nullopt : std::optional<std::string>(title);
+}
+
+std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  return lower;
+}
+
 std::string base64(std::string_view bytes) {
   constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string text;
@@ -83,6 +95,20 @@ std::string terminalSafe(std::string_view text) {
     }
   }
   return safe;
+}
+
+std::string oneLine(std::string_view text) {
+  std::string line;
+  bool isGap = false;
+  for (const char byte : terminalSafe(trimmed(text))) {
+    if (byte == '\n' || byte == '\t' || byte == ' ') {
+      isGap = true;
+      continue;
+    }
+    if (std::exchange(isGap, false)) line += ' ';
+    line += byte;
+  }
+  return line;
 }
 
 std::string terminalSafeJson(std::string_view json) {

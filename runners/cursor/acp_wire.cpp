@@ -7,6 +7,7 @@
 #include <cctype>
 
 #include "platform/log/log.hpp"
+#include "platform/text/text.hpp"
 #include "runners/agent_json.hpp"
 
 namespace ravant::acp {
@@ -43,12 +44,6 @@ const ConfigOption* findOption(const std::vector<ConfigOption>& options, std::in
   }
   const auto found = std::ranges::find(options, category, &ConfigOption::category);
   return found == options.end() ? nullptr : &*found;
-}
-
-std::string lowerCase(std::string_view text) {
-  std::string lower(text);
-  for (char& c : lower) c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-  return lower;
 }
 
 /// Without case and what parts words, and with one word for the highest effort but one.

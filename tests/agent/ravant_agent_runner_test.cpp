@@ -452,9 +452,8 @@ TEST_F(RavantAgentRunnerTest, aStoredKeyIsCheckedAsItIsRead) {
   store(" \n");
   EXPECT_EQ(send("two"), "failed: the stored key of OpenRouter: the key is empty");
   store("two words");
-  EXPECT_EQ(
-      send("three"),
-      "failed: the stored key of OpenRouter: the key has spaces, line breaks or other characters that no key has");
+  EXPECT_EQ(send("three"),
+            "failed: the stored key of OpenRouter: the key has spaces, line breaks or other characters that none has");
   key = ScriptedModel::kKey;
   EXPECT_EQ(send("four"), "finished") << "the environment's is there";
 }

@@ -84,5 +84,28 @@ INSTANTIATE_TEST_SUITE_P(
                     RefusedCase{"passwordWithoutHost", "https://user:hush@", "address"}),
     [](const auto& info) { return info.param.name; });
 
+TEST(OriginTest, isTheSameForAddressesOfOneServer) {
+  EXPECT_EQ(originOf("HTTPS://Api.Example/a?b#c"), "https://api.example:443");
+  EXPECT_EQ(originOf("https://api.example:443"), "https://api.example:443");
+  EXPECT_EQ(originOf("http://127.1:80/"), originOf("http://127.0.0.1"));
+  EXPECT_EQ(originOf("http://[::1]:8080/x"), "http://[::1]:8080");
+  for (const char* none : {"", "/path", "https://", "https://user@api.example", "https://:word@api.example",
+                           "https://api.example:99999", "https://api.example\n.evil.example", "file:///etc/passwd"}) {
+    EXPECT_EQ(originOf(none), std::nullopt) << none;
+  }
+}
+
+TEST(ResolvedAddressTest, isWhereAReferenceLeads) {
+  const auto resolved = [](const char* reference) {
+    return resolvedAddress("https://api.example:8443/repos/o/r?page=1", reference);
+  };
+  EXPECT_EQ(resolved("/repositories/5?x=1"), "https://api.example:8443/repositories/5?x=1");
+  EXPECT_EQ(resolved("s"), "https://api.example:8443/repos/o/s");
+  EXPECT_EQ(resolved("../../x"), "https://api.example:8443/x");
+  EXPECT_EQ(resolved("//other.example/y"), "https://other.example/y");
+  EXPECT_EQ(resolved("http://other.example/y"), "http://other.example/y");
+  EXPECT_EQ(resolved("http://other.example:99999/"), std::nullopt);
+}
+
 }  // namespace
 }  // namespace ravant::test

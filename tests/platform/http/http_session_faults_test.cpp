@@ -196,6 +196,7 @@ struct RetryCase {
   std::optional<std::string> value;
   std::optional<std::chrono::seconds> least;
   std::optional<std::chrono::seconds> most;
+  std::string date = {};  ///< the server's
 };
 
 std::string httpDate(std::chrono::seconds fromNow) {
@@ -206,24 +207,26 @@ std::string httpDate(std::chrono::seconds fromNow) {
 class RetryAfterTest : public HttpSessionTest, public testing::WithParamInterface<RetryCase> {};
 
 TEST_P(RetryAfterTest, isATimeFromNow) {
-  const auto& [name, value, least, most] = GetParam();
-  const HttpServer server([&](const Request&, Connection& connection) {
-    connection.respond(503, value ? std::vector<HttpHeader>{{"Retry-After", *value}} : std::vector<HttpHeader>{});
-  });
+  const auto& [name, value, least, most, date] = GetParam();
+  std::vector<HttpHeader> headers;
+  if (value) headers.push_back({"Retry-After", *value});
+  if (!date.empty()) headers.push_back({"Date", date});
+  const HttpServer server([&](const Request&, Connection& connection) { connection.respond(503, headers); });
   const HttpResponse response = send({.url = server.url()});
   EXPECT_GE(response.retryAfter(), least);
   EXPECT_LE(response.retryAfter(), most);
 }
 
-INSTANTIATE_TEST_SUITE_P(, RetryAfterTest,
-                         testing::Values(RetryCase{"seconds", "120", 120s, 120s},
-                                         RetryCase{"none", std::nullopt, std::nullopt, std::nullopt},
-                                         RetryCase{"past", "Sun, 06 Nov 1994 08:49:37 GMT", 0s, 0s},
-                                         RetryCase{"future", httpDate(1h), 3000s, 3600s},
-                                         RetryCase{"negative", "-5", 0s, 0s},
-                                         RetryCase{"words", "in a while", std::nullopt, std::nullopt},
-                                         RetryCase{"fraction", "1.5", std::nullopt, std::nullopt}),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(
+    , RetryAfterTest,
+    testing::Values(
+        RetryCase{"seconds", "120", 120s, 120s}, RetryCase{"none", std::nullopt, std::nullopt, std::nullopt},
+        RetryCase{"past", "Sun, 06 Nov 1994 08:49:37 GMT", 0s, 0s}, RetryCase{"future", httpDate(1h), 3000s, 3600s},
+        RetryCase{"ofTheServersClock", "Sun, 06 Nov 1994 08:51:37 GMT", 120s, 120s, "Sun, 06 Nov 1994 08:49:37 GMT"},
+        RetryCase{"dateWithoutEnd", "Sun, 06 Nov 2147483000 08:51:37 GMT", 24h * 365, 24h * 365},
+        RetryCase{"negative", "-5", 0s, 0s}, RetryCase{"words", "in a while", std::nullopt, std::nullopt},
+        RetryCase{"fraction", "1.5", std::nullopt, std::nullopt}),
+    [](const auto& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace ravant::test

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+
+#include "platform/keystore/key_store.hpp"
+
+namespace ravant {
+
+/// Why a secret cannot be sent to a service, as words behind its name ("is too long"); nothing where it can.
+std::optional<std::string_view> faultOfSecret(std::string_view secret);
+
+/// What a secret was for is removed, and the key store has not removed the secret. `what()` names the entry, and what
+/// the user can do.
+class LeftSecretError : public std::runtime_error {
+ public:
+  /// `removal`: what is removed and what is left, without a full stop.
+  LeftSecretError(std::string_view removal, const KeyName& entry, const KeyStoreError& reason);
+};
+
+}  // namespace ravant
