@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/id.hpp"
+#include "core/integrations/work_item.hpp"
 #include "platform/clock/clock.hpp"
 
 namespace ravant {
@@ -30,6 +31,7 @@ struct Conversation {
   std::optional<Timestamp> lastUsageUpdatedAt;
   std::optional<std::int64_t> lastMaxTokens;  ///< size of the context window in tokens
   std::optional<std::string> title;
+  std::optional<WorkItem> workItem;  ///< what it began with; stays when the integration is removed
 
   bool operator==(const Conversation&) const = default;
 };

@@ -13,8 +13,8 @@ namespace ravant {
 
 /// The persistent id of one kind of entity; two kinds never convert into each other.
 ///
-/// `Value` is a `Uuid` for entities that people and scripts name (projects, agents, conversations),
-/// and the store's own row number for the parts of a transcript. The default id names nothing.
+/// `Value` is a `Uuid` for entities that people and scripts name (projects, agents, conversations, integrations, pinned
+/// views), and the store's own row number for their parts. The default id names nothing.
 template <class Tag, class Value>
 class Id {
  public:
@@ -44,6 +44,14 @@ using ConversationId = Id<struct ConversationTag, Uuid>;
 using AgentModelId = Id<struct AgentModelTag, std::int64_t>;
 using ConversationItemId = Id<struct ConversationItemTag, std::int64_t>;
 using ToolInvocationId = Id<struct ToolInvocationTag, std::int64_t>;
+using GithubIntegrationId = Id<struct GithubIntegrationTag, Uuid>;
+using GithubRepositoryId = Id<struct GithubRepositoryTag, std::int64_t>;
+using GithubPullRequestId = Id<struct GithubPullRequestTag, std::int64_t>;
+using GithubPullDetailCacheId = Id<struct GithubPullDetailCacheTag, std::int64_t>;
+using LinearIntegrationId = Id<struct LinearIntegrationTag, Uuid>;
+using LinearTeamId = Id<struct LinearTeamTag, std::int64_t>;
+using LinearIssueId = Id<struct LinearIssueTag, std::int64_t>;
+using PinnedItemId = Id<struct PinnedItemTag, Uuid>;
 
 }  // namespace ravant
 

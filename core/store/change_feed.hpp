@@ -23,7 +23,10 @@ enum class ChangeOperation { inserted, updated, removed, grew, went };
 /// One changed entity. Parts of a transcript name their conversation too; messages' blocks change
 /// with their item. Removing an entity is announced once, not for everything that it owned.
 struct Change {
-  using EntityId = std::variant<ProjectId, AgentId, AgentModelId, ConversationId, ConversationItemId, ToolInvocationId>;
+  /// In an order that never changes, for the store numbers the kinds by it.
+  using EntityId = std::variant<ProjectId, AgentId, AgentModelId, ConversationId, ConversationItemId, ToolInvocationId,
+                                GithubIntegrationId, GithubRepositoryId, GithubPullRequestId, GithubPullDetailCacheId,
+                                LinearIntegrationId, LinearTeamId, LinearIssueId, PinnedItemId>;
 
   EntityId entity;
   ChangeOperation operation;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "core/store/conversation_table.hpp"
 #include "core/store/row_values.hpp"
@@ -23,10 +24,18 @@ std::string selectSummary(std::string_view condition) {
       "c.last_cache_read_tokens, c.last_cache_creation_tokens, c.last_usage_updated_at, c.last_max_tokens, c.title, "
       "project.name, agent.type_raw, (SELECT count(*) FROM conversation_item WHERE conversation_id = c.id), "
       "CASE WHEN c.title IS NULL THEN (SELECT substr(text, 1, 120) FROM conversation_item WHERE conversation_id = c.id "
-      "AND kind = 'userMessage' ORDER BY created_at, id LIMIT 1) END "
+      "AND kind = 'userMessage' ORDER BY created_at, id LIMIT 1) END, "
+      "c.work_item_kind, c.work_item_name, c.work_item_url "
       "FROM conversation AS c JOIN project ON project.id = c.project_id LEFT JOIN agent ON agent.id = c.agent_id "
       "WHERE {} ORDER BY c.last_activity_at DESC, c.id DESC",
       condition);
+}
+
+std::optional<WorkItem> readWorkItem(const sqlite::Query& row, int column) {
+  if (row.isNull(column)) return std::nullopt;
+  const auto kind = workItemKindFromRawValue(row.text(column));
+  if (!kind) return std::nullopt;
+  return WorkItem{.kind = *kind, .name = readText(row, column + 1), .url = readText(row, column + 2)};
 }
 
 ConversationSummary readSummary(const sqlite::Query& row) {
@@ -48,7 +57,8 @@ ConversationSummary readSummary(const sqlite::Query& row) {
                            .lastCacheCreationTokens = row.optionalInt64(15),
                            .lastUsageUpdatedAt = readOptionalTime(row, 16),
                            .lastMaxTokens = row.optionalInt64(17),
-                           .title = readOptionalText(row, 18)},
+                           .title = readOptionalText(row, 18),
+                           .workItem = readWorkItem(row, 23)},
           .projectName = readText(row, 19),
           .agentType = row.isNull(20) ? std::nullopt : agentTypeFromRawValue(row.text(20)),
           .items = row.int64(21),
@@ -72,13 +82,15 @@ class ConversationOperations {
         findProject_(store_.prepare("SELECT id FROM project WHERE uuid = ?")),
         findAgent_(store_.prepare("SELECT id FROM agent WHERE uuid = ?")),
         insert_(store_.prepare("INSERT INTO conversation (uuid, project_id, agent_id, created_at, last_activity_at, "
-                               "last_prompt_at, archived) VALUES (?1, ?2, ?3, ?4, ?4, ?4, 0)")),
+                               "last_prompt_at, archived, work_item_kind, work_item_name, work_item_url) "
+                               "VALUES (?1, ?2, ?3, ?4, ?4, ?4, 0, ?5, ?6, ?7)")),
         one_(store_.prepare(selectSummary("c.uuid = ?"))),
         list_(store_.prepare(selectSummary("(?1 IS NULL OR project.uuid = ?1) AND (?2 IS NULL OR c.archived = ?2)") +
                              " LIMIT ?3")),
         withPrefix_(store_.prepare(selectSummary("substr(lower(hex(c.uuid)), 1, length(?1)) = ?1"))) {}
 
-  std::optional<ConversationId> create(ProjectId projectId, const std::optional<AgentId>& agentId) {
+  std::optional<ConversationId> create(ProjectId projectId, const std::optional<AgentId>& agentId,
+                                       const std::optional<WorkItem>& workItem) {
     return store_.write(Durability::powerCut, [&](Changes& changes) -> std::optional<ConversationId> {
       const auto project = rowOf(findProject_, projectId);
       if (!project) {
@@ -94,7 +106,12 @@ class ConversationOperations {
         }
       }
       const ConversationId id(Uuid::random());
-      insert_.run(bound(id), *project, agent, bound(store_.now()));
+      const auto ofItem = [&](auto text) {
+        return workItem ? std::optional<std::string>(std::invoke(text, *workItem)) : std::nullopt;
+      };
+      insert_.run(bound(id), *project, agent, bound(store_.now()),
+                  ofItem([](const WorkItem& item) { return rawValue(item.kind); }), ofItem(&WorkItem::name),
+                  ofItem(&WorkItem::url));
       changes.inserted(id);
       return id;
     });
@@ -226,8 +243,11 @@ ConversationModelActor::ConversationModelActor(std::shared_ptr<ModelContainer> m
 ConversationModelActor::~ConversationModelActor() = default;
 
 awaitable<std::optional<ConversationId>> ConversationModelActor::createConversation(ProjectId projectId,
-                                                                                    std::optional<AgentId> agentId) {
-  return perform([=](auto& operations) { return operations.create(projectId, agentId); });
+                                                                                    std::optional<AgentId> agentId,
+                                                                                    std::optional<WorkItem> workItem) {
+  return perform([=, workItem = std::move(workItem)](auto& operations) {
+    return operations.create(projectId, agentId, workItem);
+  });
 }
 
 awaitable<void> ConversationModelActor::renameConversation(ConversationId conversationId,

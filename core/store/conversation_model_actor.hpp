@@ -41,7 +41,8 @@ class ConversationModelActor : public StoreActor<ConversationOperations> {
   ~ConversationModelActor() override;
 
   /// Nothing when the project or agent is unknown.
-  awaitable<std::optional<ConversationId>> createConversation(ProjectId projectId, std::optional<AgentId> agentId);
+  awaitable<std::optional<ConversationId>> createConversation(ProjectId projectId, std::optional<AgentId> agentId,
+                                                              std::optional<WorkItem> workItem = {});
   awaitable<void> renameConversation(ConversationId conversationId, std::optional<std::string> title);
   awaitable<void> archiveConversation(ConversationId conversationId);
   awaitable<void> unarchiveConversation(ConversationId conversationId);

@@ -158,7 +158,158 @@ ALTER TABLE conversation_item ADD COLUMN ended_at INTEGER;
 ALTER TABLE run ADD COLUMN prompt_id INTEGER REFERENCES conversation_item (id) ON DELETE SET NULL;
 )sql";
 
-constexpr std::array kMigrations = {Migration{kVersion1}, Migration{kVersion2}, Migration{kVersion3}};
+constexpr std::string_view kVersion4 = R"sql(
+CREATE TABLE integration (
+  id INTEGER PRIMARY KEY,
+  uuid BLOB NOT NULL UNIQUE CHECK (length(uuid) = 16),
+  kind TEXT NOT NULL CHECK (kind IN ('github', 'linear')),
+  created_at INTEGER NOT NULL,
+  host TEXT CHECK ((host IS NOT NULL) = (kind = 'github')),
+  username TEXT COLLATE NOCASE CHECK ((username IS NOT NULL) = (kind = 'github')),
+  last_selected_content TEXT CHECK (last_selected_content IN ('pulls', 'issues', 'actions')),
+  latest_sync_at INTEGER,
+  workspace_url_key TEXT CHECK ((workspace_url_key IS NOT NULL) = (kind = 'linear')),
+  workspace_name TEXT,
+  user_name TEXT,
+  user_email TEXT CHECK ((user_email IS NOT NULL) = (kind = 'linear')),
+  UNIQUE (host, username),
+  UNIQUE (workspace_url_key, user_email)
+) STRICT;
+
+-- Until when a host wants no requests of an account, for each of its limits.
+CREATE TABLE github_pause (
+  integration_id INTEGER NOT NULL REFERENCES integration (id) ON DELETE CASCADE,
+  resource TEXT NOT NULL,
+  until INTEGER NOT NULL,
+  PRIMARY KEY (integration_id, resource)
+) STRICT, WITHOUT ROWID;
+
+-- How the latest whole sync of a search went. `cost` is that of those too that failed after it, or before the first,
+-- which has no time until then.
+CREATE TABLE github_sync (
+  integration_id INTEGER NOT NULL REFERENCES integration (id) ON DELETE CASCADE,
+  search_text TEXT NOT NULL,
+  synced_at INTEGER,
+  cost INTEGER NOT NULL,
+  pull_requests INTEGER NOT NULL,
+  gap TEXT NOT NULL CHECK (gap IN ('none', 'beyondLimit', 'unread')),
+  PRIMARY KEY (integration_id, search_text)
+) STRICT, WITHOUT ROWID;
+
+CREATE TABLE github_repository (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  integration_id INTEGER NOT NULL REFERENCES integration (id) ON DELETE CASCADE,
+  repository_id INTEGER NOT NULL,
+  name TEXT NOT NULL,
+  full_name TEXT NOT NULL,
+  is_private INTEGER NOT NULL CHECK (is_private IN (0, 1)),
+  pushed_at INTEGER,
+  UNIQUE (integration_id, repository_id)
+) STRICT;
+
+-- What is known of the user's part in a pull request is the sum of `involvement`: 1 involved, 2 assigned,
+-- 4 asked for a review, 8 mentioned. `rank` is the place in the search that last returned it, behind all of them where
+-- it came by itself. `synced_at` is when it was last returned, `asked_at` when it was returned or asked for in vain. The names of repositories are the same whatever the case of their letters.
+CREATE TABLE github_pull_request (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  integration_id INTEGER NOT NULL REFERENCES integration (id) ON DELETE CASCADE,
+  node_id TEXT NOT NULL,
+  number INTEGER NOT NULL,
+  title TEXT NOT NULL,
+  url TEXT NOT NULL,
+  is_draft INTEGER NOT NULL CHECK (is_draft IN (0, 1)),
+  merged INTEGER NOT NULL CHECK (merged IN (0, 1)),
+  closed INTEGER NOT NULL CHECK (closed IN (0, 1)),
+  repository_name TEXT NOT NULL COLLATE NOCASE,
+  author_username TEXT,
+  author_username_folded TEXT,
+  review_decision_raw TEXT,
+  check_state_raw TEXT,
+  involvement INTEGER NOT NULL,
+  rank INTEGER NOT NULL,
+  synced_at INTEGER NOT NULL,
+  asked_at INTEGER NOT NULL,
+  UNIQUE (integration_id, node_id)
+) STRICT;
+CREATE INDEX github_pull_request_by_name ON github_pull_request (integration_id, repository_name, number);
+-- A filter asks for the user's part, for an author, or for repositories.
+CREATE INDEX github_pull_request_by_part ON github_pull_request (integration_id, merged, closed) WHERE involvement <> 0;
+CREATE INDEX github_pull_request_by_author ON github_pull_request (integration_id, author_username_folded);
+CREATE INDEX github_pull_request_by_state ON github_pull_request (integration_id, merged, closed, repository_name,
+  is_draft, review_decision_raw, check_state_raw);
+
+CREATE TABLE github_pull_detail_cache (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  integration_id INTEGER NOT NULL REFERENCES integration (id) ON DELETE CASCADE,
+  pull_url TEXT NOT NULL COLLATE NOCASE UNIQUE,
+  body_text TEXT,
+  files_data TEXT NOT NULL CHECK (json_type(files_data) = 'array'),
+  fetched_at INTEGER NOT NULL
+) STRICT;
+CREATE INDEX github_pull_detail_cache_by_integration ON github_pull_detail_cache (integration_id);
+
+CREATE TABLE linear_team (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  integration_id INTEGER NOT NULL REFERENCES integration (id) ON DELETE CASCADE,
+  team_id TEXT NOT NULL,
+  key TEXT NOT NULL,
+  name TEXT NOT NULL,
+  color_hex TEXT,
+  UNIQUE (integration_id, team_id)
+) STRICT;
+
+CREATE TABLE linear_issue (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  integration_id INTEGER NOT NULL REFERENCES integration (id) ON DELETE CASCADE,
+  issue_id TEXT NOT NULL,
+  identifier TEXT NOT NULL,
+  title TEXT NOT NULL,
+  description_text TEXT,
+  state_name TEXT NOT NULL,
+  state_color_hex TEXT NOT NULL,
+  state_type_raw TEXT NOT NULL,
+  priority INTEGER NOT NULL,
+  priority_label TEXT NOT NULL,
+  team_key TEXT NOT NULL,
+  team_name TEXT NOT NULL,
+  project_name TEXT,
+  url TEXT NOT NULL,
+  created_at INTEGER NOT NULL,
+  updated_at INTEGER NOT NULL,
+  UNIQUE (integration_id, issue_id)
+) STRICT;
+
+CREATE TABLE pinned_item (
+  id INTEGER PRIMARY KEY,
+  uuid BLOB NOT NULL UNIQUE CHECK (length(uuid) = 16),
+  kind TEXT NOT NULL CHECK (kind IN ('githubPullRequests', 'linearIssues')),
+  integration_id INTEGER NOT NULL REFERENCES integration (id) ON DELETE CASCADE,
+  sidebar_order INTEGER NOT NULL,
+  custom_title TEXT,
+  created_at INTEGER NOT NULL,
+  repository_full_names TEXT CHECK (json_type(repository_full_names) = 'array'),
+  involvement TEXT,
+  state TEXT,
+  review TEXT,
+  checks TEXT,
+  draft TEXT,
+  team_key TEXT,
+  team_name TEXT,
+  sort_order_string TEXT,
+  CHECK (kind <> 'githubPullRequests' OR (repository_full_names IS NOT NULL AND involvement IS NOT NULL
+    AND state IS NOT NULL AND review IS NOT NULL AND checks IS NOT NULL AND draft IS NOT NULL)),
+  CHECK (kind <> 'linearIssues' OR (team_key IS NOT NULL AND team_name IS NOT NULL AND sort_order_string IS NOT NULL))
+) STRICT;
+CREATE INDEX pinned_item_by_integration ON pinned_item (integration_id);
+
+-- The pull request or issue that a conversation began with, as it was called then.
+ALTER TABLE conversation ADD COLUMN work_item_kind TEXT CHECK (work_item_kind IN ('githubPull', 'linearIssue'));
+ALTER TABLE conversation ADD COLUMN work_item_name TEXT;
+ALTER TABLE conversation ADD COLUMN work_item_url TEXT;
+)sql";
+
+constexpr std::array kMigrations = {Migration{kVersion1}, Migration{kVersion2}, Migration{kVersion3},
+                                    Migration{kVersion4}};
 
 }  // namespace
 

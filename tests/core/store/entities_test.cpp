@@ -118,6 +118,24 @@ TEST_F(Entities, conversationsAreListedByActivity) {
   EXPECT_EQ(run(store.conversations->createConversation(ProjectId(Uuid::random()), {})), std::nullopt);
 }
 
+TEST_F(Entities, aConversationRemembersWhatItBeganWith) {
+  const ConversationId without = store.makeConversation();
+  const ProjectId project = store.conversation(without).project;
+  const WorkItem pull{.kind = WorkItem::Kind::githubPull, .name = "octo/widgets#7", .url = "https://github.com/7"};
+  const WorkItem issue{.kind = WorkItem::Kind::linearIssue, .name = "ENG-42", .url = "https://linear.app/42"};
+  const ConversationId ofPull = run(store.conversations->createConversation(project, {}, pull)).value();
+  const ConversationId ofIssue = run(store.conversations->createConversation(project, {}, issue)).value();
+  run(store.conversations->renameConversation(ofPull, "Title"));
+
+  const OpenStore other{folder.path()};
+  std::map<ConversationId, std::optional<WorkItem>> found;
+  for (const auto& summary : run(other.conversations->conversations({}))) {
+    found[summary.conversation.id] = summary.conversation.workItem;
+  }
+  EXPECT_THAT(found, testing::UnorderedElementsAre(testing::Pair(without, std::nullopt), testing::Pair(ofPull, pull),
+                                                   testing::Pair(ofIssue, issue)));
+}
+
 TEST_F(Entities, nothingIsWrittenIntoAFileThatWasMovedAway) {
   const ConversationId conversation = store.makeConversation();
   std::filesystem::rename(folder / "store.sqlite", folder / "away.sqlite");
