@@ -25,6 +25,11 @@ SETTINGS = [
     "",
 ]
 
+PATCHES = [
+    "@@ -10,3 +12,4 @@ int main() {\n same\n-old\n+new\n+\n\n@@ -90 +95 @@ - x\n-a\n\\ No newline at end of file\n+b\r\n",
+    "--- a\n+++ b\n@@ -0,0 +1,2 @@\n+@@ é\n é\né\n@@\n@@ -99999999999999999999 +-1 @@\n x",
+]
+
 CHAT = [
     [{"choices": [{"delta": {"content": "Hel"}}]}, {"choices": [{"delta": {"content": "lo"}, "finish_reason": "stop"}]}],
     [{"choices": [{"delta": {"tool_calls": [{"index": 0, "id": "a", "function": {"name": "bash", "arguments": "{"}}]}}]},
@@ -32,6 +37,31 @@ CHAT = [
       "usage": {"prompt_tokens": 3, "completion_tokens": 2}}],
     [{"choices": [{"delta": {"reasoning_content": "Hm.", "content": [{"type": "text", "text": "parts"}]}}]}],
     [{"error": {"code": 429, "message": "slow down"}}],
+]
+
+PULL = {"id": "PR_1", "number": 1, "title": "T", "url": "u", "isDraft": False, "merged": False, "closed": True,
+        "repository": {"nameWithOwner": "o/r"}, "author": {"login": "a"}, "reviewDecision": "APPROVED",
+        "commits": {"nodes": [{"commit": {"statusCheckRollup": {"state": "SUCCESS"}}}]}}
+GITHUB = [
+    {"data": {"search": {"pageInfo": {"hasNextPage": True, "endCursor": "c"}, "nodes": [PULL, {}]}}},
+    {"data": {"a0": {"pullRequest": PULL}, "a1": None, "a2": {"pullRequest": None}},
+     "errors": [{"type": "NOT_FOUND", "path": ["a1"], "message": "gone\nghp_hush"}, {"type": "RATE_LIMITED"}]},
+    [{"filename": "f", "previous_filename": "e", "status": "renamed", "additions": 1, "deletions": 2, "patch": "@@"}],
+    [{"id": 1, "name": "r", "full_name": "o/r", "private": True, "pushed_at": "2026-11-21T09:14:16+02:00"}],
+    {"login": "octo", "id": 1, "name": None},
+    {"hosts": {"github.com": [{"login": "octo", "active": True, "host": "github.com", "token": "ghp_hush"}]}},
+]
+
+LINEAR_ISSUE = {"id": "i", "identifier": "ENG-1", "title": "T", "description": None, "priority": 2, "priorityLabel": "High",
+                "state": {"name": "Todo", "type": "unstarted", "color": "#e2e2e2"}, "team": {"key": "ENG", "name": "E"},
+                "project": {"name": "P"}, "url": "https://linear.app/i", "createdAt": "2026-11-21T10:00:00.123Z",
+                "updatedAt": "2026-11-21T10:00:00+02:00"}
+LINEAR = [
+    {"data": {"viewer": {"id": "u", "name": "Ada", "email": "a@b.c"}, "organization": {"id": "o", "name": "O", "urlKey": "o"}}},
+    {"data": {"teams": {"nodes": [{"id": "t", "key": "ENG", "name": "E", "color": None}]}}},
+    {"data": {"viewer": {"assignedIssues": {"pageInfo": {"hasNextPage": True, "endCursor": "c"},
+                                            "nodes": [LINEAR_ISSUE, {**LINEAR_ISSUE, "createdAt": "soon"}]}}}},
+    {"data": None, "errors": [{"message": "Authentication required", "extensions": {"code": "RATELIMITED"}}]},
 ]
 
 
@@ -53,9 +83,12 @@ def turns_of(cassette):
 
 def main(tests, seeds):
     shutil.rmtree(seeds, ignore_errors=True)
-    made = {"text": [text.encode() for text in TEXTS], "settings": [text.encode() for text in SETTINGS], "json_rpc": []}
+    made = {"text": [text.encode() for text in TEXTS], "settings": [text.encode() for text in SETTINGS], "json_rpc": [],
+            "patches": [text.encode() for text in PATCHES]}
     made["chat"] = ["".join(f"data: {json.dumps(event)}\n\n" for event in events).encode() + b"data: [DONE]\n"
                     for events in CHAT]
+    made["github"] = [json.dumps(answer).encode() for answer in GITHUB]
+    made["linear"] = [json.dumps(answer).encode() for answer in LINEAR]
     for folder in ("agents", "golden"):
         for cassette in sorted((tests / folder).glob("*/*.cassette")):
             made.setdefault(cassette.parent.name, []).extend(turns_of(cassette))

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   const std::string written = compactJson(json::value(repairUtf8(std::string(text))));
   fuzz::expectHarmless(terminalSafeJson(written));
   fuzz::expect(parseJson(terminalSafeJson(written)) == parseJson(written), "escaped JSON means the same");
-  const std::string line = cli::oneLine(text);
+  const std::string line = oneLine(text);
   fuzz::expectHarmless(line);
   fuzz::expect(!line.contains('\n'), "one line is one");
   fuzz::expect(cli::displayWidth(cli::cutToWidth(line, 20)) <= 20, "what was cut fits");
