@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "git/branch_name.hpp"
+#include "git/fetched_commit.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/captured_process.hpp"
 #include "platform/process/shell_quoted.hpp"
@@ -46,8 +47,13 @@ const std::vector<std::string> kOfOtherRepositories = {"GIT_ALTERNATE_OBJECT_DIR
 
 const std::string kPull = "git pull --ff-only";
 const std::string kFetch = "git fetch --prune";
+constexpr std::string_view kCheckoutOfFetched = "git -c core.hooksPath=/dev/null checkout --no-overwrite-ignore";
 
 std::string checkoutLine(const std::string& branch) { return fmt::format("git checkout {}", shellQuoted(branch)); }
+
+std::string fetchLine(const FetchedBranch& fetched) {
+  return fmt::format("git fetch --no-tags {} {}", shellQuoted(fetched.remote), shellQuoted(fetched.reference));
+}
 
 void expectBranchName(const std::string& name) {
   if (const std::string objection = objectionToBranchName(name); !objection.empty()) throw BranchNameError(objection);
@@ -85,6 +91,15 @@ awaitable<std::string> GitCommandRunner::checkout(std::string branch, std::files
   });
 }
 
+awaitable<CheckedOutBranch> GitCommandRunner::checkoutFetched(FetchedBranch fetched, std::filesystem::path folder) {
+  return onActor([this, fetched = std::move(fetched), folder = std::move(folder)]() -> awaitable<CheckedOutBranch> {
+    expectBranchName(fetched.branch);
+    CheckedOutBranch done;
+    done.output = co_await inTurn(fetchLine(fetched), fetchAndCheckOut(fetched, folder, done.ahead));
+    co_return done;
+  });
+}
+
 awaitable<std::string> GitCommandRunner::createBranch(std::string name, std::filesystem::path folder) {
   return onActor([this, name = std::move(name), folder = std::move(folder)] {
     return runOnBranch("git switch -c", name, folder);
@@ -114,11 +129,29 @@ awaitable<std::string> GitCommandRunner::runOnBranch(std::string command, std::s
 }
 
 awaitable<std::string> GitCommandRunner::checkOut(std::string branch, std::filesystem::path folder) {
-  const std::string objection = co_await asio::co_spawn(
-      options_.work, [&]() -> awaitable<std::string> { co_return objectionToCheckout(branch, folder); },
-      asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+  const std::string objection = co_await onWork([&] { return objectionToCheckout(branch, folder); });
   if (!objection.empty()) throw BranchNameError(objection);
   co_return co_await run(checkoutLine(branch), std::move(folder));
+}
+
+awaitable<std::string> GitCommandRunner::fetchAndCheckOut(FetchedBranch fetched, std::filesystem::path folder,
+                                                          std::int64_t& ahead) {
+  std::string output = co_await run(fetchLine(fetched), folder);
+  const FetchedCommit commit =
+      co_await onWork([&] { return fetchedCommit(folder, fetched.reference, fetched.branch); });
+  ahead = commit.ahead.value_or(0);
+  const std::string branch = shellQuoted(fetched.branch);
+  output += co_await run(commit.ahead ? fmt::format("{} {} --", kCheckoutOfFetched, branch)
+                                      : fmt::format("{} -B {} {}", kCheckoutOfFetched, branch, commit.id),
+                         folder);
+  co_return output;
+}
+
+template <class Read>
+auto GitCommandRunner::onWork(Read read) -> awaitable<decltype(read())> {
+  co_return co_await asio::co_spawn(
+      options_.work, [&]() -> awaitable<decltype(read())> { co_return read(); },
+      asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
 }
 
 /// Runs `operation` when those before it are over.

@@ -38,6 +38,24 @@ class BranchNameError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// A local branch that cannot become what was fetched; `what()` says why. The working copy is as it was.
+class BranchInTheWayError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// What is fetched, and into which local branch.
+struct FetchedBranch {
+  std::string remote;
+  std::string reference;  ///< at the remote, by its whole name
+  std::string branch;
+};
+
+struct CheckedOutBranch {
+  std::string output;      ///< what git printed
+  std::int64_t ahead = 0;  ///< commits that the branch has on top of what was fetched
+};
+
 struct GitCommandOptions {
   any_io_executor io;
   any_io_executor work;   ///< for what blocks
@@ -62,6 +80,11 @@ class GitCommandRunner final : public Actor {
   awaitable<std::string> pull(std::filesystem::path folder);
   awaitable<std::string> fetch(std::filesystem::path folder);
   awaitable<std::string> checkout(std::string branch, std::filesystem::path folder);
+  /// Fetches a reference and checks it out as the local branch, which is made, or goes on to it where it then still has
+  /// all its commits, and stays as it is where it has more than that. Files that git ignores are not overwritten, and
+  /// no hook sees the checkout: what was fetched may have brought it. Throws also `BranchInTheWayError`, and
+  /// `std::runtime_error` where the repository cannot be read.
+  awaitable<CheckedOutBranch> checkoutFetched(FetchedBranch fetched, std::filesystem::path folder);
   awaitable<std::string> createBranch(std::string name, std::filesystem::path folder);
   awaitable<std::string> deleteBranch(std::string name, std::filesystem::path folder);
 
@@ -73,6 +96,10 @@ class GitCommandRunner final : public Actor {
   awaitable<std::string> runOnBranch(std::string command, std::string name, std::filesystem::path folder);
   awaitable<std::string> inTurn(std::string command, awaitable<std::string> operation);
   awaitable<std::string> checkOut(std::string branch, std::filesystem::path folder);
+  awaitable<std::string> fetchAndCheckOut(FetchedBranch fetched, std::filesystem::path folder, std::int64_t& ahead);
+  /// What `read` gives, on the pool for what blocks.
+  template <class Read>
+  auto onWork(Read read) -> awaitable<decltype(read())>;
 
   const GitCommandOptions options_;
   std::vector<std::string> withheldVariables_;

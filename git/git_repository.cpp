@@ -7,6 +7,7 @@
 #include "git/changes.hpp"
 #include "git/hunks.hpp"
 #include "git/opened_repository.hpp"
+#include "git/remotes.hpp"
 #include "git/working_copy_stat.hpp"
 
 namespace ravant {
@@ -79,6 +80,10 @@ GitReading<GitWorkingCopyStat> GitRepository::readStat() const {
 
 GitReading<std::vector<GitBranch>> GitRepository::readBranches() const {
   return explained([&] { return git::readBranches(opened_->repository.get()); });
+}
+
+std::vector<GitRemote> GitRepository::readRemotes() const {
+  return explained([&] { return git::readRemotes(opened_->repository.get()); });
 }
 
 GitReading<GitFileHunks> GitRepository::readHunks(const std::string& path) const {

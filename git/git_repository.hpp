@@ -26,6 +26,7 @@ class GitRepository {
   GitReading<GitWorkingCopyDetails> readDetails() const;
   GitReading<GitWorkingCopyStat> readStat() const;
   GitReading<std::vector<GitBranch>> readBranches() const;
+  std::vector<GitRemote> readRemotes() const;
   /// `path` is relative to the folder.
   GitReading<GitFileHunks> readHunks(const std::string& path) const;
 

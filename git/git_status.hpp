@@ -109,6 +109,15 @@ struct GitBranch {
   bool operator==(const GitBranch&) const = default;
 };
 
+/// Another repository that commits are fetched from.
+struct GitRemote {
+  std::string name;
+  std::string url;           ///< as it is written down
+  std::string rewrittenUrl;  ///< as the rewriting of addresses in git's configuration makes it
+
+  bool operator==(const GitRemote&) const = default;
+};
+
 /// How many lines the hunks of one side of a file have at most.
 inline constexpr std::size_t kMostHunkLines = 100'000;
 /// How many lines the versions of a file have at most that are compared with each other.

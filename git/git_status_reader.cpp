@@ -34,6 +34,14 @@ awaitable<GitReading<std::vector<GitBranch>>> GitStatusReader::branches(std::fil
   });
 }
 
+awaitable<GitReading<std::vector<GitRemote>>> GitStatusReader::remotes(std::filesystem::path folder) {
+  return onActor([this, folder = std::move(folder)]() -> awaitable<GitReading<std::vector<GitRemote>>> {
+    kLog.debug("libgit2 reading remotes for: {}", folder.string());
+    co_return reading<std::vector<GitRemote>>(
+        folder, [](const GitRepository& repo) { return GitReading{.value = repo.readRemotes()}; });
+  });
+}
+
 awaitable<GitReading<GitFileHunks>> GitStatusReader::hunks(std::filesystem::path folder, std::string path) {
   return onActor([this, folder = std::move(folder), path = std::move(path)]() -> awaitable<GitReading<GitFileHunks>> {
     kLog.debug("libgit2 reading hunks for: {}", folder.string());

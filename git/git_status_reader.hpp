@@ -23,6 +23,8 @@ class GitStatusReader final : public Actor {
   awaitable<GitReading<GitWorkingCopyStat>> workingCopyStat(std::filesystem::path folder);
   awaitable<GitReading<GitWorkingCopyDetails>> workingCopyFiles(std::filesystem::path folder);
   awaitable<GitReading<std::vector<GitBranch>>> branches(std::filesystem::path folder);
+  /// In the order of git's configuration.
+  awaitable<GitReading<std::vector<GitRemote>>> remotes(std::filesystem::path folder);
   /// `path` is relative to the folder.
   awaitable<GitReading<GitFileHunks>> hunks(std::filesystem::path folder, std::string path);
 

@@ -28,6 +28,7 @@ using Repository = std::unique_ptr<git_repository, Free<git_repository_free>>;
 using Object = std::unique_ptr<git_object, Free<git_object_free>>;
 using Index = std::unique_ptr<git_index, Free<git_index_free>>;
 using Reference = std::unique_ptr<git_reference, Free<git_reference_free>>;
+using ReferenceIterator = std::unique_ptr<git_reference_iterator, Free<git_reference_iterator_free>>;
 using BranchIterator = std::unique_ptr<git_branch_iterator, Free<git_branch_iterator_free>>;
 using Config = std::unique_ptr<git_config, Free<git_config_free>>;
 using ConfigIterator = std::unique_ptr<git_config_iterator, Free<git_config_iterator_free>>;
