@@ -67,7 +67,8 @@ Application::Application(const Locations& locations)
   conversations_ = ConversationModelActor::make(modelContainer_);
   transcripts_ = TranscriptReader::make(modelContainer_);
   http_ = std::make_shared<HttpEngine>(httpEngineOptions());
-  providerKeys_ = std::make_shared<RavantProviderKey>(executors_.work(), openKeyStore(settings_, locations_));
+  keyStore_ = openKeyStore(settings_, locations_);
+  providerKeys_ = std::make_shared<RavantProviderKey>(executors_.work(), keyStore_);
   runners_ = std::make_unique<AgentRunnerStore>(modelContainer_, runnerFactory(), notifications_);
   gitStatus_ = std::make_shared<GitStatusReader>(executors_.work());
   gitCommands_ = std::make_shared<GitCommandRunner>(GitCommandOptions{.io = executors_.io(),
@@ -75,6 +76,7 @@ Application::Application(const Locations& locations)
                                                                       .shellPath = loginShell(ShellUse::command).path,
                                                                       .withheldVariables = keyVariables(),
                                                                       .processes = processes_});
+  pins_ = PinnedItemStore::make(modelContainer_);
 }
 
 Application::~Application() = default;
@@ -118,7 +120,9 @@ std::shared_ptr<RunnerFactory> Application::runnerFactory() {
   const std::chrono::seconds shellStartLimit(settings_.integer(setting::kShellStartSeconds));
   const ShellOptions shell{.shellPath = loginShell().path, .startLimit = shellStartLimit, .ledger = processes_};
   std::map<RavantProvider, std::string> addresses;
-  for (const RavantProvider provider : kRavantProviders) addresses[provider] = serviceAddress(settings_, provider);
+  for (const RavantProvider provider : kRavantProviders) {
+    addresses[provider] = serviceAddress(settings_, serviceOf(provider));
+  }
   return std::make_shared<AppRunnerFactory>(RunnerFactoryOptions{.io = executors_.io(),
                                                                  .shell = shell,
                                                                  .claudeEnvironment = claudeEnvironment(settings_),
@@ -130,6 +134,38 @@ std::shared_ptr<RunnerFactory> Application::runnerFactory() {
                                                                              .session = httpSessionOptions(settings_),
                                                                              .shellPath = shell.shellPath,
                                                                              .processes = processes_}});
+}
+
+GithubService& Application::github() {
+  if (!github_) {
+    github_ = GithubService::make(modelContainer_,
+                                  {.io = executors_.io(),
+                                   .http = http_,
+                                   .session = httpSessionOptions(settings_),
+                                   .endpoints = GithubEndpoints(checkedWhenUsed(settings_, RemoteService::github)),
+                                   .tokens = std::make_shared<GithubTokens>(executors_.work(), keyStore_),
+                                   .clock = std::make_shared<SystemClock>()});
+  }
+  return *github_;
+}
+
+LinearService& Application::linear() {
+  if (!linear_) {
+    linear_ = LinearService::make(modelContainer_, {.io = executors_.io(),
+                                                    .work = executors_.work(),
+                                                    .http = http_,
+                                                    .session = httpSessionOptions(settings_),
+                                                    .baseAddress = checkedWhenUsed(settings_, RemoteService::linear),
+                                                    .keyStore = keyStore_});
+  }
+  return *linear_;
+}
+
+GithubDetectionOptions Application::githubDetection() {
+  return {.io = executors_.io(),
+          .shellPath = loginShell(ShellUse::command).path,
+          .withheldVariables = keyVariables(),
+          .processes = processes_};
 }
 
 awaitable<void> Application::prepare() {
@@ -161,6 +197,8 @@ awaitable<void> Application::shutdown() {
   };
   co_await attempt(runners_->shutdown());
   co_await attempt(gitCommands_->shutdown());
+  if (github_) co_await attempt(github_->close());
+  if (linear_) co_await attempt(linear_->shutdown());
   co_await attempt(modelContainer_->changeFeed()->stop());
   if (error) std::rethrow_exception(error);
 }

@@ -8,12 +8,17 @@
 #include "core/store/agent_model_store.hpp"
 #include "core/store/conversation_model_actor.hpp"
 #include "core/store/model_container.hpp"
+#include "core/store/pinned_item_store.hpp"
 #include "core/store/project_store.hpp"
 #include "core/store/transcript_reader.hpp"
 #include "git/git_command_runner.hpp"
 #include "git/git_status_reader.hpp"
+#include "integrations/github/github_account_detection.hpp"
+#include "integrations/github/github_service.hpp"
+#include "integrations/linear/linear_service.hpp"
 #include "platform/async/executors.hpp"
 #include "platform/http/http_engine.hpp"
+#include "platform/keystore/key_store.hpp"
 #include "platform/notifications/notification_center.hpp"
 #include "platform/settings/settings_file.hpp"
 
@@ -46,13 +51,20 @@ class Application {
   RavantProviderKey& providerKeys() { return *providerKeys_; }
   GitStatusReader& gitStatus() { return *gitStatus_; }
   GitCommandRunner& gitCommands() { return *gitCommands_; }
+  PinnedItemStore& pins() { return *pins_; }
+  /// Made when it is first asked for. What asks the service throws also `ServiceAddressError`, where the address that
+  /// stands in for it cannot be used.
+  GithubService& github();
+  LinearService& linear();
+  /// What `detectAccounts` works with.
+  GithubDetectionOptions githubDetection();
   any_io_executor io() { return executors_.io(); }
 
   /// On the first start, registers the agents that are found and makes the built-in one. To be
   /// awaited before anything else.
   awaitable<void> prepare();
 
-  /// Ends every prompt and process and the change feed. To be awaited before the destructor, which
+  /// Ends every prompt, request and process and the change feed. To be awaited before the destructor, which
   /// waits for the pools to be idle. Does all of it whatever fails, and throws the first error.
   awaitable<void> shutdown();
 
@@ -72,10 +84,14 @@ class Application {
   std::shared_ptr<ConversationModelActor> conversations_;
   std::shared_ptr<TranscriptReader> transcripts_;
   std::shared_ptr<HttpEngine> http_;
+  std::shared_ptr<KeyStore> keyStore_;
   std::shared_ptr<RavantProviderKey> providerKeys_;
   std::unique_ptr<AgentRunnerStore> runners_;
   std::shared_ptr<GitStatusReader> gitStatus_;
   std::shared_ptr<GitCommandRunner> gitCommands_;
+  std::shared_ptr<PinnedItemStore> pins_;
+  std::shared_ptr<GithubService> github_;  ///< null until it is asked for
+  std::shared_ptr<LinearService> linear_;  ///< null until it is asked for
 };
 
 }  // namespace ravant

@@ -229,12 +229,12 @@ awaitable<void> Doctor::examineKeys() {
                             setting::kFile));
     }
   }
-  for (const RavantProvider provider : kRavantProviders) {
+  for (const RemoteService service : kRemoteServices) {
     try {
-      baseAddress(serviceAddress(settings_, provider));
+      baseAddress(serviceAddress(settings_, service));
     } catch (const BaseAddressError& error) {
-      add(fmt::format("the address of {} cannot be used: {}", displayName(provider), error.what()),
-          fmt::format("see {}", addressOrigin(provider)));
+      add(fmt::format("the address of {} cannot be used: {}", displayName(service), error.what()),
+          fmt::format("see {}", addressOrigin(service)));
     }
   }
   const auto keys = std::make_shared<RavantProviderKey>(executors_.work(), keyStore);

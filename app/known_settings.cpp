@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include "agent/ravant_provider.hpp"
+#include "app/services.hpp"
 
 namespace ravant {
 
@@ -29,11 +29,11 @@ std::vector<SettingDescription> knownSettings() {
        .defaultValue = std::string(setting::kSecretService),
        .description = "Where keys are kept: in the desktop's key store, or in a file that is not encrypted",
        .choices = {std::string(setting::kSecretService), std::string(setting::kFile)}}};
-  for (const RavantProvider provider : kRavantProviders) {
-    settings.push_back({.key = fmt::format("{}{}", setting::kEndpoints, rawValue(provider)),
+  for (const RemoteService service : kRemoteServices) {
+    settings.push_back({.key = fmt::format("{}{}", setting::kEndpoints, rawValue(service)),
                         .type = SettingType::text,
-                        .defaultValue = std::string(defaultBaseAddress(provider)),
-                        .description = fmt::format("The address that stands in for {}", displayName(provider))});
+                        .defaultValue = std::string(defaultBaseAddress(service)),
+                        .description = fmt::format("The address that stands in for {}", displayName(service))});
   }
   return settings;
 }

@@ -12,12 +12,27 @@
 namespace ravant {
 namespace {
 
-const char* addressVariable(RavantProvider provider) {
-  switch (provider) {
-    case RavantProvider::openrouter:
-      return "RAVANT_OPENROUTER_URL";
-    case RavantProvider::mistral:
-      return "RAVANT_MISTRAL_URL";
+struct Texts {
+  std::string_view rawValue;
+  std::string_view displayName;
+  std::string_view baseAddress;
+  const char* addressVariable;
+};
+
+Texts ofProvider(RavantProvider provider, const char* addressVariable) {
+  return {rawValue(provider), displayName(provider), defaultBaseAddress(provider), addressVariable};
+}
+
+Texts texts(RemoteService service) {
+  switch (service) {
+    case RemoteService::openrouter:
+      return ofProvider(RavantProvider::openrouter, "RAVANT_OPENROUTER_URL");
+    case RemoteService::mistral:
+      return ofProvider(RavantProvider::mistral, "RAVANT_MISTRAL_URL");
+    case RemoteService::github:
+      return {"github", "GitHub", "https://api.github.com", "RAVANT_GITHUB_URL"};
+    case RemoteService::linear:
+      return {"linear", "Linear", "https://api.linear.app", "RAVANT_LINEAR_URL"};
   }
   __builtin_unreachable();
 }
@@ -27,18 +42,43 @@ std::string variable(const char* name) {
   return value ? value : "";
 }
 
-std::string settingOf(RavantProvider provider) { return fmt::format("{}{}", setting::kEndpoints, rawValue(provider)); }
+std::string settingOf(RemoteService service) { return fmt::format("{}{}", setting::kEndpoints, rawValue(service)); }
 
 }  // namespace
 
-std::string serviceAddress(const SettingsFile& settings, RavantProvider provider) {
-  const std::string chosen = variable(addressVariable(provider));
-  return chosen.empty() ? settings.text(settingOf(provider)) : chosen;
+std::string_view rawValue(RemoteService service) { return texts(service).rawValue; }
+std::string_view displayName(RemoteService service) { return texts(service).displayName; }
+std::string_view defaultBaseAddress(RemoteService service) { return texts(service).baseAddress; }
+
+RemoteService serviceOf(RavantProvider provider) {
+  switch (provider) {
+    case RavantProvider::openrouter:
+      return RemoteService::openrouter;
+    case RavantProvider::mistral:
+      return RemoteService::mistral;
+  }
+  __builtin_unreachable();
 }
 
-std::string addressOrigin(RavantProvider provider) {
-  const char* const name = addressVariable(provider);
-  return variable(name).empty() ? fmt::format("the setting {}", settingOf(provider))
+std::string serviceAddress(const SettingsFile& settings, RemoteService service) {
+  const std::string chosen = variable(texts(service).addressVariable);
+  return chosen.empty() ? settings.text(settingOf(service)) : chosen;
+}
+
+std::function<std::string()> checkedWhenUsed(const SettingsFile& settings, RemoteService service) {
+  return [service, address = serviceAddress(settings, service), origin = addressOrigin(service)] {
+    try {
+      return baseAddress(address);
+    } catch (const BaseAddressError& error) {
+      throw ServiceAddressError(
+          fmt::format("the address of {} cannot be used: {} (see {})", displayName(service), error.what(), origin));
+    }
+  };
+}
+
+std::string addressOrigin(RemoteService service) {
+  const char* const name = texts(service).addressVariable;
+  return variable(name).empty() ? fmt::format("the setting {}", settingOf(service))
                                 : fmt::format("the environment variable {}", name);
 }
 
