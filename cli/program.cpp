@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "cli/command/command_line.hpp"
+#include "cli/command/key_words.hpp"
 #include "cli/manual/help.hpp"
 #include "cli/manual/manual.hpp"
 #include "cli/output/command_error.hpp"
@@ -18,7 +19,6 @@
 #include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
 #include "platform/process/descriptors.hpp"
-#include "platform/text/text.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -122,9 +122,7 @@ ExitStatus answer(const std::vector<std::string>& words, Output& output) {
 }
 
 ExitStatus report(const std::exception& error, ExitStatus status) {
-  const bool hasLines = dynamic_cast<const ProgramError*>(&error) != nullptr;
-  const std::string text = hasLines ? terminalSafe(trimmed(error.what())) : oneLine(error.what());
-  std::fputs(fmt::format("ravant: {}\n", text).c_str(), stderr);
+  std::fputs(fmt::format("ravant: {}\n", oneLine(wordsWithWayOut(error))).c_str(), stderr);
   return status;
 }
 

@@ -12,9 +12,29 @@
 namespace ravant::cli {
 
 /// What an argument stands for: decides how it is checked and completed.
-enum class ValueKind { text, count, file, folder, agent, agentType, provider, settingKey };
+enum class ValueKind {
+  text,
+  count,
+  file,
+  folder,
+  agent,
+  agentType,
+  provider,
+  settingKey,
+  repository,  ///< `owner/name`
+  filterInvolvement,
+  filterState,
+  filterReview,
+  filterChecks,
+  filterDraft,
+  issuesOrder,
+  pinService,
+};
 
 enum class Occurrence { once, atMostOnce, atLeastOnce, any };
+constexpr bool isRepeated(Occurrence occurrence) {
+  return occurrence == Occurrence::atLeastOnce || occurrence == Occurrence::any;
+}
 
 struct PositionalDescription {
   std::string_view name;
@@ -24,10 +44,11 @@ struct PositionalDescription {
 
 struct OptionDescription {
   std::string_view name;   ///< with its hyphens
-  std::string_view value;  ///< the value's name; empty for a flag
+  std::string_view value;  ///< the value's name, or those of several parted by blanks; empty for a flag
   std::string_view description;
   ValueKind kind = ValueKind::text;
   std::string_view shortName = {};
+  Occurrence occurrence = Occurrence::atMostOnce;  ///< `any` where it may be given again, with another value each time
 };
 
 /// What is there before a command runs.
@@ -62,6 +83,10 @@ std::string fullName(const CommandGroup* group, const Command* command);
 
 /// The words that a kind allows (an agent type) or suggests; empty where there are none.
 std::vector<std::string> knownWords(ValueKind kind);
+/// The names of an option's values; none for a flag.
+std::vector<std::string_view> valueNames(const OptionDescription& option);
+/// Whether a kind allows no other words than those.
+bool allowsKnownWordsOnly(ValueKind kind);
 
 CommandGroup projectCommands();
 CommandGroup agentCommands();
@@ -69,6 +94,9 @@ CommandGroup modelCommands();
 CommandGroup conversationCommands();
 CommandGroup gitCommands();
 CommandGroup keyCommands();
+CommandGroup githubCommands();
+CommandGroup linearCommands();
+CommandGroup pinCommands();
 CommandGroup processCommands();
 CommandGroup settingsCommands();
 Command runCommand();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string_view>
 
 #include "app/application.hpp"
 #include "cli/command/interruption.hpp"
@@ -18,6 +19,11 @@ struct CommandContext {
 
   Application& application() { return *openApplication; }
   bool wantsJson() const { return format == OutputFormat::json; }
+
+  /// A line on standard error behind what was written, made harmless: for people only.
+  void note(std::string_view text);
+  /// The same in either format, about what failed beside what was asked for.
+  void warn(std::string_view text);
 };
 
 }  // namespace ravant::cli

@@ -3,10 +3,12 @@
 #include <fmt/ranges.h>
 
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <charconv>
 #include <deque>
 
 #include "cli/output/command_error.hpp"
+#include "core/integrations/github_integration.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant::cli {
@@ -57,6 +59,12 @@ class Level {
   bool isNamed() const { return app_.parsed(); }
   bool has(std::string_view name) const { return std::ranges::find(options_, name, &Given::name)->option->count() > 0; }
 
+  /// As many as the option takes; nothing where there is no such option.
+  std::optional<std::size_t> values(std::string_view name) const {
+    const auto found = std::ranges::find(options_, name, &Given::name);
+    return found == options_.end() ? std::nullopt : std::optional(found->values);
+  }
+
   void readNames(CommandLine& line) const {
     if (group_) line.group = group_;
     if (command_) line.command = command_;
@@ -81,6 +89,7 @@ class Level {
     std::string_view name;
     ValueKind kind;
     CLI::Option* option;
+    std::size_t values = 1;
   };
 
   void add(const OptionDescription& description) {
@@ -88,17 +97,19 @@ class Level {
                                   ? std::string(description.name)
                                   : fmt::format("{},{}", description.shortName, description.name);
     CLI::Option* option = description.value.empty() ? app_.add_flag(names) : app_.add_option(names);
-    options_.push_back({description.name, description.kind, option});
+    const std::size_t values = valueNames(description).size();
+    if (values > 1) option->expected(static_cast<int>(values));
+    if (description.occurrence == Occurrence::any) option->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    options_.push_back({description.name, description.kind, option, values});
   }
 
   void add(const PositionalDescription& description) {
     CLI::Option* option = app_.add_option(std::string(description.name));
     const bool isRequired =
         description.occurrence == Occurrence::once || description.occurrence == Occurrence::atLeastOnce;
-    const bool isRepeated =
-        description.occurrence == Occurrence::atLeastOnce || description.occurrence == Occurrence::any;
     if (isRequired) option->required();
-    if (isRepeated) option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
+    if (isRepeated(description.occurrence))
+      option->expected(1, CLI::detail::expected_max_vector_size)->allow_extra_args();
     options_.push_back({description.name, description.kind, option});
   }
 
@@ -113,10 +124,13 @@ class Level {
       if (error == std::errc() && end == value.data() + value.size() && number > 0) return;
       throw UsageError(fmt::format("{} takes a number from 1, not \"{}\"", given.name, value));
     }
-    if (given.kind == ValueKind::agentType) {
-      const std::vector<std::string> types = knownWords(given.kind);
-      if (std::ranges::find(types, value) != types.end()) return;
-      throw UsageError(fmt::format("{} takes one of {}, not \"{}\"", given.name, fmt::join(types, ", "), value));
+    if (given.kind == ValueKind::repository && !isRepositoryName(value)) {
+      throw UsageError(fmt::format("{} takes a repository as OWNER/NAME, not \"{}\"", given.name, value));
+    }
+    if (allowsKnownWordsOnly(given.kind)) {
+      const std::vector<std::string> known = knownWords(given.kind);
+      if (std::ranges::find(known, value) != known.end()) return;
+      throw UsageError(fmt::format("{} takes one of {}, not \"{}\"", given.name, fmt::join(known, ", "), value));
     }
   }
 
@@ -151,7 +165,7 @@ class Parser {
       app_.parse(std::move(words));
     } catch (const CLI::ArgumentMismatch& error) {
       const std::string_view detail = error.what();
-      fault = fmt::format("{} takes one value", detail.substr(0, detail.find(':')));
+      fault = wordsForWrongCount(detail.substr(0, detail.find(':')));
     } catch (const CLI::ExtrasError&) {
       fault = fmt::format("\"{}\" was not expected", asTyped(app_.remaining(true)).front());
     } catch (const CLI::RequiredError& error) {
@@ -180,6 +194,14 @@ class Parser {
   }
 
  private:
+  std::string wordsForWrongCount(std::string_view option) const {
+    std::size_t values = 1;
+    for (const Level& level : levels_) {
+      if (level.isNamed()) values = level.values(option).value_or(values);
+    }
+    return values == 1 ? fmt::format("{} takes one value", option) : fmt::format("{} takes {} values", option, values);
+  }
+
   std::string wordsForMissingCommand(const CommandLine& line) const {
     const std::vector<std::string> unknown = asTyped(app_.remaining(true));
     const std::string name = fullName(line.group, nullptr);

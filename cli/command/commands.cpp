@@ -2,8 +2,20 @@
 #include "app/known_settings.hpp"
 #include "cli/command/command.hpp"
 #include "core/agent_type.hpp"
+#include "core/integrations/github_content_filter.hpp"
+#include "core/integrations/linear_integration.hpp"
 
 namespace ravant::cli {
+namespace {
+
+template <class Facet>
+std::vector<std::string> rawValuesOf() {
+  std::vector<std::string> words;
+  for (const auto& known : GithubFilterOption<Facet>::kCases) words.emplace_back(known.rawValue);
+  return words;
+}
+
+}  // namespace
 
 const std::vector<CommandGroup>& commandGroups() {
   static const std::vector<CommandGroup> groups = {
@@ -14,6 +26,9 @@ const std::vector<CommandGroup>& commandGroups() {
       conversationCommands(),
       gitCommands(),
       keyCommands(),
+      githubCommands(),
+      linearCommands(),
+      pinCommands(),
       processCommands(),
       settingsCommands()};
   return groups;
@@ -49,13 +64,64 @@ std::vector<std::string> knownWords(ValueKind kind) {
     case ValueKind::settingKey:
       for (const SettingDescription& setting : knownSettings()) words.push_back(setting.key);
       break;
+    case ValueKind::filterInvolvement:
+      return rawValuesOf<GithubFilterInvolvement>();
+    case ValueKind::filterState:
+      return rawValuesOf<GithubFilterState>();
+    case ValueKind::filterReview:
+      return rawValuesOf<GithubFilterReview>();
+    case ValueKind::filterChecks:
+      return rawValuesOf<GithubFilterChecks>();
+    case ValueKind::filterDraft:
+      return rawValuesOf<GithubFilterDraft>();
+    case ValueKind::issuesOrder:
+      for (const LinearIssuesSortOrder order : kLinearIssuesSortOrders) words.emplace_back(rawValue(order));
+      break;
+    case ValueKind::pinService:
+      words = {"github", "linear"};
+      break;
     case ValueKind::text:
     case ValueKind::count:
     case ValueKind::file:
     case ValueKind::folder:
+    case ValueKind::repository:
       break;
   }
   return words;
+}
+
+std::vector<std::string_view> valueNames(const OptionDescription& option) {
+  std::vector<std::string_view> names;
+  for (std::string_view rest = option.value; !rest.empty();) {
+    const std::size_t end = std::min(rest.find(' '), rest.size());
+    names.push_back(rest.substr(0, end));
+    rest.remove_prefix(std::min(end + 1, rest.size()));
+  }
+  return names;
+}
+
+bool allowsKnownWordsOnly(ValueKind kind) {
+  switch (kind) {
+    case ValueKind::agentType:
+    case ValueKind::filterInvolvement:
+    case ValueKind::filterState:
+    case ValueKind::filterReview:
+    case ValueKind::filterChecks:
+    case ValueKind::filterDraft:
+    case ValueKind::issuesOrder:
+    case ValueKind::pinService:
+      return true;
+    case ValueKind::text:
+    case ValueKind::count:
+    case ValueKind::file:
+    case ValueKind::folder:
+    case ValueKind::agent:
+    case ValueKind::provider:
+    case ValueKind::settingKey:
+    case ValueKind::repository:
+      return false;
+  }
+  __builtin_unreachable();
 }
 
 }  // namespace ravant::cli

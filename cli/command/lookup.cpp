@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <cctype>
+#include <map>
 #include <ranges>
 
 #include "cli/command/project_folder.hpp"
 #include "cli/output/command_error.hpp"
 #include "cli/output/conversation_text.hpp"
+#include "cli/output/github_text.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {
@@ -33,6 +35,14 @@ Entity only(std::vector<Entity> found, const std::vector<Entity>& all, std::stri
   throw CommandError(candidates.empty()
                          ? fmt::format("there is no {} \"{}\", and no other one either", kind, word)
                          : fmt::format("there is no {} \"{}\"; there is {}", kind, word, fmt::join(candidates, ", ")));
+}
+
+/// The hexadecimal digits of an id or of a start of one that is long enough; nothing for another word.
+std::optional<std::string> digitsOfId(std::string_view word) {
+  std::string digits = lowerCase(word);
+  std::erase(digits, '-');
+  const bool areDigits = std::ranges::all_of(digits, [](unsigned char c) { return std::isxdigit(c); });
+  return areDigits && digits.size() >= kShortestPrefix ? std::optional(std::move(digits)) : std::nullopt;
 }
 
 std::string describe(const ConversationSummary& summary) {
@@ -83,16 +93,14 @@ awaitable<Agent> findUsableAgent(Application& application, std::string word) {
 }
 
 awaitable<ConversationSummary> findConversation(Application& application, std::string word) {
-  std::string digits = word;
-  std::erase(digits, '-');
-  if (digits.size() < kShortestPrefix) {
+  const auto dashes = static_cast<std::size_t>(std::ranges::count(word, '-'));
+  if (word.size() - dashes < kShortestPrefix) {
     throw CommandError(fmt::format(
         "\"{}\" is too short for a conversation: give its id or at least {} characters of it", word, kShortestPrefix));
   }
   std::vector<ConversationSummary> found;
-  if (std::ranges::all_of(digits, [](unsigned char c) { return std::isxdigit(c); })) {
-    std::ranges::transform(digits, digits.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    found = co_await application.conversations().conversationsWithPrefix(digits);
+  if (auto digits = digitsOfId(word)) {
+    found = co_await application.conversations().conversationsWithPrefix(*std::move(digits));
   }
   std::vector<ConversationSummary> latest;
   if (found.empty()) {
@@ -102,15 +110,70 @@ awaitable<ConversationSummary> findConversation(Application& application, std::s
   co_return only(std::move(found), latest, "conversation", word, describe);
 }
 
+awaitable<GithubIntegration> findGithubIntegration(Application& application, std::string word) {
+  const auto all = co_await application.github().integrations().integrations();
+  const auto id = Uuid::parse(word);
+  const std::string name = lowerCase(word);
+  std::vector<GithubIntegration> found;
+  std::ranges::copy_if(all, std::back_inserter(found), [&](const GithubIntegration& account) {
+    return (id && account.id == GithubIntegrationId(*id)) || lowerCase(account.username) == name ||
+           lowerCase(accountName(account)) == name;
+  });
+  co_return only(std::move(found), all, "account", word, accountName);
+}
+
+awaitable<LinearIntegration> findLinearIntegration(Application& application, std::string word) {
+  const auto all = co_await application.linear().integrations();
+  const auto id = Uuid::parse(word);
+  std::vector<LinearIntegration> found;
+  std::ranges::copy_if(all, std::back_inserter(found), [&](const LinearIntegration& workspace) {
+    return (id && workspace.id == LinearIntegrationId(*id)) || workspace.workspaceUrlKey == word;
+  });
+  co_return only(std::move(found), all, "workspace", word, [](const LinearIntegration& workspace) {
+    return fmt::format("{} ({}, {})", workspace.workspaceUrlKey, workspace.userEmail, workspace.id.text());
+  });
+}
+
+awaitable<std::string> wordFor(Application& application, LinearIntegration workspace) {
+  const auto all = co_await application.linear().integrations();
+  const bool isOnly = std::ranges::count(all, workspace.workspaceUrlKey, &LinearIntegration::workspaceUrlKey) <= 1;
+  co_return isOnly ? workspace.workspaceUrlKey : workspace.id.text();
+}
+
+awaitable<LinearTeamName> findLinearTeam(Application& application, LinearIntegration workspace, std::string word) {
+  std::map<std::string, std::string> names;
+  for (const LinearTeam& team : co_await application.linear().teams(workspace.id)) names.emplace(team.key, team.name);
+  const auto order = LinearIssuesSortOrder::lastUpdated;
+  for (const LinearIssue& issue : co_await application.linear().issues(workspace.id, std::nullopt, order)) {
+    names.emplace(issue.teamKey, issue.teamName);
+  }
+  if (names.empty()) {
+    throw CommandError(fmt::format("no team of the workspace {} is known yet; run: ravant linear teams {} --sync",
+                                   workspace.workspaceUrlKey, co_await wordFor(application, workspace)));
+  }
+  std::vector<LinearTeamName> all;
+  for (auto& [key, name] : names) all.push_back({.key = key, .name = std::move(name)});
+  std::vector<LinearTeamName> found;
+  std::ranges::copy_if(all, std::back_inserter(found),
+                       [&](const LinearTeamName& team) { return lowerCase(team.key) == lowerCase(word); });
+  co_return only(std::move(found), all, "team", word, [](const LinearTeamName& team) { return team.key; });
+}
+
+awaitable<PinnedItem> findPin(Application& application, std::string word) {
+  const std::vector<PinnedItem> all = co_await application.pins().pinnedItems();
+  const auto digits = digitsOfId(word);
+  std::vector<PinnedItem> found;
+  std::ranges::copy_if(all, std::back_inserter(found), [&](const PinnedItem& pin) {
+    return displayTitle(pin) == word || (digits && digitsOfId(pin.id.text())->starts_with(*digits));
+  });
+  co_return only(std::move(found), all, "pinned view", word,
+                 [](const PinnedItem& pin) { return fmt::format("{} ({})", displayTitle(pin), pin.id.text()); });
+}
+
 awaitable<std::optional<ProjectId>> findOptionalProject(Application& application, std::optional<std::string> word) {
   if (!word) co_return std::nullopt;
   const Project project = co_await findProject(application, *std::move(word));
   co_return project.id;
-}
-
-std::optional<std::string> titleFrom(std::string_view words) {
-  const std::string_view title = trimmed(words);
-  return title.empty() ? std::nullopt : std::optional<std::string>(title);
 }
 
 }  // namespace ravant::cli

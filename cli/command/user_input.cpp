@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -69,8 +68,7 @@ void confirm(const Arguments& arguments, std::string_view question) {
     throw UsageError("nobody can be asked here: give --yes to agree");
   }
   std::fputs(fmt::format("{} [y/N] ", question).c_str(), stderr);
-  std::string answer(trimmed(read(Until::lineEnd)));
-  std::ranges::transform(answer, answer.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  const std::string answer = lowerCase(trimmed(read(Until::lineEnd)));
   if (answer == "y" || answer == "yes") return;
   throw CommandError("nothing was changed");
 }

@@ -11,12 +11,21 @@
 #include "cli/output/local_time.hpp"
 #include "cli/output/terminal_text.hpp"
 #include "cli/output/transcript_text.hpp"
+#include "platform/text/text.hpp"
 
 namespace ravant::cli {
 namespace {
 
 std::string agentWord(const ConversationSummary& summary) {
   return summary.agentType ? std::string(rawValue(*summary.agentType)) : "-";
+}
+
+std::string titleColumn(const ConversationSummary& summary) {
+  std::string text = titleOf(summary);
+  const auto& item = summary.conversation.workItem;
+  if (item && item->name != text) text = fmt::format("{} · {}", item->name, text);
+  if (summary.conversation.archived) text += " (archived)";
+  return text;
 }
 
 awaitable<void> show(CommandContext& context, ConversationId id, std::string_view what) {
@@ -50,8 +59,7 @@ awaitable<ExitStatus> list(CommandContext& context, Arguments arguments) {
   for (const ConversationSummary& summary : found) {
     const Conversation& conversation = summary.conversation;
     table.add({shortId(conversation.id), localTime(conversation.lastActivityAt), agentWord(summary),
-               summary.projectName, std::to_string(summary.items),
-               titleOf(summary) + (conversation.archived ? " (archived)" : "")});
+               summary.projectName, std::to_string(summary.items), titleColumn(summary)});
   }
   context.output.write(table.text(context.output.style()));
   co_return ExitStatus::done;
@@ -65,6 +73,9 @@ void showText(CommandContext& context, const ConversationSummary& summary, const
   context.output.line(style.bold(oneLine(titleOf(summary))));
   context.output.line(style.dim(oneLine(fmt::format("{} · {} · {} · {}", conversation.id.text(), summary.projectName,
                                                     agentWord(summary), localTime(conversation.createdAt)))));
+  if (const auto& item = conversation.workItem) {
+    context.output.line(style.dim(oneLine(fmt::format("{} · {}", item->name, item->url))));
+  }
   std::string end = firstPrompt ? endText(*firstPrompt, style) : std::string();  // of the latest prompt
   const auto showEnd = [&](std::string next) {
     const std::string text = std::exchange(end, std::move(next));

@@ -122,8 +122,6 @@ awaitable<ExitStatus> runGit(CommandContext& context, awaitable<std::string> com
   const auto run = [&]() -> awaitable<void> {
     try {
       output = co_await std::move(command);
-    } catch (const GitCommandError& error) {
-      failure = std::make_exception_ptr(ProgramError(error.what()));
     } catch (...) {
       failure = std::current_exception();
     }

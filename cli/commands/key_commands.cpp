@@ -3,6 +3,7 @@
 #include "app/known_settings.hpp"
 #include "app/services.hpp"
 #include "cli/command/command.hpp"
+#include "cli/command/key_words.hpp"
 #include "cli/command/user_input.hpp"
 #include "cli/output/command_error.hpp"
 #include "cli/output/terminal_text.hpp"
@@ -16,26 +17,6 @@ RavantProvider findProvider(const std::string& word) {
   std::vector<std::string_view> known;
   for (const RavantProvider provider : kRavantProviders) known.push_back(rawValue(provider));
   throw CommandError(fmt::format("there is no provider \"{}\"; there is {}", word, fmt::join(known, ", ")));
-}
-
-bool keepsKeysInFile(CommandContext& context) {
-  return context.application().settings().text(setting::kKeyStore) == setting::kFile;
-}
-
-/// What the user can do where no key store answers.
-CommandError withWayOut(const KeyStoreError& error) {
-  switch (error.kind()) {
-    case KeyStoreError::Case::unavailable:
-      return CommandError(fmt::format(
-          "the desktop's key store does not answer: {}; to keep keys in a file instead, readable by you only "
-          "but not encrypted, run: ravant settings set {} {}",
-          error.what(), setting::kKeyStore, setting::kFile));
-    case KeyStoreError::Case::locked:
-      return CommandError(fmt::format("the desktop's key store is locked: {}; unlock it and try again", error.what()));
-    case KeyStoreError::Case::failed:
-      return CommandError(error.what());
-  }
-  __builtin_unreachable();
 }
 
 std::string sourceWord(CommandContext& context, KeySource source) {
@@ -57,8 +38,6 @@ awaitable<ExitStatus> set(CommandContext& context, Arguments arguments) {
   if (trimmed(key).empty()) throw CommandError("the key is empty; to take one away, use \"ravant key remove\"");
   try {
     co_await keys.setRavantProviderAPIKey(std::move(key), std::string(rawValue(provider)));
-  } catch (const KeyStoreError& error) {
-    throw withWayOut(error);
   } catch (const ProviderKeyError& error) {
     throw CommandError(error.what());
   }
@@ -74,13 +53,9 @@ awaitable<ExitStatus> set(CommandContext& context, Arguments arguments) {
 awaitable<ExitStatus> remove(CommandContext& context, Arguments arguments) {
   const RavantProvider provider = findProvider(arguments.text("PROVIDER"));
   RavantProviderKey& keys = context.application().providerKeys();
-  bool isRemoved = false;
-  try {
-    isRemoved = co_await keys.removeRavantProviderAPIKey(std::string(rawValue(provider)));
-  } catch (const KeyStoreError& error) {
-    throw withWayOut(error);
+  if (!co_await keys.removeRavantProviderAPIKey(std::string(rawValue(provider)))) {
+    throw CommandError(fmt::format("no key of {} is stored", displayName(provider)));
   }
-  if (!isRemoved) throw CommandError(fmt::format("no key of {} is stored", displayName(provider)));
   const auto variable = RavantProviderKey::environmentVariable(keyVariable(provider));
   const bool isInEnvironment = variable && !trimmed(*variable).empty();
   if (context.wantsJson()) {

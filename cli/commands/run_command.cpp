@@ -11,6 +11,7 @@
 #include "cli/command/project_folder.hpp"
 #include "cli/command/user_input.hpp"
 #include "cli/commands/prompt_run.hpp"
+#include "cli/commands/work_item_options.hpp"
 #include "cli/output/command_error.hpp"
 #include "cli/output/conversation_text.hpp"
 #include "cli/output/terminal_text.hpp"
@@ -164,7 +165,8 @@ awaitable<std::optional<std::string>> lastEffort(Application& application, Conve
   co_return effort;
 }
 
-awaitable<PromptSubmission> prepareSubmission(Application& application, Arguments arguments, std::string prompt) {
+awaitable<PromptSubmission> prepareSubmission(CommandContext& context, Arguments arguments, std::string prompt) {
+  Application& application = context.application();
   const Destination destination = co_await findDestination(application, arguments);
   Agent agent = co_await chooseAgent(application, destination, arguments.optional("--agent"));
   PromptSubmission submission{.prompt = std::move(prompt), .agent = agent};
@@ -175,6 +177,8 @@ awaitable<PromptSubmission> prepareSubmission(Application& application, Argument
   if (submission.effort) {
     co_await expectEffort(application.agents(), agent, submission.model, *submission.effort);
   }
+  const std::optional<WorkItemText> about = co_await chosenWorkItem(context, arguments);
+  if (about) submission.prompt = promptAbout(*about, submission.prompt, Uuid::random());
   if (destination.project) {
     submission.project = *destination.project;
   } else {
@@ -189,20 +193,25 @@ awaitable<PromptSubmission> prepareSubmission(Application& application, Argument
       submission.effort = co_await lastEffort(application, conversation, agent, submission.model);
     }
   } else {
-    const auto made = co_await application.conversations().createConversation(submission.project.id, agent.id);
+    const auto made = co_await application.conversations().createConversation(
+        submission.project.id, agent.id, about ? std::optional(about->item) : std::nullopt);
     if (!made) throw CommandError("the project or the agent is gone");
     submission.conversation = *made;
   }
-  if (const auto title = arguments.optional("--title")) {
-    co_await application.conversations().renameConversation(submission.conversation, titleFrom(*title));
+  const auto words = arguments.optional("--title");
+  if (words || about) {
+    auto title = titleFrom(words ? *words : about->title);
+    if (!title && about) title = about->item.name;
+    co_await application.conversations().renameConversation(submission.conversation, std::move(title));
   }
   co_return submission;
 }
 
 awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
+  expectOneWorkItem(arguments);
   std::string prompt = readPrompt(arguments);
   const std::vector<Project> before = co_await context.application().projects().projects();
-  PromptSubmission submission = co_await prepareSubmission(context.application(), arguments, std::move(prompt));
+  PromptSubmission submission = co_await prepareSubmission(context, arguments, std::move(prompt));
   if (!context.wantsJson() && std::ranges::count(before, submission.project.id, &Project::id) == 0) {
     context.output.line(
         oneLine(fmt::format("Registered the project {} ({}).", submission.project.name, submission.project.path)));
@@ -225,6 +234,22 @@ awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
   __builtin_unreachable();
 }
 
+std::vector<OptionDescription> runOptions() {
+  std::vector<OptionDescription> options = {
+      {.name = "--project",
+       .value = "PROJECT",
+       .description = "The project's id, name or folder",
+       .kind = ValueKind::folder},
+      {.name = "--agent", .value = "AGENT", .description = "The agent's id or type", .kind = ValueKind::agent},
+      {.name = "--model", .value = "SLUG", .description = "The model, as the agent calls it"},
+      {.name = "--effort", .value = "EFFORT", .description = "How hard the model is to think"},
+      {.name = "--conversation", .value = "CONV", .description = "Go on with this conversation"},
+      {.name = "--continue", .description = "Go on with the project's latest conversation"},
+      {.name = "--title", .value = "TITLE", .description = "The title of the conversation"}};
+  std::ranges::move(workItemOptions(), std::back_inserter(options));
+  return options;
+}
+
 }  // namespace
 
 Command runCommand() {
@@ -240,6 +265,8 @@ Command runCommand() {
           "Ravant's own without a key last, and its first enabled model; of Ravant's own agent, the first whose "
           "provider has a key. A model that the "
           "agent's list lacks is passed to the agent as it is.\n\n"
+          "With --pull or --issue a new conversation begins, which remembers the pull request or issue and has its "
+          "title. Its title, text and address stand before the prompt, marked as quoted.\n\n"
           "What Ravant's own agent, Codex, Cursor and Pi write is shown as it grows. Claude Code and Pi are not given "
           "the "
           "line breaks at the end of a prompt.\n\n"
@@ -250,17 +277,7 @@ Command runCommand() {
           "running tool printed since the last one), state (what the run does or waits for), usage and, always last, "
           "finished.",
       .positionals = {{.name = "PROMPT", .occurrence = Occurrence::atMostOnce}},
-      .options =
-          {{.name = "--project",
-            .value = "PROJECT",
-            .description = "The project's id, name or folder",
-            .kind = ValueKind::folder},
-           {.name = "--agent", .value = "AGENT", .description = "The agent's id or type", .kind = ValueKind::agent},
-           {.name = "--model", .value = "SLUG", .description = "The model, as the agent calls it"},
-           {.name = "--effort", .value = "EFFORT", .description = "How hard the model is to think"},
-           {.name = "--conversation", .value = "CONV", .description = "Go on with this conversation"},
-           {.name = "--continue", .description = "Go on with the project's latest conversation"},
-           {.name = "--title", .value = "TITLE", .description = "The title of the conversation"}},
+      .options = runOptions(),
       .run = run};
 }
 

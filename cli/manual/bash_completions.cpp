@@ -2,28 +2,12 @@
 
 #include <algorithm>
 
-#include "cli/command/command.hpp"
 #include "cli/manual/manual.hpp"
 
 namespace ravant::cli {
 namespace {
 
 using Names = std::vector<std::string>;
-
-std::vector<OptionDescription> optionsWithValues() {
-  std::vector<OptionDescription> found;
-  const auto add = [&found](const std::vector<OptionDescription>& options) {
-    for (const OptionDescription& option : options) {
-      if (option.value.empty()) continue;
-      if (std::ranges::find(found, option.name, &OptionDescription::name) == found.end()) found.push_back(option);
-    }
-  };
-  add(commonOptions());
-  for (const CommandGroup& group : commandGroups()) {
-    for (const Command& command : group.commands) add(command.options);
-  }
-  return found;
-}
 
 Names commandNames(const CommandGroup& group) {
   Names names;
@@ -74,13 +58,20 @@ std::string valueCases() {
   return cases;
 }
 
+/// The words of the first argument, offered again for others only where it can be repeated.
+std::string argumentReply(const Command& command) {
+  if (command.positionals.empty()) return ":";
+  const PositionalDescription& first = command.positionals.front();
+  const std::string reply = valueReply(first.kind);
+  return isRepeated(first.occurrence) ? reply : fmt::format("if ((arguments == 0)); then {}; fi", reply);
+}
+
 std::string commandCases() {
   std::string cases = fmt::format("    '') {} ;;\n", wordsReply(firstWords()));
   for (const CommandGroup& group : commandGroups()) {
     if (!group.name.empty()) cases += fmt::format("    '{}') {} ;;\n", group.name, wordsReply(commandNames(group)));
     for (const Command& command : group.commands) {
-      const ValueKind kind = command.positionals.empty() ? ValueKind::text : command.positionals.front().kind;
-      cases += fmt::format("    '{}') {} ;;\n", key(group, command), valueReply(kind));
+      cases += fmt::format("    '{}') {} ;;\n", key(group, command), argumentReply(command));
     }
   }
   return cases;
@@ -113,13 +104,14 @@ std::string bashCompletions() {
   for (const OptionDescription& option : optionsWithValues()) valueOptions.emplace_back(option.name);
   std::string script = R"(# bash completion for ravant
 _ravant() {
-  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command='' i
+  local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command='' arguments=0 i
   for ((i = 1; i < COMP_CWORD; i++)); do
     case ${COMP_WORDS[i]} in
       @VALUE_OPTIONS@) ((++i)) ;;
       -*) ;;
       *) case "$command ${COMP_WORDS[i]}" in
         @PREFIXES@) command="${command:+$command }${COMP_WORDS[i]}" ;;
+        *) ((++arguments)) ;;
       esac ;;
     esac
   done

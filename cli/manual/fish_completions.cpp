@@ -1,6 +1,5 @@
 #include <fmt/ranges.h>
 
-#include "cli/command/command.hpp"
 #include "cli/manual/manual.hpp"
 
 namespace ravant::cli {
@@ -40,53 +39,71 @@ std::string wordLine(std::string_view condition, std::string_view word, std::str
   return line(condition, fmt::format("-a {} -d {}", word, fishWord(summary)));
 }
 
-std::string seen(const std::vector<std::string_view>& words) {
-  return fmt::format("__fish_seen_subcommand_from {}", fmt::join(words, " "));
-}
+/// The words so far that are neither options nor their values: exactly these, or these first.
+std::string wordsAre(std::string_view words) { return fmt::format("__ravant_words_are {}", words); }
+std::string wordsBegin(std::string_view words) { return fmt::format("__ravant_words_begin {}", words); }
 
-std::string commandLines(std::string_view condition, const Command& command) {
+std::string commandLines(std::string_view words, const Command& command) {
   std::string lines;
-  for (const OptionDescription& option : command.options) lines += optionLine(condition, option);
-  if (!command.positionals.empty()) {
-    const std::string words = values(command.positionals.front().kind);
-    if (!words.empty()) lines += line(condition, words.substr(1));
-  }
-  return lines;
+  for (const OptionDescription& option : command.options) lines += optionLine(wordsBegin(words), option);
+  if (command.positionals.empty()) return lines;
+  const PositionalDescription& first = command.positionals.front();
+  const std::string choices = values(first.kind);
+  if (choices.empty()) return lines;
+  return lines + line(isRepeated(first.occurrence) ? wordsBegin(words) : wordsAre(words), choices.substr(1));
 }
 
 std::string groupLines(const CommandGroup& group) {
-  std::vector<std::string_view> names;
-  for (const Command& command : group.commands) names.push_back(command.name);
-  const std::string unchosen = fmt::format("{}; and not {}", seen({group.name}), seen(names));
   std::string lines;
   for (const Command& command : group.commands) {
-    lines += wordLine(unchosen, command.name, command.summary);
-    lines += commandLines(fmt::format("{}; and {}", seen({group.name}), seen({command.name})), command);
+    const std::string words = fmt::format("{}{}{}", group.name, group.name.empty() ? "" : " ", command.name);
+    lines += wordLine(wordsAre(group.name), command.name, command.summary) + commandLines(words, command);
   }
   return lines;
 }
+
+constexpr std::string_view kFunctions = R"(
+function __ravant_words
+    set -l words (commandline -opc)
+    set -e words[1]
+    set -l isValue no
+    for word in $words
+        if test $isValue = yes
+            set isValue no
+        else if contains -- $word @VALUE_OPTIONS@
+            set isValue yes
+        else if not string match -q -- '-*' $word
+            echo $word
+        end
+    end
+end
+function __ravant_words_are
+    set -l words (__ravant_words)
+    test "$words" = "$argv"
+end
+function __ravant_words_begin
+    set -l words (__ravant_words)
+    set -l first $words[1..(count $argv)]
+    test "$first" = "$argv"
+end
+
+)";
 
 }  // namespace
 
 std::string fishCompletions() {
-  std::vector<std::string_view> firstWords;
-  for (const CommandGroup& group : commandGroups()) {
-    if (!group.name.empty()) firstWords.push_back(group.name);
-    if (group.name.empty()) {
-      for (const Command& command : group.commands) firstWords.push_back(command.name);
-    }
-  }
-  const std::string unchosen = "not " + seen(firstWords);
-  std::string script = "# fish completion for ravant\ncomplete -c ravant -f\n";
+  std::vector<std::string_view> valueOptions;
+  const std::vector<OptionDescription> withValues = optionsWithValues();
+  for (const OptionDescription& option : withValues) valueOptions.push_back(option.name);
+  constexpr std::string_view kMark = "@VALUE_OPTIONS@";
+  std::string functions(kFunctions);
+  functions.replace(functions.find(kMark), kMark.size(), fmt::format("{}", fmt::join(valueOptions, " ")));
+
+  std::string script = "# fish completion for ravant\ncomplete -c ravant -f\n" + functions;
   for (const OptionDescription& option : commonOptions()) script += optionLine({}, option);
   for (const CommandGroup& group : commandGroups()) {
-    if (!group.name.empty()) {
-      script += wordLine(unchosen, group.name, group.summary) + groupLines(group);
-      continue;
-    }
-    for (const Command& command : group.commands) {
-      script += wordLine(unchosen, command.name, command.summary) + commandLines(seen({command.name}), command);
-    }
+    if (!group.name.empty()) script += wordLine(wordsAre({}), group.name, group.summary);
+    script += groupLines(group);
   }
   return script;
 }

@@ -137,7 +137,9 @@ std::string optionWord(const OptionDescription& option) {
 
 std::string usageLine(const CommandGroup& group, const Command& command) {
   std::string line = fullName(&group, &command);
-  for (const OptionDescription& option : command.options) line += fmt::format(" [{}]", optionWord(option));
+  for (const OptionDescription& option : command.options) {
+    line += fmt::format(" [{}]{}", optionWord(option), option.occurrence == Occurrence::any ? "..." : "");
+  }
   for (const PositionalDescription& positional : command.positionals) line += " " + positionalWord(positional);
   return line;
 }

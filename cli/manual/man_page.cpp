@@ -67,6 +67,15 @@ An agent's id or type.
 .TP
 \fICONV\fR
 A conversation's id, or an unambiguous prefix of it of at least 6 characters.
+.TP
+\fIACCOUNT\fR
+An account of GitHub: its name and host (\fIUSERNAME\fR@\fIHOST\fR), its name where that is enough, or its id.
+.TP
+\fIWORKSPACE\fR
+The URL key of a workspace of Linear, or its id.
+.TP
+\fIPIN\fR
+The title of a pinned view, its id, or an unambiguous prefix of that of at least 6 characters.
 )";
 
 constexpr std::string_view kEnd = R"(.SH EXIT STATUS
@@ -89,6 +98,10 @@ The folder of the store, where \fB\-\-data\-dir\fR is not given.
 .TP
 \fBXDG_DATA_HOME\fR, \fBXDG_CONFIG_HOME\fR
 Where the folders of data and settings are.
+.TP
+\fBRAVANT_GITHUB_URL\fR, \fBRAVANT_LINEAR_URL\fR
+Addresses that stand in for those of GitHub's public host and of Linear, before \fBendpoints.github\fR and
+\fBendpoints.linear\fR of the settings.
 .TP
 \fBNO_COLOR\fR
 When it is set, no colours are used.

@@ -28,14 +28,16 @@ std::string action(ValueKind kind) {
 }
 
 std::string specification(const OptionDescription& option) {
-  std::string text = fmt::format("'{}[{}]", option.name, escaped(option.description));
-  if (!option.value.empty()) text += fmt::format(":{}:{}", escaped(option.value), action(option.kind));
+  const std::string_view repeated = option.occurrence == Occurrence::any ? "*" : "";
+  std::string text = fmt::format("'{}{}[{}]", repeated, option.name, escaped(option.description));
+  for (const std::string_view name : valueNames(option)) {
+    text += fmt::format(":{}:{}", escaped(name), action(option.kind));
+  }
   return text + "'";
 }
 
 std::string specification(const PositionalDescription& positional) {
-  const std::string_view place =
-      positional.occurrence == Occurrence::atLeastOnce || positional.occurrence == Occurrence::any ? "*" : "";
+  const std::string_view place = isRepeated(positional.occurrence) ? "*" : "";
   return fmt::format("'{}:{}:{}'", place, escaped(positional.name), action(positional.kind));
 }
 

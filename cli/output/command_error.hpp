@@ -10,12 +10,6 @@ class CommandError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Another program failed; `what()` is what it printed, line by line.
-class ProgramError : public CommandError {
- public:
-  using CommandError::CommandError;
-};
-
 /// The command line is wrong.
 class UsageError : public std::runtime_error {
  public:

@@ -118,7 +118,7 @@ std::string sideText(std::string_view heading, const std::vector<GitDiffHunk>& h
   if (hunks.empty() && extent == GitHunksExtent::whole) return {};
   std::string text = style.bold(heading) + '\n';
   for (const GitDiffHunk& hunk : hunks) {
-    text += style.dim(oneLine(hunk.header)) + '\n';
+    text += style.dim(terminalSafe(hunk.header)) + '\n';
     for (const GitDiffLine& shown : hunk.lines) {
       const std::string content = terminalSafe(shown.content);
       switch (shown.kind) {

@@ -12,6 +12,9 @@ json::value form(const Id<Tag, Value>& id) {
 json::value form(Timestamp time) { return json::value(iso8601(time)); }
 json::value form(const std::string& text) { return json::value(text); }
 json::value form(std::int64_t number) { return json::value(number); }
+json::value form(const WorkItem& item) {
+  return json::object{{"kind", rawValue(item.kind)}, {"name", item.name}, {"url", item.url}};
+}
 json::value form(const std::vector<std::string>& texts) { return json::array(texts.begin(), texts.end()); }
 
 template <class Value>
@@ -49,6 +52,27 @@ void addDetail(json::object& object, const ToolInvocationGroup& group, RawRecord
   json::array invocations;
   for (const ToolInvocation& invocation : group.invocations) invocations.push_back(jsonForm(invocation, records));
   object.emplace("invocations", std::move(invocations));
+}
+
+void addDetail(json::object& object, const GithubPullRequestsPinnedItem& pin) {
+  const GithubContentFilter& filter = pin.filter;
+  object.emplace("kind", "githubPullRequests");
+  object.emplace("integration", pin.integration.text());
+  object.emplace("repositoryFullNames",
+                 json::array(filter.repositoryFullNames.begin(), filter.repositoryFullNames.end()));
+  object.emplace("involvement", filterCase(filter.involvement).rawValue);
+  object.emplace("state", filterCase(filter.state).rawValue);
+  object.emplace("review", filterCase(filter.review).rawValue);
+  object.emplace("checks", filterCase(filter.checks).rawValue);
+  object.emplace("draft", filterCase(filter.draft).rawValue);
+}
+
+void addDetail(json::object& object, const LinearIssuesPinnedItem& pin) {
+  object.emplace("kind", "linearIssues");
+  object.emplace("integration", pin.integration.text());
+  object.emplace("teamKey", pin.teamKey);
+  object.emplace("teamName", pin.teamName);
+  object.emplace("sortOrderString", rawValue(pin.sortOrder));
 }
 
 }  // namespace
@@ -113,6 +137,7 @@ json::object jsonForm(const ConversationSummary& summary) {
   addIfPresent(object, "lastUsageUpdatedAt", conversation.lastUsageUpdatedAt);
   addIfPresent(object, "lastMaxTokens", conversation.lastMaxTokens);
   addIfPresent(object, "title", conversation.title);
+  addIfPresent(object, "workItem", conversation.workItem);
   object.emplace("items", summary.items);
   return object;
 }
@@ -139,6 +164,92 @@ json::object jsonForm(const ToolInvocation& invocation, RawRecords records) {
   addIfPresent(object, "completedAt", invocation.completedAt);
   object.emplace("text", invocation.text);
   if (records == RawRecords::included) object.emplace("rawJSON", invocation.rawJSON);
+  return object;
+}
+
+json::object jsonForm(const GithubIntegration& account) {
+  return {{"id", account.id.text()},
+          {"host", account.host},
+          {"username", account.username},
+          {"createdAt", iso8601(account.createdAt)},
+          {"lastSelectedContent", rawValue(account.lastSelectedContent)}};
+}
+
+json::object jsonForm(const GithubRepository& repository) {
+  json::object object{{"id", repository.id.text()},
+                      {"integration", repository.integration.text()},
+                      {"repositoryID", repository.repositoryID},
+                      {"name", repository.name},
+                      {"fullName", repository.fullName},
+                      {"isPrivate", repository.isPrivate}};
+  addIfPresent(object, "pushedAt", repository.pushedAt);
+  return object;
+}
+
+json::object jsonForm(const GithubPullRequest& pull) {
+  json::object object{{"id", pull.id.text()},
+                      {"integration", pull.integration.text()},
+                      {"number", pull.number},
+                      {"title", pull.title},
+                      {"url", pull.url},
+                      {"isDraft", pull.isDraft},
+                      {"merged", pull.merged},
+                      {"closed", pull.closed},
+                      {"repositoryName", pull.repositoryName}};
+  addIfPresent(object, "authorUsername", pull.authorUsername);
+  addIfPresent(object, "authorUsernameFolded", pull.authorUsernameFolded);
+  addIfPresent(object, "reviewDecisionRaw", pull.reviewDecisionRaw);
+  addIfPresent(object, "checkStateRaw", pull.checkStateRaw);
+  object.emplace("involvesMe", pull.involvesMe);
+  object.emplace("syncedAt", iso8601(pull.syncedAt));
+  return object;
+}
+
+json::object jsonForm(const LinearIntegration& workspace) {
+  return {{"id", workspace.id.text()},
+          {"workspaceUrlKey", workspace.workspaceUrlKey},
+          {"workspaceName", workspace.workspaceName},
+          {"userName", workspace.userName},
+          {"userEmail", workspace.userEmail},
+          {"createdAt", iso8601(workspace.createdAt)}};
+}
+
+json::object jsonForm(const LinearTeam& team) {
+  json::object object{{"id", team.id.text()},
+                      {"integration", team.integration.text()},
+                      {"teamID", team.teamID},
+                      {"key", team.key},
+                      {"name", team.name}};
+  addIfPresent(object, "colorHex", team.colorHex);
+  return object;
+}
+
+json::object jsonForm(const LinearIssue& issue) {
+  json::object object{{"id", issue.id.text()},
+                      {"integration", issue.integration.text()},
+                      {"issueID", issue.issueID},
+                      {"identifier", issue.identifier},
+                      {"title", issue.title}};
+  addIfPresent(object, "descriptionText", issue.descriptionText);
+  object.emplace("stateName", issue.stateName);
+  object.emplace("stateColorHex", issue.stateColorHex);
+  object.emplace("stateTypeRaw", issue.stateTypeRaw);
+  object.emplace("priority", issue.priority);
+  object.emplace("priorityLabel", issue.priorityLabel);
+  object.emplace("teamKey", issue.teamKey);
+  object.emplace("teamName", issue.teamName);
+  addIfPresent(object, "projectName", issue.projectName);
+  object.emplace("url", issue.url);
+  object.emplace("createdAt", iso8601(issue.createdAt));
+  object.emplace("updatedAt", iso8601(issue.updatedAt));
+  return object;
+}
+
+json::object jsonForm(const PinnedItem& pin) {
+  json::object object{{"id", pin.id.text()}, {"sidebarOrder", pin.sidebarOrder}};
+  addIfPresent(object, "customTitle", pin.customTitle);
+  object.emplace("createdAt", iso8601(pin.createdAt));
+  std::visit([&object](const auto& detail) { addDetail(object, detail); }, pin.detail);
   return object;
 }
 

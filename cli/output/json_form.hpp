@@ -3,6 +3,8 @@
 #include "core/agent.hpp"
 #include "core/agent_model.hpp"
 #include "core/conversation_item.hpp"
+#include "core/integrations/github_integration.hpp"
+#include "core/integrations/pinned_item.hpp"
 #include "core/project.hpp"
 #include "core/store/conversation_model_actor.hpp"
 #include "platform/json/json.hpp"
@@ -19,6 +21,13 @@ json::object jsonForm(const AgentModel& model);
 json::object jsonForm(const ConversationSummary& summary);
 json::object jsonForm(const ConversationItem& item, RawRecords records);
 json::object jsonForm(const ToolInvocation& invocation, RawRecords records);
+json::object jsonForm(const GithubIntegration& account);
+json::object jsonForm(const GithubRepository& repository);
+json::object jsonForm(const GithubPullRequest& pull);
+json::object jsonForm(const LinearIntegration& workspace);
+json::object jsonForm(const LinearTeam& team);
+json::object jsonForm(const LinearIssue& issue);
+json::object jsonForm(const PinnedItem& pin);
 
 template <class Entity>
 json::array jsonForms(const std::vector<Entity>& entities) {

@@ -8,7 +8,6 @@
 #include <numeric>
 #include <optional>
 
-#include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant::cli {
@@ -76,20 +75,6 @@ std::string cutToWidth(std::string_view text, std::size_t columns) {
     if (width < columns) fitting = at;
   }
   return std::string(text);
-}
-
-std::string oneLine(std::string_view text) {
-  std::string line;
-  bool isGap = false;
-  for (const char byte : terminalSafe(trimmed(text))) {
-    if (byte == '\n' || byte == '\t' || byte == ' ') {
-      isGap = true;
-      continue;
-    }
-    if (std::exchange(isGap, false)) line += ' ';
-    line += byte;
-  }
-  return line;
 }
 
 std::string shownPath(std::string_view path) {

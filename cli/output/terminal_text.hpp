@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/output/output.hpp"
+#include "platform/text/text.hpp"
 
 namespace ravant::cli {
 
@@ -15,9 +16,6 @@ std::size_t displayWidth(std::string_view text);
 
 /// At most `columns` wide; what was cut is marked by `…`.
 std::string cutToWidth(std::string_view text, std::size_t columns);
-
-/// `text` harmless to a terminal and on one line: runs of white space become one blank.
-std::string oneLine(std::string_view text);
 
 /// A path of whatever bytes, harmless to a terminal: in quotes with escapes, as git shows it, where it has control
 /// characters, quotes, backslashes, blanks at its ends or bytes that are no UTF-8 (git-config(1),

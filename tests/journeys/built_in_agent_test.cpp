@@ -223,7 +223,7 @@ TEST_F(BuiltInAgent, keysAreSetListedAndRemoved) {
   EXPECT_EQ(sandbox.run({"key", "set", "openrouter"}, " \n").errors,
             "ravant: the key is empty; to take one away, use \"ravant key remove\"\n");
   EXPECT_EQ(sandbox.run({"key", "set", "openrouter"}, "two words\n").errors,
-            "ravant: the key has spaces, line breaks or other characters that no key has\n");
+            "ravant: the key has spaces, line breaks or other characters that none has\n");
   EXPECT_EQ(sandbox.run({"key", "set", "nobody"}, "key\n").errors,
             "ravant: there is no provider \"nobody\"; there is openrouter, mistral\n");
 }
@@ -232,7 +232,7 @@ TEST_F(BuiltInAgent, aVariableThatHoldsNoKeyIsNamedAndHidesNoStoredOne) {
   play({says({"Here."})});
   sandbox.setVariable("OPENROUTER_API_KEY", "two words");
   const std::string fault =
-      "the environment variable OPENROUTER_API_KEY: the key has spaces, line breaks or other characters that no key "
+      "the environment variable OPENROUTER_API_KEY: the key has spaces, line breaks or other characters that none "
       "has";
   EXPECT_EQ(sandbox.run(with(kRun, {"Hello"})).errors, "ravant: The agent run failed: " + fault + "\n");
   EXPECT_THAT(sandbox.run({"key", "list"}).output,
