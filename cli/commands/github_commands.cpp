@@ -73,7 +73,9 @@ awaitable<Project> chosenProject(CommandContext& context, std::optional<std::str
   if (word) co_return co_await findProject(context.application(), *std::move(word));
   auto project = registeredProject(co_await context.application().projects().projects(),
                                    whereaboutsOf(std::filesystem::current_path()));
-  if (!project) throw CommandError("no project holds the current folder; name one with --project");
+  if (!project) {
+    throw CommandError("no project holds the current folder; name one with --project, or add it: ravant project add .");
+  }
   co_return *std::move(project);
 }
 

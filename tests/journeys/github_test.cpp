@@ -366,7 +366,8 @@ TEST_F(GithubCommands, putAPullRequestIntoAProjectsFolder) {
           .wait();
   ASSERT_EQ(made.status, 0) << made.errors;
   const std::vector<std::string> command = {"github", "checkout", "octocat", "octo/tools", "7"};
-  EXPECT_EQ(sandbox.run(command).errors, "ravant: no project holds the current folder; name one with --project\n");
+  EXPECT_EQ(sandbox.run(command).errors,
+            "ravant: no project holds the current folder; name one with --project, or add it: ravant project add .\n");
   sandbox.run({"project", "add", "."});
   std::ofstream(sandbox.project() / "a.txt") << "mine\n";
   expectOneLine(sandbox.run(command));
