@@ -104,7 +104,10 @@ std::optional<Timestamp> parseIso8601(std::string_view text) {
   if (!second) return std::nullopt;
   const auto offset = readOffset(reader);
   if (!offset || !reader.isAtEnd()) return std::nullopt;
-  return sys_days{*date} + *hoursAndMinutes + *second - *offset;
+  const Timestamp time = sys_days{*date} + *hoursAndMinutes + *second - *offset;
+  // An offset leads out of the years that have four digits.
+  const year inUtc = year_month_day(floor<days>(time)).year();
+  return inUtc >= year{0} && inUtc <= year{9999} ? std::optional(time) : std::nullopt;
 }
 
 }  // namespace ravant

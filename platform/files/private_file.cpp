@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "platform/files/file_replacement.hpp"
+
 namespace ravant {
 namespace {
 
@@ -31,48 +33,6 @@ const std::error_category& noFile() {
   return category;
 }
 
-/// A new file beside the one it will replace; removed unless it did.
-class Replacement {
- public:
-  explicit Replacement(const std::filesystem::path& target) : target_(target), path_(target.string() + ".XXXXXX") {
-    file_.reset(::mkostemp(path_.data(), O_CLOEXEC));
-    if (!file_) fail("Cannot create a file", path_);
-  }
-  ~Replacement() {
-    if (!isInPlace_) ::unlink(path_.c_str());
-  }
-  Replacement(const Replacement&) = delete;
-  Replacement& operator=(const Replacement&) = delete;
-
-  void keepMode() {
-    struct stat status;
-    const mode_t mode = ::stat(target_.c_str(), &status) == 0 ? status.st_mode & 07777 : kPrivateFile;
-    if (::fchmod(file_.get(), mode) != 0) fail("Cannot set the mode of", path_);
-  }
-
-  void write(std::string_view contents) {
-    while (!contents.empty()) {
-      const ssize_t count = ::write(file_.get(), contents.data(), contents.size());
-      if (count < 0 && errno != EINTR) fail("Cannot write", path_);
-      if (count > 0) contents.remove_prefix(static_cast<std::size_t>(count));
-    }
-    if (::fsync(file_.get()) != 0) fail("Cannot write", path_);
-  }
-
-  void putInPlace() {
-    if (::rename(path_.c_str(), target_.c_str()) != 0) fail("Cannot replace", target_);
-    isInPlace_ = true;
-    const UniqueFd folder(::open(target_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (folder) ::fsync(folder.get());
-  }
-
- private:
-  const std::filesystem::path& target_;
-  std::string path_;
-  UniqueFd file_;
-  bool isInPlace_ = false;
-};
-
 }  // namespace
 
 std::optional<std::string> readFile(const std::filesystem::path& path) {
@@ -87,11 +47,13 @@ std::optional<std::string> readFile(const std::filesystem::path& path) {
   }
   std::string contents;
   for (std::size_t size = 0;;) {
-    contents.resize(size + kReadSize);
-    const ssize_t count = ::read(file.get(), contents.data() + size, kReadSize);
+    ssize_t count = 0;
+    contents.resize_and_overwrite(size + kReadSize, [&](char* bytes, std::size_t) {
+      count = ::read(file.get(), bytes + size, kReadSize);
+      size += static_cast<std::size_t>(std::max<ssize_t>(count, 0));
+      return size;
+    });
     if (count < 0 && errno != EINTR) fail("Cannot read", path);
-    if (count > 0) size += static_cast<std::size_t>(count);
-    contents.resize(size);
     if (count == 0) return contents;
   }
 }
@@ -107,9 +69,7 @@ bool isUnwritable(int error) {
 }
 
 void replaceFile(const std::filesystem::path& path, std::string_view contents) {
-  const std::filesystem::path target = std::filesystem::absolute(linkTarget(path));
-  Replacement replacement(target);
-  replacement.keepMode();
+  FileReplacement replacement(path, FileReplacement::NewFile::forOwnerAlone);
   replacement.write(contents);
   replacement.putInPlace();
 }

@@ -12,25 +12,25 @@ namespace ravant {
 namespace {
 
 struct FreeUrl {
-  void operator()(CURLU* url) const { libcurl().urlCleanup(url); }
+  void operator()(CURLU* url) const { curl_url_cleanup(url); }
 };
 
 class ParsedUrl {
  public:
-  explicit ParsedUrl(const std::string& text) : url_(libcurl().url()) { follow(text); }
+  explicit ParsedUrl(const std::string& text) : url_(curl_url()) { follow(text); }
 
   /// To another address, from this one where it is relative.
   void follow(const std::string& text) {
-    if (libcurl().urlSet(url_.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) url_.reset();
+    if (curl_url_set(url_.get(), CURLUPART_URL, text.c_str(), CURLU_NON_SUPPORT_SCHEME) != CURLUE_OK) url_.reset();
   }
 
   bool isValid() const { return url_ != nullptr; }
   /// Empty where there is none.
   std::string part(CURLUPart part, unsigned flags = 0) const {
     char* text = nullptr;
-    if (libcurl().urlGet(url_.get(), part, &text, flags) != CURLUE_OK) return {};
+    if (curl_url_get(url_.get(), part, &text, flags) != CURLUE_OK) return {};
     std::string copy(text);
-    libcurl().free(text);
+    curl_free(text);
     return copy;
   }
 

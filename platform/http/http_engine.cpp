@@ -43,13 +43,13 @@ std::string withoutUsers(std::string words) {
 }
 
 struct FreeEasy {
-  void operator()(CURL* easy) const { libcurl().easyCleanup(easy); }
+  void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
 };
 struct FreeMulti {
-  void operator()(CURLM* multi) const { libcurl().multiCleanup(multi); }
+  void operator()(CURLM* multi) const { curl_multi_cleanup(multi); }
 };
 struct FreeList {
-  void operator()(curl_slist* list) const { libcurl().slistFreeAll(list); }
+  void operator()(curl_slist* list) const { curl_slist_free_all(list); }
 };
 
 HttpError::Case caseOf(CURLcode code) {
@@ -74,7 +74,7 @@ HttpError::Case caseOf(CURLcode code) {
 class Exchange {
  public:
   Exchange(std::shared_ptr<HttpTransfer> transfer, const HttpEngineOptions& options)
-      : transfer_(std::move(transfer)), easy_(libcurl().easyInit()) {
+      : transfer_(std::move(transfer)), easy_(curl_easy_init()) {
     if (!easy_) throw std::bad_alloc();
     const HttpRequest& request = transfer_->request();
     set(CURLOPT_URL, request.url.c_str());
@@ -110,10 +110,10 @@ class Exchange {
 
   CURL* easy() const { return easy_.get(); }
 
-  void resume() { libcurl().easyPause(easy(), CURLPAUSE_CONT); }
+  void resume() { curl_easy_pause(easy(), CURLPAUSE_CONT); }
 
   void end(CURLcode code) {
-    const std::string words = withoutUsers(words_.front() != '\0' ? words_.data() : libcurl().easyStrerror(code));
+    const std::string words = withoutUsers(words_.front() != '\0' ? words_.data() : curl_easy_strerror(code));
     kLog.debug("{} {}: {}", transfer_->request().method, addressForLog(transfer_->request().url),
                code == CURLE_OK ? "ended" : words);
     transfer_->onEnd(code == CURLE_OK ? std::nullopt : std::optional(HttpError(caseOf(code), words)));
@@ -122,12 +122,12 @@ class Exchange {
  private:
   template <class Value>
   void set(CURLoption option, Value value) {
-    const CURLcode code = libcurl().easySetopt(easy(), option, value);
-    if (code != CURLE_OK) throw HttpError(HttpError::Case::transfer, libcurl().easyStrerror(code));
+    const CURLcode code = curl_easy_setopt(easy(), option, value);
+    if (code != CURLE_OK) throw HttpError(HttpError::Case::transfer, curl_easy_strerror(code));
   }
 
   void addHeader(const std::string& line) {
-    curl_slist* const longer = libcurl().slistAppend(headers_.get(), line.c_str());
+    curl_slist* const longer = curl_slist_append(headers_.get(), line.c_str());
     if (longer == nullptr) throw std::bad_alloc();
     static_cast<void>(headers_.release());
     headers_.reset(longer);
@@ -159,7 +159,7 @@ class Exchange {
           {.name = std::string(trimmed(line.substr(0, colon))), .value = std::string(trimmed(line.substr(colon + 1)))});
     } else {
       long status = 0;
-      libcurl().easyGetinfo(easy(), CURLINFO_RESPONSE_CODE, &status);
+      curl_easy_getinfo(easy(), CURLINFO_RESPONSE_CODE, &status);
       constexpr long kFirstFinal = 200;
       if (status < kFirstFinal) return;
       isHeadOver_ = true;
@@ -197,15 +197,15 @@ class HttpEngine::Loop {
       if (!thread_.joinable()) begin();
       jobs_.push_back(std::move(job));
     }
-    libcurl().multiWakeup(multi_.get());
+    curl_multi_wakeup(multi_.get());
   }
 
   void start(const std::shared_ptr<HttpTransfer>& transfer) {
     try {
       auto exchange = std::make_unique<Exchange>(transfer, options_);
-      libcurl().easySetopt(exchange->easy(), CURLOPT_PRIVATE, transfer.get());
-      const CURLMcode code = libcurl().multiAddHandle(multi_.get(), exchange->easy());
-      if (code != CURLM_OK) throw HttpError(HttpError::Case::transfer, libcurl().multiStrerror(code));
+      curl_easy_setopt(exchange->easy(), CURLOPT_PRIVATE, transfer.get());
+      const CURLMcode code = curl_multi_add_handle(multi_.get(), exchange->easy());
+      if (code != CURLM_OK) throw HttpError(HttpError::Case::transfer, curl_multi_strerror(code));
       exchanges_.emplace(transfer.get(), std::move(exchange));
     } catch (const HttpError& error) {
       transfer->onEnd(error);
@@ -223,8 +223,8 @@ class HttpEngine::Loop {
 
  private:
   void begin() {
-    static const CURLcode isReady = libcurl().globalInit(CURL_GLOBAL_DEFAULT);
-    multi_.reset(isReady == CURLE_OK ? libcurl().multiInit() : nullptr);
+    static const CURLcode isReady = curl_global_init(CURL_GLOBAL_DEFAULT);
+    multi_.reset(isReady == CURLE_OK ? curl_multi_init() : nullptr);
     if (!multi_) throw std::bad_alloc();
     thread_ = std::thread([this] { run(); });
   }
@@ -233,13 +233,13 @@ class HttpEngine::Loop {
     while (!isEnding_) {
       for (const auto& job : takeJobs()) job();
       int running = 0;
-      libcurl().multiPerform(multi_.get(), &running);
+      curl_multi_perform(multi_.get(), &running);
       endWhatIsDone();
-      if (!isEnding_) libcurl().multiPoll(multi_.get(), nullptr, 0, kLongestPoll, nullptr);
+      if (!isEnding_) curl_multi_poll(multi_.get(), nullptr, 0, kLongestPoll, nullptr);
     }
     for (const auto& [transfer, exchange] : exchanges_) {
       transfer->onEnd(HttpError(HttpError::Case::cancelled, "cancelled"));
-      libcurl().multiRemoveHandle(multi_.get(), exchange->easy());
+      curl_multi_remove_handle(multi_.get(), exchange->easy());
     }
     exchanges_.clear();
   }
@@ -251,11 +251,11 @@ class HttpEngine::Loop {
 
   void endWhatIsDone() {
     int left = 0;
-    while (const CURLMsg* message = libcurl().multiInfoRead(multi_.get(), &left)) {
+    while (const CURLMsg* message = curl_multi_info_read(multi_.get(), &left)) {
       if (message->msg != CURLMSG_DONE) continue;
       const CURLcode code = message->data.result;
       HttpTransfer* transfer = nullptr;
-      libcurl().easyGetinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
+      curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &transfer);
       exchanges_.at(transfer)->end(code);
       remove(transfer);
     }
@@ -264,7 +264,7 @@ class HttpEngine::Loop {
   void remove(HttpTransfer* transfer) {
     const auto found = exchanges_.find(transfer);
     if (found == exchanges_.end()) return;
-    libcurl().multiRemoveHandle(multi_.get(), found->second->easy());
+    curl_multi_remove_handle(multi_.get(), found->second->easy());
     exchanges_.erase(found);
   }
 

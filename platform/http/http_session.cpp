@@ -23,7 +23,7 @@ bool isSameName(std::string_view one, std::string_view other) { return lowerCase
 
 std::optional<Timestamp> timeIn(std::string_view httpDate) {
   constexpr std::time_t kLast = 253'402'300'799;  // of the year 9999
-  const std::time_t time = libcurl().getDate(std::string(httpDate).c_str(), nullptr);
+  const std::time_t time = curl_getdate(std::string(httpDate).c_str(), nullptr);
   return time < 0 ? std::nullopt : std::optional(Timestamp(std::chrono::seconds(std::min(time, kLast))));
 }
 

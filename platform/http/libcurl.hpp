@@ -2,38 +2,45 @@
 
 #include <curl/curl.h>
 
+#include "platform/libraries/late_library.hpp"
+
+// libcurl, as far as it is used here. With the thirty libraries that it brings along it is loaded late.
 namespace ravant {
 
-/// The functions of libcurl that are used here. The library is loaded when it is first needed: with the thirty
-/// libraries that it brings along, it would cost every start of the program 4 ms.
-struct Libcurl {
-  decltype(&::curl_easy_init) easyInit;
-  decltype(&::curl_easy_cleanup) easyCleanup;
-  decltype(&::curl_easy_setopt) easySetopt;
-  decltype(&::curl_easy_getinfo) easyGetinfo;
-  decltype(&::curl_easy_pause) easyPause;
-  decltype(&::curl_easy_strerror) easyStrerror;
-  decltype(&::curl_global_init) globalInit;
-  decltype(&::curl_multi_init) multiInit;
-  decltype(&::curl_multi_cleanup) multiCleanup;
-  decltype(&::curl_multi_add_handle) multiAddHandle;
-  decltype(&::curl_multi_remove_handle) multiRemoveHandle;
-  decltype(&::curl_multi_perform) multiPerform;
-  decltype(&::curl_multi_poll) multiPoll;
-  decltype(&::curl_multi_wakeup) multiWakeup;
-  decltype(&::curl_multi_info_read) multiInfoRead;
-  decltype(&::curl_multi_strerror) multiStrerror;
-  decltype(&::curl_slist_append) slistAppend;
-  decltype(&::curl_slist_free_all) slistFreeAll;
-  decltype(&::curl_url) url;
-  decltype(&::curl_url_cleanup) urlCleanup;
-  decltype(&::curl_url_get) urlGet;
-  decltype(&::curl_url_set) urlSet;
-  decltype(&::curl_free) free;
-  decltype(&::curl_getdate) getDate;
-};
+// NOLINTBEGIN(readability-identifier-naming): the library's names
+// clang-format off: one a line
+#define RAVANT_LIBCURL_FUNCTIONS(each)     \
+  each(kLibcurl, curl_easy_cleanup)        \
+  each(kLibcurl, curl_easy_getinfo)        \
+  each(kLibcurl, curl_easy_init)           \
+  each(kLibcurl, curl_easy_pause)          \
+  each(kLibcurl, curl_easy_setopt)         \
+  each(kLibcurl, curl_easy_strerror)       \
+  each(kLibcurl, curl_free)                \
+  each(kLibcurl, curl_getdate)             \
+  each(kLibcurl, curl_global_init)         \
+  each(kLibcurl, curl_multi_add_handle)    \
+  each(kLibcurl, curl_multi_cleanup)       \
+  each(kLibcurl, curl_multi_info_read)     \
+  each(kLibcurl, curl_multi_init)          \
+  each(kLibcurl, curl_multi_perform)       \
+  each(kLibcurl, curl_multi_poll)          \
+  each(kLibcurl, curl_multi_remove_handle) \
+  each(kLibcurl, curl_multi_strerror)      \
+  each(kLibcurl, curl_multi_wakeup)        \
+  each(kLibcurl, curl_slist_append)        \
+  each(kLibcurl, curl_slist_free_all)      \
+  each(kLibcurl, curl_url)                 \
+  each(kLibcurl, curl_url_cleanup)         \
+  each(kLibcurl, curl_url_get)             \
+  each(kLibcurl, curl_url_set)
+// clang-format on
 
-/// Throws std::runtime_error where the library is not there.
-const Libcurl& libcurl();
+#ifdef __APPLE__
+RAVANT_LATE_LIBRARY(kLibcurl, "libcurl.4.dylib", RAVANT_LIBCURL_FUNCTIONS);
+#else
+RAVANT_LATE_LIBRARY(kLibcurl, "libcurl.so.4", RAVANT_LIBCURL_FUNCTIONS);
+#endif
+// NOLINTEND(readability-identifier-naming)
 
 }  // namespace ravant

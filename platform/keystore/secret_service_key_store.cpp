@@ -1,13 +1,13 @@
 #include "platform/keystore/secret_service_key_store.hpp"
 
-#include <libsecret/secret.h>
-
 #include <condition_variable>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <thread>
 #include <utility>
+
+#include "platform/keystore/libsecret.hpp"
 
 namespace ravant {
 namespace {
@@ -36,11 +36,20 @@ struct FreeError {
   void operator()(GError* error) const { g_error_free(error); }
 };
 
+/// Where the library is missing, so is the service.
+std::unique_ptr<GCancellable, Unref> makeCancellable() {
+  try {
+    return std::unique_ptr<GCancellable, Unref>(g_cancellable_new());
+  } catch (const LateLibraryError& error) {
+    throw KeyStoreError(KeyStoreError::Case::unavailable, error.what());
+  }
+}
+
 /// Ends a call of the library that takes too long, or is no longer wanted.
 class Limit {
  public:
   explicit Limit(std::chrono::milliseconds limit, std::stop_token stop = {})
-      : cancellable_(g_cancellable_new()),
+      : cancellable_(makeCancellable()),
         watch_([this, limit] {
           std::unique_lock lock(mutex_);
           if (!changed_.wait_for(lock, limit, [this] { return isOver_; })) g_cancellable_cancel(cancellable_.get());

@@ -310,16 +310,15 @@ awaitable<std::optional<ExitStatus>> ChildProcess::waitForExit() {
   co_return exitStatus();
 }
 
-void ChildProcess::leaveDetached() {
-  tree_.detachedUntil = ticksSinceBoot();
+void ChildProcess::leaveDetachedUntil(std::uint64_t tick) {
+  tree_.detachedUntil = tick;
   children().change(tree_);
 }
 
-awaitable<void> ChildProcess::leaveDetachedBefore() {
-  leaveDetached();
+awaitable<void> ChildProcess::newDetachedCanBeTold() {
   asio::steady_timer timer(co_await asio::this_coro::executor);
-  for (const auto until = tree_.detachedUntil; ticksSinceBoot() <= until;) {
-    timer.expires_after(kPause);
+  for (const auto until = tree_.detachedUntil; until && ticksSinceBoot() <= *until;) {
+    timer.expires_after(restOfTick());
     co_await timer.async_wait(asio::as_tuple(use_awaitable));
   }
 }

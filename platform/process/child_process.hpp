@@ -78,10 +78,12 @@ class ChildProcess {
 
   /// From here on what has detached itself from the process up to now goes on, whatever ends: what is in a session of
   /// its own and descends from nothing that is in the process's.
-  void leaveDetached();
-  /// The same, and returns when what is started from then on can be told from it: start times are counted in hundredths
-  /// of a second.
-  awaitable<void> leaveDetachedBefore();
+  void leaveDetached() { leaveDetachedUntil(ticksSinceBoot()); }
+  /// The same of a tick that is past.
+  void leaveDetachedUntil(std::uint64_t tick);
+  /// Returns when what is started from then on can be told from what was left: start times are counted in hundredths of
+  /// a second.
+  awaitable<void> newDetachedCanBeTold();
   /// Ends the process and its tree within 3 s, but for what was left; there is no zombie afterwards. With survivors,
   /// the tree stays in the ledger, and the process's group got a SIGKILL.
   awaitable<TreeEnd> endTree();

@@ -51,7 +51,7 @@ std::filesystem::path folderOf(pid_t pid) {
 class Processes {
  public:
   Processes() {
-    for (ProcessRecord& record : processRecords()) {
+    for (const ProcessRecords all = processRecords(); const ProcessRecord& record : all.records) {
       if (!record.isZombie) records_.emplace(record.identity.pid, record);
     }
     for (const auto& [pid, record] : records_) {

@@ -17,9 +17,17 @@
 namespace ravant {
 namespace {
 
+constexpr std::uint64_t kNanoseconds = 1'000'000'000;
+
 std::uint64_t ticksPerSecond() {
   static const long ticks = ::sysconf(_SC_CLK_TCK);
   return ticks > 0 ? static_cast<std::uint64_t>(ticks) : 100;
+}
+
+timespec timeSinceBoot() {
+  timespec now{};
+  ::clock_gettime(CLOCK_BOOTTIME, &now);
+  return now;
 }
 
 void throwIfScarce(int error, std::string_view path) {
@@ -81,7 +89,7 @@ std::optional<ProcessIdentity> processIdentity(pid_t pid) {
   return record ? std::optional(record->identity) : std::nullopt;
 }
 
-std::vector<ProcessRecord> processRecords() {
+ProcessRecords processRecords() {
   constexpr const char* kFolder = "/proc";
   UniqueFd descriptor = openFromReserve([] { return ::open(kFolder, O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
   const std::unique_ptr<DIR, decltype([](DIR* folder) { ::closedir(folder); })> folder(
@@ -89,25 +97,33 @@ std::vector<ProcessRecord> processRecords() {
   if (!folder) throw std::system_error(errno, std::generic_category(), kFolder);
   static_cast<void>(descriptor.release());
 
-  std::vector<ProcessRecord> records;
+  ProcessRecords found;
   for (;;) {
     errno = 0;
     const dirent* const entry = ::readdir(folder.get());
     if (entry == nullptr && errno != 0) throw std::system_error(errno, std::generic_category(), kFolder);
-    if (entry == nullptr) return records;
+    if (entry == nullptr) return found;
     const auto pid = parsed<pid_t>(entry->d_name);
     if (pid <= 0) continue;
-    if (const auto record = processRecord(pid)) records.push_back(*record);
+    if (const auto record = processRecord(pid)) {
+      found.records.push_back(*record);
+    } else {
+      found.hasLostOne = true;
+    }
   }
 }
 
 std::string processVariable(pid_t pid, std::string_view name) {
   const std::string environment = processText(pid, "environ");
+  return std::string(variableOf(environment, name));
+}
+
+std::string_view variableOf(std::string_view environment, std::string_view name) {
   std::string_view rest = environment;
   while (!rest.empty()) {
     const std::string_view variable = rest.substr(0, rest.find('\0'));
     if (variable.starts_with(name) && variable.substr(name.size()).starts_with('=')) {
-      return std::string(variable.substr(name.size() + 1));
+      return variable.substr(name.size() + 1);
     }
     rest.remove_prefix(std::min(rest.size(), variable.size() + 1));
   }
@@ -115,11 +131,14 @@ std::string processVariable(pid_t pid, std::string_view name) {
 }
 
 std::uint64_t ticksSinceBoot() {
-  timespec now{};
-  ::clock_gettime(CLOCK_BOOTTIME, &now);
-  constexpr std::uint64_t kNanoseconds = 1'000'000'000;
+  const timespec now = timeSinceBoot();
   return static_cast<std::uint64_t>(now.tv_sec) * ticksPerSecond() +
          static_cast<std::uint64_t>(now.tv_nsec) * ticksPerSecond() / kNanoseconds;
+}
+
+std::chrono::nanoseconds restOfTick() {
+  const std::uint64_t tick = kNanoseconds / ticksPerSecond();
+  return std::chrono::nanoseconds(tick - static_cast<std::uint64_t>(timeSinceBoot().tv_nsec) % tick);
 }
 
 std::chrono::system_clock::time_point timeOfStart(const ProcessIdentity& process) {

@@ -11,6 +11,8 @@
 #include <charconv>
 #include <chrono>
 #include <functional>
+#include <limits>
+#include <map>
 #include <set>
 #include <system_error>
 #include <thread>
@@ -29,13 +31,9 @@ constexpr Log kLog("com.ravant.platform", "ProcessTree");
 constexpr auto kTimeToTerminate = 1500ms;
 constexpr auto kTimeToEnd = 2900ms;
 constexpr auto kPauseTerminating = 20ms;
-constexpr auto kPauseKilling = 5ms;
-// A process that is just becoming another program has no environment to be found by.
+constexpr std::chrono::milliseconds kFirstPauseKilling = 1ms;  // each is twice as long as the one before
+constexpr std::chrono::milliseconds kPauseKilling = 5ms;
 constexpr int kEmptyWalks = 2;
-
-bool hasToken(const ProcessRecord& record, const ProcessTree& tree) {
-  return !tree.token.empty() && processVariable(record.identity.pid, kProcessTokenVariable).contains(tree.token);
-}
 
 bool hasNumber(const ProcessRecord& record, pid_t session) {
   return record.session == session || record.group == session;
@@ -69,13 +67,45 @@ using Identities = std::set<ProcessIdentity>;
 /// What hangs on the roots, or what has detached itself from them.
 enum class Part { attached, detached };
 
+/// Nothing that is older than all of the roots can have a token of theirs.
+std::uint64_t startOfFirst(const std::vector<ProcessTree>& trees) {
+  std::uint64_t first = std::numeric_limits<std::uint64_t>::max();
+  for (const ProcessTree& tree : trees) first = std::min(first, tree.root ? tree.root->startTime : 0);
+  return first;
+}
+
+/// The tokens of processes, each read once.
+class Tokens {
+ public:
+  explicit Tokens(std::uint64_t since) : since_(since) {}
+
+  bool has(const ProcessRecord& record, const ProcessTree& tree) {
+    return !tree.token.empty() && of(record).contains(tree.token);
+  }
+  /// Whether one had no environment to be found by, as it is with a process that is just becoming another program.
+  bool wereHidden() const { return wereHidden_; }
+
+ private:
+  const std::string& of(const ProcessRecord& record) {
+    const auto [found, isNew] = known_.try_emplace(record.identity.pid);
+    if (!isNew || record.identity.startTime < since_) return found->second;
+    const std::string environment = processText(record.identity.pid, "environ");
+    wereHidden_ |= environment.empty();
+    return found->second = variableOf(environment, kProcessTokenVariable);
+  }
+
+  std::uint64_t since_;
+  std::map<pid_t, std::string> known_;
+  bool wereHidden_ = false;
+};
+
 /// The running processes of trees.
 class TreeWalk {
  public:
   /// Of the part that is `known` are those too that nothing shows to belong to it any more, such as an orphan whose
   /// parent was ended.
   TreeWalk(const std::vector<ProcessTree>& trees, const Identities& known, Part part)
-      : records_(processRecords()), others_(records_) {
+      : tokens_(startOfFirst(trees)), processes_(processRecords()), others_(records_) {
     std::erase_if(others_, [self = ::getpid(), session = ::getsid(0)](const ProcessRecord& record) {
       return record.isZombie || record.identity.pid == 1 || record.identity.pid == self || record.session == session;
     });
@@ -95,6 +125,9 @@ class TreeWalk {
     takeDescendants(detached_);
   }
 
+  /// Whether something may belong to the trees that was not taken for a part of them.
+  bool mayLackOne() const { return processes_.hasLostOne || tokens_.wereHidden(); }
+
   std::vector<ProcessIdentity> detached() const { return identitiesOf(detached_); }
   std::vector<ProcessIdentity> all() const {
     std::vector<ProcessIdentity> identities = identitiesOf(attached_);
@@ -113,22 +146,20 @@ class TreeWalk {
 
   /// The members of a session keep its number from being used again, so it stands for another one only if its leader is
   /// another process, or was one.
-  bool isOfSession(const ProcessRecord& record, const ProcessTree& tree, const Identities& known) const {
+  bool isOfSession(const ProcessRecord& record, const ProcessTree& tree, const Identities& known) {
     const ProcessIdentity& root = *tree.root;
     if (record.identity == root) return true;
     if (!hasNumber(record, root.pid)) return false;
     const auto leader = std::ranges::find(records_, root.pid, [](const auto& other) { return other.identity.pid; });
     if (leader != records_.end()) return leader->identity == root;
     return !tree.isOfAnother || std::ranges::any_of(records_, [&](const ProcessRecord& member) {
-      return hasNumber(member, root.pid) && (known.contains(member.identity) || hasToken(member, tree));
+      return hasNumber(member, root.pid) && (known.contains(member.identity) || tokens_.has(member, tree));
     });
   }
 
-  static const ProcessTree* treeOf(const ProcessRecord& record, const std::vector<ProcessTree>& trees) {
-    const std::string tokens = processVariable(record.identity.pid, kProcessTokenVariable);
-    const auto tree = std::ranges::find_if(
-        trees, [&](const ProcessTree& other) { return !other.token.empty() && tokens.contains(other.token); });
-    return tokens.empty() || tree == trees.end() ? nullptr : &*tree;
+  const ProcessTree* treeOf(const ProcessRecord& record, const std::vector<ProcessTree>& trees) {
+    const auto tree = std::ranges::find_if(trees, [&](const ProcessTree& other) { return tokens_.has(record, other); });
+    return tree == trees.end() ? nullptr : &*tree;
   }
 
   Records take(const std::function<bool(const ProcessRecord&)>& belongs) {
@@ -166,7 +197,9 @@ class TreeWalk {
     takeDescendants(left);
   }
 
-  Records records_;
+  Tokens tokens_;
+  ProcessRecords processes_;
+  const Records& records_ = processes_.records;
   Records others_;  ///< that belong to nothing yet
   Records attached_;
   Records detached_;
@@ -202,8 +235,10 @@ class Ending {
       send(SIGKILL, left);
     });
     if (!isSeen) emptyWalks_ = 0;
-    if (emptyWalks_ == kEmptyWalks || elapsed >= kTimeToEnd) return std::nullopt;
-    return isSeen ? kPauseKilling : kPauseTerminating;
+    const bool isOver = emptyWalks_ == kEmptyWalks || (emptyWalks_ > 0 && !mayLackOne_);
+    if (isOver || elapsed >= kTimeToEnd) return std::nullopt;
+    if (!isSeen) return kPauseTerminating;
+    return emptyWalks_ > 0 ? kPauseKilling : std::exchange(pause_, std::min(2 * pause_, kPauseKilling));
   }
 
   TreeEnd result() const { return emptyWalks_ > 0 ? TreeEnd::complete : TreeEnd::survivorsLeft; }
@@ -213,6 +248,7 @@ class Ending {
     const bool isAll = extent_ == Extent::all;
     const TreeWalk walk(trees_, found_, isAll ? Part::attached : Part::detached);
     auto processes = isAll ? walk.all() : walk.detached();
+    mayLackOne_ = walk.mayLackOne();
     found_.insert(processes.begin(), processes.end());
     return processes;
   }
@@ -235,6 +271,8 @@ class Ending {
   Clock::time_point start_ = Clock::now();
   std::vector<ProcessIdentity> asked_;
   int emptyWalks_ = 0;
+  bool mayLackOne_ = true;  ///< the last walk
+  std::chrono::milliseconds pause_ = kFirstPauseKilling;
   bool isReported_ = false;
 };
 

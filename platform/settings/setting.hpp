@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -14,6 +16,10 @@ using SettingValue = std::variant<std::string, std::int64_t, bool>;
 
 enum class SettingType { text, integer, boolean, choice };
 
+/// What a value in the file that is wrong for its setting does: keeps the file from being loaded, or nothing, so that
+/// whoever uses the setting tells of it. In a setting of the latter kind null stands for the empty text.
+enum class WrongValue { refusesFile, countsAsDefault };
+
 struct SettingDescription {
   /// Dots nest: `endpoints.github` is `{"endpoints": {"github": …}}` in the file.
   std::string key;
@@ -25,6 +31,14 @@ struct SettingDescription {
   /// The least and the greatest whole number.
   std::int64_t least = std::numeric_limits<std::int64_t>::min();
   std::int64_t greatest = std::numeric_limits<std::int64_t>::max();
+  WrongValue whenWrong = WrongValue::refusesFile;
+};
+
+/// A member of an object in the file, whether a setting or not.
+struct SettingMember {
+  std::string name;
+  std::optional<std::string> text;  ///< empty for null; nothing where it is another value than a text
+  std::size_t line;                 ///< counted from 1
 };
 
 class SettingsError : public std::runtime_error {

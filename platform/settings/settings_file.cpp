@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "platform/files/private_file.hpp"
+#include "platform/json/json_lines.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant {
@@ -86,16 +87,33 @@ SettingsFile::SettingsFile(std::filesystem::path path, std::vector<SettingDescri
     : path_(std::move(path)), descriptions_(std::move(settings)) {}
 
 void SettingsFile::load() {
-  json::object root = read();
-  expectAllowedValues(root);
-  root_ = std::move(root);
+  Contents contents = read();
+  expectAllowedValues(contents.root);
+  contents_ = std::move(contents);
 }
 
 SettingValue SettingsFile::get(std::string_view key) const {
   const SettingDescription& setting = description(key);
-  const json::value* value = find(root_, key);
+  const json::value* value = find(contents_.root, key);
+  if (value && value->is_null() && setting.whenWrong == WrongValue::countsAsDefault) return std::string();
   const auto held = value ? settingValue(*value) : std::nullopt;
   return held && isAllowed(setting, *held) ? *held : setting.defaultValue;
+}
+
+std::vector<SettingMember> SettingsFile::members(std::string_view key) const {
+  const json::value* holder = contents_.root.if_contains(key);
+  if (!holder) return {};
+  const json::object* object = asObject(holder);
+  if (!object) return {{.name = {}, .text = {}, .line = memberLine(contents_.text, key).value()}};
+  std::vector<SettingMember> found;
+  for (auto& [name, line] : memberLines(contents_.text, key)) {
+    const json::value& value = object->at(name);
+    std::optional<std::string> text;
+    if (value.is_null()) text.emplace();
+    if (value.is_string()) text.emplace(value.get_string());
+    found.push_back({.name = std::move(name), .text = std::move(text), .line = line});
+  }
+  return found;
 }
 
 void SettingsFile::set(std::string_view key, const SettingValue& value) {
@@ -121,10 +139,11 @@ const SettingDescription& SettingsFile::description(std::string_view key) const 
                       fmt::format("there is no setting \"{}\"; there is {}", key, fmt::join(known, ", ")));
 }
 
-json::object SettingsFile::read() const try {
-  const auto contents = readFile(path_);
-  if (!contents || trimmed(*contents).empty()) return {};
-  return parsed(*contents);
+SettingsFile::Contents SettingsFile::read() const try {
+  auto text = readFile(path_);
+  if (!text || trimmed(*text).empty()) return {};
+  json::object root = parsed(*text);
+  return {.text = *std::move(text), .root = std::move(root)};
 } catch (const std::filesystem::filesystem_error& error) {
   throw SettingsError(Case::unreadable, words(error));
 }
@@ -141,6 +160,7 @@ json::object SettingsFile::parsed(std::string_view text) const {
 
 void SettingsFile::expectAllowedValues(const json::object& root) const {
   for (const auto& setting : descriptions_) {
+    if (setting.whenWrong == WrongValue::countsAsDefault) continue;
     expectRoomFor(setting.key, root);
     const json::value* value = find(root, setting.key);
     if (!value) continue;
@@ -163,12 +183,15 @@ void SettingsFile::rewrite(std::string_view key, Change change) try {
   const std::filesystem::path target = linkTarget(std::filesystem::absolute(path_));
   makePrivateFolder(target.parent_path());
   const UniqueFd lock = lockBeside(target);
-  json::object root = read();
-  expectRoomFor(key, root);
-  json::object changed = root;
-  change(changed);
-  if (changed != root) replaceFile(target, prettyJson(changed));
-  root_ = std::move(changed);
+  Contents present = read();
+  expectRoomFor(key, present.root);
+  Contents changed = present;
+  change(changed.root);
+  if (changed.root != present.root) {
+    changed.text = prettyJson(changed.root);
+    replaceFile(target, changed.text);
+  }
+  contents_ = std::move(changed);
 } catch (const std::filesystem::filesystem_error& error) {
   throw SettingsError(Case::unwritable, words(error));
 }

@@ -41,6 +41,12 @@ std::string openName(const std::filesystem::path& path, Access access) {
   return uri + "?immutable=1";
 }
 
+/// Nobody asks SQLite how much memory it has, and counting it takes a lock for each piece.
+void leaveMemoryUncounted() {
+  static const int isLeft = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+  static_cast<void>(isLeft);
+}
+
 /// Interrupts what a connection is running when the time is up, from a thread of its own: one step of a check of a
 /// large file can take seconds. Again and again, for SQLite forgets an interruption that comes before the first step.
 std::jthread interruptAfter(sqlite3* connection, std::chrono::milliseconds budget) {
@@ -67,6 +73,7 @@ Database::TransactionStatements::TransactionStatements(sqlite3* connection)
       dataVersion(connection, "PRAGMA data_version") {}
 
 Database::Database(const std::filesystem::path& file, OpenOptions options) {
+  leaveMemoryUncounted();
   // Debian's SQLite takes every name that begins with "file:" for a URI.
   const std::filesystem::path path = std::filesystem::absolute(file);
   const bool isNew = options.access == Access::create && !std::filesystem::exists(path);
@@ -79,10 +86,14 @@ Database::Database(const std::filesystem::path& file, OpenOptions options) {
     std::filesystem::permissions(path, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
   }
   if (options.largestRow) sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, *options.largestRow);
-  sqlite3_busy_timeout(connection, static_cast<int>(options.busyTimeout.count()));
+  setBusyTimeout(options.busyTimeout);
   setForeignKeys(ForeignKeys::enforced);
   execute("PRAGMA secure_delete = FAST; PRAGMA mmap_size = 0; PRAGMA temp_store = MEMORY");
   statements_ = std::make_unique<TransactionStatements>(connection);
+}
+
+void Database::setBusyTimeout(std::chrono::milliseconds timeout) {
+  sqlite3_busy_timeout(handle_.get(), static_cast<int>(timeout.count()));
 }
 
 void Database::execute(const char* script) {

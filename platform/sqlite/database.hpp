@@ -60,6 +60,8 @@ class Database {
   void useWriteAheadLog();
   /// Not inside a transaction. Costs nothing when it is already so.
   void setSynchronous(Synchronous synchronous);
+  /// How long a locked database is waited for from now on.
+  void setBusyTimeout(std::chrono::milliseconds timeout);
   /// Not inside a transaction.
   void setForeignKeys(ForeignKeys foreignKeys);
 

@@ -9,6 +9,7 @@
 namespace ravant::sqlite {
 
 Error::Case Error::reason() const noexcept {
+  if (extendedCode_ == SQLITE_CORRUPT_VTAB) return Case::corruptVirtualTable;
   switch (extendedCode_ & 0xFF) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:

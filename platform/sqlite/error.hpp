@@ -17,6 +17,7 @@ class Error : public std::runtime_error {
     readOnly,
     tooLarge,
     corrupt,
+    corruptVirtualTable,
     notADatabase,
     cannotOpen,
     constraint,

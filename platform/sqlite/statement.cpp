@@ -7,18 +7,19 @@
 
 namespace ravant::sqlite {
 
-Statement::Statement(sqlite3* connection, std::string_view sql) {
+void Statement::prepare() {
   sqlite3_stmt* statement = nullptr;
-  const int code = sqlite3_prepare_v3(connection, sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
-                                      &statement, nullptr);
+  const int code = sqlite3_prepare_v3(connection_, sql_.data(), static_cast<int>(sql_.size()),
+                                      SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
   handle_.reset(statement);
-  if (code != SQLITE_OK) throwError(connection, code);
+  if (code != SQLITE_OK) throwError(connection_, code);
+  sql_ = {};
 }
 
 void Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
 
 void Statement::check(int code) const {
-  if (code != SQLITE_OK) throwError(sqlite3_db_handle(handle_.get()), code);
+  if (code != SQLITE_OK) throwError(connection_, code);
 }
 
 void Statement::expectParameters(std::size_t count) const {
@@ -50,7 +51,7 @@ bool Statement::step() {
   const int code = sqlite3_step(handle_.get());
   if (code == SQLITE_ROW) return true;
   if (code == SQLITE_DONE) return false;
-  throwError(sqlite3_db_handle(handle_.get()), code);
+  throwError(connection_, code);
 }
 
 void Statement::runToEnd() {

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 
 struct sqlite3;
@@ -20,14 +21,14 @@ concept Integer = std::integral<T> && !std::same_as<T, bool> && (std::signed_int
 
 class Query;
 
-/// A prepared statement, kept beside the operations that use it: running it again parses nothing and copies only what
-/// SQLite must keep.
+/// A statement, kept beside the operations that use it. It is prepared when it is first run, so that a program that
+/// needs few of them waits for few; running it again parses nothing and copies only what SQLite must keep.
 ///
 /// Values are bound in order: integers, bool (0 or 1), double, text, Blob, nullptr, and optionals of these.
 /// Belongs to its Database's thread. Every member throws Error.
 class Statement {
  public:
-  Statement(sqlite3* connection, std::string_view sql);
+  Statement(sqlite3* connection, std::string_view sql) : connection_(connection), sql_(sql) {}
 
   /// Runs to the end, ignoring rows, and is ready for the next run.
   template <class... Values>
@@ -46,6 +47,7 @@ class Statement {
 
   template <class... Values>
   void bindAll(Lifetime lifetime, const Values&... values) {
+    if (!handle_) prepare();
     expectParameters(sizeof...(values));
     int index = 0;
     (bind(++index, values, lifetime), ...);
@@ -64,6 +66,7 @@ class Statement {
   void bind(int index, std::string_view value, Lifetime lifetime) { bindText(index, value, lifetime); }
   void bind(int index, Blob value, Lifetime lifetime) { bindBlob(index, value, lifetime); }
 
+  void prepare();
   void expectParameters(std::size_t count) const;
   void bindInteger(int index, std::int64_t value);
   void bindReal(int index, double value);
@@ -78,6 +81,9 @@ class Statement {
   struct Finalize {
     void operator()(sqlite3_stmt* statement) const noexcept;
   };
+
+  sqlite3* connection_;
+  std::string sql_;  ///< until it is prepared
   std::unique_ptr<sqlite3_stmt, Finalize> handle_;
 };
 

@@ -1,9 +1,17 @@
 #include "platform/sqlite/transaction.hpp"
 
 namespace ravant::sqlite {
+namespace {
+
+void prepare(Statement& statement) { static_cast<void>(statement.query()); }
+
+}  // namespace
 
 Transaction::Transaction(Database& database, Kind kind) : database_(database) {
   auto& statements = *database_.statements_;
+  // What ends it is there before it begins: otherwise the connection could be left inside it.
+  prepare(statements.commit);
+  prepare(statements.rollback);
   (kind == Kind::write ? statements.beginWrite : statements.beginRead).run();
 }
 

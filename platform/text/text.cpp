@@ -12,6 +12,7 @@ namespace {
 
 constexpr char32_t kControlPictures = 0x2400;
 constexpr char32_t kDeletePicture = 0x2421;
+constexpr std::string_view kBase64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
 void appendThreeBytes(std::string& text, char32_t character) {
   text += static_cast<char>(0xE0 | character >> 12);
@@ -61,18 +62,37 @@ std::string lowerCase(std::string_view text) {
 }
 
 std::string base64(std::string_view bytes) {
-  constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string text;
   text.reserve((bytes.size() + 2) / 3 * 4);
   for (; !bytes.empty(); bytes.remove_prefix(std::min<std::size_t>(3, bytes.size()))) {
     const auto byteAt = [&](std::size_t i) { return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0u; };
     const unsigned group = byteAt(0) << 16 | byteAt(1) << 8 | byteAt(2);
-    text += kAlphabet[group >> 18];
-    text += kAlphabet[group >> 12 & 0x3F];
-    text += bytes.size() > 1 ? kAlphabet[group >> 6 & 0x3F] : '=';
-    text += bytes.size() > 2 ? kAlphabet[group & 0x3F] : '=';
+    text += kBase64[group >> 18];
+    text += kBase64[group >> 12 & 0x3F];
+    text += bytes.size() > 1 ? kBase64[group >> 6 & 0x3F] : '=';
+    text += bytes.size() > 2 ? kBase64[group & 0x3F] : '=';
   }
   return text;
+}
+
+std::optional<std::string> bytesOfBase64(std::string_view text) {
+  if (text.size() % 4 != 0) return std::nullopt;
+  std::string bytes;
+  bytes.reserve(text.size() / 4 * 3);
+  unsigned bits = 0;
+  unsigned count = 0;
+  for (const char digit : text.substr(0, text.find('='))) {
+    const std::size_t value = kBase64.find(digit);
+    if (value == std::string_view::npos) return std::nullopt;
+    bits = bits << 6 | static_cast<unsigned>(value);
+    count += 6;
+    if (count < 8) continue;
+    count -= 8;
+    bytes += static_cast<char>(bits >> count & 0xFF);
+  }
+  // Another spelling of the same bytes, or digits behind the padding.
+  if (base64(bytes) != text) return std::nullopt;
+  return bytes;
 }
 
 std::string terminalSafe(std::string_view text) {

@@ -16,6 +16,8 @@ std::string lowerCase(std::string_view text);
 
 /// The standard alphabet, padded, without line breaks.
 std::string base64(std::string_view bytes);
+/// The bytes of what `base64` makes; nothing for anything else.
+std::optional<std::string> bytesOfBase64(std::string_view text);
 
 /// `text` as it may be printed on a terminal: whatever could move the cursor, start an escape sequence or reorder the
 /// line is shown instead (`␛` for the escape character, `\u{202E}` for a direction override). Line breaks (CRLF

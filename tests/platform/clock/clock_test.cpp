@@ -36,6 +36,8 @@ INSTANTIATE_TEST_SUITE_P(, ParseIso8601Test,
                              {"dateOnly", "2026-11-21", std::nullopt},
                              {"spaceBetween", "2026-11-21 09:14:16Z", std::nullopt},
                              {"somethingAfter", "2026-11-21T09:14:16Z ", std::nullopt},
+                             {"beforeTheYears", "0000-01-01T00:00:00+00:01", std::nullopt},
+                             {"behindTheYears", "9999-12-31T23:59:59-00:01", std::nullopt},
                              {"empty", "", std::nullopt},
                          }),
                          [](const auto& info) { return info.param.name; });

@@ -180,7 +180,8 @@ TEST_F(ProcessTreeTest, whatDetachedItselfInTimeIsLeft) {
                   "read x; {1} & setsid -w {1} & (setsid {1} &); wait",
                   gate, kSleeper));
   const pid_t left = std::stoi(nextLine());
-  run(child_->leaveDetachedBefore(), loop_);
+  child_->leaveDetached();
+  run(child_->newDetachedCanBeTold(), loop_);
   asio::write(child_->standardInput(), asio::buffer("\n", 1));
   const std::vector<pid_t> ended = {std::stoi(nextLine()), std::stoi(nextLine()), std::stoi(nextLine())};
   std::ofstream(gate) << "go on\n";
@@ -196,7 +197,8 @@ TEST_F(ProcessTreeTest, whatDetachedItselfInTimeIsLeft) {
 TEST_F(ProcessTreeTest, whatIsStartedRightBehindWhatIsLeftIsNotLeft) {
   launchScript(fmt::format("while read x; do (setsid {0} &); done", kSleeper));
   for (int i = 0; i < 10; ++i) {
-    run(child_->leaveDetachedBefore(), loop_);
+    child_->leaveDetached();
+    run(child_->newDetachedCanBeTold(), loop_);
     asio::write(child_->standardInput(), asio::buffer("\n", 1));
     const pid_t detached = std::stoi(nextLine());
     EXPECT_EQ(run(child_->endDetached(), loop_), TreeEnd::complete);

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include "platform/files/private_file.hpp"
+#include "platform/json/json_lines.hpp"
 #include "tests/support/forked.hpp"
 #include "tests/support/temporary_folder.hpp"
 
@@ -216,6 +217,59 @@ TEST_F(SettingsFileTest, processesDoNotUndoEachOther) {
   EXPECT_TRUE(first.succeeds());
   EXPECT_TRUE(second.succeeds());
   EXPECT_EQ(std::ranges::distance(std::filesystem::directory_iterator(folder_.path())), 2) << "only file and lock";
+}
+
+TEST_F(SettingsFileTest, doesNotInsistOnWhatOthersCheck) {
+  std::vector<SettingDescription> known = settings();
+  for (const char* key : {"keys.open", "keys.close", "keys.quit"}) {
+    known.push_back({.key = key, .defaultValue = "F1", .whenWrong = WrongValue::countsAsDefault});
+  }
+  const auto path = folder_.write("settings.json", R"({
+  "keys": {"open": 5,
+    "close": null, "own": "x",
+    "quit": "F9"}, "other": {"quit": "no"},
+  "limit": 7
+})");
+  SettingsFile file(path, known);
+  file.load();
+  EXPECT_EQ(file.text("keys.open"), "F1");
+  EXPECT_EQ(file.text("keys.close"), "");
+  EXPECT_EQ(file.text("keys.quit"), "F9");
+  std::string told;
+  for (const auto& [name, text, line] : file.members("keys")) {
+    told += fmt::format("{} {} {}\n", line, name, text.value_or("(no text)"));
+  }
+  EXPECT_EQ(told, "2 open (no text)\n3 close \n3 own x\n4 quit F9\n");
+
+  file.reset("keys.open");
+  EXPECT_EQ(file.members("keys").front().name, "close");
+  EXPECT_EQ(file.members("keys").front().line, 3u);
+  EXPECT_TRUE(file.members("none").empty());
+  for (const char* keys : {"null", "[]", "\"Ctrl+K\""}) {
+    folder_.write("settings.json", fmt::format("{{\"other\": {{\"keys\": 1}},\n\"keys\": {}}}", keys));
+    file.load();
+    EXPECT_EQ(file.text("keys.open"), "F1");
+    ASSERT_EQ(file.members("keys").size(), 1u);
+    EXPECT_EQ(file.members("keys").front().name, "");
+    EXPECT_EQ(file.members("keys").front().line, 2u);
+    EXPECT_EQ(errorOf([&] { file.set("keys.open", "F2"); }).reason(), Case::wrongValue);
+  }
+}
+
+TEST(JsonMemberLines, areThoseOfTheLastMemberOfTheName) {
+  const std::string text = R"({
+  "a": {"z": 1},
+  "x": ["a", {"a": {"c": 1}}], "y": "\"a\": {",
+  "a": {
+    "b": {"d": 1}, "e\u0061":
+      2,
+    "f": [{"g": 1}],
+    "b": "}"
+  }
+})";
+  EXPECT_THAT(memberLines(text, "a"),
+              testing::ElementsAre(JsonMemberLine{"ea", 5}, JsonMemberLine{"f", 7}, JsonMemberLine{"b", 8}));
+  EXPECT_THAT(memberLines("[\"a\"]", "a"), testing::IsEmpty());
 }
 
 }  // namespace

@@ -165,7 +165,7 @@ TEST_F(SqliteTest, namesWhatWasRefused) {
   EXPECT_EQ(caseOf([&] { insert(reader, 2, "two"); }), Case::readOnly);
   EXPECT_EQ(caseOf([&] { insert(database_, 2, "one"); }), Case::constraint);
   EXPECT_EQ(caseOf([&] { database_.execute("INSERT INTO part VALUES (99)"); }), Case::constraint);
-  EXPECT_EQ(caseOf([&] { database_.prepare("SELEC"); }), Case::other);
+  EXPECT_EQ(caseOf([&] { database_.prepare("SELEC").run(); }), Case::other);
 
   database_.setForeignKeys(ForeignKeys::ignored);
   database_.execute("INSERT INTO part VALUES (99)");

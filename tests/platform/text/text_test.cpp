@@ -83,7 +83,14 @@ INSTANTIATE_TEST_SUITE_P(, TerminalSafeTest,
 
 class Base64Test : public testing::TestWithParam<TextCase> {};
 
-TEST_P(Base64Test, isPadded) { EXPECT_EQ(base64(GetParam().input), GetParam().expected); }
+TEST_P(Base64Test, isPaddedAndReadBack) {
+  EXPECT_EQ(base64(GetParam().input), GetParam().expected);
+  EXPECT_EQ(bytesOfBase64(GetParam().expected), GetParam().input);
+}
+TEST(Base64, hasOneSpellingForTheSameBytes) {
+  for (const char* other : {"Zg=", "Zh==", "Zg==Zg==", "Z===", "Zg\n=", "Z-8="})
+    EXPECT_EQ(bytesOfBase64(other), std::nullopt) << other;
+}
 
 INSTANTIATE_TEST_SUITE_P(, Base64Test,
                          testing::ValuesIn(std::vector<TextCase>{
