@@ -9,6 +9,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "core/agent_runner_error.hpp"
+#include "core/agent_session_id.hpp"
 #include "platform/process/shell_quoted.hpp"
 #include "platform/text/text.hpp"
 
@@ -49,7 +51,11 @@ std::string AgentCommand::commandLine() const {
   std::vector<std::string> words = {executable(binaryPath, agent)};
   const auto add = [&words](auto... more) { (words.emplace_back(more), ...); };
   const auto addResume = [&](std::string_view option) {
-    if (resumeSessionId) add(option, shellQuoted(*resumeSessionId));
+    if (!resumeSessionId) return;
+    if (!canBeAgentSessionId(*resumeSessionId)) {
+      throw PromptRefusedError("what is kept as the agent's session is no id of one; begin a new conversation");
+    }
+    add(option, shellQuoted(*resumeSessionId));
   };
 
   switch (agent) {

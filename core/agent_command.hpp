@@ -24,7 +24,7 @@ struct AgentCommand {
   std::optional<std::string> resumeSessionId;
 
   /// The line, its line break included. Throws `std::logic_error` for a type that is not run by a
-  /// command line (`ravant`, `cursor`).
+  /// command line (`ravant`, `cursor`), and `PromptRefusedError` for a session id that cannot be one.
   std::string commandLine() const;
 
   /// The executable word: the configured path, quoted, or the type's command name where it is blank.

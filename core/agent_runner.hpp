@@ -8,6 +8,7 @@
 
 #include "core/agent_type.hpp"
 #include "core/id.hpp"
+#include "core/prompt_choice.hpp"
 #include "platform/async/async.hpp"
 
 namespace ravant {
@@ -24,6 +25,9 @@ struct AgentRunRequest {
   std::optional<std::string> resumedSessionId;
   std::string binaryPath;                                  ///< as configured on the agent
   std::optional<std::vector<std::string>> arguments = {};  ///< as configured on the agent
+  std::optional<QueuedPrompt> queued = {};                 ///< where the prompt waited in the conversation's queue
+
+  PromptChoice choice() const { return {.model = model, .effort = effort, .queued = queued}; }
 };
 
 /// Runs prompts with one kind of agent. Its operations may be called from any executor.
@@ -33,7 +37,7 @@ class AgentRunner {
 
   /// Runs the prompt to its end and writes everything the agent emits into the transcript, the
   /// prompt first. Returns when the agent's turn is over, also when it was cancelled; throws when
-  /// the run failed.
+  /// the run failed, and `QueuedPromptNotSentError` where a queued prompt could not be taken out of the queue.
   virtual awaitable<void> send(AgentRunRequest request) = 0;
 
   /// Stops the prompt in flight for that conversation, if any; returns when its processes are gone, those too that it

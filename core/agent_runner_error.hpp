@@ -37,6 +37,13 @@ class ConversationGoneError : public std::runtime_error {
   ConversationGoneError() : std::runtime_error("the conversation was deleted; the agent was stopped") {}
 };
 
+/// A queued prompt that was not sent, because it was sent, changed or removed meanwhile, or another prompt runs. The
+/// queue is as it was.
+class QueuedPromptNotSentError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
 /// A prompt that cannot be given to the agent; `what()` says why, and names the limit where there is one.
 class PromptRefusedError : public std::runtime_error {
  public:

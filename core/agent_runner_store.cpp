@@ -40,6 +40,8 @@ std::unique_ptr<AgentRunnerStore::Claim> AgentRunnerStore::claim(ConversationId 
 }
 
 awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent agent) {
+  // Nobody asked for it just now, and it can wait.
+  if (isShutDown_ && request.queued) throw QueuedPromptNotSentError("the program ends");
   const ConversationId id = request.conversationId;
   kLog.debug("AgentRunnerStore.send agent={} conv={}", rawValue(agent.type), id.text());
   const auto prompt = std::make_shared<Prompt>();
@@ -49,6 +51,7 @@ awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent
 
   std::optional<std::string> failure;
   std::exception_ptr unrecorded;
+  bool wasSent = true;
   try {
     if (!isOnlyOne) throw AgentRunnerError(AgentRunnerError::Case::busy);
     prompt->runner = runner(id, agent);
@@ -56,6 +59,10 @@ awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent
   } catch (const ConversationGoneError& error) {
     failure = error.what();
     unrecorded = std::current_exception();
+  } catch (const QueuedPromptNotSentError& error) {
+    failure = error.what();
+    unrecorded = std::current_exception();
+    wasSent = false;
   } catch (const std::exception& error) {
     // The text can hold what the agent wrote; it belongs in the transcript, not in the log.
     kLog.error("AgentRunnerStore.send failed agent={} conv={}", rawValue(agent.type), id.text());
@@ -76,7 +83,7 @@ awaitable<PromptEndReason> AgentRunnerStore::send(AgentRunRequest request, Agent
     }
   }
   const auto reason = failure ? PromptEndReason::failed : PromptEndReason::finished;
-  if (markEnded(id, prompt)) notifyPromptFinished(id, reason);
+  if (markEnded(id, prompt) && wasSent) notifyPromptFinished(id, reason);
   if (isOnlyOne) co_await keepLatest(id, prompt->runner);
   if (unrecorded) std::rethrow_exception(unrecorded);
   co_return reason;
@@ -215,6 +222,7 @@ awaitable<void> AgentRunnerStore::endRunnersOfRemoved() {
 }
 
 awaitable<void> AgentRunnerStore::shutdown() {
+  isShutDown_ = true;
   std::map<ConversationId, std::shared_ptr<Prompt>> stopped;
   for (const auto& [id, prompt] : inFlight_) {
     if (!std::exchange(prompt->isCancelled, true)) stopped.emplace(id, prompt);

@@ -59,7 +59,9 @@ class AgentRunnerStore {
 
   /// Runs one prompt to its end. A failure becomes one failure item in the transcript and the
   /// reason `failed`; what is thrown is the store's own error where that item could not be written.
-  /// A prompt that is refused because another one runs leaves that one running and announced.
+  /// A prompt that is refused because another one runs leaves that one running and announced. A queued prompt that is
+  /// not sent leaves nothing: `QueuedPromptNotSentError` is thrown, and its end is not announced; so after `shutdown`
+  /// began.
   awaitable<PromptEndReason> send(AgentRunRequest request, Agent agent);
 
   /// Stops the prompt in flight and announces it as cancelled, also where no runner exists.
@@ -104,6 +106,7 @@ class AgentRunnerStore {
   /// Who has a process without a prompt; the one that was used last is the last.
   std::list<std::pair<ConversationId, std::shared_ptr<AgentRunner>>> idle_;
   bool isFollowingRemovals_ = false;
+  bool isShutDown_ = false;
   std::shared_ptr<AgentRunner> codexRunner_;
   std::shared_ptr<AgentRunner> cursorRunner_;
   std::shared_ptr<AgentRunner> ravantRunner_;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "core/agent_type.hpp"
 #include "core/id.hpp"
 #include "core/integrations/work_item.hpp"
 #include "platform/clock/clock.hpp"
@@ -32,6 +33,8 @@ struct Conversation {
   std::optional<std::int64_t> lastMaxTokens;  ///< size of the context window in tokens
   std::optional<std::string> title;
   std::optional<WorkItem> workItem;  ///< what it began with; stays when the integration is removed
+  /// Of one without an agent: of which type its agent was.
+  std::optional<AgentType> foreignAgentType = {};
 
   bool operator==(const Conversation&) const = default;
 };

@@ -51,6 +51,7 @@ using GithubPullDetailCacheId = Id<struct GithubPullDetailCacheTag, std::int64_t
 using LinearIntegrationId = Id<struct LinearIntegrationTag, Uuid>;
 using LinearTeamId = Id<struct LinearTeamTag, std::int64_t>;
 using LinearIssueId = Id<struct LinearIssueTag, std::int64_t>;
+using QueuedPromptId = Id<struct QueuedPromptTag, std::int64_t>;
 using PinnedItemId = Id<struct PinnedItemTag, Uuid>;
 
 }  // namespace ravant

@@ -53,10 +53,15 @@ class AgentModelOperations {
         findAgent_(store_.prepare("SELECT id FROM agent WHERE uuid = ?")),
         insertAgent_(store_.prepare("INSERT INTO agent (uuid, path, type_raw, enabled, created_at, sort_order) "
                                     "VALUES (?, ?, ?, 1, ?, (SELECT coalesce(max(sort_order) + 1, 0) FROM agent))")),
+        adopt_(store_.prepare("UPDATE conversation SET agent_id = ?1, agent_type = NULL WHERE agent_id IS NULL AND "
+                              "agent_type = ?2 RETURNING uuid")),
         setPath_(store_.prepare("UPDATE agent SET path = ? WHERE uuid = ? RETURNING 1")),
         setArguments_(store_.prepare("UPDATE agent SET arguments = ? WHERE uuid = ? RETURNING 1")),
         setEnabled_(store_.prepare("UPDATE agent SET enabled = ? WHERE uuid = ? RETURNING 1")),
         setOrder_(store_.prepare("UPDATE agent SET sort_order = ? WHERE uuid = ?")),
+        rememberType_(
+            store_.prepare("UPDATE conversation SET agent_type = (SELECT type_raw FROM agent WHERE uuid = ?1) "
+                           "WHERE agent_id = (SELECT id FROM agent WHERE uuid = ?1)")),
         deleteAgent_(store_.prepare("DELETE FROM agent WHERE uuid = ? RETURNING 1")),
         models_(store_.prepare(
             "SELECT slug, agent_model.sort_order, agent_model.enabled, display_name, efforts, default_effort, "
@@ -121,6 +126,7 @@ class AgentModelOperations {
 
   bool removeAgent(AgentId id) {
     return store_.write(Durability::powerCut, [&](Changes& changes) {
+      rememberType_.run(bound(id));
       if (!deleteAgent_.query(bound(id)).step()) return logUnknown("removeAgent", id);
       changes.removed(id);
       return true;
@@ -188,12 +194,19 @@ class AgentModelOperations {
     insertAgent_.run(bound(id), path, rawValue(type), bound(store_.now()));
     const std::int64_t agent = store_.lastInsertRowId();
     changes.inserted(id);
+    adopt(agent, type, changes);
     std::int64_t order = 0;
     for (const ProbedModel& model : models) putModel(agent, makeAgentModel(model, order++, store_.now()), changes);
     for (Agent& stored : readAgents()) {
       if (stored.id == id) return std::move(stored);
     }
     std::unreachable();
+  }
+
+  /// The conversations of the type that came when no agent of it was registered.
+  void adopt(std::int64_t agent, AgentType type, Changes& changes) {
+    auto row = adopt_.query(agent, rawValue(type));
+    while (row.step()) changes.updated(readId<ConversationId>(row, 0));
   }
 
   /// A model that is listed already keeps its id, whether the user wants it, and whether the user added it.
@@ -250,10 +263,12 @@ class AgentModelOperations {
   sqlite::Statement agents_;
   sqlite::Statement findAgent_;
   sqlite::Statement insertAgent_;
+  sqlite::Statement adopt_;
   sqlite::Statement setPath_;
   sqlite::Statement setArguments_;
   sqlite::Statement setEnabled_;
   sqlite::Statement setOrder_;
+  sqlite::Statement rememberType_;
   sqlite::Statement deleteAgent_;
   sqlite::Statement models_;
   sqlite::Statement putModel_;

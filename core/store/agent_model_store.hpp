@@ -21,7 +21,8 @@ class AgentModelStore : public StoreActor<AgentModelOperations> {
   explicit AgentModelStore(std::shared_ptr<ModelContainer> modelContainer);
   ~AgentModelStore() override;
 
-  /// Adds an enabled agent behind the others, with its models in the order given.
+  /// Adds an enabled agent behind the others, with its models in the order given. The conversations of its type that
+  /// came from elsewhere while there was no such agent are its from now on.
   awaitable<Agent> createAgent(AgentType type, std::string path, std::vector<ProbedModel> models);
   /// Adds the agent only where no agent of its type exists; nothing otherwise.
   awaitable<std::optional<Agent>> createAgentIfMissing(AgentType type, std::string path,

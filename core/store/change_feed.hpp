@@ -26,7 +26,7 @@ struct Change {
   /// In an order that never changes, for the store numbers the kinds by it.
   using EntityId = std::variant<ProjectId, AgentId, AgentModelId, ConversationId, ConversationItemId, ToolInvocationId,
                                 GithubIntegrationId, GithubRepositoryId, GithubPullRequestId, GithubPullDetailCacheId,
-                                LinearIntegrationId, LinearTeamId, LinearIssueId, PinnedItemId>;
+                                LinearIntegrationId, LinearTeamId, LinearIssueId, PinnedItemId, QueuedPromptId>;
 
   EntityId entity;
   ChangeOperation operation;

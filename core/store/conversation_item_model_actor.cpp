@@ -8,6 +8,7 @@
 
 #include "core/agent_runner_error.hpp"
 #include "core/store/item_table.hpp"
+#include "core/store/row_values.hpp"
 #include "core/store/run_table.hpp"
 #include "core/store/transcript_editor.hpp"
 #include "core/store/transcript_replay.hpp"
@@ -30,10 +31,15 @@ class ConversationItemOperations {
         items_(store_),
         runs_(store_, items_),
         editor_(store_, conversations_, items_),
-        replay_(store_) {}
+        replay_(store_),
+        takeQueued_(store_.prepare(
+            "DELETE FROM queued_prompt WHERE id = ? AND conversation_id = ? AND prompt = ? AND model IS ? AND "
+            "effort IS ? RETURNING 1")) {}
 
-  void appendUserPrompt(ConversationId id, const std::string& prompt, AgentType agent) {
+  void appendUserPrompt(ConversationId id, const std::string& prompt, AgentType agent, const PromptChoice& choice) {
     const bool isKnown = change(id, Durability::powerCut, [&](const Target& target) {
+      if (choice.queued) takeQueued(*choice.queued, target);
+      if (choice.model) conversations_.updateLastPromptSettings(target.row, *choice.model, choice.effort);
       const Timestamp now = store_.now();
       const ConversationItemId added = editor_.append({.conversation = target.row,
                                                        .kind = ConversationItemKind::userMessage,
@@ -42,15 +48,18 @@ class ConversationItemOperations {
                                                       target);
       runs_.setPrompt(target.row, added);
       conversations_.touchLastPrompt(target.row, now);
+      if (!choice.queued) conversations_.look(target.row, added);
       return Effect::change;
     });
     if (!isKnown) logUnknown("appendUserPrompt called with unknown id", id);
   }
 
-  void appendFailureEvent(ConversationId id, std::string_view rawJSON, std::string_view text) {
+  void appendFailureEvent(ConversationId id, std::string_view rawJSON, std::string_view text,
+                          std::optional<ConversationItemId> last = {}) {
     const bool isKnown = change(
         id, Durability::powerCut,
         [&](const Target& target) {
+          if (last && items_.last(target.row) != last) return Effect::none;
           editor_.append({.conversation = target.row,
                           .kind = ConversationItemKind::failureEvent,
                           .rawJSON = rawJSON,
@@ -125,6 +134,14 @@ class ConversationItemOperations {
   using Target = TranscriptEditor::Target;
   using Effect = TranscriptEditor::Effect;
 
+  void takeQueued(const QueuedPrompt& queued, const Target& target) {
+    const QueuedText& text = queued.text;
+    if (!takeQueued_.query(bound(queued.id), bound(target.row), text.prompt, text.model, text.effort).step()) {
+      throw QueuedPromptNotSentError("the queued prompt was sent, changed or removed meanwhile");
+    }
+    target.changes.removed(queued.id, target.id);
+  }
+
   /// Runs `body(Target)`, which says what it did, on the conversation; false, with nothing done, where it is unknown.
   template <class Body>
   bool change(ConversationId id, Durability durability, Body body, FullDisk fullDisk = FullDisk::fails) {
@@ -179,6 +196,7 @@ class ConversationItemOperations {
   RunTable runs_;
   TranscriptEditor editor_;
   TranscriptReplay replay_;
+  sqlite::Statement takeQueued_;
 };
 
 std::shared_ptr<ConversationItemModelActor> ConversationItemModelActor::make(
@@ -192,9 +210,9 @@ ConversationItemModelActor::ConversationItemModelActor(std::shared_ptr<ModelCont
 ConversationItemModelActor::~ConversationItemModelActor() = default;
 
 awaitable<void> ConversationItemModelActor::appendUserPrompt(ConversationId conversationId, std::string prompt,
-                                                             AgentType agent) {
-  return perform([conversationId, prompt = std::move(prompt), agent](auto& operations) {
-    operations.appendUserPrompt(conversationId, prompt, agent);
+                                                             AgentType agent, PromptChoice choice) {
+  return perform([=, prompt = std::move(prompt), choice = std::move(choice)](auto& operations) {
+    operations.appendUserPrompt(conversationId, prompt, agent, choice);
   });
 }
 
@@ -236,6 +254,13 @@ awaitable<void> ConversationItemModelActor::appendFailureEvent(ConversationId co
                                                                std::string text) {
   return perform([conversationId, rawJSON = std::move(rawJSON), text = std::move(text)](auto& operations) {
     operations.appendFailureEvent(conversationId, rawJSON, text);
+  });
+}
+
+awaitable<void> ConversationItemModelActor::appendFailureEventBehind(ConversationItemId last,
+                                                                     ConversationId conversationId, std::string text) {
+  return perform([last, conversationId, text = std::move(text)](auto& operations) {
+    operations.appendFailureEvent(conversationId, "", text, last);
   });
 }
 

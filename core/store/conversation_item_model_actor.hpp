@@ -8,6 +8,7 @@
 
 #include "core/agent_type.hpp"
 #include "core/id.hpp"
+#include "core/prompt_choice.hpp"
 #include "core/prompt_outcome.hpp"
 #include "core/store/store_actor.hpp"
 #include "core/token_usage_snapshot.hpp"
@@ -33,7 +34,11 @@ class ConversationItemModelActor : public StoreActor<ConversationItemOperations>
   explicit ConversationItemModelActor(std::shared_ptr<ModelContainer> modelContainer);
   ~ConversationItemModelActor() override;
 
-  awaitable<void> appendUserPrompt(ConversationId conversationId, std::string prompt, AgentType agent);
+  /// Whoever prompts has looked at the conversation, but for a queued prompt: that one is taken out of the queue with
+  /// it, and where it is no longer there as it is given, nothing is done and `QueuedPromptNotSentError` is thrown.
+  /// Model and effort stay on the conversation.
+  awaitable<void> appendUserPrompt(ConversationId conversationId, std::string prompt, AgentType agent,
+                                   PromptChoice choice = {});
 
   /// The text is split into blocks.
   awaitable<void> appendAgentMessage(ConversationId conversationId, std::string rawJSON, std::string text,
@@ -52,6 +57,8 @@ class ConversationItemModelActor : public StoreActor<ConversationItemOperations>
 
   awaitable<void> appendCompactionEvent(ConversationId conversationId, std::string rawJSON, std::string text);
   awaitable<void> appendFailureEvent(ConversationId conversationId, std::string rawJSON, std::string text);
+  /// The same, but nothing is done where `last` is no longer the transcript's last entry.
+  awaitable<void> appendFailureEventBehind(ConversationItemId last, ConversationId conversationId, std::string text);
 
   /// Writes the counts onto the conversation and, with a message id that is not empty, onto the
   /// conversation's latest message of that id.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 
+#include "core/prompt_outcome.hpp"
 #include "core/store/conversation_table.hpp"
 #include "core/store/row_values.hpp"
 #include "core/store/run_table.hpp"
@@ -15,6 +16,15 @@ namespace {
 
 constexpr Log kLog("com.ravant.core", "Persistence");
 
+// How the latest prompt ended, where the last item is a failure.
+constexpr std::string_view kFailureAtEnd =
+    "(SELECT iif(failure.id = (SELECT id FROM conversation_item WHERE conversation_id = c.id "
+    "ORDER BY created_at DESC, id DESC LIMIT 1), coalesce((SELECT end_reason FROM conversation_item "
+    "WHERE conversation_id = c.id AND kind = 'userMessage' ORDER BY created_at DESC, id DESC LIMIT 1), 'failed'), "
+    "NULL) "
+    "FROM conversation_item AS failure WHERE failure.conversation_id = c.id AND failure.kind = 'failureEvent' "
+    "ORDER BY failure.id DESC LIMIT 1)";
+
 // Its columns are in the order of `readSummary`.
 std::string selectSummary(std::string_view condition) {
   return fmt::format(
@@ -22,13 +32,18 @@ std::string selectSummary(std::string_view condition) {
       "c.last_used_effort_raw_value, c.created_at, c.last_activity_at, c.last_prompt_at, c.archived, "
       "c.last_used_tokens, c.last_total_processed_tokens, c.last_input_tokens, c.last_output_tokens, "
       "c.last_cache_read_tokens, c.last_cache_creation_tokens, c.last_usage_updated_at, c.last_max_tokens, c.title, "
-      "project.name, agent.type_raw, (SELECT count(*) FROM conversation_item WHERE conversation_id = c.id), "
+      "project.name, coalesce(agent.type_raw, c.agent_type), c.item_count, "
       "CASE WHEN c.title IS NULL THEN (SELECT substr(text, 1, 120) FROM conversation_item WHERE conversation_id = c.id "
       "AND kind = 'userMessage' ORDER BY created_at, id LIMIT 1) END, "
-      "c.work_item_kind, c.work_item_name, c.work_item_url "
+      "c.work_item_kind, c.work_item_name, c.work_item_url, "
+      "(SELECT count(*) FROM conversation_item WHERE conversation_id = c.id "
+      "AND (created_at, id) > (c.seen_item_at, c.seen_item_id)), "
+      "{}, "
+      "EXISTS (SELECT 1 FROM draft WHERE conversation_id = c.id), run.owner, run.started_at, c.agent_type "
       "FROM conversation AS c JOIN project ON project.id = c.project_id LEFT JOIN agent ON agent.id = c.agent_id "
-      "WHERE {} ORDER BY c.last_activity_at DESC, c.id DESC",
-      condition);
+      "LEFT JOIN run ON run.conversation_id = c.id "
+      "WHERE c.importer IS NULL AND {} ORDER BY c.last_activity_at DESC, c.id DESC",
+      kFailureAtEnd, condition);
 }
 
 std::optional<WorkItem> readWorkItem(const sqlite::Query& row, int column) {
@@ -38,31 +53,61 @@ std::optional<WorkItem> readWorkItem(const sqlite::Query& row, int column) {
   return WorkItem{.kind = *kind, .name = readText(row, column + 1), .url = readText(row, column + 2)};
 }
 
-ConversationSummary readSummary(const sqlite::Query& row) {
-  return {.conversation = {.id = readId<ConversationId>(row, 0),
-                           .project = readId<ProjectId>(row, 1),
-                           .agent = readOptionalId<AgentId>(row, 2),
-                           .agentResumedSessionId = readOptionalText(row, 3),
-                           .lastUsedModel = readOptionalText(row, 4),
-                           .lastUsedEffortRawValue = readOptionalText(row, 5),
-                           .createdAt = readTime(row, 6),
-                           .lastActivityAt = readTime(row, 7),
-                           .lastPromptAt = readTime(row, 8),
-                           .archived = row.boolean(9),
-                           .lastUsedTokens = row.optionalInt64(10),
-                           .lastTotalProcessedTokens = row.optionalInt64(11),
-                           .lastInputTokens = row.optionalInt64(12),
-                           .lastOutputTokens = row.optionalInt64(13),
-                           .lastCacheReadTokens = row.optionalInt64(14),
-                           .lastCacheCreationTokens = row.optionalInt64(15),
-                           .lastUsageUpdatedAt = readOptionalTime(row, 16),
-                           .lastMaxTokens = row.optionalInt64(17),
-                           .title = readOptionalText(row, 18),
-                           .workItem = readWorkItem(row, 23)},
-          .projectName = readText(row, 19),
-          .agentType = row.isNull(20) ? std::nullopt : agentTypeFromRawValue(row.text(20)),
-          .items = row.int64(21),
-          .firstWords = readOptionalText(row, 22)};
+TranscriptEnd readEnd(const sqlite::Query& row, int column) {
+  if (row.isNull(column)) return TranscriptEnd::ordinary;
+  const bool isInterrupted = row.text(column) == rawValue(PromptOutcome::interrupted);
+  return isInterrupted ? TranscriptEnd::interrupted : TranscriptEnd::failed;
+}
+
+void readRun(ConversationSummary& summary, const LivingRuns& runs, const sqlite::Query& row, int column) {
+  if (row.isNull(column)) return;
+  switch (runs.standing(row.text(column), summary.conversation.id)) {
+    case RunStanding::here:
+      summary.run = LivingRun{.place = LivingRun::Place::here, .since = readTime(row, column + 1)};
+      return;
+    case RunStanding::elsewhere:
+      summary.run = LivingRun{.place = LivingRun::Place::elsewhere, .since = readTime(row, column + 1)};
+      return;
+    case RunStanding::over:
+      return;
+    case RunStanding::interrupted:
+      summary.end = TranscriptEnd::interrupted;
+      return;
+  }
+}
+
+ConversationSummary readSummary(const sqlite::Query& row, const LivingRuns& runs) {
+  ConversationSummary summary = {
+      .conversation = {.id = readId<ConversationId>(row, 0),
+                       .project = readId<ProjectId>(row, 1),
+                       .agent = readOptionalId<AgentId>(row, 2),
+                       .agentResumedSessionId = readOptionalText(row, 3),
+                       .lastUsedModel = readOptionalText(row, 4),
+                       .lastUsedEffortRawValue = readOptionalText(row, 5),
+                       .createdAt = readTime(row, 6),
+                       .lastActivityAt = readTime(row, 7),
+                       .lastPromptAt = readTime(row, 8),
+                       .archived = row.boolean(9),
+                       .lastUsedTokens = row.optionalInt64(10),
+                       .lastTotalProcessedTokens = row.optionalInt64(11),
+                       .lastInputTokens = row.optionalInt64(12),
+                       .lastOutputTokens = row.optionalInt64(13),
+                       .lastCacheReadTokens = row.optionalInt64(14),
+                       .lastCacheCreationTokens = row.optionalInt64(15),
+                       .lastUsageUpdatedAt = readOptionalTime(row, 16),
+                       .lastMaxTokens = row.optionalInt64(17),
+                       .title = readOptionalText(row, 18),
+                       .workItem = readWorkItem(row, 23),
+                       .foreignAgentType = row.optionalText(31).and_then(agentTypeFromRawValue)},
+      .projectName = readText(row, 19),
+      .agentType = row.isNull(20) ? std::nullopt : agentTypeFromRawValue(row.text(20)),
+      .items = row.int64(21),
+      .firstWords = readOptionalText(row, 22),
+      .unread = row.int64(26),
+      .end = readEnd(row, 27),
+      .hasDraft = row.boolean(28)};
+  readRun(summary, runs, row, 29);
+  return summary;
 }
 
 bool logUnknown(std::string_view operation, ConversationId id) {
@@ -84,6 +129,11 @@ class ConversationOperations {
         insert_(store_.prepare("INSERT INTO conversation (uuid, project_id, agent_id, created_at, last_activity_at, "
                                "last_prompt_at, archived, work_item_kind, work_item_name, work_item_url) "
                                "VALUES (?1, ?2, ?3, ?4, ?4, ?4, 0, ?5, ?6, ?7)")),
+        firstUnread_(store_.prepare(
+            "SELECT item.id FROM conversation AS c JOIN conversation_item AS item ON item.conversation_id = c.id "
+            "WHERE c.uuid = ? AND c.importer IS NULL AND (item.created_at, item.id) > (c.seen_item_at, c.seen_item_id) "
+            "ORDER BY "
+            "item.created_at, item.id LIMIT 1")),
         one_(store_.prepare(selectSummary("c.uuid = ?"))),
         list_(store_.prepare(selectSummary("(?1 IS NULL OR project.uuid = ?1) AND (?2 IS NULL OR c.archived = ?2)") +
                              " LIMIT ?3")),
@@ -119,8 +169,9 @@ class ConversationOperations {
 
   /// Runs `change(table, row)`; false for an unknown conversation.
   template <class Change>
-  bool update(std::string_view operation, ConversationId id, Change change) {
-    return store_.write(Durability::powerCut, [&](Changes& changes) {
+  bool update(std::string_view operation, ConversationId id, Change change,
+              Durability durability = Durability::powerCut) {
+    return store_.write(durability, [&](Changes& changes) {
       const auto row = conversations_.find(id);
       if (!row) return logUnknown(operation, id);
       change(conversations_, *row);
@@ -141,7 +192,25 @@ class ConversationOperations {
   std::optional<ConversationSummary> find(ConversationId id) {
     return store_.read([&] {
       auto row = one_.query(bound(id));
-      return row.step() ? std::optional(readSummary(row)) : std::nullopt;
+      return row.step() ? std::optional(readSummary(row, livingRuns_)) : std::nullopt;
+    });
+  }
+
+  void markSeen(ConversationId id, ConversationItemId upTo) {
+    store_.write(Durability::processDeath, [&](Changes& changes) {
+      const auto row = conversations_.find(id);
+      if (!row) {
+        logUnknown("markSeen", id);
+      } else if (conversations_.look(*row, upTo)) {
+        changes.updated(id);
+      }
+    });
+  }
+
+  std::optional<ConversationItemId> firstUnread(ConversationId id) {
+    return store_.read([&] {
+      auto row = firstUnread_.query(bound(id));
+      return row.step() ? std::optional(readId<ConversationItemId>(row, 0)) : std::nullopt;
     });
   }
 
@@ -217,7 +286,7 @@ class ConversationOperations {
     return store_.read([&] {
       std::vector<ConversationSummary> found;
       auto row = statement.query(values...);
-      while (row.step()) found.push_back(readSummary(row));
+      while (row.step()) found.push_back(readSummary(row, livingRuns_));
       return found;
     });
   }
@@ -228,6 +297,7 @@ class ConversationOperations {
   sqlite::Statement findProject_;
   sqlite::Statement findAgent_;
   sqlite::Statement insert_;
+  sqlite::Statement firstUnread_;
   sqlite::Statement one_;
   sqlite::Statement list_;
   sqlite::Statement withPrefix_;
@@ -287,9 +357,19 @@ awaitable<void> ConversationModelActor::updateResumedSessionId(ConversationId co
 awaitable<void> ConversationModelActor::updateLastPromptSettings(ConversationId conversationId, std::string modelId,
                                                                  std::optional<std::string> effort) {
   return perform([conversationId, modelId = std::move(modelId), effort = std::move(effort)](auto& operations) {
-    operations.update("updateLastPromptSettings", conversationId,
-                      [&](auto& table, auto row) { table.updateLastPromptSettings(row, modelId, effort); });
+    // The prompt that follows makes it safe.
+    operations.update(
+        "updateLastPromptSettings", conversationId,
+        [&](auto& table, auto row) { table.updateLastPromptSettings(row, modelId, effort); }, Durability::processDeath);
   });
+}
+
+awaitable<void> ConversationModelActor::markSeen(ConversationId conversationId, ConversationItemId upTo) {
+  return perform([=](auto& operations) { operations.markSeen(conversationId, upTo); });
+}
+
+awaitable<std::optional<ConversationItemId>> ConversationModelActor::firstUnread(ConversationId conversationId) {
+  return perform([=](auto& operations) { return operations.firstUnread(conversationId); });
 }
 
 awaitable<bool> ConversationModelActor::isRunElsewhere(ConversationId conversationId) {

@@ -8,10 +8,25 @@
 #include "core/agent_type.hpp"
 #include "core/conversation.hpp"
 #include "core/store/store_actor.hpp"
+#include "platform/clock/clock.hpp"
 
 namespace ravant {
 
 class ConversationOperations;
+
+/// A prompt in flight.
+struct LivingRun {
+  enum class Place { here, elsewhere };
+
+  Place place;  ///< in this process, or in another living one
+  Timestamp since;
+
+  bool operator==(const LivingRun&) const = default;
+};
+
+/// How a transcript ends: with a failure; with the notice that Ravant ended while a prompt ran, or without it, where
+/// nobody put the transcript in order yet; or with anything else.
+enum class TranscriptEnd { ordinary, failed, interrupted };
 
 /// A conversation as a list shows it.
 struct ConversationSummary {
@@ -20,6 +35,10 @@ struct ConversationSummary {
   std::optional<AgentType> agentType;
   std::int64_t items;                     ///< entries of the transcript
   std::optional<std::string> firstWords;  ///< the beginning of the first prompt; only where there is no title
+  std::int64_t unread = 0;                ///< items that were added since it was looked at
+  std::optional<LivingRun> run = {};
+  TranscriptEnd end = TranscriptEnd::ordinary;
+  bool hasDraft = false;
 
   bool operator==(const ConversationSummary&) const = default;
 };
@@ -53,6 +72,12 @@ class ConversationModelActor : public StoreActor<ConversationOperations> {
   awaitable<void> updateResumedSessionId(ConversationId conversationId, std::optional<std::string> sessionId);
   awaitable<void> updateLastPromptSettings(ConversationId conversationId, std::string modelId,
                                            std::optional<std::string> effort);
+
+  /// The item and all that were added before it count as looked at; it never goes back. Nothing where the item is not
+  /// of the conversation. Survives the death of the process.
+  awaitable<void> markSeen(ConversationId conversationId, ConversationItemId upTo);
+  /// Of those that were added since the conversation was looked at, the first of the transcript.
+  awaitable<std::optional<ConversationItemId>> firstUnread(ConversationId conversationId);
 
   /// Whether another living process runs a prompt in it.
   awaitable<bool> isRunElsewhere(ConversationId conversationId);

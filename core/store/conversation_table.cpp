@@ -5,7 +5,7 @@
 namespace ravant {
 
 ConversationTable::ConversationTable(StoreConnection& store)
-    : find_(store.prepare("SELECT id FROM conversation WHERE uuid = ?")),
+    : find_(store.prepare("SELECT id FROM conversation WHERE uuid = ? AND importer IS NULL")),
       touchLastActivity_(store.prepare("UPDATE conversation SET last_activity_at = ? WHERE id = ?")),
       touchLastPrompt_(
           store.prepare("UPDATE conversation SET last_prompt_at = ?1, last_activity_at = ?1 WHERE id = ?2")),
@@ -21,6 +21,9 @@ ConversationTable::ConversationTable(StoreConnection& store)
           store.prepare("UPDATE conversation SET agent_resumed_session_id = nullif(?, '') WHERE id = ?")),
       updateLastPromptSettings_(
           store.prepare("UPDATE conversation SET last_used_model = ?, last_used_effort_raw_value = ? WHERE id = ?")),
+      look_(store.prepare("UPDATE conversation SET (seen_item_id, seen_item_at) = (SELECT id, created_at FROM "
+                          "conversation_item WHERE id = ?2) WHERE id = ?1 AND seen_item_id < (SELECT id FROM "
+                          "conversation_item WHERE id = ?2 AND conversation_id = ?1) RETURNING 1")),
       setArchived_(store.prepare("UPDATE conversation SET archived = ? WHERE id = ?")),
       rename_(store.prepare("UPDATE conversation SET title = ? WHERE id = ?")),
       remove_(store.prepare("DELETE FROM conversation WHERE id = ?")),
@@ -61,6 +64,10 @@ void ConversationTable::updateResumedSessionId(ConversationRow row, const std::o
 void ConversationTable::updateLastPromptSettings(ConversationRow row, std::string_view modelId,
                                                  const std::optional<std::string>& effort) {
   updateLastPromptSettings_.run(modelId, effort, bound(row));
+}
+
+bool ConversationTable::look(ConversationRow row, ConversationItemId upTo) {
+  return look_.query(bound(row), bound(upTo)).step();
 }
 
 void ConversationTable::setArchived(ConversationRow row, bool archived) { setArchived_.run(archived, bound(row)); }

@@ -20,6 +20,7 @@ class ConversationTable {
  public:
   explicit ConversationTable(StoreConnection& store);
 
+  /// Nothing where it is not whole yet, like everywhere (see `UnfinishedImports`).
   std::optional<ConversationRow> find(ConversationId id);
   void touchLastActivity(ConversationRow row, Timestamp now);
   /// A prompt is an activity too.
@@ -30,6 +31,9 @@ class ConversationTable {
   void updateResumedSessionId(ConversationRow row, const std::optional<std::string>& sessionId);
   void updateLastPromptSettings(ConversationRow row, std::string_view modelId,
                                 const std::optional<std::string>& effort);
+  /// The item and those that were added before it count as looked at. False where they did already, and where the item
+  /// is not of the conversation.
+  bool look(ConversationRow row, ConversationItemId upTo);
   void setArchived(ConversationRow row, bool archived);
   void rename(ConversationRow row, const std::optional<std::string>& title);
   void remove(ConversationRow row);
@@ -45,6 +49,7 @@ class ConversationTable {
   sqlite::Statement updateContextUse_;
   sqlite::Statement updateResumedSessionId_;
   sqlite::Statement updateLastPromptSettings_;
+  sqlite::Statement look_;
   sqlite::Statement setArchived_;
   sqlite::Statement rename_;
   sqlite::Statement remove_;

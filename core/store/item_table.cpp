@@ -25,6 +25,8 @@ ItemTable::ItemTable(StoreConnection& store)
           "WHERE conversation_id = ?1), 0)), nullif(?4, ''), nullif(?5, ''), ?6, ?7)")),
       insertBlock_(store.prepare(
           "INSERT INTO message_block (message_id, position, kind, language, text) VALUES (?, ?, ?, ?, ?)")),
+      last_(store.prepare("SELECT id FROM conversation_item WHERE conversation_id = ? "
+                          "ORDER BY created_at DESC, id DESC LIMIT 1")),
       isLastGroup_(
           store.prepare("SELECT 1 FROM (SELECT id, kind FROM conversation_item WHERE conversation_id = ?2 "
                         "ORDER BY created_at DESC, id DESC LIMIT 1) WHERE id = ?1 AND kind = 'toolInvocationGroup'")),
@@ -61,6 +63,11 @@ ConversationItemId ItemTable::insert(const NewItem& item, Timestamp now) {
 
 void ItemTable::insertBlock(ConversationItemId message, const MessageBlock& block) {
   insertBlock_.run(bound(message), block.index, rawValue(block.kind), block.language, block.text);
+}
+
+std::optional<ConversationItemId> ItemTable::last(ConversationRow conversation) {
+  auto row = last_.query(bound(conversation));
+  return row.step() ? std::optional(readId<ConversationItemId>(row, 0)) : std::nullopt;
 }
 
 bool ItemTable::isLastGroup(ConversationItemId id, ConversationRow conversation) {

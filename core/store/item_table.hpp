@@ -26,6 +26,8 @@ class ItemTable {
   /// The item stands behind every earlier one, also when the clock was set back meanwhile.
   ConversationItemId insert(const NewItem& item, Timestamp now);
   void insertBlock(ConversationItemId message, const MessageBlock& block);
+  /// The conversation's last entry.
+  std::optional<ConversationItemId> last(ConversationRow conversation);
   /// Whether it is a tool group and the conversation's last entry.
   bool isLastGroup(ConversationItemId id, ConversationRow conversation);
 
@@ -62,6 +64,7 @@ class ItemTable {
   StoreConnection& store_;
   sqlite::Statement insertItem_;
   sqlite::Statement insertBlock_;
+  sqlite::Statement last_;
   sqlite::Statement isLastGroup_;
   sqlite::Statement insertInvocation_;
   sqlite::Statement newestInvocation_;

@@ -44,9 +44,7 @@ std::filesystem::path beside(const std::filesystem::path& file, const char* exte
 std::shared_ptr<ModelContainer> ModelContainer::open(ModelContainerOptions options, Check check) {
   const std::filesystem::path file = preparedFolder(options.folder);
   try {
-    auto container = std::make_shared<ModelContainer>(std::move(options));
-    container->checkContent(check);
-    return container;
+    return std::make_shared<ModelContainer>(std::move(options), check);
   } catch (const sqlite::Error& error) {
     throw StoreError::from(error, file);
   } catch (const std::system_error& error) {
@@ -54,17 +52,18 @@ std::shared_ptr<ModelContainer> ModelContainer::open(ModelContainerOptions optio
   }
 }
 
-ModelContainer::ModelContainer(ModelContainerOptions options)
+ModelContainer::ModelContainer(ModelContainerOptions options, Check check)
     : options_(std::move(options)),
       file_(options_.folder / "store.sqlite"),
       reserve_(beside(file_, "reserve")),
       lock_(beside(file_, "lock")) {
   prepareFile();
-  sqlite::Database feedConnection = connect();
-  feedConnection.userVersion();  // what is read is open now, and the room that it needs is taken
+  sqlite::Database connection = storeFile_->takeConnection();
+  connection.setSynchronous(sqlite::Synchronous::normal);
   if (isWritable()) reserve_.keep();
+  checkContent(connection, check);
   notice_ = openNotice(beside(file_, "changes"));
-  changeFeed_ = std::make_shared<ChangeFeed>(options_.work, std::move(feedConnection), beside(file_, "changes"));
+  changeFeed_ = std::make_shared<ChangeFeed>(options_.work, std::move(connection), beside(file_, "changes"));
 }
 
 void ModelContainer::prepareFile() {
@@ -77,7 +76,9 @@ void ModelContainer::prepareFile() {
     throw StoreError(kind, file_, lock_.fault().message());
   }
   if (!lock_.takeAlone(kUseOfOthersLimit)) throw StoreError(StoreError::Case::upgradeBlocked, file_);
-  switch (openFile()) {  // another process may have been first
+  const StoreFormat present = openFile();  // another process may have been first
+  storeFile_.reset();
+  switch (present) {
     case StoreFormat::absent:
       createStore(file_, options_.migrations);
       break;
@@ -97,8 +98,7 @@ StoreFormat ModelContainer::openFile() {
   return inspectStore(*storeFile_, options_.migrations);
 }
 
-void ModelContainer::checkContent(Check check) {
-  sqlite::Database database = connect();
+void ModelContainer::checkContent(sqlite::Database& database, Check check) {
   std::optional<Timestamp> lastChecked;
   {
     auto statement = database.prepare("SELECT checked_at FROM integrity_check");

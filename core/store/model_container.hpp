@@ -46,7 +46,7 @@ class ModelContainer {
   enum class Check { usual, thorough };
   static std::shared_ptr<ModelContainer> open(ModelContainerOptions options, Check check = Check::usual);
 
-  explicit ModelContainer(ModelContainerOptions options);
+  ModelContainer(ModelContainerOptions options, Check check);
 
   /// A connection for one actor. Throws `StoreError`.
   sqlite::Database connect() const;
@@ -83,7 +83,7 @@ class ModelContainer {
   void prepareFile();
   /// Opens the file where there is one.
   StoreFormat openFile();
-  void checkContent(Check check);
+  void checkContent(sqlite::Database& database, Check check);
 
   ModelContainerOptions options_;
   std::filesystem::path file_;

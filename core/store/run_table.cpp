@@ -129,13 +129,18 @@ void LivingRuns::refuseRemoval(ProjectId id) {
 
 bool LivingRuns::isElsewhere(ConversationId id) {
   auto owner = ofConversation_.query(bound(id));
-  return owner.step() && owner.text(0) != processes_.owner() && processes_.isAlive(owner.text(0));
+  return owner.step() && standing(owner.text(0), id) == RunStanding::elsewhere;
+}
+
+RunStanding LivingRuns::standing(std::string_view owner, ConversationId id) const {
+  if (owner == processes_.owner()) return unstoredEnds_.find(id) ? RunStanding::over : RunStanding::here;
+  return processes_.isAlive(owner) ? RunStanding::elsewhere : RunStanding::interrupted;
 }
 
 bool LivingRuns::isOneAlive(sqlite::Query runs) {
   while (runs.step()) {
-    const bool isOver = runs.text(0) == processes_.owner() && unstoredEnds_.find(readId<ConversationId>(runs, 1));
-    if (!isOver && processes_.isAlive(runs.text(0))) return true;
+    const RunStanding run = standing(runs.text(0), readId<ConversationId>(runs, 1));
+    if (run == RunStanding::here || run == RunStanding::elsewhere) return true;
   }
   return false;
 }

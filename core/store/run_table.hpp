@@ -47,6 +47,9 @@ class RunTable {
   sqlite::Statement all_;
 };
 
+/// Where the prompt of a mark runs: nowhere where it is over, or where its process is dead.
+enum class RunStanding { here, elsewhere, over, interrupted };
+
 /// Keeps what a prompt in flight writes to from being removed, for operations that run in a transaction of their own.
 class LivingRuns {
  public:
@@ -59,6 +62,10 @@ class LivingRuns {
 
   /// Whether a living process other than this one runs a prompt in the conversation.
   bool isElsewhere(ConversationId id);
+
+  /// Of the process's mark in the conversation. One of this process that is over stays where its end could not be
+  /// stored.
+  RunStanding standing(std::string_view owner, ConversationId id) const;
 
  private:
   /// Each with its owner and conversation.

@@ -308,8 +308,143 @@ ALTER TABLE conversation ADD COLUMN work_item_name TEXT;
 ALTER TABLE conversation ADD COLUMN work_item_url TEXT;
 )sql";
 
+constexpr std::string_view kVersion5 = R"sql(
+-- Up to which item (ids are never used again) the conversation was looked at. What was there before this was kept counts
+-- as looked at.
+ALTER TABLE conversation ADD COLUMN seen_item_id INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE conversation ADD COLUMN seen_item_at INTEGER NOT NULL DEFAULT 0;
+UPDATE conversation SET (seen_item_id, seen_item_at) = (SELECT item.id, item.created_at FROM conversation_item AS item
+  WHERE item.conversation_id = conversation.id ORDER BY item.created_at DESC, item.id DESC LIMIT 1)
+  WHERE EXISTS (SELECT 1 FROM conversation_item AS item WHERE item.conversation_id = conversation.id);
+CREATE INDEX conversation_item_prompt ON conversation_item (conversation_id, created_at, id)
+  WHERE kind = 'userMessage';
+CREATE INDEX conversation_item_failure ON conversation_item (conversation_id) WHERE kind = 'failureEvent';
+
+ALTER TABLE conversation ADD COLUMN item_count INTEGER NOT NULL DEFAULT 0;
+UPDATE conversation SET item_count = (SELECT count(*) FROM conversation_item WHERE conversation_id = conversation.id);
+CREATE TRIGGER conversation_item_added AFTER INSERT ON conversation_item
+BEGIN
+  UPDATE conversation SET item_count = item_count + 1 WHERE id = new.conversation_id;
+END;
+CREATE TRIGGER conversation_item_removed AFTER DELETE ON conversation_item
+BEGIN
+  UPDATE conversation SET item_count = item_count - 1 WHERE id = old.conversation_id;
+END;
+
+-- Of a conversation that came from elsewhere, where no agent of its type was registered.
+ALTER TABLE conversation ADD COLUMN agent_type TEXT
+  CHECK (agent_type IN ('ravant', 'codex', 'claude', 'pi', 'cursor'));
+
+-- The process that is bringing the conversation in, which is in no list until it is whole.
+ALTER TABLE conversation ADD COLUMN importer TEXT;
+CREATE INDEX conversation_being_imported ON conversation (importer) WHERE importer IS NOT NULL;
+
+-- What is typed and not sent yet: of a conversation, or of the one that would begin in a project.
+CREATE TABLE draft (
+  id INTEGER PRIMARY KEY,
+  conversation_id INTEGER UNIQUE REFERENCES conversation (id) ON DELETE CASCADE,
+  project_id INTEGER UNIQUE REFERENCES project (id) ON DELETE CASCADE,
+  text TEXT NOT NULL,
+  changed_at INTEGER NOT NULL,
+  CHECK ((conversation_id IS NULL) <> (project_id IS NULL))
+) STRICT;
+
+-- Prompts that wait for the one before them to end.
+CREATE TABLE queued_prompt (
+  id INTEGER PRIMARY KEY AUTOINCREMENT,
+  conversation_id INTEGER NOT NULL REFERENCES conversation (id) ON DELETE CASCADE,
+  sort_order INTEGER NOT NULL,
+  prompt TEXT NOT NULL,
+  model TEXT,
+  effort TEXT,
+  created_at INTEGER NOT NULL
+) STRICT;
+CREATE INDEX queued_prompt_in_order ON queued_prompt (conversation_id, sort_order, id);
+
+-- The sessions that came from the agents' own files, each with how far its file was read. `state` is the reader's own.
+-- `importer` is the process that is adding what is new.
+CREATE TABLE imported_session (
+  conversation_id INTEGER PRIMARY KEY REFERENCES conversation (id) ON DELETE CASCADE,
+  agent_type TEXT NOT NULL CHECK (agent_type IN ('ravant', 'codex', 'claude', 'pi', 'cursor')),
+  session_id TEXT NOT NULL,
+  file TEXT NOT NULL,
+  inode INTEGER NOT NULL,
+  byte_offset INTEGER NOT NULL,
+  state TEXT NOT NULL,
+  imported_at INTEGER NOT NULL,
+  importer TEXT,
+  UNIQUE (agent_type, session_id)
+) STRICT;
+CREATE INDEX conversation_by_session ON conversation (agent_resumed_session_id)
+  WHERE agent_resumed_session_id IS NOT NULL;
+
+-- What was executed in the palette, by the id of its entry.
+CREATE TABLE palette_use (
+  item_id TEXT PRIMARY KEY,
+  used_at INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+
+-- What each window showed last.
+CREATE TABLE window_selection (
+  window TEXT PRIMARY KEY,
+  snapshot TEXT NOT NULL CHECK (json_type(snapshot) = 'object'),
+  changed_at INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+)sql";
+
+constexpr std::string_view kVersion6 = R"sql(
+-- The words of items and of tool calls, under their ids. A word that is no longer in a text stays here until the index
+-- is rebuilt, so whoever finds something looks into the text too. Words of letters beyond those of any script, which
+-- begin with U+E000, say where the text belongs.
+CREATE VIRTUAL TABLE search_item USING fts5 (words, content = '', columnsize = 0, detail = none, tokenize = 'ascii',
+  prefix = '1 2 3');
+CREATE VIRTUAL TABLE search_invocation USING fts5 (words, content = '', columnsize = 0, detail = none,
+  tokenize = 'ascii', prefix = '1 2 3');
+INSERT INTO search_item (search_item, rank) VALUES ('automerge', 8), ('hashsize', 8388608);
+INSERT INTO search_invocation (search_invocation, rank) VALUES ('automerge', 8), ('hashsize', 8388608);
+
+-- Indexed is what has an id above `above`, up to `up_to`. What is new is behind it; what was there before the index
+-- was begun is before it, and is taken in from its end. `removed` counts what was indexed and is gone.
+CREATE TABLE search_progress (
+  source TEXT PRIMARY KEY CHECK (source IN ('item', 'invocation')),
+  above INTEGER NOT NULL,
+  up_to INTEGER NOT NULL,
+  removed INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+INSERT INTO search_progress SELECT 'item', id, id, 0 FROM (SELECT coalesce(max(id), 0) AS id FROM conversation_item);
+INSERT INTO search_progress
+  SELECT 'invocation', id, id, 0 FROM (SELECT coalesce(max(id), 0) AS id FROM tool_invocation);
+
+-- The weeks since 1970 in which something that was indexed was created.
+CREATE TABLE search_week (
+  source TEXT NOT NULL CHECK (source IN ('item', 'invocation')),
+  week INTEGER NOT NULL,
+  PRIMARY KEY (source, week)
+) STRICT, WITHOUT ROWID;
+
+-- The tool calls that have changed since they were indexed.
+CREATE TABLE search_stale (
+  invocation_id INTEGER PRIMARY KEY
+) STRICT;
+
+CREATE TRIGGER search_invocation_changed
+AFTER UPDATE OF tool_name, text, input, output, status_raw_value ON tool_invocation
+WHEN EXISTS (SELECT 1 FROM search_progress WHERE source = 'invocation' AND new.id > above AND new.id <= up_to)
+BEGIN
+  INSERT INTO search_stale VALUES (new.id) ON CONFLICT DO NOTHING;
+END;
+CREATE TRIGGER search_item_removed AFTER DELETE ON conversation_item
+BEGIN
+  UPDATE search_progress SET removed = removed + 1 WHERE source = 'item' AND old.id > above AND old.id <= up_to;
+END;
+CREATE TRIGGER search_invocation_removed AFTER DELETE ON tool_invocation
+BEGIN
+  UPDATE search_progress SET removed = removed + 1 WHERE source = 'invocation' AND old.id > above AND old.id <= up_to;
+END;
+)sql";
+
 constexpr std::array kMigrations = {Migration{kVersion1}, Migration{kVersion2}, Migration{kVersion3},
-                                    Migration{kVersion4}};
+                                    Migration{kVersion4}, Migration{kVersion5}, Migration{kVersion6}};
 
 }  // namespace
 

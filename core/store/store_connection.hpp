@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string_view>
 #include <utility>
@@ -30,7 +31,9 @@ class Changes {
   void updated(Change::EntityId entity, std::optional<ConversationId> conversation = {}) {
     all_.push_back({std::move(entity), ChangeOperation::updated, std::move(conversation)});
   }
-  void removed(Change::EntityId entity) { all_.push_back({std::move(entity), ChangeOperation::removed, {}}); }
+  void removed(Change::EntityId entity, std::optional<ConversationId> conversation = {}) {
+    all_.push_back({std::move(entity), ChangeOperation::removed, std::move(conversation)});
+  }
 
   const std::vector<Change>& all() const { return all_; }
 
@@ -45,9 +48,15 @@ class StoreConnection {
   explicit StoreConnection(std::shared_ptr<ModelContainer> container)
       : container_(std::move(container)), database_(container_->connect()), changeWriter_(database_) {}
 
+  /// How long another writer is waited for from now on.
+  void waitAtMost(std::chrono::milliseconds limit) { database_.setBusyTimeout(limit); }
   sqlite::Statement prepare(std::string_view sql) { return database_.prepare(sql); }
   std::int64_t lastInsertRowId() const { return database_.lastInsertRowId(); }
   Timestamp now() const { return container_->clock().now(); }
+  /// A number that changes when another connection has committed.
+  std::int64_t dataVersion() {
+    return translated([&] { return database_.dataVersion(); });
+  }
   const ModelContainer& container() const { return *container_; }
 
   /// Runs `body(Changes&)` in a transaction of its own and returns its result. Throws `StoreError`;
@@ -61,6 +70,15 @@ class StoreConnection {
         const bool mayTryAgain = fullDisk == FullDisk::takesReserve && error.reason() == sqlite::Error::Case::full;
         if (!mayTryAgain || !container_->releaseReserve()) throw;
       }
+      return transact(durability, body);
+    });
+  }
+
+  /// `write` for what can wait: another writer is hardly waited for, `StoreError` is `busy` then.
+  template <class Body>
+  auto tryWrite(Durability durability, Body body) {
+    return translated([&] {
+      const BriefWait brief(database_);
       return transact(durability, body);
     });
   }
@@ -82,6 +100,19 @@ class StoreConnection {
   }
 
  private:
+  class BriefWait {
+   public:
+    explicit BriefWait(sqlite::Database& database) : database_(database) {
+      database_.setBusyTimeout(std::chrono::milliseconds(50));
+    }
+    ~BriefWait() { database_.setBusyTimeout(sqlite::OpenOptions().busyTimeout); }
+    BriefWait(const BriefWait&) = delete;
+    BriefWait& operator=(const BriefWait&) = delete;
+
+   private:
+    sqlite::Database& database_;
+  };
+
   template <class Body>
   auto transact(Durability durability, Body& body) {
     database_.setSynchronous(durability == Durability::powerCut ? sqlite::Synchronous::full

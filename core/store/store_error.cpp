@@ -27,6 +27,9 @@ std::string describe(StoreError::Case kind, const std::string& store, const std:
           "{0} is damaged ({1}); restore it from a copy, and before that move it and the files {0}-wal and {0}-shm "
           "away",
           store, detail);
+    case searchIndexDamaged:
+      return fmt::format("the search index in {} is damaged ({}); \"ravant doctor --rebuild-index\" makes it anew",
+                         store, detail);
     case replaced:
       return fmt::format("{} was moved, removed or replaced while it was in use; nothing more is written", store);
     case full:
@@ -58,6 +61,8 @@ StoreError::Case kindOf(sqlite::Error::Case reason) {
       return StoreError::Case::tooLarge;
     case sqlite::Error::Case::corrupt:
       return StoreError::Case::damaged;
+    case sqlite::Error::Case::corruptVirtualTable:
+      return StoreError::Case::searchIndexDamaged;
     case sqlite::Error::Case::notADatabase:
       return StoreError::Case::notAStore;
     case sqlite::Error::Case::cannotOpen:

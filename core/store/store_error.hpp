@@ -19,6 +19,7 @@ class StoreError : public std::runtime_error {
     upgradeBlocked,
     notUpgraded,
     damaged,
+    searchIndexDamaged,
     replaced,
     full,
     readOnly,

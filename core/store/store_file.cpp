@@ -45,7 +45,8 @@ StoreFile::StoreFile(std::filesystem::path path, std::optional<std::int32_t> lar
   const auto logSize = std::filesystem::file_size(log(), missing);
   access_ = !missing && logSize > 0 ? Access::privateCopy : Access::unchanging;
   if (access_ == Access::privateCopy) copy_ = privateCopy(path_, log());
-  connect().userVersion();
+  connection_ = connect();
+  connection_->userVersion();
 }
 
 bool StoreFile::canOpenInPlace(DiskReserve& reserve) {
@@ -80,6 +81,7 @@ void StoreFile::openInPlace() {
   sqlite::Database database = connect();
   database.userVersion();
   if (database.isReadOnly()) access_ = Access::readOnly;
+  connection_ = std::move(database);
 }
 
 sqlite::Database StoreFile::connect() const {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <utility>
 
 #include "platform/sqlite/database.hpp"
 
@@ -26,6 +27,11 @@ class StoreFile {
 
   /// Throws `sqlite::Error`.
   sqlite::Database connect() const;
+
+  /// The connection that it was opened with. It stays open until it is taken: with the last one SQLite removes its log,
+  /// and every other one has to read the schema anew.
+  sqlite::Database& connection() { return *connection_; }
+  sqlite::Database takeConnection() { return *std::exchange(connection_, std::nullopt); }
 
   const std::filesystem::path& path() const { return path_; }
   bool isWritable() const { return access_ == Access::readWrite; }
@@ -54,6 +60,7 @@ class StoreFile {
   Stamp opened_;
   Stamp openedLog_;
   std::shared_ptr<const ScratchFolder> copy_;
+  std::optional<sqlite::Database> connection_;
 };
 
 }  // namespace ravant

@@ -55,8 +55,8 @@ std::filesystem::path keptName(const std::filesystem::path& file, int version, T
 
 }  // namespace
 
-StoreFormat inspectStore(const StoreFile& file, std::span<const Migration> steps) {
-  sqlite::Database database = file.connect();
+StoreFormat inspectStore(StoreFile& file, std::span<const Migration> steps) {
+  sqlite::Database& database = file.connection();
   const auto version = database.userVersion();
   if (database.applicationId() != kApplicationId) {
     // A creation that a power cut stopped may have left an empty database.

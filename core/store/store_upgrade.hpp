@@ -12,9 +12,9 @@ namespace ravant {
 /// What a file is to this program.
 enum class StoreFormat { absent, current, older };
 
-/// Looks at an opened file without changing it. Throws `StoreError` for a file that is no store or is of a
-/// newer version, `sqlite::Error` for one that cannot be read.
-StoreFormat inspectStore(const StoreFile& file, std::span<const Migration> steps);
+/// Looks at an opened file, by its own connection, without changing it. Throws `StoreError` for a file that is no store
+/// or is of a newer version, `sqlite::Error` for one that cannot be read.
+StoreFormat inspectStore(StoreFile& file, std::span<const Migration> steps);
 
 /// Makes a new, empty store; nothing or all of it is there afterwards. The caller holds the store
 /// alone.

@@ -3,12 +3,17 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <limits>
 
+#include "core/store/held_bytes.hpp"
 #include "core/store/row_values.hpp"
 #include "core/store/store_connection.hpp"
 
 namespace ravant {
 namespace {
+
+/// Of a page, in bytes: what has as much is not added to.
+constexpr std::size_t kFullPage = 1024 * 1024;
 
 // The columns of both are in the order of the functions that read them.
 std::string selectItems(std::string_view rest) {
@@ -17,7 +22,7 @@ std::string selectItems(std::string_view rest) {
       "item.provider_message_id, item.input_tokens, item.output_tokens, item.cache_read_tokens, "
       "item.cache_creation_tokens, item.used_tokens, item.total_processed_tokens, item.end_reason, item.ended_at FROM "
       "conversation_item AS item "
-      "JOIN conversation ON conversation.id = item.conversation_id {}",
+      "JOIN conversation ON conversation.id = item.conversation_id AND conversation.importer IS NULL {}",
       rest);
 }
 
@@ -69,6 +74,30 @@ class TranscriptReadings {
       : store_(std::move(modelContainer)),
         lastItems_(store_.prepare(
             selectItems("WHERE conversation.uuid = ? ORDER BY item.created_at DESC, item.id DESC LIMIT ?"))),
+        timeOf_(
+            store_.prepare("SELECT item.created_at FROM conversation_item AS item JOIN conversation "
+                           "ON conversation.id = item.conversation_id WHERE conversation.uuid = ? AND item.id = ?")),
+        // Compared as pairs, time and id would be looked up by the time alone.
+        sameTimeBefore_(store_.prepare(selectItems(
+            "WHERE conversation.uuid = ? AND item.created_at = ? AND item.id < ? ORDER BY item.id DESC LIMIT ?"))),
+        earlier_(store_.prepare(selectItems("WHERE conversation.uuid = ? AND item.created_at < ? "
+                                            "ORDER BY item.created_at DESC, item.id DESC LIMIT ?"))),
+        sameTimeAfter_(store_.prepare(selectItems(
+            "WHERE conversation.uuid = ? AND item.created_at = ? AND item.id > ? ORDER BY item.id LIMIT ?"))),
+        later_(store_.prepare(selectItems("WHERE conversation.uuid = ? AND item.created_at > ? "
+                                          "ORDER BY item.created_at, item.id LIMIT ?"))),
+        position_(
+            store_.prepare("SELECT (SELECT count(*) FROM conversation_item AS before WHERE before.conversation_id = "
+                           "item.conversation_id AND (before.created_at, before.id) < (item.created_at, item.id)) "
+                           "FROM conversation_item AS item WHERE item.id = ?")),
+        count_(store_.prepare("SELECT count(*) FROM conversation_item WHERE conversation_id = "
+                              "(SELECT id FROM conversation WHERE uuid = ? AND importer IS NULL)")),
+        beforeLast_(store_.prepare("SELECT id FROM conversation_item WHERE conversation_id = "
+                                   "(SELECT id FROM conversation WHERE uuid = ? AND importer IS NULL) ORDER BY "
+                                   "created_at DESC, id DESC LIMIT 1 OFFSET ?")),
+        last_(store_.prepare("SELECT id, kind FROM conversation_item WHERE conversation_id = (SELECT id FROM "
+                             "conversation WHERE uuid = ?) ORDER BY created_at DESC, id DESC LIMIT 1")),
+        latestAdded_(store_.prepare("SELECT seq FROM sqlite_sequence WHERE name = 'conversation_item'")),
         oneItem_(store_.prepare(selectItems("WHERE item.id = ?"))),
         promptOf_(store_.prepare(selectItems(
             "WHERE item.kind = 'userMessage' "
@@ -83,10 +112,70 @@ class TranscriptReadings {
   std::vector<ConversationItem> items(ConversationId conversationId, std::optional<std::int64_t> last) {
     return store_.read([&] {
       std::vector<ConversationItem> found;
-      auto row = lastItems_.query(bound(conversationId), last.value_or(-1));
-      while (row.step()) found.push_back(readItem(row));
+      readAll(lastItems_.query(bound(conversationId), last.value_or(-1)), found);
       std::ranges::reverse(found);
       return found;
+    });
+  }
+
+  std::vector<ConversationItem> page(ConversationId conversationId, std::optional<ConversationItemId> anchor,
+                                     PageDirection direction, std::int64_t limit) {
+    limit = std::max<std::int64_t>(limit, 0);
+    return store_.read([&] {
+      Page page(*this, limit);
+      const auto conversation = bound(conversationId);
+      const auto time = anchor ? timeOf(conversationId, *anchor) : std::nullopt;
+      if (anchor && !time) return std::move(page.items);
+      if (direction == PageDirection::before) {
+        if (anchor) {
+          page.add(sameTimeBefore_.query(conversation, *time, bound(*anchor), limit));
+          page.add(earlier_.query(conversation, *time, limit));
+        } else {
+          page.add(lastItems_.query(conversation, limit));
+        }
+        std::ranges::reverse(page.items);
+      } else {
+        if (anchor) page.add(sameTimeAfter_.query(conversation, *time, bound(*anchor), limit));
+        page.add(later_.query(conversation, time.value_or(std::numeric_limits<std::int64_t>::min()), limit));
+      }
+      return std::move(page.items);
+    });
+  }
+
+  std::optional<std::int64_t> position(ConversationItemId id) {
+    return store_.read([&] {
+      auto row = position_.query(bound(id));
+      return row.step() ? row.optionalInt64(0) : std::nullopt;
+    });
+  }
+
+  std::int64_t count(ConversationId conversationId) {
+    return store_.read([&] {
+      auto row = count_.query(bound(conversationId));
+      return row.step() ? row.int64(0) : 0;
+    });
+  }
+
+  std::optional<ConversationItemId> beforeLast(ConversationId conversationId, std::int64_t count) {
+    return store_.read([&] {
+      auto row = beforeLast_.query(bound(conversationId), count);
+      return row.step() ? std::optional(readId<ConversationItemId>(row, 0)) : std::nullopt;
+    });
+  }
+
+  std::optional<LastItem> last(ConversationId conversationId) {
+    return store_.read([&]() -> std::optional<LastItem> {
+      auto row = last_.query(bound(conversationId));
+      if (!row.step()) return std::nullopt;
+      return LastItem{.id = readId<ConversationItemId>(row, 0),
+                      .kind = conversationItemKindFromRawValue(row.text(1)).value()};
+    });
+  }
+
+  ConversationItemId latestAdded() {
+    return store_.read([&] {
+      auto row = latestAdded_.query();
+      return row.step() ? readId<ConversationItemId>(row, 0) : ConversationItemId(0);
     });
   }
 
@@ -112,6 +201,32 @@ class TranscriptReadings {
   }
 
  private:
+  struct Page {
+    Page(TranscriptReadings& readings, std::int64_t limit)
+        : readings(readings), limit(static_cast<std::size_t>(limit)) {}
+
+    void add(sqlite::Query row) {
+      while (items.size() < limit && bytes < kFullPage && row.step()) {
+        items.push_back(readings.readItem(row));
+        bytes += heldBytes(items.back());
+      }
+    }
+
+    TranscriptReadings& readings;
+    std::size_t limit;
+    std::size_t bytes = 0;
+    std::vector<ConversationItem> items = {};
+  };
+
+  std::optional<std::int64_t> timeOf(ConversationId conversation, ConversationItemId item) {
+    auto row = timeOf_.query(bound(conversation), bound(item));
+    return row.step() ? row.optionalInt64(0) : std::nullopt;
+  }
+
+  void readAll(sqlite::Query row, std::vector<ConversationItem>& found) {
+    while (row.step()) found.push_back(readItem(row));
+  }
+
   ConversationItem readItem(const sqlite::Query& row) {
     const auto id = readId<ConversationItemId>(row, 0);
     return {.id = id,
@@ -162,6 +277,16 @@ class TranscriptReadings {
 
   StoreConnection store_;
   sqlite::Statement lastItems_;
+  sqlite::Statement timeOf_;
+  sqlite::Statement sameTimeBefore_;
+  sqlite::Statement earlier_;
+  sqlite::Statement sameTimeAfter_;
+  sqlite::Statement later_;
+  sqlite::Statement position_;
+  sqlite::Statement count_;
+  sqlite::Statement beforeLast_;
+  sqlite::Statement last_;
+  sqlite::Statement latestAdded_;
   sqlite::Statement oneItem_;
   sqlite::Statement promptOf_;
   sqlite::Statement blocks_;
@@ -181,6 +306,33 @@ TranscriptReader::~TranscriptReader() = default;
 awaitable<std::vector<ConversationItem>> TranscriptReader::items(ConversationId conversationId,
                                                                  std::optional<std::int64_t> last) {
   return perform([=](auto& readings) { return readings.items(conversationId, last); });
+}
+
+awaitable<std::vector<ConversationItem>> TranscriptReader::page(ConversationId conversationId,
+                                                                std::optional<ConversationItemId> anchor,
+                                                                PageDirection direction, std::int64_t limit) {
+  return perform([=](auto& readings) { return readings.page(conversationId, anchor, direction, limit); });
+}
+
+awaitable<std::optional<std::int64_t>> TranscriptReader::position(ConversationItemId id) {
+  return perform([=](auto& readings) { return readings.position(id); });
+}
+
+awaitable<std::int64_t> TranscriptReader::count(ConversationId conversationId) {
+  return perform([=](auto& readings) { return readings.count(conversationId); });
+}
+
+awaitable<std::optional<ConversationItemId>> TranscriptReader::beforeLast(ConversationId conversationId,
+                                                                          std::int64_t count) {
+  return perform([=](auto& readings) { return readings.beforeLast(conversationId, count); });
+}
+
+awaitable<std::optional<LastItem>> TranscriptReader::last(ConversationId conversationId) {
+  return perform([=](auto& readings) { return readings.last(conversationId); });
+}
+
+awaitable<ConversationItemId> TranscriptReader::latestAdded() {
+  return perform([](auto& readings) { return readings.latestAdded(); });
 }
 
 awaitable<std::optional<ConversationItem>> TranscriptReader::item(ConversationItemId id) {

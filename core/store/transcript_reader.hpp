@@ -11,6 +11,15 @@ namespace ravant {
 
 class TranscriptReadings;
 
+/// What stands at a transcript's end.
+struct LastItem {
+  ConversationItemId id;
+  ConversationItemKind kind;
+};
+
+/// Where a page lies, seen from its anchor.
+enum class PageDirection { before, after };
+
 /// Reads transcripts on a connection of its own, so that a long one delays no writer. All throw
 /// `StoreError`; what does not exist is empty.
 class TranscriptReader : public StoreActor<TranscriptReadings> {
@@ -21,6 +30,19 @@ class TranscriptReader : public StoreActor<TranscriptReadings> {
 
   /// Oldest first: the whole transcript, or its last items.
   awaitable<std::vector<ConversationItem>> items(ConversationId conversationId, std::optional<std::int64_t> last);
+  /// At most `limit` items next to the anchor, without it, oldest first. Without an anchor: the last ones before the
+  /// end, the first ones after the beginning. Fewer where they are large, but none only where there are none; takes
+  /// memory for the page alone. An anchor that is no item of the conversation has nothing beside it.
+  awaitable<std::vector<ConversationItem>> page(ConversationId conversationId, std::optional<ConversationItemId> anchor,
+                                                PageDirection direction, std::int64_t limit);
+  /// How many items of its conversation stand before the item.
+  awaitable<std::optional<std::int64_t>> position(ConversationItemId id);
+  awaitable<std::int64_t> count(ConversationId conversationId);
+  /// The item behind which the last `count` stand; nothing where there are no more than those.
+  awaitable<std::optional<ConversationItemId>> beforeLast(ConversationId conversationId, std::int64_t count);
+  awaitable<std::optional<LastItem>> last(ConversationId conversationId);
+  /// Of all conversations, the item that was added last, also where it is gone by now.
+  awaitable<ConversationItemId> latestAdded();
   awaitable<std::optional<ConversationItem>> item(ConversationItemId id);
   /// The prompt that the item came of; a prompt's own is itself.
   awaitable<std::optional<ConversationItem>> promptOf(ConversationItemId id);

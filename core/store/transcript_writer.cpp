@@ -49,10 +49,10 @@ TranscriptWriter::TranscriptWriter(std::shared_ptr<ModelContainer> modelContaine
       items_(ConversationItemModelActor::make(modelContainer_)) {}
 
 awaitable<void> TranscriptWriter::record(std::string prompt, AgentType agent, std::function<bool()> isCancelled,
-                                         std::function<awaitable<void>()> turn) {
+                                         std::function<awaitable<void>()> turn, PromptChoice choice) {
   std::exception_ptr error;
   try {
-    co_await begin(std::move(prompt), agent);
+    co_await begin(std::move(prompt), agent, std::move(choice));
     try {
       co_await turn();
     } catch (...) {
@@ -69,11 +69,20 @@ awaitable<void> TranscriptWriter::record(std::string prompt, AgentType agent, st
   if (error && !isCancelled()) std::rethrow_exception(error);
 }
 
-awaitable<void> TranscriptWriter::begin(std::string prompt, AgentType agent) {
-  if (!co_await items_->beginRun(conversationId_)) throw ConversationGoneError();
+awaitable<void> TranscriptWriter::markBegun(std::optional<QueuedPrompt> queued) {
+  try {
+    if (!co_await items_->beginRun(conversationId_)) throw ConversationGoneError();
+  } catch (const AgentRunnerError& error) {
+    if (!queued || error.kind() != AgentRunnerError::Case::busy) throw;
+    throw QueuedPromptNotSentError("another process runs a prompt in the conversation");
+  }
+}
+
+awaitable<void> TranscriptWriter::begin(std::string prompt, AgentType agent, PromptChoice choice) {
+  co_await markBegun(choice.queued);
   std::exception_ptr error;
   try {
-    co_await items_->appendUserPrompt(conversationId_, std::move(prompt), agent);
+    co_await items_->appendUserPrompt(conversationId_, std::move(prompt), agent, std::move(choice));
     isInFlight_ = true;
     co_await announce(RunState::Kind::thinking);
     co_return;

@@ -32,9 +32,11 @@ class TranscriptWriter {
 
   /// Keeps the prompt, runs the turn, and ends its record with how it ended, whatever that is. Throws what the turn
   /// throws, `busy` of `AgentRunnerError` where another process runs one in the conversation, and
-  /// `ConversationGoneError` where it is unknown; nothing where `isCancelled` in the end.
+  /// `ConversationGoneError` where it is unknown; nothing where `isCancelled` in the end. A queued prompt is taken out
+  /// of the queue when it is kept; where that cannot be, or another process runs one, `QueuedPromptNotSentError` is
+  /// thrown.
   awaitable<void> record(std::string prompt, AgentType agent, std::function<bool()> isCancelled,
-                         std::function<awaitable<void>()> turn);
+                         std::function<awaitable<void>()> turn, PromptChoice choice = {});
 
   /// All of the actions are stored when this returns, or none of them. Says whether the turn is over by them. Throws
   /// `ConversationGoneError`.
@@ -54,7 +56,9 @@ class TranscriptWriter {
 
  private:
   /// Marks the run and keeps the prompt.
-  awaitable<void> begin(std::string prompt, AgentType agent);
+  awaitable<void> begin(std::string prompt, AgentType agent, PromptChoice choice);
+  /// Throws as `record`.
+  awaitable<void> markBegun(std::optional<QueuedPrompt> queued);
   /// Takes the mark off; tool calls without a result fail with `unfinishedToolOutput`. Throws `ConversationGoneError`.
   awaitable<void> end(std::string_view unfinishedToolOutput, std::optional<PromptOutcome> outcome);
 

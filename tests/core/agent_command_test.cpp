@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "core/agent_runner_error.hpp"
 #include "core/reasoning_effort_label.hpp"
 #include "platform/text/text.hpp"
 
@@ -42,6 +43,16 @@ TEST(CommandLine, resumesWhereEachAgentWantsIt) {
   EXPECT_THAT(resumed(AgentType::claude), testing::HasSubstr("--model 'a model' --resume 's'\\''1' -- "));
   EXPECT_THAT(resumed(AgentType::codex), testing::StartsWith("codex exec resume 's'\\''1' --json "));
   EXPECT_THAT(resumed(AgentType::pi), testing::HasSubstr("--model 'a model' --session 's'\\''1' \"$(echo "));
+}
+
+TEST(CommandLine, takesNoSessionThatAnAgentWouldTakeForSomethingElse) {
+  for (const std::string id : {"--mcp-config=/tmp/evil", "-c", "", "two words", "line\nbreak"}) {
+    for (const AgentType agent : {AgentType::claude, AgentType::codex, AgentType::pi}) {
+      AgentCommand line = command(agent);
+      line.resumeSessionId = id;
+      EXPECT_THROW(line.commandLine(), PromptRefusedError) << id;
+    }
+  }
 }
 
 TEST(CommandLine, quotesAConfiguredPath) {

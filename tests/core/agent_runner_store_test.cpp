@@ -28,6 +28,7 @@ class FakeRunner final : public AgentRunner {
 
   awaitable<void> send(AgentRunRequest request) override {
     ++sent;
+    if (request.queued) throw QueuedPromptNotSentError("sent meanwhile");
     const bool isRefused = !running.insert(request.conversationId).second;
     if (isRefused) throw AgentRunnerError(AgentRunnerError::Case::busy);
     while (running.contains(request.conversationId)) co_await changed_.wait();
@@ -91,7 +92,7 @@ class Dispatch : public testing::Test {
     loop.poll();
   }
 
-  void send(ConversationId id, AgentType type = AgentType::claude) {
+  void send(ConversationId id, AgentType type = AgentType::claude, std::optional<QueuedPrompt> queued = {}) {
     Agent agent;
     agent.type = type;
     asio::co_spawn(loop,
@@ -101,9 +102,12 @@ class Dispatch : public testing::Test {
                                     .conversationId = id,
                                     .workingDirectory = "/",
                                     .resumedSessionId = {},
-                                    .binaryPath = ""},
+                                    .binaryPath = "",
+                                    .queued = std::move(queued)},
                                    agent),
-                   [this](std::exception_ptr, PromptEndReason reason) { reasons.push_back(reason); });
+                   [this](std::exception_ptr error, PromptEndReason reason) {
+                     if (!error) reasons.push_back(reason);
+                   });
     pollUntilIdle();
   }
   /// Lets everything happen that needs nothing from outside.
@@ -137,6 +141,23 @@ class Dispatch : public testing::Test {
   AgentRunnerStore dispatcher{store.container, factory, notifications};
   std::vector<PromptEndReason> reasons;
 };
+
+TEST_F(Dispatch, aQueuedPromptThatIsNotSentLeavesNothing) {
+  const auto sendQueued = [&]() -> awaitable<void> {
+    AgentRunRequest request{
+        .prompt = "p",
+        .conversationId = first,
+        .queued = QueuedPrompt{.id = QueuedPromptId(1), .conversation = first, .text = {}, .createdAt = {}}};
+    co_await dispatcher.send(std::move(request), Agent{.type = AgentType::claude});
+  };
+  EXPECT_THROW(run(sendQueued(), loop), QueuedPromptNotSentError);
+  EXPECT_THAT(store.transcript(first), IsEmpty());
+  EXPECT_THAT(dispatcher.activeConversations(), IsEmpty());
+  send(second);
+  factory->made.back()->end(second);
+  runUntilReasons(1);
+  EXPECT_THAT(announced(), ElementsAre(second.text() + " finished")) << "and nothing of the first";
+}
 
 TEST_F(Dispatch, announcesEachEndWithItsConversation) {
   send(first);
@@ -313,6 +334,11 @@ TEST_F(Dispatch, keepsARunnerForEachShellConversationAndOneForEachOtherType) {
   run(dispatcher.shutdown(), loop);
   EXPECT_THAT(reasons, ElementsAre(PromptEndReason::cancelled));
   for (const auto& made : factory->made) EXPECT_TRUE(made->isShutDown);
+  const std::size_t made = factory->made.size();
+  send(second, AgentType::pi,
+       QueuedPrompt{.id = QueuedPromptId(1), .conversation = second, .text = {}, .createdAt = {}});
+  EXPECT_EQ(factory->made.size(), made) << "what waits can wait for the next start";
+  EXPECT_THAT(dispatcher.activeConversations(), IsEmpty());
 }
 
 }  // namespace
