@@ -1,0 +1,93 @@
+#include "core/window/window_command.hpp"
+
+#include <algorithm>
+#include <array>
+
+namespace ravant {
+namespace {
+
+using enum WindowCommand;
+using enum CommandCondition;
+
+constexpr std::string_view kBubbles = "bubble.left.and.bubble.right";
+
+constexpr std::array kDescriptions = {
+    CommandDescription{newConversation, "newConversation", "New Conversation", kBubbles, "Ctrl+N", none,
+                       CommandListing::palette},
+    CommandDescription{allConversations, "allConversations", "All conversations", kBubbles, "Ctrl+Shift+L", none,
+                       CommandListing::palette},
+    CommandDescription{addNewProject, "addNewProject", "Add New Project", "folder.badge.plus", "Ctrl+O", none,
+                       CommandListing::palette},
+    CommandDescription{focusInput, "focusInput", "Focus Message Input", "text.cursor", "Ctrl+L", none,
+                       CommandListing::palette},
+    CommandDescription{goBack, "goBack", "Go Back", "chevron.backward", "Alt+Left", earlierSelection,
+                       CommandListing::palette},
+    CommandDescription{goForward, "goForward", "Go Forward", "chevron.forward", "Alt+Right", laterSelection,
+                       CommandListing::palette},
+    CommandDescription{settings, "settings", "Settings", "gearshape", "Ctrl+,", none, CommandListing::palette},
+    CommandDescription{toggleGitChanges, "toggleGitChanges", "Show Git Changes", "arrow.triangle.branch", "Ctrl+G",
+                       none, CommandListing::palette},
+    CommandDescription{showPalette, "showPalette", "Go to or Run", "magnifyingglass", "Ctrl+K"},
+    CommandDescription{newConversationInOtherProject, "newConversationInOtherProject",
+                       "New Conversation in Another Project", kBubbles, "Ctrl+Shift+N"},
+    CommandDescription{nextNeedingMe, "nextNeedingMe", "Next That Needs You", "exclamationmark.bubble", "Ctrl+J", none,
+                       CommandListing::palette},
+    CommandDescription{stopRun, "stopRun", "Stop the Run", "stop", "Ctrl+.", conversation, CommandListing::palette},
+    CommandDescription{sendNow, "sendNow", "Send Now, into the Run", "paperplane", "Ctrl+Enter"},
+    CommandDescription{chooseModel, "chooseModel", "Choose Model", "cpu", "Ctrl+M", none, CommandListing::palette},
+    CommandDescription{chooseAgent, "chooseAgent", "Choose Agent", "person", "Ctrl+Shift+M", none,
+                       CommandListing::palette},
+    CommandDescription{chooseEffort, "chooseEffort", "Choose Effort", "gauge", "Ctrl+E", none, CommandListing::palette},
+    CommandDescription{find, "find", "Find in Conversation", "magnifyingglass", "Ctrl+F", conversation,
+                       CommandListing::palette},
+    CommandDescription{findNext, "findNext", "Find Next", "chevron.down", "F3", conversation},
+    CommandDescription{findPrevious, "findPrevious", "Find Previous", "chevron.up", "Shift+F3", conversation},
+    CommandDescription{searchEverything, "searchEverything", "Search Everything", "magnifyingglass", "Ctrl+Shift+F",
+                       none, CommandListing::palette},
+    CommandDescription{recentConversations, "recentConversations", "Recent Conversations", "clock", "Ctrl+Tab"},
+    CommandDescription{previousInSidebar, "previousInSidebar", "Previous in Sidebar", "arrow.up", "Alt+Up"},
+    CommandDescription{nextInSidebar, "nextInSidebar", "Next in Sidebar", "arrow.down", "Alt+Down"},
+    CommandDescription{previousPrompt, "previousPrompt", "Previous Prompt", "arrow.up.to.line", "Ctrl+Up",
+                       conversation},
+    CommandDescription{nextPrompt, "nextPrompt", "Next Prompt", "arrow.down.to.line", "Ctrl+Down", conversation},
+    CommandDescription{nextRegion, "nextRegion", "Next Region", "arrow.right.square", "F6"},
+    CommandDescription{previousRegion, "previousRegion", "Previous Region", "arrow.left.square", "Shift+F6"},
+    CommandDescription{toggleSidebar, "toggleSidebar", "Show or Hide Sidebar", "sidebar.left", "Ctrl+B", none,
+                       CommandListing::palette},
+    CommandDescription{toggleDiffLayout, "toggleDiffLayout", "Unified or Side by Side", "rectangle.split.2x1", "Ctrl+D",
+                       none, CommandListing::palette},
+    CommandDescription{copyMessage, "copyMessage", "Copy Message", "doc.on.doc", "Ctrl+Shift+C", conversation},
+    CommandDescription{rename, "rename", "Rename", "pencil", "F2", none, CommandListing::palette},
+    CommandDescription{archive, "archive", "Archive Conversation", "archivebox", "Ctrl+Shift+A", conversation,
+                       CommandListing::palette},
+    CommandDescription{zoomIn, "zoomIn", "Zoom In", "plus.magnifyingglass", "Ctrl++", none, CommandListing::palette},
+    CommandDescription{zoomOut, "zoomOut", "Zoom Out", "minus.magnifyingglass", "Ctrl+-", none,
+                       CommandListing::palette},
+    CommandDescription{resetZoom, "resetZoom", "Actual Size", "1.magnifyingglass", "Ctrl+0", none,
+                       CommandListing::palette},
+    CommandDescription{quit, "quit", "Quit", "power", "Ctrl+Q", none, CommandListing::palette},
+};
+
+static_assert(std::ranges::all_of(kDescriptions, [](const CommandDescription& entry) {
+  return &entry == &kDescriptions.at(static_cast<std::size_t>(entry.command));
+}));
+
+}  // namespace
+
+std::span<const CommandDescription> commandDescriptions() { return kDescriptions; }
+
+const CommandDescription& description(WindowCommand command) {
+  return kDescriptions.at(static_cast<std::size_t>(command));
+}
+
+std::optional<WindowCommand> commandNamed(std::string_view name) {
+  const auto* found = std::ranges::find(kDescriptions, name, &CommandDescription::name);
+  return found == kDescriptions.end() ? std::nullopt : std::optional(found->command);
+}
+
+std::string_view commandTitle(WindowCommand command, GitChangesPanel panel) {
+  if (command == toggleGitChanges && panel == GitChangesPanel::shown) return "Hide Git Changes";
+  return description(command).title;
+}
+
+}  // namespace ravant
