@@ -78,7 +78,8 @@ awaitable<void> ShellRunner::send(AgentRunRequest request) {
       shell_.leaveDetached();
       if (command_) co_await stop();
       co_await prompt->writer.record(
-          prompt->request.prompt, type_, [prompt] { return prompt->isCancelled; }, [&] { return runTurn(prompt); });
+          prompt->request.prompt, type_, [prompt] { return prompt->isCancelled; }, [&] { return runTurn(prompt); },
+          prompt->request.choice());
     } catch (...) {
       error = std::current_exception();
     }
@@ -125,14 +126,17 @@ void ShellRunner::setSession(std::optional<std::string> sessionId) {
 awaitable<void> ShellRunner::prepareShell(std::shared_ptr<Prompt> prompt) {
   const std::filesystem::path& folder = prompt->request.workingDirectory;
   expectFolder(folder);
-  if (!shell_.isUsableIn(folder)) {
+  if (shell_.isUsableIn(folder)) {
+    shell_.leaveDetached();
+  } else {
     co_await prompt->writer.announce(RunState::Kind::waitingForShell);
     if (prompt->isCancelled) co_return;
     co_await shell_.startShell(folder);
+    shell_.leaveDetachedByStartUp();
     co_await prompt->writer.announce(RunState::Kind::thinking);
   }
-  // What the start-up files detached is not this prompt's.
-  co_await shell_.leaveDetachedBefore();
+  // What the start-up files or an earlier agent detached is not this prompt's.
+  co_await shell_.newDetachedCanBeTold();
 }
 
 awaitable<std::shared_ptr<ShellRunner::Command>> ShellRunner::startCommand(std::shared_ptr<Prompt> prompt,

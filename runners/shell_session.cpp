@@ -196,6 +196,7 @@ struct ShellSession::Shell : std::enable_shared_from_this<Shell> {
   asio::steady_timer changed;  ///< cancelled whenever a loop or the tree has ended
   asio::steady_timer exited;   ///< cancelled when the shell has
   asio::steady_timer exitGrace;
+  std::uint64_t quietSince = 0;  ///< tick since boot from which on nothing of the start-up files runs
   int loops = 0;
   bool isReady = false;
   bool isEnding = false;
@@ -247,6 +248,7 @@ awaitable<void> ShellSession::makeReady(std::shared_ptr<Shell> shell, std::files
   const ShellSetUp setUp;
   if (co_await shell->askUntilHeard(setUp.askWhetherReady(), setUp.ready.printed()) &&
       co_await shell->askUntilHeard(setUp.silence(), setUp.quiet.printed())) {
+    shell->quietSince = ticksSinceBoot();
     // Once: behind its marker stands nothing of what was asked for twice.
     co_await shell->write(setUp.enter(folder));
     shell->isReady = co_await shell->skipToMarker(setUp.inFolder.printed()) && !shell->hasTimedOut;
@@ -319,9 +321,13 @@ void ShellSession::leaveDetached() {
   if (isHeld()) shell_->child->leaveDetached();
 }
 
-awaitable<void> ShellSession::leaveDetachedBefore() {
+void ShellSession::leaveDetachedByStartUp() {
+  if (isHeld()) shell_->child->leaveDetachedUntil(shell_->quietSince);
+}
+
+awaitable<void> ShellSession::newDetachedCanBeTold() {
   const auto shell = shell_;
-  if (isHeld()) co_await shell->child->leaveDetachedBefore();
+  if (isHeld()) co_await shell->child->newDetachedCanBeTold();
 }
 
 awaitable<void> ShellSession::endDetached() {

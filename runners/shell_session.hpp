@@ -44,8 +44,8 @@ class ShellSession {
   ShellSession(const ShellSession&) = delete;
   ShellSession& operator=(const ShellSession&) = delete;
 
-  /// Ends the shell that is held and starts another in the folder. Throws the system's launch error
-  /// (std::system_error) or ShellStartError; nothing is left running then.
+  /// Ends the shell that is held and starts another in the folder. Throws the system's launch error (std::system_error)
+  /// or ShellStartError; nothing is left running then.
   awaitable<void> startShell(std::filesystem::path workingDirectory);
   /// Starts a shell unless one is usable there.
   awaitable<void> ensureShell(std::filesystem::path workingDirectory);
@@ -75,7 +75,10 @@ class ShellSession {
 
   /// What agents have detached up to now goes on when the shell ends (see ChildProcess). Too late once it is ended.
   void leaveDetached();
-  awaitable<void> leaveDetachedBefore();
+  /// The same of what the shell's start-up files have detached.
+  void leaveDetachedByStartUp();
+  /// Returns when what is detached from then on can be told from that.
+  awaitable<void> newDetachedCanBeTold();
   /// Ends what they have detached since; the shell goes on.
   awaitable<void> endDetached();
   /// Ends the shell and everything started in it but what was left, within 3 s. A waiting `readLine` returns nothing.

@@ -123,7 +123,9 @@ std::optional<Line> parseLine(JsonLineParser& parser, std::string_view text,
   } else if (type == "system" && stringAt(*line, "subtype") == "api_retry") {
     parsed.event = parseRetry(*line);
   } else if (type == "system" && stringAt(*line, "subtype") == "compact_boundary") {
+    // The second spelling is that of session files.
     const json::object* metadata = objectAt(*line, "compact_metadata");
+    if (!metadata) metadata = objectAt(*line, "compactMetadata");
     parsed.event = CompactBoundaryLine{metadata ? optionalTextAt(*metadata, "trigger") : std::nullopt};
   }
   return parsed;

@@ -12,17 +12,13 @@
 #include "platform/files/working_folder.hpp"
 #include "platform/log/log.hpp"
 #include "platform/text/utf8.hpp"
-#include "runners/codex/codex_turn.hpp"
-#include "runners/rpc_prompt.hpp"
+#include "runners/codex/codex_app_server_prompt.hpp"
+#include "runners/codex/codex_wire.hpp"
 
 namespace ravant {
 namespace {
 
 constexpr Log kLog("com.ravant.runners", "CodexAppServer");
-constexpr std::chrono::milliseconds kInterruptPause{100};
-constexpr std::chrono::seconds kUntoldLimit{1};
-// Each holds a connection to the store and all that its turn said.
-constexpr std::size_t kKeptPrompts = 8;
 
 /// A prompt was let go while it waited for an answer.
 class LetGoError final : public std::runtime_error {
@@ -31,20 +27,6 @@ class LetGoError final : public std::runtime_error {
 };
 
 }  // namespace
-
-struct CodexAppServerRunner::Prompt : RpcPrompt {
-  Prompt(AgentRunRequest asked, std::shared_ptr<ModelContainer> modelContainer, std::set<std::string> pastTurnIds,
-         std::map<std::string, std::string> shownOutputs)
-      : RpcPrompt(std::move(asked), std::move(modelContainer)),
-        turn(request.model, std::move(pastTurnIds), std::move(shownOutputs)) {}
-
-  CodexTurn turn;
-  std::shared_ptr<RpcConnection> connection;  ///< the server it runs on
-  std::string threadId;
-  std::optional<std::string> turnId;
-  bool isStoring = false;
-  bool isLetGo = false;  ///< what its turn says from then on goes nowhere
-};
 
 CodexAppServerRunner::CodexAppServerRunner(std::shared_ptr<ModelContainer> modelContainer, RpcRunnerOptions options)
     : Actor(options.io),
@@ -72,7 +54,7 @@ awaitable<void> CodexAppServerRunner::send(AgentRunRequest request) {
     try {
       co_await prompt->writer.record(
           prompt->request.prompt, AgentType::codex, [prompt] { return prompt->isCancelled; },
-          [&] { return runTurn(prompt); });
+          [&] { return runTurn(prompt); }, prompt->request.choice());
     } catch (...) {
       error = std::current_exception();
     }
@@ -259,84 +241,6 @@ awaitable<std::string> CodexAppServerRunner::startThread(std::shared_ptr<Prompt>
   co_return *std::move(threadId);
 }
 
-awaitable<void> CodexAppServerRunner::cancel(ConversationId conversationId) {
-  return onActor([this, conversationId]() -> awaitable<void> {
-    const auto prompt = promptInFlight(conversationId);
-    if (!prompt) co_return;
-    prompt->isCancelled = true;
-    changed_.notify();
-    co_await interrupt(prompt);
-    while (promptInFlight(conversationId) == prompt) co_await changed_.wait();
-    // Of several prompts on one server nobody can tell which detached what.
-    const auto connection = prompt->connection;
-    if (connection && promptsInFlight() == 0) co_await connection->endDetached();
-  });
-}
-
-std::shared_ptr<CodexAppServerRunner::Prompt> CodexAppServerRunner::promptInFlight(
-    ConversationId conversationId) const {
-  const auto session = sessions_.find(conversationId);
-  return session == sessions_.end() ? nullptr : session->second.prompt;
-}
-
-bool CodexAppServerRunner::isWaitedFor(const std::shared_ptr<Prompt>& prompt) const {
-  return promptInFlight(prompt->request.conversationId) == prompt && !prompt->turn.isOver();
-}
-
-bool CodexAppServerRunner::isUsedByOthers(const std::shared_ptr<Prompt>& prompt) const {
-  return std::ranges::any_of(sessions_, [&](const auto& entry) {
-    const auto& other = entry.second.prompt;
-    return other && other != prompt && !other->isCancelled && other->connection == prompt->connection;
-  });
-}
-
-awaitable<void> CodexAppServerRunner::interrupt(std::shared_ptr<Prompt> prompt) {
-  auto deadline = std::chrono::steady_clock::now() + options_.cancelLimit;
-  if (starter_ == prompt && promptsInFlight() == 1) deadline = {};  // nobody needs the server
-  startInterrupting(prompt, deadline);
-  while (isWaitedFor(prompt) && std::chrono::steady_clock::now() < deadline) co_await changed_.wait(deadline);
-  if (!isWaitedFor(prompt)) co_return;
-  if (prompt->connection && isUsedByOthers(prompt)) co_return letGo(prompt);
-  const auto connection = starter_ == prompt ? connection_ : prompt->connection;
-  if (!connection) co_return;
-  kLog.warning("the server did not end a cancelled turn and is ended itself");
-  co_await connection->close();
-}
-
-void CodexAppServerRunner::letGo(const std::shared_ptr<Prompt>& prompt) {
-  kLog.warning("the server did not end the turn {} of conv={}; it is forgotten, as others run there",
-               prompt->turnId.value_or("(unnamed)"), prompt->request.conversationId.text());
-  prompt->isLetGo = true;
-  hasLetGo_ = true;
-  if (prompt->turnId) forgottenTurns_.insert(*prompt->turnId);
-  std::erase_if(threadToConversation_,
-                [&](const auto& entry) { return entry.second == prompt->request.conversationId; });
-  changed_.notify();
-}
-
-void CodexAppServerRunner::startInterrupting(std::shared_ptr<Prompt> prompt, Signal::Deadline deadline) {
-  asio::co_spawn(
-      strand(), [self = shared_from_this(), this, prompt, deadline] { return askToInterrupt(prompt, deadline); },
-      [](std::exception_ptr) {});
-}
-
-awaitable<void> CodexAppServerRunner::askToInterrupt(std::shared_ptr<Prompt> prompt, Signal::Deadline deadline) {
-  const auto isGoingOn = [&] { return prompt->isLetGo || isWaitedFor(prompt); };
-  while (isGoingOn() && std::chrono::steady_clock::now() < deadline) {
-    if (prompt->turnId) {
-      try {
-        co_await prompt->connection->request("turn/interrupt",
-                                             codex::turnInterruptParams(prompt->threadId, *prompt->turnId));
-        co_return;
-      } catch (const AgentRunnerError& error) {
-        // A turn that has hardly begun is refused.
-        if (error.kind() != AgentRunnerError::Case::rpc) co_return;
-      }
-    }
-    co_await changed_.wait(std::min(deadline, std::chrono::steady_clock::now() + kInterruptPause));
-  }
-}
-
 awaitable<void> CodexAppServerRunner::shutdown() {
   return onActor([this]() -> awaitable<void> {
     idle_.cancel();
@@ -353,115 +257,6 @@ awaitable<void> CodexAppServerRunner::shutdown() {
     // One that was being started meanwhile.
     if (connection_) co_await connection_->close();
   });
-}
-
-void CodexAppServerRunner::onNotification(const RpcNotification& notification, std::string_view line) {
-  const auto prompt = routeConversation(notification.params);
-  if (!prompt) return;
-  try {
-    auto actions = prompt->turn.ingest(notification.method, notification.params, line);
-    if (prompt->error) changed_.notify();  // nothing is stored any more, but the turn can be over
-    if (!prompt->error) take(prompt, std::move(actions));
-  } catch (const std::exception& error) {
-    kLog.error("a notification could not be taken in: {}", error.what());
-    prompt->error = std::current_exception();
-    changed_.notify();
-  }
-}
-
-void CodexAppServerRunner::take(const std::shared_ptr<Prompt>& prompt, std::vector<turn::Action> actions) {
-  if (std::ranges::count(taken_, prompt) == 0) taken_.push_back(prompt);
-  std::ranges::move(actions, std::back_inserter(prompt->actions));
-}
-
-RpcOutcome CodexAppServerRunner::onRequest(const RpcRequest& request) {
-  if (auto answer = codex::answerTo(request.method)) return *std::move(answer);
-  kLog.warning("the request {} of the server is not served", request.method);
-  return RpcError{.code = kRpcMethodNotFound, .message = "Method not found"};
-}
-
-std::shared_ptr<CodexAppServerRunner::Prompt> CodexAppServerRunner::routeConversation(const json::object& params) {
-  const auto find = [](const auto& map, const auto& key) {
-    const auto found = key ? map.find(*key) : map.end();
-    return found == map.end() ? std::nullopt : std::optional(found->second);
-  };
-  const auto turnId = codex::extractTurnId(params);
-  if (turnId && forgottenTurns_.contains(*turnId)) return nullptr;
-  auto conversation = find(turnToConversation_, turnId);
-  if (!conversation) conversation = find(threadToConversation_, codex::extractThreadId(params));
-  return conversation ? promptFor(*conversation) : nullptr;
-}
-
-std::shared_ptr<CodexAppServerRunner::Prompt> CodexAppServerRunner::promptFor(ConversationId conversation) {
-  Session& session = sessions_[conversation];
-  if (session.lastPrompt) return session.lastPrompt;
-  session.lastPrompt = std::make_shared<Prompt>(AgentRunRequest{.prompt = {},
-                                                                .model = session.model,
-                                                                .effort = {},
-                                                                .conversationId = conversation,
-                                                                .workingDirectory = {},
-                                                                .resumedSessionId = {},
-                                                                .binaryPath = {}},
-                                                modelContainer_, session.pastTurnIds, session.shownOutputs);
-  session.lastPrompt->turn.close();
-  keepForLater(conversation);
-  return session.lastPrompt;
-}
-
-void CodexAppServerRunner::keepForLater(ConversationId conversation) {
-  std::erase(resting_, conversation);
-  resting_.push_back(conversation);
-  if (resting_.size() <= kKeptPrompts) return;
-  const auto oldest = sessions_.find(resting_.front());
-  resting_.pop_front();
-  if (oldest == sessions_.end() || oldest->second.prompt) return;
-  Session& session = oldest->second;
-  if (const auto last = std::exchange(session.lastPrompt, nullptr)) session.shownOutputs = last->turn.shownOutputs();
-}
-
-awaitable<void> CodexAppServerRunner::onLinesTaken() {
-  for (const auto& prompt : std::exchange(taken_, {})) {
-    std::ranges::move(prompt->turn.takeOutputs(), std::back_inserter(prompt->actions));
-    if (prompt->turn.hasUntoldOutput()) tellLater(prompt);
-    co_await store(prompt);
-  }
-}
-
-void CodexAppServerRunner::tellLater(const std::shared_ptr<Prompt>& prompt) {
-  if (std::ranges::count(untold_, prompt) > 0) return;
-  untold_.push_back(prompt);
-  if (untold_.size() > 1) return;
-  untoldTimer_.expires_after(kUntoldLimit);
-  untoldTimer_.async_wait([self = weak_from_this(), this](boost::system::error_code error) {
-    const auto alive = self.lock();
-    if (error || !alive) return;
-    asio::co_spawn(strand(), [alive, this] { return tellUntold(); }, [](std::exception_ptr) {});
-  });
-}
-
-awaitable<void> CodexAppServerRunner::tellUntold() {
-  for (const auto& prompt : std::exchange(untold_, {})) {
-    std::ranges::move(prompt->turn.takeOutputs(CodexTurn::Outputs::all), std::back_inserter(prompt->actions));
-    co_await store(prompt);
-  }
-}
-
-awaitable<void> CodexAppServerRunner::store(std::shared_ptr<Prompt> prompt) {
-  while (prompt->isStoring) co_await changed_.wait();
-  prompt->isStoring = true;
-  co_await prompt->store();
-  prompt->isStoring = false;
-  changed_.notify();
-}
-
-void CodexAppServerRunner::onDisconnect(std::string_view standardError) {
-  if (promptsInFlight() > 0) kLog.error("the server has ended in a turn; its last words: {}", standardError);
-  threadToConversation_.clear();
-  turnToConversation_.clear();
-  forgottenTurns_.clear();
-  resting_.clear();
-  std::erase_if(sessions_, [](const auto& entry) { return !entry.second.prompt; });
-  changed_.notify();
 }
 
 std::size_t CodexAppServerRunner::promptsInFlight() const {

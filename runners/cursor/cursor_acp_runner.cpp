@@ -35,7 +35,7 @@ awaitable<void> CursorAcpRunner::send(AgentRunRequest request) {
       co_await connection->settle();
       co_await prompt->writer.record(
           prompt->request.prompt, AgentType::cursor, [prompt] { return prompt->isCancelled; },
-          [&] { return runTurn(connection, prompt); });
+          [&] { return runTurn(connection, prompt); }, prompt->request.choice());
     } catch (...) {
       error = std::current_exception();
     }

@@ -29,8 +29,13 @@ bool hasText(const pi::AssistantMessage& message) {
 }  // namespace
 
 std::vector<turn::Action> PiTurn::onLine(std::string_view line) {
+  const json::object* object = asObject(parser_.parse(line));
+  return object ? onObject(*object, line) : Actions();
+}
+
+std::vector<turn::Action> PiTurn::onObject(const json::object& object, std::string_view line) {
   Actions actions;
-  const auto event = pi::parseLine(parser_, line);
+  const auto event = pi::parseLine(object);
   if (!event) return actions;
   std::visit(Overloaded{[&](const pi::SessionLine& session) {
                           if (session.id.empty() || session.id == sessionId_) return;

@@ -22,6 +22,8 @@ class PiTurn final : public AgentTurn {
   explicit PiTurn(std::optional<std::string> sessionId) : sessionId_(std::move(sessionId)) {}
 
   std::vector<turn::Action> onLine(std::string_view line) override;
+  /// The same for a line that was read.
+  std::vector<turn::Action> onObject(const json::object& object, std::string_view line);
   std::vector<turn::Action> onCommandEnd() override;
   bool isSessionUnknown(std::string_view standardError) const override;
 

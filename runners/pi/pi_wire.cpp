@@ -84,23 +84,23 @@ ToolResult parseToolEnd(const json::object& line) {
 
 }  // namespace
 
-std::optional<Event> parseLine(JsonLineParser& parser, std::string_view text) {
-  const json::object* line = asObject(parser.parse(text));
-  if (!line) return std::nullopt;
-  const std::string_view type = stringAt(*line, "type").value_or(std::string_view());
-  if (type == "session") return SessionLine{textAt(*line, "id")};
-  if (type == "message_start") return parseMessageStart(*line);
-  if (type == "message_update") return parseMessageUpdate(*line);
-  if (type == "message_end") return parseMessageEnd(*line);
-  if (type == "tool_execution_end") return parseToolEnd(*line);
-  if (type == "compaction_start") return CompactionStart{optionalTextAt(*line, "reason")};
-  if (type == "auto_retry_start") return parseRetryStart(*line);
+std::optional<Event> parseLine(const json::object& line) {
+  const std::string_view type = stringAt(line, "type").value_or(std::string_view());
+  if (type == "session") return SessionLine{textAt(line, "id")};
+  if (type == "message_start") return parseMessageStart(line);
+  if (type == "message_update") return parseMessageUpdate(line);
+  // The second spelling is that of session files.
+  if (type == "message_end" || type == "message") return parseMessageEnd(line);
+  if (type == "compaction") return CompactionStart{};
+  if (type == "tool_execution_end") return parseToolEnd(line);
+  if (type == "compaction_start") return CompactionStart{optionalTextAt(line, "reason")};
+  if (type == "auto_retry_start") return parseRetryStart(line);
   if (type == "auto_retry_end") {
-    return RetryEnd{.success = boolAt(*line, "success").value_or(false),
-                    .finalError = optionalTextAt(*line, "finalError")};
+    return RetryEnd{.success = boolAt(line, "success").value_or(false),
+                    .finalError = optionalTextAt(line, "finalError")};
   }
   if (type == "agent_start") return AgentStart{};
-  if (type == "agent_end") return AgentEnd{boolAt(*line, "willRetry").value_or(false)};
+  if (type == "agent_end") return AgentEnd{boolAt(line, "willRetry").value_or(false)};
   if (type == "agent_settled") return AgentSettled{};
   return std::nullopt;
 }

@@ -88,7 +88,7 @@ struct AgentSettled {};
 using Event = std::variant<SessionLine, MessageStart, TextDelta, AssistantMessage, ToolResult, CompactionStart,
                            RetryStart, RetryEnd, AgentStart, AgentEnd, AgentSettled>;
 
-/// Nothing for a line that is none of these.
-std::optional<Event> parseLine(JsonLineParser& parser, std::string_view line);
+/// Nothing for an object that is none of these.
+std::optional<Event> parseLine(const json::object& line);
 
 }  // namespace ravant::pi

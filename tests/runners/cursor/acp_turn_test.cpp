@@ -223,7 +223,8 @@ TEST(AcpTurn, namesImagesAndKeepsTheirDataOut) {
   while (data.size() < 4000) data += "iVBORw0KGgo/";
   const std::string block = R"({"type":"image","mimeType":"image/png","data":")" + data + "\"}";
   const auto completed = [](std::string output) {
-    return Action(CompleteToolInvocation{.toolCallId = "c", .output = std::move(output), .outcome = ToolOutcome::completed});
+    return Action(
+        CompleteToolInvocation{.toolCallId = "c", .output = std::move(output), .outcome = ToolOutcome::completed});
   };
   Told told;
   told.call("c", "", "tool_call");

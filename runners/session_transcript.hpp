@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "runners/agent_session.hpp"
+#include "runners/session_file.hpp"
+
+namespace ravant {
+
+/// What the last turns of a session leave behind.
+struct SessionFigures {
+  bool hasItems = false;
+  std::optional<std::string> model;
+  std::optional<TokenUsageSnapshot> usage;
+  Timestamp usageAt{};
+  std::optional<std::int64_t> contextWindow;
+};
+
+/// A session's transcript, read from its files turn by turn. Its operations block and throw
+/// std::filesystem::filesystem_error.
+class SessionTranscript {
+ public:
+  /// Reads the whole of the files once, to find the transcript.
+  SessionTranscript(const ListedSession& session, std::unique_ptr<AgentSession> agentSession);
+
+  const SessionOutline& outline() const { return outline_; }
+  /// The one that grows, which was read up to here.
+  const SessionFile& newestFile() const { return files_.back(); }
+  std::int64_t endOfNewestFile() const { return end_; }
+
+  /// Leaves the last turn out.
+  void dropLastTurn();
+  /// Leaves out what stands before an offset of the newest file.
+  void dropBefore(std::int64_t offset);
+
+  SessionFigures lastFigures() const;
+  Timestamp lastPromptAt() const;
+
+  /// Nothing behind the last turn.
+  std::optional<SessionItems> nextTurn();
+
+ private:
+  void dateFirstRecords();
+  SessionItems readTurn(std::size_t begin, std::size_t end) const;
+  std::size_t endOfTurn(std::size_t begin) const;
+
+  std::vector<SessionFile> files_;
+  std::unique_ptr<AgentSession> agentSession_;
+  SessionOutline outline_;
+  std::int64_t end_ = 0;
+  std::size_t next_ = 0;  ///< record
+};
+
+}  // namespace ravant
