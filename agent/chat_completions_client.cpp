@@ -54,38 +54,44 @@ awaitable<ChatTurn> ChatCompletionsClient::streamTurn(chat::Request request, Cha
     const ChatCompletionsError error = failure.error.without(apiKey_);
     if (!wait) throw error;
     kLog.warning("{}: {}; the request is sent again in {} ms", displayName(provider_), logged(error), wait->count());
-    events.onRetry({.reason = error.what(), .after = *wait});
+    events.onRetry({.reason = error.what(), .after = wait});
     co_await pause(*wait);
   }
 }
 
 awaitable<std::variant<ChatTurn, ChatCompletionsClient::Failure>> ChatCompletionsClient::tryTurn(
     std::string body, ChatTurnEvents events) {
-  ChatTurnAssembly assembly(std::string(displayName(provider_)), std::move(events));
+  ChatTurnAssembly assembly(std::string(displayName(provider_)), events);
   std::optional<Failure> failure;
   try {
     HttpResponse response = co_await session_.send(httpRequest(std::move(body)));
     if (response.status() != kOk) co_return co_await refusalIn(std::move(response));
-    co_return co_await readTurn(std::move(response), assembly);
+    co_return co_await readTurn(std::move(response), &assembly);
   } catch (const HttpError& error) {
     failure = Failure{described(error)};
   } catch (const ChatCompletionsError& error) {
     failure = Failure{error};
+  } catch (...) {
+    if (assembly.hasBegun()) events.onBreak(assembly.takeText());
+    throw;
   }
   // What a reader has seen is not said twice.
-  if (assembly.hasBegun()) throw failure->error.without(apiKey_);
+  if (assembly.hasBegun()) {
+    events.onBreak(assembly.takeText());
+    throw failure->error.without(apiKey_);
+  }
   co_return *std::move(failure);
 }
 
-awaitable<ChatTurn> ChatCompletionsClient::readTurn(HttpResponse response, ChatTurnAssembly& assembly) {
+awaitable<ChatTurn> ChatCompletionsClient::readTurn(HttpResponse response, ChatTurnAssembly* assembly) {
   do {
     while (const auto line = response.tryNext()) {
-      if (assembly.onLine(*line) != ChatTurnAssembly::Progress::over) continue;
+      if (assembly->onLine(*line) != ChatTurnAssembly::Progress::over) continue;
       co_await response.finish(kPatienceBehindTheEnd);
-      co_return assembly.finish();
+      co_return assembly->finish();
     }
   } while (co_await response.fill());
-  co_return assembly.finish();
+  co_return assembly->finish();
 }
 
 awaitable<ChatCompletionsClient::Failure> ChatCompletionsClient::refusalIn(HttpResponse response) {

@@ -56,7 +56,7 @@ class ChatCompletionsClient {
   };
 
   awaitable<std::variant<ChatTurn, Failure>> tryTurn(std::string body, ChatTurnEvents events);
-  awaitable<ChatTurn> readTurn(HttpResponse response, ChatTurnAssembly& assembly);
+  awaitable<ChatTurn> readTurn(HttpResponse response, ChatTurnAssembly* assembly);
   awaitable<Failure> refusalIn(HttpResponse response);
   HttpRequest httpRequest(std::string body) const;
   ChatCompletionsError described(const HttpError& error) const;

@@ -25,8 +25,8 @@ Outlook outlookOf(int status) {
 
 int statusIn(std::string_view code) {
   int status = 0;
-  const char* const end = code.data() + code.size();
-  return std::from_chars(code.data(), end, status).ptr == end ? status : 0;
+  const auto parsed = std::from_chars(code.data(), code.data() + code.size(), status);
+  return parsed.ptr == code.data() + code.size() ? status : 0;
 }
 
 constexpr std::string_view kEllipsis = "…";

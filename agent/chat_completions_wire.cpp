@@ -22,12 +22,15 @@ json::object toolCallForm(const RavantToolCall& call) {
 
 json::object form(const message::User& user) { return {{"role", "user"}, {"content", repairUtf8(user.text)}}; }
 
-json::object form(const message::Assistant& assistant) {
-  json::object object{{"role", "assistant"}, {"content", repairUtf8(assistant.text)}};
-  putReasoning(assistant.reasoning, object);
-  if (assistant.toolCalls.empty()) return object;
+/// Of what a model said: a message, or the turn that it was said in.
+template <class Said>
+json::object form(const Said& said) {
+  json::object object{{"role", "assistant"}, {"content", json::value()}};
+  object["content"] = isValidUtf8(said.text) ? json::string(said.text) : json::string(repairUtf8(said.text));
+  putReasoning(said.reasoning, object);
+  if (said.toolCalls.empty()) return object;
   json::array calls;
-  for (const RavantToolCall& call : assistant.toolCalls) calls.push_back(toolCallForm(call));
+  for (const RavantToolCall& call : said.toolCalls) calls.push_back(toolCallForm(call));
   object.emplace("tool_calls", std::move(calls));
   return object;
 }
@@ -179,8 +182,7 @@ std::string rawTurn(const ChatTurn& turn, std::string_view model) {
   json::object raw{{"model", model}};
   if (turn.responseId) raw.emplace("id", *turn.responseId);
   if (turn.finishReason) raw.emplace("finish_reason", *turn.finishReason);
-  raw.emplace("message",
-              form(message::Assistant{.text = turn.text, .toolCalls = turn.toolCalls, .reasoning = turn.reasoning}));
+  raw.emplace("message", form(turn));
   if (turn.usage) raw.emplace("usage", *turn.usage);
   return compactJson(std::move(raw));
 }

@@ -28,6 +28,7 @@ struct ChatTurnEvents {
   std::function<void(std::string_view fragment)> onText = [](std::string_view) {};
   std::function<void(std::string_view fragment)> onReasoning = [](std::string_view) {};
   std::function<void(turn::Retry)> onRetry = [](turn::Retry) {};
+  std::function<void(std::string said)> onBreak = [](std::string) {};  ///< it breaks off, and its error is thrown next
 };
 
 }  // namespace ravant

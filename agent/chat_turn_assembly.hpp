@@ -24,6 +24,8 @@ class ChatTurnAssembly {
 
   /// Whether anything of the model's answer has come.
   bool hasBegun() const { return hasBegun_; }
+  /// The words of a turn that breaks off.
+  std::string takeText() { return std::move(turn_.text); }
 
   /// The turn as far as it was taken in. Throws `ChatCompletionsError` where it is empty.
   ChatTurn finish();

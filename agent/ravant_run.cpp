@@ -64,7 +64,9 @@ RavantRun::RavantRun(AgentRunRequest request, RavantMemory known, std::shared_pt
 RavantRun::~RavantRun() = default;
 
 awaitable<void> RavantRun::perform() {
-  return writer_.record(request_.prompt, AgentType::ravant, [this] { return isStopped(); }, [this] { return turns(); });
+  return writer_.record(
+      request_.prompt, AgentType::ravant, [this] { return isStopped(); }, [this] { return turns(); },
+      request_.choice());
 }
 
 void RavantRun::stop() {
@@ -149,18 +151,13 @@ awaitable<RavantRun::Answer> RavantRun::ask() {
   AnswerAnnouncements announcements(writer_, strand_);
   Answer answer;
   const auto follow = [&]() -> awaitable<void> {
-    std::string said;
     ChatTurnEvents events = announcements.events();
-    events.onText = [&said, tell = std::move(events.onText)](std::string_view fragment) {
-      said += fragment;
-      tell(fragment);
-    };
+    events.onBreak = [&answer](std::string said) { answer.turn.text = std::move(said); };
     try {
       answer.turn = co_await client_->streamTurn(std::move(request), std::move(events));
       answer.objection = objectionTo(answer.turn);
     } catch (...) {
       answer.error = std::current_exception();
-      answer.turn.text = std::move(said);
     }
     announcements.end();
   };
