@@ -17,7 +17,7 @@ std::string objectionToBranchName(const std::string& name) {
   if (hasControl) return "a branch's name cannot have control characters";
   git::initializeLibgit2();
   int isValid = 0;
-  const bool isKnown = git_branch_name_is_valid(&isValid, name.c_str()) == 0;
+  const bool isKnown = git::git_branch_name_is_valid(&isValid, name.c_str()) == 0;
   return isKnown && isValid == 1 ? "" : fmt::format("\"{}\" cannot be the name of a branch", name);
 }
 
@@ -29,7 +29,7 @@ std::string objectionToCheckout(const std::string& name, const std::filesystem::
   try {
     const git::OpenedRepository repository(folder);
     const auto branch = git::ownIfAny<git::Reference>([&](git_reference** found) {
-      return git_branch_lookup(found, repository.get(), name.c_str(), GIT_BRANCH_LOCAL);
+      return git::git_branch_lookup(found, repository.get(), name.c_str(), GIT_BRANCH_LOCAL);
     });
     if (branch) return {};
     const git::FreshIndex index(repository.get());

@@ -24,7 +24,7 @@ std::optional<git_oid> inFetchHead(git_repository* repository, const std::string
     if (name != nullptr && wanted.name == name) wanted.found = *id;
     return 0;
   };
-  git::check(git_repository_fetchhead_foreach(repository, visit, &search));
+  git::check(git::git_repository_fetchhead_foreach(repository, visit, &search));
   return search.found;
 }
 
@@ -39,21 +39,22 @@ std::optional<std::string> branchBeside(git_repository* repository, const std::s
   for (std::size_t slash = branch.find('/'); slash != std::string::npos; slash = branch.find('/', slash + 1)) {
     std::string above = branch.substr(0, slash);
     const auto found = git::ownIfAny<git::Reference>([&](git_reference** reference) {
-      return git_branch_lookup(reference, repository, above.c_str(), GIT_BRANCH_LOCAL);
+      return git::git_branch_lookup(reference, repository, above.c_str(), GIT_BRANCH_LOCAL);
     });
     if (found) return above;
   }
   const std::string below = fmt::format("{}{}/*", git::kLocalBranches, branch);
-  const auto references = git::own<git::ReferenceIterator>(
-      [&](git_reference_iterator** made) { return git_reference_iterator_glob_new(made, repository, below.c_str()); });
+  const auto references = git::own<git::ReferenceIterator>([&](git_reference_iterator** made) {
+    return git::git_reference_iterator_glob_new(made, repository, below.c_str());
+  });
   const char* name = nullptr;
-  if (git_reference_next_name(&name, references.get()) != 0) return std::nullopt;
+  if (git::git_reference_next_name(&name, references.get()) != 0) return std::nullopt;
   return std::string(name).substr(git::kLocalBranches.size());
 }
 
 std::string text(const git_oid& id) {
   std::array<char, GIT_OID_HEXSZ + 1> digits{};
-  return git_oid_tostr(digits.data(), digits.size(), &id);
+  return git::git_oid_tostr(digits.data(), digits.size(), &id);
 }
 
 }  // namespace
@@ -65,7 +66,7 @@ FetchedCommit fetchedCommit(const std::filesystem::path& folder, const std::stri
   if (!fetched) throw std::runtime_error(fmt::format("another fetch came between before {} was read", reference));
   FetchedCommit commit{.id = text(*fetched)};
   const auto local = git::ownIfAny<git::Reference>([&](git_reference** found) {
-    return git_branch_lookup(found, repository.get(), branch.c_str(), GIT_BRANCH_LOCAL);
+    return git::git_branch_lookup(found, repository.get(), branch.c_str(), GIT_BRANCH_LOCAL);
   });
   if (!local) {
     if (const auto other = branchBeside(repository.get(), branch)) {
@@ -76,8 +77,8 @@ FetchedCommit fetchedCommit(const std::filesystem::path& folder, const std::stri
     return commit;
   }
   const auto tip = git::own<git::Object>(
-      [&](git_object** found) { return git_reference_peel(found, local.get(), GIT_OBJECT_COMMIT); });
-  const auto [ahead, behind] = distance(repository.get(), *git_object_id(tip.get()), *fetched);
+      [&](git_object** found) { return git::git_reference_peel(found, local.get(), GIT_OBJECT_COMMIT); });
+  const auto [ahead, behind] = distance(repository.get(), *git::git_object_id(tip.get()), *fetched);
   if (behind == 0) commit.ahead = ahead;
   if (commit.ahead) return commit;
   if (ahead > 0) {
@@ -87,8 +88,8 @@ FetchedCommit fetchedCommit(const std::filesystem::path& folder, const std::stri
         branch));
   }
   const git::Reference head = git::headOf(repository.get());
-  const bool isCurrent = head && git_reference_cmp(head.get(), local.get()) == 0;
-  if (!isCurrent && git_branch_is_checked_out(local.get()) == 1) {
+  const bool isCurrent = head && git::git_reference_cmp(head.get(), local.get()) == 0;
+  if (!isCurrent && git::git_branch_is_checked_out(local.get()) == 1) {
     throw BranchInTheWayError(fmt::format("the local branch {} is checked out in another working copy", branch));
   }
   return commit;

@@ -165,6 +165,13 @@ bool FreshIndex::isLeftOut(const char* path) const {
   return entry != nullptr && ravant::git::isLeftOut(*entry);
 }
 
+std::optional<git_oid> FreshIndex::plainFile(const char* path) const {
+  const git_index_entry* entry = entryAt(path);
+  if (entry == nullptr || !isFile(entry->mode) || ravant::git::isLeftOut(*entry)) return std::nullopt;
+  const bool isOrdinary = !ravant::git::isOnlyIntended(*entry) && (entry->flags & GIT_INDEX_ENTRY_VALID) == 0;
+  return isOrdinary ? std::optional(entry->id) : std::nullopt;
+}
+
 std::vector<std::pair<std::string, git_oid>> FreshIndex::submodules(const std::string& prefix) const {
   std::vector<std::pair<std::string, git_oid>> found;
   for (const git_index_entry* entry : entriesWith(prefix)) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -33,6 +34,8 @@ class FreshIndex {
   bool isUndecided(const char* path) const;
   /// Whether a sparse checkout leaves it out of the working copy.
   bool isLeftOut(const char* path) const;
+  /// The file that it has at a path; nothing where that is no file, or where more is to be known of it.
+  std::optional<git_oid> plainFile(const char* path) const;
   /// Those that begin with `prefix`, with the commit that each is to be at.
   std::vector<std::pair<std::string, git_oid>> submodules(const std::string& prefix) const;
   /// Those that begin with `prefix`. Neither submodules are among them nor what a sparse checkout leaves out and is not

@@ -51,20 +51,22 @@ bool GitRepository::isCurrent() const { return opened_->repository.isCurrent(); 
 GitReading<GitWorkingCopyDetails> GitRepository::readDetails() const {
   return explained([&] {
     git::OpenedRepository& repository = opened_->repository;
-    const auto handles = repository.handles(2);
-    auto readingStaged = std::async(
-        std::launch::async, [&] { return orReason([&] { return git::stagedChanges(repository, handles[1].get()); }); });
+    git_repository* const other = repository.handles(2)[1].get();
     GitReading<GitWorkingCopyDetails> reading;
-    reading.value.head = git::readHead(repository.get());
-    reading.value.branch = reading.value.head.branch;
-    reading.value.folder = repository.prefix();
-    try {
-      std::tie(reading.value.ahead, reading.value.behind) = git::readAheadBehind(repository.get());
-    } catch (const git::LibraryError& error) {
-      reading.unsupportedReason = git::reasonFor(error.what());
-    }
+    // Of the two halves the files of the working copy take longer.
+    auto readingTheRest = std::async(std::launch::async, [&] {
+      reading.value.head = git::readHead(other);
+      reading.value.branch = reading.value.head.branch;
+      try {
+        std::tie(reading.value.ahead, reading.value.behind) = git::readAheadBehind(other);
+      } catch (const git::LibraryError& error) {
+        reading.unsupportedReason = git::reasonFor(error.what());
+      }
+      return orReason([&] { return git::stagedChanges(repository, other); });
+    });
     auto unstaged = orReason([&] { return git::unstagedChanges(repository); });
-    auto staged = readingStaged.get();
+    auto staged = readingTheRest.get();
+    reading.value.folder = repository.prefix();
     reading.value.unstaged = std::move(unstaged.value);
     reading.value.staged = std::move(staged.value);
     for (const auto& reason : {unstaged.unsupportedReason, staged.unsupportedReason}) {

@@ -1,12 +1,13 @@
 #pragma once
 
-#include <git2.h>
-
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+
+#include "git/libgit2.hpp"
 
 namespace ravant::git {
 
@@ -15,6 +16,9 @@ inline constexpr std::string_view kLocalBranches = "refs/heads/";
 
 /// Readies the library, once in the process: to be called before anything else of it.
 void initializeLibgit2();
+
+/// Whether an entry of this mode is a file, and no link, folder or submodule.
+constexpr bool isFile(std::uint32_t mode) { return mode == GIT_FILEMODE_BLOB || mode == GIT_FILEMODE_BLOB_EXECUTABLE; }
 
 template <auto free>
 struct Free {

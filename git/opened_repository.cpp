@@ -60,7 +60,8 @@ std::string objectionTo(const std::filesystem::path& folder) {
 /// The configuration that is not of one repository.
 std::vector<std::filesystem::path> sharedConfiguration() {
   std::vector<std::filesystem::path> files;
-  for (const auto find : {&git_config_find_system, &git_config_find_global, &git_config_find_xdg}) {
+  using Find = decltype(::git_config_find_global)*;
+  for (const Find find : {Find(git_config_find_system), Find(git_config_find_global), Find(git_config_find_xdg)}) {
     if (auto file = textIfAny(find); file && !file->empty()) files.emplace_back(*std::move(file));
   }
   if (const char* home = std::getenv("HOME")) files.push_back(std::filesystem::path(home) / ".gitconfig");

@@ -12,9 +12,7 @@
 namespace ravant::git {
 namespace {
 
-bool isFile(const git_diff_file& side) {
-  return side.mode == GIT_FILEMODE_BLOB || side.mode == GIT_FILEMODE_BLOB_EXECUTABLE;
-}
+bool isFile(const git_diff_file& side) { return git::isFile(side.mode); }
 
 /// What bears on how the lines of a file are told (gitattributes(5)).
 struct Attributes {
@@ -102,8 +100,8 @@ std::optional<FilePatch> patchOfTooMany(git_repository* repository, const git_di
 }
 
 /// Of a file that is as it is now, in place of what the library would read.
-FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, std::uint32_t contextLines,
-                      PatchSize size) {
+FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, const Attributes& attributes,
+                      std::uint32_t contextLines, PatchSize size) {
   const char* path = delta.new_file.path;
   const auto file = std::filesystem::path(git_repository_workdir(repository)) / path;
   std::error_code missing;
@@ -117,7 +115,6 @@ FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, s
     throw LibraryError(error.code().message());
   }
   if (!content) return {};
-  const Attributes attributes = attributesOf(repository, path);
   const Object old = blobOf(repository, delta.old_file);
   if (attributes.makesBinary) return binary();
   const bool isPlain = attributes.areNone && !content->contains('\r');
@@ -147,6 +144,22 @@ Patch patchOfBlobs(git_repository* repository, const git_diff_delta& delta, std:
   });
 }
 
+/// The library finds out whether it is binary while it makes the patch.
+FilePatch asMade(FilePatch patch) {
+  const git_diff_delta* made = patch.lines ? git_patch_get_delta(patch.lines.get()) : nullptr;
+  return made != nullptr && (made->flags & GIT_DIFF_FLAG_BINARY) != 0 ? binary() : std::move(patch);
+}
+
+LineCounts linesOf(const FilePatch& patch) {
+  if (!patch.lines) return {.isBinary = patch.isBinary};
+  std::size_t insertions = 0;
+  std::size_t deletions = 0;
+  check(git_patch_line_stats(nullptr, &insertions, &deletions, patch.lines.get()));
+  return {.isBinary = false,
+          .insertions = static_cast<std::int64_t>(insertions),
+          .deletions = static_cast<std::int64_t>(deletions)};
+}
+
 }  // namespace
 
 FilePatch makePatch(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide,
@@ -155,7 +168,7 @@ FilePatch makePatch(git_repository* repository, git_diff* diff, std::size_t numb
   const bool isThere = delta->status != GIT_DELTA_DELETED && delta->status != GIT_DELTA_CONFLICTED;
   FilePatch patch;
   if (newSide == NewSide::workingCopy && isThere && isFile(delta->new_file)) {
-    patch = patchOfFile(repository, *delta, contextLines, size);
+    patch = patchOfFile(repository, *delta, attributesOf(repository, delta->new_file.path), contextLines, size);
   } else if (auto bounded = size == PatchSize::bounded ? patchOfTooMany(repository, *delta, newSide, contextLines)
                                                        : std::nullopt) {
     patch = *std::move(bounded);
@@ -165,19 +178,22 @@ FilePatch makePatch(git_repository* repository, git_diff* diff, std::size_t numb
   } else {
     patch.lines = own<Patch>([&](git_patch** made) { return git_patch_from_diff(made, diff, number); });
   }
-  const git_diff_delta* made = patch.lines ? git_patch_get_delta(patch.lines.get()) : nullptr;
-  return made != nullptr && (made->flags & GIT_DIFF_FLAG_BINARY) != 0 ? binary() : std::move(patch);
+  return asMade(std::move(patch));
 }
 
 LineCounts countLines(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide) {
-  const FilePatch patch = makePatch(repository, diff, number, newSide, 0);
-  if (!patch.lines) return {.isBinary = patch.isBinary};
-  std::size_t insertions = 0;
-  std::size_t deletions = 0;
-  check(git_patch_line_stats(nullptr, &insertions, &deletions, patch.lines.get()));
-  return {.isBinary = false,
-          .insertions = static_cast<std::int64_t>(insertions),
-          .deletions = static_cast<std::int64_t>(deletions)};
+  return linesOf(makePatch(repository, diff, number, newSide, 0));
+}
+
+bool isPlain(git_repository* repository, const char* path) { return attributesOf(repository, path).areNone; }
+
+LineCounts countLinesOfPlain(git_repository* repository, const std::string& path, const git_oid& before) {
+  git_diff_delta delta{};
+  delta.status = GIT_DELTA_MODIFIED;
+  delta.old_file.id = before;
+  delta.old_file.path = delta.new_file.path = path.c_str();
+  delta.old_file.mode = delta.new_file.mode = GIT_FILEMODE_BLOB;
+  return linesOf(asMade(patchOfFile(repository, delta, {.areNone = true, .makesBinary = false}, 0, PatchSize::any)));
 }
 
 }  // namespace ravant::git

@@ -38,4 +38,11 @@ struct LineCounts {
 /// How many lines it is. Throws `LibraryError`.
 LineCounts countLines(git_repository* repository, git_diff* diff, std::size_t number, NewSide newSide);
 
+/// Whether nothing is said of how the lines of a file are told (gitattributes(5)).
+bool isPlain(git_repository* repository, const char* path);
+
+/// By how many lines a plain file of the working copy differs from a blob; by none where it is no file. Other than what
+/// looks at differences and attributes, this reads no index. Throws `LibraryError`.
+LineCounts countLinesOfPlain(git_repository* repository, const std::string& path, const git_oid& before);
+
 }  // namespace ravant::git

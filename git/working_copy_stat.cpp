@@ -1,8 +1,15 @@
 #include "git/working_copy_stat.hpp"
 
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <ranges>
 #include <span>
 #include <string>
 #include <vector>
@@ -14,6 +21,7 @@
 #include "git/patches.hpp"
 #include "git/submodules.hpp"
 #include "git/unsupported_repository.hpp"
+#include "platform/process/unique_fd.hpp"
 
 namespace ravant::git {
 namespace {
@@ -37,8 +45,8 @@ bool isSubmodule(const git_diff_delta& delta) {
 
 /// What differs between the last commit and the index.
 struct Staged {
-  Paths files;
-  Paths undecided;  ///< by a merge, or of another kind on each side
+  std::map<std::string, std::optional<git_oid>> files;  ///< with what the commit has there, where that is a file
+  Paths undecided;                                      ///< by a merge, or of another kind on each side
   /// The commits that HEAD names; nothing for a submodule that is new.
   std::map<std::string, std::optional<git_oid>> submodules;
   std::int64_t removedSubmodules = 0;
@@ -66,7 +74,7 @@ Staged findStaged(const OpenedRepository& repository, const FreshIndex& index, R
     const git_diff_delta* delta = git_diff_get_delta(diff.get(), i);
     const char* path = delta->new_file.path;
     if (!repository.holds(path)) continue;
-    const bool isSecondOfTwo = !staged.files.empty() && staged.files.back() == path;
+    const bool isSecondOfTwo = staged.files.contains(path);
     if (index.isLeftOut(path)) {
       addLines(repository.get(), diff.get(), i, NewSide::index, reading);
     } else if (isSubmodule(*delta) && delta->status == GIT_DELTA_DELETED) {
@@ -77,7 +85,7 @@ Staged findStaged(const OpenedRepository& repository, const FreshIndex& index, R
     } else if (delta->status == GIT_DELTA_CONFLICTED || isSecondOfTwo) {
       staged.undecided.emplace_back(path);
     } else {
-      staged.files.emplace_back(path);
+      staged.files.emplace(path, isFile(delta->old_file.mode) ? std::optional(delta->old_file.id) : std::nullopt);
     }
   }
   return staged;
@@ -103,11 +111,71 @@ struct Candidates {
 Candidates findCandidates(const OpenedRepository& repository, const FreshIndex& index, const Staged& staged,
                           const Paths& lostSubmodules) {
   const auto [changed, retyped] = index.filesThatMayDiffer(repository.prefix());
-  Candidates candidates{.ordinary = merged(changed, staged.files),
+  const auto stagedFiles = std::views::keys(staged.files);
+  Candidates candidates{.ordinary = merged(changed, {stagedFiles.begin(), stagedFiles.end()}),
                         .ambiguous = merged(merged(retyped, staged.undecided), lostSubmodules)};
   std::erase_if(candidates.ordinary,
                 [&](const std::string& path) { return std::ranges::binary_search(candidates.ambiguous, path); });
   return candidates;
+}
+
+void add(const Reading& part, Reading& reading) {
+  reading.value.insertions += part.value.insertions;
+  reading.value.deletions += part.value.deletions;
+  if (!reading.unsupportedReason) reading.unsupportedReason = part.unsupportedReason;
+}
+
+/// A file that is one on both sides, with nothing to be known but its content.
+struct PlainFile {
+  std::string path;
+  git_oid before;
+};
+
+/// Whether a file of the working copy is there. What lies behind a link is not in the working copy; where that cannot
+/// be told, it is not there.
+bool isFileIn(const UniqueFd& top, const char* path) {
+  open_how how{};
+  how.flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+  how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_BENEATH;
+  const UniqueFd file(static_cast<int>(::syscall(SYS_openat2, top.get(), path, &how, sizeof how)));
+  struct stat found{};
+  return file && ::fstat(file.get(), &found) == 0 && S_ISREG(found.st_mode);
+}
+
+/// Takes them out of the paths.
+std::vector<PlainFile> takePlainFiles(git_repository* repository, const FreshIndex& index, const Staged& staged,
+                                      Paths& paths) {
+  const UniqueFd top(::open(git_repository_workdir(repository), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  std::vector<PlainFile> files;
+  std::erase_if(paths, [&](const std::string& path) {
+    const auto known = staged.files.find(path);
+    const auto inIndex = index.plainFile(path.c_str());
+    const auto before = known != staged.files.end() ? known->second : inIndex;
+    const bool isPlainFile = inIndex && before && isFileIn(top, path.c_str()) && isPlain(repository, path.c_str());
+    if (isPlainFile) files.push_back({.path = path, .before = *before});
+    return isPlainFile;
+  });
+  return files;
+}
+
+/// Without a difference of the whole, which would make every handle read the index and the folders of HEAD.
+void addPlainFiles(OpenedRepository& repository, const std::vector<PlainFile>& files, Reading& reading) {
+  const std::size_t threads = threadsFor(files.size(), kFilesOfAThread);
+  const std::span<const Repository> handles = repository.handles(threads);
+  const auto count = [&](std::span<const PlainFile> some, std::size_t number) {
+    Reading part;
+    for (const PlainFile& file : some) {
+      try {
+        const LineCounts counts = countLinesOfPlain(handles[number].get(), file.path, file.before);
+        part.value.insertions += counts.insertions;
+        part.value.deletions += counts.deletions;
+      } catch (const LibraryError& error) {
+        if (!part.unsupportedReason) part.unsupportedReason = reasonFor(error.what(), file.path);
+      }
+    }
+    return part;
+  };
+  for (const Reading& part : inParts(std::span<const PlainFile>(files), threads, count)) add(part, reading);
 }
 
 /// The lines of the files that are on both sides, and the paths of those that are on one.
@@ -145,9 +213,7 @@ Paths addOrdinary(OpenedRepository& repository, const Paths& paths, Reading& rea
   };
   Paths oneSided;
   for (const Part& part : inParts(std::span<const std::string>(paths), threads, compareSome)) {
-    reading.value.insertions += part.reading.value.insertions;
-    reading.value.deletions += part.reading.value.deletions;
-    if (!reading.unsupportedReason) reading.unsupportedReason = part.reading.unsupportedReason;
+    add(part.reading, reading);
     oneSided = merged(std::move(oneSided), part.oneSided);
   }
   return oneSided;
@@ -193,7 +259,8 @@ GitReading<GitWorkingCopyStat> workingCopyStat(OpenedRepository& repository) {
   const FreshIndex index(repository.get());
   const Staged staged = findStaged(repository, index, reading);
   const Paths lostSubmodules = addSubmodules(repository, index, staged, reading);
-  const Candidates files = findCandidates(repository, index, staged, lostSubmodules);
+  Candidates files = findCandidates(repository, index, staged, lostSubmodules);
+  addPlainFiles(repository, takePlainFiles(repository.get(), index, staged, files.ordinary), reading);
   const Paths oneSided = addOrdinary(repository, files.ordinary, reading);
   addOneSided(repository.get(), oneSided, reading);
   addAmbiguous(repository.get(), files.ambiguous, reading);

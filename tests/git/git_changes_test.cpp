@@ -87,6 +87,33 @@ TEST_F(StatusReaderTest, whatIsOnlyPromisedIsNotStaged) {
   EXPECT_EQ(stat(repository.path()), (GitWorkingCopyStat{.insertions = 2, .deletions = 0}));
 }
 
+TEST_F(StatusReaderTest, whatGitWasToldToOverlookIsNotCounted) {
+  const TestRepository repository;
+  for (const char* name : {"assumed", "skipped", "seen", "linked"}) repository.write(name, "1\n");
+  repository.commit();
+  repository.git({"update-index", "--assume-unchanged", "assumed"});
+  repository.git({"update-index", "--skip-worktree", "skipped"});
+  for (const char* name : {"assumed", "skipped", "seen"}) repository.write(name, "1\n2\n3\n4\n");
+  std::filesystem::remove(std::filesystem::path(repository.path()) / "linked");
+  std::filesystem::create_symlink("seen", std::filesystem::path(repository.path()) / "linked");
+  EXPECT_EQ(repository.git({"diff", "HEAD", "--shortstat"}), " 2 files changed, 4 insertions(+), 1 deletion(-)\n");
+  EXPECT_EQ(stat(repository.path()), (GitWorkingCopyStat{.insertions = 4, .deletions = 1}));
+}
+
+TEST_F(StatusReaderTest, whatLiesBehindALinkIsNotInTheWorkingCopy) {
+  const TestRepository repository;
+  for (const char* name : {"outside/x", "outside/y"}) repository.write(name, "2\n3\n4\n");
+  for (const char* name : {"folder/x", "folder/y"}) repository.write(name, "1\n");
+  repository.git({"add", "folder"});
+  repository.git({"commit", "-qm", "a folder"});
+  repository.write("folder/y", "1\n2\n");
+  repository.git({"add", "folder/y"});
+  std::filesystem::remove_all(repository.path() / "folder");
+  std::filesystem::create_directory_symlink("outside", repository.path() / "folder");
+  EXPECT_EQ(repository.git({"diff", "HEAD", "--shortstat"}), " 2 files changed, 2 deletions(-)\n");
+  EXPECT_EQ(stat(repository.path()), (GitWorkingCopyStat{.insertions = 0, .deletions = 2}));
+}
+
 TEST_F(StatusReaderTest, submodulesDifferAsTheirSettingsHaveIt) {
   const TestRepository library;
   library.write("a", "1\n");
