@@ -10,6 +10,7 @@
 
 #include "integrations/github/github_exchange.hpp"
 #include "integrations/github/github_link.hpp"
+#include "platform/keystore/secret.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant {
@@ -35,7 +36,7 @@ bool isSameLogin(std::string_view one, std::string_view other) { return lowerCas
 
 template <class Value>
 Value decoded(std::optional<Value> value, std::string_view body, std::string_view token) {
-  if (!value) throw GithubClientError::decoding(withoutToken(body, token));
+  if (!value) throw GithubClientError::decoding(withoutSecret(body, token, kTokenMark));
   return *std::move(value);
 }
 
@@ -85,7 +86,7 @@ awaitable<GithubUser> GithubClient::validateToken(std::string token) {
       const std::string checked = checkedGithubToken(token);
       GithubUser found = co_await user(checked);
       if (isSameLogin(found.login, username_)) co_return found;
-      throw GithubClientError::usernameMismatch(username_, withoutToken(found.login, checked));
+      throw GithubClientError::usernameMismatch(username_, withoutSecret(found.login, checked, kTokenMark));
     });
   });
 }
@@ -205,7 +206,7 @@ template <class Data>
 awaitable<Data> GithubClient::dataOf(GithubAnswer answer, std::optional<github::GraphQLAnswer<Data>> read,
                                      std::string token) {
   auto known = decoded(std::move(read), answer.body, token);
-  std::string words = withoutToken(known.messages, token);
+  std::string words = withoutSecret(known.messages, token, kTokenMark);
   if (known.data && !known.isRateLimited) {
     known.data->messages = std::move(words);
     co_return *std::move(known.data);

@@ -16,14 +16,6 @@ namespace {
 
 constexpr std::size_t kMostShown = 16 * 1024;  // bytes of a foreign text
 
-char small(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
-
-/// The size of the text where the token is not in it.
-std::size_t placeOf(std::string_view token, std::string_view text) {
-  if (token.empty()) return text.size();
-  return static_cast<std::size_t>(std::ranges::search(text, token, {}, small, small).begin() - text.begin());
-}
-
 std::string wordsOfStatus(int status) {
   switch (status) {
     case 401:
@@ -95,22 +87,6 @@ GithubClientError GithubClientError::rateLimited(Timestamp resumesAt, Timestamp 
                                                          timeOfDay(resumesAt), wait(resumesAt - now)));
   error.resumesAt_ = resumesAt;
   return error;
-}
-
-bool hasToken(std::string_view text, std::string_view token) { return placeOf(token, text) != text.size(); }
-
-std::string withoutToken(std::string_view text, std::string_view token) {
-  std::string rest;
-  for (std::size_t begin = 0; begin < kMostShown;) {
-    const std::string_view unread = text.substr(begin, kMostShown - begin + token.size());
-    const std::size_t at = placeOf(token, unread);
-    const bool isLast = at >= unread.size() || begin + at >= kMostShown;
-    rest += unread.substr(0, std::min(at, kMostShown - begin));
-    if (isLast) break;
-    rest += "[token]";
-    begin += at + token.size();
-  }
-  return rest;
 }
 
 std::string githubExcerpt(std::string_view text) {

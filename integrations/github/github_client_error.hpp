@@ -38,11 +38,8 @@ class GithubClientError : public std::runtime_error {
   std::optional<Timestamp> resumesAt_;
 };
 
-/// Whether the token stands in the text, whatever the case of its letters: some servers repeat what they refuse.
-bool hasToken(std::string_view text, std::string_view token);
-
-/// What begins in the first 16 KiB of `text`, with `[token]` wherever the token stands.
-std::string withoutToken(std::string_view text, std::string_view token);
+/// What stands in the place of a token in foreign texts.
+inline constexpr std::string_view kTokenMark = "[token]";
 
 /// The first 200 characters of a foreign text, on one line, without control characters.
 std::string githubExcerpt(std::string_view text);

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "integrations/github/github_link.hpp"
+#include "platform/keystore/secret.hpp"
 #include "platform/log/log.hpp"
 
 namespace ravant {
@@ -64,7 +65,7 @@ awaitable<GithubAnswer> GithubExchange::ask(HttpRequest request, std::string lim
   try {
     co_return co_await follow(std::move(request), std::move(limit), token);
   } catch (const HttpError& error) {
-    throw GithubClientError::transport(withoutToken(error.what(), token));
+    throw GithubClientError::transport(withoutSecret(error.what(), token, kTokenMark));
   }
 }
 
@@ -81,7 +82,7 @@ awaitable<GithubAnswer> GithubExchange::follow(HttpRequest request, std::string 
     }
     if (!isSuccess(response.status())) {
       GithubRefusal refusal{.status = response.status()};
-      refusal.words = withoutToken(co_await wordsOf(std::move(response)), token);
+      refusal.words = withoutSecret(co_await wordsOf(std::move(response)), token, kTokenMark);
       co_await expectNoPauseAsked(refusal, std::move(limits));
       throw GithubClientError::http(refusal.status, std::move(refusal.words));
     }

@@ -46,9 +46,9 @@ bool isAddress6(std::string_view text) {
 
 std::optional<std::uint16_t> portOf(std::string_view digits) {
   std::uint16_t port = 0;
-  const char* const end = digits.data() + digits.size();
-  const auto [rest, error] = std::from_chars(digits.data(), end, port);
-  return error == std::errc() && rest == end && port != 0 ? std::optional(port) : std::nullopt;
+  const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
+  const bool isWhole = error == std::errc() && end == digits.data() + digits.size();
+  return isWhole && port != 0 ? std::optional(port) : std::nullopt;
 }
 
 }  // namespace

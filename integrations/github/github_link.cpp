@@ -7,6 +7,7 @@
 
 #include "integrations/github/github_client_error.hpp"
 #include "platform/http/base_address.hpp"
+#include "platform/keystore/secret.hpp"
 
 namespace ravant {
 namespace {
@@ -39,11 +40,11 @@ std::string urlOnSameHost(const std::string& url, const std::string& reference, 
   const auto own = originOf(url);
   const auto other = target ? originOf(*target) : std::nullopt;
   if (!own || other != own) {
-    const std::string shown = other ? withoutToken(*other, token) : "an address that cannot be used";
+    const std::string shown = other ? withoutSecret(*other, token, kTokenMark) : "an address that cannot be used";
     throw GithubClientError::transport(
         fmt::format("Github points to {}, which is not {}. Nothing was sent there.", shown, own.value_or(url)));
   }
-  if (hasToken(*target, token)) {
+  if (hasSecret(*target, token)) {
     throw GithubClientError::transport("Github points to an address with the token in it. Nothing was sent there.");
   }
   return *target;

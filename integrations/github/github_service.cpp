@@ -39,24 +39,6 @@ struct GithubService::Sync {
   GithubSyncRecord record = {};
 };
 
-/// Keeps other syncs of an account waiting.
-class GithubService::AccountTurn {
- public:
-  AccountTurn(GithubService& service, GithubIntegrationId id) : service_(service), id_(id) {
-    service_.busy_.insert(id);
-  }
-  ~AccountTurn() {
-    service_.busy_.erase(id_);
-    service_.changed_.notify();
-  }
-  AccountTurn(const AccountTurn&) = delete;
-  AccountTurn& operator=(const AccountTurn&) = delete;
-
- private:
-  GithubService& service_;
-  const GithubIntegrationId id_;
-};
-
 std::shared_ptr<GithubService> GithubService::make(std::shared_ptr<ModelContainer> container,
                                                    GithubConnection connection) {
   return std::make_shared<GithubService>(std::move(container), std::move(connection));
@@ -144,7 +126,7 @@ awaitable<PageInfo> GithubService::syncPullRequests(std::string host, std::strin
                                                     std::optional<std::string> after, GithubIntegrationId integration) {
   return onActor([this, host = std::move(host), username = std::move(username), filter = std::move(filter),
                   after = std::move(after), integration]() -> awaitable<PageInfo> {
-    const auto turn = co_await turnOf(integration);
+    const auto turn = co_await syncTurns_.take(integration);
     const Search search(integration, filter.searchQuery());
     const auto known = pages_.find(search);
     auto sync = after && known != pages_.end() ? known->second : nullptr;
@@ -162,7 +144,7 @@ awaitable<std::size_t> GithubService::refreshStalePullRequests(std::string host,
                                                                std::size_t limit) {
   return onActor([this, host = std::move(host), username = std::move(username), filter = std::move(filter), integration,
                   syncedBefore, limit]() -> awaitable<std::size_t> {
-    const auto turn = co_await turnOf(integration);
+    const auto turn = co_await syncTurns_.take(integration);
     auto references = co_await pulls_->staleReferences(filter, integration, syncedBefore,
                                                        std::min(limit, GithubClient::kMostReferences));
     const std::size_t count = references.size();
@@ -205,7 +187,7 @@ awaitable<GithubSyncRecord> GithubService::sync(GithubIntegration integration, G
 
 awaitable<GithubSyncRecord> GithubService::runSync(GithubIntegration integration, GithubContentFilter filter) {
   const GithubIntegrationId id = integration.id;
-  const auto turn = co_await turnOf(id);
+  const auto turn = co_await syncTurns_.take(id);
   const auto sync = co_await begin(integration.host, integration.username, filter, id);
   const auto asked = client(integration.host, integration.username, id);
   const std::int64_t costBefore = co_await asked->cost();
@@ -227,11 +209,6 @@ awaitable<GithubSyncRecord> GithubService::runSync(GithubIntegration integration
     kLog.warning("{} points of a sync that failed are not stored: {}", record.cost, unstored.what());
   }
   std::rethrow_exception(error);
-}
-
-awaitable<std::unique_ptr<GithubService::AccountTurn>> GithubService::turnOf(GithubIntegrationId integration) {
-  while (busy_.contains(integration)) co_await changed_.wait();
-  co_return std::make_unique<AccountTurn>(*this, integration);
 }
 
 awaitable<std::optional<GithubPullRequest>> GithubService::pullRequest(GithubIntegration integration,
@@ -258,7 +235,7 @@ awaitable<PageInfo> GithubService::syncRepositories(std::string host, std::strin
                                                     GithubIntegrationId integration) {
   return onActor(
       [this, host = std::move(host), username = std::move(username), page, integration]() -> awaitable<PageInfo> {
-        const auto turn = co_await turnOf(integration);
+        const auto turn = co_await syncTurns_.take(integration);
         GithubRepositorySync sync(client(host, username, integration), repositories_, integration);
         if (co_await sync.page(page) == GithubListEnd::reached) co_return PageInfo();
         co_return PageInfo{.hasNextPage = true, .endCursor = std::to_string(page + 1)};
@@ -268,7 +245,7 @@ awaitable<PageInfo> GithubService::syncRepositories(std::string host, std::strin
 awaitable<GithubListEnd> GithubService::syncAllRepositories(GithubIntegration integration) {
   return onActor([this, integration = std::move(integration)]() -> awaitable<GithubListEnd> {
     const GithubIntegrationId id = integration.id;
-    const auto turn = co_await turnOf(id);
+    const auto turn = co_await syncTurns_.take(id);
     GithubRepositorySync sync(client(integration.host, integration.username, id), repositories_, id);
     co_return co_await ofPresent(id, sync.whole());
   });

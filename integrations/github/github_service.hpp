@@ -4,7 +4,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -20,6 +19,7 @@
 #include "integrations/github/github_repository_sync.hpp"
 #include "integrations/github/github_search_sync.hpp"
 #include "platform/async/signal.hpp"
+#include "platform/async/turns.hpp"
 
 namespace ravant {
 
@@ -93,7 +93,6 @@ class GithubService final : public Actor {
  private:
   using Search = std::pair<GithubIntegrationId, std::string>;  ///< an account and its search text
   struct Sync;
-  class AccountTurn;
 
   std::shared_ptr<GithubClient> client(const std::string& host, const std::string& username,
                                        GithubIntegrationId integration);
@@ -105,7 +104,6 @@ class GithubService final : public Actor {
   awaitable<GithubSyncRecord> runSync(GithubIntegration integration, GithubContentFilter filter);
   awaitable<std::shared_ptr<GithubSearchSync>> begin(std::string host, std::string username, GithubContentFilter filter,
                                                      GithubIntegrationId integration);
-  awaitable<std::unique_ptr<AccountTurn>> turnOf(GithubIntegrationId integration);
   awaitable<GithubPullRequestDetail> fetchDetail(GithubIntegration integration, std::string repositoryName,
                                                  std::int64_t number, std::string pullURL);
 
@@ -121,8 +119,8 @@ class GithubService final : public Actor {
   bool isClosed_ = false;
   std::map<Search, std::shared_ptr<GithubSearchSync>> pages_;  ///< of searches that are stored page by page
   std::map<Search, std::shared_ptr<Sync>> syncs_;
-  std::set<GithubIntegrationId> busy_;  ///< accounts of which a sync runs
   Signal changed_;
+  Turns<GithubIntegrationId> syncTurns_{changed_};  ///< one sync of an account at a time
 };
 
 }  // namespace ravant

@@ -7,6 +7,7 @@
 
 #include "integrations/linear/linear_wire.hpp"
 #include "platform/http/base_address.hpp"
+#include "platform/keystore/secret.hpp"
 
 namespace ravant {
 namespace {
@@ -30,26 +31,20 @@ std::string endpoint(const std::string& base) {
   }
 }
 
-std::string without(std::string text, std::string_view key) {
-  constexpr std::string_view kMark = "[key]";
-  for (std::size_t at = 0; !key.empty() && (at = text.find(key, at)) != std::string::npos; at += kMark.size()) {
-    text.replace(at, key.size(), kMark);
-  }
-  return text;
-}
+constexpr std::string_view kKeyMark = "[key]";
 
 LinearClientError described(const linear::Problem& problem, const std::string& body, const std::string& apiKey) {
   constexpr int kUnauthorized = 401;
   constexpr int kTooManyRequests = 429;
   switch (problem.kind) {
     case linear::Problem::Kind::unreadable:
-      return LinearClientError::decoding(without(problem.words.empty() ? body : problem.words, apiKey));
+      return LinearClientError::decoding(withoutSecret(problem.words.empty() ? body : problem.words, apiKey, kKeyMark));
     case linear::Problem::Kind::unauthenticated:
       return LinearClientError::http(kUnauthorized);
     case linear::Problem::Kind::rateLimited:
       return LinearClientError::http(kTooManyRequests);
     case linear::Problem::Kind::graphQL:
-      return LinearClientError::graphQL(without(problem.words, apiKey));
+      return LinearClientError::graphQL(withoutSecret(problem.words, apiKey, kKeyMark));
   }
   __builtin_unreachable();
 }

@@ -34,24 +34,6 @@ struct LinearService::Refresh {
   LinearIssuesRefresh result;
 };
 
-/// The right to ask something of a workspace, and to change what is kept of it.
-class LinearService::Turn {
- public:
-  Turn(LinearService& service, Account account) : service_(service), account_(std::move(account)) {
-    service_.busy_.insert(account_);
-  }
-  ~Turn() {
-    service_.busy_.erase(account_);
-    service_.changed_.notify();
-  }
-  Turn(const Turn&) = delete;
-  Turn& operator=(const Turn&) = delete;
-
- private:
-  LinearService& service_;
-  const Account account_;
-};
-
 std::shared_ptr<LinearService> LinearService::make(std::shared_ptr<ModelContainer> container,
                                                    LinearConnection connection) {
   return std::make_shared<LinearService>(std::move(container), std::move(connection));
@@ -76,7 +58,7 @@ awaitable<LinearIntegration> LinearService::add(std::string apiKey) {
         co_await LinearClient::validateCredentials(key, session_, connection_.baseAddress());
     const std::string workspace = identity.organization.urlKey;
     const std::string userEmail = identity.viewer.email;
-    const auto turn = co_await take(workspace, userEmail);
+    const auto turn = co_await turns_.take(Account(workspace, userEmail));
     const auto known = co_await integrations_->integration(workspace, userEmail);
     co_await keys_->setLinearAPIKey(key, workspace, userEmail);
     std::exception_ptr error;
@@ -96,7 +78,7 @@ awaitable<bool> LinearService::remove(LinearIntegrationId id) {
     if (!integration || !co_await integrations_->remove(id)) co_return false;
     const auto& [workspace, userEmail] = std::pair(integration->workspaceUrlKey, integration->userEmail);
     if (auto found = clients_.extract(Account(workspace, userEmail))) co_await found.mapped()->invalidate();
-    const auto turn = co_await take(workspace, userEmail);
+    const auto turn = co_await turns_.take(Account(workspace, userEmail));
     const bool isBack = (co_await integrations_->integration(workspace, userEmail)).has_value();
     if (isBack) co_return true;
     try {
@@ -120,7 +102,7 @@ awaitable<LinearPageInfo> LinearService::syncAssignedIssues(std::string workspac
                                                             std::optional<std::string> after, LinearIntegrationId id) {
   return onActor([this, workspace = std::move(workspace), userEmail = std::move(userEmail), after = std::move(after),
                   id]() -> awaitable<LinearPageInfo> {
-    const auto turn = co_await take(workspace, userEmail);
+    const auto turn = co_await turns_.take(Account(workspace, userEmail));
     co_await expectKnown(id);
     LinearIssuesPage page = co_await whileKnown(id, client(workspace, userEmail)->assignedIssues(after));
     logUnreadable(page.issues);
@@ -139,7 +121,7 @@ awaitable<LinearIssuesRefresh> LinearService::syncIssues(LinearIntegration integ
 
 awaitable<LinearIssuesRefresh> LinearService::refreshTeams(std::string workspace, std::string userEmail,
                                                            LinearIntegrationId id) {
-  const auto turn = co_await take(workspace, userEmail);
+  const auto turn = co_await turns_.take(Account(workspace, userEmail));
   co_await expectKnown(id);
   auto teams = co_await whileKnown(id, client(workspace, userEmail)->teams());
   co_await teams_->sync(std::move(teams), id);
@@ -147,7 +129,7 @@ awaitable<LinearIssuesRefresh> LinearService::refreshTeams(std::string workspace
 }
 
 awaitable<LinearIssuesRefresh> LinearService::refreshIssues(LinearIntegration integration) {
-  const auto turn = co_await take(integration.workspaceUrlKey, integration.userEmail);
+  const auto turn = co_await turns_.take(Account(integration.workspaceUrlKey, integration.userEmail));
   co_await expectKnown(integration.id);
   const auto client = this->client(integration.workspaceUrlKey, integration.userEmail);
   LinearIssuePayloads all;
@@ -185,12 +167,6 @@ awaitable<LinearIssuesRefresh> LinearService::runOnce(RefreshKey key, Refreshing
   co_return refresh->result;
 }
 
-awaitable<std::unique_ptr<LinearService::Turn>> LinearService::take(std::string workspace, std::string userEmail) {
-  const Account account(std::move(workspace), std::move(userEmail));
-  while (busy_.contains(account)) co_await changed_.wait();
-  co_return std::make_unique<Turn>(*this, account);
-}
-
 std::shared_ptr<LinearClient> LinearService::client(const std::string& workspace, const std::string& userEmail) {
   if (session_->isInvalid()) throw LinearClientError::transport("cancelled");
   const Account account(workspace, userEmail);
@@ -222,7 +198,7 @@ awaitable<void> LinearService::shutdown() {
     session_->invalidate();
     const auto clients = clients_;
     for (const auto& [account, client] : clients) co_await client->invalidate();
-    while (!busy_.empty() || !refreshes_.empty()) co_await changed_.wait();
+    while (turns_.isAnyTaken() || !refreshes_.empty()) co_await changed_.wait();
   });
 }
 

@@ -5,7 +5,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,6 +18,7 @@
 #include "integrations/linear/linear_team_model_actor.hpp"
 #include "platform/async/actor.hpp"
 #include "platform/async/signal.hpp"
+#include "platform/async/turns.hpp"
 
 namespace ravant {
 
@@ -82,14 +82,11 @@ class LinearService final : public Actor {
   using RefreshKey = std::pair<Subject, LinearIntegrationId>;
   using Refreshing = std::function<awaitable<LinearIssuesRefresh>()>;
   struct Refresh;
-  class Turn;
 
   awaitable<LinearIssuesRefresh> refreshTeams(std::string workspace, std::string userEmail, LinearIntegrationId id);
   awaitable<LinearIssuesRefresh> refreshIssues(LinearIntegration integration);
   awaitable<LinearIssuesRefresh> runOnce(RefreshKey key, Refreshing refreshing);
 
-  /// Waits until nothing else is asked of the workspace.
-  awaitable<std::unique_ptr<Turn>> take(std::string workspace, std::string userEmail);
   std::shared_ptr<LinearClient> client(const std::string& workspace, const std::string& userEmail);
   awaitable<void> expectKnown(LinearIntegrationId id);
   template <class Result>
@@ -104,9 +101,9 @@ class LinearService final : public Actor {
   const std::shared_ptr<LinearKeys> keys_;
   const std::shared_ptr<HttpSession> session_;  ///< for keys that are not stored yet
   std::map<Account, std::shared_ptr<LinearClient>> clients_;
-  std::set<Account> busy_;
   std::map<RefreshKey, std::shared_ptr<Refresh>> refreshes_;
   Signal changed_;
+  Turns<Account> turns_{changed_};  ///< to ask something of a workspace, and to change what is kept of it
 };
 
 }  // namespace ravant
