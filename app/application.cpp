@@ -15,6 +15,7 @@
 #include "app/services.hpp"
 #include "core/store/run_table.hpp"
 #include "core/store/store_error.hpp"
+#include "core/store/unfinished_imports.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
@@ -66,6 +67,7 @@ Application::Application(const Locations& locations)
   agents_ = AgentModelStore::make(modelContainer_);
   conversations_ = ConversationModelActor::make(modelContainer_);
   transcripts_ = TranscriptReader::make(modelContainer_);
+  transcriptImport_ = TranscriptImport::make(modelContainer_);
   http_ = std::make_shared<HttpEngine>(httpEngineOptions());
   keyStore_ = openKeyStore(settings_, locations_);
   providerKeys_ = std::make_shared<RavantProviderKey>(executors_.work(), keyStore_);
@@ -110,9 +112,10 @@ void Application::openStore() {
       kLog.error("some of what process {} left could not be ended; it is tried again later", owner);
       processes_->postpone(owner);
     }
+    removeInterruptedImports(modelContainer_);
   } catch (const std::exception& error) {
     if (!isForWantOfWriting(error) && !isForAnotherWriter(error)) throw;
-    kLog.warning("interrupted runs are not ended: {}", error.what());
+    kLog.warning("what was interrupted is not repaired: {}", error.what());
   }
 }
 
@@ -134,6 +137,26 @@ std::shared_ptr<RunnerFactory> Application::runnerFactory() {
                                                                              .session = httpSessionOptions(settings_),
                                                                              .shellPath = shell.shellPath,
                                                                              .processes = processes_}});
+}
+
+SearchIndex& Application::searchIndex() {
+  if (!searchIndex_) searchIndex_ = SearchIndex::make(modelContainer_);
+  return *searchIndex_;
+}
+
+SearchReader& Application::searchReader() {
+  if (!searchReader_) searchReader_ = SearchReader::make(modelContainer_);
+  return *searchReader_;
+}
+
+TranscriptFinder& Application::transcriptFinder() {
+  if (!transcriptFinder_) transcriptFinder_ = TranscriptFinder::make(modelContainer_);
+  return *transcriptFinder_;
+}
+
+awaitable<void> Application::keepSearchCurrent() {
+  if (!searchUpkeep_) searchUpkeep_ = SearchUpkeep::make(modelContainer_);
+  return searchUpkeep_->start();
 }
 
 GithubService& Application::github() {
@@ -196,6 +219,7 @@ awaitable<void> Application::shutdown() {
     }
   };
   co_await attempt(runners_->shutdown());
+  if (searchUpkeep_) co_await attempt(searchUpkeep_->stop());
   co_await attempt(gitCommands_->shutdown());
   if (github_) co_await attempt(github_->close());
   if (linear_) co_await attempt(linear_->shutdown());

@@ -10,6 +10,10 @@
 #include "core/store/model_container.hpp"
 #include "core/store/pinned_item_store.hpp"
 #include "core/store/project_store.hpp"
+#include "core/store/search_reader.hpp"
+#include "core/store/search_upkeep.hpp"
+#include "core/store/transcript_finder.hpp"
+#include "core/store/transcript_import.hpp"
 #include "core/store/transcript_reader.hpp"
 #include "git/git_command_runner.hpp"
 #include "git/git_status_reader.hpp"
@@ -46,6 +50,11 @@ class Application {
   AgentModelStore& agents() { return *agents_; }
   ConversationModelActor& conversations() { return *conversations_; }
   TranscriptReader& transcripts() { return *transcripts_; }
+  TranscriptImport& transcriptImport() { return *transcriptImport_; }
+  /// All three are made when they are first asked for.
+  SearchIndex& searchIndex();
+  SearchReader& searchReader();
+  TranscriptFinder& transcriptFinder();
   NotificationCenter& notifications() { return *notifications_; }
   AgentRunnerStore& runners() { return *runners_; }
   RavantProviderKey& providerKeys() { return *providerKeys_; }
@@ -63,6 +72,9 @@ class Application {
   /// On the first start, registers the agents that are found and makes the built-in one. To be
   /// awaited before anything else.
   awaitable<void> prepare();
+
+  /// Has the search index take in what is stored from now on, and what it lacks, until `shutdown`.
+  awaitable<void> keepSearchCurrent();
 
   /// Ends every prompt, request and process and the change feed. To be awaited before the destructor, which
   /// waits for the pools to be idle. Does all of it whatever fails, and throws the first error.
@@ -83,6 +95,7 @@ class Application {
   std::shared_ptr<AgentModelStore> agents_;
   std::shared_ptr<ConversationModelActor> conversations_;
   std::shared_ptr<TranscriptReader> transcripts_;
+  std::shared_ptr<TranscriptImport> transcriptImport_;
   std::shared_ptr<HttpEngine> http_;
   std::shared_ptr<KeyStore> keyStore_;
   std::shared_ptr<RavantProviderKey> providerKeys_;
@@ -90,8 +103,12 @@ class Application {
   std::shared_ptr<GitStatusReader> gitStatus_;
   std::shared_ptr<GitCommandRunner> gitCommands_;
   std::shared_ptr<PinnedItemStore> pins_;
-  std::shared_ptr<GithubService> github_;  ///< null until it is asked for
-  std::shared_ptr<LinearService> linear_;  ///< null until it is asked for
+  std::shared_ptr<SearchIndex> searchIndex_;            ///< null until it is asked for
+  std::shared_ptr<SearchReader> searchReader_;          ///< null until it is asked for
+  std::shared_ptr<TranscriptFinder> transcriptFinder_;  ///< null until it is asked for
+  std::shared_ptr<SearchUpkeep> searchUpkeep_;          ///< null until it is asked for
+  std::shared_ptr<GithubService> github_;               ///< null until it is asked for
+  std::shared_ptr<LinearService> linear_;               ///< null until it is asked for
 };
 
 }  // namespace ravant

@@ -13,9 +13,13 @@
 #include "app/known_settings.hpp"
 #include "app/program_search.hpp"
 #include "app/services.hpp"
+#include "app/window_settings.hpp"
 #include "core/store/agent_model_store.hpp"
+#include "core/store/search_index.hpp"
+#include "git/branch_name.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/http/base_address.hpp"
+#include "platform/libraries/late_library.hpp"
 #include "platform/text/text.hpp"
 #include "runners/probe_process.hpp"
 
@@ -24,6 +28,7 @@ namespace {
 
 constexpr std::chrono::seconds kCheckLimit{60};
 constexpr std::uintmax_t kLeastRoom = 64 * 1024;
+constexpr const char* kInstallLibrary = "install it as the other libraries of this machine, or install Ravant anew";
 
 std::string ownSearchPath() {
   const char* path = std::getenv("PATH");
@@ -71,18 +76,24 @@ std::string integrityWord(sqlite::CheckResult::Verdict verdict) {
   __builtin_unreachable();
 }
 
-/// What is only to be known by opening the store.
-struct OpenedStore {
-  std::shared_ptr<ModelContainer> container;
+struct StoreCheck {
   std::int32_t version;
   sqlite::CheckResult integrity;
 };
 
-OpenedStore openStore(ModelContainerOptions options) {
-  auto container = ModelContainer::open(std::move(options));
-  sqlite::Database database = container->connect();
+StoreCheck check(const ModelContainer& container) {
+  sqlite::Database database = container.connect();
   const std::int32_t version = database.userVersion();
-  return {.container = std::move(container), .version = version, .integrity = database.integrityCheck(kCheckLimit)};
+  return {.version = version, .integrity = database.integrityCheck(kCheckLimit)};
+}
+
+/// Runs what blocks where that is allowed.
+template <class Function>
+awaitable<std::invoke_result_t<Function>> onPool(any_io_executor pool, Function function) {
+  return asio::co_spawn(
+      std::move(pool),
+      [function = std::move(function)]() -> awaitable<std::invoke_result_t<const Function&>> { co_return function(); },
+      asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
 }
 
 }  // namespace
@@ -100,6 +111,7 @@ awaitable<Findings> Doctor::examine() {
   co_await examineStore();
   co_await examineShell();
   co_await examineGit();
+  examineLibraries();
   co_await examineKeys();
   examineRegisteredAgents();
   examineWhetherThereIsAnAgent();
@@ -111,6 +123,12 @@ awaitable<Findings> Doctor::examine() {
 void Doctor::examineSettings() {
   try {
     settings_.load();
+    for (const KeybindingFault& fault : keybindingsOf(settings_).faults()) {
+      add(fmt::format("{}, line {}: {}", settings_.path().string(), fault.line, fault.words),
+          commandNamed(fault.command)
+              ? fmt::format("set other keys: ravant settings set {}.{} KEYS", setting::kKeybindings, fault.command)
+              : "take the line away");
+    }
   } catch (const SettingsError& error) {
     add(error.what(), fmt::format("correct {}, or move it away", settings_.path().string()));
   }
@@ -140,23 +158,39 @@ void Doctor::examineDataFolder() {
   expectPrivate(locations_.dataFolder, "700");
 }
 
+awaitable<std::shared_ptr<ModelContainer>> Doctor::openContainer() {
+  const ModelContainerOptions options{.folder = locations_.dataFolder,
+                                      .work = executors_.work(),
+                                      .clock = std::make_shared<SystemClock>(),
+                                      .processes = processes_};
+  return onPool(executors_.work(), [options] { return ModelContainer::open(options); });
+}
+
+awaitable<std::int64_t> Doctor::rebuildSearchIndex(std::function<void(std::int64_t)> tellLeft) {
+  makePrivateFolder(locations_.dataFolder);
+  processes_ = ProcessLedger::open(locations_.dataFolder / "processes");
+  constexpr std::chrono::seconds kPatience{10};
+  const auto index = SearchIndex::make(co_await openContainer(), {.patience = kPatience});
+  co_await index->empty();
+  while (co_await index->takeInSome()) tellLeft(co_await index->waiting());
+  co_return co_await index->entries();
+}
+
 awaitable<void> Doctor::examineStore() {
   if (!processes_) co_return;
   try {
-    const ModelContainerOptions options{.folder = locations_.dataFolder,
-                                        .work = executors_.work(),
-                                        .clock = std::make_shared<SystemClock>(),
-                                        .processes = processes_};
-    const OpenedStore opened = co_await asio::co_spawn(
-        executors_.work(), [options]() -> awaitable<OpenedStore> { co_return openStore(options); },
-        asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+    const auto container = co_await openContainer();
+    const StoreCheck opened = co_await onPool(executors_.work(), [container] { return check(*container); });
     findings_.store.version = opened.version;
     findings_.store.integrity = integrityWord(opened.integrity.verdict);
     if (opened.integrity.verdict == sqlite::CheckResult::Verdict::faulty) {
       add(fmt::format("{} is damaged: {}", findings_.store.file.string(), opened.integrity.words),
           "restore it from a copy");
     }
-    findings_.registered = co_await AgentModelStore::make(opened.container)->agents();
+    findings_.registered = co_await AgentModelStore::make(container)->agents();
+    const auto index = SearchIndex::make(container);
+    findings_.store.unindexed = co_await index->waiting();
+    findings_.store.outdated = co_await index->outdated();
   } catch (const std::exception& error) {
     add(error.what(), "see what the message says; the other commands cannot work before");
   }
@@ -212,6 +246,20 @@ awaitable<void> Doctor::examineGit() {
   }
 }
 
+void Doctor::examineLibraries() {
+  try {
+    objectionToBranchName("main");
+  } catch (const LateLibraryError& error) {
+    add(fmt::format("the changes in a project cannot be read: {}", error.what()), kInstallLibrary);
+  }
+  try {
+    baseAddress("http://localhost");
+  } catch (const LateLibraryError& error) {
+    add(fmt::format("neither GitHub nor Linear nor a provider of models can be reached: {}", error.what()),
+        kInstallLibrary);
+  }
+}
+
 awaitable<void> Doctor::examineKeys() {
   findings_.keyStore = settings_.text(setting::kKeyStore);
   const auto keyStore = openKeyStore(settings_, locations_);
@@ -235,6 +283,8 @@ awaitable<void> Doctor::examineKeys() {
     } catch (const BaseAddressError& error) {
       add(fmt::format("the address of {} cannot be used: {}", displayName(service), error.what()),
           fmt::format("see {}", addressOrigin(service)));
+    } catch (const LateLibraryError&) {
+      break;  // which examineLibraries tells
     }
   }
   const auto keys = std::make_shared<RavantProviderKey>(executors_.work(), keyStore);

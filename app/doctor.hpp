@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -23,10 +24,12 @@ struct Problem {
 
 struct StoreFindings {
   std::filesystem::path file;
-  std::optional<std::uintmax_t> bytes;   ///< nothing where there is no file
-  std::optional<std::int32_t> version;   ///< nothing where it could not be opened
-  std::optional<std::string> integrity;  ///< `sound`, `faulty`, or `notFinished` within the time limit
-  std::size_t leftovers = 0;             ///< killed processes of Ravant whose agents were ended now
+  std::optional<std::uintmax_t> bytes;    ///< nothing where there is no file
+  std::optional<std::int32_t> version;    ///< nothing where it could not be opened
+  std::optional<std::string> integrity;   ///< `sound`, `faulty`, or `notFinished` within the time limit
+  std::optional<std::int64_t> unindexed;  ///< entries that a search does not find yet
+  std::optional<std::int64_t> outdated;   ///< entries whose words are in the search index and that are gone or changed
+  std::size_t leftovers = 0;              ///< killed processes of Ravant whose agents were ended now
 };
 
 struct ProgramFindings {
@@ -62,12 +65,19 @@ class Doctor {
 
   awaitable<Findings> examine();
 
+  /// Fills the search index from nothing and says how many entries are in it. What was done remains where it is
+  /// interrupted, and is gone on with by whoever searches or writes next. Tells now and then how many are left. Throws
+  /// `StoreError`, and `std::system_error` where the data folder cannot be used.
+  awaitable<std::int64_t> rebuildSearchIndex(std::function<void(std::int64_t)> tellLeft);
+
  private:
   void examineSettings();
   void examineDataFolder();
+  awaitable<std::shared_ptr<ModelContainer>> openContainer();
   awaitable<void> examineStore();
   awaitable<void> examineShell();
   awaitable<void> examineGit();
+  void examineLibraries();
   awaitable<void> examineKeys();
   void examineRegisteredAgents();
   void examineWhetherThereIsAnAgent();

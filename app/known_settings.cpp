@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "app/services.hpp"
+#include "core/window/window_command.hpp"
 
 namespace ravant {
 
@@ -28,12 +29,31 @@ std::vector<SettingDescription> knownSettings() {
        .type = SettingType::choice,
        .defaultValue = std::string(setting::kSecretService),
        .description = "Where keys are kept: in the desktop's key store, or in a file that is not encrypted",
-       .choices = {std::string(setting::kSecretService), std::string(setting::kFile)}}};
+       .choices = {std::string(setting::kSecretService), std::string(setting::kFile)}},
+      {.key = std::string(setting::kPaletteSectionItems),
+       .type = SettingType::integer,
+       .defaultValue = std::int64_t{8},
+       .description = "How many entries each section of the palette shows",
+       .least = 1,
+       .greatest = 100},
+      {.key = std::string(setting::kPaletteRecentItems),
+       .type = SettingType::integer,
+       .defaultValue = std::int64_t{5},
+       .description = "How many of the entries used last the palette shows first",
+       .least = 0,
+       .greatest = 50}};
   for (const RemoteService service : kRemoteServices) {
     settings.push_back({.key = fmt::format("{}{}", setting::kEndpoints, rawValue(service)),
                         .type = SettingType::text,
                         .defaultValue = std::string(defaultBaseAddress(service)),
                         .description = fmt::format("The address that stands in for {}", displayName(service))});
+  }
+  for (const CommandDescription& command : commandDescriptions()) {
+    settings.push_back({.key = fmt::format("{}.{}", setting::kKeybindings, command.name),
+                        .type = SettingType::text,
+                        .defaultValue = std::string(command.defaultKeys),
+                        .description = fmt::format("Keys for \"{}\"; empty for none", command.title),
+                        .whenWrong = WrongValue::countsAsDefault});
   }
   return settings;
 }

@@ -16,6 +16,11 @@ inline constexpr std::string_view kClaudeAsRoot = "claude.asRoot";
 inline constexpr std::string_view kKeyStore = "keyStore";
 inline constexpr std::string_view kSecretService = "secretService";
 inline constexpr std::string_view kFile = "file";
+/// The greatest number of entries in a section of the palette, and in the one of what was used last.
+inline constexpr std::string_view kPaletteSectionItems = "palette.sectionItems";
+inline constexpr std::string_view kPaletteRecentItems = "palette.recentItems";
+/// The object of keys by names of commands.
+inline constexpr std::string_view kKeybindings = "keybindings";
 /// Before the name of a service.
 inline constexpr std::string_view kEndpoints = "endpoints.";
 }  // namespace setting

@@ -41,4 +41,12 @@ awaitable<void> expectEffort(AgentModelStore& models, Agent agent, std::string s
                                 efforts->empty() ? "none" : fmt::format("{}", fmt::join(*efforts, ", "))));
 }
 
+awaitable<std::optional<std::string>> lastEffort(AgentModelStore& models, Conversation conversation, Agent agent,
+                                                 std::string slug) {
+  auto effort = std::move(conversation.lastUsedEffortRawValue);
+  const auto efforts = co_await effortsOf(models, std::move(agent), std::move(slug));
+  if (effort && efforts && std::ranges::count(*efforts, *effort) == 0) effort.reset();
+  co_return effort;
+}
+
 }  // namespace ravant

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/agent.hpp"
+#include "core/conversation.hpp"
 #include "core/store/agent_model_store.hpp"
 
 namespace ravant {
@@ -21,5 +22,9 @@ awaitable<std::optional<std::vector<std::string>>> effortsOf(AgentModelStore& mo
 
 /// Throws `EffortError` where the model is known not to take the effort.
 awaitable<void> expectEffort(AgentModelStore& models, Agent agent, std::string slug, std::string effort);
+
+/// The conversation's last effort, where the model takes it.
+awaitable<std::optional<std::string>> lastEffort(AgentModelStore& models, Conversation conversation, Agent agent,
+                                                 std::string slug);
 
 }  // namespace ravant

@@ -14,9 +14,10 @@ bool holds(const std::filesystem::path& outer, const std::filesystem::path& inne
   return std::ranges::mismatch(outer, inner).in1 == outer.end();
 }
 
-/// Why the folder is not taken without being named; nothing where it is.
-std::optional<std::string> objection(const std::vector<Project>& projects, const std::filesystem::path& folder,
-                                     const std::filesystem::path& home) {
+}  // namespace
+
+std::optional<std::string> objectionTo(const std::vector<Project>& projects, const std::filesystem::path& folder,
+                                       const std::filesystem::path& home) {
   if (folder == folder.root_path()) return "it is the root of the file system";
   if (!home.empty() && holds(folder, home))
     return folder == home ? "it is your home folder" : "your home folder is in it";
@@ -26,14 +27,15 @@ std::optional<std::string> objection(const std::vector<Project>& projects, const
   return std::nullopt;
 }
 
-}  // namespace
-
-Whereabouts whereaboutsOf(const std::filesystem::path& folder) {
+std::filesystem::path homeFolder() {
   std::error_code unknown;
   const char* variable = std::getenv("HOME");
-  const std::filesystem::path home = std::filesystem::canonical(variable ? variable : "", unknown);
+  return std::filesystem::canonical(variable ? variable : "", unknown);
+}
+
+Whereabouts whereaboutsOf(const std::filesystem::path& folder) {
   const std::filesystem::path place = std::filesystem::canonical(folder);
-  return {.folder = place, .repositoryTop = repositoryTop(place), .home = home};
+  return {.folder = place, .repositoryTop = repositoryTop(place), .home = homeFolder()};
 }
 
 std::optional<Project> registeredProject(const std::vector<Project>& projects, const Whereabouts& place) {
@@ -47,8 +49,8 @@ std::optional<Project> registeredProject(const std::vector<Project>& projects, c
 }
 
 std::filesystem::path folderToRegister(const std::vector<Project>& projects, const Whereabouts& place) {
-  if (place.repositoryTop && !objection(projects, *place.repositoryTop, place.home)) return *place.repositoryTop;
-  if (const auto reason = objection(projects, place.folder, place.home)) {
+  if (place.repositoryTop && !objectionTo(projects, *place.repositoryTop, place.home)) return *place.repositoryTop;
+  if (const auto reason = objectionTo(projects, place.folder, place.home)) {
     throw FolderNotTakenError(
         fmt::format("{} is no project, and {}: an agent may change everything in a project's folder. Go into the "
                     "folder of your work, or name this one: --project .",

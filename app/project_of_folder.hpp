@@ -23,8 +23,15 @@ struct Whereabouts {
   std::filesystem::path home;                          ///< the user's; empty where it is not known
 };
 
+/// The user's home folder by the environment, without symbolic links; empty where it is not known. Blocks.
+std::filesystem::path homeFolder();
+
 /// Of the folder, with the repository that it is in and the home folder of the environment. Blocks.
 Whereabouts whereaboutsOf(const std::filesystem::path& folder);
+
+/// Why the folder becomes no project without being named, in words that follow its name; nothing where it does.
+std::optional<std::string> objectionTo(const std::vector<Project>& projects, const std::filesystem::path& folder,
+                                       const std::filesystem::path& home);
 
 /// The registered project that holds the folder, the innermost one. One above the folder's repository does not stand
 /// in for it.

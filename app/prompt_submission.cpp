@@ -32,8 +32,7 @@ awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmissi
                  [](std::exception_ptr error) {
                    if (error) kLog.error("removed conversations are not noticed any more");
                  });
-  co_await application.conversations().updateLastPromptSettings(submission.conversation, submission.model,
-                                                                submission.effort);
+  co_await application.keepSearchCurrent();
   AgentRunRequest request{.prompt = std::move(submission.prompt),
                           .model = std::move(submission.model),
                           .effort = std::move(submission.effort),
@@ -41,7 +40,8 @@ awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmissi
                           .workingDirectory = submission.project.path,
                           .resumedSessionId = std::move(submission.resumedSessionId),
                           .binaryPath = submission.agent.path,
-                          .arguments = submission.agent.arguments};
+                          .arguments = submission.agent.arguments,
+                          .queued = std::move(submission.queued)};
   co_return co_await application.runners().send(std::move(request), std::move(submission.agent));
 }
 

@@ -16,14 +16,15 @@ struct PromptSubmission {
   std::optional<std::string> effort;
   ConversationId conversation;
   std::optional<std::string> resumedSessionId;
+  std::optional<QueuedPrompt> queued = {};  ///< where the prompt waited in the conversation's queue
 };
 
 /// Throws `PromptRefusedError` while a prompt runs in the conversation, in this process or another.
 awaitable<void> expectIdle(Application& application, ConversationId conversation);
 
-/// Remembers model and effort on the conversation, hands the prompt to the agent's runner and returns
-/// why it ended. Throws `StoreError` where the transcript cannot be written, and, with nothing stored, `EffortError` and
-/// what `expectIdle` throws.
+/// Hands the prompt to the agent's runner, which remembers model and effort with it, and returns why it ended. Throws
+/// `StoreError` where the transcript cannot be written, and, with nothing stored, `EffortError` and what `expectIdle`
+/// throws; where the prompt was queued also `QueuedPromptNotSentError`.
 awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission);
 
 }  // namespace ravant

@@ -1,0 +1,306 @@
+#include "app/session_import.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <deque>
+#include <iterator>
+#include <utility>
+
+#include "app/agent_locator.hpp"
+#include "app/imported_state_wire.hpp"
+#include "app/model_catalog.hpp"
+#include "app/session_folders.hpp"
+#include "app/stored_turns.hpp"
+#include "core/store/transcript_import.hpp"
+#include "platform/text/text.hpp"
+#include "runners/session_transcript.hpp"
+
+namespace ravant {
+namespace {
+
+// After so long without a word, nobody waits for the rest of a turn.
+constexpr std::chrono::hours kQuietTime{1};
+constexpr std::int64_t kPage = 500;
+
+/// Hands over the items of a session one by one.
+class ItemStream {
+ public:
+  /// `stored`, where there is one, is what the conversation has; `isReadAnew`: also of the file's own.
+  ItemStream(SessionTranscript& transcript, StoredTurns* stored, bool isReadAnew)
+      : transcript_(transcript), stored_(stored), isReadAnew_(isReadAnew) {}
+
+  std::optional<ConversationItem> next() {
+    while (items_.empty()) {
+      auto turn = transcript_.nextTurn();
+      if (!turn) return std::nullopt;
+      std::vector<ConversationItem> items = turn->take();
+      if (stored_ && !items.empty() && stored_->isRunHere(items)) continue;
+      std::ranges::copy(turn->strayResults(), std::back_inserter(strayResults_));
+      if (stored_ && isReadAnew_) std::ranges::move(stored_->dropKnown(items), std::back_inserter(strayResults_));
+      std::ranges::move(items, std::back_inserter(items_));
+    }
+    ConversationItem item = std::move(items_.front());
+    items_.pop_front();
+    return item;
+  }
+
+  /// Results of calls of earlier turns.
+  std::vector<LateResult> takeStrayResults() { return std::move(strayResults_); }
+
+ private:
+  SessionTranscript& transcript_;
+  StoredTurns* stored_;
+  bool isReadAnew_;
+  std::deque<ConversationItem> items_;
+  std::vector<LateResult> strayResults_;
+};
+
+void apply(const SessionFigures& figures, Conversation& conversation) {
+  if (figures.model) conversation.lastUsedModel = figures.model;
+  if (!figures.usage) return;
+  conversation.lastUsedTokens = figures.usage->usedTokens;
+  conversation.lastTotalProcessedTokens = figures.usage->totalProcessedTokens;
+  conversation.lastInputTokens = figures.usage->inputTokens;
+  conversation.lastOutputTokens = figures.usage->outputTokens;
+  conversation.lastCacheReadTokens = figures.usage->cacheReadTokens;
+  conversation.lastCacheCreationTokens = figures.usage->cacheCreationTokens;
+  conversation.lastUsageUpdatedAt = figures.usageAt;
+  if (figures.contextWindow) conversation.lastMaxTokens = figures.contextWindow;
+}
+
+std::string nameOf(const std::filesystem::path& folder) {
+  return folder.has_filename() ? folder.filename().string() : folder.string();
+}
+
+std::optional<std::filesystem::path> projectFolderOf(const SessionOutline& outline) {
+  std::filesystem::path folder = std::filesystem::path(outline.workingDirectory).lexically_normal();
+  if (!folder.is_absolute()) return std::nullopt;
+  return folder.has_filename() || folder == folder.root_path() ? folder : folder.parent_path();
+}
+
+class SessionImport {
+ public:
+  SessionImport(Application& application, SessionImportOptions options)
+      : application_(application),
+        options_(std::move(options)),
+        imports_(TranscriptImport::make(application.modelContainer())) {}
+
+  awaitable<SessionImportResult> run() {
+    SessionListing listing = listSessions(options_.agent, options_.from);
+    result_.skipped = std::move(listing.skipped);
+    result_.sessions = std::ssize(listing.sessions);
+    std::int64_t done = 0;
+    for (const ListedSession& session : listing.sessions) {
+      if (options_.onProgress) options_.onProgress({.done = done++, .all = result_.sessions});
+      std::string reason;
+      try {
+        co_await take(session);
+      } catch (const std::filesystem::filesystem_error& error) {
+        reason = error.code().message();
+      }
+      if (!reason.empty()) skip(session, std::move(reason));
+    }
+    co_return std::move(result_);
+  }
+
+ private:
+  using Known = std::optional<KnownSession>;
+
+  awaitable<void> take(const ListedSession& session) {
+    const Known known = co_await imports_->knownSession(options_.agent, session.id);
+    if (known && !known->imported) {
+      ++result_.known;
+      co_return;
+    }
+    if (known && isUnchanged(session, *known->imported)) {
+      ++result_.known;
+      co_return;
+    }
+    SessionTranscript transcript(session, openSession(options_.agent, session));
+    tell(session, transcript);
+    if (!transcript.outline().isLastTurnOver && isRecent(transcript.outline().lastAt)) {
+      transcript.dropLastTurn();
+      skip(session, "its last turn has not ended; another import brings it in");
+    }
+    if (known) {
+      co_await grow(session, *known, transcript);
+    } else {
+      co_await create(session, transcript);
+    }
+  }
+
+  static bool isUnchanged(const ListedSession& session, const ImportedSession& imported) {
+    const SessionFile file(session.files.back().path);
+    const ImportedState state = parseImportedState(imported.state);
+    // Where the listing has no title, it is in the file.
+    return file.inode() == imported.inode && file.size() == imported.byteOffset && file.size() == state.size &&
+           pathOf(session) == imported.file && session.isArchived == state.isArchived &&
+           (!session.title || session.title == state.title);
+  }
+
+  static std::filesystem::path pathOf(const ListedSession& session) {
+    return std::filesystem::absolute(session.files.back().path).lexically_normal();
+  }
+
+  bool isRecent(std::optional<Timestamp> at) const {
+    const Timestamp now = application_.modelContainer()->clock().now();
+    return at && *at <= now && *at + kQuietTime > now;
+  }
+
+  void tell(const ListedSession& session, const SessionTranscript& transcript) {
+    const SessionOutline& outline = transcript.outline();
+    for (const auto& [type, count] : outline.unknownTypes) {
+      skip(session, fmt::format("{} of the unknown type \"{}\"", counted(count, "record"), oneLine(type)));
+    }
+    if (outline.brokenLines > 0)
+      skip(session, fmt::format("{} that cannot be read", counted(outline.brokenLines, "line")));
+    if (outline.hasTalk && outline.records.empty()) skip(session, "none of its records has a place in a conversation");
+    if (transcript.endOfNewestFile() < transcript.newestFile().size()) {
+      skip(session, "its last line is not whole; another import brings it in");
+    }
+  }
+
+  static std::string counted(int count, std::string_view what) {
+    return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+  }
+
+  void skip(const ListedSession& session, std::string reason) {
+    SkippedSession skipped{.file = session.files.back().path, .reason = std::move(reason)};
+    if (std::ranges::count(result_.skipped, skipped) == 0) result_.skipped.push_back(std::move(skipped));
+  }
+
+  static ImportedSession imported(AgentType agent, const ListedSession& session, const SessionTranscript& transcript) {
+    const SessionFile& file = transcript.newestFile();
+    const auto& title = transcript.outline().title;
+    return {
+        .agent = agent,
+        .sessionId = session.id,
+        .file = pathOf(session),
+        .inode = file.inode(),
+        .byteOffset = transcript.endOfNewestFile(),
+        .state = importedStateText(
+            {.size = file.size(), .title = session.title ? session.title : title, .isArchived = session.isArchived})};
+  }
+
+  awaitable<void> create(const ListedSession& session, SessionTranscript& transcript) {
+    const SessionOutline& outline = transcript.outline();
+    const SessionFigures figures = transcript.lastFigures();
+    if (!figures.hasItems) co_return;
+    const auto folder = projectFolderOf(outline);
+    if (!folder) co_return skip(session, "it does not say in which folder it was");
+    const Project project = co_await application_.projects().create(*folder, nameOf(*folder));
+    const std::optional<std::string>& title = session.title ? session.title : outline.title;
+    const Timestamp begunAt = outline.begunAt.value_or(outline.records.front().at);
+    Conversation conversation{.id = {},
+                              .project = project.id,
+                              .agent = co_await agent(),
+                              .agentResumedSessionId = session.id,
+                              .createdAt = begunAt,
+                              .lastActivityAt = outline.lastAt.value_or(begunAt),
+                              .lastPromptAt = std::max(transcript.lastPromptAt(), begunAt),
+                              .archived = session.isArchived,
+                              .title = title ? titleFrom(*title) : std::nullopt};
+    apply(figures, conversation);
+    const auto items = std::make_shared<ItemStream>(transcript, nullptr, false);
+    const auto created = co_await imports_->create(
+        std::move(conversation), [items] { return items->next(); }, imported(options_.agent, session, transcript));
+    if (!created) co_return;
+    ++result_.conversations;
+    result_.items += created->items;
+  }
+
+  awaitable<void> grow(const ListedSession& session, const KnownSession& known, SessionTranscript& transcript) {
+    const ImportedSession& before = *known.imported;
+    const ImportedSession after = imported(options_.agent, session, transcript);
+    const bool isReadAnew = after.inode != before.inode || transcript.newestFile().size() < before.byteOffset;
+    if (!isReadAnew) transcript.dropBefore(before.byteOffset);
+    const auto summary = co_await application_.conversations().conversation(known.conversation);
+    if (!summary) co_return;
+    const Conversation& kept = summary->conversation;
+    Conversation conversation = kept;
+
+    const auto stored = std::make_shared<StoredTurns>(options_.agent);
+    co_await readStored(known.conversation, *stored);
+    const SessionOutline& outline = transcript.outline();
+    if (!outline.records.empty() && outline.lastAt.value_or(Timestamp{}) > conversation.lastActivityAt) {
+      apply(transcript.lastFigures(), conversation);
+      conversation.lastActivityAt = *outline.lastAt;
+      conversation.lastPromptAt = std::max(conversation.lastPromptAt, transcript.lastPromptAt());
+    }
+    const ImportedState stateBefore = parseImportedState(before.state);
+    retitle(conversation, stateBefore.title, parseImportedState(after.state).title);
+    const auto items = std::make_shared<ItemStream>(transcript, stored.get(), isReadAnew);
+    const auto added = co_await imports_->append({.before = kept,
+                                                  .after = std::move(conversation),
+                                                  .readBefore = before,
+                                                  .read = after,
+                                                  .results = [items] { return items->takeStrayResults(); }},
+                                                 [items, stored] { return items->next(); });
+    result_.items += added.value_or(0);
+    ++(added.value_or(0) > 0 ? result_.grown : result_.known);
+    // What the agent has put into its archive since the last import, or taken out of it.
+    if (!added || session.isArchived == stateBefore.isArchived) co_return;
+    if (session.isArchived) {
+      co_await application_.conversations().archiveConversation(known.conversation);
+    } else {
+      co_await application_.conversations().unarchiveConversation(known.conversation);
+    }
+  }
+
+  awaitable<void> readStored(ConversationId conversation, StoredTurns& stored) {
+    std::optional<ConversationItemId> last;
+    for (;;) {
+      const auto page = co_await application_.transcripts().page(conversation, last, PageDirection::after, kPage);
+      for (const ConversationItem& item : page) stored.add(item);
+      if (std::ssize(page) < kPage) co_return;
+      last = page.back().id;
+    }
+  }
+
+  /// The agent's new title, where the user gave none here.
+  static void retitle(Conversation& conversation, const std::optional<std::string>& before,
+                      const std::optional<std::string>& after) {
+    const bool isOfAgent = !conversation.title || (before && conversation.title == titleFrom(*before));
+    if (isOfAgent && after) conversation.title = titleFrom(*after);
+  }
+
+  awaitable<AgentId> agent() {
+    if (agent_) co_return *agent_;
+    for (const Agent& agent : co_await application_.agents().agents()) {
+      if (agent.type == options_.agent && (!agent_ || agent.enabled)) {
+        agent_ = agent.id;
+        if (agent.enabled) break;
+      }
+    }
+    if (!agent_) {
+      const auto located = findAgents(searchPath());
+      const auto found = std::ranges::find(located, options_.agent, &LocatedAgent::type);
+      // Without a path, the login shell's own search finds it.
+      const Agent added = co_await application_.agents().createAgent(
+          options_.agent, found == located.end() ? std::string() : found->path, builtInModels(options_.agent));
+      agent_ = added.id;
+    }
+    co_return *agent_;
+  }
+
+  static std::string searchPath() {
+    const char* path = std::getenv("PATH");
+    return path ? path : "";
+  }
+
+  Application& application_;
+  SessionImportOptions options_;
+  std::shared_ptr<TranscriptImport> imports_;
+  SessionImportResult result_;
+  std::optional<AgentId> agent_;
+};
+
+}  // namespace
+
+awaitable<SessionImportResult> importSessions(Application& application, SessionImportOptions options) {
+  SessionImport import(application, std::move(options));
+  co_return co_await import.run();
+}
+
+}  // namespace ravant
