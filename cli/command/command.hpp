@@ -19,6 +19,8 @@ enum class ValueKind {
   folder,
   agent,
   agentType,
+  sessionAgent,  ///< an agent type that keeps sessions which can be brought in
+  searchKind,
   provider,
   settingKey,
   repository,  ///< `owner/name`
@@ -29,6 +31,7 @@ enum class ValueKind {
   filterDraft,
   issuesOrder,
   pinService,
+  exportFormat,
 };
 
 enum class Occurrence { once, atMostOnce, atLeastOnce, any };
@@ -100,6 +103,8 @@ CommandGroup pinCommands();
 CommandGroup processCommands();
 CommandGroup settingsCommands();
 Command runCommand();
+Command paletteCommand();
 Command doctorCommand();
+Command importCommand();
 
 }  // namespace ravant::cli

@@ -1,9 +1,12 @@
 #include "agent/ravant_provider.hpp"
 #include "app/known_settings.hpp"
+#include "app/session_folders.hpp"
+#include "app/transfer/conversation_export.hpp"
 #include "cli/command/command.hpp"
 #include "core/agent_type.hpp"
 #include "core/integrations/github_content_filter.hpp"
 #include "core/integrations/linear_integration.hpp"
+#include "core/store/search_reader.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -19,7 +22,7 @@ std::vector<std::string> rawValuesOf() {
 
 const std::vector<CommandGroup>& commandGroups() {
   static const std::vector<CommandGroup> groups = {
-      {.name = {}, .summary = {}, .commands = {runCommand(), doctorCommand()}},
+      {.name = {}, .summary = {}, .commands = {runCommand(), paletteCommand(), doctorCommand(), importCommand()}},
       projectCommands(),
       agentCommands(),
       modelCommands(),
@@ -58,6 +61,14 @@ std::vector<std::string> knownWords(ValueKind kind) {
     case ValueKind::agentType:
       for (const AgentType type : kAgentTypes) words.emplace_back(rawValue(type));
       break;
+    case ValueKind::sessionAgent:
+      for (const AgentType type : kAgentTypes) {
+        if (keepsSessions(type)) words.emplace_back(rawValue(type));
+      }
+      break;
+    case ValueKind::searchKind:
+      for (const SearchKind known : kSearchKinds) words.emplace_back(rawValue(known));
+      break;
     case ValueKind::provider:
       for (const RavantProvider provider : kRavantProviders) words.emplace_back(rawValue(provider));
       break;
@@ -79,6 +90,9 @@ std::vector<std::string> knownWords(ValueKind kind) {
       break;
     case ValueKind::pinService:
       words = {"github", "linear"};
+      break;
+    case ValueKind::exportFormat:
+      for (const ExportFormat format : kExportFormats) words.emplace_back(rawValue(format));
       break;
     case ValueKind::text:
     case ValueKind::count:
@@ -103,6 +117,8 @@ std::vector<std::string_view> valueNames(const OptionDescription& option) {
 bool allowsKnownWordsOnly(ValueKind kind) {
   switch (kind) {
     case ValueKind::agentType:
+    case ValueKind::sessionAgent:
+    case ValueKind::searchKind:
     case ValueKind::filterInvolvement:
     case ValueKind::filterState:
     case ValueKind::filterReview:
@@ -110,6 +126,7 @@ bool allowsKnownWordsOnly(ValueKind kind) {
     case ValueKind::filterDraft:
     case ValueKind::issuesOrder:
     case ValueKind::pinService:
+    case ValueKind::exportFormat:
       return true;
     case ValueKind::text:
     case ValueKind::count:

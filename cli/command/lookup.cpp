@@ -11,6 +11,7 @@
 #include "cli/output/command_error.hpp"
 #include "cli/output/conversation_text.hpp"
 #include "cli/output/github_text.hpp"
+#include "core/conversation_state.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {
@@ -46,7 +47,7 @@ std::optional<std::string> digitsOfId(std::string_view word) {
 }
 
 std::string describe(const ConversationSummary& summary) {
-  return fmt::format("{} ({})", summary.conversation.id.text(), titleOf(summary));
+  return fmt::format("{} ({})", summary.conversation.id.text(), displayTitle(summary));
 }
 
 /// Those of that id or type.

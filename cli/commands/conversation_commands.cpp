@@ -4,13 +4,18 @@
 
 #include "cli/command/command.hpp"
 #include "cli/command/lookup.hpp"
+#include "cli/command/seen_mark.hpp"
 #include "cli/command/user_input.hpp"
+#include "cli/commands/conversation_transfer_commands.hpp"
+#include "cli/commands/search_commands.hpp"
 #include "cli/output/command_error.hpp"
 #include "cli/output/conversation_text.hpp"
 #include "cli/output/json_form.hpp"
 #include "cli/output/local_time.hpp"
 #include "cli/output/terminal_text.hpp"
 #include "cli/output/transcript_text.hpp"
+#include "core/conversation_state.hpp"
+#include "core/store/transcript_pages.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {
@@ -21,11 +26,11 @@ std::string agentWord(const ConversationSummary& summary) {
 }
 
 std::string titleColumn(const ConversationSummary& summary) {
-  std::string text = titleOf(summary);
+  std::string text = displayTitle(summary);
   const auto& item = summary.conversation.workItem;
   if (item && item->name != text) text = fmt::format("{} · {}", item->name, text);
   if (summary.conversation.archived) text += " (archived)";
-  return text;
+  return text + stateMark(summary);
 }
 
 awaitable<void> show(CommandContext& context, ConversationId id, std::string_view what) {
@@ -34,7 +39,8 @@ awaitable<void> show(CommandContext& context, ConversationId id, std::string_vie
   if (context.wantsJson()) {
     context.output.json(jsonForm(*summary));
   } else {
-    context.output.line(oneLine(fmt::format("{} {} ({})", what, titleOf(*summary), shortId(summary->conversation.id))));
+    context.output.line(
+        oneLine(fmt::format("{} {} ({})", what, displayTitle(*summary), shortId(summary->conversation.id))));
   }
 }
 
@@ -65,49 +71,87 @@ awaitable<ExitStatus> list(CommandContext& context, Arguments arguments) {
   co_return ExitStatus::done;
 }
 
-/// `firstPrompt` is the one that the first item came of.
-void showText(CommandContext& context, const ConversationSummary& summary, const std::vector<ConversationItem>& items,
-              const std::optional<ConversationItem>& firstPrompt, RawRecords records) {
+void showHead(CommandContext& context, const ConversationSummary& summary) {
   const Style& style = context.output.style();
   const Conversation& conversation = summary.conversation;
-  context.output.line(style.bold(oneLine(titleOf(summary))));
+  context.output.line(style.bold(oneLine(displayTitle(summary))));
   context.output.line(style.dim(oneLine(fmt::format("{} · {} · {} · {}", conversation.id.text(), summary.projectName,
                                                     agentWord(summary), localTime(conversation.createdAt)))));
   if (const auto& item = conversation.workItem) {
     context.output.line(style.dim(oneLine(fmt::format("{} · {}", item->name, item->url))));
   }
-  std::string end = firstPrompt ? endText(*firstPrompt, style) : std::string();  // of the latest prompt
+}
+
+/// How the latest prompt ended stands behind what came of it. Returns the last item that was shown, unless something
+/// unread stands before the first.
+awaitable<std::optional<ConversationItemId>> showText(CommandContext& context, ConversationSummary summary,
+                                                      TranscriptPages pages, RawRecords records,
+                                                      std::optional<ConversationItemId> firstUnread) {
+  const Style& style = context.output.style();
+  showHead(context, summary);
+  std::string end;  // of the latest prompt
   const auto showEnd = [&](std::string next) {
     const std::string text = std::exchange(end, std::move(next));
     if (!text.empty()) context.output.line("");
     context.output.write(text);
   };
-  for (const ConversationItem& item : items) {
-    const bool isNextPrompt = kindOf(item) == ConversationItemKind::userMessage && &item != &items.front();
-    if (isNextPrompt) showEnd(endText(item, style));
-    context.output.line("");
-    context.output.write(records == RawRecords::included ? rawText(item) : itemText(item, style, ToolOutput::complete));
+  std::optional<ConversationItemId> last;
+  bool hasShownUnread = !firstUnread;
+  for (auto page = co_await pages.next(); !page.empty(); page = co_await pages.next()) {
+    for (ConversationItem& item : page) {
+      hasShownUnread = hasShownUnread || item.id == firstUnread;
+      if (!std::exchange(last, item.id)) {
+        const auto prompt = co_await context.application().transcripts().promptOf(item.id);
+        if (prompt) end = endText(*prompt, style);
+      } else if (kindOf(item) == ConversationItemKind::userMessage) {
+        showEnd(endText(item, style));
+      }
+      context.output.line("");
+      context.output.write(records == RawRecords::included ? rawText(item)
+                                                           : itemText(item, style, ToolOutput::complete));
+      item = {};
+    }
+    context.output.flush();
   }
   showEnd({});
-  if (const std::string usage = usageText(conversation); !usage.empty()) {
+  if (const std::string usage = usageText(summary.conversation); !usage.empty()) {
     context.output.line("");
     context.output.line(style.dim(usage));
   }
+  co_return hasShownUnread ? last : std::nullopt;
+}
+
+awaitable<void> showJson(CommandContext& context, ConversationSummary summary, TranscriptPages pages,
+                         RawRecords records) {
+  context.output.write("{\"conversation\":");
+  context.output.jsonPart(jsonForm(summary));
+  context.output.write(",\"items\":[");
+  bool isFirst = true;
+  for (auto page = co_await pages.next(); !page.empty(); page = co_await pages.next()) {
+    for (ConversationItem& item : page) {
+      if (!std::exchange(isFirst, false)) context.output.write(",");
+      context.output.jsonPart(jsonForm(item, records));
+      item = {};
+    }
+    context.output.flush();
+  }
+  context.output.line("]}");
 }
 
 awaitable<ExitStatus> showTranscript(CommandContext& context, Arguments arguments) {
   const ConversationSummary summary = co_await findConversation(context.application(), arguments.text("CONV"));
-  const std::vector<ConversationItem> items =
-      co_await context.application().transcripts().items(summary.conversation.id, arguments.count("--last"));
+  const ConversationId id = summary.conversation.id;
+  TranscriptReader& reader = context.application().transcripts();
+  std::optional<ConversationItemId> before;
+  if (const auto last = arguments.count("--last")) before = co_await reader.beforeLast(id, *last);
+  const TranscriptPages pages(reader, id, before);
   const RawRecords records = arguments.has("--raw") ? RawRecords::included : RawRecords::left;
   if (context.wantsJson()) {
-    json::array forms;
-    for (const ConversationItem& item : items) forms.push_back(jsonForm(item, records));
-    context.output.json(json::object{{"conversation", jsonForm(summary)}, {"items", std::move(forms)}});
+    co_await showJson(context, summary, pages, records);
   } else {
-    const auto firstPrompt =
-        items.empty() ? std::nullopt : co_await context.application().transcripts().promptOf(items.front().id);
-    showText(context, summary, items, firstPrompt, records);
+    const auto firstUnread = co_await context.application().conversations().firstUnread(id);
+    const auto last = co_await showText(context, summary, pages, records, firstUnread);
+    if (last) co_await markSeen(context.application(), id, *last);
     if (co_await context.application().conversations().isRunElsewhere(summary.conversation.id)) {
       context.output.line(context.output.style().dim("A prompt is running in this conversation."));
     }
@@ -139,13 +183,13 @@ awaitable<ExitStatus> unarchive(CommandContext& context, Arguments arguments) {
 
 awaitable<ExitStatus> remove(CommandContext& context, Arguments arguments) {
   const ConversationSummary summary = co_await findConversation(context.application(), arguments.text("CONV"));
-  confirm(arguments,
-          oneLine(fmt::format("Delete the conversation {} with its entries ({})?", titleOf(summary), summary.items)));
+  confirm(arguments, oneLine(fmt::format("Delete the conversation {} with its entries ({})?", displayTitle(summary),
+                                         summary.items)));
   co_await context.application().conversations().deleteConversation(summary.conversation.id);
   if (context.wantsJson()) {
     context.output.json(jsonForm(summary));
   } else {
-    context.output.line(oneLine(fmt::format("Deleted {}", titleOf(summary))));
+    context.output.line(oneLine(fmt::format("Deleted {}", displayTitle(summary))));
   }
   co_return ExitStatus::done;
 }
@@ -175,6 +219,8 @@ CommandGroup conversationCommands() {
                {{.name = "--last", .value = "N", .description = "Only the last N entries", .kind = ValueKind::count},
                 {.name = "--raw", .description = "The agent's own records too"}},
            .run = showTranscript},
+          searchCommand(),
+          findCommand(),
           {.name = "rename",
            .summary = "Give a conversation a title",
            .description = "An empty title takes the present one away.",
@@ -187,7 +233,9 @@ CommandGroup conversationCommands() {
            .description = "Asks first on a terminal.",
            .positionals = {conversation},
            .options = {{.name = "--yes", .description = "Do not ask"}},
-           .run = remove}}};
+           .run = remove},
+          exportCommand(),
+          conversationImportCommand()}};
 }
 
 }  // namespace ravant::cli

@@ -1,6 +1,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <chrono>
 
 #include "app/doctor.hpp"
 #include "cli/command/command.hpp"
@@ -9,6 +10,8 @@
 
 namespace ravant::cli {
 namespace {
+
+constexpr std::chrono::seconds kTellInterval{5};
 
 json::array agentForms(const Findings& findings) {
   json::array forms;
@@ -30,6 +33,8 @@ json::object storeForm(const StoreFindings& store) {
   if (store.bytes) form.emplace("bytes", *store.bytes);
   if (store.version) form.emplace("version", *store.version);
   if (store.integrity) form.emplace("integrity", *store.integrity);
+  if (store.unindexed) form.emplace("unindexed", *store.unindexed);
+  if (store.outdated) form.emplace("outdated", *store.outdated);
   form.emplace("leftovers", store.leftovers);
   return form;
 }
@@ -99,6 +104,13 @@ void showText(Output& output, const Findings& findings) {
   }
   table.add({"Settings", findings.settingsFile.string(), ""});
   table.add({"Store", storeWords(findings.store), ""});
+  if (const auto& unindexed = findings.store.unindexed) {
+    std::string words = *unindexed == 0 ? "current" : fmt::format("lacks about {} entries", *unindexed);
+    if (const std::int64_t outdated = findings.store.outdated.value_or(0); outdated > 0) {
+      words += fmt::format("; has words of {} that are gone or changed (ravant doctor --rebuild-index)", outdated);
+    }
+    table.add({"Search index", words, ""});
+  }
   output.write(table.text(output.style()));
   if (findings.store.leftovers > 0) {
     output.line(fmt::format("\nKilled programs of Ravant whose leftovers were ended: {}.", findings.store.leftovers));
@@ -114,7 +126,24 @@ void showText(Output& output, const Findings& findings) {
   }
 }
 
-awaitable<ExitStatus> run(CommandContext& context, Arguments) {
+awaitable<ExitStatus> rebuildIndex(CommandContext& context) {
+  auto told = std::chrono::steady_clock::now();
+  const std::int64_t entries = co_await Doctor(context.locations).rebuildSearchIndex([&](std::int64_t left) {
+    const auto now = std::chrono::steady_clock::now();
+    if (now - told < kTellInterval) return;
+    told = now;
+    context.note(fmt::format("About {} entries are left.", left));
+  });
+  if (context.wantsJson()) {
+    context.output.json(json::object{{"entries", entries}});
+  } else {
+    context.output.line(fmt::format("The search index was made anew, of {} entries.", entries));
+  }
+  co_return ExitStatus::done;
+}
+
+awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
+  if (arguments.has("--rebuild-index")) co_return co_await rebuildIndex(context);
   const Findings findings = co_await Doctor(context.locations).examine();
   if (context.wantsJson()) {
     context.output.json(jsonForm(findings));
@@ -134,6 +163,7 @@ Command doctorCommand() {
               "the keys, the "
               "settings and the whole store, and at what agents started that still runs. Exits with 1 when something "
               "is wrong.",
+          .options = {{.name = "--rebuild-index", .description = "Only fill the search index from nothing"}},
           .needs = Needs::nothing,
           .run = run};
 }

@@ -3,6 +3,7 @@
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/this_coro.hpp>
 
+#include "cli/command/seen_mark.hpp"
 #include "cli/output/command_error.hpp"
 
 namespace ravant::cli {
@@ -22,6 +23,8 @@ awaitable<RunEnd> PromptRun::run() {
   co_await (cancelWhenInterrupted() && submit() && follow() && keepTime());
   if (!isReaderStalled_) output_->finished(error_ ? PromptEndReason::failed : reason_);
   if (error_) std::rethrow_exception(error_);
+  const bool hasReader = !context_.wantsJson() && context_.output.isTerminal() && !isReaderStalled_;
+  if (hasReader) co_await markSeen(context_.application(), submission_.conversation, follower_->shownItem());
   co_return RunEnd{.reason = reason_, .failure = follower_->failure()};
 }
 

@@ -107,6 +107,12 @@ awaitable<Destination> findDestination(Application& application, const Arguments
 awaitable<Agent> agentOf(Application& application, const ConversationSummary& summary,
                          std::optional<std::string> word) {
   const std::string name = shortId(summary.conversation.id);
+  if (const auto type = summary.conversation.foreignAgentType) {
+    throw CommandError(
+        fmt::format("the agent of the conversation {0}, {1}, is not registered; add it with: ravant agent "
+                    "add {1}",
+                    name, rawValue(*type)));
+  }
   if (!summary.conversation.agent) {
     throw CommandError(fmt::format("the agent of the conversation {} was removed; begin a new one", name));
   }
@@ -156,15 +162,6 @@ awaitable<std::string> chooseModel(Application& application, const Destination& 
       fmt::format("the agent {0} has no enabled model; add one with: ravant model add {0} SLUG", rawValue(agent.type)));
 }
 
-/// The conversation's last effort, where the model takes it.
-awaitable<std::optional<std::string>> lastEffort(Application& application, Conversation conversation, Agent agent,
-                                                 std::string slug) {
-  auto effort = conversation.lastUsedEffortRawValue;
-  const auto efforts = co_await effortsOf(application.agents(), agent, slug);
-  if (effort && efforts && std::ranges::count(*efforts, *effort) == 0) effort.reset();
-  co_return effort;
-}
-
 awaitable<PromptSubmission> prepareSubmission(CommandContext& context, Arguments arguments, std::string prompt) {
   Application& application = context.application();
   const Destination destination = co_await findDestination(application, arguments);
@@ -190,7 +187,7 @@ awaitable<PromptSubmission> prepareSubmission(CommandContext& context, Arguments
     submission.conversation = conversation.id;
     submission.resumedSessionId = conversation.agentResumedSessionId;
     if (!submission.effort) {
-      submission.effort = co_await lastEffort(application, conversation, agent, submission.model);
+      submission.effort = co_await lastEffort(application.agents(), conversation, agent, submission.model);
     }
   } else {
     const auto made = co_await application.conversations().createConversation(

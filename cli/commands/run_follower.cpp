@@ -80,6 +80,7 @@ awaitable<void> RunFollower::showAll() {
 void RunFollower::showItem(ConversationItem item) {
   if (item.id <= shownItem_) return;
   shownItem_ = item.id;
+  item.rawJSON = std::string();  // which is as large as the text
   if (auto* group = std::get_if<ToolInvocationGroup>(&item.detail)) {
     shownGroups_.insert(item.id);
     group->invocations.clear();

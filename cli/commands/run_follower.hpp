@@ -22,6 +22,9 @@ class RunFollower {
   /// throws.
   awaitable<void> follow(std::shared_ptr<ChangeSubscription> subscription);
 
+  /// The last item that was shown, or was there before the run.
+  ConversationItemId shownItem() const { return shownItem_; }
+
   /// The text of the run's failure item, when there is one.
   const std::optional<std::string>& failure() const { return failure_; }
 

@@ -1,7 +1,10 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "app/known_settings.hpp"
 #include "app/services.hpp"
+#include "app/window_settings.hpp"
 #include "cli/command/command.hpp"
 #include "cli/output/terminal_text.hpp"
 
@@ -34,6 +37,26 @@ void showAll(CommandContext& context, const SettingsFile& settings) {
   context.output.write(table.text(context.output.style()));
 }
 
+/// The faults of the keys as they stand in the file; none where it cannot be read, which whoever changes it will tell.
+std::vector<KeybindingFault> presentFaults(SettingsFile& settings) try {
+  settings.load();
+  return keybindingsOf(settings).faults();
+} catch (const SettingsError&) {
+  return {};
+}
+
+/// Says whether the keys that were just changed count, and which other commands lost theirs.
+void warnOfKeys(CommandContext& context, const SettingsFile& settings, const std::string& key,
+                const std::vector<KeybindingFault>& before) {
+  for (const KeybindingFault& fault : keybindingsOf(settings).faults()) {
+    const bool isOfKey = fmt::format("{}.{}", setting::kKeybindings, fault.command) == key;
+    const bool isNew = std::ranges::none_of(before, [&](const KeybindingFault& known) {
+      return known.command == fault.command && known.words == fault.words;
+    });
+    if (isOfKey || isNew) context.warn(fault.words);
+  }
+}
+
 awaitable<ExitStatus> get(CommandContext& context, Arguments arguments) {
   SettingsFile settings = openSettings(context);
   settings.load();
@@ -48,16 +71,22 @@ awaitable<ExitStatus> get(CommandContext& context, Arguments arguments) {
 awaitable<ExitStatus> set(CommandContext& context, Arguments arguments) {
   SettingsFile settings = openSettings(context);
   const std::string& key = arguments.text("KEY");
+  const SettingDescription& setting = settings.description(key);
   checkAddressSetting(key, arguments.text("VALUE"));
-  settings.set(key, settingFromText(settings.description(key), arguments.text("VALUE")));
+  const std::vector<KeybindingFault> before = presentFaults(settings);
+  settings.set(key, settingFromText(setting, checkedKeysSetting(key, arguments.text("VALUE"))));
+  warnOfKeys(context, settings, key, before);
   if (context.wantsJson()) showOne(context, settings, key);
   co_return ExitStatus::done;
 }
 
 awaitable<ExitStatus> reset(CommandContext& context, Arguments arguments) {
   SettingsFile settings = openSettings(context);
-  settings.reset(arguments.text("KEY"));
-  if (context.wantsJson()) showOne(context, settings, arguments.text("KEY"));
+  const std::string& key = arguments.text("KEY");
+  const std::vector<KeybindingFault> before = presentFaults(settings);
+  settings.reset(key);
+  warnOfKeys(context, settings, key, before);
+  if (context.wantsJson()) showOne(context, settings, key);
   co_return ExitStatus::done;
 }
 

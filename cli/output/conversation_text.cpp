@@ -1,6 +1,8 @@
 #include "cli/output/conversation_text.hpp"
 
-#include "platform/text/text.hpp"
+#include <fmt/format.h>
+
+#include "core/conversation_state.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -9,11 +11,20 @@ constexpr std::size_t kShortIdSize = 8;
 
 }  // namespace
 
-std::string titleOf(const ConversationSummary& summary) {
-  if (summary.conversation.title) return *summary.conversation.title;
-  if (!summary.firstWords) return "untitled";
-  const std::string_view words = trimmed(*summary.firstWords);
-  return std::string(words.substr(0, words.find('\n')));
+std::string stateMark(const ConversationSummary& summary) {
+  const ConversationState state = stateOf(summary);
+  switch (state) {
+    case ConversationState::failed:
+    case ConversationState::running:
+    case ConversationState::interrupted:
+      return fmt::format(" ({})", rawValue(state));
+    case ConversationState::unread:
+      return fmt::format(" ({} unread)", summary.unread);
+    case ConversationState::draft:
+    case ConversationState::quiet:
+      return {};
+  }
+  __builtin_unreachable();
 }
 
 std::string shortId(const ConversationId& id) { return id.text().substr(0, kShortIdSize); }

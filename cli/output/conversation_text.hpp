@@ -6,8 +6,8 @@
 
 namespace ravant::cli {
 
-/// The conversation's title, or the first line of its first prompt.
-std::string titleOf(const ConversationSummary& summary);
+/// What stands behind the title where there is something to look at: " (failed)", " (3 unread)".
+std::string stateMark(const ConversationSummary& summary);
 
 /// The start of an id that people read and type.
 std::string shortId(const ConversationId& id);

@@ -1,5 +1,6 @@
 #include "cli/output/json_form.hpp"
 
+#include "core/conversation_state.hpp"
 #include "platform/clock/clock.hpp"
 
 namespace ravant::cli {
@@ -139,6 +140,8 @@ json::object jsonForm(const ConversationSummary& summary) {
   addIfPresent(object, "title", conversation.title);
   addIfPresent(object, "workItem", conversation.workItem);
   object.emplace("items", summary.items);
+  object.emplace("unread", summary.unread);
+  object.emplace("state", rawValue(stateOf(summary)));
   return object;
 }
 

@@ -43,10 +43,21 @@ std::string Style::wrapped(std::string_view code, std::string_view text) const {
   return fmt::format("\x1b[{}m{}\x1b[0m", code, text);
 }
 
+bool Output::isTerminal() const { return ::isatty(descriptor_) == 1; }
+
 std::optional<std::size_t> Output::terminalWidth() const {
   if (!isCapableTerminal(descriptor_)) return std::nullopt;
   return columnsOf(descriptor_).value_or(kUsualWidth);
 }
+
+void Output::json(const json::value& value) {
+  std::string text = terminalSafeJson(compactJson(value));
+  if (!pending_.empty()) return line(text);
+  pending_ = std::move(text);
+  pending_ += '\n';
+}
+
+void Output::jsonPart(const json::value& value) { write(terminalSafeJson(compactJson(value))); }
 
 void Output::flush() {
   const std::string text = std::exchange(pending_, {});

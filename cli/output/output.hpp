@@ -47,13 +47,17 @@ class Output {
   Output(int descriptor, Style style) : descriptor_(descriptor), style_(style) {}
 
   const Style& style() const { return style_; }
+  /// Whether somebody reads along.
+  bool isTerminal() const;
   /// Of a terminal whose lines can be rewritten, in columns as of now; nothing for any other output.
   std::optional<std::size_t> terminalWidth() const;
   /// The text is harmless to a terminal already.
   void write(std::string_view text) { pending_ += text; }
   void line(std::string_view text) { pending_.append(text) += '\n'; }
   /// One value on one line, harmless to a terminal.
-  void json(const json::value& value) { line(terminalSafeJson(compactJson(value))); }
+  void json(const json::value& value);
+  /// The same inside a line, for a value that is written as it is read.
+  void jsonPart(const json::value& value);
   void flush();
 
  private:

@@ -60,7 +60,7 @@ class JsonRunOutput final : public RunOutput {
     if (state.kind == RunState::Kind::retrying) event.emplace("reason", state.reason);
     if (state.until) event.emplace("until", iso8601(*state.until));
     if (state.invocation) event.emplace("invocation", state.invocation->text());
-    write(event);
+    write(std::move(event));
   }
 
   void usage(const ConversationSummary& conversation) override {
@@ -70,8 +70,8 @@ class JsonRunOutput final : public RunOutput {
   void finished(PromptEndReason reason) override { write({{"event", "finished"}, {"reason", rawValue(reason)}}); }
 
  private:
-  void write(const json::object& event) {
-    output_.json(event);
+  void write(json::object event) {
+    output_.json(std::move(event));
     output_.flush();
   }
 

@@ -67,19 +67,20 @@ TEST_P(Completion, InFish) {
 
 INSTANTIATE_TEST_SUITE_P(
     Lines, Completion,
-    testing::Values(CompletionCase{"commands", "ravant ",
-                                   "run doctor project agent model conversation git key github linear pin process "
-                                   "settings"},
-                    CompletionCase{"in_group", "ravant project re", "rename remove reorder"},
-                    CompletionCase{"types", "ravant agent add c", "codex claude cursor"},
-                    CompletionCase{"option", "ravant run --mo", "--model"},
-                    CompletionCase{"value", "ravant run --agent ", "ravant codex claude pi cursor"},
-                    CompletionCase{"facet", "ravant github query --repo a/b --state ", "open merged closed"},
-                    CompletionCase{"service", "ravant pin add ", "github linear"},
-                    CompletionCase{"service_once", "ravant pin add github ", ""},
-                    CompletionCase{"options_of_that_command", "ravant pin add github --to", ""},
-                    CompletionCase{"behind_a_value", "ravant pin add --title github ", "github linear"},
-                    CompletionCase{"behind_options", "ravant --data-dir /tmp settings get s", "shell.startSeconds"}),
+    testing::Values(
+        CompletionCase{"commands", "ravant ",
+                       "run palette doctor import project agent model conversation git key github linear pin process "
+                       "settings"},
+        CompletionCase{"in_group", "ravant project re", "rename remove reorder"},
+        CompletionCase{"types", "ravant agent add c", "codex claude cursor"},
+        CompletionCase{"option", "ravant run --mo", "--model"},
+        CompletionCase{"value", "ravant run --agent ", "ravant codex claude pi cursor"},
+        CompletionCase{"facet", "ravant github query --repo a/b --state ", "open merged closed"},
+        CompletionCase{"service", "ravant pin add ", "github linear"},
+        CompletionCase{"service_once", "ravant pin add github ", ""},
+        CompletionCase{"options_of_that_command", "ravant pin add github --to", ""},
+        CompletionCase{"behind_a_value", "ravant pin add --title github ", "github linear"},
+        CompletionCase{"behind_options", "ravant --data-dir /tmp settings get s", "shell.startSeconds"}),
     [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Manual, ZshTakesItsCompletions) {

@@ -33,10 +33,7 @@ const std::vector<std::string> kRun = {"run", "--agent", "ravant", "--model", "d
 
 class BuiltInAgent : public testing::Test {
  protected:
-  BuiltInAgent() {
-    sandbox.setVariable("DBUS_SESSION_BUS_ADDRESS", "unix:path=/no/such/bus");
-    sandbox.run({"settings", "set", "keyStore", "file"});
-  }
+  BuiltInAgent() { sandbox.keepKeysInFile(); }
 
   void play(std::vector<ModelAnswer> script, HttpServer::Transport transport = HttpServer::Transport::plain) {
     model = std::make_unique<ScriptedModel>(std::move(script), transport);

@@ -31,9 +31,8 @@ const std::string kToken(SimulatedGithub::kToken);
 class GithubCommands : public testing::Test {
  protected:
   GithubCommands() {
-    sandbox.setVariable("DBUS_SESSION_BUS_ADDRESS", "unix:path=/no/such/bus");
     sandbox.setVariable("RAVANT_GITHUB_URL", github.url());
-    sandbox.run({"settings", "set", "keyStore", "file"});
+    sandbox.keepKeysInFile();
   }
 
   ProgramResult connect() {

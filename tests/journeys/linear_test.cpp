@@ -26,9 +26,8 @@ const std::string kKey(SimulatedLinear::kKey);
 class LinearCommands : public testing::Test {
  protected:
   LinearCommands() {
-    sandbox.setVariable("DBUS_SESSION_BUS_ADDRESS", "unix:path=/no/such/bus");
     sandbox.setVariable("RAVANT_LINEAR_URL", linear.url());
-    sandbox.run({"settings", "set", "keyStore", "file"});
+    sandbox.keepKeysInFile();
     linear.change([](LinearWorkspace& workspace) {
       workspace.teams = {linearTeam("ENG", "Engineering")};
       workspace.issues = linearIssues(120);

@@ -18,7 +18,7 @@ class PinCommands : public testing::Test {
   PinCommands() {
     sandbox.setVariable("RAVANT_GITHUB_URL", github.url());
     sandbox.setVariable("RAVANT_LINEAR_URL", linear.url());
-    sandbox.run({"settings", "set", "keyStore", "file"});
+    sandbox.keepKeysInFile();
     expectDone(
         sandbox.run({"github", "add", "github.com", "octocat", "--token-stdin"}, std::string(SimulatedGithub::kToken)));
     linear.change([](LinearWorkspace& workspace) {

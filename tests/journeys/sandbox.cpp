@@ -47,6 +47,11 @@ std::map<std::string, std::string> Sandbox::environment() const {
   return environment;
 }
 
+void Sandbox::keepKeysInFile() {
+  setVariable("DBUS_SESSION_BUS_ADDRESS", "unix:path=/no/such/bus");
+  run({"settings", "set", "keyStore", "file"});
+}
+
 Program Sandbox::start(std::vector<std::string> arguments, std::string input, ProgramOutput output) const {
   std::string path = RAVANT_PROGRAM;
   if (!hasPrivileges_ && ::geteuid() == 0) {

@@ -18,6 +18,9 @@ class Sandbox {
   /// For what is started from now on.
   void setVariable(const std::string& name, const std::string& value) { variables_[name] = value; }
 
+  /// Has keys kept in a file, with no key store of a desktop in reach.
+  void keepKeysInFile();
+
   /// Where programs are started from now on, in place of the project folder.
   void enter(const std::filesystem::path& folder) { present_ = folder; }
 

@@ -162,7 +162,7 @@ TEST_F(ConversationCommands, ShowHasTheDocumentedForm) {
               ElementsAre("id", "project", "agent", "agentType", "agentResumedSessionId", "lastUsedModel", "createdAt",
                           "lastActivityAt", "lastPromptAt", "archived", "lastUsedTokens", "lastTotalProcessedTokens",
                           "lastInputTokens", "lastOutputTokens", "lastCacheReadTokens", "lastCacheCreationTokens",
-                          "lastUsageUpdatedAt", "lastMaxTokens", "title", "items"));
+                          "lastUsageUpdatedAt", "lastMaxTokens", "title", "items", "unread", "state"));
   EXPECT_THAT(texts(shown.at("items"), "kind"), ElementsAre("userMessage", "agentMessage", "toolInvocationGroup"));
   const json::value& message = shown.at("items").at(1);
   EXPECT_THAT(keysOf(message), ElementsAre("id", "kind", "createdAt", "text", "rawJSON", "agentModel",
@@ -175,6 +175,26 @@ TEST_F(ConversationCommands, ShowHasTheDocumentedForm) {
                           "text", "rawJSON"));
   EXPECT_FALSE(sandbox.json({"conversation", "show", first}).at("items").at(0).as_object().contains("rawJSON"));
   EXPECT_EQ(sandbox.json({"conversation", "show", first, "--last", "1"}).at("items").as_array().size(), 1u);
+}
+
+TEST_F(ConversationCommands, WhatAPersonHasReadIsNotUnread) {
+  const auto isListed = [&](std::string_view state, int unread) {
+    const json::value listed = sandbox.json({"conversation", "list"}).at(1);
+    return listed.at("state").as_string() == state && listed.at("unread").as_int64() == unread;
+  };
+  EXPECT_TRUE(isListed("unread", 2)) << "the output of `run` was no terminal";
+  EXPECT_THAT(sandbox.run({"conversation", "list"}).output, HasSubstr("First (2 unread)\n"));
+  sandbox.json({"conversation", "show", first});
+  EXPECT_TRUE(isListed("unread", 2)) << "a script has not looked";
+  sandbox.run({"conversation", "show", first, "--last", "1"});
+  EXPECT_TRUE(isListed("quiet", 0));
+  EXPECT_THAT(sandbox.run({"conversation", "list"}).output, HasSubstr("First\n"));
+
+  const std::vector<std::string> prompt = {"run", "--conversation", first, "Again"};
+  EXPECT_EQ(sandbox.start(prompt, {}, ProgramOutput::terminal).wait().status, 0);
+  EXPECT_EQ(sandbox.json({"conversation", "show", first}).at("conversation").at("unread"), 0);
+  EXPECT_EQ(sandbox.run(prompt).status, 0);
+  EXPECT_EQ(sandbox.json({"conversation", "show", first}).at("conversation").at("unread"), 2);
 }
 
 TEST_F(ConversationCommands, ListRenameArchiveDelete) {

@@ -23,10 +23,9 @@ using ::testing::StartsWith;
 class WorkItems : public testing::Test {
  protected:
   WorkItems() {
-    sandbox.setVariable("DBUS_SESSION_BUS_ADDRESS", "unix:path=/no/such/bus");
     sandbox.setVariable("RAVANT_GITHUB_URL", github.url());
     sandbox.setVariable("RAVANT_LINEAR_URL", linear.url());
-    sandbox.run({"settings", "set", "keyStore", "file"});
+    sandbox.keepKeysInFile();
     sandbox.addAgent(claude_says::begin() + claude_says::text("Done.") + claude_says::end());
     succeed({"github", "add", "github.com", "octocat", "--token-stdin"}, std::string(SimulatedGithub::kToken));
   }
@@ -94,9 +93,9 @@ TEST_F(WorkItems, aConversationBeginsWithAPullRequestAndKeepsItsName) {
       parseJson(R"({"kind":"githubPull","name":"octo/tools#1","url":"https://github.com/octo/tools/pull/1"})");
   EXPECT_EQ(listed.at(1).at("workItem"), item);
   EXPECT_EQ(listed.at(2).at("workItem"), item);
-  EXPECT_THAT(
-      sandbox.run({"conversation", "list"}).output,
-      AllOf(HasSubstr("  octo/instruments#2\n"), HasSubstr("  octo/tools#1 · Sharper tools for every workshop\n")));
+  EXPECT_THAT(sandbox.run({"conversation", "list"}).output,
+              AllOf(HasSubstr("  octo/instruments#2 (1 unread)\n"),
+                    HasSubstr("  octo/tools#1 · Sharper tools for every workshop (1 unread)\n")));
   EXPECT_THAT(screenOf(sandbox.start({"conversation", "list"}, {}, ProgramOutput::terminal).wait().output),
               HasSubstr("  octo/tools#1 · Sharper too"))
       << "on 80 columns";

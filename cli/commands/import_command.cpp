@@ -1,0 +1,98 @@
+#include <fmt/format.h>
+
+#include "app/session_folders.hpp"
+#include "app/session_import.hpp"
+#include "cli/command/command.hpp"
+#include "cli/command/project_folder.hpp"
+#include "cli/output/command_error.hpp"
+#include "cli/output/terminal_text.hpp"
+#include "platform/text/utf8.hpp"
+
+namespace ravant::cli {
+namespace {
+
+std::optional<std::filesystem::path> namedFolder(const Arguments& arguments) {
+  const auto word = arguments.optional("--from");
+  if (!word) return std::nullopt;
+  const auto folder = std::filesystem::absolute(*word).lexically_normal();
+  if (!std::filesystem::is_directory(folder)) throw CommandError(fmt::format("{} is no folder", folder.string()));
+  return folder;
+}
+
+std::string counted(std::int64_t count, std::string_view what) {
+  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+json::object jsonForm(const SessionImportResult& result) {
+  json::array skipped;
+  for (const auto& [file, reason] : result.skipped)
+    skipped.push_back({{"file", repairUtf8(file.string())}, {"reason", reason}});
+  return {{"conversations", result.conversations}, {"items", result.items}, {"skipped", std::move(skipped)}};
+}
+
+std::string summary(const SessionImportResult& result, AgentType agent) {
+  std::string words = fmt::format("{}: {} with {}", displayName(agent),
+                                  counted(result.conversations, "new conversation"), counted(result.items, "item"));
+  if (result.grown > 0) words += fmt::format(", {} longer than before", counted(result.grown, "conversation"));
+  if (result.known > 0) words += fmt::format(", {} known already", counted(result.known, "session"));
+  return words;
+}
+
+void showText(Output& output, const SessionImportResult& result, AgentType agent, const std::filesystem::path& folder) {
+  if (result.sessions == 0) {
+    output.line(
+        oneLine(fmt::format("There are no sessions of {} in {}", displayName(agent), shownPath(folder.string()))));
+  } else {
+    output.line(summary(result, agent));
+  }
+  if (result.skipped.empty()) return;
+  output.line("Not brought in:");
+  for (const auto& [file, reason] : result.skipped) {
+    output.line(fmt::format("  {}: {}", shownPath(file.string()), oneLine(reason)));
+  }
+}
+
+/// A line that is rewritten; nothing where nobody watches.
+void showProgress(Output& output, SessionImportProgress progress) {
+  output.write(fmt::format("\r\x1b[KSession {} of {}", progress.done + 1, progress.all));
+  output.flush();
+}
+
+awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
+  const AgentType agent = agentTypeFromRawValue(arguments.text("AGENT")).value();
+  const auto from = namedFolder(arguments);
+  const auto folder = from ? *from : sessionFolder(agent);
+  SessionImportOptions options{.agent = agent, .from = from};
+  const bool isWatched = !context.wantsJson() && context.output.terminalWidth().has_value();
+  if (isWatched) options.onProgress = [&](SessionImportProgress progress) { showProgress(context.output, progress); };
+  const SessionImportResult result = co_await importSessions(context.application(), std::move(options));
+  if (isWatched) context.output.write("\r\x1b[K");
+  if (context.wantsJson()) {
+    context.output.json(jsonForm(result));
+  } else {
+    showText(context.output, result, agent, folder);
+  }
+  co_return ExitStatus::done;
+}
+
+}  // namespace
+
+Command importCommand() {
+  return {
+      .name = "import",
+      .summary = "Bring in the sessions that Claude Code, Codex or Pi keep on this machine",
+      .description =
+          "Makes a conversation of each session that the agent can resume; the next prompt in it goes on there. "
+          "Nothing of the agent's is changed. Done again, it brings in what is new: new sessions, and what was said "
+          "since in those that it brought in. A last turn that the agent still works on is left for the next time.\n\n"
+          "The agent's own folder is the one that CLAUDE_CONFIG_DIR, CODEX_HOME or PI_CODING_AGENT_DIR names, else "
+          "~/.claude, ~/.codex or ~/.pi/agent.",
+      .positionals = {{.name = "AGENT", .kind = ValueKind::sessionAgent}},
+      .options = {{.name = "--from",
+                   .value = "FOLDER",
+                   .description = "The agent's folder, where it is another one",
+                   .kind = ValueKind::folder}},
+      .run = run};
+}
+
+}  // namespace ravant::cli

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "cli/output/output.hpp"
+#include "core/store/search_reader.hpp"
+
+namespace ravant::cli {
+
+json::object jsonForm(const SearchHit& hit);
+
+/// Two lines for each: where it is, and the snippet with what was found. `titles` has those of the conversations.
+std::string hitsText(const std::vector<SearchHit>& hits, const std::map<ConversationId, std::string>& titles,
+                     const Style& style);
+
+/// A snippet, harmless to a terminal, in which what was found stands out.
+std::string snippetText(const SearchSnippet& snippet, const Style& style);
+
+}  // namespace ravant::cli
