@@ -87,7 +87,7 @@ double storeBare(const std::filesystem::path& folder) {
   auto insert = database.prepare(
       "INSERT INTO github_pull_request (integration_id, node_id, number, title, url, is_draft, merged, closed, "
       "repository_name, author_username, author_username_folded, review_decision_raw, check_state_raw, involvement, "
-      "rank, synced_at) VALUES (1, ?1, ?2, ?3, ?4, ?5, 0, 0, ?6, ?7, lower(?7), ?8, ?9, 0, ?10, ?11)");
+      "rank, synced_at, asked_at) VALUES (1, ?1, ?2, ?3, ?4, ?5, 0, 0, ?6, ?7, lower(?7), ?8, ?9, 0, ?10, ?11, ?11)");
   auto announce = database.prepare("INSERT INTO change (entity, operation, id, conversation) VALUES (8, 0, ?, NULL)");
   const auto all = pages(kStored);
   const auto start = std::chrono::steady_clock::now();
