@@ -3,6 +3,7 @@
 
 #include "integrations/github/github_client_error.hpp"
 #include "integrations/github/github_wire.hpp"
+#include "platform/keystore/secret.hpp"
 #include "tests/fuzz/turn_invariants.hpp"
 
 namespace ravant::fuzz {
@@ -21,7 +22,7 @@ template <class Data>
 void expectLawful(const std::optional<github::GraphQLAnswer<Data>>& answer,
                   const std::optional<github::GraphQLAnswer<Data>>& again) {
   expect(answer == again, "the same answer is read alike");
-  if (answer) expectShowable(GithubClientError::graphQL(withoutToken(answer->messages, kToken)));
+  if (answer) expectShowable(GithubClientError::graphQL(withoutSecret(answer->messages, kToken, kTokenMark)));
 }
 
 }  // namespace
@@ -31,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t siz
   using namespace ravant;
   using namespace ravant::fuzz;
   const std::string_view told = text(bytes, size);
-  expectShowable(GithubClientError::decoding(withoutToken(told, kToken)));
+  expectShowable(GithubClientError::decoding(withoutSecret(told, kToken, kTokenMark)));
 
   const std::vector<GithubPullReference> references = {{"o/r", 1}, {"o/r", 2}, {"p/s", 3}};
   const auto page = github::parseSearch(told);

@@ -25,6 +25,24 @@ SETTINGS = [
     "",
 ]
 
+EXPORTS = [
+    """{"format":"ravant.conversation","version":1,
+"project":{"path":"/p","name":"p"},
+"conversation":{"id":"00000000-0000-4000-8000-000000000001","agentType":"pi","createdAt":"2026-11-21T10:00:00.000000Z",\
+"lastActivityAt":"2026-11-21T10:00:00.000000Z","lastPromptAt":"2026-11-21T10:00:00.000000Z","archived":false,\
+"lastUsedTokens":7,"title":"T","workItem":{"kind":"linearIssue","name":"E-1","url":"u"}},
+"items":[
+{"kind":"userMessage","createdAt":"2026-11-21T10:00:00.000000Z","text":"a","rawJSON":"{}","endReason":"limit"},
+{"kind":"agentMessage","createdAt":"2026-11-21T10:00:01.000000Z","text":"a","rawJSON":{"base64":"/w=="},\
+"inputTokens":5,"blocks":[{"index":0,"kind":"code","language":"c","text":"```\\n`<b>`"}]},
+{"kind":"toolInvocationGroup","createdAt":"2026-11-21T10:00:01.000000Z","text":"","rawJSON":"","invocations":[\
+{"toolName":"Bash","toolCallId":"1","input":"{}","status":"completed","createdAt":"2026-11-21T10:00:01.000000Z",\
+"completedAt":"2026-11-21T10:00:02.000000Z","text":"","rawJSON":"","output":"\\u0000"}]},
+{"kind":"failureEvent","createdAt":"2026-11-21T10:00:02.000000Z","text":"a","rawJSON":""}
+]}
+""",
+]
+
 PATCHES = [
     "@@ -10,3 +12,4 @@ int main() {\n same\n-old\n+new\n+\n\n@@ -90 +95 @@ - x\n-a\n\\ No newline at end of file\n+b\r\n",
     "--- a\n+++ b\n@@ -0,0 +1,2 @@\n+@@ é\n é\né\n@@\n@@ -99999999999999999999 +-1 @@\n x",
@@ -64,6 +82,34 @@ LINEAR = [
     {"data": None, "errors": [{"message": "Authentication required", "extensions": {"code": "RATELIMITED"}}]},
 ]
 
+SESSIONS = [
+    [{"type": "user", "uuid": "u", "parentUuid": None, "cwd": "/p", "message": {"content": "Go"}},
+     {"type": "assistant", "uuid": "r", "parentUuid": "u", "message": {"id": "m", "model": "x", "content": [
+         {"type": "text", "text": "a"}, {"type": "tool_use", "id": "c", "name": "Bash", "input": {}}]}},
+     {"type": "user", "uuid": "t", "parentUuid": "r", "message": {"content": [
+         {"type": "tool_result", "tool_use_id": "c", "content": "out"}]}},
+     {"type": "user", "uuid": "v", "parentUuid": None, "message": {"content": "Better"}}],
+    [{"type": "session_meta", "ordinal": 0, "payload": {"id": "thread", "cwd": "/p", "history_mode": "paginated"}},
+     {"type": "event_msg", "payload": {"type": "task_started", "turn_id": "t"}},
+     {"type": "response_item", "payload": {"type": "function_call", "name": "exec_command", "call_id": "c",
+                                           "arguments": "{\"cmd\": \"ls\"}"}},
+     {"type": "event_msg", "payload": {"type": "item_completed", "turn_id": "t", "item": {
+         "type": "CommandExecution", "id": "d", "command": ["bash", "-lc", "a b"], "aggregated_output": ""}}},
+     {"type": "event_msg", "payload": {"type": "task_complete", "turn_id": "t", "error": {"message": "no"}}}],
+    [{"type": "session_meta", "payload": {"id": "thread"}},
+     {"type": "event_msg", "payload": {"type": "user_message", "message": "Go"}},
+     {"type": "response_item", "payload": {"type": "function_call", "name": "shell", "call_id": "c",
+                                           "arguments": "{\"command\": [\"ls\", \"a b\"]}"}},
+     {"type": "response_item", "payload": {"type": "function_call_output", "call_id": "c",
+                                           "output": "Process exited with code 3\nOutput:\nx"}}],
+    [{"type": "session", "version": 3, "id": "s", "cwd": "/p"},
+     {"type": "message", "id": "1", "parentId": None, "message": {"role": "user", "content": "Go"}},
+     {"type": "message", "id": "2", "parentId": "1", "message": {"role": "assistant", "stopReason": "toolUse", "content": [
+         {"type": "toolCall", "id": "c", "name": "bash", "arguments": {}}], "usage": {"input": 1}}},
+     {"type": "message", "id": "3", "parentId": "2", "message": {"role": "toolResult", "toolCallId": "c", "content": []}},
+     {"type": "context_edit", "id": "4", "parentId": "3", "targetId": "2"}],
+]
+
 
 def turns_of(cassette):
     """What is printed for each prompt, as bytes."""
@@ -84,7 +130,7 @@ def turns_of(cassette):
 def main(tests, seeds):
     shutil.rmtree(seeds, ignore_errors=True)
     made = {"text": [text.encode() for text in TEXTS], "settings": [text.encode() for text in SETTINGS], "json_rpc": [],
-            "patches": [text.encode() for text in PATCHES]}
+            "patches": [text.encode() for text in PATCHES], "exports": [text.encode() for text in EXPORTS]}
     made["chat"] = ["".join(f"data: {json.dumps(event)}\n\n" for event in events).encode() + b"data: [DONE]\n"
                     for events in CHAT]
     made["github"] = [json.dumps(answer).encode() for answer in GITHUB]
@@ -94,6 +140,7 @@ def main(tests, seeds):
             made.setdefault(cassette.parent.name, []).extend(turns_of(cassette))
     made["json_rpc"] = made["codex"][:20] + [b'{"id":1,"result":{}}\n{"id":1,"result":{}}\n{"id":2,"error":{"code":-1}}\n',
                                             b'[{"id":0,"method":"ask","params":{}},{"id":"x","method":"ask"}]\n']
+    made["sessions"] = ["".join(json.dumps(line) + "\n" for line in session).encode() for session in SESSIONS]
     for reader, inputs in made.items():
         (seeds / reader).mkdir(parents=True)
         for number, content in enumerate(inputs):
