@@ -13,6 +13,7 @@ namespace ravant {
 namespace {
 
 constexpr std::int64_t kUsesKept = 200;
+constexpr std::chrono::milliseconds kPatience{50};  // what could not be stored is stored with the next use
 
 constexpr std::string_view kConversations =
     "SELECT c.uuid, project.uuid, project.name, coalesce(c.title, ''), coalesce((SELECT substr(text, 1, 120) "
@@ -112,7 +113,9 @@ class CommandPaletteOperations {
                                   "max(?2, coalesce((SELECT max(used_at) + 1 FROM palette_use), ?2))) "
                                   "ON CONFLICT DO UPDATE SET used_at = excluded.used_at")),
         dropOldUses_(store_.prepare("DELETE FROM palette_use WHERE used_at <= "
-                                    "(SELECT used_at FROM palette_use ORDER BY used_at DESC LIMIT 1 OFFSET ?)")) {}
+                                    "(SELECT used_at FROM palette_use ORDER BY used_at DESC LIMIT 1 OFFSET ?)")) {
+    store_.waitAtMost(kPatience);
+  }
 
   CommandPaletteContents contents() {
     return store_.read([&] {
@@ -138,7 +141,7 @@ class CommandPaletteOperations {
   }
 
   void recordUses(const std::vector<std::string>& ids) {
-    store_.tryWrite(Durability::processDeath, [&](Changes&) {
+    store_.write(Durability::processDeath, [&](Changes&) {
       for (const std::string& id : ids) recordUse_.run(id, bound(store_.now()));
       dropOldUses_.run(kUsesKept);
     });

@@ -48,7 +48,7 @@ class StoreConnection {
   explicit StoreConnection(std::shared_ptr<ModelContainer> container)
       : container_(std::move(container)), database_(container_->connect()), changeWriter_(database_) {}
 
-  /// How long another writer is waited for from now on.
+  /// How long another writer is waited for from now on; then `write` throws `StoreError` `busy`.
   void waitAtMost(std::chrono::milliseconds limit) { database_.setBusyTimeout(limit); }
   sqlite::Statement prepare(std::string_view sql) { return database_.prepare(sql); }
   std::int64_t lastInsertRowId() const { return database_.lastInsertRowId(); }
@@ -74,15 +74,6 @@ class StoreConnection {
     });
   }
 
-  /// `write` for what can wait: another writer is hardly waited for, `StoreError` is `busy` then.
-  template <class Body>
-  auto tryWrite(Durability durability, Body body) {
-    return translated([&] {
-      const BriefWait brief(database_);
-      return transact(durability, body);
-    });
-  }
-
   /// Moves what was committed out of the log and gives its room back. Throws `StoreError`.
   void emptyLog() {
     translated([&] { database_.execute("PRAGMA wal_checkpoint(TRUNCATE)"); });
@@ -100,19 +91,6 @@ class StoreConnection {
   }
 
  private:
-  class BriefWait {
-   public:
-    explicit BriefWait(sqlite::Database& database) : database_(database) {
-      database_.setBusyTimeout(std::chrono::milliseconds(50));
-    }
-    ~BriefWait() { database_.setBusyTimeout(sqlite::OpenOptions().busyTimeout); }
-    BriefWait(const BriefWait&) = delete;
-    BriefWait& operator=(const BriefWait&) = delete;
-
-   private:
-    sqlite::Database& database_;
-  };
-
   template <class Body>
   auto transact(Durability durability, Body& body) {
     database_.setSynchronous(durability == Durability::powerCut ? sqlite::Synchronous::full

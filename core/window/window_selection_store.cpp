@@ -9,6 +9,8 @@
 namespace ravant {
 namespace {
 
+constexpr std::chrono::milliseconds kPatience{50};  // what could not be stored is stored again
+
 using Selection = WindowSelectionStore::Selection;
 
 template <class Wanted, class Chosen>
@@ -37,11 +39,13 @@ class WindowSelectionOperations {
                                   "WHERE conversation.uuid = ? AND importer IS NULL")),
         latestProject_(store_.prepare(
             "SELECT uuid FROM project ORDER BY (SELECT max(last_activity_at) FROM conversation "
-            "WHERE project_id = project.id AND importer IS NULL) DESC NULLS LAST, sidebar_order, id LIMIT 1")) {}
+            "WHERE project_id = project.id AND importer IS NULL) DESC NULLS LAST, sidebar_order, id LIMIT 1")) {
+    store_.waitAtMost(kPatience);
+  }
 
   void save(const std::string& window, const WindowSelectionSnapshot& snapshot) {
-    store_.tryWrite(Durability::processDeath,
-                    [&](Changes&) { save_.run(window, encoded(snapshot), bound(store_.now())); });
+    store_.write(Durability::processDeath,
+                 [&](Changes&) { save_.run(window, encoded(snapshot), bound(store_.now())); });
   }
 
   Selection lastSelection(const std::string& window) {
