@@ -110,6 +110,7 @@ def agent_sessions(bench):
             if child.returncode or told != {"conversations": 1, "items": 3 * turns, "skipped": []}:
                 sys.exit(f"the import of {agent} came to {told}")
             seconds = usage.ru_utime + usage.ru_stime
-            least = min(least or (seconds, 0), (seconds, usage.ru_maxrss / 1024))
+            took = seconds, usage.ru_maxrss / 1024
+            least = min(least or took, took)
         bench.row_at_least(f"sessions: {agent}, MB a second", MEGABYTES / least[0], LEAST, " MB/s")
         bench.reported(f"sessions: memory of {agent}", least[1], " MiB")

@@ -99,6 +99,20 @@ std::optional<FilePatch> patchOfTooMany(git_repository* repository, const git_di
   return patch && !attributesOf(repository, delta.new_file.path).makesBinary ? std::move(patch) : std::nullopt;
 }
 
+/// Of two texts on which no attribute bears. Told of a blob, the library would look for attributes, in an index that
+/// it reads for that.
+FilePatch patchOfTexts(Object before, Object after, std::unique_ptr<const std::string> content,
+                       const DiffOptions& options) {
+  FilePatch patch{.blobs = {std::move(before), std::move(after)}, .content = std::move(content)};
+  const std::string_view oldText = contentOf(patch.blobs[0]);
+  const std::string_view newText = patch.content ? *patch.content : contentOf(patch.blobs[1]);
+  patch.lines = own<Patch>([&](git_patch** made) {
+    return git_patch_from_buffers(made, oldText.data(), oldText.size(), nullptr, newText.data(), newText.size(),
+                                  nullptr, options.get());
+  });
+  return patch;
+}
+
 /// Of a file that is as it is now, in place of what the library would read.
 FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, const Attributes& attributes,
                       std::uint32_t contextLines, PatchSize size) {
@@ -115,33 +129,23 @@ FilePatch patchOfFile(git_repository* repository, const git_diff_delta& delta, c
     throw LibraryError(error.code().message());
   }
   if (!content) return {};
-  const Object old = blobOf(repository, delta.old_file);
+  Object old = blobOf(repository, delta.old_file);
   if (attributes.makesBinary) return binary();
   const bool isPlain = attributes.areNone && !content->contains('\r');
   if (!isPlain) content = filtered(repository, path, *std::move(content));
   if (size == PatchSize::bounded) {
     if (auto bounded = patchOfTooMany(contentOf(old), *content, contextLines)) return *std::move(bounded);
   }
-  FilePatch patch{.content = std::make_unique<const std::string>(*std::move(content))};
-  // With a path, the library looks for attributes again.
-  const char* oldPath = attributes.areNone ? nullptr : delta.old_file.path;
-  const char* newPath = attributes.areNone ? nullptr : path;
   const DiffOptions options(0, contextLines, {});
+  if (attributes.areNone) {
+    return patchOfTexts(std::move(old), nullptr, std::make_unique<const std::string>(*std::move(content)), options);
+  }
+  FilePatch patch{.content = std::make_unique<const std::string>(*std::move(content))};
   patch.lines = own<Patch>([&](git_patch** made) {
-    return git_patch_from_blob_and_buffer(made, asBlob(old), oldPath, patch.content->data(), patch.content->size(),
-                                          newPath, options.get());
+    return git_patch_from_blob_and_buffer(made, asBlob(old), delta.old_file.path, patch.content->data(),
+                                          patch.content->size(), path, options.get());
   });
   return patch;
-}
-
-/// Of two blobs on which no attribute bears.
-Patch patchOfBlobs(git_repository* repository, const git_diff_delta& delta, std::uint32_t contextLines) {
-  const Object old = blobOf(repository, delta.old_file);
-  const Object recent = blobOf(repository, delta.new_file);
-  const DiffOptions options(0, contextLines, {});
-  return own<Patch>([&](git_patch** made) {
-    return git_patch_from_blobs(made, asBlob(old), nullptr, asBlob(recent), nullptr, options.get());
-  });
 }
 
 /// The library finds out whether it is binary while it makes the patch.
@@ -174,7 +178,8 @@ FilePatch makePatch(git_repository* repository, git_diff* diff, std::size_t numb
     patch = *std::move(bounded);
   } else if (newSide == NewSide::index && delta->status == GIT_DELTA_MODIFIED && isFile(delta->old_file) &&
              isFile(delta->new_file) && attributesOf(repository, delta->new_file.path).areNone) {
-    patch.lines = patchOfBlobs(repository, *delta, contextLines);
+    patch = patchOfTexts(blobOf(repository, delta->old_file), blobOf(repository, delta->new_file), nullptr,
+                         DiffOptions(0, contextLines, {}));
   } else {
     patch.lines = own<Patch>([&](git_patch** made) { return git_patch_from_diff(made, diff, number); });
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -14,8 +15,10 @@ enum class NewSide { index, workingCopy };
 
 /// What became of one file.
 struct FilePatch {
-  std::unique_ptr<const std::string> content;  ///< what the lines lie in, unless they lie in the repository
-  Patch lines;                                 ///< null where there are none to tell
+  /// What the lines lie in, where the library does not keep it.
+  std::array<Object, 2> blobs = {};
+  std::unique_ptr<const std::string> content;
+  Patch lines;  ///< null where there are none to tell
   bool isBinary = false;
   GitHunksExtent extent = GitHunksExtent::whole;
 };

@@ -14,6 +14,7 @@ constexpr std::size_t kMostIndexWords = 8;  // of each part
 constexpr std::size_t kMostMarks = 64;      // of each part
 constexpr std::size_t kRatedBytes = 64 * 1024;
 constexpr std::size_t kLeastOverlap = 4096;
+constexpr std::size_t kMostFolded = 256 * 1024;  // bytes of a text that is folded whole
 constexpr std::string_view kBlanks = " \t\r\n";
 
 using Units = std::vector<TextUnits::Unit>;
@@ -126,6 +127,7 @@ void SearchPattern::add(std::string_view text, bool mayBeBegun) {
   const Units& units = part.units.words;
   part.isPrefix = mayBeBegun && units.size() > 1 && units[units.size() - 2].kind == UnitKind::word;
   if (mayBeBegun && !part.isPrefix) part.units.read(text);
+  foldForComparing(mayBeBegun && !part.isPrefix ? text : stem, part.folded);
   if (parts_.size() < kMostParts) addToIndexQuery(part);
   parts_.push_back(std::move(part));
 }
@@ -139,6 +141,7 @@ void SearchPattern::addToIndexQuery(const Part& part) {
 }
 
 std::optional<SearchPattern::Match> SearchPattern::match(std::span<const std::string_view> texts) const {
+  if (!mayStandIn(texts)) return std::nullopt;
   Findings findings{.ofParts = {parts_.size(), std::vector<Findings::InText>(texts.size())}};
   for (const std::string_view text : texts) {
     look(text, findings);
@@ -146,6 +149,19 @@ std::optional<SearchPattern::Match> SearchPattern::match(std::span<const std::st
   }
   if (!findings.isComplete()) return std::nullopt;
   return rated(findings);
+}
+
+/// Tells most texts apart that have the words and not the parts, for a small part of what it costs to look at them.
+bool SearchPattern::mayStandIn(std::span<const std::string_view> texts) const {
+  std::vector<const Part*> missing;
+  for (const Part& part : parts_) missing.push_back(&part);
+  std::string folded;
+  for (const std::string_view text : texts) {
+    if (missing.empty() || text.size() > kMostFolded) return true;
+    foldForComparing(text, folded);
+    std::erase_if(missing, [&](const Part* part) { return folded.contains(part->folded); });
+  }
+  return missing.empty();
 }
 
 void SearchPattern::look(std::string_view text, Findings& findings) const {

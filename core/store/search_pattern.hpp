@@ -42,11 +42,13 @@ class SearchPattern {
   struct Part {
     TextUnits units = {};
     bool isPrefix = false;
+    std::string folded = {};
   };
   struct Findings;
 
   void add(std::string_view text, bool mayBeBegun);
   void addToIndexQuery(const Part& part);
+  bool mayStandIn(std::span<const std::string_view> texts) const;
   void look(std::string_view text, Findings& findings) const;
   Match rated(const Findings& findings) const;
 

@@ -77,6 +77,24 @@ void TextUnits::read(std::string_view text) {
   subwords.push_back(end);
 }
 
+void foldForComparing(std::string_view text, std::string& folded) {
+  folded.clear();
+  folded.reserve(text.size());
+  bool isBehindBlank = false;
+  for (std::size_t at = 0; at < text.size();) {
+    const SearchLetter letter = searchLetterAt(text, at);
+    at += letter.size;
+    if (letter.kind == LetterKind::mark && !folded.empty()) continue;
+    const bool isBlank = letter.kind == LetterKind::blank;
+    if (!isBlank) {
+      appendUtf8(folded, letter.folded);
+    } else if (!isBehindBlank) {
+      folded += ' ';
+    }
+    isBehindBlank = isBlank;
+  }
+}
+
 std::string_view pieceAt(std::string_view text, std::size_t begin, std::size_t largest) {
   const std::size_t end = begin + std::min(largest, text.size() - begin);
   return text.substr(begin, characterBegin(text, end) - begin);

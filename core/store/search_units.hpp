@@ -34,6 +34,10 @@ struct TextUnits {
   void read(std::string_view text);
 };
 
+/// The text as `TextUnits` compares it, with one space for each run of blanks: what stands in another text as units
+/// also stands there so.
+void foldForComparing(std::string_view text, std::string& folded);
+
 /// The next part of a text that is too large to be taken in whole, at most `largest` bytes long, from `begin` on.
 std::string_view pieceAt(std::string_view text, std::size_t begin, std::size_t largest);
 
