@@ -219,7 +219,9 @@ awaitable<void> Application::shutdown() {
     }
   };
   co_await attempt(runners_->shutdown());
-  if (searchUpkeep_) co_await attempt(searchUpkeep_->stop());
+  // Also where none has started: a prompt that is on its way finds it stopped.
+  if (!searchUpkeep_) searchUpkeep_ = SearchUpkeep::make(modelContainer_);
+  co_await attempt(searchUpkeep_->stop());
   co_await attempt(gitCommands_->shutdown());
   if (github_) co_await attempt(github_->close());
   if (linear_) co_await attempt(linear_->shutdown());

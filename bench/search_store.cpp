@@ -1,5 +1,6 @@
 // search_store FOLDER ITEMS: makes a store of so many items with about 3 KB each, half of them tool calls, and prints
 // the seconds in which they are indexed, the bytes of the texts and of the index, and the milliseconds of searches.
+// search_store FOLDER ask ITEMS: the milliseconds of searches in a store that has been made so.
 // search_store FOLDER append ITEMS: the seconds in which messages are appended one by one, without and with the
 // index kept current, until it has taken in all of them.
 
@@ -25,7 +26,7 @@ namespace {
 
 constexpr std::int64_t kOfEach = 500;  // items of a conversation
 constexpr std::size_t kVocabulary = 60'000;
-constexpr Timestamp kFirst{std::chrono::microseconds(1'700'000'000'000'000)};  // one item each second from here on
+constexpr Timestamp kFirst{std::chrono::microseconds(1'700'000'000'000'000)};  // one item each minute from here on
 
 /// Texts like those of programmers: few words are frequent, and names and numbers occur once.
 class Texts {
@@ -102,7 +103,7 @@ double fill(const std::filesystem::path& folder, std::int64_t count, Texts& text
   std::int64_t time = kFirst.time_since_epoch().count();
   for (std::int64_t i = 0; i < count;) {
     database.execute("BEGIN IMMEDIATE");
-    for (const std::int64_t end = std::min(count, i + 10 * kOfEach); i < end; ++i, time += 1'000'000) {
+    for (const std::int64_t end = std::min(count, i + 10 * kOfEach); i < end; ++i, time += 60'000'000) {
       if (i % kOfEach == 0) conversation(time);
       const std::int64_t row = i / kOfEach + 2;
       const std::string text = texts.text(60 + texts.below(260));
@@ -143,7 +144,7 @@ std::vector<Asked> questions(Texts& texts, std::int64_t count) {
   all[7].name = "timed";
   all[8].name = "narrowedBeginning";
   all[9].name = "symbols";
-  const Timestamp end = kFirst + count * std::chrono::seconds(1);
+  const Timestamp end = kFirst + count * std::chrono::minutes(1);
   constexpr std::array<std::string_view, 4> kSymbols = {"{}->{}", "{}/{}", "{};", "\"{} {}\""};
   for (int i = 0; i < 20; ++i) {
     all[0].queries.push_back({.text = texts.word(20'000 + texts.below(40'000))});
@@ -159,7 +160,7 @@ std::vector<Asked> questions(Texts& texts, std::int64_t count) {
                               .agent = AgentType::claude,
                               .kind = kSearchKinds.at(texts.below(kSearchKinds.size())),
                               .tools = i % 4 == 0 ? ToolFilter::failed : ToolFilter::all});
-    const auto few = std::chrono::seconds(10 + texts.below(500));
+    const auto few = std::chrono::minutes(10 + texts.below(500));
     SearchQuery timed{.text = texts.word(texts.below(100))};
     if (i % 2 == 0) timed.since = end - few;
     if (i % 2 == 1) timed.until = kFirst + few;
@@ -258,11 +259,16 @@ double append(const std::filesystem::path& folder, int count, bool isIndexed, do
 int main(int, char** arguments) {
   using namespace ravant::bench;
   const std::filesystem::path folder = arguments[1];
-  if (std::string_view(arguments[2]) != "append") {
+  if (std::string_view(arguments[2]) != "append" && std::string_view(arguments[2]) != "ask") {
     search(folder, std::stoll(arguments[2]));
     return 0;
   }
   const int count = std::stoi(arguments[3]);
+  if (std::string_view(arguments[2]) == "ask") {
+    Texts texts;
+    ask(OpenStore(folder), texts, count);
+    return 0;
+  }
   double without = 1e9, with = 1e9, processorWithout = 1e9, processorWith = 1e9;
   double mostBehind = 0;
   for (int round = 0; round < 3; ++round) {

@@ -29,7 +29,9 @@ class SearchIndexOperations {
             store_.prepare("SELECT invocation_id FROM search_stale LEFT JOIN tool_invocation ON tool_invocation.id = "
                            "invocation_id WHERE ?1 OR status_raw_value IS NOT 'running' ORDER BY invocation_id "
                            "LIMIT 1")),
-        countStale_(store_.prepare("SELECT count(*) FROM search_stale")),
+        countStale_(
+            store_.prepare("SELECT count(*) FROM search_stale LEFT JOIN tool_invocation ON tool_invocation.id = "
+                           "invocation_id WHERE ?1 OR status_raw_value IS NOT 'running'")),
         removeStale_(store_.prepare("DELETE FROM search_stale WHERE invocation_id = ?")),
         removeAllStale_(store_.prepare("DELETE FROM search_stale")),
         countAll_(store_.prepare("SELECT (SELECT count(*) FROM conversation_item) + (SELECT count(*) FROM "
@@ -42,12 +44,15 @@ class SearchIndexOperations {
     const bool isMore =
         isAnythingToDo() && store_.write(Durability::processDeath, [&](Changes&) { return takeInBatch(pace.entries); });
     // What was stored after the version was read is found at the next call.
-    if (!isMore && waiting() == 0) finishedAt_ = version;
+    if (!isMore && waiting(RunningCalls::counted) == 0) finishedAt_ = version;
     return isMore;
   }
 
-  std::int64_t waiting() {
-    return store_.read([&] { return items_.progress().waiting() + invocations_.progress().waiting() + staleCount(); });
+  enum class RunningCalls { counted, leftOut };
+
+  std::int64_t waiting(RunningCalls running) {
+    return store_.read(
+        [&] { return items_.progress().waiting() + invocations_.progress().waiting() + staleCount(running); });
   }
 
   std::int64_t outdated() {
@@ -109,8 +114,8 @@ class SearchIndexOperations {
     return row.step() ? std::optional(row.int64(0)) : std::nullopt;
   }
 
-  std::int64_t staleCount() {
-    auto row = countStale_.query();
+  std::int64_t staleCount(RunningCalls running) {
+    auto row = countStale_.query(running == RunningCalls::counted);
     row.step();
     return row.int64(0);
   }
@@ -150,7 +155,7 @@ awaitable<bool> SearchIndex::takeInSome() {
 }
 
 awaitable<std::int64_t> SearchIndex::waiting() {
-  return perform([](auto& operations) { return operations.waiting(); });
+  return perform([](auto& operations) { return operations.waiting(SearchIndexOperations::RunningCalls::leftOut); });
 }
 
 awaitable<std::int64_t> SearchIndex::entries() {

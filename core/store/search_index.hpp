@@ -45,7 +45,7 @@ class SearchIndex : public StoreActor<SearchIndexOperations> {
   /// stored since it said that there are none. Empties a small index first where too much of it is of texts that are
   /// gone.
   awaitable<bool> takeInSome();
-  /// How many entries are still to be taken in: none, or about that many.
+  /// How many entries are still to be taken in: none, or about that many. Of a call that runs its first words count.
   awaitable<std::int64_t> waiting();
   /// How many entries there are, in the index or not.
   awaitable<std::int64_t> entries();

@@ -136,7 +136,7 @@ class SearchReadings {
             store_.prepare("SELECT text FROM message_block WHERE message_id = ? AND kind = 'code' ORDER BY position")) {
   }
 
-  SearchResult search(const SearchQuery& query) {
+  SearchResult search(const SearchQuery& query, const std::stop_token& stop) {
     const SearchPattern pattern(query.text, query.lastWord);
     if (!pattern.hasWords()) return {.hadWords = false};
     return store_.read([&] {
@@ -155,12 +155,14 @@ class SearchReadings {
                           .pattern = pattern,
                           .query = query,
                           .project = project,
+                          .stop = stop,
                           .enough = candidates.size() + static_cast<std::size_t>(query.limit),
                           .most = candidates.size() + static_cast<std::size_t>(std::max(query.limit, kLeastRated)),
                           .candidates = candidates};
           collect(looking);
         }
       }
+      result.isComplete = !stop.stop_requested();
       std::ranges::sort(candidates, std::greater(), [](const Candidate& one) {
         return std::tuple(one.score, one.hit.createdAt, one.hit.item, one.hit.invocation);
       });
@@ -180,13 +182,15 @@ class SearchReadings {
     const SearchPattern& pattern;
     const SearchQuery& query;
     std::optional<std::int64_t> project;
+    const std::stop_token& stop;
     std::size_t enough;
     std::size_t most;
     std::vector<Candidate>& candidates;
     std::int64_t lookedAt = 0;
 
     bool isDone() const {
-      return candidates.size() >= most || (lookedAt >= kLeastLookedAt && candidates.size() >= enough);
+      return stop.stop_requested() || candidates.size() >= most ||
+             (lookedAt >= kLeastLookedAt && candidates.size() >= enough);
     }
   };
 
@@ -286,8 +290,9 @@ SearchReader::SearchReader(std::shared_ptr<ModelContainer> modelContainer) : Sto
 
 SearchReader::~SearchReader() = default;
 
-awaitable<SearchResult> SearchReader::search(SearchQuery query) {
-  return perform([query = std::move(query)](auto& operations) { return operations.search(query); });
+awaitable<SearchResult> SearchReader::search(SearchQuery query, std::stop_token stop) {
+  return perform(
+      [query = std::move(query), stop = std::move(stop)](auto& operations) { return operations.search(query, stop); });
 }
 
 }  // namespace ravant

@@ -3,6 +3,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -64,6 +65,7 @@ struct SearchHit {
 struct SearchResult {
   std::vector<SearchHit> hits = {};  ///< the best first; among equals the newest
   bool hadWords = true;              ///< a search without a letter or digit finds nothing
+  bool isComplete = true;            ///< false where the search was stopped
 };
 
 /// Searches what is stored, on a connection of its own. All throw `StoreError`.
@@ -75,7 +77,8 @@ class SearchReader : public StoreActor<SearchReadings> {
 
   /// Finds what is in the index and, as it stands now, matches. Where there are many, only some dozens of the newest
   /// compete for being the best; the newest by their week, which is that of a session's file where it was imported.
-  awaitable<SearchResult> search(SearchQuery query);
+  /// A search for which very much has to be looked at can take seconds; it ends soon after `stop` was requested.
+  awaitable<SearchResult> search(SearchQuery query, std::stop_token stop = {});
 };
 
 }  // namespace ravant

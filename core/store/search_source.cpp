@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdlib>
 #include <optional>
 #include <ranges>
 #include <utility>
@@ -92,7 +93,8 @@ namespace search_word {
 std::string project(std::int64_t row) { return fmt::format("\uE000p{}", row); }
 std::string agent(std::string_view type) { return fmt::format("\uE000a{}", type); }
 std::string kind(std::string_view kind) { return fmt::format("\uE000k{}", kind); }
-std::string week(std::int64_t week) { return fmt::format("\uE000w{}", week); }
+/// Without a sign, which would part the word.
+std::string week(std::int64_t week) { return fmt::format("\uE000{}{}", week < 0 ? 'v' : 'w', std::abs(week)); }
 
 }  // namespace search_word
 

@@ -37,6 +37,24 @@ std::size_t characterBegin(std::string_view text, std::size_t position) {
   return position;
 }
 
+/// Folds what the text begins with of ASCII, as nearly all texts have it nearly everywhere. Says how many bytes it
+/// were.
+std::size_t foldAscii(std::string_view text, bool& isBehindBlank, std::string& folded) {
+  constexpr char kEscape = 0x1B;
+  const auto isOther = [](char c) { return static_cast<unsigned char>(c) >= 0x80 || c == kEscape; };
+  const auto size = static_cast<std::size_t>(std::ranges::find_if(text, isOther) - text.begin());
+  std::size_t end = folded.size();
+  folded.resize(end + size);
+  for (const char c : text.substr(0, size)) {
+    const bool isBlank = c <= ' ' || c == 0x7F;
+    folded[end] = isBlank ? ' ' : c >= 'A' && c <= 'Z' ? static_cast<char>(c + 0x20) : c;
+    end += isBlank && isBehindBlank ? 0 : 1;
+    isBehindBlank = isBlank;
+  }
+  folded.resize(end);
+  return size;
+}
+
 void appendWord(std::string_view word, std::string& words) { words.append(indexForm(word)) += ' '; }
 
 }  // namespace
@@ -82,6 +100,8 @@ void foldForComparing(std::string_view text, std::string& folded) {
   folded.reserve(text.size());
   bool isBehindBlank = false;
   for (std::size_t at = 0; at < text.size();) {
+    at += foldAscii(text.substr(at), isBehindBlank, folded);
+    if (at == text.size()) return;
     const SearchLetter letter = searchLetterAt(text, at);
     at += letter.size;
     if (letter.kind == LetterKind::mark && !folded.empty()) continue;

@@ -44,14 +44,15 @@ class TranscriptFindings {
                                     "group_id = ? ORDER BY id")) {}
 
   std::optional<SearchHit> find(ConversationId conversation, const std::string& text,
-                                std::optional<ConversationItemId> from, FindDirection direction) {
+                                std::optional<ConversationItemId> from, FindDirection direction,
+                                const std::stop_token& stop) {
     const std::string folded = foldedForSearch(text);
     if (folded.empty()) return std::nullopt;
     const bool isNext = direction == FindDirection::next;
     return store_.read([&]() -> std::optional<SearchHit> {
-      if (!from) return first((isNext ? all_ : allBackwards_).query(bound(conversation)), conversation, folded);
+      if (!from) return first((isNext ? all_ : allBackwards_).query(bound(conversation)), conversation, folded, stop);
       const auto beside = [&](sqlite::Statement& statement) {
-        return first(statement.query(bound(conversation), bound(*from)), conversation, folded);
+        return first(statement.query(bound(conversation), bound(*from)), conversation, folded, stop);
       };
       auto hit = beside(isNext ? behind_ : before_);
       return hit ? hit : beside(isNext ? upTo_ : downTo_);
@@ -59,12 +60,12 @@ class TranscriptFindings {
   }
 
   TranscriptFinder::Count count(ConversationId conversation, const std::string& text,
-                                std::optional<ConversationItemId> item) {
+                                std::optional<ConversationItemId> item, const std::stop_token& stop) {
     const std::string folded = foldedForSearch(text);
     return store_.read([&] {
       TranscriptFinder::Count count;
       auto row = all_.query(bound(conversation));
-      while (!folded.empty() && row.step()) {
+      while (!folded.empty() && !stop.stop_requested() && row.step()) {
         if (!hitIn(row, conversation, folded)) continue;
         ++count.items;
         if (item == readId<ConversationItemId>(row, 0)) count.position = count.items;
@@ -74,8 +75,9 @@ class TranscriptFindings {
   }
 
  private:
-  std::optional<SearchHit> first(sqlite::Query&& row, ConversationId conversation, std::string_view folded) {
-    while (row.step()) {
+  std::optional<SearchHit> first(sqlite::Query&& row, ConversationId conversation, std::string_view folded,
+                                 const std::stop_token& stop) {
+    while (!stop.stop_requested() && row.step()) {
       if (auto hit = hitIn(row, conversation, folded)) return hit;
     }
     return std::nullopt;
@@ -132,14 +134,17 @@ TranscriptFinder::~TranscriptFinder() = default;
 
 awaitable<std::optional<SearchHit>> TranscriptFinder::find(ConversationId conversation, std::string text,
                                                            std::optional<ConversationItemId> from,
-                                                           FindDirection direction) {
-  return perform(
-      [=, text = std::move(text)](auto& operations) { return operations.find(conversation, text, from, direction); });
+                                                           FindDirection direction, std::stop_token stop) {
+  return perform([=, text = std::move(text)](auto& operations) {
+    return operations.find(conversation, text, from, direction, stop);
+  });
 }
 
 awaitable<TranscriptFinder::Count> TranscriptFinder::count(ConversationId conversation, std::string text,
-                                                           std::optional<ConversationItemId> item) {
-  return perform([=, text = std::move(text)](auto& operations) { return operations.count(conversation, text, item); });
+                                                           std::optional<ConversationItemId> item,
+                                                           std::stop_token stop) {
+  return perform(
+      [=, text = std::move(text)](auto& operations) { return operations.count(conversation, text, item, stop); });
 }
 
 }  // namespace ravant

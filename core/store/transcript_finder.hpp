@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 
 #include "core/store/search_reader.hpp"
@@ -13,7 +14,8 @@ class TranscriptFindings;
 enum class FindDirection { next, previous };
 
 /// Finds characters that stand one behind the other in a conversation, whatever their case and accents. Needs no
-/// index, and memory for one entry. All throw `StoreError`.
+/// index, and memory for one entry. It looks at all of a conversation, which can take seconds, and ends with what it
+/// has soon after `stop` was requested. All throw `StoreError`.
 class TranscriptFinder : public StoreActor<TranscriptFindings> {
  public:
   static std::shared_ptr<TranscriptFinder> make(std::shared_ptr<ModelContainer> modelContainer);
@@ -23,7 +25,8 @@ class TranscriptFinder : public StoreActor<TranscriptFindings> {
   /// The next item in which they stand. Beyond the end it goes on at the other one, up to the item it came from;
   /// without one it begins at the first, or at the last where it goes backwards. Of a group it tells the call.
   awaitable<std::optional<SearchHit>> find(ConversationId conversation, std::string text,
-                                           std::optional<ConversationItemId> from, FindDirection direction);
+                                           std::optional<ConversationItemId> from, FindDirection direction,
+                                           std::stop_token stop = {});
 
   /// How many items `find` goes through, and which of them, counted from 1, `item` is.
   struct Count {
@@ -32,7 +35,8 @@ class TranscriptFinder : public StoreActor<TranscriptFindings> {
 
     bool operator==(const Count&) const = default;
   };
-  awaitable<Count> count(ConversationId conversation, std::string text, std::optional<ConversationItemId> item = {});
+  awaitable<Count> count(ConversationId conversation, std::string text, std::optional<ConversationItemId> item = {},
+                         std::stop_token stop = {});
 };
 
 }  // namespace ravant

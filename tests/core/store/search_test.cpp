@@ -197,6 +197,26 @@ TEST_F(Search, FindsWhatIsRareAmongManyAndLetsTheNewestCompete) {
   EXPECT_EQ(newest.front().createdAt, kMorning + std::chrono::hours(1) + std::chrono::minutes(1199));
 }
 
+TEST_F(Search, ReachesBackBeforeTheEpoch) {
+  store.makeConversation();
+  bringIn(1200, Timestamp{} - std::chrono::days(400), "an old needle", "s");
+  EXPECT_THAT(snippets({.text = "needle", .until = Timestamp{}}), AllOf(SizeIs(20), Each("an old needle")));
+}
+
+TEST_F(Search, EndsWhereItIsStopped) {
+  const ConversationId id = store.makeConversation();
+  message(id, "needle");
+  EXPECT_THAT(hits({.text = "needle"}), SizeIs(1));
+  std::stop_source stop;
+  stop.request_stop();
+  const SearchResult result = run(reader->search({.text = "needle"}, stop.get_token()));
+  EXPECT_THAT(result.hits, IsEmpty());
+  EXPECT_FALSE(result.isComplete);
+  const auto finder = TranscriptFinder::make(store.container);
+  EXPECT_FALSE(run(finder->find(id, "needle", {}, FindDirection::next, stop.get_token())));
+  EXPECT_EQ(run(finder->count(id, "needle", {}, stop.get_token())).items, 0);
+}
+
 TEST_F(Search, TakesAnyTextForASearch) {
   message(store.makeConversation(), "a AND b OR c NEAR(d, 2) * ^e");
   std::string large;
