@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -8,20 +7,25 @@
 
 namespace ravant {
 
-/// Conversations that are brought in by more than one transaction. Each is marked with the process that does it, and
-/// is none for everybody else until the mark is taken off.
-class UnfinishedImports {
+/// Conversations that are brought in or removed by more than one transaction. Each is marked with the process that does
+/// it (`importer`), and is none for everybody else: until the mark is taken off, or for good.
+class PartialConversations {
  public:
-  explicit UnfinishedImports(StoreConnection& store);
+  explicit PartialConversations(StoreConnection& store);
 
   /// For operations that run in a transaction of their own: puts this process's mark on, or takes it off.
   void mark(ConversationRow conversation);
   void unmark(ConversationRow conversation);
   /// One with this process's mark; nothing where it has gone with its project.
   std::optional<ConversationRow> find(ConversationId id);
+  /// How much one transaction removes: what its turn allows, or so little that its log has room on a full disk.
+  enum class Amount { turn, little };
+  /// Removes so much. Where something is left, the conversation is marked, for `remove`.
+  bool beginRemoval(ConversationRow conversation, Amount amount);
 
-  /// Operations by themselves, which let others write in between: remove what came of one that this process has marked,
-  /// and of all whose process is dead.
+  /// Operations by themselves, which let others write in between. `remove`: what is left of one that this process has
+  /// marked, on a full disk too. `removeDead`: all whose process is dead; what cannot be removed stays for the next
+  /// time.
   void remove(ConversationId id);
   void removeDead();
 
@@ -29,7 +33,8 @@ class UnfinishedImports {
   std::optional<ConversationRow> find(ConversationId id, std::string_view owner);
   void remove(ConversationId id, std::string_view owner);
   /// False when nothing is left.
-  bool removeSome(ConversationId id, std::string_view owner);
+  bool removeSome(ConversationId id, std::string_view owner, Amount amount);
+  bool removeSome(ConversationRow conversation, Amount amount);
 
   StoreConnection& store_;
   ConversationTable conversations_;
@@ -37,9 +42,5 @@ class UnfinishedImports {
   sqlite::Statement find_;
   sqlite::Statement all_;
 };
-
-/// `UnfinishedImports::removeDead` for the start of a program. Writes nothing, and waits for no writer, where there is
-/// nothing to remove. Blocks. Throws `StoreError`.
-void removeInterruptedImports(std::shared_ptr<ModelContainer> modelContainer);
 
 }  // namespace ravant
