@@ -15,7 +15,6 @@
 #include "app/services.hpp"
 #include "core/store/run_table.hpp"
 #include "core/store/store_error.hpp"
-#include "core/store/unfinished_imports.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
@@ -112,7 +111,6 @@ void Application::openStore() {
       kLog.error("some of what process {} left could not be ended; it is tried again later", owner);
       processes_->postpone(owner);
     }
-    removeInterruptedImports(modelContainer_);
   } catch (const std::exception& error) {
     if (!isForWantOfWriting(error) && !isForAnotherWriter(error)) throw;
     kLog.warning("what was interrupted is not repaired: {}", error.what());

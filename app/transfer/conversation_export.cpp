@@ -51,7 +51,8 @@ awaitable<ConversationExport> ConversationExport::begin(Application& application
                                {.conversation = std::move(summary->conversation),
                                 .projectPath = project->path,
                                 .projectName = project->name,
-                                .agentType = summary->agentType},
+                                .agentType = summary->agentType,
+                                .firstWords = std::move(summary->firstWords)},
                                summary->items, format);
 }
 

@@ -7,6 +7,7 @@
 #include "app/application.hpp"
 #include "app/project_of_folder.hpp"
 #include "core/store/transcript_writer.hpp"
+#include "platform/text/text.hpp"
 
 namespace ravant {
 namespace {
@@ -71,6 +72,7 @@ awaitable<std::optional<ImportedConversation>> importConversation(Application& a
   if (co_await application.conversations().conversation(exported.conversation.id)) co_return std::nullopt;
   const std::filesystem::path folder = co_await folderOf(application, exported.projectPath);
   Conversation conversation = exported.conversation;
+  if (const auto& words = exported.conversation.title) conversation.title = titleFrom(*words);
   conversation.agent = co_await agentOfType(application, exported.agentType);
   conversation.foreignAgentType = exported.agentType;
   const auto created = co_await application.transcriptImport().createIn(

@@ -15,6 +15,8 @@ struct ExportedConversation {
   std::string projectPath;
   std::string projectName;
   std::optional<AgentType> agentType;
+  /// The beginning of the first prompt, where there is no title. It is among the entries, so JSON does not say it.
+  std::optional<std::string> firstWords = {};
 };
 
 }  // namespace ravant

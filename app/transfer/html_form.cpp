@@ -43,7 +43,7 @@ std::string escapedLine(std::string_view text) { return htmlEscaped(oneLine(text
 std::string paragraphs(std::string_view words) {
   const std::string safe = terminalSafe(words);
   std::string html;
-  for (std::string_view rest = trimmed(safe); !rest.empty();) {
+  for (std::string_view rest = withoutBlankEnds(safe); !rest.empty();) {
     const std::size_t end = std::min(rest.find("\n\n"), rest.size());
     html += fmt::format("<p dir=\"auto\">{}</p>\n", htmlEscaped(rest.substr(0, end)));
     rest.remove_prefix(std::min(rest.find_first_not_of('\n', end), rest.size()));

@@ -1,5 +1,8 @@
 #include "app/transfer/text_blocks.hpp"
 
+#include <algorithm>
+
+#include "core/conversation_state.hpp"
 #include "platform/clock/clock.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
@@ -12,8 +15,7 @@ constexpr std::size_t kInputCharacters = 100;
 }  // namespace
 
 std::string shownTitle(const ExportedConversation& exported) {
-  std::string title = oneLine(exported.conversation.title.value_or(std::string()));
-  return title.empty() ? "Conversation " + exported.conversation.id.text() : title;
+  return oneLine(displayTitle(exported.conversation.title.value_or(""), exported.firstWords.value_or("")));
 }
 
 std::string shownInput(const ToolInvocation& call) {
@@ -41,6 +43,24 @@ std::string_view statusMark(ToolInvocationStatus status) {
       return "✗";
   }
   __builtin_unreachable();
+}
+
+std::vector<std::string_view> linesOf(std::string_view text) {
+  std::vector<std::string_view> lines;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    lines.push_back(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return lines;
+}
+
+std::string_view withoutBlankEnds(std::string_view text) {
+  const std::size_t last = text.find_last_not_of(" \t\n");
+  if (last == std::string_view::npos) return {};
+  text = text.substr(0, last + 1);
+  const std::size_t lineBegin = text.substr(0, text.find_first_not_of(" \t\n")).rfind('\n') + 1;
+  return text.substr(lineBegin);
 }
 
 std::string htmlEscaped(std::string_view text) {

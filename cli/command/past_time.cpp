@@ -40,7 +40,7 @@ std::optional<Timestamp> dayBegin(const std::string& word) {
   day.tm_isdst = -1;
   const std::time_t time = std::mktime(&day);
   if (time == -1 || day.tm_mon != month) return std::nullopt;  // there is no such day
-  return std::chrono::time_point_cast<Timestamp::duration>(std::chrono::system_clock::from_time_t(time));
+  return Timestamp(std::chrono::seconds(time));
 }
 
 }  // namespace

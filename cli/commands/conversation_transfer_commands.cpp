@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -27,10 +28,12 @@ ExportFormat formatOf(const CommandContext& context, const Arguments& arguments)
   return exportFormatFromRawValue(*word).value();
 }
 
+UsageError emptyName() { return UsageError("the file's name is empty"); }
+
 /// Where to, unless it is standard output.
 std::optional<std::string> fileOf(const CommandContext& context, const Arguments& arguments) {
   const auto path = arguments.optional("--output");
-  if (path && path->empty()) throw UsageError("the file's name is empty");
+  if (path && path->empty()) throw emptyName();
   if (path && *path != "-") return path;
   if (context.wantsJson() && formatOf(context, arguments) != ExportFormat::json) {
     throw UsageError("--json is JSON on standard output: write another format to a file with --output");
@@ -59,7 +62,7 @@ awaitable<void> writeFile(const std::string& path, ConversationExport& text) {
     Output output(special.get(), Style(Style::Colours::off));
     co_return co_await writeTo(output, text);
   }
-  FileReplacement file(path, FileReplacement::NewFile::asUserWants);
+  FileReplacement file(path);
   while (const auto piece = co_await text.next()) file.write(*piece);
   file.putInPlace();
 }
@@ -137,8 +140,10 @@ awaitable<void> importOne(CommandContext& context, const std::string& path, Impo
 }
 
 awaitable<ExitStatus> importAll(CommandContext& context, Arguments arguments) {
+  const std::vector<std::string> paths = arguments.list("FILE");
+  if (std::ranges::count(paths, "") > 0) throw emptyName();
   Imported all;
-  for (const std::string& path : arguments.list("FILE")) {
+  for (const std::string& path : paths) {
     co_await importOne(context, path, all);
     if (!context.wantsJson()) context.output.flush();
   }
@@ -152,21 +157,23 @@ awaitable<ExitStatus> importAll(CommandContext& context, Arguments arguments) {
 }  // namespace
 
 Command exportCommand() {
-  return {.name = "export",
-          .summary = "Write a whole conversation as a file",
-          .description =
-              "Markdown is to be read, HTML to be shown, and JSON to be kept: \"ravant conversation import\" brings it "
-              "back.\n\nA file that is there already is replaced once all is written.",
-          .positionals = {{.name = "CONV"}},
-          .options = {{.name = "--format",
-                       .value = "FORMAT",
-                       .description = "What it is written as; the usual one is markdown",
-                       .kind = ValueKind::exportFormat},
-                      {.name = "--output",
-                       .value = "FILE",
-                       .description = "Write to this file instead of standard output (\"-\")",
-                       .kind = ValueKind::file}},
-          .run = exportOne};
+  return {
+      .name = "export",
+      .summary = "Write a whole conversation as a file",
+      .description =
+          "Markdown is to be read, HTML to be shown, and JSON to be kept: \"ravant conversation import\" brings it "
+          "back.\n\nA file that is there already is replaced once all is written, and keeps its mode. A new one is for "
+          "you alone (0600), as the store is.",
+      .positionals = {{.name = "CONV"}},
+      .options = {{.name = "--format",
+                   .value = "FORMAT",
+                   .description = "What it is written as; the usual one is markdown",
+                   .kind = ValueKind::exportFormat},
+                  {.name = "--output",
+                   .value = "FILE",
+                   .description = "Write to this file instead of standard output (\"-\")",
+                   .kind = ValueKind::file}},
+      .run = exportOne};
 }
 
 Command conversationImportCommand() {

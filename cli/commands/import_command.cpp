@@ -14,6 +14,7 @@ namespace {
 std::optional<std::filesystem::path> namedFolder(const Arguments& arguments) {
   const auto word = arguments.optional("--from");
   if (!word) return std::nullopt;
+  if (word->empty()) throw UsageError("the folder's name is empty");
   const auto folder = std::filesystem::absolute(*word).lexically_normal();
   if (!std::filesystem::is_directory(folder)) throw CommandError(fmt::format("{} is no folder", folder.string()));
   return folder;

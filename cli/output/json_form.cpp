@@ -138,6 +138,7 @@ json::object jsonForm(const ConversationSummary& summary) {
   addIfPresent(object, "lastUsageUpdatedAt", conversation.lastUsageUpdatedAt);
   addIfPresent(object, "lastMaxTokens", conversation.lastMaxTokens);
   addIfPresent(object, "title", conversation.title);
+  object.emplace("displayTitle", displayTitle(summary));
   addIfPresent(object, "workItem", conversation.workItem);
   object.emplace("items", summary.items);
   object.emplace("unread", summary.unread);

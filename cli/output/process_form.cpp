@@ -10,11 +10,12 @@ namespace {
 
 constexpr std::size_t kCommandColumns = 60;
 
+Timestamp startOf(const LeftProcess& process) { return std::chrono::floor<Timestamp::duration>(process.startedAt); }
+
 }  // namespace
 
 json::object jsonForm(const LeftProcess& process) {
-  json::object form{{"pid", process.identity.pid},
-                    {"startedAt", iso8601(std::chrono::floor<Timestamp::duration>(process.startedAt))}};
+  json::object form{{"pid", process.identity.pid}, {"startedAt", iso8601(startOf(process))}};
   if (!process.folder.empty()) form.emplace("folder", repairUtf8(process.folder.string()));
   form.emplace("command", repairUtf8(process.command));
   form.emplace("processes", process.processes);
@@ -24,7 +25,7 @@ json::object jsonForm(const LeftProcess& process) {
 std::string textForm(const std::vector<LeftProcess>& processes, const Style& style) {
   Table table({"PID", "STARTED", "PROCESSES", "FOLDER", "COMMAND"});
   for (const LeftProcess& process : processes) {
-    table.add({std::to_string(process.identity.pid), localTime(process.startedAt), std::to_string(process.processes),
+    table.add({std::to_string(process.identity.pid), localTime(startOf(process)), std::to_string(process.processes),
                shownPath(process.folder.string()), cutToWidth(oneLine(repairUtf8(process.command)), kCommandColumns)});
   }
   return table.text(style);

@@ -65,8 +65,9 @@ class ConversationModelActor : public StoreActor<ConversationOperations> {
   awaitable<void> renameConversation(ConversationId conversationId, std::optional<std::string> title);
   awaitable<void> archiveConversation(ConversationId conversationId);
   awaitable<void> unarchiveConversation(ConversationId conversationId);
-  /// Takes the transcript with it. Throws `InUseError` while a prompt runs in it, in this process or another,
-  /// and `PartlyRemovedError` where a full disk let it be removed in pieces only and one of them could not.
+  /// Takes the transcript with it. What takes longer than one transaction may is gone for everybody after the first;
+  /// others write between them, and what is left where the process is killed goes with the next deletion or import.
+  /// Throws `InUseError` while a prompt runs in it, in this process or another.
   awaitable<void> deleteConversation(ConversationId conversationId);
   /// Without a session id, what was stored is forgotten.
   awaitable<void> updateResumedSessionId(ConversationId conversationId, std::optional<std::string> sessionId);

@@ -20,7 +20,7 @@ class ConversationTable {
  public:
   explicit ConversationTable(StoreConnection& store);
 
-  /// Nothing where it is not whole yet, like everywhere (see `UnfinishedImports`).
+  /// Nothing where it is not whole yet, like everywhere (see `PartialConversations`).
   std::optional<ConversationRow> find(ConversationId id);
   void touchLastActivity(ConversationRow row, Timestamp now);
   /// A prompt is an activity too.

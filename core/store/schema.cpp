@@ -335,7 +335,7 @@ END;
 ALTER TABLE conversation ADD COLUMN agent_type TEXT
   CHECK (agent_type IN ('ravant', 'codex', 'claude', 'pi', 'cursor'));
 
--- The process that is bringing the conversation in, which is in no list until it is whole.
+-- The process that is bringing the conversation in or removing it, which is in no list meanwhile.
 ALTER TABLE conversation ADD COLUMN importer TEXT;
 CREATE INDEX conversation_being_imported ON conversation (importer) WHERE importer IS NOT NULL;
 

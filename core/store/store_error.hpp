@@ -43,26 +43,7 @@ class StoreError : public std::runtime_error {
 class InUseError : public std::runtime_error {
  public:
   explicit InUseError(const std::string& reason)
-      : std::runtime_error(reason + "; nothing was removed, try again when it has ended"), reason_(reason) {}
-
-  const std::string& reason() const { return reason_; }
-
- private:
-  std::string reason_;
-};
-
-/// A conversation was removed piece by piece, and not all of it could be; `what()` says so and what the user can do.
-class PartlyRemovedError : public std::runtime_error {
- public:
-  explicit PartlyRemovedError(const InUseError& inUse) : PartlyRemovedError(inUse.reason(), "when it has ended") {}
-  explicit PartlyRemovedError(const StoreError& error)
-      : PartlyRemovedError(error.kind() == StoreError::Case::full ? "the disk is full" : error.what(),
-                           error.kind() == StoreError::Case::full ? "when there is room" : "") {}
-
- private:
-  PartlyRemovedError(const std::string& reason, const std::string& when)
-      : std::runtime_error("the latest part of the conversation is deleted, but not the rest (" + reason +
-                           "); delete it again" + (when.empty() ? when : " " + when)) {}
+      : std::runtime_error(reason + "; nothing was removed, try again when it has ended") {}
 };
 
 }  // namespace ravant

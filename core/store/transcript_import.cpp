@@ -5,10 +5,11 @@
 #include <utility>
 
 #include "core/store/imported_pieces.hpp"
+#include "core/store/imported_session_table.hpp"
 #include "core/store/item_insertion.hpp"
 #include "core/store/item_table.hpp"
+#include "core/store/partial_conversations.hpp"
 #include "core/store/row_values.hpp"
-#include "core/store/unfinished_imports.hpp"
 #include "core/store/write_turn.hpp"
 #include "platform/log/log.hpp"
 
@@ -23,15 +24,6 @@ std::optional<std::int64_t> bound(const std::optional<Timestamp>& time) {
 
 using ravant::bound;
 
-ImportedSession readSession(const sqlite::Query& row) {
-  return {.agent = agentTypeFromRawValue(row.text(1)).value(),
-          .sessionId = readText(row, 2),
-          .file = readText(row, 3),
-          .inode = row.int64(4),
-          .byteOffset = row.int64(5),
-          .state = readText(row, 6)};
-}
-
 }  // namespace
 
 /// The operations themselves, run one after another on the actor's strand.
@@ -40,7 +32,8 @@ class TranscriptImportOperations {
   explicit TranscriptImportOperations(std::shared_ptr<ModelContainer> modelContainer)
       : store_(std::move(modelContainer)),
         conversations_(store_),
-        unfinished_(store_),
+        partial_(store_),
+        sessions_(store_),
         items_(store_),
         calls_(store_),
         taken_(store_.prepare("SELECT id FROM conversation WHERE uuid = ?")),
@@ -71,31 +64,15 @@ class TranscriptImportOperations {
         lastItem_(store_.prepare("SELECT id, created_at FROM conversation_item WHERE conversation_id = ? "
                                  "ORDER BY created_at DESC, id DESC LIMIT 1")),
         see_(store_.prepare("UPDATE conversation SET (seen_item_id, seen_item_at) = (SELECT id, created_at FROM "
-                            "conversation_item WHERE id = ?1) WHERE id = ?2 AND seen_item_id = ?3")),
-        keepSession_(store_.prepare(
-            "INSERT INTO imported_session (conversation_id, agent_type, session_id, file, inode, byte_offset, state, "
-            "imported_at) VALUES (?, ?, ?, ?, ?, ?, ?, ?) ON CONFLICT (conversation_id) DO UPDATE SET "
-            "agent_type = excluded.agent_type, session_id = excluded.session_id, file = excluded.file, "
-            "inode = excluded.inode, byte_offset = excluded.byte_offset, state = excluded.state, "
-            "imported_at = excluded.imported_at, importer = NULL")),
-        adderOf_(store_.prepare("SELECT importer FROM imported_session WHERE conversation_id = ? AND importer <> ?")),
-        markAdding_(store_.prepare("UPDATE imported_session SET importer = ? WHERE conversation_id = ?")),
-        importedSession_(
-            store_.prepare("SELECT conversation.uuid, imported.agent_type, imported.session_id, imported.file, "
-                           "iif(imported.importer IS NULL, imported.inode, ?3), imported.byte_offset, imported.state, "
-                           "conversation.importer FROM imported_session AS imported JOIN conversation "
-                           "ON conversation.id = imported.conversation_id WHERE imported.agent_type = ?1 AND "
-                           "imported.session_id = ?2")),
-        ownSession_(store_.prepare("SELECT conversation.uuid FROM conversation LEFT JOIN agent ON agent.id = "
-                                   "conversation.agent_id WHERE conversation.agent_resumed_session_id = ?2 AND "
-                                   "coalesce(agent.type_raw, conversation.agent_type) = ?1 "
-                                   "ORDER BY conversation.last_activity_at DESC, conversation.id DESC LIMIT 1")) {}
+                            "conversation_item WHERE id = ?1) WHERE id = ?2 AND seen_item_id = ?3")) {}
 
   using Created = TranscriptImport::Created;
+  using Unfinished = ImportedSessionTable::Unfinished;
 
   /// In the folder's project, where there is one, else in the conversation's.
   std::optional<Created> create(const std::optional<TranscriptImport::Folder>& folder, Conversation conversation,
                                 const NextImportedItem& next, const std::optional<ImportedSession>& session) {
+    partial_.removeDead();
     if (conversation.id == ConversationId()) conversation.id = ConversationId(Uuid::random());
     if (!store_.read([&] { return isFree(conversation.id, session); })) return std::nullopt;
     ImportedPieces pieces(next);
@@ -126,12 +103,12 @@ class TranscriptImportOperations {
       pieces.read();
       const auto added = store_.write(pieces.durability(), [&](Changes& changes) -> std::optional<std::int64_t> {
         const auto row = conversations_.find(growth.before.id);
-        if (!row || isAddedToElsewhere(*row) || !(isBegun || isAsKnown(growth))) return std::nullopt;
+        if (!row || sessions_.isAddedToElsewhere(*row) || !(isBegun || isAsKnown(growth))) return std::nullopt;
         const std::int64_t count = addItems(*row, pieces);
         if (pieces.areOver()) {
           update(*row, growth, changes);
         } else {
-          markAdding_.run(store_.container().processes().owner(), bound(*row));
+          sessions_.beginAdding(*row);
         }
         changes.updated(growth.before.id);
         return count;
@@ -144,7 +121,7 @@ class TranscriptImportOperations {
   }
 
   std::optional<KnownSession> knownSession(AgentType agent, std::string_view sessionId) {
-    return store_.read([&] { return find(agent, sessionId, Unfinished::skipped); });
+    return store_.read([&] { return sessions_.find(agent, sessionId, Unfinished::skipped); });
   }
 
  private:
@@ -155,7 +132,7 @@ class TranscriptImportOperations {
   }
 
   bool isFree(ConversationId id, const std::optional<ImportedSession>& session) {
-    return !rowOf(taken_, id) && !(session && find(session->agent, session->sessionId, Unfinished::included));
+    return !rowOf(taken_, id) && !(session && sessions_.find(session->agent, session->sessionId, Unfinished::included));
   }
 
   std::optional<Created> begin(const Conversation& conversation, ImportedPieces& pieces,
@@ -164,12 +141,12 @@ class TranscriptImportOperations {
     if (!project) return std::nullopt;
     insert(conversation, *project);
     const ConversationRow row{store_.lastInsertRowId()};
-    if (session) keep(row, *session);
+    if (session) sessions_.keep(row, *session);
     const std::int64_t items = addItems(row, pieces);
     if (pieces.areOver()) {
       changes.inserted(conversation.id);
     } else {
-      unfinished_.mark(row);
+      partial_.mark(row);
     }
     return Created{.conversation = conversation.id, .items = items};
   }
@@ -177,11 +154,11 @@ class TranscriptImportOperations {
   /// False where the conversation has gone with its project.
   bool goOn(Created& created, ImportedPieces& pieces) {
     return store_.write(pieces.durability(), [&](Changes& changes) {
-      const auto row = unfinished_.find(created.conversation);
+      const auto row = partial_.find(created.conversation);
       if (!row) return false;
       created.items += addItems(*row, pieces);
       if (!pieces.areOver()) return true;
-      unfinished_.unmark(*row);
+      partial_.unmark(*row);
       changes.inserted(created.conversation);
       return true;
     });
@@ -189,7 +166,7 @@ class TranscriptImportOperations {
 
   void undo(ConversationId id, const std::optional<ProjectId>& addedProject) {
     try {
-      unfinished_.remove(id);
+      partial_.remove(id);
       if (!addedProject) return;
       store_.write(
           Durability::processDeath,
@@ -202,12 +179,6 @@ class TranscriptImportOperations {
     }
   }
 
-  bool isAddedToElsewhere(ConversationRow row) {
-    const ProcessLedger& processes = store_.container().processes();
-    auto adder = adderOf_.query(bound(row), processes.owner());
-    return adder.step() && processes.isAlive(adder.text(0));
-  }
-
   ProjectId projectOf(const TranscriptImport::Folder& folder, Changes& changes, std::optional<ProjectId>& added) {
     auto row = projectOf_.query(folder.path);
     if (row.step()) return readId<ProjectId>(row, 0);
@@ -216,20 +187,6 @@ class TranscriptImportOperations {
     changes.inserted(id);
     added = id;
     return id;
-  }
-
-  enum class Unfinished { skipped, included };
-
-  std::optional<KnownSession> find(AgentType agent, std::string_view sessionId, Unfinished unfinished) {
-    {
-      auto row = importedSession_.query(rawValue(agent), sessionId, ImportedSession::kReadAnew);
-      const bool isFound = row.step();
-      if (isFound && unfinished == Unfinished::skipped && !row.isNull(7)) return std::nullopt;
-      if (isFound) return KnownSession{.conversation = readId<ConversationId>(row, 0), .imported = readSession(row)};
-    }
-    auto row = ownSession_.query(rawValue(agent), sessionId);
-    if (!row.step()) return std::nullopt;
-    return KnownSession{.conversation = readId<ConversationId>(row, 0), .imported = {}};
   }
 
   void insert(const Conversation& conversation, std::int64_t project) {
@@ -279,7 +236,7 @@ class TranscriptImportOperations {
   }
 
   bool isAsKnown(const SessionGrowth& growth) {
-    const auto known = find(growth.read.agent, growth.read.sessionId, Unfinished::skipped);
+    const auto known = sessions_.find(growth.read.agent, growth.read.sessionId, Unfinished::skipped);
     return (known ? known->imported : std::nullopt) == growth.readBefore;
   }
 
@@ -294,7 +251,7 @@ class TranscriptImportOperations {
     if (growth.results) {
       for (const LateResult& late : growth.results()) complete(row, growth.before.id, late, changes);
     }
-    keep(row, growth.read);
+    sessions_.keep(row, growth.read);
   }
 
   void complete(ConversationRow row, ConversationId id, const LateResult& late, Changes& changes) {
@@ -308,14 +265,10 @@ class TranscriptImportOperations {
     changes.updated(*call, id);
   }
 
-  void keep(ConversationRow row, const ImportedSession& session) {
-    keepSession_.run(bound(row), rawValue(session.agent), session.sessionId, session.file, session.inode,
-                     session.byteOffset, session.state, bound(store_.now()));
-  }
-
   StoreConnection store_;
   ConversationTable conversations_;
-  UnfinishedImports unfinished_;
+  PartialConversations partial_;
+  ImportedSessionTable sessions_;
   ItemInsertion items_;
   ItemTable calls_;
   sqlite::Statement taken_;
@@ -329,11 +282,6 @@ class TranscriptImportOperations {
   sqlite::Statement retitle_;
   sqlite::Statement lastItem_;
   sqlite::Statement see_;
-  sqlite::Statement keepSession_;
-  sqlite::Statement adderOf_;
-  sqlite::Statement markAdding_;
-  sqlite::Statement importedSession_;
-  sqlite::Statement ownSession_;
 };
 
 std::shared_ptr<TranscriptImport> TranscriptImport::make(std::shared_ptr<ModelContainer> modelContainer) {

@@ -72,7 +72,8 @@ class TranscriptImport : public StoreActor<TranscriptImportOperations> {
   /// session. An agent that is unknown is none.
   ///
   /// Nobody sees anything of it before it is whole, which is announced as one change. What fails is removed at once;
-  /// what a killed process leaves, by `removeInterruptedImports`. Until then its id and session are taken.
+  /// what a killed process has left, when the next conversation is created here or one is deleted. Until then its id
+  /// and session are taken.
   struct Created {
     ConversationId conversation;
     std::int64_t items;

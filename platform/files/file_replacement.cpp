@@ -10,15 +10,17 @@
 #include <mutex>
 #include <set>
 #include <system_error>
+#include <utility>
 
 #include "platform/files/private_file.hpp"
+#include "platform/text/uuid.hpp"
 
 namespace ravant {
 namespace {
 
 constexpr mode_t kPrivateFile = 0600;
-constexpr mode_t kEverybodysFile = 0666;
 constexpr mode_t kModeBits = 07777;
+constexpr std::string_view kUnique = ".XXXXXX";
 
 struct Unfinished {
   std::mutex mutex;
@@ -41,61 +43,90 @@ void removeAll() {
 
 /// As `mkostemp` wants it. A file's name has at most NAME_MAX bytes.
 std::string nameBeside(const std::filesystem::path& target) {
-  constexpr std::string_view kUnique = ".XXXXXX";
   std::string name = target.filename().string().substr(0, NAME_MAX - kUnique.size());
   return target.parent_path() / name.append(kUnique);
 }
 
-/// The process's mask can be read only by setting it; new files are made with the default meanwhile.
-mode_t userMask() {
-  const mode_t mask = ::umask(077);
-  ::umask(mask);
-  return mask;
-}
+std::string descriptorPath(int file) { return "/proc/self/fd/" + std::to_string(file); }
 
 }  // namespace
 
-FileReplacement::FileReplacement(const std::filesystem::path& path, NewFile newFile)
-    : target_(std::filesystem::absolute(linkTarget(path))), path_(nameBeside(target_)) {
+FileReplacement::FileReplacement(const std::filesystem::path& path, Kind kind)
+    : target_(std::filesystem::absolute(linkTarget(path))) {
   [[maybe_unused]] static const int registered = std::at_quick_exit(removeAll);
-  const std::scoped_lock lock(unfinished().mutex);
-  file_.reset(::mkostemp(path_.data(), O_CLOEXEC));
-  if (!file_) fail("Cannot create a file beside", target_);
-  unfinished().files.insert(path_);
+  if (kind == Kind::withoutName) openWithoutName();
+  if (!file_) openNamed();
   try {
-    keepMode(newFile);
+    keepMode();
   } catch (...) {
-    ::unlink(path_.c_str());
-    unfinished().files.erase(path_);
+    discard();
     throw;
   }
 }
 
-FileReplacement::~FileReplacement() {
+FileReplacement::~FileReplacement() { discard(); }
+
+void FileReplacement::discard() {
   const std::scoped_lock lock(unfinished().mutex);
-  if (!isInPlace_) ::unlink(path_.c_str());
+  if (path_.empty()) return;
+  ::unlink(path_.c_str());
   unfinished().files.erase(path_);
 }
 
-void FileReplacement::keepMode(NewFile newFile) {
-  const mode_t fresh = newFile == NewFile::forOwnerAlone ? kPrivateFile : kEverybodysFile & ~userMask();
+void FileReplacement::openWithoutName() {
+  UniqueFd file(::open(target_.parent_path().c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, kPrivateFile));
+  // What it is named through later.
+  if (file && ::access(descriptorPath(file.get()).c_str(), F_OK) == 0) file_ = std::move(file);
+}
+
+void FileReplacement::openNamed() {
+  std::string name = nameBeside(target_);
+  const std::scoped_lock lock(unfinished().mutex);
+  file_.reset(::mkostemp(name.data(), O_CLOEXEC));
+  if (!file_) fail("Cannot create a file beside", target_);
+  path_ = std::move(name);
+  unfinished().files.insert(path_);
+}
+
+void FileReplacement::keepMode() {
   struct stat status;
-  const mode_t mode = ::stat(target_.c_str(), &status) == 0 ? status.st_mode & kModeBits : fresh;
-  if (::fchmod(file_.get(), mode) != 0) fail("Cannot set the mode of", path_);
+  const mode_t mode = ::stat(target_.c_str(), &status) == 0 ? status.st_mode & kModeBits : kPrivateFile;
+  if (::fchmod(file_.get(), mode) != 0) fail("Cannot set the mode of", target_);
 }
 
 void FileReplacement::write(std::string_view contents) {
   while (!contents.empty()) {
     const ssize_t count = ::write(file_.get(), contents.data(), contents.size());
-    if (count < 0 && errno != EINTR) fail("Cannot write", path_);
+    if (count < 0 && errno != EINTR) fail("Cannot write", target_);
     if (count > 0) contents.remove_prefix(static_cast<std::size_t>(count));
   }
 }
 
+void FileReplacement::giveName() {
+  constexpr int kTries = 100;
+  const std::scoped_lock lock(unfinished().mutex);
+  for (int i = 0; i < kTries; ++i) {
+    std::string name = nameBeside(target_);
+    const std::string letters = Uuid::random().text().substr(0, kUnique.size() - 1);
+    name.replace(name.size() - letters.size(), letters.size(), letters);
+    if (::linkat(AT_FDCWD, descriptorPath(file_.get()).c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) {
+      path_ = std::move(name);
+      unfinished().files.insert(path_);
+      return;
+    }
+    if (errno != EEXIST) break;
+  }
+  fail("Cannot create a file beside", target_);
+}
+
 void FileReplacement::putInPlace() {
-  if (::fsync(file_.get()) != 0) fail("Cannot write", path_);
+  if (::fsync(file_.get()) != 0) fail("Cannot write", target_);
+  if (path_.empty()) giveName();
   if (::rename(path_.c_str(), target_.c_str()) != 0) fail("Cannot replace", target_);
-  isInPlace_ = true;
+  {
+    const std::scoped_lock lock(unfinished().mutex);
+    unfinished().files.erase(std::exchange(path_, {}));
+  }
   const UniqueFd folder(::open(target_.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (folder) ::fsync(folder.get());
 }

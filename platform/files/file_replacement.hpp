@@ -9,14 +9,18 @@
 namespace ravant {
 
 /// The new contents of a file, written piece by piece beside it. Whoever reads the file finds the old contents until
-/// `putInPlace`, and for good where that is never reached; what was written goes then, also where the process ends by
-/// `std::quick_exit`. The file's mode is kept; a symbolic link stays one. All throw std::filesystem::filesystem_error.
+/// `putInPlace`, and for good where that is never reached. What was written has no name until then and goes with the
+/// process, however that ends; where the file system has no files without names (NFS), one that is killed leaves it
+/// beside the file, under its name and six letters.
+///
+/// The file's mode is kept; one that is not there yet is for its owner alone (0600). A symbolic link stays one. All
+/// throw std::filesystem::filesystem_error.
 class FileReplacement {
  public:
-  /// The mode of a file that is not there yet: 0600, or what the user's mask leaves.
-  enum class NewFile { forOwnerAlone, asUserWants };
+  /// What is written to; `named` also where the other is impossible.
+  enum class Kind { withoutName, named };
 
-  FileReplacement(const std::filesystem::path& path, NewFile newFile);
+  explicit FileReplacement(const std::filesystem::path& path, Kind kind = Kind::withoutName);
   ~FileReplacement();
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;
@@ -26,12 +30,15 @@ class FileReplacement {
   void putInPlace();
 
  private:
-  void keepMode(NewFile newFile);
+  void openWithoutName();
+  void openNamed();
+  void giveName();
+  void keepMode();
+  void discard();
 
   std::filesystem::path target_;
-  std::string path_;
   UniqueFd file_;
-  bool isInPlace_ = false;
+  std::string path_;  ///< beside the target; empty while it has no name, and when it is in place
 };
 
 }  // namespace ravant

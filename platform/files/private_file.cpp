@@ -69,7 +69,7 @@ bool isUnwritable(int error) {
 }
 
 void replaceFile(const std::filesystem::path& path, std::string_view contents) {
-  FileReplacement replacement(path, FileReplacement::NewFile::forOwnerAlone);
+  FileReplacement replacement(path);
   replacement.write(contents);
   replacement.putInPlace();
 }

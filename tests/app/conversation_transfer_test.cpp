@@ -31,7 +31,7 @@ const std::vector<std::string> kHostile = {"",
                                            "{\"base64\":\"AAAA\"}",
                                            "&lt; ]]> '\"\\",
                                            "\n\n",
-                                           std::string(70'000, '"')};
+                                           std::string(10'000, '"')};
 
 class Transfer : public testing::Test {
  protected:
@@ -125,7 +125,8 @@ class Transfer : public testing::Test {
                             {.conversation = summary.conversation,
                              .projectPath = project.path,
                              .projectName = project.name,
-                             .agentType = summary.agentType},
+                             .agentType = summary.agentType,
+                             .firstWords = summary.firstWords},
                             summary.items, format);
     std::string all;
     while (const auto piece = run(text.next())) all += *piece;
@@ -291,29 +292,6 @@ TEST_F(Transfer, keepsMarkdownsStructureWhateverIsWritten) {
   }
   EXPECT_EQ(headings, 400U);
   EXPECT_THAT(markdown, HasSubstr("`````\n```\nfence\n````\n~~~\n`````"));
-}
-
-TEST_F(Transfer, keepsCodeReadableWhereItCannotBecomeATag) {
-  const Conversation given{.createdAt = kMorning, .lastActivityAt = kMorning, .lastPromptAt = kMorning};
-  const auto markdownOf = [&](std::string words) {
-    const auto created = run(
-        TranscriptImport::make(store.container)
-            ->createIn({.path = "/p", .projectName = "p"}, given,
-                       [&, left = 1]() mutable -> std::optional<ConversationItem> {
-                         if (left-- == 0) return std::nullopt;
-                         return ConversationItem{
-                             .rawJSON = {}, .createdAt = kMorning, .text = words, .detail = AgentMessage{.blocks = {}}};
-                       }));
-    const std::string text = exported(store, created->conversation, ExportFormat::markdown);
-    return text.substr(text.find("\n> ") + 1);
-  };
-  EXPECT_EQ(markdownOf("a `vector<int>` and <b>"), "> a `vector<int>` and &lt;b>\n");
-  EXPECT_EQ(markdownOf("` open\nclose ` <b> `"), "> ` open\n> close ` &lt;b> `\n");
-  EXPECT_EQ(markdownOf("\\`<b>`"), "> \\`&lt;b>`\n");
-  EXPECT_EQ(markdownOf("| ` | <b> | ` |"), "> | ` | &lt;b> | ` |\n");
-  EXPECT_EQ(markdownOf("`` ` <b> ``"), "> `` ` <b> ``\n");
-  EXPECT_EQ(markdownOf("\\[^1] [^1]: x\n- [a]: https://x `[^b]:`"),
-            "> \\&#91;^1] &#91;^1]&#58; x\n> - [a]&#58; https://x `[^b]:`\n");
 }
 
 TEST_F(Transfer, writesHtmlThatCanOnlyBeRead) {

@@ -58,6 +58,31 @@ TEST_F(ConversationTransfer, bringsAConversationBack) {
   EXPECT_EQ(to.json({"conversation", "import", file()}).at("skipped").at(0).at("file").as_string(), file());
 }
 
+TEST_F(ConversationTransfer, keepsTheFileFromOthers) {
+  const auto modeAfterExport = [&] {
+    EXPECT_EQ(from.run({"conversation", "export", id, "--output", file()}).status, 0);
+    return std::filesystem::status(file()).permissions();
+  };
+  EXPECT_EQ(modeAfterExport(), std::filesystem::perms(0600));
+  std::filesystem::permissions(file(), std::filesystem::perms(0644));
+  EXPECT_EQ(modeAfterExport(), std::filesystem::perms(0644)) << "the user's own wish";
+}
+
+TEST_F(ConversationTransfer, keepsAnyTimeAndNoTitle) {
+  constexpr std::string_view kActivity = "\"lastActivityAt\":\"";
+  std::string changed = exported;
+  changed.replace(changed.find(kActivity) + kActivity.size(), 10, "9999-12-30");
+  const std::size_t title = changed.find("\"First\"");
+  ASSERT_EQ(to.run({"conversation", "import", "-"}, std::string(changed).replace(title, 7, "\" \\n \"")).status, 0);
+  EXPECT_THAT(to.run({"conversation", "list"}).output, HasSubstr("9999-12-"));
+  const json::value listed = to.json({"conversation", "list"}).at(0);
+  EXPECT_FALSE(listed.as_object().contains("title"));
+  EXPECT_EQ(listed.at("displayTitle"), "Hello <b>");
+  EXPECT_THAT(to.run({"conversation", "export", id}).output, StartsWith("# Hello \\<b\\>\n"));
+  EXPECT_EQ(to.run({"conversation", "export", id, "--format", "json"}).output, changed.replace(title - 9, 16, ""))
+      << "it is without a title";
+}
+
 TEST_F(ConversationTransfer, goesToTheAgentThatIsThere) {
   ASSERT_EQ(from.run({"conversation", "delete", id, "--yes"}).status, 0);
   ASSERT_EQ(from.run({"conversation", "import", "-"}, exported).status, 0);
@@ -121,6 +146,10 @@ TEST_F(ConversationTransfer, leavesTheFileAloneUnlessAllIsWritten) {
   EXPECT_EQ(from.run({"conversation", "export", id, "--output", "/dev/null"}).status, 0);
   EXPECT_EQ(from.run({"conversation", "export", id, "--format", "json", "--output", "-"}).output, exported);
   EXPECT_EQ(from.run({"conversation", "export", id, "--output", ""}).status, 2);
+  const ProgramResult nameless = to.run({"conversation", "import", file(), ""});
+  EXPECT_EQ(nameless.status, 2);
+  EXPECT_THAT(nameless.errors, HasSubstr("the file's name is empty"));
+  EXPECT_EQ(to.json({"conversation", "list"}), json::value(json::array()));
   EXPECT_EQ(from.run({"conversation", "export", id, "--json", "--format", "html"}).status, 2);
   EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
 }

@@ -162,7 +162,7 @@ TEST_F(ConversationCommands, ShowHasTheDocumentedForm) {
               ElementsAre("id", "project", "agent", "agentType", "agentResumedSessionId", "lastUsedModel", "createdAt",
                           "lastActivityAt", "lastPromptAt", "archived", "lastUsedTokens", "lastTotalProcessedTokens",
                           "lastInputTokens", "lastOutputTokens", "lastCacheReadTokens", "lastCacheCreationTokens",
-                          "lastUsageUpdatedAt", "lastMaxTokens", "title", "items", "unread", "state"));
+                          "lastUsageUpdatedAt", "lastMaxTokens", "title", "displayTitle", "items", "unread", "state"));
   EXPECT_THAT(texts(shown.at("items"), "kind"), ElementsAre("userMessage", "agentMessage", "toolInvocationGroup"));
   const json::value& message = shown.at("items").at(1);
   EXPECT_THAT(keysOf(message), ElementsAre("id", "kind", "createdAt", "text", "rawJSON", "agentModel",

@@ -7,7 +7,6 @@
 #include "core/store/search_index.hpp"
 #include "core/store/search_reader.hpp"
 #include "core/store/store_error.hpp"
-#include "core/store/unfinished_imports.hpp"
 #include "tests/support/appended.hpp"
 #include "tests/support/forked.hpp"
 #include "tests/support/store.hpp"
@@ -35,7 +34,9 @@ NextImportedItem pieceByPiece(int pieces, std::function<void()> between) {
   return [=, next = 0]() mutable -> std::optional<ConversationItem> {
     if (next > 0) between();
     if (next == pieces) return std::nullopt;
-    return prompt(std::to_string(next++) + " of it " + std::string(kPiece, '.'), kMorning);
+    ConversationItem item = prompt(std::to_string(next++) + " of it", kMorning);
+    item.rawJSON = std::string(kPiece, '.');  // which no search goes over
+    return item;
   };
 }
 
@@ -254,7 +255,6 @@ TEST_F(Import, isSeenByNobodyBeforeItIsWholeAndKeepsNobodyFromWriting) {
     EXPECT_EQ(run(theirImport->knownSession(AgentType::claude, "session")), std::nullopt);
     EXPECT_EQ(run(theirImport->create(large, oneByOne({}))), std::nullopt) << "the id is taken";
     EXPECT_EQ(run(theirImport->create(given(), oneByOne({}), session())), std::nullopt) << "the session is held";
-    removeInterruptedImports(other.container);
   };
   const auto created = run(import->create(large, pieceByPiece(3, look), session()));
   EXPECT_EQ(looks, 3);
@@ -291,7 +291,17 @@ TEST_F(Import, tellsThatOnlySomeOfWhatIsNewIsStored) {
   EXPECT_EQ(run(import->knownSession(AgentType::claude, "session"))->imported, session(70));
 }
 
-TEST(InterruptedImport, isRemovedByTheNextStart) {
+/// The numbers of conversations and of their items, seen or not.
+std::string rowsOf(OpenStore& store) {
+  sqlite::Database database = store.container->connect();
+  auto statement =
+      database.prepare("SELECT (SELECT count(*) FROM conversation) || ' ' || (SELECT count(*) FROM conversation_item)");
+  auto row = statement.query();
+  row.step();
+  return std::string(row.text(0));
+}
+
+TEST(InterruptedImport, isRemovedByTheNextOne) {
   TemporaryFolder folder;
   const auto import = [&](OpenStore& store, const std::function<void()>& between) {
     return run(TranscriptImport::make(store.container)
@@ -307,19 +317,40 @@ TEST(InterruptedImport, isRemovedByTheNextStart) {
   ASSERT_TRUE(killed.succeeds());
 
   OpenStore store(folder.path());
-  const auto rows = [&] {
-    sqlite::Database database = store.container->connect();
-    auto statement = database.prepare(
-        "SELECT (SELECT count(*) FROM conversation) || ' ' || (SELECT count(*) FROM conversation_item)");
-    auto row = statement.query();
-    row.step();
-    return std::string(row.text(0));
-  };
-  EXPECT_EQ(rows(), "1 1");
+  EXPECT_EQ(rowsOf(store), "1 1");
   EXPECT_TRUE(run(store.conversations->conversations({})).empty());
-  removeInterruptedImports(store.container);
-  EXPECT_EQ(rows(), "0 0");
   EXPECT_EQ(import(store, [] {})->items, 2);
+  EXPECT_EQ(rowsOf(store), "1 2");
+}
+
+TEST(InterruptedRemoval, isGoneAtOnceAndRemovedByTheNextOne) {
+  TemporaryFolder folder;
+  // A turn is over after the first hundred items, and the one behind it fails.
+  constexpr const char* kSlow =
+      "CREATE TRIGGER slow BEFORE DELETE ON conversation_item BEGIN SELECT count(*) FROM (WITH RECURSIVE n(i) AS "
+      "(SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 100000) SELECT i FROM n); END";
+  constexpr const char* kCut =
+      "CREATE TRIGGER cut BEFORE DELETE ON conversation_item WHEN (SELECT count(*) FROM conversation_item) <= 150 "
+      "BEGIN SELECT RAISE(ABORT, 'cut'); END";
+  const Forked cut([&] {
+    OpenStore store(folder.path());
+    const ConversationId id = store.makeConversation();
+    run(store.conversations->updateResumedSessionId(id, "session"));
+    for (int i = 0; i < 250; ++i) run(store.items->appendAgentMessage(id, "{}", "words", "opus", {}));
+    store.container->connect().execute(kSlow);
+    store.container->connect().execute(kCut);
+    run(store.conversations->deleteConversation(id));
+  });
+  ASSERT_TRUE(cut.succeeds());
+
+  OpenStore store(folder.path());
+  store.container->connect().execute("DROP TRIGGER slow");
+  store.container->connect().execute("DROP TRIGGER cut");
+  EXPECT_EQ(rowsOf(store), "1 150") << "others could write when the first hundred were gone";
+  EXPECT_TRUE(run(store.conversations->conversations({.archived = ArchivedConversations::included})).empty());
+  EXPECT_EQ(run(TranscriptImport::make(store.container)->knownSession(AgentType::claude, "session")), std::nullopt);
+  run(store.conversations->deleteConversation(store.makeConversation(AgentType::pi)));
+  EXPECT_EQ(rowsOf(store), "0 0");
 }
 
 TEST_F(Import, isOneChangeHoweverMuchComes) {

@@ -1,5 +1,6 @@
 #include "platform/files/file_replacement.hpp"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -13,22 +14,25 @@
 namespace ravant::test {
 namespace {
 
-class FileReplacementTest : public testing::Test {
+class FileReplacementTest : public testing::TestWithParam<FileReplacement::Kind> {
  protected:
   unsigned modeOf(const char* name) const {
     struct stat status;
     return ::stat((folder / name).c_str(), &status) == 0 ? status.st_mode & 0777 : 0;
+  }
+  bool hasFilesWithoutNames() const {
+    return static_cast<bool>(UniqueFd(::open(folder.path().c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600)));
   }
   std::ptrdiff_t files() const { return std::ranges::distance(std::filesystem::directory_iterator(folder.path())); }
 
   TemporaryFolder folder;
 };
 
-TEST_F(FileReplacementTest, showsTheNewContentsOnlyWhenAllIsThere) {
+TEST_P(FileReplacementTest, showsTheNewContentsOnlyWhenAllIsThere) {
   const auto path = folder.write("file", "old");
   ::chmod(path.c_str(), 0640);
   std::filesystem::create_symlink("file", folder / "link");
-  FileReplacement replacement(folder / "link", FileReplacement::NewFile::forOwnerAlone);
+  FileReplacement replacement(folder / "link", GetParam());
   replacement.write("new ");
   EXPECT_EQ(readFile(path), "old");
   replacement.write("words");
@@ -36,25 +40,21 @@ TEST_F(FileReplacementTest, showsTheNewContentsOnlyWhenAllIsThere) {
   EXPECT_EQ(readFile(path), "new words");
   EXPECT_EQ(modeOf("file"), 0640u);
   EXPECT_TRUE(std::filesystem::is_symlink(folder / "link"));
+  EXPECT_EQ(files(), 2);
 }
 
-TEST_F(FileReplacementTest, makesANewFileWithTheModeThatIsAskedFor) {
-  const mode_t mask = ::umask(027);
-  for (const auto newFile : {FileReplacement::NewFile::forOwnerAlone, FileReplacement::NewFile::asUserWants}) {
-    FileReplacement(folder / std::to_string(static_cast<int>(newFile)), newFile).putInPlace();
-  }
-  EXPECT_EQ(::umask(mask), 027u) << "the process's own stays";
+TEST_P(FileReplacementTest, makesANewFileForItsOwnerAlone) {
+  const mode_t mask = ::umask(0);
   const std::string longest(255, 'x');
-  FileReplacement(folder / longest, FileReplacement::NewFile::asUserWants).putInPlace();
-  EXPECT_TRUE(std::filesystem::exists(folder / longest));
-  EXPECT_EQ(modeOf("0"), 0600u);
-  EXPECT_EQ(modeOf("1"), 0640u);
+  FileReplacement(folder / longest, GetParam()).putInPlace();
+  ::umask(mask);
+  EXPECT_EQ(modeOf(longest.c_str()), 0600u);
 }
 
-TEST_F(FileReplacementTest, leavesTheOldFileWhateverEndsIt) {
+TEST_P(FileReplacementTest, leavesTheOldFileWhateverEndsIt) {
   const auto path = folder.write("file", "old");
   const auto begin = [&] {
-    auto replacement = std::make_unique<FileReplacement>(path, FileReplacement::NewFile::asUserWants);
+    auto replacement = std::make_unique<FileReplacement>(path, GetParam());
     replacement->write("new");
     return replacement;
   };
@@ -70,7 +70,13 @@ TEST_F(FileReplacementTest, leavesTheOldFileWhateverEndsIt) {
                  std::raise(SIGKILL);
                }).succeeds());
   EXPECT_EQ(readFile(path), "old");
+  if (GetParam() == FileReplacement::Kind::withoutName && hasFilesWithoutNames()) {
+    EXPECT_EQ(files(), 1) << "nothing is left of it";
+  }
 }
+
+INSTANTIATE_TEST_SUITE_P(Kinds, FileReplacementTest,
+                         testing::Values(FileReplacement::Kind::withoutName, FileReplacement::Kind::named));
 
 }  // namespace
 }  // namespace ravant::test
