@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "platform/files/private_file.hpp"
+#include "platform/files/write_all.hpp"
 
 namespace ravant {
 namespace {
@@ -85,11 +86,7 @@ void FileReplacement::keepMode(NewFile newFile) {
 }
 
 void FileReplacement::write(std::string_view contents) {
-  while (!contents.empty()) {
-    const ssize_t count = ::write(file_.get(), contents.data(), contents.size());
-    if (count < 0 && errno != EINTR) fail("Cannot write", path_);
-    if (count > 0) contents.remove_prefix(static_cast<std::size_t>(count));
-  }
+  if (!writeAll(file_.get(), contents)) fail("Cannot write", path_);
 }
 
 void FileReplacement::putInPlace() {
