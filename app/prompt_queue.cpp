@@ -57,6 +57,7 @@ awaitable<PromptSubmission> submissionOf(Application& application, QueuedPrompt 
                               .conversation = conversation.id,
                               .resumedSessionId = conversation.agentResumedSessionId,
                               .queued = queued};
+  expectFolderOf(submission.project);
   submission.model = co_await modelFor(application, queued.text, conversation, submission.agent);
   if (submission.effort) {
     co_await expectEffort(application.agents(), submission.agent, submission.model, *submission.effort);

@@ -1,9 +1,12 @@
 #include "app/prompt_submission.hpp"
 
+#include <fmt/format.h>
+
 #include <boost/asio/this_coro.hpp>
 
 #include "app/model_efforts.hpp"
 #include "core/agent_runner_error.hpp"
+#include "platform/files/working_folder.hpp"
 #include "platform/log/log.hpp"
 
 namespace ravant {
@@ -21,7 +24,16 @@ awaitable<void> expectIdle(Application& application, ConversationId conversation
   }
 }
 
+void expectFolderOf(const Project& project) {
+  try {
+    expectFolder(project.path);
+  } catch (const WorkingFolderError& error) {
+    throw PromptRefusedError(fmt::format("nothing can run in the project {}: {}", project.name, error.what()));
+  }
+}
+
 awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission) {
+  expectFolderOf(submission.project);
   const auto claim = application.runners().claim(submission.conversation);
   if (!claim) throw PromptRefusedError(std::string(kAlreadyRunning));
   co_await expectIdle(application, submission.conversation);

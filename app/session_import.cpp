@@ -12,8 +12,10 @@
 #include "app/model_catalog.hpp"
 #include "app/session_folders.hpp"
 #include "app/stored_turns.hpp"
+#include "core/conversation_state.hpp"
 #include "core/store/transcript_import.hpp"
 #include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
 #include "runners/session_transcript.hpp"
 
 namespace ravant {
@@ -22,6 +24,7 @@ namespace {
 // After so long without a word, nobody waits for the rest of a turn.
 constexpr std::chrono::hours kQuietTime{1};
 constexpr std::int64_t kPage = 500;
+constexpr std::size_t kTitleCharacters = 120;
 
 /// Hands over the items of a session one by one.
 class ItemStream {
@@ -30,16 +33,22 @@ class ItemStream {
   ItemStream(SessionTranscript& transcript, StoredTurns* stored, bool isReadAnew)
       : transcript_(transcript), stored_(stored), isReadAnew_(isReadAnew) {}
 
-  std::optional<ConversationItem> next() {
+  /// The item that comes next; null at the end.
+  const ConversationItem* first() {
     while (items_.empty()) {
       auto turn = transcript_.nextTurn();
-      if (!turn) return std::nullopt;
+      if (!turn) return nullptr;
       std::vector<ConversationItem> items = turn->take();
       if (stored_ && !items.empty() && stored_->isRunHere(items)) continue;
       std::ranges::copy(turn->strayResults(), std::back_inserter(strayResults_));
       if (stored_ && isReadAnew_) std::ranges::move(stored_->dropKnown(items), std::back_inserter(strayResults_));
       std::ranges::move(items, std::back_inserter(items_));
     }
+    return &items_.front();
+  }
+
+  std::optional<ConversationItem> next() {
+    if (!first()) return std::nullopt;
     ConversationItem item = std::move(items_.front());
     items_.pop_front();
     return item;
@@ -170,17 +179,16 @@ class SessionImport {
     if (std::ranges::count(result_.skipped, skipped) == 0) result_.skipped.push_back(std::move(skipped));
   }
 
-  static ImportedSession imported(AgentType agent, const ListedSession& session, const SessionTranscript& transcript) {
+  /// `title`: the last one that the conversation has from the session.
+  static ImportedSession imported(AgentType agent, const ListedSession& session, const SessionTranscript& transcript,
+                                  const std::optional<std::string>& title) {
     const SessionFile& file = transcript.newestFile();
-    const auto& title = transcript.outline().title;
-    return {
-        .agent = agent,
-        .sessionId = session.id,
-        .file = pathOf(session),
-        .inode = file.inode(),
-        .byteOffset = transcript.endOfNewestFile(),
-        .state = importedStateText(
-            {.size = file.size(), .title = session.title ? session.title : title, .isArchived = session.isArchived})};
+    return {.agent = agent,
+            .sessionId = session.id,
+            .file = pathOf(session),
+            .inode = file.inode(),
+            .byteOffset = transcript.endOfNewestFile(),
+            .state = importedStateText({.size = file.size(), .title = title, .isArchived = session.isArchived})};
   }
 
   awaitable<void> create(const ListedSession& session, SessionTranscript& transcript) {
@@ -190,21 +198,25 @@ class SessionImport {
     const auto folder = projectFolderOf(outline);
     if (!folder) co_return skip(session, "it does not say in which folder it was");
     const Project project = co_await application_.projects().create(*folder, nameOf(*folder));
-    const std::optional<std::string>& title = session.title ? session.title : outline.title;
+    const auto items = std::make_shared<ItemStream>(transcript, nullptr, false);
+    std::optional<std::string> title = session.title ? session.title : outline.title;
+    if (!title) title = titleOfFirstPrompt(transcript, items->first());
     const Timestamp begunAt = outline.begunAt.value_or(outline.records.front().at);
+    const auto agent = co_await findOrAddAgent();
     Conversation conversation{.id = {},
                               .project = project.id,
-                              .agent = co_await agent(),
+                              .agent = agent,
                               .agentResumedSessionId = session.id,
                               .createdAt = begunAt,
                               .lastActivityAt = outline.lastAt.value_or(begunAt),
                               .lastPromptAt = std::max(transcript.lastPromptAt(), begunAt),
                               .archived = session.isArchived,
                               .title = title ? titleFrom(*title) : std::nullopt};
+    if (!agent) conversation.foreignAgentType = options_.agent;
     apply(figures, conversation);
-    const auto items = std::make_shared<ItemStream>(transcript, nullptr, false);
     const auto created = co_await imports_->create(
-        std::move(conversation), [items] { return items->next(); }, imported(options_.agent, session, transcript));
+        std::move(conversation), [items] { return items->next(); },
+        imported(options_.agent, session, transcript, title));
     if (!created) co_return;
     ++result_.conversations;
     result_.items += created->items;
@@ -212,7 +224,11 @@ class SessionImport {
 
   awaitable<void> grow(const ListedSession& session, const KnownSession& known, SessionTranscript& transcript) {
     const ImportedSession& before = *known.imported;
-    const ImportedSession after = imported(options_.agent, session, transcript);
+    const SessionOutline& outline = transcript.outline();
+    const ImportedState stateBefore = parseImportedState(before.state);
+    const auto name = session.title ? session.title : outline.title;
+    const auto title = name ? name : stateBefore.title;
+    const ImportedSession after = imported(options_.agent, session, transcript, title);
     const bool isReadAnew = after.inode != before.inode || transcript.newestFile().size() < before.byteOffset;
     if (!isReadAnew) transcript.dropBefore(before.byteOffset);
     const auto summary = co_await application_.conversations().conversation(known.conversation);
@@ -222,14 +238,12 @@ class SessionImport {
 
     const auto stored = std::make_shared<StoredTurns>(options_.agent);
     co_await readStored(known.conversation, *stored);
-    const SessionOutline& outline = transcript.outline();
     if (!outline.records.empty() && outline.lastAt.value_or(Timestamp{}) > conversation.lastActivityAt) {
       apply(transcript.lastFigures(), conversation);
       conversation.lastActivityAt = *outline.lastAt;
       conversation.lastPromptAt = std::max(conversation.lastPromptAt, transcript.lastPromptAt());
     }
-    const ImportedState stateBefore = parseImportedState(before.state);
-    retitle(conversation, stateBefore.title, parseImportedState(after.state).title);
+    retitle(conversation, stateBefore.title, title);
     const auto items = std::make_shared<ItemStream>(transcript, stored.get(), isReadAnew);
     const auto added = co_await imports_->append({.before = kept,
                                                   .after = std::move(conversation),
@@ -265,23 +279,32 @@ class SessionImport {
     if (isOfAgent && after) conversation.title = titleFrom(*after);
   }
 
-  awaitable<AgentId> agent() {
-    if (agent_) co_return *agent_;
+  /// Of the first prompt, where the agent has put something before what the user typed.
+  static std::optional<std::string> titleOfFirstPrompt(const SessionTranscript& transcript,
+                                                       const ConversationItem* first) {
+    if (!first || kindOf(*first) != ConversationItemKind::userMessage) return std::nullopt;
+    const std::string typed = transcript.typedWords(first->text);
+    if (typed == first->text || trimmed(typed).empty()) return std::nullopt;
+    return displayTitle({}, firstCharacters(trimmed(typed), kTitleCharacters));
+  }
+
+  /// Nothing where there is no such agent: the one that is added later gets the conversation.
+  awaitable<std::optional<AgentId>> findOrAddAgent() {
+    if (agent_) co_return agent_;
     for (const Agent& agent : co_await application_.agents().agents()) {
       if (agent.type == options_.agent && (!agent_ || agent.enabled)) {
         agent_ = agent.id;
         if (agent.enabled) break;
       }
     }
-    if (!agent_) {
-      const auto located = findAgents(searchPath());
-      const auto found = std::ranges::find(located, options_.agent, &LocatedAgent::type);
-      // Without a path, the login shell's own search finds it.
-      const Agent added = co_await application_.agents().createAgent(
-          options_.agent, found == located.end() ? std::string() : found->path, builtInModels(options_.agent));
-      agent_ = added.id;
-    }
-    co_return *agent_;
+    if (agent_ || std::exchange(hasLookedForProgram_, true)) co_return agent_;
+    const auto located = findAgents(searchPath());
+    const auto found = std::ranges::find(located, options_.agent, &LocatedAgent::type);
+    if (found == located.end()) co_return std::nullopt;
+    const Agent added =
+        co_await application_.agents().createAgent(options_.agent, found->path, builtInModels(options_.agent));
+    agent_ = added.id;
+    co_return agent_;
   }
 
   static std::string searchPath() {
@@ -294,6 +317,7 @@ class SessionImport {
   std::shared_ptr<TranscriptImport> imports_;
   SessionImportResult result_;
   std::optional<AgentId> agent_;
+  bool hasLookedForProgram_ = false;
 };
 
 }  // namespace

@@ -36,7 +36,8 @@ struct SessionImportResult {
 /// the whole ones that were brought in. Nothing of the agent's is changed or locked.
 ///
 /// A session that was brought in before gets what its file has more, without what this program's own prompts have put
-/// there. A last turn that has not ended is left for another import, unless nothing came of it for an hour. Throws
+/// there. Where the agent is neither registered nor installed, its conversations belong to the one that is registered
+/// later. A last turn that has not ended is left for another import, unless nothing came of it for an hour. Throws
 /// `StoreError`.
 awaitable<SessionImportResult> importSessions(Application& application, SessionImportOptions options);
 

@@ -87,6 +87,9 @@ class AgentSession {
   virtual void onLine(std::string_view line, SessionRecord place) = 0;
   /// When there are no more lines.
   virtual SessionOutline finish() = 0;
+  /// What the user typed of a prompt, without what the program put before it; where nothing was typed, a word for what
+  /// was given.
+  virtual std::string typedWords(std::string_view prompt) const { return std::string(prompt); }
   /// To be given the records of a turn, after `finish`.
   virtual std::unique_ptr<SessionTurn> beginTurn() const = 0;
 };

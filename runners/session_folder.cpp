@@ -38,8 +38,12 @@ class Walk {
       skipped_.push_back({entry, std::generic_category().message(errno)});
       return;
     }
-    const bool isWanted = isSessionFile ? S_ISREG(status.st_mode) : S_ISDIR(status.st_mode);
-    if (!isWanted || !seen_.emplace(status.st_dev, status.st_ino).second) return;
+    const bool isFolder = S_ISDIR(status.st_mode);
+    if (isSessionFile && !S_ISREG(status.st_mode)) {
+      skipped_.push_back({entry, isFolder ? "it is a folder, no file" : "it is a pipe or a device, no file"});
+      return;
+    }
+    if (!(isSessionFile || isFolder) || !seen_.emplace(status.st_dev, status.st_ino).second) return;
     if (isSessionFile) {
       files.push_back(entry);
     } else {

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "runners/agent_session.hpp"
@@ -37,6 +38,9 @@ class SessionTranscript {
   void dropLastTurn();
   /// Leaves out what stands before an offset of the newest file.
   void dropBefore(std::int64_t offset);
+
+  /// What the user typed of a prompt of the transcript.
+  std::string typedWords(std::string_view prompt) const { return agentSession_->typedWords(prompt); }
 
   SessionFigures lastFigures() const;
   Timestamp lastPromptAt() const;

@@ -19,6 +19,7 @@
 
 #include "cli/output/command_error.hpp"
 #include "platform/files/scratch_folder.hpp"
+#include "platform/files/write_all.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {
@@ -129,12 +130,8 @@ UniqueFd copyOfInput(int descriptor) {
     const ssize_t count = ::read(descriptor, piece.data(), piece.size());
     if (count < 0) throw std::system_error(errno, std::generic_category(), "the input could not be read");
     if (count == 0) break;
-    for (std::string_view rest(piece.data(), static_cast<std::size_t>(count)); !rest.empty();) {
-      const ssize_t written = ::write(copy.get(), rest.data(), rest.size());
-      if (written < 0) {
-        throw std::system_error(errno, std::generic_category(), "the input could not be kept in a temporary file");
-      }
-      rest.remove_prefix(static_cast<std::size_t>(written));
+    if (!writeAll(copy.get(), {piece.data(), static_cast<std::size_t>(count)})) {
+      throw std::system_error(errno, std::generic_category(), "the input could not be kept in a temporary file");
     }
   }
   ::lseek(copy.get(), 0, SEEK_SET);

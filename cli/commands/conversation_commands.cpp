@@ -29,8 +29,8 @@ std::string titleColumn(const ConversationSummary& summary) {
   std::string text = displayTitle(summary);
   const auto& item = summary.conversation.workItem;
   if (item && item->name != text) text = fmt::format("{} · {}", item->name, text);
-  if (summary.conversation.archived) text += " (archived)";
-  return text + stateMark(summary);
+  const std::string mark = stateMark(summary);
+  return mark.empty() ? text : fmt::format("({}) {}", mark, text);
 }
 
 awaitable<void> show(CommandContext& context, ConversationId id, std::string_view what) {

@@ -1,11 +1,14 @@
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "app/session_folders.hpp"
 #include "app/session_import.hpp"
 #include "cli/command/command.hpp"
 #include "cli/command/project_folder.hpp"
 #include "cli/output/command_error.hpp"
 #include "cli/output/terminal_text.hpp"
+#include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant::cli {
@@ -14,10 +17,30 @@ namespace {
 std::optional<std::filesystem::path> namedFolder(const Arguments& arguments) {
   const auto word = arguments.optional("--from");
   if (!word) return std::nullopt;
-  if (word->empty()) throw UsageError("the folder's name is empty");
-  const auto folder = std::filesystem::absolute(*word).lexically_normal();
+  if (trimmed(*word).empty()) throw UsageError("--from is empty: name the agent's folder, or leave --from out");
+  auto folder = std::filesystem::absolute(*word).lexically_normal();
   if (!std::filesystem::is_directory(folder)) throw CommandError(fmt::format("{} is no folder", folder.string()));
-  return folder;
+  return folder.has_filename() ? folder : folder.parent_path();
+}
+
+/// Why nothing was found in the folder that the user named, where it is not the agent's.
+void warnOfWrongFolder(CommandContext& context, AgentType agent, const std::filesystem::path& folder) {
+  const std::filesystem::path sessions = folder / nameOfSessions(agent);
+  if (std::filesystem::is_directory(sessions)) return;
+  std::string words = fmt::format("{} would have its sessions in {}, which is not there", displayName(agent),
+                                  shownPath(sessions.string()));
+  if (const auto meant = folderMeantBy(agent, folder)) {
+    words += fmt::format("; there are some with --from {}", shownPath(meant->string()));
+  }
+  context.warn(words);
+}
+
+/// Where prompts cannot go on in what was brought in.
+awaitable<void> noteMissingAgent(CommandContext& context, AgentType agent) {
+  const std::vector<Agent> agents = co_await context.application().agents().agents();
+  if (std::ranges::count(agents, agent, &Agent::type) > 0) co_return;
+  context.note(fmt::format("{} was not found here; its conversations go on once it is added: ravant agent add {}",
+                           displayName(agent), rawValue(agent)));
 }
 
 std::string counted(std::int64_t count, std::string_view what) {
@@ -73,6 +96,8 @@ awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
   } else {
     showText(context.output, result, agent, folder);
   }
+  if (from && result.sessions == 0) warnOfWrongFolder(context, agent, *from);
+  if (result.conversations > 0) co_await noteMissingAgent(context, agent);
   co_return ExitStatus::done;
 }
 

@@ -90,6 +90,18 @@ awaitable<ExitStatus> search(CommandContext& context, Arguments arguments) {
   co_return ExitStatus::done;
 }
 
+awaitable<std::vector<NumberedHit>> numbered(CommandContext& context, ConversationId conversation,
+                                             std::vector<SearchHit> hits) {
+  TranscriptReader& transcripts = context.application().transcripts();
+  const std::int64_t entries = co_await transcripts.count(conversation);
+  std::vector<NumberedHit> found;
+  for (SearchHit& hit : hits) {
+    const auto before = co_await transcripts.position(hit.item);
+    if (before) found.push_back({.hit = std::move(hit), .entry = *before + 1, .entries = entries});
+  }
+  co_return found;
+}
+
 awaitable<ExitStatus> find(CommandContext& context, Arguments arguments) {
   const ConversationSummary summary = co_await findConversation(context.application(), arguments.text("CONV"));
   const ConversationId id = summary.conversation.id;
@@ -112,8 +124,10 @@ awaitable<ExitStatus> find(CommandContext& context, Arguments arguments) {
     context.output.json(json::object{{"count", count.items}, {"items", formsOf(hits)}});
     co_return ExitStatus::done;
   }
-  context.output.write(hitsText(hits, {}, context.output.style()));
+  const bool hasFound = !hits.empty();
+  context.output.write(hitsText(co_await numbered(context, id, std::move(hits)), context.output.style()));
   context.note(fmt::format("{} of {} entries.", count.items, summary.items));
+  if (hasFound) context.note(fmt::format("To read on from one: ravant conversation show {} --last N", shortId(id)));
   co_return ExitStatus::done;
 }
 
@@ -155,7 +169,9 @@ Command searchCommand() {
 Command findCommand() {
   return {.name = "find",
           .summary = "Find characters in one conversation, oldest entry first",
-          .description = "Finds the text as it stands, symbols and all; case and accents do not matter.",
+          .description =
+              "Finds the text as it stands, symbols and all; case and accents do not matter. Each entry comes with its "
+              "number and with the --last that makes \"ravant conversation show\" begin with it.",
           .positionals = {{.name = "CONV"}, {.name = "TEXT"}},
           .options = {{.name = "--last",
                        .value = "N",

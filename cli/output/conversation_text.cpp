@@ -9,22 +9,28 @@ namespace {
 
 constexpr std::size_t kShortIdSize = 8;
 
-}  // namespace
-
-std::string stateMark(const ConversationSummary& summary) {
+std::string stateWords(const ConversationSummary& summary) {
   const ConversationState state = stateOf(summary);
   switch (state) {
     case ConversationState::failed:
     case ConversationState::running:
     case ConversationState::interrupted:
-      return fmt::format(" ({})", rawValue(state));
+      return std::string(rawValue(state));
     case ConversationState::unread:
-      return fmt::format(" ({} unread)", summary.unread);
+      return fmt::format("{} unread", summary.unread);
     case ConversationState::draft:
     case ConversationState::quiet:
       return {};
   }
   __builtin_unreachable();
+}
+
+}  // namespace
+
+std::string stateMark(const ConversationSummary& summary) {
+  const std::string words = stateWords(summary);
+  if (!summary.conversation.archived) return words;
+  return words.empty() ? "archived" : fmt::format("archived, {}", words);
 }
 
 std::string shortId(const ConversationId& id) { return id.text().substr(0, kShortIdSize); }

@@ -6,7 +6,8 @@
 
 namespace ravant::cli {
 
-/// What stands behind the title where there is something to look at: " (failed)", " (3 unread)".
+/// What is to be seen before the title, which a narrow terminal cuts: "failed", "3 unread", "archived, failed"; empty
+/// where there is nothing.
 std::string stateMark(const ConversationSummary& summary);
 
 /// The start of an id that people read and type.

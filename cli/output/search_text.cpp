@@ -52,6 +52,16 @@ std::string hitsText(const std::vector<SearchHit>& hits, const std::map<Conversa
   return text;
 }
 
+std::string hitsText(const std::vector<NumberedHit>& hits, const Style& style) {
+  std::string text;
+  for (const auto& [hit, entry, entries] : hits) {
+    const std::string where = fmt::format("entry {} of {} (--last {})  {}  {}", entry, entries, entries - entry + 1,
+                                          localTime(hit.createdAt), wordFor(hit));
+    text += fmt::format("{}\n    {}\n", style.dim(where), snippetText(hit.snippet, style));
+  }
+  return text;
+}
+
 std::string snippetText(const SearchSnippet& snippet, const Style& style) {
   std::string text;
   std::size_t at = 0;

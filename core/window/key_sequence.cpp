@@ -127,7 +127,8 @@ KeyChord readChord(std::string_view text) {
   chord.key = readKey(text.substr(end), text);
   for (std::string_view rest = text.substr(0, end); !rest.empty();) {
     const std::size_t plus = rest.find('+');
-    chord.*readModifier(rest.substr(0, plus)) = true;
+    bool& isHeld = chord.*readModifier(rest.substr(0, plus));
+    if (std::exchange(isHeld, true)) refuse(fmt::format("\"{}\" names a modifier twice", text));
     rest.remove_prefix(plus + 1);
   }
   return chord;

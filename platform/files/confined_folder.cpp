@@ -15,6 +15,7 @@
 #include <optional>
 #include <system_error>
 
+#include "platform/files/write_all.hpp"
 #include "platform/text/uuid.hpp"
 
 namespace ravant {
@@ -103,12 +104,7 @@ class Replacement {
   }
 
   void write(std::string_view contents) {
-    while (!contents.empty()) {
-      const ssize_t count = ::write(file_.get(), contents.data(), contents.size());
-      if (count < 0 && errno != EINTR) fail(errno);
-      if (count > 0) contents.remove_prefix(static_cast<std::size_t>(count));
-    }
-    if (::fsync(file_.get()) != 0) fail(errno);
+    if (!writeAll(file_.get(), contents) || ::fsync(file_.get()) != 0) fail(errno);
   }
 
   void putInPlace(const std::string& name) {

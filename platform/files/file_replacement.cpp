@@ -14,6 +14,7 @@
 
 #include "platform/files/private_file.hpp"
 #include "platform/text/uuid.hpp"
+#include "platform/files/write_all.hpp"
 
 namespace ravant {
 namespace {
@@ -95,11 +96,7 @@ void FileReplacement::keepMode() {
 }
 
 void FileReplacement::write(std::string_view contents) {
-  while (!contents.empty()) {
-    const ssize_t count = ::write(file_.get(), contents.data(), contents.size());
-    if (count < 0 && errno != EINTR) fail("Cannot write", target_);
-    if (count > 0) contents.remove_prefix(static_cast<std::size_t>(count));
-  }
+  if (!writeAll(file_.get(), contents)) fail("Cannot write", target_);
 }
 
 void FileReplacement::giveName() {

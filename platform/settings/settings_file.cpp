@@ -1,12 +1,13 @@
 #include "platform/settings/settings_file.hpp"
 
-#include <fmt/ranges.h>
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <optional>
 
 #include "platform/files/private_file.hpp"
 #include "platform/json/json_lines.hpp"
+#include "platform/settings/setting_names.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant {
@@ -135,8 +136,7 @@ const SettingDescription& SettingsFile::description(std::string_view key) const 
   if (found != descriptions_.end()) return *found;
   std::vector<std::string_view> known;
   for (const SettingDescription& setting : descriptions_) known.push_back(setting.key);
-  throw SettingsError(Case::unknownKey,
-                      fmt::format("there is no setting \"{}\"; there is {}", key, fmt::join(known, ", ")));
+  throw SettingsError(Case::unknownKey, wordsForUnknownSetting(key, known));
 }
 
 SettingsFile::Contents SettingsFile::read() const try {

@@ -157,6 +157,10 @@ SessionOutline ClaudeSession::finish() {
   return std::move(outline_);
 }
 
+std::string ClaudeSession::typedWords(std::string_view prompt) const {
+  return std::string(claude::withoutSurroundings(prompt));
+}
+
 /// By the places of the nodes: the prompts that were taken back, and what goes on from them.
 std::vector<bool> ClaudeSession::takenBack() const {
   std::unordered_map<LineId, std::size_t> lastFrom;

@@ -24,6 +24,7 @@ class ClaudeSession final : public AgentSession {
  public:
   void onLine(std::string_view line, SessionRecord place) override;
   SessionOutline finish() override;
+  std::string typedWords(std::string_view prompt) const override;
   std::unique_ptr<SessionTurn> beginTurn() const override;
 
  private:

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "runners/agent_json.hpp"
+#include "runners/element_before.hpp"
 
 namespace ravant::claude {
 namespace {
@@ -13,6 +14,8 @@ constexpr std::array<std::string_view, 13> kBookKeeping = {
     "atis-latch",        "tools-used",       "cost-state",           "api-request", "file-history-delta",
     "api-request-shape", "api-request-blob", "file-history-snapshot"};
 
+// Elements that stand before what was typed in an editor.
+constexpr std::array<std::string_view, 3> kSurroundings = {"ide_opened_file", "ide_selection", "system-reminder"};
 // How the texts begin that the program writes in the user's place.
 constexpr std::array<std::string_view, 10> kProgramsWords = {
     "<command-name>",         "<command-message>", "<command-args>", "<local-command-stdout>", "<local-command-stderr>",
@@ -133,6 +136,17 @@ std::optional<SessionLine> parseSessionLine(JsonLineParser& parser, std::string_
     parsed.role = SessionRole::unknown;
   }
   return parsed;
+}
+
+std::string_view withoutSurroundings(std::string_view prompt) {
+  const auto next = [&prompt] {
+    for (const std::string_view name : kSurroundings) {
+      if (const auto element = elementBefore(prompt, name)) return element;
+    }
+    return std::optional<ElementBefore>();
+  };
+  while (const auto element = next()) prompt = element->rest;
+  return prompt;
 }
 
 }  // namespace ravant::claude

@@ -50,4 +50,7 @@ struct SessionLine {
 /// Nothing for a line that is no JSON object with a type.
 std::optional<SessionLine> parseSessionLine(JsonLineParser& parser, std::string_view line);
 
+/// A prompt without what an editor put before it: what is open and selected there.
+std::string_view withoutSurroundings(std::string_view prompt);
+
 }  // namespace ravant::claude

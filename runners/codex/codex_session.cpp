@@ -224,6 +224,10 @@ SessionOutline CodexSession::finish() {
   return std::move(outline_);
 }
 
+std::string CodexSession::typedWords(std::string_view prompt) const {
+  return std::string(codex::withoutSurroundings(prompt));
+}
+
 std::unique_ptr<SessionTurn> CodexSession::beginTurn() const { return makeCodexSessionTurn(knowledge_); }
 
 }  // namespace ravant

@@ -27,6 +27,7 @@ class CodexSession final : public AgentSession {
   void onFile(const SessionFileRef& file) override;
   void onLine(std::string_view line, SessionRecord place) override;
   SessionOutline finish() override;
+  std::string typedWords(std::string_view prompt) const override;
   std::unique_ptr<SessionTurn> beginTurn() const override;
 
   /// What the lines of a turn cannot tell themselves.

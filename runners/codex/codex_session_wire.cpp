@@ -22,6 +22,9 @@ constexpr std::array<std::string_view, 3> kCommandTools = {"exec_command", "shel
 constexpr std::array<std::string_view, 2> kRefusals = {"unsupported call:", "apply_patch verification failed"};
 constexpr std::string_view kPlanTool = "update_plan";
 constexpr std::string_view kOutputHead = "Output:\n";
+constexpr std::array<std::string_view, 2> kSurroundings = {"# Context from my IDE setup:",
+                                                           "# Files mentioned by the user:"};
+constexpr std::string_view kTyped = "\n## My request for Codex:\n";
 constexpr std::array<std::string_view, 2> kExitCodes = {"Process exited with code ", "Exit code: "};
 
 using Role = SessionRole;
@@ -216,6 +219,13 @@ std::optional<SessionMeta> parseSessionMeta(JsonLineParser& parser, std::string_
                             .endByte = readOptionalInt(*base, {"end_byte_offset"})};
   }
   return meta;
+}
+
+std::string_view withoutSurroundings(std::string_view prompt) {
+  const bool isSurrounded =
+      std::ranges::any_of(kSurroundings, [&](std::string_view heading) { return prompt.starts_with(heading); });
+  const std::size_t typed = isSurrounded ? prompt.find(kTyped) : std::string_view::npos;
+  return typed == std::string_view::npos ? prompt : prompt.substr(typed + kTyped.size());
 }
 
 std::optional<SessionNotification> notificationOf(const json::object& line) {

@@ -70,6 +70,9 @@ std::optional<SessionLine> parseSessionLine(const json::object& line);
 /// Nothing for a line that is not a thread's first.
 std::optional<SessionMeta> parseSessionMeta(JsonLineParser& parser, std::string_view line);
 
+/// A prompt without what an editor put before it: what is open there, and the files that were given.
+std::string_view withoutSurroundings(std::string_view prompt);
+
 /// What the server would have said where such a line was written; nothing for one that it says nothing of.
 struct SessionNotification {
   std::string_view method;

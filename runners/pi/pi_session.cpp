@@ -1,11 +1,14 @@
 #include "runners/pi/pi_session.hpp"
 
+#include <fmt/ranges.h>
+
 #include <algorithm>
 #include <functional>
 #include <map>
 #include <utility>
 
 #include "core/store/transcript_writer.hpp"
+#include "platform/text/text.hpp"
 #include "runners/pi/pi_turn.hpp"
 #include "runners/session_file.hpp"
 #include "runners/session_folder.hpp"
@@ -128,6 +131,16 @@ SessionOutline PiSession::finish() {
   entries_ = {};
   entryOf_ = {};
   return std::move(outline_);
+}
+
+std::string PiSession::typedWords(std::string_view prompt) const {
+  std::vector<std::string> files;
+  while (auto file = pi::fileBefore(prompt)) {
+    files.push_back(std::filesystem::path(file->path).filename());
+    prompt = file->rest;
+  }
+  const bool isTyped = files.empty() || !trimmed(prompt).empty();
+  return isTyped ? std::string(prompt) : fmt::format("{}", fmt::join(files, ", "));
 }
 
 std::unique_ptr<SessionTurn> PiSession::beginTurn() const { return std::make_unique<PiSessionTurn>(); }

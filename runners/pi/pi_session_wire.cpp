@@ -4,6 +4,7 @@
 #include <array>
 
 #include "runners/agent_json.hpp"
+#include "runners/element_before.hpp"
 
 namespace ravant::pi {
 namespace {
@@ -41,6 +42,14 @@ void readMessage(const json::object& message, SessionEntry& parsed) {
 }
 
 }  // namespace
+
+std::optional<FileBefore> fileBefore(std::string_view prompt) {
+  constexpr std::string_view kName = " name=\"";
+  const auto element = elementBefore(prompt, "file");
+  if (!element || !element->attributes.starts_with(kName) || !element->attributes.ends_with('"')) return std::nullopt;
+  const std::string_view path = element->attributes.substr(kName.size());
+  return FileBefore{.path = std::string(path.substr(0, path.size() - 1)), .rest = element->rest};
+}
 
 std::optional<SessionEntry> parseSessionEntry(JsonLineParser& parser, std::string_view text) {
   const json::object* line = asObject(parser.parse(text));

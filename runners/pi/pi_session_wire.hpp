@@ -39,6 +39,13 @@ struct SessionEntry {
   bool isInterrupted = false;    ///< of a reply
 };
 
+/// A file that was given with a prompt, before whose words its contents stand.
+struct FileBefore {
+  std::string path;
+  std::string_view rest;  ///< of the prompt
+};
+std::optional<FileBefore> fileBefore(std::string_view prompt);
+
 /// Nothing for a line that is no JSON object with a type.
 std::optional<SessionEntry> parseSessionEntry(JsonLineParser& parser, std::string_view line);
 std::optional<SessionEntry> parseSessionEntry(const json::object& line);

@@ -15,8 +15,10 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Ends its turn as a success, or as a failure where the project has a file `broken`.
+/// Ends its turn as a success, or as a failure where the project has a file `broken`; removes it where it has a file
+/// `leaving`.
 constexpr std::string_view kAgent = R"sh(#!/bin/sh
+[ -e leaving ] && rm -r "$PWD"
 [ -e broken ] && kind='"subtype":"error_during_execution","is_error":true' || kind='"subtype":"success","is_error":false'
 echo "{\"type\":\"result\",$kind,\"result\":\"Done.\",\"session_id\":\"5f2c7f1e-8a35-4d0e-9b5c-2f6f6f3f7a10\"}"
 )sh";
@@ -167,6 +169,16 @@ TEST_F(Queue, saysInTheTranscriptWhatCannotBeSent) {
       isRefused = std::string_view(error.what()) == "the agent of the conversation is disabled";
     }
     EXPECT_TRUE(isRefused);
+  });
+}
+
+TEST_F(Queue, saysInTheTranscriptThatTheFolderIsGone) {
+  whileFollowed([&]() -> awaitable<void> {
+    folder.write("project/leaving", "");
+    co_await add("two");
+    co_await send("one");
+    co_await until("A queued prompt was not sent: nothing can run in the project project");
+    EXPECT_EQ((co_await told()).size(), 2U);
   });
 }
 

@@ -41,6 +41,30 @@ awaitable<void> refuseTheSecondPrompt(Application& application, std::filesystem:
   co_await application.shutdown();
 }
 
+awaitable<void> submitIntoNoFolder(Application& application, std::filesystem::path folder) {
+  const Project project = co_await application.projects().create(folder, "project");
+  const Agent agent = co_await application.agents().createAgent(AgentType::ravant, "", {});
+  const auto conversation = co_await application.conversations().createConversation(project.id, agent.id);
+  std::string refusal;
+  try {
+    co_await submitPrompt(
+        application,
+        {.prompt = "Hello", .project = project, .agent = agent, .model = "model", .conversation = *conversation});
+  } catch (const PromptRefusedError& error) {
+    refusal = error.what();
+  }
+  EXPECT_THAT(refusal, testing::AllOf(testing::HasSubstr("the project project"), testing::HasSubstr("is gone")));
+  EXPECT_EQ((co_await application.conversations().conversation(*conversation))->items, 0);
+  co_await application.shutdown();
+}
+
+TEST(PromptSubmission, storesNothingWhereTheProjectsFolderIsGone) {
+  const TemporaryFolder folder;
+  const auto application = Application::open(
+      {.dataFolder = folder / "data", .settingsFile = folder.write("settings.json", R"({"keyStore":"file"})")});
+  run(submitIntoNoFolder(*application, folder / "gone"));
+}
+
 TEST(PromptSubmission, isRefusedWhileAPromptRunsInThisProcess) {
   const TemporaryFolder folder;
   const auto application = Application::open(

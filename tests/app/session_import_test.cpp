@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "core/conversation_state.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
 #include "core/store/transcript_writer.hpp"
 #include "tests/runners/session_lines.hpp"
@@ -95,10 +96,6 @@ TEST_F(SessionImportTest, makesAConversationThatGoesOnThere) {
   EXPECT_EQ(made.lastPromptAt, parseIso8601(kTime));
   EXPECT_EQ(made.lastActivityAt, parseIso8601("2025-11-22T03:00:05Z"));
   EXPECT_EQ(run(application_->projects().projects()).at(0).path, "/p");
-  const auto agents = run(application_->agents().agents());
-  ASSERT_THAT(agents, SizeIs(1));
-  EXPECT_EQ(agents[0].type, AgentType::claude);
-  EXPECT_EQ(made.agent, agents[0].id);
   EXPECT_EQ(items().at(0).rawJSON, kTurn[0]);
 }
 
@@ -323,6 +320,67 @@ TEST_F(SessionImportTest, followsTheAgentsTitleUntilTheUserGivesOne) {
   import();
   EXPECT_EQ(onlyConversation().title, "The user's");
 }
+
+struct PromptRow {
+  const char* name;
+  AgentType agent;
+  std::string prompt;  ///< as a JSON text has it
+  std::string title;   ///< that the conversation is shown with
+};
+
+class TitleOfPrompt : public SessionImportTest, public ::testing::WithParamInterface<PromptRow> {};
+
+TEST_P(TitleOfPrompt, isWhatTheUserTyped) {
+  const PromptRow& row = GetParam();
+  const std::string thread = "11111111-1111-7111-8111-111111111111";
+  const auto writeWith = [&](const std::vector<std::string>& more) {
+    std::vector<std::string> lines = {claudePrompt("u1", "", row.prompt)};
+    std::string file(kFile);
+    if (row.agent == AgentType::codex) {
+      lines = {codexMeta(thread), codexTurn(1, "t1", row.prompt)};
+      file = "sessions/2026/11/22/rollout-2026-11-22T10-00-00-" + thread + ".jsonl";
+    } else if (row.agent == AgentType::pi) {
+      lines = {piHeader("s1"), piPrompt("e1", "", row.prompt),
+               piReply("e2", "e1", R"({"type":"text","text":"Gone."})", "stop")};
+      file = "sessions/--p--/1_s1.jsonl";
+    }
+    std::ranges::copy(more, std::back_inserter(lines));
+    writeSessions(folder_.path(), {{file, lines}});
+  };
+  writeWith({});
+  import(row.agent);
+  const auto shown = run(application_->conversations().conversation(onlyConversation().id));
+  EXPECT_EQ(displayTitle(*shown), row.title);
+  EXPECT_EQ(parseJson('"' + row.prompt + '"'), json::value(items().at(0).text)) << "which stays whole";
+
+  if (row.agent != AgentType::pi) return;
+  const std::string next = piPrompt("e3", "e2", "More");
+  writeWith({next});
+  import(row.agent);
+  writeWith({next, pi("session_info", "e4", "e3", R"("name":"Its name")")});
+  import(row.agent);
+  EXPECT_EQ(onlyConversation().title, "Its name");
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, TitleOfPrompt,
+    ::testing::Values(
+        PromptRow{"piImage", AgentType::pi, R"(<file name=\"/p/dot.png\"></file>\nSee it)", "See it"},
+        PromptRow{"piTexts", AgentType::pi,
+                  R"(<file name=\"/p/a>b\">\nx </file> y\n</file>\n<file name=\"/p/c\">\nz\n</file>\n\nMerge\nthem)",
+                  "Merge"},
+        PromptRow{"piFilesAlone", AgentType::pi,
+                  R"(<file name=\"/p/a.txt\">\nx\n</file>\n<file name=\"/p/dot.png\"></file>\n)", "a.txt, dot.png"},
+        PromptRow{"piTyped", AgentType::pi, R"(Write <file name=\"a\"></file>)", R"(Write <file name="a"></file>)"},
+        PromptRow{
+            "claudeEditor", AgentType::claude,
+            R"(<ide_opened_file>The user opened /p/a</ide_opened_file>\n<ide_selection>x\n</ide_selection>\nMend it)",
+            "Mend it"},
+        PromptRow{"codexEditor", AgentType::codex,
+                  R"(# Context from my IDE setup:\n\n## Open tabs:\n- a: a\n\n## My request for Codex:\nMend it\n)",
+                  "Mend it"},
+        PromptRow{"codexTyped", AgentType::codex, R"(Mend it\n## My request for Codex:\nx)", "Mend it"}),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(SessionImportTest, tellsWhatItPassedOverOnceForEachFile) {
   write({kTurn[0], "not JSON", R"({"type":"of-tomorrow"})", R"({"type":"of-tomorrow"})", "\xff", kTurn[1]});

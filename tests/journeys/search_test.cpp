@@ -13,6 +13,8 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
+using ::testing::Not;
+using ::testing::StartsWith;
 
 class SearchJourney : public testing::Test {
  protected:
@@ -67,6 +69,12 @@ TEST_F(SearchJourney, FindsWhatWasSaidAndDone) {
   EXPECT_EQ(inOne.at("items").at(0).at("snippet").as_string(), "The segfault is in LineReader::fill.");
   EXPECT_EQ(sandbox.json({"conversation", "find", conversation, "parser", "--last", "1"}).at("items").as_array().size(),
             1U);
+  const ProgramResult numbered = sandbox.run({"conversation", "find", conversation, "::fill"});
+  EXPECT_THAT(numbered.output,
+              AllOf(StartsWith("entry 2 of 3 (--last 2)  "), Not(HasSubstr(conversation.substr(0, 8)))));
+  EXPECT_THAT(numbered.errors, HasSubstr("ravant conversation show " + conversation.substr(0, 8) + " --last N\n"));
+  const json::value from = sandbox.json({"conversation", "show", conversation, "--last", "2"});
+  EXPECT_EQ(from.at("items").at(0).at("text").as_string(), "The segfault is in LineReader::fill.");
 }
 
 TEST_F(SearchJourney, TheIndexIsSeenAndMadeAnew) {

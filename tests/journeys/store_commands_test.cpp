@@ -183,12 +183,12 @@ TEST_F(ConversationCommands, WhatAPersonHasReadIsNotUnread) {
     return listed.at("state").as_string() == state && listed.at("unread").as_int64() == unread;
   };
   EXPECT_TRUE(isListed("unread", 2)) << "the output of `run` was no terminal";
-  EXPECT_THAT(sandbox.run({"conversation", "list"}).output, HasSubstr("First (2 unread)\n"));
+  EXPECT_THAT(sandbox.run({"conversation", "list"}).output, HasSubstr("  (2 unread) First\n"));
   sandbox.json({"conversation", "show", first});
   EXPECT_TRUE(isListed("unread", 2)) << "a script has not looked";
   sandbox.run({"conversation", "show", first});
   EXPECT_TRUE(isListed("quiet", 0));
-  EXPECT_THAT(sandbox.run({"conversation", "list"}).output, HasSubstr("First\n"));
+  EXPECT_THAT(sandbox.run({"conversation", "list"}).output, HasSubstr("  First\n"));
 
   const std::vector<std::string> prompt = {"run", "--conversation", first, "Again"};
   EXPECT_EQ(sandbox.start(prompt, {}, ProgramOutput::terminal).wait().status, 0);
@@ -202,6 +202,7 @@ TEST_F(ConversationCommands, ListRenameArchiveDelete) {
   EXPECT_EQ(sandbox.json({"conversation", "archive", second}).at("archived"), true);
   EXPECT_THAT(texts(sandbox.json({"conversation", "list"}), "title"), ElementsAre("Renamed"));
   EXPECT_THAT(texts(sandbox.json({"conversation", "list", "--archived"}), "title"), ElementsAre("Second"));
+  EXPECT_THAT(sandbox.run({"conversation", "list", "--archived"}).output, HasSubstr("  (archived, 2 unread) Second\n"));
   EXPECT_THAT(texts(sandbox.json({"conversation", "list", "--all", "--limit", "1"}), "title"), ElementsAre("Second"));
   EXPECT_EQ(sandbox.json({"conversation", "unarchive", second}).at("archived"), false);
   expectError(sandbox.run({"conversation", "delete", second}), 2, "--yes");

@@ -94,10 +94,10 @@ TEST_F(WorkItems, aConversationBeginsWithAPullRequestAndKeepsItsName) {
   EXPECT_EQ(listed.at(1).at("workItem"), item);
   EXPECT_EQ(listed.at(2).at("workItem"), item);
   EXPECT_THAT(sandbox.run({"conversation", "list"}).output,
-              AllOf(HasSubstr("  octo/instruments#2 (1 unread)\n"),
-                    HasSubstr("  octo/tools#1 · Sharper tools for every workshop (1 unread)\n")));
+              AllOf(HasSubstr("  (1 unread) octo/instruments#2\n"),
+                    HasSubstr("  (1 unread) octo/tools#1 · Sharper tools for every workshop\n")));
   EXPECT_THAT(screenOf(sandbox.start({"conversation", "list"}, {}, ProgramOutput::terminal).wait().output),
-              HasSubstr("  octo/tools#1 · Sharper too"))
+              HasSubstr("  (1 unread) octo/tools#1 · "))
       << "on 80 columns";
   EXPECT_THAT(sandbox.run({"conversation", "show", std::string(listed.at(2).at("id").as_string())}).output,
               HasSubstr("octo/tools#1 · https://github.com/octo/tools/pull/1\n"));

@@ -41,6 +41,7 @@ using boost::system::system_error;
 
 constexpr std::chrono::milliseconds kPatience{60'000};
 constexpr std::string_view kLineEnd = "\r\n";
+constexpr char kTlsHello = '\x16';
 
 [[noreturn]] void throwStopped() { throw system_error(asio::error::operation_aborted); }
 
@@ -178,10 +179,12 @@ class Accepted final : public HttpServer::Connection {
     return body;
   }
 
-  /// Nothing where the client has closed the connection instead.
+  /// Nothing where the client has closed the connection instead, or wants TLS of a server without.
   std::optional<HttpServer::Request> readRequest() {
     std::string line;
     try {
+      if (unread_.empty()) readMore();
+      if (unread_.front() == kTlsHello) return std::nullopt;
       line = readUntil(kLineEnd);
     } catch (const system_error&) {
       if (unread_.empty()) return std::nullopt;

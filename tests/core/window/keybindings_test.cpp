@@ -26,17 +26,15 @@ TEST_P(Keys, haveOneForm) {
 
 INSTANTIATE_TEST_SUITE_P(
     Table, Keys,
-    testing::Values(KeysRow{"asIs", "Ctrl+Shift+A", "Ctrl+Shift+A"},
-                    KeysRow{"anyCase", "ctrl+alt+LEFT", "Ctrl+Alt+Left"},
-                    KeysRow{"oneOrder", "Meta+Shift+Alt+Ctrl+x", "Ctrl+Alt+Shift+Meta+X"},
-                    KeysRow{"twice", "Ctrl+Control+b", "Ctrl+B"}, KeysRow{"plus", "Ctrl++", "Ctrl++"},
-                    KeysRow{"plusByName", "Ctrl+Plus", "Ctrl++"}, KeysRow{"shiftPlus", "shift+ctrl++", "Ctrl+Shift++"},
-                    KeysRow{"comma", "Ctrl+,", "Ctrl+,"}, KeysRow{"function", "shift+f35", "Shift+F35"},
-                    KeysRow{"otherNames", "Ctrl+PgUp", "Ctrl+PageUp"}, KeysRow{"enter", "ctrl+return", "Ctrl+Enter"},
-                    KeysRow{"sequence", "  Ctrl+K \t ctrl+s ", "Ctrl+K Ctrl+S"},
-                    KeysRow{"characterBehind", "Ctrl+K s", "Ctrl+K S"},
-                    KeysRow{"editingKeysBehind", "Ctrl+K Enter Ctrl+c", "Ctrl+K Enter Ctrl+C"},
-                    KeysRow{"withMore", "Ctrl+Shift+Z", "Ctrl+Shift+Z"}, KeysRow{"letter", "Ctrl+É", "Ctrl+é"}),
+    testing::Values(
+        KeysRow{"asIs", "Ctrl+Shift+A", "Ctrl+Shift+A"}, KeysRow{"anyCase", "ctrl+alt+LEFT", "Ctrl+Alt+Left"},
+        KeysRow{"oneOrder", "Meta+Shift+Alt+Ctrl+x", "Ctrl+Alt+Shift+Meta+X"}, KeysRow{"plus", "Ctrl++", "Ctrl++"},
+        KeysRow{"plusByName", "Ctrl+Plus", "Ctrl++"}, KeysRow{"shiftPlus", "shift+ctrl++", "Ctrl+Shift++"},
+        KeysRow{"comma", "Ctrl+,", "Ctrl+,"}, KeysRow{"function", "shift+f35", "Shift+F35"},
+        KeysRow{"otherNames", "Ctrl+PgUp", "Ctrl+PageUp"}, KeysRow{"enter", "ctrl+return", "Ctrl+Enter"},
+        KeysRow{"sequence", "  Ctrl+K \t ctrl+s ", "Ctrl+K Ctrl+S"}, KeysRow{"characterBehind", "Ctrl+K s", "Ctrl+K S"},
+        KeysRow{"editingKeysBehind", "Ctrl+K Enter Ctrl+c", "Ctrl+K Enter Ctrl+C"},
+        KeysRow{"withMore", "Ctrl+Shift+Z", "Ctrl+Shift+Z"}, KeysRow{"letter", "Ctrl+É", "Ctrl+é"}),
     [](const auto& row) { return std::string(row.param.name); });
 
 class NoKeys : public testing::TestWithParam<KeysRow> {};
@@ -58,6 +56,8 @@ INSTANTIATE_TEST_SUITE_P(
                     KeysRow{"modifiersAlone", "Ctrl+Shift", "\"Shift\" is a modifier"},
                     KeysRow{"keyAsModifier", "Left+A", "\"Left\" is a key"},
                     KeysRow{"characterAsModifier", "A+Ctrl+B", "\"A\" is a key"},
+                    KeysRow{"twice", "Ctrl+Ctrl+A", "\"Ctrl+Ctrl+A\" names a modifier twice"},
+                    KeysRow{"twiceByOtherName", "F5 Ctrl+Shift+Control+b", "a modifier twice"},
                     KeysRow{"noKey", "Ctrl+", "lacks a key"}, KeysRow{"gap", "Ctrl++A", "no modifier \"\""},
                     KeysRow{"function36", "F36", "no key \"F36\""}, KeysRow{"function0", "F0", "no key"},
                     KeysRow{"typed", "Shift+a", "types a character"}, KeysRow{"space", "Space", "types a character"},

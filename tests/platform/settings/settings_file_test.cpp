@@ -6,6 +6,7 @@
 
 #include "platform/files/private_file.hpp"
 #include "platform/json/json_lines.hpp"
+#include "platform/settings/setting_names.hpp"
 #include "tests/support/forked.hpp"
 #include "tests/support/temporary_folder.hpp"
 
@@ -170,6 +171,20 @@ TEST_F(SettingsFileTest, refusesWhatASettingDoesNotTake) {
   EXPECT_EQ(errorOf([&] { file.set("endpoints.github", "\xFF"); }).reason(), Case::wrongValue);
   EXPECT_EQ(errorOf([&] { file.set("endpoints", "x"); }).reason(), Case::unknownKey);
   EXPECT_FALSE(std::filesystem::exists(file.path()));
+}
+
+TEST(SettingNames, areFoundByWhatComesNear) {
+  const std::vector<std::string_view> known = {"shell.startSeconds", "keyStore",      "keys.goBack",
+                                               "keys.goForward",     "keys.goToLine", "keys.rename"};
+  const auto words = [&](std::string_view name) { return wordsForUnknownSetting(name, known); };
+  EXPECT_EQ(words("keystor"), "there is no setting \"keystor\"; there is \"keyStore\"");
+  EXPECT_EQ(words("STARTSECONDS"), "there is no setting \"STARTSECONDS\"; there is \"shell.startSeconds\"");
+  EXPECT_EQ(words("keys.goBakc"), "there is no setting \"keys.goBakc\"; there is \"keys.goBack\"");
+  EXPECT_EQ(words("keys"), "there is no setting \"keys\"; 4 begin with \"keys.\", such as \"keys.goBack\"");
+  EXPECT_EQ(words("shell"), "there is no setting \"shell\"; there is \"shell.startSeconds\"");
+  EXPECT_EQ(words("keys.quitAtOnce"),
+            "there is no setting \"keys.quitAtOnce\"; 4 begin with \"keys.\", such as \"keys.goBack\"");
+  EXPECT_EQ(words("colour"), "there is no setting \"colour\"; their names begin with shell, keyStore, keys");
 }
 
 TEST_F(SettingsFileTest, readsWhatAPersonTypes) {
