@@ -13,8 +13,8 @@
 #include <utility>
 
 #include "platform/files/private_file.hpp"
-#include "platform/text/uuid.hpp"
 #include "platform/files/write_all.hpp"
+#include "platform/text/uuid.hpp"
 
 namespace ravant {
 namespace {
