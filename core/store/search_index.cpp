@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "core/store/schema.hpp"
 #include "core/store/search_source.hpp"
 #include "core/store/store_connection.hpp"
 #include "platform/log/log.hpp"
@@ -31,7 +32,6 @@ class SearchIndexOperations {
                            "LIMIT 1")),
         countStale_(store_.prepare("SELECT count(*) FROM search_stale")),
         removeStale_(store_.prepare("DELETE FROM search_stale WHERE invocation_id = ?")),
-        removeAllStale_(store_.prepare("DELETE FROM search_stale")),
         countAll_(store_.prepare("SELECT (SELECT count(*) FROM conversation_item) + (SELECT count(*) FROM "
                                  "tool_invocation)")) {}
 
@@ -40,7 +40,7 @@ class SearchIndexOperations {
     const std::int64_t version = store_.dataVersion();
     if (finishedAt_ == version) return false;
     const bool isMore =
-        isAnythingToDo() && store_.write(Durability::processDeath, [&](Changes&) { return takeInBatch(pace.entries); });
+        isAnythingToDo() && store_.write(Durability::processDeath, [&](Changes&) { return takeInBatch(pace); });
     // What was stored after the version was read is found at the next call.
     if (!isMore && waiting() == 0) finishedAt_ = version;
     return isMore;
@@ -63,7 +63,7 @@ class SearchIndexOperations {
   }
 
   void empty() {
-    store_.write(Durability::processDeath, [&](Changes&) { emptyAll(); });
+    store_.write(Durability::processDeath, [&](Changes&) { store_.execute(searchIndexScript()); });
     finishedAt_.reset();
   }
 
@@ -79,13 +79,13 @@ class SearchIndexOperations {
 
   bool areRunningDue() const { return std::chrono::steady_clock::now() >= runningDue_; }
 
-  bool takeInBatch(std::int64_t entries) {
+  bool takeInBatch(const SearchIndexPace& pace) {
     if (isWorn()) {
       kLog.info("the search index is made anew, without what was removed");
-      emptyAll();
+      store_.execute(searchIndexScript());
       return true;
     }
-    SearchBatch batch(entries);
+    SearchBatch batch(pace.entries, pace.entryBytes);
     const bool withRunning = areRunningDue();
     while (const auto id = nextStale(withRunning)) {
       if (batch.isFull()) return true;
@@ -96,12 +96,6 @@ class SearchIndexOperations {
     const bool isAll = items_.takeInNewer(batch) && invocations_.takeInNewer(batch) && items_.takeInOlder(batch) &&
                        invocations_.takeInOlder(batch);
     return !isAll;
-  }
-
-  void emptyAll() {
-    items_.empty();
-    invocations_.empty();
-    removeAllStale_.run();
   }
 
   std::optional<std::int64_t> nextStale(bool withRunning) {
@@ -121,7 +115,6 @@ class SearchIndexOperations {
   sqlite::Statement stale_;
   sqlite::Statement countStale_;
   sqlite::Statement removeStale_;
-  sqlite::Statement removeAllStale_;
   sqlite::Statement countAll_;
   std::chrono::steady_clock::time_point runningDue_ = {};
   std::optional<std::int64_t> finishedAt_;  ///< the version of the store in which nothing was left to do
