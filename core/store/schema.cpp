@@ -474,8 +474,10 @@ BEGIN
 END;
 )sql";
 
-constexpr std::array kMigrations = {Migration{kVersion1}, Migration{kVersion2}, Migration{kVersion3},
-                                    Migration{kVersion4}, Migration{kVersion5}, Migration{kSearchIndex}};
+// Version 7 has the words of the index by other rules for letters.
+constexpr std::array kMigrations = {Migration{kVersion1},   Migration{kVersion2}, Migration{kVersion3},
+                                    Migration{kVersion4},   Migration{kVersion5}, Migration{kSearchIndex},
+                                    Migration{kSearchIndex}};
 
 }  // namespace
 

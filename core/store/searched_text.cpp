@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <utility>
 
-#include "core/store/search_letter.hpp"
 #include "platform/json/json.hpp"
+#include "platform/text/utf8.hpp"
 
 namespace ravant {
 namespace {

@@ -218,7 +218,9 @@ TEST_P(IndexOfAnUpgradedStore, TakesInWhatWasThere) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, IndexOfAnUpgradedStore,
-                         testing::Values(OlderStore{"noIndex", 5, ""}),
+                         testing::Values(OlderStore{"noIndex", 5, ""},
+                                         OlderStore{"otherLetters", 6,
+                                                    "UPDATE search_progress SET above = 0, up_to = 4"}),
                          [](const auto& row) { return row.param.name; });
 
 }  // namespace
