@@ -1,4 +1,4 @@
-#include "core/store/search_index.hpp"
+#include "core/store/search/search_index.hpp"
 
 #include <algorithm>
 #include <boost/asio/as_tuple.hpp>
@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "core/store/schema.hpp"
-#include "core/store/search_source.hpp"
+#include "core/store/search/search_source.hpp"
 #include "core/store/store_connection.hpp"
 #include "platform/log/log.hpp"
 

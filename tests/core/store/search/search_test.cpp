@@ -2,9 +2,9 @@
 
 #include <chrono>
 
-#include "core/store/search_index.hpp"
-#include "core/store/search_reader.hpp"
-#include "core/store/transcript_finder.hpp"
+#include "core/store/search/search_index.hpp"
+#include "core/store/search/search_reader.hpp"
+#include "core/store/search/transcript_finder.hpp"
 #include "core/store/transcript_import.hpp"
 #include "platform/sqlite/database.hpp"
 #include "tests/support/store.hpp"

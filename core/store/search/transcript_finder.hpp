@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "core/store/search_reader.hpp"
+#include "core/store/search/search_reader.hpp"
 
 namespace ravant {
 

@@ -1,4 +1,4 @@
-#include "core/store/search_index.hpp"
+#include "core/store/search/search_index.hpp"
 
 #include <gmock/gmock.h>
 
@@ -6,8 +6,8 @@
 #include <functional>
 #include <thread>
 
-#include "core/store/search_reader.hpp"
-#include "core/store/search_upkeep.hpp"
+#include "core/store/search/search_reader.hpp"
+#include "core/store/search/search_upkeep.hpp"
 #include "platform/sqlite/transaction.hpp"
 #include "tests/support/store.hpp"
 

@@ -10,8 +10,8 @@
 #include <random>
 #include <set>
 
-#include "core/store/search_index.hpp"
-#include "core/store/search_reader.hpp"
+#include "core/store/search/search_index.hpp"
+#include "core/store/search/search_reader.hpp"
 #include "platform/json/json.hpp"
 #include "platform/process/unique_fd.hpp"
 #include "tests/support/store.hpp"

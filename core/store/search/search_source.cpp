@@ -1,4 +1,4 @@
-#include "core/store/search_source.hpp"
+#include "core/store/search/search_source.hpp"
 
 #include <fmt/format.h>
 
@@ -6,9 +6,9 @@
 #include <ranges>
 #include <utility>
 
-#include "core/store/search_index.hpp"
-#include "core/store/search_units.hpp"
-#include "core/store/searched_text.hpp"
+#include "core/store/search/search_index.hpp"
+#include "core/store/search/searched_text.hpp"
+#include "core/store/search/text_units.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant {

@@ -1,4 +1,4 @@
-#include "core/store/search_letter.hpp"
+#include "core/store/search/search_letter.hpp"
 
 #include <array>
 

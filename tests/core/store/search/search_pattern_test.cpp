@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "core/store/search_pattern.hpp"
-#include "core/store/search_snippet.hpp"
-#include "core/store/search_units.hpp"
+#include "core/store/search/search_pattern.hpp"
+#include "core/store/search/search_snippet.hpp"
+#include "core/store/search/text_units.hpp"
 
 namespace ravant::test {
 namespace {

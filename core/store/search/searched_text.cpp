@@ -1,4 +1,4 @@
-#include "core/store/searched_text.hpp"
+#include "core/store/search/searched_text.hpp"
 
 #include <algorithm>
 #include <charconv>
