@@ -229,7 +229,7 @@ TEST(SearchIndexOfAKilledProcess, FindsWhatLookingAtAllFinds) {
     ::close(pipe[1]);
     const UniqueFd reports(pipe[0]);
     std::array<char, 16> buffer;
-    for (std::size_t enough = 40 + chance.below(150), done = 0; done < enough;) {
+    for (std::size_t enough = 30 + chance.below(80), done = 0; done < enough;) {
       const ssize_t count = ::read(reports.get(), buffer.data(), buffer.size());
       ASSERT_GT(count, 0);
       done += static_cast<std::size_t>(count);
@@ -243,7 +243,7 @@ TEST(SearchIndexOfAKilledProcess, FindsWhatLookingAtAllFinds) {
     EXPECT_EQ(run(index->waiting()), 0);
     const auto reader = SearchReader::make(store.container);
     const std::vector<Entry> entries = allOf(store);
-    for (int i = 0; i < 25; ++i) {
+    for (int i = 0; i < 12; ++i) {
       const std::vector<Wanted> wanted = chance.wanted();
       const auto result = run(reader->search({.text = queryFor(wanted), .limit = 100'000}));
       EXPECT_EQ(placesOf(result.hits), foundByLookingAtAll(entries, wanted)) << queryFor(wanted);
