@@ -10,7 +10,7 @@
 #include "app/services.hpp"
 #include "app/window_settings.hpp"
 #include "core/store/agent_model_store.hpp"
-#include "core/store/search_index.hpp"
+#include "core/store/search/search_index.hpp"
 #include "git/branch_name.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/http/base_address.hpp"

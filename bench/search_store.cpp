@@ -17,9 +17,9 @@
 #include "bench/bare_sqlite.hpp"
 #include "bench/open_store.hpp"
 #include "bench/timing.hpp"
-#include "core/store/search_index.hpp"
-#include "core/store/search_reader.hpp"
-#include "core/store/search_upkeep.hpp"
+#include "core/store/search/search_index.hpp"
+#include "core/store/search/search_reader.hpp"
+#include "core/store/search/search_upkeep.hpp"
 
 namespace ravant::bench {
 namespace {

@@ -16,12 +16,16 @@ LAYERS = [["desktop", "cli"], ["app"], ["runners", "agent", "git", "palette", "i
 # Folders whose subfolders are siblings too: each may include itself and the files directly in the parent.
 APART = ["runners", "integrations"]
 
+# Folders that are built on the one they are in, whose own files know nothing of them.
+UPON = ["core/store/search"]
+
 # Third-party headers and the only places that may include them (a folder ends in "/", the rest are patterns of paths).
 WRAPPED = {
     r"sqlite3\.h": ["platform/sqlite/", "bench/"],
     r"curl/": ["platform/http/"],
     r"git2(\.h|/)": ["git/"],
     r"libsecret/": ["platform/keystore/"],
+    r"utf8proc\.h": ["platform/text/"],
     r"CLI/": ["cli/"],
     r"Q[A-Z]\w*|Qt\w+/": ["desktop/"],
     r"(gtest|gmock)/": ["tests/"],
@@ -59,6 +63,9 @@ def layer_violation(path, included):
         return f"{source[0]} may not include {target[0]}"
     if source[0] == target[0] and source[0] in APART and len(target) > 2 and source[1] != target[1]:
         return f"{'/'.join(source[:-1])} may not include {'/'.join(target[:-1])}"
+    folder, target_folder = "/".join(source[:-1]), "/".join(target[:-1])
+    if target_folder in UPON and folder == "/".join(target[:-2]):
+        return f"{folder} may not include {target_folder}"
     return None
 
 
@@ -94,6 +101,7 @@ LAWFUL = [
     ("runners/claude/claude_wire.cpp", "<boost/json.hpp>"),
     ("core/store/transcript_store.cpp", '"platform/sqlite/database.hpp"'),
     ("core/dispatcher.cpp", '"core/store/transcript_store.hpp"'),
+    ("core/store/search/search_index.cpp", '"core/store/schema.hpp"'),
     ("platform/process/child_process.cpp", '"platform/async/async.hpp"'),
     ("platform/async/async.hpp", "<boost/asio/awaitable.hpp>"),
     ("tests/core/store/store_test.cpp", '"cli/command.hpp"'),
@@ -106,7 +114,9 @@ UNLAWFUL = [
     ("runners/claude/claude_runner.cpp", '"runners/codex/codex_wire.hpp"'),
     ("runners/shell_session.cpp", '"runners/claude/claude_runner.hpp"'),
     ("core/agent.cpp", '"tests/support/run.hpp"'),
+    ("core/store/schema.cpp", '"core/store/search/search_index.hpp"'),
     ("core/agent.cpp", '"agent.hpp"'),
+    ("core/store/search/search_letter.cpp", "<utf8proc.h>"),
     ("core/store/transcript_store.cpp", "<sqlite3.h>"),
     ("app/start_up.cpp", "  <curl/curl.h>"),
     ("app/start_up.cpp", "<QString>"),

@@ -6,7 +6,7 @@
 #include "core/agent_type.hpp"
 #include "core/integrations/github_content_filter.hpp"
 #include "core/integrations/linear_integration.hpp"
-#include "core/store/search_reader.hpp"
+#include "core/store/search/search_reader.hpp"
 
 namespace ravant::cli {
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/output/output.hpp"
-#include "core/store/search_reader.hpp"
+#include "core/store/search/search_reader.hpp"
 
 namespace ravant::cli {
 

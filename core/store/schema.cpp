@@ -392,7 +392,38 @@ CREATE TABLE window_selection (
 ) STRICT, WITHOUT ROWID;
 )sql";
 
-constexpr std::string_view kVersion6 = R"sql(
+// A full-text table is dropped by what it says of itself: that is made readable first. What of it stays, stays where
+// the table itself is not there.
+constexpr std::string_view kSearchIndex = R"sql(
+DROP TRIGGER IF EXISTS search_invocation_changed;
+DROP TRIGGER IF EXISTS search_item_removed;
+DROP TRIGGER IF EXISTS search_invocation_removed;
+DROP TABLE IF EXISTS search_stale;
+DROP TABLE IF EXISTS search_week;
+DROP TABLE IF EXISTS search_progress;
+
+DROP TABLE IF EXISTS search_item_config;
+DROP TABLE IF EXISTS search_item_data;
+CREATE TABLE search_item_config (k PRIMARY KEY, v) WITHOUT ROWID;
+CREATE TABLE search_item_data (id INTEGER PRIMARY KEY, block BLOB);
+INSERT INTO search_item_config VALUES ('version', 4);
+INSERT INTO search_item_data VALUES (10, x'00000000000000');
+DROP TABLE IF EXISTS search_item;
+DROP TABLE IF EXISTS search_item_data;
+DROP TABLE IF EXISTS search_item_idx;
+DROP TABLE IF EXISTS search_item_config;
+
+DROP TABLE IF EXISTS search_invocation_config;
+DROP TABLE IF EXISTS search_invocation_data;
+CREATE TABLE search_invocation_config (k PRIMARY KEY, v) WITHOUT ROWID;
+CREATE TABLE search_invocation_data (id INTEGER PRIMARY KEY, block BLOB);
+INSERT INTO search_invocation_config VALUES ('version', 4);
+INSERT INTO search_invocation_data VALUES (10, x'00000000000000');
+DROP TABLE IF EXISTS search_invocation;
+DROP TABLE IF EXISTS search_invocation_data;
+DROP TABLE IF EXISTS search_invocation_idx;
+DROP TABLE IF EXISTS search_invocation_config;
+
 -- The words of items and of tool calls, under their ids. A word that is no longer in a text stays here until the index
 -- is rebuilt, so whoever finds something looks into the text too. Words of letters beyond those of any script, which
 -- begin with U+E000, say where the text belongs.
@@ -443,11 +474,15 @@ BEGIN
 END;
 )sql";
 
-constexpr std::array kMigrations = {Migration{kVersion1}, Migration{kVersion2}, Migration{kVersion3},
-                                    Migration{kVersion4}, Migration{kVersion5}, Migration{kVersion6}};
+// Version 7 has the words of the index by other rules for letters.
+constexpr std::array kMigrations = {Migration{kVersion1},   Migration{kVersion2}, Migration{kVersion3},
+                                    Migration{kVersion4},   Migration{kVersion5}, Migration{kSearchIndex},
+                                    Migration{kSearchIndex}};
 
 }  // namespace
 
 std::span<const Migration> migrations() { return kMigrations; }
+
+std::string_view searchIndexScript() { return kSearchIndex; }
 
 }  // namespace ravant

@@ -17,4 +17,8 @@ struct Migration {
 /// The steps from an empty file to the present format.
 std::span<const Migration> migrations();
 
+/// Creates the search index in place of what there is of it, however damaged that is. It is empty then, and all that is
+/// stored waits to be taken in.
+std::string_view searchIndexScript();
+
 }  // namespace ravant

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -51,6 +52,8 @@ class StoreConnection {
   /// How long another writer is waited for from now on; then `write` throws `StoreError` `busy`.
   void waitAtMost(std::chrono::milliseconds limit) { database_.setBusyTimeout(limit); }
   sqlite::Statement prepare(std::string_view sql) { return database_.prepare(sql); }
+  /// Runs a constant script, in the body of a `write`.
+  void execute(std::string_view script) { database_.execute(std::string(script).c_str()); }
   std::int64_t lastInsertRowId() const { return database_.lastInsertRowId(); }
   Timestamp now() const { return container_->clock().now(); }
   /// A number that changes when another connection has committed.

@@ -101,4 +101,24 @@ std::string_view firstCharacters(std::string_view text, std::size_t count) {
   return text.substr(0, at);
 }
 
+Utf8Character characterAt(std::string_view text, std::size_t at) {
+  const Sequence sequence = sequenceAt(text, at);
+  const auto lead = static_cast<unsigned char>(text[at]);
+  if (!sequence.isValid) return {U'\uFFFD', sequence.size};
+  if (sequence.size == 1) return {lead, 1};
+  char32_t code = lead & (0xFFu >> (sequence.size + 1));
+  for (std::size_t i = 1; i < sequence.size; ++i) code = code << 6 | (static_cast<unsigned char>(text[at + i]) & 0x3F);
+  return {code, sequence.size};
+}
+
+void appendUtf8(std::string& text, char32_t character) {
+  if (character < 0x80) {
+    text += static_cast<char>(character);
+    return;
+  }
+  const int more = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+  text += static_cast<char>((0xFF00u >> (more + 1) & 0xFF) | character >> 6 * more);
+  for (int i = more - 1; i >= 0; --i) text += static_cast<char>(0x80 | (character >> 6 * i & 0x3F));
+}
+
 }  // namespace ravant

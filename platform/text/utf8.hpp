@@ -18,4 +18,15 @@ std::string_view utf8Prefix(std::string_view text, std::size_t maxBytes);
 /// The first `count` characters (code points) of valid `text`.
 std::string_view firstCharacters(std::string_view text, std::size_t count);
 
+/// A code point, and how many bytes it takes.
+struct Utf8Character {
+  char32_t code;
+  std::size_t size;
+};
+
+/// The character that begins at `at`, which is in `text`; U+FFFD with the size of an ill-formed part.
+Utf8Character characterAt(std::string_view text, std::size_t at);
+
+void appendUtf8(std::string& text, char32_t character);
+
 }  // namespace ravant

@@ -73,7 +73,7 @@ TEST_F(Container, refusesWhatItCannotRead) {
   newer.push_back({"CREATE TABLE future (a)"});
   open(newer);
   EXPECT_EQ(errorOf(), StoreError::Case::newerVersion);
-  EXPECT_THAT(words, HasSubstr("store version 7, this program knows 6"));
+  EXPECT_THAT(words, HasSubstr("store version 8, this program knows 7"));
 }
 
 TEST_F(Container, refusesADamagedStore) {

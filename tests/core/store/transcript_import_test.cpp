@@ -4,8 +4,8 @@
 
 #include <stdexcept>
 
-#include "core/store/search_index.hpp"
-#include "core/store/search_reader.hpp"
+#include "core/store/search/search_index.hpp"
+#include "core/store/search/search_reader.hpp"
 #include "core/store/store_error.hpp"
 #include "tests/support/appended.hpp"
 #include "tests/support/forked.hpp"

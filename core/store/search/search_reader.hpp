@@ -10,7 +10,7 @@
 
 #include "core/agent_type.hpp"
 #include "core/conversation_item.hpp"
-#include "core/store/search_snippet.hpp"
+#include "core/store/search/search_snippet.hpp"
 #include "core/store/store_actor.hpp"
 
 namespace ravant {

@@ -1,4 +1,4 @@
-#include "core/store/search_reader.hpp"
+#include "core/store/search/search_reader.hpp"
 
 #include <fmt/format.h>
 
@@ -10,10 +10,10 @@
 #include <utility>
 
 #include "core/store/row_values.hpp"
-#include "core/store/search_index.hpp"
-#include "core/store/search_letter.hpp"
-#include "core/store/search_source.hpp"
-#include "core/store/searched_text.hpp"
+#include "core/store/search/search_index.hpp"
+#include "core/store/search/search_letter.hpp"
+#include "core/store/search/search_source.hpp"
+#include "core/store/search/searched_text.hpp"
 #include "core/store/store_connection.hpp"
 
 namespace ravant {

@@ -2,10 +2,11 @@
 
 #include <chrono>
 
-#include "core/store/search_index.hpp"
-#include "core/store/search_reader.hpp"
-#include "core/store/transcript_finder.hpp"
+#include "core/store/search/search_index.hpp"
+#include "core/store/search/search_reader.hpp"
+#include "core/store/search/transcript_finder.hpp"
 #include "core/store/transcript_import.hpp"
+#include "platform/sqlite/database.hpp"
 #include "tests/support/store.hpp"
 
 namespace ravant::test {
@@ -140,13 +141,19 @@ TEST_F(Search, FollowsACallWhileItRunsAndAfterItHasEnded) {
 }
 
 TEST_F(Search, LosesNothingOfATextThatIsTooLargeForTheIndex) {
+  constexpr std::size_t kIndexed = 128 * 1024;
+  index = SearchIndex::make(store.container, {.entryBytes = kIndexed, .pause = {}});
   const ConversationId id = store.makeConversation();
-  std::string large(17 * 1024 * 1024, 'x');
+  std::string large(kIndexed + 50'000, 'x');
   for (std::size_t i = 0; i < large.size(); i += 1000) large[i] = '\n';
   call(id, "cat", large + " needle", ToolOutcome::completed);
   message(id, "something else");
   EXPECT_THAT(hits({.text = "needle"}), SizeIs(1));
   EXPECT_THAT(hits({.text = "needles"}), IsEmpty());
+  sqlite::Database database = store.container->connect();
+  EXPECT_FALSE(
+      database.prepare("SELECT 1 FROM search_invocation WHERE search_invocation MATCH 'needle'").query().step())
+      << "it was not too large";
 }
 
 TEST_F(Search, FindsTheWordsOfWhatAnAgentWrote) {

@@ -28,6 +28,7 @@ inline constexpr std::int64_t kSearchWeek = 7LL * 24 * 3600 * 1'000'000;  ///< i
 /// In what steps texts are taken in.
 struct SearchIndexPace {
   std::int64_t entries = 2000;              ///< of one step
+  std::size_t entryBytes = 16UL << 20;      ///< of one entry; every search looks into one that is larger
   std::chrono::milliseconds pause{120};     ///< between two, at least; whoever waits to write looks more often
   std::chrono::milliseconds patience{150};  ///< for how long another writer is waited for
 };

@@ -1,4 +1,4 @@
-#include "core/store/search_upkeep.hpp"
+#include "core/store/search/search_upkeep.hpp"
 
 #include <algorithm>
 #include <boost/asio/as_tuple.hpp>

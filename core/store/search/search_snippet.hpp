@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/store/search_pattern.hpp"
+#include "core/store/search/search_pattern.hpp"
 
 namespace ravant {
 

@@ -3,7 +3,7 @@
 #include <boost/asio/steady_timer.hpp>
 #include <memory>
 
-#include "core/store/search_index.hpp"
+#include "core/store/search/search_index.hpp"
 
 namespace ravant {
 

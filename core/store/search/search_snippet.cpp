@@ -1,9 +1,9 @@
-#include "core/store/search_snippet.hpp"
+#include "core/store/search/search_snippet.hpp"
 
 #include <optional>
 #include <utility>
 
-#include "core/store/search_letter.hpp"
+#include "core/store/search/search_letter.hpp"
 
 namespace ravant {
 namespace {

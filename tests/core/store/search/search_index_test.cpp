@@ -1,4 +1,4 @@
-#include "core/store/search_index.hpp"
+#include "core/store/search/search_index.hpp"
 
 #include <gmock/gmock.h>
 
@@ -6,8 +6,8 @@
 #include <functional>
 #include <thread>
 
-#include "core/store/search_reader.hpp"
-#include "core/store/search_upkeep.hpp"
+#include "core/store/search/search_reader.hpp"
+#include "core/store/search/search_upkeep.hpp"
 #include "platform/sqlite/transaction.hpp"
 #include "tests/support/store.hpp"
 
@@ -154,7 +154,36 @@ TEST_F(Index, ThatIsDamagedIsNotTakenForADamagedStore) {
   }
 }
 
-TEST(IndexOfAnUpgradedStore, TakesInWhatWasThere) {
+TEST_F(Index, IsMadeAnewWhateverIsDamagedInIt) {
+  std::size_t messages = 0;
+  for (const char* damage :
+       {"DELETE FROM search_item_data WHERE id = 10", "UPDATE search_item_data SET block = x'00'",
+        "DROP TABLE search_item_data", "DROP TABLE search_item_idx", "DROP TABLE search_item_config",
+        "UPDATE search_item_config SET v = 99", "DROP TABLE search_item", "DROP TABLE search_invocation_data",
+        "DROP TABLE search_week", "DROP TABLE search_progress", "DELETE FROM search_progress",
+        "DROP TRIGGER search_item_removed"}) {
+    SCOPED_TRACE(damage);
+    message("needle");
+    takeInAll(index);
+    EXPECT_EQ(hits("needle"), ++messages);
+    store.container->connect().execute(damage);
+    run(SearchIndex::make(store.container, kSmallSteps)->empty());
+    takeInAll(index);
+    EXPECT_EQ(hits("needle"), messages);
+  }
+}
+
+struct OlderStore {
+  const char* name;
+  std::size_t version;
+  const char* script;  ///< that leaves it as if all was indexed
+};
+
+void PrintTo(const OlderStore& store, std::ostream* out) { *out << store.name; }
+
+class IndexOfAnUpgradedStore : public testing::TestWithParam<OlderStore> {};
+
+TEST_P(IndexOfAnUpgradedStore, TakesInWhatWasThere) {
   const TemporaryFolder folder;
   Executors executors;
   const auto open = [&](std::span<const Migration> steps) {
@@ -165,8 +194,9 @@ TEST(IndexOfAnUpgradedStore, TakesInWhatWasThere) {
                                  .migrations = steps});
   };
   {
-    const auto container = open(migrations().first(5));
-    container->connect().execute(
+    const auto container = open(migrations().first(GetParam().version));
+    sqlite::Database database = container->connect();
+    database.execute(
         "INSERT INTO project VALUES (1, randomblob(16), '/p', 'p', 0, 1, 0);"
         "INSERT INTO conversation (id, uuid, project_id, created_at, last_activity_at, last_prompt_at, archived) "
         "VALUES (1, randomblob(16), 1, 0, 0, 0, 0);"
@@ -174,6 +204,7 @@ TEST(IndexOfAnUpgradedStore, TakesInWhatWasThere) {
         "(1, 'userMessage', 1, 'old one', ''), (1, 'userMessage', 2, 'old two', ''), (1, 'userMessage', 3, 'three', "
         "''),"
         "(1, 'userMessage', 4, 'old four', '')");
+    database.execute(GetParam().script);
     run(container->changeFeed()->stop());
   }
   const auto container = open(migrations());
@@ -186,6 +217,12 @@ TEST(IndexOfAnUpgradedStore, TakesInWhatWasThere) {
   EXPECT_THAT(run(reader->search({.text = "old"})).hits, SizeIs(3));
   run(container->changeFeed()->stop());
 }
+
+INSTANTIATE_TEST_SUITE_P(Of, IndexOfAnUpgradedStore,
+                         testing::Values(OlderStore{"noIndex", 5, ""},
+                                         OlderStore{"otherLetters", 6,
+                                                    "UPDATE search_progress SET above = 0, up_to = 4"}),
+                         [](const auto& row) { return row.param.name; });
 
 }  // namespace
 }  // namespace ravant::test

@@ -1,9 +1,9 @@
-#include "core/store/search_units.hpp"
+#include "core/store/search/text_units.hpp"
 
 #include <algorithm>
 #include <iterator>
 
-#include "core/store/search_letter.hpp"
+#include "core/store/search/search_letter.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant {

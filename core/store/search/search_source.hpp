@@ -39,9 +39,11 @@ class SearchBatch {
     std::string words;
   };
 
-  explicit SearchBatch(std::int64_t most) : most_(most) {}
+  /// Of at most so many entries, and so many bytes of each.
+  SearchBatch(std::int64_t most, std::size_t entryBytes) : most_(most), entryBytes_(entryBytes) {}
 
   bool isFull() const;
+  std::size_t entryBytes() const { return entryBytes_; }
   /// `bytes` are those of its texts; without them it has nothing to be found.
   void add(Entry entry, std::size_t bytes);
   /// By ascending id, the only order that the index takes quickly.
@@ -49,6 +51,7 @@ class SearchBatch {
 
  private:
   std::int64_t most_;
+  std::size_t entryBytes_;
   std::vector<Entry> entries_;
   std::int64_t count_ = 0;
   std::size_t bytes_ = 0;
@@ -65,7 +68,6 @@ class SearchSourceTable {
   bool takeInNewer(SearchBatch& batch);
   bool takeInOlder(SearchBatch& batch);
   void takeInAgain(std::int64_t id, SearchBatch& batch);
-  void empty();
 
  private:
   void keep(SearchBatch& batch, const SearchProgress& reached);
@@ -78,11 +80,8 @@ class SearchSourceTable {
   sqlite::Statement older_;
   sqlite::Statement one_;
   sqlite::Statement insert_;
-  sqlite::Statement empty_;
-  sqlite::Statement begin_;
   sqlite::Statement wear_;
   sqlite::Statement addWeek_;
-  sqlite::Statement removeWeeks_;
 };
 
 }  // namespace ravant

@@ -1,8 +1,8 @@
 #include <gmock/gmock.h>
 
-#include "core/store/search_pattern.hpp"
-#include "core/store/search_snippet.hpp"
-#include "core/store/search_units.hpp"
+#include "core/store/search/search_pattern.hpp"
+#include "core/store/search/search_snippet.hpp"
+#include "core/store/search/text_units.hpp"
 
 namespace ravant::test {
 namespace {
@@ -72,6 +72,10 @@ INSTANTIATE_TEST_SUITE_P(
                                "co hoi stiinta αρχη ιδιος გზა",
                                "CƠ hội ȘTIINȚA ἈΡΧῊ ΐδιος ᲒᲖᲐ",
                                {"CƠ", "hội", "ȘTIINȚA", "ἈΡΧῊ", "ΐδιος", "ᲒᲖᲐ"}},
+                    Occurrence{
+                        "accentsOfOtherScripts", "мои", "мо\u0438\u0306 мой Мои", {"мо\u0438\u0306", "мой", "Мои"}},
+                    Occurrence{"iconsPartWords", "main", "\uE0A0main \U0001FAE8main", {"main", "main"}},
+                    Occurrence{"widths", "api カナ", "ＡＰＩ ｶﾅ", {"ＡＰＩ", "ｶﾅ"}},
                     Occurrence{"ideographs", "搜索", "中文搜索引擎, 搜 索", {"搜索"}},
                     Occurrence{"oneIdeograph", "索", "中文搜索引擎", {"索"}},
                     Occurrence{"kanaBesideLatin", "検索api", "全文検索API", {"検索API"}},

@@ -7,8 +7,8 @@
 #include <string_view>
 #include <vector>
 
-#include "core/store/search_letter.hpp"
-#include "core/store/search_units.hpp"
+#include "core/store/search/search_letter.hpp"
+#include "core/store/search/text_units.hpp"
 
 namespace ravant {
 

@@ -5,11 +5,9 @@
 #include <string>
 #include <string_view>
 
-namespace ravant {
+#include "platform/text/letter.hpp"
 
-/// What a character is to a search. Ideographs are those of scripts that put no blanks between words; marks belong to
-/// the character before them, as accents and a terminal's escape sequences do.
-enum class LetterKind { blank, symbol, upper, letter, ideograph, mark };
+namespace ravant {
 
 struct SearchLetter {
   char32_t folded;   ///< without case and accent
@@ -17,10 +15,8 @@ struct SearchLetter {
   LetterKind kind;
 };
 
-/// The character that begins at `at`; a byte that begins none is a symbol.
+/// The character that begins at `at`. What is ill-formed is a symbol; a terminal's escape sequence is a mark.
 SearchLetter searchLetterAt(std::string_view text, std::size_t at);
-
-void appendUtf8(std::string& text, char32_t character);
 
 /// The texts that differ in case and accents only become equal: `É` is `e`, composed or not.
 std::string foldedForSearch(std::string_view text);

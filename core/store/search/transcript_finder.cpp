@@ -1,12 +1,12 @@
-#include "core/store/transcript_finder.hpp"
+#include "core/store/search/transcript_finder.hpp"
 
 #include <fmt/format.h>
 
 #include <utility>
 
 #include "core/store/row_values.hpp"
-#include "core/store/search_letter.hpp"
-#include "core/store/searched_text.hpp"
+#include "core/store/search/search_letter.hpp"
+#include "core/store/search/searched_text.hpp"
 #include "core/store/store_connection.hpp"
 
 namespace ravant {

@@ -1,12 +1,12 @@
-#include "core/store/searched_text.hpp"
+#include "core/store/search/searched_text.hpp"
 
 #include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <utility>
 
-#include "core/store/search_letter.hpp"
 #include "platform/json/json.hpp"
+#include "platform/text/utf8.hpp"
 
 namespace ravant {
 namespace {

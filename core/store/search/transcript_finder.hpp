@@ -5,7 +5,7 @@
 #include <stop_token>
 #include <string>
 
-#include "core/store/search_reader.hpp"
+#include "core/store/search/search_reader.hpp"
 
 namespace ravant {
 

@@ -1,4 +1,4 @@
-#include "core/store/search_pattern.hpp"
+#include "core/store/search/search_pattern.hpp"
 
 #include <fmt/format.h>
 

@@ -1,4 +1,4 @@
-#include "core/store/search_index.hpp"
+#include "core/store/search/search_index.hpp"
 
 #include <algorithm>
 #include <boost/asio/as_tuple.hpp>
@@ -6,7 +6,8 @@
 #include <optional>
 #include <utility>
 
-#include "core/store/search_source.hpp"
+#include "core/store/schema.hpp"
+#include "core/store/search/search_source.hpp"
 #include "core/store/store_connection.hpp"
 #include "platform/log/log.hpp"
 
@@ -33,7 +34,6 @@ class SearchIndexOperations {
             store_.prepare("SELECT count(*) FROM search_stale LEFT JOIN tool_invocation ON tool_invocation.id = "
                            "invocation_id WHERE ?1 OR status_raw_value IS NOT 'running'")),
         removeStale_(store_.prepare("DELETE FROM search_stale WHERE invocation_id = ?")),
-        removeAllStale_(store_.prepare("DELETE FROM search_stale")),
         countAll_(store_.prepare("SELECT (SELECT count(*) FROM conversation_item) + (SELECT count(*) FROM "
                                  "tool_invocation)")) {}
 
@@ -42,7 +42,7 @@ class SearchIndexOperations {
     const std::int64_t version = store_.dataVersion();
     if (finishedAt_ == version) return false;
     const bool isMore =
-        isAnythingToDo() && store_.write(Durability::processDeath, [&](Changes&) { return takeInBatch(pace.entries); });
+        isAnythingToDo() && store_.write(Durability::processDeath, [&](Changes&) { return takeInBatch(pace); });
     // What was stored after the version was read is found at the next call.
     if (!isMore && waiting(RunningCalls::counted) == 0) finishedAt_ = version;
     return isMore;
@@ -68,7 +68,7 @@ class SearchIndexOperations {
   }
 
   void empty() {
-    store_.write(Durability::processDeath, [&](Changes&) { emptyAll(); });
+    store_.write(Durability::processDeath, [&](Changes&) { store_.execute(searchIndexScript()); });
     finishedAt_.reset();
   }
 
@@ -84,13 +84,13 @@ class SearchIndexOperations {
 
   bool areRunningDue() const { return std::chrono::steady_clock::now() >= runningDue_; }
 
-  bool takeInBatch(std::int64_t entries) {
+  bool takeInBatch(const SearchIndexPace& pace) {
     if (isWorn()) {
       kLog.info("the search index is made anew, without what was removed");
-      emptyAll();
+      store_.execute(searchIndexScript());
       return true;
     }
-    SearchBatch batch(entries);
+    SearchBatch batch(pace.entries, pace.entryBytes);
     const bool withRunning = areRunningDue();
     while (const auto id = nextStale(withRunning)) {
       if (batch.isFull()) return true;
@@ -101,12 +101,6 @@ class SearchIndexOperations {
     const bool isAll = items_.takeInNewer(batch) && invocations_.takeInNewer(batch) && items_.takeInOlder(batch) &&
                        invocations_.takeInOlder(batch);
     return !isAll;
-  }
-
-  void emptyAll() {
-    items_.empty();
-    invocations_.empty();
-    removeAllStale_.run();
   }
 
   std::optional<std::int64_t> nextStale(bool withRunning) {
@@ -126,7 +120,6 @@ class SearchIndexOperations {
   sqlite::Statement stale_;
   sqlite::Statement countStale_;
   sqlite::Statement removeStale_;
-  sqlite::Statement removeAllStale_;
   sqlite::Statement countAll_;
   std::chrono::steady_clock::time_point runningDue_ = {};
   std::optional<std::int64_t> finishedAt_;  ///< the version of the store in which nothing was left to do

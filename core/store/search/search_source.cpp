@@ -1,4 +1,4 @@
-#include "core/store/search_source.hpp"
+#include "core/store/search/search_source.hpp"
 
 #include <fmt/format.h>
 
@@ -7,9 +7,9 @@
 #include <ranges>
 #include <utility>
 
-#include "core/store/search_index.hpp"
-#include "core/store/search_units.hpp"
-#include "core/store/searched_text.hpp"
+#include "core/store/search/search_index.hpp"
+#include "core/store/search/searched_text.hpp"
+#include "core/store/search/text_units.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant {
@@ -17,16 +17,17 @@ namespace {
 
 constexpr std::size_t kBatchBytes = 2 * 1024 * 1024;
 constexpr std::chrono::milliseconds kBatchTime{60};
-constexpr std::size_t kIndexedBytes = 16 * 1024 * 1024;  // of one entry
-constexpr std::int64_t kMostRemoved = 8;                 // one of so many entries
-constexpr std::int64_t kMostMadeAnew = 10'000;           // entries, without being asked
+constexpr std::int64_t kMostRemoved = 8;        // one of so many entries
+constexpr std::int64_t kMostMadeAnew = 10'000;  // entries, without being asked
 
 /// The words of one entry.
 class Words {
  public:
+  explicit Words(std::size_t most) : most_(most) {}
+
   void mark(std::string_view word) { words_.append(word) += ' '; }
   void add(std::string_view text) {
-    const std::string_view taken = utf8Prefix(text, kIndexedBytes - std::min(kIndexedBytes, bytes_));
+    const std::string_view taken = utf8Prefix(text, most_ - std::min(most_, bytes_));
     if (taken.size() < text.size() && !std::exchange(isCut_, true)) mark(search_word::kCut);
     appendIndexWords(taken, words_);
     bytes_ += taken.size();
@@ -42,6 +43,7 @@ class Words {
   std::string take() { return std::move(words_); }
 
  private:
+  std::size_t most_;  ///< bytes that are indexed
   std::string words_;
   std::size_t bytes_ = 0;
   bool isCut_ = false;
@@ -61,8 +63,8 @@ std::string select(SearchSource source, std::string_view rest) {
       source == SearchSource::item ? kItems : kInvocations, rest);
 }
 
-Words wordsOf(SearchSource source, const sqlite::Query& row) {
-  Words words;
+Words wordsOf(SearchSource source, const sqlite::Query& row, std::size_t most) {
+  Words words(most);
   words.mark(search_word::project(row.int64(1)));
   if (!row.isNull(2)) words.mark(search_word::agent(row.text(2)));
   words.mark(search_word::week(row.int64(3) / kSearchWeek));
@@ -81,7 +83,7 @@ Words wordsOf(SearchSource source, const sqlite::Query& row) {
 }
 
 void add(SearchSource source, const sqlite::Query& row, SearchBatch& batch) {
-  Words words = wordsOf(source, row);
+  Words words = wordsOf(source, row, batch.entryBytes());
   const std::size_t bytes = words.bytes();
   batch.add({.id = row.int64(0), .week = row.int64(3) / kSearchWeek, .words = words.take()}, bytes);
 }
@@ -128,11 +130,8 @@ SearchSourceTable::SearchSourceTable(StoreConnection& store, SearchSource source
       older_(store.prepare(select(source, "entry.id <= ? ORDER BY entry.id DESC"))),
       one_(store.prepare(select(source, "entry.id = ?"))),
       insert_(store.prepare(fmt::format("INSERT INTO search_{} (rowid, words) VALUES (?, ?)", rawValue(source)))),
-      empty_(store.prepare(fmt::format("INSERT INTO search_{0} (search_{0}) VALUES ('delete-all')", rawValue(source)))),
-      begin_(store.prepare("UPDATE search_progress SET above = ?1, up_to = ?1, removed = 0 WHERE source = ?2")),
       wear_(store.prepare("UPDATE search_progress SET removed = removed + 1 WHERE source = ?")),
-      addWeek_(store.prepare("INSERT INTO search_week VALUES (?, ?) ON CONFLICT DO NOTHING")),
-      removeWeeks_(store.prepare("DELETE FROM search_week WHERE source = ?")) {}
+      addWeek_(store.prepare("INSERT INTO search_week VALUES (?, ?) ON CONFLICT DO NOTHING")) {}
 
 SearchProgress SearchSourceTable::progress() {
   auto row = progress_.query(rawValue(source_));
@@ -178,12 +177,6 @@ void SearchSourceTable::takeInAgain(std::int64_t id, SearchBatch& batch) {
   }
   insert(batch);
   wear_.run(rawValue(source_));
-}
-
-void SearchSourceTable::empty() {
-  empty_.run();
-  removeWeeks_.run(rawValue(source_));
-  begin_.run(std::max(progress().newest, progress().upTo), rawValue(source_));
 }
 
 void SearchSourceTable::keep(SearchBatch& batch, const SearchProgress& reached) {
