@@ -1,8 +1,9 @@
-// make_store FOLDER COUNT ITEMS: adds conversations to a store and prints their ids. The items of each are a prompt and
-// then, in turn, a reply with a code block and a tool call.
+// make_store FOLDER COUNT ITEMS: adds conversations of the project FOLDER/project to a store and prints their ids. The
+// items of each are a prompt and then, in turn, a reply with a code block and a tool call.
 
 #include <fmt/format.h>
 
+#include <filesystem>
 #include <string>
 
 #include "bench/open_store.hpp"
@@ -28,13 +29,15 @@ awaitable<void> addItem(std::shared_ptr<ConversationItemModelActor> items, Conve
   }
 }
 
-awaitable<void> addConversations(std::shared_ptr<ModelContainer> container, int count, int itemsOfEach) {
+awaitable<void> addConversations(std::shared_ptr<ModelContainer> container, std::filesystem::path folder, int count,
+                                 int itemsOfEach) {
   const auto projects = ProjectStore::make(container);
   const auto agents = AgentModelStore::make(container);
   const auto conversations = ConversationModelActor::make(container);
   const auto items = ConversationItemModelActor::make(container);
 
-  const Project project = co_await projects->create("/tmp", "bench");
+  std::filesystem::create_directories(folder);
+  const Project project = co_await projects->create(folder.string(), "bench");
   co_await agents->createAgentIfMissing(AgentType::claude, "/usr/bin/false", {});
   const AgentId agent = (co_await agents->agents()).front().id;
   for (int i = 0; i < count; ++i) {
@@ -51,5 +54,6 @@ awaitable<void> addConversations(std::shared_ptr<ModelContainer> container, int 
 int main(int, char** arguments) {
   using namespace ravant;
   const bench::OpenStore store(arguments[1]);
-  test::run(bench::addConversations(store.container, std::stoi(arguments[2]), std::stoi(arguments[3])));
+  test::run(bench::addConversations(store.container, std::filesystem::absolute(arguments[1]) / "project",
+                                    std::stoi(arguments[2]), std::stoi(arguments[3])));
 }

@@ -4,6 +4,12 @@
 #include <utility>
 
 namespace ravant {
+namespace {
+
+// What so many turns do not say is not looked for in those before them.
+constexpr int kTurnsOfFigures = 20;
+
+}  // namespace
 
 SessionTranscript::SessionTranscript(const ListedSession& session, std::unique_ptr<AgentSession> agentSession)
     : agentSession_(std::move(agentSession)) {
@@ -48,7 +54,11 @@ SessionFigures SessionTranscript::lastFigures() const {
   SessionFigures figures;
   const auto& records = outline_.records;
   figures.model = outline_.model;
-  for (std::size_t end = records.size(); end > 0 && !(figures.hasItems && figures.model && figures.usage);) {
+  int turns = 0;
+  const auto isEnough = [&] {
+    return figures.hasItems && ((figures.model && figures.usage) || turns >= kTurnsOfFigures);
+  };
+  for (std::size_t end = records.size(); end > 0 && !isEnough(); ++turns) {
     std::size_t begin = end - 1;
     while (begin > 0 && !records[begin].beginsTurn) --begin;
     SessionItems turn = readTurn(begin, std::exchange(end, begin));

@@ -120,6 +120,14 @@ void Database::setForeignKeys(ForeignKeys foreignKeys) {
   if (code != SQLITE_OK) throwError(handle_.get(), code);
 }
 
+void Database::setRowRules(RowRules rules) {
+  const bool areApplied = rules == RowRules::applied;
+  // Triggers never stay off where the rest fails.
+  if (!areApplied) execute("PRAGMA ignore_check_constraints = ON");
+  sqlite3_db_config(handle_.get(), SQLITE_DBCONFIG_ENABLE_TRIGGER, areApplied ? 1 : 0, static_cast<int*>(nullptr));
+  if (areApplied) execute("PRAGMA ignore_check_constraints = OFF");
+}
+
 void Database::setUserVersion(std::int32_t version) {
   execute(fmt::format("PRAGMA user_version = {}", version).c_str());
 }

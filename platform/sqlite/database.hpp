@@ -36,6 +36,10 @@ enum class Synchronous { normal, full };
 
 enum class ForeignKeys { enforced, ignored };
 
+/// Whether rows are held against CHECK constraints and fire triggers, or whoever writes them is sure of their values
+/// and does himself what the triggers would.
+enum class RowRules { applied, leftToWriter };
+
 struct CheckResult {
   enum class Verdict { sound, faulty, notFinished };
   Verdict verdict;
@@ -64,6 +68,8 @@ class Database {
   void setBusyTimeout(std::chrono::milliseconds timeout);
   /// Not inside a transaction.
   void setForeignKeys(ForeignKeys foreignKeys);
+  /// Also inside a transaction, not while a query is open. Every statement is prepared again afterwards.
+  void setRowRules(RowRules rules);
 
   std::int32_t userVersion() { return static_cast<std::int32_t>(pragma("PRAGMA user_version")); }
   void setUserVersion(std::int32_t version);

@@ -144,6 +144,7 @@ void CodexSession::onLine(std::string_view text, SessionRecord place) {
   if (line->role == SessionRole::prompt || line->role == SessionRole::item) onItem();
   outline_.hasTalk |= isPrompt || line->role == SessionRole::item || line->role == SessionRole::oldMessage;
   follow(*line, text);
+  if (line->role == SessionRole::output && !knowledge_->callsBeforeItems.contains(line->callId)) return;
   candidates_.push_back({.record = place, .role = line->role, .isBeforeItems = !hasItems_});
 }
 

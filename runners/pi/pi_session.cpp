@@ -143,6 +143,9 @@ std::string PiSession::typedWords(std::string_view prompt) const {
   return isTyped ? std::string(prompt) : fmt::format("{}", fmt::join(files, ", "));
 }
 
-std::unique_ptr<SessionTurn> PiSession::beginTurn() const { return std::make_unique<PiSessionTurn>(); }
+std::unique_ptr<SessionTurn> PiSession::beginTurn() const {
+  // Its parsers' buffers need no zeros.
+  return std::make_unique_for_overwrite<PiSessionTurn>();
+}
 
 }  // namespace ravant

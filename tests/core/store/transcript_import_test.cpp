@@ -87,6 +87,12 @@ class Import : public testing::Test {
         "WHERE item.id > coalesce(seen_item_id, 0)");
   }
 
+  std::int64_t miscounted() {
+    return number(
+        "SELECT count(*) FROM conversation WHERE item_count <> (SELECT count(*) FROM conversation_item "
+        "WHERE conversation_id = conversation.id)");
+  }
+
   TemporaryFolder folder;
   OpenStore store{folder.path()};
   Project project = run(store.projects->create("/home/user/project", "project"));
@@ -169,6 +175,7 @@ TEST_F(Import, addsBehindWhatIsThere) {
   run(store.items->appendAgentMessage(id, "{}", "unread", "opus", {}));
   append(later, oneByOne({prompt("four", kMorning)}), session(80));
   EXPECT_EQ(unseen(), 2) << "what was not looked at before counts as such still";
+  EXPECT_EQ(miscounted(), 0);
 
   run(store.conversations->deleteConversation(id));
   EXPECT_EQ(append(later, oneByOne({prompt("five", kMorning)}), session(90)), std::nullopt);
@@ -265,6 +272,7 @@ TEST_F(Import, isSeenByNobodyBeforeItIsWholeAndKeepsNobodyFromWriting) {
   EXPECT_EQ(other.transcript(running).size(), 3U);
   EXPECT_EQ(run(search->search({.text = "of it"})).hits.size(), 3U);
   EXPECT_EQ(unseen(), 3) << "those of the other conversation";
+  EXPECT_EQ(miscounted(), 0);
 }
 
 TEST_F(Import, goesWithItsProject) {

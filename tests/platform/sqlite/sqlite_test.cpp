@@ -13,6 +13,7 @@ namespace {
 using std::chrono_literals::operator""ms;
 using std::string_literals::operator""s;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using Case = Error::Case;
 
 Case caseOf(const std::function<void()>& action) {
@@ -169,6 +170,25 @@ TEST_F(SqliteTest, namesWhatWasRefused) {
 
   database_.setForeignKeys(ForeignKeys::ignored);
   database_.execute("INSERT INTO part VALUES (99)");
+}
+
+TEST_F(SqliteTest, leavesRowRulesToTheWriterForAsLongAsItIsTold) {
+  database_.execute(
+      "CREATE TABLE part (kind TEXT CHECK (kind IN ('a', 'b', 'c'))) STRICT;"
+      "CREATE TRIGGER counted AFTER INSERT ON part BEGIN INSERT INTO item VALUES (1, 'counted'); END");
+  Statement insertPart = database_.prepare("INSERT INTO part VALUES (?)");
+  EXPECT_EQ(caseOf([&] { insertPart.run("d"); }), Case::constraint);
+  {
+    Transaction transaction(database_);
+    database_.setRowRules(RowRules::leftToWriter);
+    insertPart.run("d");
+    EXPECT_THAT(texts(database_), IsEmpty());
+    database_.setRowRules(RowRules::applied);
+    EXPECT_EQ(caseOf([&] { insertPart.run("d"); }), Case::constraint);
+    insertPart.run("a");
+    transaction.commit();
+  }
+  EXPECT_EQ(texts(database_), std::vector<std::string>{"counted"});
 }
 
 TEST_F(SqliteTest, namesWhatCannotBeOpened) {
