@@ -149,6 +149,19 @@ TEST_F(WindowStateTest, startsWhateverIsStored) {
     start();
     EXPECT_EQ(window->selection(), (Selection{LatestConversations(), {}})) << snapshot;
   }
+  run(window->close(), loop);
+  window = nullptr;
+  start("main");
+  window->openConversation(first, project);
+  start("other");
+  execute("ALTER TABLE window_selection RENAME TO elsewhere");
+  start("main");
+  EXPECT_EQ(window->selection(), (Selection{LatestConversations(), {}}));
+  execute("ALTER TABLE elsewhere RENAME TO window_selection");
+  start("main");
+  EXPECT_EQ(window->selection(), (Selection{LatestConversations(), first})) << "what could not be read was kept";
+  run(window->close(), loop);
+
   execute("DROP TABLE window_selection");
   window = nullptr;
   start("broken");
