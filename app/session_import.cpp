@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <deque>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
 #include "app/agent_locator.hpp"
@@ -12,7 +13,9 @@
 #include "app/model_catalog.hpp"
 #include "app/session_folders.hpp"
 #include "app/stored_turns.hpp"
+#include "core/agent_session_id.hpp"
 #include "core/store/transcript_import.hpp"
+#include "platform/async/on_pool.hpp"
 #include "platform/text/text.hpp"
 #include "runners/session_transcript.hpp"
 
@@ -87,11 +90,12 @@ class SessionImport {
         imports_(TranscriptImport::make(application.modelContainer())) {}
 
   awaitable<SessionImportResult> run() {
-    SessionListing listing = listSessions(options_.agent, options_.from);
+    SessionListing listing = co_await blocking([&] { return listSessions(options_.agent, options_.from); });
     result_.skipped = std::move(listing.skipped);
     result_.sessions = std::ssize(listing.sessions);
     std::int64_t done = 0;
     for (const ListedSession& session : listing.sessions) {
+      skippedBefore_ = std::ssize(result_.skipped);
       if (options_.onProgress) options_.onProgress({.done = done++, .all = result_.sessions});
       std::string reason;
       try {
@@ -106,6 +110,7 @@ class SessionImport {
 
  private:
   using Known = std::optional<KnownSession>;
+  enum class Reading { onward, anew };
 
   awaitable<void> take(const ListedSession& session) {
     const Known known = co_await imports_->knownSession(options_.agent, session.id);
@@ -117,17 +122,37 @@ class SessionImport {
       ++result_.known;
       co_return;
     }
-    SessionTranscript transcript(session, openSession(options_.agent, session));
+    if (!known && !canBeAgentSessionId(session.id)) {
+      co_return skip(session, "the agent cannot be asked for a session of such an id");
+    }
+    const auto read = co_await blocking(
+        [&] { return std::make_unique<SessionTranscript>(session, openSession(options_.agent, session)); });
+    SessionTranscript& transcript = *read;
     tell(session, transcript);
-    if (!transcript.outline().isLastTurnOver && isRecent(transcript.outline().lastAt)) {
+    const Reading reading = known && dropStored(*known->imported, transcript) ? Reading::onward : Reading::anew;
+    const bool isTurnOpen = !transcript.outline().isLastTurnOver && isRecent(transcript.outline().lastAt);
+    if (isTurnOpen) {
       transcript.dropLastTurn();
       skip(session, "its last turn has not ended; another import brings it in");
     }
-    if (known) {
-      co_await grow(session, *known, transcript);
-    } else {
-      co_await create(session, transcript);
-    }
+    if (!known) co_return co_await create(session, transcript);
+    ImportedSession after = imported(options_.agent, session, transcript);
+    // Some of the turn can be stored.
+    if (isTurnOpen && reading == Reading::anew) after.inode = ImportedSession::kReadAnew;
+    co_await grow(session, *known, transcript, reading, std::move(after));
+  }
+
+  template <class Function>
+  awaitable<std::invoke_result_t<const Function&>> blocking(Function function) {
+    return onPool(application_.modelContainer()->work(), std::move(function));
+  }
+
+  /// Leaves out what the conversation has. False where that is not the beginning of what the file has, such as after
+  /// the user went back to a branch that was not the session's.
+  static bool dropStored(const ImportedSession& before, SessionTranscript& transcript) {
+    const SessionFile& file = transcript.newestFile();
+    const auto last = parseImportedState(before.state).lastRecord;
+    return file.inode() == before.inode && file.size() >= before.byteOffset && last && transcript.dropThrough(*last);
   }
 
   static bool isUnchanged(const ListedSession& session, const ImportedSession& imported) {
@@ -167,25 +192,27 @@ class SessionImport {
 
   void skip(const ListedSession& session, std::string reason) {
     SkippedSession skipped{.file = session.files.back().path, .reason = std::move(reason)};
-    if (std::ranges::count(result_.skipped, skipped) == 0) result_.skipped.push_back(std::move(skipped));
+    const auto told = std::ranges::subrange(result_.skipped.begin() + skippedBefore_, result_.skipped.end());
+    if (std::ranges::count(told, skipped) == 0) result_.skipped.push_back(std::move(skipped));
   }
 
   static ImportedSession imported(AgentType agent, const ListedSession& session, const SessionTranscript& transcript) {
     const SessionFile& file = transcript.newestFile();
     const auto& title = transcript.outline().title;
-    return {
-        .agent = agent,
-        .sessionId = session.id,
-        .file = pathOf(session),
-        .inode = file.inode(),
-        .byteOffset = transcript.endOfNewestFile(),
-        .state = importedStateText(
-            {.size = file.size(), .title = session.title ? session.title : title, .isArchived = session.isArchived})};
+    return {.agent = agent,
+            .sessionId = session.id,
+            .file = pathOf(session),
+            .inode = file.inode(),
+            .byteOffset = transcript.endOfNewestFile(),
+            .state = importedStateText({.size = file.size(),
+                                        .title = session.title ? session.title : title,
+                                        .isArchived = session.isArchived,
+                                        .lastRecord = transcript.lastRecord()})};
   }
 
   awaitable<void> create(const ListedSession& session, SessionTranscript& transcript) {
     const SessionOutline& outline = transcript.outline();
-    const SessionFigures figures = transcript.lastFigures();
+    const SessionFigures figures = co_await blocking([&] { return transcript.lastFigures(); });
     if (!figures.hasItems) co_return;
     const auto folder = projectFolderOf(outline);
     if (!folder) co_return skip(session, "it does not say in which folder it was");
@@ -210,11 +237,9 @@ class SessionImport {
     result_.items += created->items;
   }
 
-  awaitable<void> grow(const ListedSession& session, const KnownSession& known, SessionTranscript& transcript) {
+  awaitable<void> grow(const ListedSession& session, const KnownSession& known, SessionTranscript& transcript,
+                       Reading reading, ImportedSession after) {
     const ImportedSession& before = *known.imported;
-    const ImportedSession after = imported(options_.agent, session, transcript);
-    const bool isReadAnew = after.inode != before.inode || transcript.newestFile().size() < before.byteOffset;
-    if (!isReadAnew) transcript.dropBefore(before.byteOffset);
     const auto summary = co_await application_.conversations().conversation(known.conversation);
     if (!summary) co_return;
     const Conversation& kept = summary->conversation;
@@ -224,20 +249,21 @@ class SessionImport {
     co_await readStored(known.conversation, *stored);
     const SessionOutline& outline = transcript.outline();
     if (!outline.records.empty() && outline.lastAt.value_or(Timestamp{}) > conversation.lastActivityAt) {
-      apply(transcript.lastFigures(), conversation);
+      apply(co_await blocking([&] { return transcript.lastFigures(); }), conversation);
       conversation.lastActivityAt = *outline.lastAt;
       conversation.lastPromptAt = std::max(conversation.lastPromptAt, transcript.lastPromptAt());
     }
     const ImportedState stateBefore = parseImportedState(before.state);
     retitle(conversation, stateBefore.title, parseImportedState(after.state).title);
-    const auto items = std::make_shared<ItemStream>(transcript, stored.get(), isReadAnew);
+    const auto items = std::make_shared<ItemStream>(transcript, stored.get(), reading == Reading::anew);
     const auto added = co_await imports_->append({.before = kept,
                                                   .after = std::move(conversation),
                                                   .readBefore = before,
-                                                  .read = after,
+                                                  .read = std::move(after),
                                                   .results = [items] { return items->takeStrayResults(); }},
                                                  [items, stored] { return items->next(); });
     result_.items += added.value_or(0);
+    result_.itemsOfGrown += added.value_or(0);
     ++(added.value_or(0) > 0 ? result_.grown : result_.known);
     // What the agent has put into its archive since the last import, or taken out of it.
     if (!added || session.isArchived == stateBefore.isArchived) co_return;
@@ -252,8 +278,8 @@ class SessionImport {
     std::optional<ConversationItemId> last;
     for (;;) {
       const auto page = co_await application_.transcripts().page(conversation, last, PageDirection::after, kPage);
+      if (page.empty()) co_return;
       for (const ConversationItem& item : page) stored.add(item);
-      if (std::ssize(page) < kPage) co_return;
       last = page.back().id;
     }
   }
@@ -293,6 +319,7 @@ class SessionImport {
   SessionImportOptions options_;
   std::shared_ptr<TranscriptImport> imports_;
   SessionImportResult result_;
+  std::ptrdiff_t skippedBefore_ = 0;  ///< the present session
   std::optional<AgentId> agent_;
 };
 

@@ -17,12 +17,15 @@ constexpr std::chrono::minutes kLongestStart{10};
 constexpr std::chrono::seconds kLatestWord{2};
 constexpr std::string_view kTimeKey = R"(,"timestamp":)";
 
-std::size_t fingerprint(std::string_view kind, std::string_view text) {
-  return std::hash<std::string_view>()(kind) * 31 + std::hash<std::string_view>()(text);
+std::size_t fingerprint(std::string_view what, std::string_view line) {
+  return std::hash<std::string_view>()(what) * 31 + std::hash<std::string_view>()(line);
 }
 
-std::size_t fingerprint(const ConversationItem& item) { return fingerprint(rawValue(kindOf(item)), item.text); }
-std::size_t fingerprint(const ToolInvocation& call) { return fingerprint("call", call.toolCallId); }
+// Not by their words, which others can have too.
+std::size_t fingerprint(const ConversationItem& item) {
+  return fingerprint(rawValue(kindOf(item)), item.rawJSON.empty() ? item.text : item.rawJSON);
+}
+std::size_t fingerprint(const ToolInvocation& call) { return fingerprint(call.toolCallId, call.rawJSON); }
 
 bool isWithoutResult(const ToolInvocation& call) { return call.output == kUnfinishedTool; }
 
