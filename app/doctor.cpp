@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <boost/asio/bind_cancellation_slot.hpp>
 #include <cerrno>
 
 #include "agent/ravant_provider_key.hpp"
@@ -12,6 +11,7 @@
 #include "core/store/agent_model_store.hpp"
 #include "core/store/search/search_index.hpp"
 #include "git/branch_name.hpp"
+#include "platform/async/on_pool.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/http/base_address.hpp"
 #include "platform/libraries/late_library.hpp"
@@ -54,15 +54,6 @@ StoreCheck check(const ModelContainer& container) {
   sqlite::Database database = container.connect();
   const std::int32_t version = database.userVersion();
   return {.version = version, .integrity = database.integrityCheck(kCheckLimit)};
-}
-
-/// Runs what blocks where that is allowed.
-template <class Function>
-awaitable<std::invoke_result_t<Function>> onPool(any_io_executor pool, Function function) {
-  return asio::co_spawn(
-      std::move(pool),
-      [function = std::move(function)]() -> awaitable<std::invoke_result_t<const Function&>> { co_return function(); },
-      asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <deque>
 #include <iterator>
+#include <type_traits>
 #include <utility>
 
 #include "app/agent_locator.hpp"
@@ -12,8 +13,10 @@
 #include "app/model_catalog.hpp"
 #include "app/session_folders.hpp"
 #include "app/stored_turns.hpp"
+#include "core/agent_session_id.hpp"
 #include "core/conversation_state.hpp"
 #include "core/store/transcript_import.hpp"
+#include "platform/async/on_pool.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
 #include "runners/session_transcript.hpp"
@@ -96,11 +99,12 @@ class SessionImport {
         imports_(TranscriptImport::make(application.modelContainer())) {}
 
   awaitable<SessionImportResult> run() {
-    SessionListing listing = listSessions(options_.agent, options_.from);
+    SessionListing listing = co_await blocking([&] { return listSessions(options_.agent, options_.from); });
     result_.skipped = std::move(listing.skipped);
     result_.sessions = std::ssize(listing.sessions);
     std::int64_t done = 0;
     for (const ListedSession& session : listing.sessions) {
+      skippedBefore_ = std::ssize(result_.skipped);
       if (options_.onProgress) options_.onProgress({.done = done++, .all = result_.sessions});
       std::string reason;
       try {
@@ -115,6 +119,7 @@ class SessionImport {
 
  private:
   using Known = std::optional<KnownSession>;
+  enum class Reading { onward, anew };
 
   awaitable<void> take(const ListedSession& session) {
     const Known known = co_await imports_->knownSession(options_.agent, session.id);
@@ -126,17 +131,39 @@ class SessionImport {
       ++result_.known;
       co_return;
     }
-    SessionTranscript transcript(session, openSession(options_.agent, session));
+    if (!known && !canBeAgentSessionId(session.id)) {
+      co_return skip(session, "the agent cannot be asked for a session of such an id");
+    }
+    const auto read = co_await blocking(
+        [&] { return std::make_unique<SessionTranscript>(session, openSession(options_.agent, session)); });
+    SessionTranscript& transcript = *read;
     tell(session, transcript);
-    if (!transcript.outline().isLastTurnOver && isRecent(transcript.outline().lastAt)) {
+    const Reading reading = known && dropStored(*known->imported, transcript) ? Reading::onward : Reading::anew;
+    const bool isTurnOpen = !transcript.outline().isLastTurnOver && isRecent(transcript.outline().lastAt);
+    if (isTurnOpen) {
       transcript.dropLastTurn();
       skip(session, "its last turn has not ended; another import brings it in");
     }
-    if (known) {
-      co_await grow(session, *known, transcript);
-    } else {
-      co_await create(session, transcript);
-    }
+    if (!known) co_return co_await create(session, transcript);
+    const auto name = session.title ? session.title : transcript.outline().title;
+    const auto title = name ? name : parseImportedState(known->imported->state).title;
+    ImportedSession after = imported(options_.agent, session, transcript, title);
+    // Some of the turn can be stored.
+    if (isTurnOpen && reading == Reading::anew) after.inode = ImportedSession::kReadAnew;
+    co_await grow(session, *known, transcript, reading, std::move(after));
+  }
+
+  template <class Function>
+  awaitable<std::invoke_result_t<const Function&>> blocking(Function function) {
+    return onPool(application_.modelContainer()->work(), std::move(function));
+  }
+
+  /// Leaves out what the conversation has. False where that is not the beginning of what the file has, such as after
+  /// the user went back to a branch that was not the session's.
+  static bool dropStored(const ImportedSession& before, SessionTranscript& transcript) {
+    const SessionFile& file = transcript.newestFile();
+    const auto last = parseImportedState(before.state).lastRecord;
+    return file.inode() == before.inode && file.size() >= before.byteOffset && last && transcript.dropThrough(*last);
   }
 
   static bool isUnchanged(const ListedSession& session, const ImportedSession& imported) {
@@ -176,7 +203,8 @@ class SessionImport {
 
   void skip(const ListedSession& session, std::string reason) {
     SkippedSession skipped{.file = session.files.back().path, .reason = std::move(reason)};
-    if (std::ranges::count(result_.skipped, skipped) == 0) result_.skipped.push_back(std::move(skipped));
+    const auto told = std::ranges::subrange(result_.skipped.begin() + skippedBefore_, result_.skipped.end());
+    if (std::ranges::count(told, skipped) == 0) result_.skipped.push_back(std::move(skipped));
   }
 
   /// `title`: the last one that the conversation has from the session.
@@ -188,19 +216,22 @@ class SessionImport {
             .file = pathOf(session),
             .inode = file.inode(),
             .byteOffset = transcript.endOfNewestFile(),
-            .state = importedStateText({.size = file.size(), .title = title, .isArchived = session.isArchived})};
+            .state = importedStateText({.size = file.size(),
+                                        .title = title,
+                                        .isArchived = session.isArchived,
+                                        .lastRecord = transcript.lastRecord()})};
   }
 
   awaitable<void> create(const ListedSession& session, SessionTranscript& transcript) {
     const SessionOutline& outline = transcript.outline();
-    const SessionFigures figures = transcript.lastFigures();
+    const SessionFigures figures = co_await blocking([&] { return transcript.lastFigures(); });
     if (!figures.hasItems) co_return;
     const auto folder = projectFolderOf(outline);
     if (!folder) co_return skip(session, "it does not say in which folder it was");
     const Project project = co_await application_.projects().create(*folder, nameOf(*folder));
     const auto items = std::make_shared<ItemStream>(transcript, nullptr, false);
     std::optional<std::string> title = session.title ? session.title : outline.title;
-    if (!title) title = titleOfFirstPrompt(transcript, items->first());
+    if (!title) title = titleOfFirstPrompt(transcript, co_await blocking([&] { return items->first(); }));
     const Timestamp begunAt = outline.begunAt.value_or(outline.records.front().at);
     const auto agent = co_await findOrAddAgent();
     Conversation conversation{.id = {},
@@ -222,15 +253,10 @@ class SessionImport {
     result_.items += created->items;
   }
 
-  awaitable<void> grow(const ListedSession& session, const KnownSession& known, SessionTranscript& transcript) {
+  awaitable<void> grow(const ListedSession& session, const KnownSession& known, SessionTranscript& transcript,
+                       Reading reading, ImportedSession after) {
     const ImportedSession& before = *known.imported;
     const SessionOutline& outline = transcript.outline();
-    const ImportedState stateBefore = parseImportedState(before.state);
-    const auto name = session.title ? session.title : outline.title;
-    const auto title = name ? name : stateBefore.title;
-    const ImportedSession after = imported(options_.agent, session, transcript, title);
-    const bool isReadAnew = after.inode != before.inode || transcript.newestFile().size() < before.byteOffset;
-    if (!isReadAnew) transcript.dropBefore(before.byteOffset);
     const auto summary = co_await application_.conversations().conversation(known.conversation);
     if (!summary) co_return;
     const Conversation& kept = summary->conversation;
@@ -239,19 +265,21 @@ class SessionImport {
     const auto stored = std::make_shared<StoredTurns>(options_.agent);
     co_await readStored(known.conversation, *stored);
     if (!outline.records.empty() && outline.lastAt.value_or(Timestamp{}) > conversation.lastActivityAt) {
-      apply(transcript.lastFigures(), conversation);
+      apply(co_await blocking([&] { return transcript.lastFigures(); }), conversation);
       conversation.lastActivityAt = *outline.lastAt;
       conversation.lastPromptAt = std::max(conversation.lastPromptAt, transcript.lastPromptAt());
     }
-    retitle(conversation, stateBefore.title, title);
-    const auto items = std::make_shared<ItemStream>(transcript, stored.get(), isReadAnew);
+    const ImportedState stateBefore = parseImportedState(before.state);
+    retitle(conversation, stateBefore.title, parseImportedState(after.state).title);
+    const auto items = std::make_shared<ItemStream>(transcript, stored.get(), reading == Reading::anew);
     const auto added = co_await imports_->append({.before = kept,
                                                   .after = std::move(conversation),
                                                   .readBefore = before,
-                                                  .read = after,
+                                                  .read = std::move(after),
                                                   .results = [items] { return items->takeStrayResults(); }},
                                                  [items, stored] { return items->next(); });
     result_.items += added.value_or(0);
+    result_.itemsOfGrown += added.value_or(0);
     ++(added.value_or(0) > 0 ? result_.grown : result_.known);
     // What the agent has put into its archive since the last import, or taken out of it.
     if (!added || session.isArchived == stateBefore.isArchived) co_return;
@@ -266,8 +294,8 @@ class SessionImport {
     std::optional<ConversationItemId> last;
     for (;;) {
       const auto page = co_await application_.transcripts().page(conversation, last, PageDirection::after, kPage);
+      if (page.empty()) co_return;
       for (const ConversationItem& item : page) stored.add(item);
-      if (std::ssize(page) < kPage) co_return;
       last = page.back().id;
     }
   }
@@ -316,6 +344,7 @@ class SessionImport {
   SessionImportOptions options_;
   std::shared_ptr<TranscriptImport> imports_;
   SessionImportResult result_;
+  std::ptrdiff_t skippedBefore_ = 0;  ///< the present session
   std::optional<AgentId> agent_;
   bool hasLookedForProgram_ = false;
 };

@@ -29,6 +29,7 @@ struct SessionImportResult {
   std::int64_t grown = 0;          ///< conversations of earlier imports that got more
   std::int64_t known = 0;          ///< sessions that had nothing new, or that this program's own prompts made
   std::int64_t items = 0;
+  std::int64_t itemsOfGrown = 0;        ///< those of them that such conversations got
   std::vector<SkippedSession> skipped;  ///< each file and reason once
 };
 

@@ -17,12 +17,15 @@ constexpr std::chrono::minutes kLongestStart{10};
 constexpr std::chrono::seconds kLatestWord{2};
 constexpr std::string_view kTimeKey = R"(,"timestamp":)";
 
-std::size_t fingerprint(std::string_view kind, std::string_view text) {
-  return std::hash<std::string_view>()(kind) * 31 + std::hash<std::string_view>()(text);
+std::size_t fingerprint(std::string_view what, std::string_view line) {
+  return std::hash<std::string_view>()(what) * 31 + std::hash<std::string_view>()(line);
 }
 
-std::size_t fingerprint(const ConversationItem& item) { return fingerprint(rawValue(kindOf(item)), item.text); }
-std::size_t fingerprint(const ToolInvocation& call) { return fingerprint("call", call.toolCallId); }
+// Not by their words, which others can have too.
+std::size_t fingerprint(const ConversationItem& item) {
+  return fingerprint(rawValue(kindOf(item)), item.rawJSON.empty() ? item.text : item.rawJSON);
+}
+std::size_t fingerprint(const ToolInvocation& call) { return fingerprint(call.toolCallId, call.rawJSON); }
 
 bool isWithoutResult(const ToolInvocation& call) { return call.output == kUnfinishedTool; }
 
@@ -56,9 +59,16 @@ void StoredTurns::add(const ConversationItem& item) {
   if (const auto* prompt = std::get_if<UserMessage>(&item.detail)) {
     isInRun_ = isOwnPrompt(item);
     const Timestamp latest = prompt->endedAt ? *prompt->endedAt + kLatestWord : item.createdAt + kLongestStart;
-    if (isInRun_) runs_.push_back({.prompt = item.text, .begin = item.createdAt, .end = last, .latest = latest});
+    if (!isInRun_) return;
+    runs_.push_back({.prompt = item.text,
+                     .begin = item.createdAt,
+                     .end = last,
+                     .latest = latest,
+                     .isOver = prompt->endedAt.has_value()});
   } else if (isInRun_) {
-    runs_.back().end = std::max(runs_.back().end, last);
+    // What is told later of one that is over, such as why the next prompt was not sent, is not of its agent.
+    Run& run = runs_.back();
+    run.end = std::max(run.end, run.isOver ? std::min(last, run.latest) : last);
   }
 }
 

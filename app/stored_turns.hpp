@@ -24,8 +24,8 @@ class StoredTurns {
   /// Whether the turn, which is not empty, is one that a prompt of this program made. Each prompt makes one.
   bool isRunHere(const std::vector<ConversationItem>& turn);
 
-  /// Takes out what is stored; each stored item stands for one. Hands over the results that stored calls have failed
-  /// for want of.
+  /// Takes out what is stored, which was made of the same line; each stored item stands for one. Hands over the results
+  /// that stored calls have failed for want of.
   std::vector<LateResult> dropKnown(std::vector<ConversationItem>& turn);
 
  private:
@@ -34,6 +34,7 @@ class StoredTurns {
     Timestamp begin;
     Timestamp end;     ///< the last of what came of it
     Timestamp latest;  ///< when its agent may have written it down
+    bool isOver = false;
     bool isFound = false;
   };
 

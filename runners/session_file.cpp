@@ -13,6 +13,8 @@
 namespace ravant {
 namespace {
 
+constexpr std::size_t kKeptOfLongLine = 64 * 1024;
+
 ssize_t readSome(int fd, char* to, std::size_t size, std::int64_t offset) {
   for (;;) {
     const ssize_t count = ::pread(fd, to, size, offset);
@@ -37,10 +39,21 @@ SessionFile::SessionFile(std::filesystem::path path) : path_(std::move(path)) {
 std::int64_t SessionFile::eachLine(const std::function<bool(std::string_view line, std::int64_t offset)>& take) const {
   LineBuffer buffer;
   std::int64_t lineOffset = 0;
+  std::string beginning;     // of a line that is too long
+  std::int64_t dropped = 0;  // of its bytes
   for (std::int64_t offset = 0;;) {
     while (const auto line = buffer.tryNext()) {
-      const std::int64_t begin = std::exchange(lineOffset, lineOffset + static_cast<std::int64_t>(line->size()) + 1);
-      if (!take(*line, begin)) return begin;
+      const std::int64_t size = std::exchange(dropped, 0) + static_cast<std::int64_t>(line->size());
+      const std::int64_t begin = std::exchange(lineOffset, lineOffset + size + 1);
+      const bool isWhole = beginning.empty();
+      if (!take(isWhole ? *line : std::string_view(beginning), begin)) return begin;
+      beginning.clear();
+    }
+    if (const std::string_view read = buffer.unread(); read.size() > (beginning.empty() ? kLongestLine : 0)) {
+      if (beginning.empty()) beginning = read.substr(0, kKeptOfLongLine);
+      dropped += static_cast<std::int64_t>(read.size());
+      buffer.clear();
+      buffer.releaseMemory();
     }
     // What is appended meanwhile is for another time.
     const auto room = buffer.room();

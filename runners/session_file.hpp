@@ -16,14 +16,17 @@ namespace ravant {
 /// throw std::filesystem::filesystem_error.
 class SessionFile {
  public:
+  static constexpr std::size_t kLongestLine = 256 * 1024 * 1024;
+
   explicit SessionFile(std::filesystem::path path);
 
   std::int64_t inode() const { return inode_; }
   /// When it was opened.
   std::int64_t size() const { return size_; }
 
-  /// The whole lines from the beginning on, each with its offset, without its line feed, until one is refused. Says how
-  /// far they reach: behind the last line feed, where none was refused.
+  /// The whole lines from the beginning on, each with its offset, without its line feed, until one is refused; of a
+  /// line of more than `kLongestLine` bytes only its beginning. Says how far they reach: behind the last line feed,
+  /// where none was refused.
   std::int64_t eachLine(const std::function<bool(std::string_view line, std::int64_t offset)>& take) const;
 
   /// Nothing where the file has no whole line.

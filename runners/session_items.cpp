@@ -69,6 +69,7 @@ void SessionItems::append(turn::AppendAgentMessage message) {
   detail.agentModel = std::move(message.agentModel);
   detail.providerMessageId = std::move(message.providerMessageId);
   detail.blocks = MessageSegmenter::segments(message.text);
+  if (detail.providerMessageId) messages_.insert_or_assign(*detail.providerMessageId, items_.size());
   add(message.rawJSON, std::move(message.text), std::move(detail));
 }
 
@@ -81,18 +82,19 @@ void SessionItems::append(turn::AppendToolInvocation call, std::optional<Timesta
     items_.back().createdAt = createdAt;
   }
   const bool isRunning = call.status == ToolInvocationStatus::running;
-  std::get<ToolInvocationGroup>(items_.back().detail)
-      .invocations.push_back({.id = {},
-                              .rawJSON = std::move(call.rawJSON),
-                              .text = std::move(call.text),
-                              .createdAt = createdAt,
-                              .toolName = std::move(call.toolName),
-                              .toolCallId = std::move(call.toolCallId),
-                              .input = std::move(call.input),
-                              .output = std::move(call.output),
-                              .status = call.status,
-                              .completedAt = isRunning ? std::optional<Timestamp>() : now_,
-                              .parentGroup = {}});
+  auto& invocations = std::get<ToolInvocationGroup>(items_.back().detail).invocations;
+  calls_[call.toolCallId].push_back({.item = items_.size() - 1, .call = invocations.size()});
+  invocations.push_back({.id = {},
+                         .rawJSON = std::move(call.rawJSON),
+                         .text = std::move(call.text),
+                         .createdAt = createdAt,
+                         .toolName = std::move(call.toolName),
+                         .toolCallId = std::move(call.toolCallId),
+                         .input = std::move(call.input),
+                         .output = std::move(call.output),
+                         .status = call.status,
+                         .completedAt = isRunning ? std::optional<Timestamp>() : now_,
+                         .parentGroup = {}});
 }
 
 void SessionItems::update(const turn::UpdateToolInvocation& update) {
@@ -118,30 +120,26 @@ void SessionItems::apply(const turn::ApplyUsage& usage) {
   usage_ = usage.snapshot;
   usageAt_ = now_;
   if (!usage.providerMessageId) return;
-  for (ConversationItem& item : items_ | std::views::reverse) {
-    auto* message = std::get_if<AgentMessage>(&item.detail);
-    if (!message || message->providerMessageId != usage.providerMessageId) continue;
-    message->inputTokens = usage.snapshot.inputTokens;
-    message->outputTokens = usage.snapshot.outputTokens;
-    message->cacheReadTokens = usage.snapshot.cacheReadTokens;
-    message->cacheCreationTokens = usage.snapshot.cacheCreationTokens;
-    message->usedTokens = usage.snapshot.usedTokens;
-    message->totalProcessedTokens = usage.snapshot.totalProcessedTokens;
-    return;
-  }
+  const auto found = messages_.find(*usage.providerMessageId);
+  if (found == messages_.end()) return;
+  auto& message = std::get<AgentMessage>(items_[found->second].detail);
+  message.inputTokens = usage.snapshot.inputTokens;
+  message.outputTokens = usage.snapshot.outputTokens;
+  message.cacheReadTokens = usage.snapshot.cacheReadTokens;
+  message.cacheCreationTokens = usage.snapshot.cacheCreationTokens;
+  message.usedTokens = usage.snapshot.usedTokens;
+  message.totalProcessedTokens = usage.snapshot.totalProcessedTokens;
 }
 
 /// One that is still running before those that have ended.
-ToolInvocation* SessionItems::newestCall(std::string_view callId) {
+ToolInvocation* SessionItems::newestCall(const std::string& callId) {
+  const auto found = calls_.find(callId);
+  if (found == calls_.end()) return nullptr;
   ToolInvocation* ended = nullptr;
-  for (ConversationItem& item : items_ | std::views::reverse) {
-    auto* group = std::get_if<ToolInvocationGroup>(&item.detail);
-    if (!group) continue;
-    for (ToolInvocation& call : group->invocations | std::views::reverse) {
-      if (call.toolCallId != callId) continue;
-      if (call.status == ToolInvocationStatus::running) return &call;
-      if (!ended) ended = &call;
-    }
+  for (const CallPlace& place : found->second | std::views::reverse) {
+    ToolInvocation& call = std::get<ToolInvocationGroup>(items_[place.item].detail).invocations[place.call];
+    if (call.status == ToolInvocationStatus::running) return &call;
+    if (!ended) ended = &call;
   }
   return ended;
 }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -45,10 +46,17 @@ class SessionItems {
   void update(const turn::UpdateToolInvocation& update);
   void complete(turn::CompleteToolInvocation result);
   void apply(const turn::ApplyUsage& usage);
-  ToolInvocation* newestCall(std::string_view callId);
+  ToolInvocation* newestCall(const std::string& callId);
+
+  struct CallPlace {
+    std::size_t item;
+    std::size_t call;  ///< in the group
+  };
 
   Timestamp now_{};
   std::vector<ConversationItem> items_;
+  std::unordered_map<std::string, std::size_t> messages_;          ///< the newest ones' places, by their ids
+  std::unordered_map<std::string, std::vector<CallPlace>> calls_;  ///< by their ids
   std::vector<LateResult> strayResults_;
   std::optional<std::string> model_;
   std::optional<TokenUsageSnapshot> usage_;

@@ -17,6 +17,7 @@ SessionTranscript::SessionTranscript(const ListedSession& session, std::unique_p
     const SessionFile& file = files_.emplace_back(session.files[index].path);
     agentSession_->onFile(session.files[index]);
     end_ = file.eachLine([&](std::string_view line, std::int64_t offset) {
+      if (line.find_first_not_of(" \t\r") == std::string_view::npos) return true;
       agentSession_->onLine(line, {.file = index, .offset = offset, .length = line.size()});
       return true;
     });
@@ -44,10 +45,20 @@ void SessionTranscript::dropLastTurn() {
   if (!records.empty()) outline_.lastAt = records.back().at;
 }
 
-void SessionTranscript::dropBefore(std::int64_t offset) {
-  std::erase_if(outline_.records, [&](const SessionRecord& record) {
-    return record.file + 1 != files_.size() || record.offset < offset;
-  });
+bool SessionTranscript::dropThrough(std::int64_t offset) {
+  auto& records = outline_.records;
+  const auto last = std::ranges::find_if(
+      records, [&](const auto& record) { return record.file + 1 == files_.size() && record.offset == offset; });
+  if (last == records.end()) return false;
+  records.erase(records.begin(), last + 1);
+  droppedThrough_ = offset;
+  return true;
+}
+
+std::optional<std::int64_t> SessionTranscript::lastRecord() const {
+  if (outline_.records.empty()) return droppedThrough_;
+  const SessionRecord& last = outline_.records.back();
+  return last.file + 1 == files_.size() ? std::optional(last.offset) : std::nullopt;
 }
 
 SessionFigures SessionTranscript::lastFigures() const {

@@ -36,8 +36,11 @@ class SessionTranscript {
 
   /// Leaves the last turn out.
   void dropLastTurn();
-  /// Leaves out what stands before an offset of the newest file.
-  void dropBefore(std::int64_t offset);
+  /// Leaves out everything up to the record that stands at an offset of the newest file. False, and nothing is left
+  /// out, where no such record is of the transcript.
+  bool dropThrough(std::int64_t offset);
+  /// The offset of the transcript's last record, also where it is left out; nothing where the newest file has none.
+  std::optional<std::int64_t> lastRecord() const;
 
   /// What the user typed of a prompt of the transcript.
   std::string typedWords(std::string_view prompt) const { return agentSession_->typedWords(prompt); }
@@ -57,6 +60,7 @@ class SessionTranscript {
   std::unique_ptr<AgentSession> agentSession_;
   SessionOutline outline_;
   std::int64_t end_ = 0;
+  std::optional<std::int64_t> droppedThrough_;
   std::size_t next_ = 0;  ///< record
 };
 

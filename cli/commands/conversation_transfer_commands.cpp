@@ -16,6 +16,7 @@
 #include "cli/output/conversation_text.hpp"
 #include "cli/output/terminal_text.hpp"
 #include "core/conversation_state.hpp"
+#include "core/store/store_error.hpp"
 #include "platform/files/file_replacement.hpp"
 #include "platform/text/utf8.hpp"
 
@@ -24,7 +25,8 @@ namespace {
 
 ExportFormat formatOf(const CommandContext& context, const Arguments& arguments) {
   const auto word = arguments.optional("--format");
-  if (!word) return context.wantsJson() ? ExportFormat::json : ExportFormat::markdown;
+  const bool isForFile = arguments.optional("--output").value_or("-") != "-";
+  if (!word) return context.wantsJson() && !isForFile ? ExportFormat::json : ExportFormat::markdown;
   return exportFormatFromRawValue(*word).value();
 }
 
@@ -102,6 +104,7 @@ struct Imported {
   std::int64_t items = 0;
   json::array skipped = {};
   ExitStatus status = ExitStatus::done;
+  bool isStoreUsable = true;
 };
 
 awaitable<void> importOne(CommandContext& context, const std::string& path, Imported& all) {
@@ -114,6 +117,9 @@ awaitable<void> importOne(CommandContext& context, const std::string& path, Impo
     imported = co_await importConversation(context.application(), file);
   } catch (const ConversationFileError& error) {
     fault = error.what();
+  } catch (const StoreError& error) {
+    fault = error.what();
+    all.isStoreUsable = false;
   } catch (const std::system_error& error) {
     fault = error.code().message();
   }
@@ -146,6 +152,7 @@ awaitable<ExitStatus> importAll(CommandContext& context, Arguments arguments) {
   for (const std::string& path : paths) {
     co_await importOne(context, path, all);
     if (!context.wantsJson()) context.output.flush();
+    if (!all.isStoreUsable) break;
   }
   if (context.wantsJson()) {
     context.output.json(

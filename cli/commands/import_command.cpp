@@ -51,13 +51,21 @@ json::object jsonForm(const SessionImportResult& result) {
   json::array skipped;
   for (const auto& [file, reason] : result.skipped)
     skipped.push_back({{"file", repairUtf8(file.string())}, {"reason", reason}});
-  return {{"conversations", result.conversations}, {"items", result.items}, {"skipped", std::move(skipped)}};
+  return {{"conversations", result.conversations},
+          {"items", result.items},
+          {"grown", result.grown},
+          {"known", result.known},
+          {"skipped", std::move(skipped)}};
 }
 
 std::string summary(const SessionImportResult& result, AgentType agent) {
-  std::string words = fmt::format("{}: {} with {}", displayName(agent),
-                                  counted(result.conversations, "new conversation"), counted(result.items, "item"));
-  if (result.grown > 0) words += fmt::format(", {} longer than before", counted(result.grown, "conversation"));
+  std::string words =
+      fmt::format("{}: {} with {}", displayName(agent), counted(result.conversations, "new conversation"),
+                  counted(result.items - result.itemsOfGrown, "item"));
+  if (result.grown > 0) {
+    words += fmt::format(", {} longer than before by {}", counted(result.grown, "conversation"),
+                         counted(result.itemsOfGrown, "item"));
+  }
   if (result.known > 0) words += fmt::format(", {} known already", counted(result.known, "session"));
   return words;
 }
@@ -76,21 +84,49 @@ void showText(Output& output, const SessionImportResult& result, AgentType agent
   }
 }
 
-/// A line that is rewritten; nothing where nobody watches.
-void showProgress(Output& output, SessionImportProgress progress) {
-  output.write(fmt::format("\r\x1b[KSession {} of {}", progress.done + 1, progress.all));
-  output.flush();
+/// A line that is rewritten while somebody watches, and is gone at the end, whatever that is.
+class ProgressLine {
+ public:
+  explicit ProgressLine(CommandContext& context)
+      : output_(context.output), isWatched_(!context.wantsJson() && context.output.terminalWidth().has_value()) {}
+  ~ProgressLine() {
+    if (!isShown_) return;
+    try {
+      write("");
+    } catch (...) {  // that nobody reads the output any more is told by what is written next
+    }
+  }
+  ProgressLine(const ProgressLine&) = delete;
+  ProgressLine& operator=(const ProgressLine&) = delete;
+
+  void show(SessionImportProgress progress) {
+    if (!isWatched_) return;
+    isShown_ = true;
+    write(fmt::format("Session {} of {}", progress.done + 1, progress.all));
+  }
+
+ private:
+  void write(std::string_view words) {
+    output_.write(fmt::format("\r\x1b[K{}", words));
+    output_.flush();
+  }
+
+  Output& output_;
+  bool isWatched_;
+  bool isShown_ = false;
+};
+
+awaitable<SessionImportResult> importWatched(CommandContext& context, SessionImportOptions options) {
+  ProgressLine line(context);
+  options.onProgress = [&](SessionImportProgress progress) { line.show(progress); };
+  co_return co_await importSessions(context.application(), std::move(options));
 }
 
 awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
   const AgentType agent = agentTypeFromRawValue(arguments.text("AGENT")).value();
   const auto from = namedFolder(arguments);
   const auto folder = from ? *from : sessionFolder(agent);
-  SessionImportOptions options{.agent = agent, .from = from};
-  const bool isWatched = !context.wantsJson() && context.output.terminalWidth().has_value();
-  if (isWatched) options.onProgress = [&](SessionImportProgress progress) { showProgress(context.output, progress); };
-  const SessionImportResult result = co_await importSessions(context.application(), std::move(options));
-  if (isWatched) context.output.write("\r\x1b[K");
+  const SessionImportResult result = co_await importWatched(context, {.agent = agent, .from = from});
   if (context.wantsJson()) {
     context.output.json(jsonForm(result));
   } else {

@@ -39,11 +39,10 @@ class WindowSelectionOperations {
                                   "WHERE conversation.uuid = ? AND importer IS NULL")),
         latestProject_(store_.prepare(
             "SELECT uuid FROM project ORDER BY (SELECT max(last_activity_at) FROM conversation "
-            "WHERE project_id = project.id AND importer IS NULL) DESC NULLS LAST, sidebar_order, id LIMIT 1")) {
-    store_.waitAtMost(kPatience);
-  }
+            "WHERE project_id = project.id AND importer IS NULL) DESC NULLS LAST, sidebar_order, id LIMIT 1")) {}
 
   void save(const std::string& window, const WindowSelectionSnapshot& snapshot) {
+    store_.waitAtMost(kPatience);
     store_.write(Durability::processDeath,
                  [&](Changes&) { save_.run(window, encoded(snapshot), bound(store_.now())); });
   }

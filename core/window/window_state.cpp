@@ -54,14 +54,18 @@ WindowState::WindowState(std::string window, any_io_executor interface, Face& fa
 awaitable<void> WindowState::restoreLastSelection(std::shared_ptr<ModelContainer> in) {
   const auto self = shared_from_this();
   store_ = WindowSelectionStore::make(std::move(in));
-  Selection last{.content = LatestConversations(), .detail = {}};
+  std::optional<Selection> last;
   try {
     last = co_await store_->lastSelection(window_);
   } catch (const std::exception& error) {
     kLog.error("the last selection of the window {} could not be read: {}", window_, error.what());
   }
-  if (selection().isEmpty()) {
-    setSelection(last.content, last.detail);
+  if (selection().isEmpty() && last) {
+    setSelection(last->content, last->detail);
+  } else if (selection().isEmpty()) {
+    // What could not be read is kept until the user selects something.
+    history_.record(LatestConversations(), {});
+    if (face_) face_->windowChanged();
   } else {
     keepSelection();
   }

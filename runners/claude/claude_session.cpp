@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <functional>
+#include <system_error>
+#include <utility>
 
 #include "core/store/transcript_writer.hpp"
 #include "runners/claude/claude_turn.hpp"
@@ -35,6 +37,11 @@ bool isOfTranscript(SessionRole role) {
 /// What a call that the user cut off has as its result.
 bool isOfCancelledCall(std::string_view output) {
   return output.starts_with("[Tool call interrupted") || output.starts_with("The user doesn't want to proceed");
+}
+
+bool isChangedLater(const std::filesystem::path& one, const std::filesystem::path& other) {
+  std::error_code ignored;
+  return std::filesystem::last_write_time(one, ignored) > std::filesystem::last_write_time(other, ignored);
 }
 
 bool isUsage(const turn::Action& action) {
@@ -87,9 +94,17 @@ class ClaudeSessionTurn final : public SessionTurn {
 
 SessionListing listClaudeSessions(const std::filesystem::path& folder) {
   SessionListing listing;
+  std::unordered_map<std::string, std::size_t> placeOf;
   for (std::filesystem::path& file : sessionFilesIn(folder / "projects", 1, listing.skipped)) {
     std::string id = file.stem();
-    listing.sessions.push_back({.id = std::move(id), .files = {{.path = std::move(file)}}});
+    const auto [known, isNew] = placeOf.emplace(id, listing.sessions.size());
+    if (isNew) {
+      listing.sessions.push_back({.id = std::move(id), .files = {{.path = std::move(file)}}});
+      continue;
+    }
+    std::filesystem::path& latest = listing.sessions[known->second].files.back().path;
+    if (isChangedLater(file, latest)) std::swap(file, latest);
+    listing.skipped.push_back({std::move(file), "another file, which was changed later, holds the same session"});
   }
   return listing;
 }
@@ -129,14 +144,18 @@ void ClaudeSession::onLine(std::string_view text, SessionRecord place) {
 /// What calls come to, and whether the turn is over with this line, as far as can be told.
 void ClaudeSession::follow(const claude::SessionLine& line) {
   const std::size_t place = nodes_.size();
-  for (const std::string& call : line.calls) openCalls_.insert_or_assign(call, place);
+  for (const std::string& call : line.calls) {
+    openCalls_.insert_or_assign(call, place);
+    leftCalls_.erase(call);
+  }
   for (const std::string& call : line.results) {
-    if (const auto open = openCalls_.extract(call)) endedCalls_.emplace_back(open.mapped(), place);
+    auto open = openCalls_.extract(call);
+    if (!open) open = leftCalls_.extract(call);
+    if (open) endedCalls_.emplace_back(open.mapped(), place);
   }
   const bool isPrompt = line.role == SessionRole::prompt && !line.isQueued;
-  if (isPrompt || line.role == SessionRole::interruption) lastBreak_ = place;
-  const bool isWaiting = std::ranges::any_of(openCalls_, [&](const auto& call) { return call.second > lastBreak_; });
-  const bool isReplyLast = line.isLastReply && !isWaiting;
+  if (isPrompt || line.role == SessionRole::interruption) leftCalls_.merge(openCalls_);
+  const bool isReplyLast = line.isLastReply && openCalls_.empty();
   outline_.isLastTurnOver = isReplyLast || line.role == SessionRole::failure || line.role == SessionRole::compaction ||
                             line.role == SessionRole::interruption;
 }
@@ -187,9 +206,7 @@ std::vector<bool> ClaudeSession::amongCalls() const {
     ++change[call];
     --change[result];
   }
-  for (const auto& [id, call] : openCalls_) {
-    if (call > lastBreak_) ++change[call];
-  }
+  for (const auto& [id, call] : openCalls_) ++change[call];
   std::vector<bool> isAmong(nodes_.size());
   for (std::size_t i = 0, open = 0; i < nodes_.size(); ++i) {
     open += static_cast<std::size_t>(change[i]);

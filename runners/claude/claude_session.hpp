@@ -48,8 +48,10 @@ class ClaudeSession final : public AgentSession {
   std::unordered_map<LineId, std::size_t> nodeOf_;
   std::vector<std::pair<LineId, std::string>> summaries_;
   bool hasName_ = false;
-  std::size_t lastBreak_ = 0;  ///< the place of the last prompt that did not wait, or interruption
-  std::unordered_map<std::string, std::size_t> openCalls_;       ///< with their places among the nodes
+  /// The calls without a result, with their places among the nodes: those since the last interruption, or prompt that
+  /// did not wait, and those before it.
+  std::unordered_map<std::string, std::size_t> openCalls_;
+  std::unordered_map<std::string, std::size_t> leftCalls_;
   std::vector<std::pair<std::size_t, std::size_t>> endedCalls_;  ///< the places of call and result
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <utility>
 
 #include "core/token_usage_snapshot.hpp"
@@ -20,6 +21,7 @@ constexpr std::array<std::string_view, 4> kSilentResponses = {"message", "reason
                                                               "additional_tools"};
 constexpr std::array<std::string_view, 3> kCommandTools = {"exec_command", "shell", "shell_command"};
 constexpr std::array<std::string_view, 2> kRefusals = {"unsupported call:", "apply_patch verification failed"};
+constexpr std::chrono::milliseconds kLongestItem = std::chrono::hours(24);
 constexpr std::string_view kPlanTool = "update_plan";
 constexpr std::string_view kOutputHead = "Output:\n";
 constexpr std::array<std::string_view, 2> kSurroundings = {"# Context from my IDE setup:",
@@ -75,14 +77,20 @@ bool isRefusal(const json::object& output) {
   return text && std::ranges::any_of(kRefusals, [&](std::string_view refusal) { return text->starts_with(refusal); });
 }
 
+/// Nothing that cannot be one.
+std::optional<Timestamp> beginningBefore(Timestamp end, const json::object& event) {
+  const std::int64_t latest = std::chrono::floor<std::chrono::milliseconds>(end.time_since_epoch()).count();
+  const auto begun = integerAt(event, "started_at_ms");
+  if (!begun || *begun > latest || *begun < latest - kLongestItem.count()) return std::nullopt;
+  return Timestamp(std::chrono::milliseconds(*begun));
+}
+
 void readItem(const json::object& event, SessionLine& parsed) {
   const json::object* item = objectAt(event, "item");
   if (!item) return;
   parsed.turnId = textAt(event, "turn_id");
   parsed.callId = textAt(*item, "id");
-  if (const auto begun = integerAt(event, "started_at_ms")) {
-    parsed.begunAt = Timestamp(std::chrono::milliseconds(*begun));
-  }
+  if (parsed.at) parsed.begunAt = beginningBefore(*parsed.at, event);
   if (stringAt(*item, "type") == "UserMessage") {
     parsed.role = Role::prompt;
     const json::value* content = item->if_contains("content");

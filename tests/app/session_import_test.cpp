@@ -2,6 +2,8 @@
 
 #include <gmock/gmock.h>
 
+#include <limits>
+
 #include "core/conversation_state.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
 #include "core/store/transcript_writer.hpp"
@@ -16,6 +18,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
+constexpr std::chrono::hours kOneHour{1};
 constexpr std::string_view kFile = "projects/-p/s1.jsonl";
 
 std::string timeFromNow(std::chrono::seconds offset) { return iso8601(SystemClock().now() + offset); }
@@ -156,13 +159,28 @@ TEST_F(SessionImportTest, takesATurnThatNobodyWaitsForAndItsLateResult) {
   EXPECT_EQ(texts().back(), "c2=late");
 }
 
+TEST_F(SessionImportTest, doublesNothingOfATurnThatGoesOnLater) {
+  write(kTurn);
+  append({kNextTurn[0], kCall});
+  import();
+  const std::string late = timeFromNow(std::chrono::seconds(-5));
+  for (const bool isReplaced : {false, true}) {
+    if (isReplaced) replaceFile();
+    append({claudeResult(isReplaced ? "t2" : "t1", "r2", "c1", "out", late)});
+    EXPECT_EQ(import().items, 0) << "it works again";
+  }
+  append({claudeReply("r3", "t1", "m3", R"({"type":"text","text":"Most."})", "end_turn", 5, late)});
+  import();
+  EXPECT_THAT(texts(), ElementsAre("Go", "Gone.", "More", "c1=out", "Most."));
+}
+
 TEST_F(SessionImportTest, givesACommandItsLateResultOnce) {
   const std::string thread = "11111111-1111-7111-8111-111111111111";
   const std::string path = "sessions/2026/11/22/rollout-2026-11-22T10-00-00-" + thread + ".jsonl";
-  const auto ended = [](int ordinal, std::string_view members) {
-    return codexEvent(ordinal, fmt::format(R"("type":"item_completed","turn_id":"t1","started_at_ms":1763780404000,)"
+  const auto ended = [](int ordinal, std::string_view members, std::int64_t startedAt = 1'763'780'404'000) {
+    return codexEvent(ordinal, fmt::format(R"("type":"item_completed","turn_id":"t1","started_at_ms":{},)"
                                            R"("item":{{"type":"CommandExecution",{}}})",
-                                           members));
+                                           startedAt, members));
   };
   std::vector<std::string> lines = {
       codexMeta(thread),
@@ -171,6 +189,9 @@ TEST_F(SessionImportTest, givesACommandItsLateResultOnce) {
       codexCommand(3, "c1", "read"),
       codexCommand(4, "c2", "make"),
       ended(5, R"("id":"c3","command":["ls"],"status":"completed","aggregated_output":"a","exit_code":0)"),
+      ended(5, R"("id":"c4","command":["ls"],"status":"completed","aggregated_output":"b","exit_code":0)", 0),
+      ended(5, R"("id":"c5","command":["ls"],"status":"completed","aggregated_output":"c","exit_code":0)",
+            std::numeric_limits<std::int64_t>::max()),
       codexEvent(6, R"("type":"task_complete","turn_id":"t1")")};
   writeSessions(folder_.path(), {{path, lines}});
   import(AgentType::codex);
@@ -179,9 +200,11 @@ TEST_F(SessionImportTest, givesACommandItsLateResultOnce) {
       ended(8, R"("id":"c2","command":["make"],"status":"completed","aggregated_output":"built","exit_code":0)"));
   writeSessions(folder_.path(), {{path, lines}});
   EXPECT_EQ(import(AgentType::codex).items, 0);
-  EXPECT_THAT(texts(), ElementsAre("Go", "c1=" + std::string(kUnfinishedTool) + "c2=builtc3=a"));
-  const ToolInvocation listing = std::get<ToolInvocationGroup>(items().at(1).detail).invocations.at(2);
-  EXPECT_EQ(*listing.completedAt - listing.createdAt, std::chrono::seconds(1));
+  EXPECT_THAT(texts(), ElementsAre("Go", "c1=" + std::string(kUnfinishedTool) + "c2=builtc3=ac4=bc5=c"));
+  const auto calls = std::get<ToolInvocationGroup>(items().at(1).detail).invocations;
+  EXPECT_EQ(*calls.at(2).completedAt - calls.at(2).createdAt, std::chrono::seconds(1));
+  EXPECT_EQ(calls.at(3).createdAt, calls.at(3).completedAt) << "no time that it can have begun at";
+  EXPECT_EQ(calls.at(4).createdAt, calls.at(4).completedAt);
 }
 
 TEST_F(SessionImportTest, takesWhatIsOddlyDatedOrPlaced) {
@@ -205,13 +228,14 @@ TEST_F(SessionImportTest, goesOnWhereAnotherWasCut) {
   write(kTurn);
   import();
   const std::string large(5 * 1024 * 1024, '.');  // more than is stored at once
+  const std::string reply = claudeReply("r2", "u2", "m2", R"({"type":"text","text":")" + large + R"("})");
   const auto cut = [&, next = 0]() mutable -> std::optional<ConversationItem> {
     const Timestamp at = onlyConversation().lastActivityAt;
     switch (next++) {
       case 0:
-        return ConversationItem{.rawJSON = {}, .createdAt = at, .text = "More", .detail = UserMessage{}};
+        return ConversationItem{.rawJSON = kNextTurn[0], .createdAt = at, .text = "More", .detail = UserMessage{}};
       case 1:
-        return ConversationItem{.rawJSON = {}, .createdAt = at, .text = large, .detail = AgentMessage{}};
+        return ConversationItem{.rawJSON = reply, .createdAt = at, .text = large, .detail = AgentMessage{}};
       default:
         throw std::runtime_error("cut");
     }
@@ -222,8 +246,8 @@ TEST_F(SessionImportTest, goesOnWhereAnotherWasCut) {
   EXPECT_THROW(run(application_->transcriptImport().append(growth, cut)), std::runtime_error);
   EXPECT_EQ(items().size(), 4U);
 
-  append({kNextTurn[0], claudeReply("r2", "u2", "m2", R"({"type":"text","text":")" + large + R"("})"),
-          claudePrompt("u3", "r2", "Still"), claudeReply("r3", "u3", "m3", R"({"type":"text","text":"Most."})")});
+  append({kNextTurn[0], reply, claudePrompt("u3", "r2", "Still"),
+          claudeReply("r3", "u3", "m3", R"({"type":"text","text":"Most."})")});
   EXPECT_EQ(import().items, 2);
   EXPECT_THAT(texts(), ElementsAre("Go", "Gone.", "More", large, "Still", "Most."));
   EXPECT_EQ(import().known, 1);
@@ -249,7 +273,8 @@ TEST_F(SessionImportTest, doublesNothingOfAFileThatWasReplaced) {
 }
 
 TEST_F(SessionImportTest, leavesOutWhatPromptsOfThisProgramHaveStored) {
-  write(kTurn);
+  const std::string large(2 * 1024 * 1024, '.');  // more than a page of a transcript
+  write({kTurn[0], claudeReply("r1", "u1", "m1", R"({"type":"text","text":")" + large + R"("})")});
   import();
   const ConversationId id = onlyConversation().id;
   const auto store = ConversationItemModelActor::make(application_->modelContainer());
@@ -265,12 +290,14 @@ TEST_F(SessionImportTest, leavesOutWhatPromptsOfThisProgramHaveStored) {
   append({claudePrompt("u4", "r3", "Cancelled at once", R"("promptSource":"sdk")", now()),
           claudePrompt("u5", "u4", "[Request interrupted by user]", R"("promptSource":"sdk")", now())});
   EXPECT_EQ(import().items, 2);
-  EXPECT_THAT(texts(),
-              ElementsAre("Go", "Gone.", "Here", "Other words", "Cancelled at once", "There", "In a terminal."));
+  EXPECT_THAT(texts(), ElementsAre("Go", large, "Here", "Other words", "Cancelled at once", "There", "In a terminal."));
   EXPECT_EQ(import().items, 0);
 
   replaceFile();
   EXPECT_EQ(import().items, 0) << "read anew";
+  replaceFile();
+  append({claudePrompt("u6", "u5", "Here", R"("promptSource":"sdk")", timeFromNow(std::chrono::seconds(9)))});
+  EXPECT_EQ(import().items, 1) << "the same words once more";
 }
 
 TEST_F(SessionImportTest, bringsInWhatOnlyLooksLikeAPromptOfThisProgram) {
@@ -287,6 +314,9 @@ TEST_F(SessionImportTest, bringsInWhatOnlyLooksLikeAPromptOfThisProgram) {
   append({claudePrompt("u2", "r1", "Please Fix it here", R"("promptSource":"typed")",
                        timeFromNow(std::chrono::seconds(1))),
           claudePrompt("u3", "u2", "Go on", R"("promptSource":"typed")", timeFromNow(std::chrono::seconds(9)))});
+  run(store->appendFailureEvent(id, "", "an hour later"));
+  application_->modelContainer()->connect().execute(
+      "UPDATE conversation_item SET created_at = created_at + 3600000000 WHERE text = 'an hour later'");
   EXPECT_EQ(import().items, 2);
 }
 
@@ -383,15 +413,63 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(SessionImportTest, tellsWhatItPassedOverOnceForEachFile) {
-  write({kTurn[0], "not JSON", R"({"type":"of-tomorrow"})", R"({"type":"of-tomorrow"})", "\xff", kTurn[1]});
+  write({kTurn[0], "not JSON", "", " \r", R"({"type":"of-tomorrow"})", R"({"type":"of-tomorrow"})", "\xff", kTurn[1]});
   writeSessions(folder_.path(),
                 {{"projects/-q/s2.jsonl", {R"({"type":"user","uuid":"u","message":{"content":"No folder"}})"}},
                  {"projects/-q/s3.jsonl", {R"({"type":"mode"})"}},
-                 {"projects/-q/s4.jsonl", {R"({"type":"user","cwd":"/p","message":{"content":"Without an id"}})"}}});
-  EXPECT_THAT(reasons(import()), ElementsAre("2 records of the unknown type \"of-tomorrow\"",
-                                             "2 lines that cannot be read", "it does not say in which folder it was",
-                                             "none of its records has a place in a conversation"));
+                 {"projects/-q/s4.jsonl", {R"({"type":"user","cwd":"/p","message":{"content":"Without an id"}})"}},
+                 {"projects/-r/-s5.jsonl", kTurn}});
+  EXPECT_THAT(reasons(import()),
+              ElementsAre("2 records of the unknown type \"of-tomorrow\"", "2 lines that cannot be read",
+                          "it does not say in which folder it was", "none of its records has a place in a conversation",
+                          "the agent cannot be asked for a session of such an id"));
   EXPECT_THAT(texts(), ElementsAre("Go", "Gone."));
+}
+
+TEST_F(SessionImportTest, takesTheFileOfASessionThatWasChangedLast) {
+  for (const char* file : {"projects/-o/s1.jsonl", "projects/-q/s1.jsonl"}) {
+    writeSessions(folder_.path(), {{file, {claudePrompt("u1", "", "Elsewhere")}}});
+    std::filesystem::last_write_time(folder_ / file, std::filesystem::file_time_type::clock::now() - kOneHour);
+  }
+  write(kTurn);
+  const SessionImportResult result = import();
+  EXPECT_EQ(result.sessions, 1);
+  const std::string reason = "another file, which was changed later, holds the same session";
+  EXPECT_THAT(result.skipped, ElementsAre(SkippedSession{folder_ / "projects/-o/s1.jsonl", reason},
+                                          SkippedSession{folder_ / "projects/-q/s1.jsonl", reason}));
+  EXPECT_THAT(texts(), ElementsAre("Go", "Gone."));
+}
+
+TEST_F(SessionImportTest, bringsInABranchThatTheUserWentBackTo) {
+  std::vector<std::string> lines = {piHeader("s1"), piPrompt("e1", "", "Go"),
+                                    piReply("e2", "e1", R"({"type":"text","text":"Gone."})", "stop")};
+  const auto write = [&](const std::string& prompt, const std::string& before, const std::string& words) {
+    lines.push_back(piPrompt(prompt, before, words));
+    lines.push_back(piReply("r" + prompt, prompt, R"({"type":"text","text":"To )" + words + R"("})", "stop"));
+    writeSessions(folder_.path(), {{"sessions/--p--/1_s1.jsonl", lines}});
+  };
+  write("a1", "e2", "A");
+  write("b1", "e2", "B");
+  import(AgentType::pi);
+  EXPECT_THAT(texts(), ElementsAre("Go", "Gone.", "B", "To B"));
+  write("a2", "ra1", "A again");
+  EXPECT_EQ(import(AgentType::pi).items, 4);
+  EXPECT_THAT(texts(), ElementsAre("Go", "Gone.", "B", "To B", "A", "To A", "A again", "To A again"));
+  write("a3", "ra2", "On");
+  EXPECT_EQ(import(AgentType::pi).items, 2);
+}
+
+TEST_F(SessionImportTest, keepsAPromptThatWasSentAgainInPlaceOfItself) {
+  const std::string thread = "11111111-1111-7111-8111-111111111111";
+  const std::string path = "sessions/2026/11/22/rollout-2026-11-22T10-00-00-" + thread;
+  writeSessions(folder_.path(),
+                {{path + ".jsonl", {codexMeta(thread), codexTurn(1, "t1", "One"), codexTurn(2, "t2", "Two")}}});
+  import(AgentType::codex);
+  const std::string base = R"("history_base":{"thread_id":")" + thread + R"(","end_ordinal_exclusive":2},)";
+  writeSessions(folder_.path(), {{path + "_33333333-3333-7333-8333-333333333333.jsonl",
+                                  {codexMeta(thread, base, 30), codexTurn(3, "t3", "Two")}}});
+  EXPECT_EQ(import(AgentType::codex).items, 1);
+  EXPECT_THAT(texts(), ElementsAre("One", "Two", "Two"));
 }
 
 TEST_F(SessionImportTest, archivesWhatCodexPutsIntoItsArchive) {

@@ -43,6 +43,8 @@ TEST_F(ConversationTransfer, bringsAConversationBack) {
   EXPECT_EQ(from.json({"conversation", "export", id, "--format", "json", "--output", file()}),
             json::value({{"conversation", id}, {"items", 3}, {"file", file()}}));
   EXPECT_EQ(readFile(file()), exported);
+  from.json({"conversation", "export", id, "--output", file() + ".md"});
+  EXPECT_THAT(readFile(file() + ".md").value(), StartsWith("# First\n"));
 
   const json::value done = to.json({"conversation", "import", file()});
   EXPECT_EQ(done, json::value({{"conversations", 1}, {"items", 3}, {"skipped", json::array()}}));

@@ -26,7 +26,7 @@ TEST(Import, letsTheNextPromptGoOnInTheAgentsSession) {
   const std::filesystem::path file = writeSession(sandbox);
   const auto writtenAt = std::filesystem::last_write_time(file);
   EXPECT_EQ(sandbox.json({"import", "claude"}),
-            (json::value{{"conversations", 1}, {"items", 2}, {"skipped", json::array()}}));
+            (json::value{{"conversations", 1}, {"items", 2}, {"grown", 0}, {"known", 0}, {"skipped", json::array()}}));
   EXPECT_EQ(std::filesystem::last_write_time(file), writtenAt);
 
   const json::value list = sandbox.json({"conversation", "list"});

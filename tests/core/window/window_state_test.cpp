@@ -149,6 +149,23 @@ TEST_F(WindowStateTest, startsWhateverIsStored) {
     start();
     EXPECT_EQ(window->selection(), (Selection{LatestConversations(), {}})) << snapshot;
   }
+  run(window->close(), loop);
+  window = nullptr;
+  start("main");
+  window->openConversation(first, project);
+  start("other");
+  // What reads a conversation fails.
+  execute("ALTER TABLE conversation RENAME TO elsewhere");
+  execute("CREATE VIEW conversation AS SELECT * FROM elsewhere WHERE abs(-9223372036854775808) = id");
+  start("main");
+  EXPECT_EQ(window->selection(), (Selection{LatestConversations(), {}}));
+  settle();
+  execute("DROP VIEW conversation");
+  execute("ALTER TABLE elsewhere RENAME TO conversation");
+  start("main");
+  EXPECT_EQ(window->selection(), (Selection{LatestConversations(), first})) << "what could not be read was kept";
+  run(window->close(), loop);
+
   execute("DROP TABLE window_selection");
   window = nullptr;
   start("broken");
