@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include "core/store/store_error.hpp"
 #include "platform/files/private_file.hpp"
@@ -130,11 +131,26 @@ void ModelContainer::checkContent(sqlite::Database& database, Check check) {
 
 sqlite::Database ModelContainer::connect() const {
   try {
+    {
+      const std::scoped_lock lock(spareMutex_);
+      if (spare_) return *std::exchange(spare_, std::nullopt);
+    }
     sqlite::Database database = storeFile_->connect();
     database.setSynchronous(sqlite::Synchronous::normal);
     return database;
   } catch (const sqlite::Error& error) {
     throw StoreError::from(error, file_);
+  }
+}
+
+void ModelContainer::giveBack(sqlite::Database connection) const {
+  try {
+    connection.setBusyTimeout(sqlite::OpenOptions().busyTimeout);
+    connection.setSynchronous(sqlite::Synchronous::normal);
+    const std::scoped_lock lock(spareMutex_);
+    spare_.emplace(std::move(connection));
+  } catch (const sqlite::Error& error) {
+    kLog.warning("a connection is closed: {}", error.what());
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <span>
 #include <string>
 
@@ -50,6 +51,9 @@ class ModelContainer {
 
   /// A connection for one actor. Throws `StoreError`.
   sqlite::Database connect() const;
+  /// Takes a connection, without statements, that its actor needs no more, for the next `connect`: opening one anew
+  /// reads the whole schema.
+  void giveBack(sqlite::Database connection) const;
 
   bool isWritable() const { return storeFile_->isWritable(); }
 
@@ -90,6 +94,8 @@ class ModelContainer {
   DiskReserve reserve_;
   StoreLock lock_;
   std::optional<StoreFile> storeFile_;
+  mutable std::mutex spareMutex_;
+  mutable std::optional<sqlite::Database> spare_;
   UniqueFd notice_;
   std::shared_ptr<ChangeFeed> changeFeed_;
   std::shared_ptr<UnstoredEnds> unstoredEnds_ = std::make_shared<UnstoredEnds>();

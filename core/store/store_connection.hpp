@@ -47,7 +47,7 @@ class Changes {
 class StoreConnection {
  public:
   explicit StoreConnection(std::shared_ptr<ModelContainer> container)
-      : container_(std::move(container)), database_(container_->connect()), changeWriter_(database_) {}
+      : container_(std::move(container)), lent_(*container_), database_(lent_.database), changeWriter_(database_) {}
 
   /// How long another writer is waited for from now on; then `write` throws `StoreError` `busy`.
   void waitAtMost(std::chrono::milliseconds limit) { database_.setBusyTimeout(limit); }
@@ -142,8 +142,19 @@ class StoreConnection {
     if (!changes.all().empty()) container_->announceCommit();
   }
 
+  struct Lent {
+    explicit Lent(const ModelContainer& from) : container(from), database(from.connect()) {}
+    ~Lent() { container.giveBack(std::move(database)); }
+    Lent(const Lent&) = delete;
+    Lent& operator=(const Lent&) = delete;
+
+    const ModelContainer& container;
+    sqlite::Database database;
+  };
+
   std::shared_ptr<ModelContainer> container_;
-  sqlite::Database database_;
+  Lent lent_;
+  sqlite::Database& database_;
   ChangeWriter changeWriter_;
 };
 
