@@ -44,7 +44,8 @@ class ConversationOperations {
 
   std::optional<ConversationId> create(ProjectId projectId, const std::optional<AgentId>& agentId,
                                        const std::optional<WorkItem>& workItem) {
-    return store_.write(Durability::powerCut, [&](Changes& changes) -> std::optional<ConversationId> {
+    // It is empty: its first prompt makes it safe together with itself.
+    return store_.write(Durability::processDeath, [&](Changes& changes) -> std::optional<ConversationId> {
       const auto project = rowOf(findProject_, projectId);
       if (!project) {
         kLog.error("createConversation called with unknown project id {}", projectId.text());
