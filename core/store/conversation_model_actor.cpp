@@ -151,7 +151,7 @@ class ConversationOperations {
   void removeRest(ConversationId id) {
     try {
       WriteTurn::letOthersWrite();
-      partial_.remove(id);
+      partial_.remove({id});
     } catch (const StoreError& error) {
       kLog.warning("what is left of conversation {} is removed later: {}", id.text(), error.what());
     }

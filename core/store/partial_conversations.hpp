@@ -1,9 +1,12 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "core/store/conversation_table.hpp"
+#include "core/store/write_turn.hpp"
 
 namespace ravant {
 
@@ -22,23 +25,40 @@ class PartialConversations {
   enum class Amount { turn, little };
   /// Removes so much. Where something is left, the conversation is marked, for `remove`.
   bool beginRemoval(ConversationRow conversation, Amount amount);
+  /// Removes so much of the project's conversations, whoever has marked them. Where some are left, they are marked, for
+  /// `remove`, and returned, and all that were there for others are announced as removed.
+  std::vector<ConversationId> beginRemoval(ProjectId project, Amount amount, Changes& changes);
 
-  /// Operations by themselves, which let others write in between. `remove`: what is left of one that this process has
+  /// Operations by themselves, which let others write in between. `remove`: what is left of those that this process has
   /// marked, on a full disk too. `removeDead`: all whose process is dead; what cannot be removed stays for the next
   /// time.
-  void remove(ConversationId id);
+  void remove(const std::vector<ConversationId>& ids);
   void removeDead();
 
  private:
+  struct Marked {
+    ConversationId id;
+    std::string owner;
+  };
+  struct Member {
+    ConversationId id;
+    ConversationRow row;
+    bool isWhole;
+  };
+
   std::optional<ConversationRow> find(ConversationId id, std::string_view owner);
-  void remove(ConversationId id, std::string_view owner);
+  std::vector<Member> membersOf(ProjectId project);
+  void remove(const std::vector<Marked>& marked);
   /// False when nothing is left.
-  bool removeSome(ConversationId id, std::string_view owner, Amount amount);
-  bool removeSome(ConversationRow conversation, Amount amount);
+  bool removeSome(const std::vector<Marked>& marked, Amount amount);
+  bool removeSome(ConversationRow conversation, Amount amount, const WriteTurn& turn);
+  static bool isEnough(Amount amount, const WriteTurn& turn) { return amount == Amount::little || turn.isOver(); }
 
   StoreConnection& store_;
   ConversationTable conversations_;
   sqlite::Statement mark_;
+  sqlite::Statement markMembers_;
+  sqlite::Statement members_;
   sqlite::Statement find_;
   sqlite::Statement all_;
 };

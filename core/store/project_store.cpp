@@ -1,9 +1,11 @@
 #include "core/store/project_store.hpp"
 
 #include "core/store/ordered_rows.hpp"
+#include "core/store/partial_conversations.hpp"
 #include "core/store/row_values.hpp"
 #include "core/store/run_table.hpp"
 #include "core/store/store_connection.hpp"
+#include "core/store/write_turn.hpp"
 #include "platform/log/log.hpp"
 
 namespace ravant {
@@ -38,6 +40,7 @@ class ProjectOperations {
         setExpanded_(store_.prepare("UPDATE project SET expanded_in_sidebar = ? WHERE uuid = ? RETURNING 1")),
         setOrder_(store_.prepare("UPDATE project SET sidebar_order = ? WHERE uuid = ?")),
         delete_(store_.prepare("DELETE FROM project WHERE uuid = ? RETURNING 1")),
+        partial_(store_),
         livingRuns_(store_) {}
 
   Project create(const std::string& path, const std::string& name) {
@@ -69,15 +72,16 @@ class ProjectOperations {
   }
 
   bool remove(ProjectId id) {
-    return store_.write(
-        Durability::powerCut,
-        [&](Changes& changes) {
-          livingRuns_.refuseRemoval(id);
-          if (!delete_.query(bound(id)).step()) return logUnknown("remove", id);
-          changes.removed(id);
-          return true;
-        },
-        FullDisk::takesReserve);
+    auto left = beginRemoval(id);
+    if (!left) return logUnknown("remove", id);
+    // Others can begin conversations in between.
+    while (left && !left->empty()) {
+      WriteTurn::letOthersWrite();
+      partial_.remove(*left);
+      left = goOnRemoving(id);
+    }
+    partial_.removeDead();
+    return true;
   }
 
   std::vector<Project> projects() {
@@ -85,6 +89,43 @@ class ProjectOperations {
   }
 
  private:
+  /// What is left of its conversations; nothing for an unknown project.
+  using Left = std::optional<std::vector<ConversationId>>;
+
+  Left beginRemoval(ProjectId id) {
+    using Amount = PartialConversations::Amount;
+    try {
+      return beginRemoval(id, Amount::turn);
+    } catch (const StoreError& error) {
+      if (error.kind() != StoreError::Case::full) throw;
+    }
+    return beginRemoval(id, Amount::little);
+  }
+
+  /// Removes the project itself where no conversation is left.
+  Left beginRemoval(ProjectId id, PartialConversations::Amount amount) {
+    return store_.write(
+        Durability::powerCut,
+        [&](Changes& changes) -> Left {
+          livingRuns_.refuseRemoval(id);
+          auto left = partial_.beginRemoval(id, amount, changes);
+          if (!left.empty()) return left;
+          if (!delete_.query(bound(id)).step()) return std::nullopt;
+          changes.removed(id);
+          return left;
+        },
+        FullDisk::takesReserve);
+  }
+
+  Left goOnRemoving(ProjectId id) {
+    try {
+      return beginRemoval(id);
+    } catch (const InUseError&) {
+      throw InUseError("a prompt is running in a conversation that was begun in this project meanwhile",
+                       "the project's other conversations were removed");
+    }
+  }
+
   static bool logUnknown(std::string_view operation, ProjectId id) {
     kLog.error("{} called with unknown id {}", operation, id.text());
     return false;
@@ -114,6 +155,7 @@ class ProjectOperations {
   sqlite::Statement setExpanded_;
   sqlite::Statement setOrder_;
   sqlite::Statement delete_;
+  PartialConversations partial_;
   LivingRuns livingRuns_;
 };
 

@@ -13,8 +13,8 @@ namespace ravant {
 
 class ProjectOperations;
 
-/// Creates, changes and lists projects. Every operation is one transaction. All throw `StoreError`;
-/// those that return a bool say whether the project exists.
+/// Creates, changes and lists projects. Every operation but `remove` is one transaction. All throw
+/// `StoreError`; those that return a bool say whether the project exists.
 class ProjectStore : public StoreActor<ProjectOperations> {
  public:
   static std::shared_ptr<ProjectStore> make(std::shared_ptr<ModelContainer> modelContainer);
@@ -29,7 +29,9 @@ class ProjectStore : public StoreActor<ProjectOperations> {
   /// Puts the named projects first, in that order; the others follow as they were.
   awaitable<void> reorder(std::vector<ProjectId> orderedIds);
   /// Takes the project's conversations out of the store too; the folder stays. Throws `InUseError` while a prompt runs
-  /// in one of them, in this process or another.
+  /// in one of them, in this process or another. Where they are more than one short transaction removes, all are gone
+  /// and announced at once, and the project, which others can use until then, in the end. What is cut or fails in
+  /// between goes on when it is called again.
   awaitable<bool> remove(ProjectId id);
 
   /// In the order of the sidebar.

@@ -42,8 +42,8 @@ class StoreError : public std::runtime_error {
 /// What a prompt in flight still writes to is not removed; `what()` says so and what the user can do.
 class InUseError : public std::runtime_error {
  public:
-  explicit InUseError(const std::string& reason)
-      : std::runtime_error(reason + "; nothing was removed, try again when it has ended") {}
+  explicit InUseError(const std::string& reason, const std::string& removed = "nothing was removed")
+      : std::runtime_error(reason + "; " + removed + ", try again when it has ended") {}
 };
 
 }  // namespace ravant

@@ -167,7 +167,7 @@ class TranscriptImportOperations {
 
   void undo(ConversationId id, const std::optional<ProjectId>& addedProject) {
     try {
-      partial_.remove(id);
+      partial_.remove({id});
       if (!addedProject) return;
       store_.write(
           Durability::processDeath,

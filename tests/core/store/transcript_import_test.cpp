@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/thread_pool.hpp>
+#include <boost/asio/use_future.hpp>
 #include <stdexcept>
 
 #include "core/store/search/search_index.hpp"
@@ -331,20 +334,26 @@ TEST(InterruptedImport, isRemovedByTheNextOne) {
   EXPECT_EQ(rowsOf(store), "1 2");
 }
 
+// A turn is over after the first hundred items, and the one behind it fails.
+constexpr const char* kSlow =
+    "CREATE TRIGGER slow BEFORE DELETE ON conversation_item BEGIN SELECT count(*) FROM (WITH RECURSIVE n(i) AS "
+    "(SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 20000) SELECT i FROM n); END";
+constexpr const char* kCut =
+    "CREATE TRIGGER cut BEFORE DELETE ON conversation_item WHEN (SELECT count(*) FROM conversation_item) <= 150 "
+    "BEGIN SELECT RAISE(ABORT, 'cut'); END";
+
+ConversationId makeLong(OpenStore& store, int items) {
+  const ConversationId id = store.makeConversation();
+  for (int i = 0; i < items; ++i) run(store.items->appendAgentMessage(id, "{}", "words", "opus", {}));
+  return id;
+}
+
 TEST(InterruptedRemoval, isGoneAtOnceAndRemovedByTheNextOne) {
   TemporaryFolder folder;
-  // A turn is over after the first hundred items, and the one behind it fails.
-  constexpr const char* kSlow =
-      "CREATE TRIGGER slow BEFORE DELETE ON conversation_item BEGIN SELECT count(*) FROM (WITH RECURSIVE n(i) AS "
-      "(SELECT 1 UNION ALL SELECT i + 1 FROM n LIMIT 100000) SELECT i FROM n); END";
-  constexpr const char* kCut =
-      "CREATE TRIGGER cut BEFORE DELETE ON conversation_item WHEN (SELECT count(*) FROM conversation_item) <= 150 "
-      "BEGIN SELECT RAISE(ABORT, 'cut'); END";
   const Forked cut([&] {
     OpenStore store(folder.path());
-    const ConversationId id = store.makeConversation();
+    const ConversationId id = makeLong(store, 250);
     run(store.conversations->updateResumedSessionId(id, "session"));
-    for (int i = 0; i < 250; ++i) run(store.items->appendAgentMessage(id, "{}", "words", "opus", {}));
     store.container->connect().execute(kSlow);
     store.container->connect().execute(kCut);
     run(store.conversations->deleteConversation(id));
@@ -359,6 +368,78 @@ TEST(InterruptedRemoval, isGoneAtOnceAndRemovedByTheNextOne) {
   EXPECT_EQ(run(TranscriptImport::make(store.container)->knownSession(AgentType::claude, "session")), std::nullopt);
   run(store.conversations->deleteConversation(store.makeConversation(AgentType::pi)));
   EXPECT_EQ(rowsOf(store), "0 0");
+}
+
+TEST(InterruptedRemoval, leavesAProjectWithoutConversationsThatCanBeRemovedAgain) {
+  for (const bool byAnotherDeletion : {false, true}) {
+    TemporaryFolder folder;
+    const Forked cut([&] {
+      OpenStore store(folder.path());
+      const ProjectId project = store.conversation(makeLong(store, 100)).project;
+      makeLong(store, 150);
+      store.container->connect().execute(kSlow);
+      store.container->connect().execute(kCut);
+      run(store.projects->remove(project));
+    });
+    ASSERT_FALSE(cut.succeeds()) << "the project is not removed";
+
+    OpenStore store(folder.path());
+    store.container->connect().execute("DROP TRIGGER slow");
+    store.container->connect().execute("DROP TRIGGER cut");
+    EXPECT_EQ(rowsOf(store), "2 150") << "others could write when the first hundred were gone";
+    EXPECT_TRUE(run(store.conversations->conversations({.archived = ArchivedConversations::included})).empty());
+    const auto projects = run(store.projects->projects());
+    ASSERT_EQ(projects.size(), 1U);
+    if (byAnotherDeletion) {
+      run(store.conversations->deleteConversation(store.makeConversation()));
+      EXPECT_EQ(rowsOf(store), "0 0");
+    }
+    EXPECT_TRUE(run(store.projects->remove(projects[0].id)));
+    EXPECT_EQ(rowsOf(store), "0 0");
+    EXPECT_TRUE(run(store.projects->projects()).empty());
+  }
+}
+
+TEST(RemovalOfAProject, letsOthersWriteAndTellsWhatIsGoneWhenItIs) {
+  for (const bool isPrompted : {false, true}) {
+    TemporaryFolder folder;
+    OpenStore store(folder.path());
+    const std::vector<ConversationId> ids = {makeLong(store, 100), makeLong(store, 200)};
+    const ProjectId project = store.conversation(ids[0]).project;
+    store.container->connect().execute(kSlow);
+
+    OpenStore other(folder.path());
+    asio::io_context loop;
+    const auto changes = run(other.container->changeFeed()->subscribe(loop.get_executor()), loop);
+    const auto removed = [](auto... entities) {
+      return std::vector<Change>{Change{entities, ChangeOperation::removed, {}}...};
+    };
+    asio::thread_pool remover(1);
+    auto removal = asio::co_spawn(remover, store.projects->remove(project), asio::use_future);
+    EXPECT_EQ(run(changes->next(), loop)->changes, removed(ids[0], ids[1]));
+    EXPECT_TRUE(run(other.conversations->conversations({})).empty());
+    EXPECT_FALSE(run(other.items->beginRun(ids[1])));
+    const auto begun = run(other.conversations->createConversation(project, {}));
+    ASSERT_TRUE(begun) << "the project is there";
+    if (isPrompted) {
+      EXPECT_TRUE(run(other.items->beginRun(*begun)));
+      EXPECT_THROW(removal.get(), InUseError);
+      EXPECT_EQ(rowsOf(other), "1 0");
+      run(other.items->endRun(*begun, {}));
+      EXPECT_TRUE(run(store.projects->remove(project)));
+    } else {
+      EXPECT_TRUE(removal.get());
+    }
+    EXPECT_EQ(rowsOf(other), "0 0");
+    EXPECT_TRUE(run(other.projects->projects()).empty());
+
+    run(other.container->changeFeed()->flush());
+    changes->end();
+    std::vector<Change> last;
+    while (const auto batch = run(changes->next(), loop)) last = batch->changes;
+    ASSERT_FALSE(last.empty());
+    EXPECT_EQ(last.back(), removed(project).front());
+  }
 }
 
 TEST_F(Import, isOneChangeHoweverMuchComes) {
