@@ -65,8 +65,8 @@ void StoredTurns::add(const ConversationItem& item) {
                      .end = last,
                      .latest = latest,
                      .isOver = prompt->endedAt.has_value()});
-  } else if (isInRun_) {
-    // What is told later of one that is over, such as why the next prompt was not sent, is not of its agent.
+  } else if (isInRun_ && !std::holds_alternative<FailureEvent>(item.detail)) {
+    // This program tells of failures at any time, and ends the calls of one that was killed when it is there again.
     Run& run = runs_.back();
     run.end = std::max(run.end, run.isOver ? std::min(last, run.latest) : last);
   }
