@@ -156,7 +156,7 @@ class GithubAgreement : public GithubServiceTest {
 
 TEST_F(GithubAgreement, theStoreShowsWhatTheSearchFinds) {
   for (int i = 0; i < 2000; ++i) add();
-  for (int round = 0; round < 150; ++round) {
+  for (int round = 0; round < 220; ++round) {
     SCOPED_TRACE(fmt::format("round {}", round));
     changeSome();
     const GithubContentFilter asked = filter();
