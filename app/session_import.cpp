@@ -11,6 +11,7 @@
 #include "app/agent_locator.hpp"
 #include "app/imported_state_wire.hpp"
 #include "app/model_catalog.hpp"
+#include "app/project_of_folder.hpp"
 #include "app/session_folders.hpp"
 #include "app/stored_turns.hpp"
 #include "core/agent_session_id.hpp"
@@ -222,12 +223,27 @@ class SessionImport {
                                         .lastRecord = transcript.lastRecord()})};
   }
 
+  awaitable<std::optional<std::string>> whyNoProject(const std::filesystem::path& folder) {
+    const std::vector<Project> projects = co_await application_.projects().projects();
+    if (std::ranges::count(projects, folder.string(), &Project::path) > 0) co_return std::nullopt;
+    const std::filesystem::path home = co_await blocking(homeFolder);
+    // Not for a project that is inside: which of both an import meets first would decide.
+    co_return objectionTo({}, folder, home);
+  }
+
   awaitable<void> create(const ListedSession& session, SessionTranscript& transcript) {
     const SessionOutline& outline = transcript.outline();
     const SessionFigures figures = co_await blocking([&] { return transcript.lastFigures(); });
     if (!figures.hasItems) co_return;
     const auto folder = projectFolderOf(outline);
     if (!folder) co_return skip(session, "it does not say in which folder it was");
+    if (const auto reason = co_await whyNoProject(*folder)) {
+      co_return skip(session,
+                     fmt::format("it was in {}, which is no project, and {}: an agent may change everything in "
+                                 "a project's folder. If you want that, register it first with \"ravant "
+                                 "project add\"",
+                                 folder->string(), *reason));
+    }
     const Project project = co_await application_.projects().create(*folder, nameOf(*folder));
     const auto items = std::make_shared<ItemStream>(transcript, nullptr, false);
     std::optional<std::string> title = session.title ? session.title : outline.title;

@@ -208,7 +208,7 @@ TEST_F(SessionImportTest, givesACommandItsLateResultOnce) {
 }
 
 TEST_F(SessionImportTest, takesWhatIsOddlyDatedOrPlaced) {
-  write({R"({"type":"user","uuid":"u0","parentUuid":"x","cwd":"/","message":{"content":"Undated"}})",
+  write({R"({"type":"user","uuid":"u0","parentUuid":"x","cwd":"/p","message":{"content":"Undated"}})",
          claude("user", "u1", "u0", R"("message":{"content":"Ahead"})", timeFromNow(std::chrono::hours(2)))});
   EXPECT_THAT(import().skipped, IsEmpty());
   EXPECT_THAT(texts(), ElementsAre("Undated", "Ahead"));
@@ -219,9 +219,10 @@ TEST_F(SessionImportTest, asksPiForTheModelAsItIsListed) {
   writeSessions(folder_.path(), {{"sessions/--p--/1_s1.jsonl",
                                   {R"({"type":"session","version":3,"id":"s1","cwd":"/"})", piPrompt("e1", "", "Go"),
                                    piReply("e2", "e1", R"({"type":"text","text":"Gone."})", "stop")}}});
+  EXPECT_THAT(reasons(import(AgentType::pi)), ElementsAre(testing::HasSubstr("it is the root of the file system")));
+  run(application_->projects().create("/", "/"));
   import(AgentType::pi);
   EXPECT_EQ(onlyConversation().lastUsedModel, "maker/mock");
-  EXPECT_EQ(run(application_->projects().projects()).at(0).name, "/");
 }
 
 TEST_F(SessionImportTest, goesOnWhereAnotherWasCut) {
