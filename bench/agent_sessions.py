@@ -107,7 +107,7 @@ def agent_sessions(bench):
             told = json.loads(child.stdout.read())
             _, status, usage = os.wait4(child.pid, 0)
             child.returncode = os.waitstatus_to_exitcode(status)
-            if child.returncode or told != {"conversations": 1, "items": 3 * turns, "skipped": []}:
+            if child.returncode or (told["conversations"], told["items"], told["skipped"]) != (1, 3 * turns, []):
                 sys.exit(f"the import of {agent} came to {told}")
             seconds = usage.ru_utime + usage.ru_stime
             took = seconds, usage.ru_maxrss / 1024
