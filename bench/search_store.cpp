@@ -241,7 +241,8 @@ double append(const std::filesystem::path& folder, int count, bool isIndexed, do
     }
   }(items, id, std::move(all)));
   const double seconds = secondsSince(start);
-  const auto index = SearchIndex::make(store.container, {.pause = {}});
+  // Beside the one that keeps the index current.
+  const auto index = SearchIndex::make(store.container, {.pause = {}, .patience = std::chrono::seconds(10)});
   if (isIndexed) {
     const auto appended = std::chrono::steady_clock::now();
     while (test::run(index->takeInSome())) {
