@@ -117,10 +117,12 @@ namespace ravant::git {
   each(kLibgit2, git_repository_workdir)
 // clang-format on
 
+// NOLINTBEGIN(readability-identifier-naming): the library's names
 #ifdef __APPLE__
 RAVANT_LATE_LIBRARY(kLibgit2, "libgit2." LIBGIT2_SOVERSION ".dylib", RAVANT_LIBGIT2_FUNCTIONS);
 #else
 RAVANT_LATE_LIBRARY(kLibgit2, "libgit2.so." LIBGIT2_SOVERSION, RAVANT_LIBGIT2_FUNCTIONS);
 #endif
+// NOLINTEND(readability-identifier-naming)
 
 }  // namespace ravant::git

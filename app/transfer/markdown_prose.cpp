@@ -187,7 +187,8 @@ std::vector<ProsePart> proseParts(std::string_view prose) {
       parts.push_back({.kind = kind, .text = line});
     } else {
       std::string_view& text = parts.back().text;
-      text = {text.data(), static_cast<std::size_t>(line.data() + line.size() - text.data())};
+      text = prose.substr(static_cast<std::size_t>(text.data() - prose.data()),
+                          static_cast<std::size_t>(line.data() + line.size() - text.data()));
     }
   }
   return parts;

@@ -93,7 +93,7 @@ class ProgressLine {
     if (!isShown_) return;
     try {
       write("");
-    } catch (...) {  // that nobody reads the output any more is told by what is written next
+    } catch (...) {  // NOLINT(bugprone-empty-catch): what is written next tells that nobody reads the output any more
     }
   }
   ProgressLine(const ProgressLine&) = delete;

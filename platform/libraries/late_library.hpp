@@ -70,5 +70,7 @@ struct LateFunction {
   FUNCTIONS(RAVANT_LATE_FUNCTION)                                                                                \
   static_assert(true)
 #define RAVANT_LATE_FUNCTION_NAME(library, function) #function,
+// NOLINTBEGIN(bugprone-macro-parentheses): a name that is declared
 #define RAVANT_LATE_FUNCTION(library, function) \
   inline constexpr ::ravant::LateFunction<library, #function, decltype(::function)> function{};
+// NOLINTEND(bugprone-macro-parentheses)
