@@ -30,6 +30,8 @@ constexpr std::array<SearchLetter, 0x80> kAscii = [] {
 
 }  // namespace
 
+const SearchLetter& asciiLetter(char character) { return kAscii[static_cast<unsigned char>(character)]; }
+
 SearchLetter searchLetterAt(std::string_view text, std::size_t at) {
   const auto lead = static_cast<unsigned char>(text[at]);
   if (lead == kEscape) {

@@ -15,6 +15,9 @@ struct SearchLetter {
   LetterKind kind;
 };
 
+/// Of a character of ASCII by itself.
+const SearchLetter& asciiLetter(char character);
+
 /// The character that begins at `at`. What is ill-formed is a symbol; a terminal's escape sequence is a mark.
 SearchLetter searchLetterAt(std::string_view text, std::size_t at);
 

@@ -46,8 +46,9 @@ std::size_t foldAscii(std::string_view text, bool& isBehindBlank, std::string& f
   std::size_t end = folded.size();
   folded.resize(end + size);
   for (const char c : text.substr(0, size)) {
-    const bool isBlank = c <= ' ' || c == 0x7F;
-    folded[end] = isBlank ? ' ' : c >= 'A' && c <= 'Z' ? static_cast<char>(c + 0x20) : c;
+    const SearchLetter& letter = asciiLetter(c);
+    const bool isBlank = letter.kind == LetterKind::blank;
+    folded[end] = static_cast<char>(letter.folded);
     end += isBlank && isBehindBlank ? 0 : 1;
     isBehindBlank = isBlank;
   }
