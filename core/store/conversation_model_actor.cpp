@@ -126,13 +126,7 @@ class ConversationOperations {
  private:
   /// Whether there is more than one transaction may remove.
   bool beginRemoval(ConversationId id) {
-    using Amount = PartialConversations::Amount;
-    try {
-      return beginRemoval(id, Amount::turn);
-    } catch (const StoreError& error) {
-      if (error.kind() != StoreError::Case::full) throw;
-    }
-    return beginRemoval(id, Amount::little);
+    return PartialConversations::asMuchAsFits([&](auto amount) { return beginRemoval(id, amount); });
   }
 
   bool beginRemoval(ConversationId id, PartialConversations::Amount amount) {

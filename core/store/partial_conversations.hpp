@@ -23,6 +23,16 @@ class PartialConversations {
   std::optional<ConversationRow> find(ConversationId id);
   /// How much one transaction removes: what its turn allows, or so little that its log has room on a full disk.
   enum class Amount { turn, little };
+  /// What `begin(Amount)` returns for a turn or, where a full disk has no room for the log of one, for little.
+  template <class Begin>
+  static auto asMuchAsFits(Begin begin) {
+    try {
+      return begin(Amount::turn);
+    } catch (const StoreError& error) {
+      if (error.kind() != StoreError::Case::full) throw;
+    }
+    return begin(Amount::little);
+  }
   /// Removes so much. Where something is left, the conversation is marked, for `remove`.
   bool beginRemoval(ConversationRow conversation, Amount amount);
   /// Removes so much of the project's conversations, whoever has marked them. Where some are left, they are marked, for

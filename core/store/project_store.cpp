@@ -93,13 +93,7 @@ class ProjectOperations {
   using Left = std::optional<std::vector<ConversationId>>;
 
   Left beginRemoval(ProjectId id) {
-    using Amount = PartialConversations::Amount;
-    try {
-      return beginRemoval(id, Amount::turn);
-    } catch (const StoreError& error) {
-      if (error.kind() != StoreError::Case::full) throw;
-    }
-    return beginRemoval(id, Amount::little);
+    return PartialConversations::asMuchAsFits([&](auto amount) { return beginRemoval(id, amount); });
   }
 
   /// Removes the project itself where no conversation is left.
