@@ -16,6 +16,10 @@ LAYERS = [["desktop", "cli"], ["app"], ["runners", "agent", "git", "palette", "i
 # Folders whose subfolders are siblings too: each may include itself and the files directly in the parent.
 APART = ["runners", "integrations"]
 
+# The layers inside the desktop program, as above: features are siblings.
+DESKTOP_LAYERS = [["window"], ["sidebar", "conversation", "composer", "palette", "attention"],
+                  ["controls", "text"], ["theme", "program"], ["loop"]]
+
 # Folders that are built on the one they are in, whose own files know nothing of them.
 UPON = ["core/store/search"]
 
@@ -63,6 +67,11 @@ def layer_violation(path, included):
         return f"{source[0]} may not include {target[0]}"
     if source[0] == target[0] and source[0] in APART and len(target) > 2 and source[1] != target[1]:
         return f"{'/'.join(source[:-1])} may not include {'/'.join(target[:-1])}"
+    if source[0] == target[0] == "desktop" and len(source) > 2 and len(target) > 2 and source[1] != target[1]:
+        ranks = [next((rank for rank, layer in enumerate(DESKTOP_LAYERS) if name in layer), None)
+                 for name in (source[1], target[1])]
+        if None in ranks or ranks[0] >= ranks[1]:
+            return f"desktop/{source[1]} may not include desktop/{target[1]}"
     folder, target_folder = "/".join(source[:-1]), "/".join(target[:-1])
     if target_folder in UPON and folder == "/".join(target[:-2]):
         return f"{folder} may not include {target_folder}"
@@ -104,6 +113,8 @@ LAWFUL = [
     ("core/store/search/search_index.cpp", '"core/store/schema.hpp"'),
     ("platform/process/child_process.cpp", '"platform/async/async.hpp"'),
     ("platform/async/async.hpp", "<boost/asio/awaitable.hpp>"),
+    ("desktop/main.cpp", '"desktop/window/no_network.hpp"'),
+    ("desktop/sidebar/project_tree.hpp", '"desktop/program/store_changes.hpp"'),
     ("tests/core/store/store_test.cpp", '"cli/command.hpp"'),
 ]
 UNLAWFUL = [
@@ -117,6 +128,8 @@ UNLAWFUL = [
     ("core/store/schema.cpp", '"core/store/search/search_index.hpp"'),
     ("core/agent.cpp", '"agent.hpp"'),
     ("core/store/search/search_letter.cpp", "<utf8proc.h>"),
+    ("desktop/sidebar/project_tree.hpp", '"desktop/composer/draft.hpp"'),
+    ("desktop/loop/view_model.hpp", '"desktop/program/store_changes.hpp"'),
     ("core/store/transcript_store.cpp", "<sqlite3.h>"),
     ("app/start_up.cpp", "  <curl/curl.h>"),
     ("app/start_up.cpp", "<QString>"),

@@ -1,0 +1,33 @@
+import QtQuick
+import QtQuick.Controls.Basic as Basic
+import Ravant.Theme
+
+/// A button that is an icon; its name is read aloud and shown as a hint.
+Basic.AbstractButton {
+    id: button
+
+    required property string iconName
+    required property string name
+    property string keys
+    property color ink: Theme.dim
+    property color ground: "transparent"
+
+    implicitWidth: Theme.rowHeight
+    implicitHeight: Theme.rowHeight
+    focusPolicy: Qt.StrongFocus
+    opacity: enabled ? 1 : 0.4
+    Keys.onReturnPressed: click()
+    Keys.onEnterPressed: click()
+    Accessible.name: name
+    Accessible.onPressAction: clicked()
+
+    contentItem: Item {
+        ThemeIcon { anchors.centerIn: parent; name: button.iconName; color: button.ink }
+    }
+    background: Rectangle {
+        radius: 6
+        color: button.enabled && (button.down || button.hovered) ? Theme.hover : button.checked ? Theme.accentGround : button.ground
+        FocusRing { control: button }
+    }
+    Hint { text: button.name; keys: button.keys; visible: button.hovered || button.visualFocus }
+}

@@ -1,0 +1,31 @@
+import QtQuick
+import QtQuick.Controls.Basic as Basic
+import Ravant.Theme
+
+/// What a menu offers, with its keys.
+Basic.MenuItem {
+    id: entry
+
+    property string keys
+
+    implicitHeight: Theme.rowHeight
+    leftPadding: Theme.unit * 2
+    rightPadding: Theme.unit * 2
+    Accessible.name: text
+    Accessible.onPressAction: triggered()
+
+    contentItem: Item {
+        PlainLabel {
+            anchors { left: parent.left; verticalCenter: parent.verticalCenter }
+            text: entry.text
+            color: entry.enabled ? Theme.text : Theme.faint
+        }
+        PlainLabel {
+            anchors { right: parent.right; verticalCenter: parent.verticalCenter }
+            text: entry.keys
+            color: Theme.faint
+            font.pixelSize: Theme.secondarySize
+        }
+    }
+    background: Rectangle { radius: 6; color: entry.highlighted ? Theme.hover : "transparent" }
+}

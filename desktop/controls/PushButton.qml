@@ -1,0 +1,49 @@
+import QtQuick
+import QtQuick.Controls.Basic as Basic
+import Ravant.Theme
+
+/// A button with words.
+Basic.AbstractButton {
+    id: button
+
+    enum Weight { Ordinary, Primary, Quiet }
+
+    property int weight: PushButton.Ordinary
+    /// Shown in front of the words; empty for none.
+    property string iconName
+    property string hint
+    property string keys
+    readonly property color ink: weight === PushButton.Primary ? Theme.textOnAccent : Theme.text
+
+    implicitHeight: Theme.rowHeight
+    implicitWidth: Math.max(Theme.unit * 16, content.implicitWidth + Theme.unit * 6)
+    focusPolicy: Qt.StrongFocus
+    opacity: enabled ? 1 : 0.5
+    Keys.onReturnPressed: click()
+    Keys.onEnterPressed: click()
+    Accessible.name: text
+    Accessible.onPressAction: clicked()
+
+    contentItem: Item {
+        Row {
+            id: content
+
+            anchors.centerIn: parent
+            spacing: Theme.unit * 2
+            ThemeIcon {
+                anchors.verticalCenter: parent.verticalCenter
+                visible: button.iconName !== ""
+                name: button.iconName
+                color: button.ink
+            }
+            PlainLabel { anchors.verticalCenter: parent.verticalCenter; text: button.text; color: button.ink }
+        }
+    }
+    background: Rectangle {
+        radius: 6
+        color: button.weight === PushButton.Primary ? Theme.accent : button.down || button.hovered ? Theme.hover : button.weight === PushButton.Quiet ? "transparent" : Theme.raised
+        border { width: button.weight === PushButton.Ordinary ? 1 : 0; color: Theme.strongLine }
+        FocusRing { control: button; anchors.margins: -3; radius: 8 }
+    }
+    Hint { text: button.hint; keys: button.keys; visible: button.hint !== "" && (button.hovered || button.visualFocus) }
+}

@@ -1,0 +1,37 @@
+import QtQuick
+import QtQuick.Controls.Basic as Basic
+import QtQuick.Templates as T
+import Ravant.Theme
+
+/// A question over the whole window, with its buttons as content. Esc answers no.
+Basic.Popup {
+    id: question
+
+    required property string words
+    property string explanation
+    default property alias buttons: row.data
+
+    anchors.centerIn: T.Overlay.overlay
+    modal: true
+    focus: true
+    width: Theme.unit * 108
+    padding: Theme.unit * 5
+    closePolicy: Basic.Popup.CloseOnEscape
+    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
+    T.Overlay.modal: Rectangle { color: Theme.isDark ? "#80000000" : "#40000000" }
+
+    contentItem: Column {
+        spacing: Theme.unit * 3
+        Accessible.role: Accessible.Dialog
+        Accessible.name: question.words
+        PlainLabel { width: parent.width; wrapMode: Text.Wrap; text: question.words; font.weight: Font.DemiBold }
+        PlainLabel {
+            width: parent.width
+            visible: text !== ""
+            wrapMode: Text.Wrap
+            text: question.explanation
+            color: Theme.dim
+        }
+        Row { id: row; anchors.right: parent.right; spacing: Theme.unit * 2; topPadding: Theme.unit * 2 }
+    }
+}

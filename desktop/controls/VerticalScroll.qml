@@ -1,0 +1,20 @@
+import QtQuick
+import QtQuick.Controls.Basic as Basic
+import Ravant.Theme
+
+/// The scroll bar of an ordinary list.
+Basic.ScrollBar {
+    id: bar
+
+    width: Theme.unit * 3
+    padding: 2
+    minimumSize: 0.08
+    policy: size < 1 ? Basic.ScrollBar.AsNeeded : Basic.ScrollBar.AlwaysOff
+    contentItem: Rectangle {
+        implicitWidth: Theme.unit * 2
+        radius: width / 2
+        color: bar.pressed || bar.hovered ? Theme.strongLine : Theme.line
+    }
+    background: Item {}
+    Accessible.ignored: true
+}

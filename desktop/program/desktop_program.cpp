@@ -1,0 +1,32 @@
+#include "desktop/program/desktop_program.hpp"
+
+#include "core/agent_runner_store.hpp"
+
+namespace ravant::desktop {
+
+DesktopProgram::DesktopProgram(const Locations& locations)
+    : application_(Application::open(locations)),
+      window_(std::make_unique<DesktopWindow>(*application_, changes_)),
+      queue_(*application_) {}
+
+DesktopProgram::~DesktopProgram() {
+  window_.reset();
+  InterfaceLoop::instance().drain();
+}
+
+void DesktopProgram::begin() {
+  InterfaceLoop& loop = InterfaceLoop::instance();
+  loop.spawn(changes_.follow(application_->modelContainer()->changeFeed()));
+  window_->restore();
+  window_->end()->watchSignals();
+  loop.spawn(prepare());
+  loop.spawn(application_->runners().followRemovals());
+  loop.spawn(queue_.follow());
+}
+
+awaitable<void> DesktopProgram::prepare() {
+  co_await application_->prepare();
+  co_await application_->keepSearchCurrent();
+}
+
+}  // namespace ravant::desktop

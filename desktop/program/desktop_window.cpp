@@ -1,0 +1,167 @@
+#include "desktop/program/desktop_window.hpp"
+
+#include <QJSEngine>
+#include <algorithm>
+#include <ranges>
+
+#include "app/window_settings.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+constexpr auto kWindowName = "main";
+
+DesktopWindow* theWindow = nullptr;
+
+template <class Wanted, class Selection>
+const Wanted* selected(const std::optional<Selection>& selection) {
+  return selection ? std::get_if<Wanted>(&*selection) : nullptr;
+}
+
+QString fromText(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
+
+}  // namespace
+
+DesktopWindow::DesktopWindow(Application& application, StoreChanges& changes)
+    : application_(application),
+      changes_(changes),
+      state_(std::make_shared<WindowState>(kWindowName, InterfaceLoop::instance().executor(),
+                                           static_cast<WindowState::Face&>(*this))),
+      end_(application, *this) {
+  theWindow = this;
+  loadKeybindings();
+  connect(&changes_, &StoreChanges::committed, this, [this](const ChangeBatch& batch) { state_->take(batch); });
+  connect(&InterfaceLoop::instance(), &InterfaceLoop::failed, &notices_, &Notices::tellError);
+}
+
+DesktopWindow::~DesktopWindow() { theWindow = nullptr; }
+
+DesktopWindow& DesktopWindow::instance() {
+  Q_ASSERT(theWindow);
+  return *theWindow;
+}
+
+DesktopWindow* DesktopWindow::present() { return theWindow; }
+
+DesktopWindow* DesktopWindow::create(QQmlEngine*, QJSEngine*) {
+  QJSEngine::setObjectOwnership(theWindow, QJSEngine::CppOwnership);
+  return theWindow;
+}
+
+void DesktopWindow::restore() { start(state_->restoreLastSelection(application_.modelContainer())); }
+
+awaitable<void> DesktopWindow::close() {
+  notices_.settleAll();
+  co_await state_->close();
+}
+
+DesktopWindow::ContentKind DesktopWindow::contentKind() const {
+  const auto& content = state_->selection().content;
+  if (!content) return ContentKind::None;
+  if (std::holds_alternative<LatestConversations>(*content)) return ContentKind::Latest;
+  return std::holds_alternative<ProjectId>(*content) ? ContentKind::Project : ContentKind::Other;
+}
+
+DesktopWindow::DetailKind DesktopWindow::detailKind() const {
+  const auto& detail = state_->selection().detail;
+  if (!detail) return DetailKind::None;
+  if (std::holds_alternative<ConversationId>(*detail)) return DetailKind::Conversation;
+  return std::holds_alternative<NewConversation>(*detail) ? DetailKind::NewConversation : DetailKind::Other;
+}
+
+QString DesktopWindow::contentProject() const {
+  const auto* project = selected<ProjectId>(state_->selection().content);
+  return project ? textOf(*project) : QString();
+}
+
+std::optional<ConversationId> DesktopWindow::shownConversation() const {
+  const auto* shown = selected<ConversationId>(state_->selection().detail);
+  return shown ? std::optional(*shown) : std::nullopt;
+}
+
+QString DesktopWindow::conversation() const {
+  const auto shown = shownConversation();
+  return shown ? textOf(*shown) : QString();
+}
+
+QString DesktopWindow::newConversationProject() const {
+  const auto* page = selected<NewConversation>(state_->selection().detail);
+  return page ? textOf(page->project) : QString();
+}
+
+void DesktopWindow::setActive(bool active) {
+  if (std::exchange(isActive_, active) != active) Q_EMIT activeChanged();
+}
+
+void DesktopWindow::openConversation(const QString& conversation, const QString& project) {
+  state_->openConversation(idOf<ConversationId>(conversation), idOf<ProjectId>(project));
+}
+
+void DesktopWindow::startNewConversation(const QString& project) {
+  state_->startNewConversation(idOf<ProjectId>(project));
+}
+
+void DesktopWindow::showLatest() { runCommand(WindowCommand::allConversations); }
+
+void DesktopWindow::showProject(const QString& project) {
+  state_->setSelection(idOf<ProjectId>(project), state_->selection().detail);
+}
+
+QStringList DesktopWindow::commands() const {
+  QStringList names;
+  for (const CommandDescription& command : commandDescriptions()) names.append(fromText(command.name));
+  return names;
+}
+
+void DesktopWindow::run(const QString& command) {
+  if (const auto named = commandNamed(command.toStdString())) runCommand(*named);
+}
+
+void DesktopWindow::runCommand(WindowCommand command) { start(alive(state_->run(command))); }
+
+bool DesktopWindow::canRun(const QString& command, int) const {
+  const auto named = commandNamed(command.toStdString());
+  return named && state_->canRun(*named);
+}
+
+QString DesktopWindow::keys(const QString& command, int) const {
+  const auto named = commandNamed(command.toStdString());
+  const auto sequence = named ? keybindings_.keys(*named) : std::nullopt;
+  return sequence ? QString::fromStdString(sequence->text()) : QString();
+}
+
+QString DesktopWindow::title(const QString& command, int) const {
+  const auto named = commandNamed(command.toStdString());
+  return named ? fromText(state_->title(*named)) : QString();
+}
+
+void DesktopWindow::loadKeybindings() {
+  keybindings_ = keybindingsOf(application_.settings());
+  commandsChanged();
+}
+
+void DesktopWindow::commandsChanged() {
+  ++commandsRevision_;
+  Q_EMIT commandsRevisionChanged();
+}
+
+CommandHandler* DesktopWindow::handlerOf(WindowCommand command) const {
+  const QString name = fromText(description(command).name);
+  const auto able = std::ranges::find_if(handlers_ | std::views::reverse, [&](const CommandHandler* handler) {
+    return handler->isEnabled() && handler->command() == name;
+  });
+  return able == std::ranges::rend(handlers_) ? nullptr : *able;
+}
+
+void DesktopWindow::windowChanged() {
+  Q_EMIT selectionChanged();
+  commandsChanged();
+}
+
+void DesktopWindow::perform(WindowCommand command) {
+  if (CommandHandler* const handler = handlerOf(command)) Q_EMIT handler->triggered();
+}
+
+bool DesktopWindow::canPerform(WindowCommand command) const { return handlerOf(command); }
+
+}  // namespace ravant::desktop

@@ -1,0 +1,143 @@
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+#include <QtQml/qqmlregistration.h>
+#include <memory>
+#include <vector>
+
+#include "app/application.hpp"
+#include "core/window/keybindings.hpp"
+#include "core/window/window_state.hpp"
+#include "desktop/loop/view_model.hpp"
+#include "desktop/program/command_handler.hpp"
+#include "desktop/program/notices.hpp"
+#include "desktop/program/orderly_end.hpp"
+#include "desktop/program/store_changes.hpp"
+
+class QJSEngine;
+class QQmlEngine;
+
+namespace ravant::desktop {
+
+/// The window as its parts and QML see it (`Workbench`): what it shows, its commands and their keys, its notices. The way
+/// by which features reach each other, the core and the store's changes.
+///
+/// There is one in a process. On the interface thread.
+class DesktopWindow final : public QObject, public ViewModel, private WindowState::Face {
+  Q_OBJECT
+  QML_NAMED_ELEMENT(Workbench)
+  QML_SINGLETON
+  /// The ids are empty where nothing of the kind is selected.
+  Q_PROPERTY(ContentKind contentKind READ contentKind NOTIFY selectionChanged)
+  Q_PROPERTY(DetailKind detailKind READ detailKind NOTIFY selectionChanged)
+  Q_PROPERTY(QString contentProject READ contentProject NOTIFY selectionChanged)
+  Q_PROPERTY(QString conversation READ conversation NOTIFY selectionChanged)
+  Q_PROPERTY(QString newConversationProject READ newConversationProject NOTIFY selectionChanged)
+  /// Changes whenever a command's ability to run, its title or its keys may have.
+  Q_PROPERTY(int commandsRevision READ commandsRevision NOTIFY commandsRevisionChanged)
+  Q_PROPERTY(QStringList commands READ commands CONSTANT)
+  Q_PROPERTY(ravant::desktop::Notices* notices READ notices CONSTANT)
+  Q_PROPERTY(ravant::desktop::OrderlyEnd* end READ end CONSTANT)
+  /// Whether the window is the active one on the desktop.
+  Q_PROPERTY(bool active READ isActive WRITE setActive NOTIFY activeChanged)
+
+ public:
+  enum class ContentKind { None, Latest, Project, Other };
+  Q_ENUM(ContentKind)
+  enum class DetailKind { None, Conversation, NewConversation, Other };
+  Q_ENUM(DetailKind)
+
+  /// Both outlive this.
+  DesktopWindow(Application& application, StoreChanges& changes);
+  ~DesktopWindow() override;
+
+  static DesktopWindow& instance();
+  /// Null where there is none, or none any more.
+  static DesktopWindow* present();
+  /// For the QML engine.
+  static DesktopWindow* create(QQmlEngine* engine, QJSEngine* scripts);
+
+  Application& application() { return application_; }
+  StoreChanges& changes() { return changes_; }
+  WindowState& state() { return *state_; }
+  const std::shared_ptr<WindowState>& sharedState() { return state_; }
+  Notices* notices() { return &notices_; }
+  OrderlyEnd* end() { return &end_; }
+
+  /// Shows what was shown last.
+  void restore();
+  /// Stores what is shown; nothing is done for commands any more.
+  awaitable<void> close();
+
+  ContentKind contentKind() const;
+  DetailKind detailKind() const;
+  QString contentProject() const;
+  QString conversation() const;
+  QString newConversationProject() const;
+  /// Nothing where no conversation is shown.
+  std::optional<ConversationId> shownConversation() const;
+
+  bool isActive() const { return isActive_; }
+  void setActive(bool active);
+
+  Q_INVOKABLE void openConversation(const QString& conversation, const QString& project);
+  Q_INVOKABLE void startNewConversation(const QString& project);
+  Q_INVOKABLE void showLatest();
+  Q_INVOKABLE void showProject(const QString& project);
+
+  int commandsRevision() const { return commandsRevision_; }
+  QStringList commands() const;
+  Q_INVOKABLE void run(const QString& command);
+  /// The last argument of these three is `commandsRevision`, for a binding to follow it.
+  Q_INVOKABLE bool canRun(const QString& command, int revision) const;
+  Q_INVOKABLE QString keys(const QString& command, int revision) const;
+  Q_INVOKABLE QString title(const QString& command, int revision) const;
+
+  void runCommand(WindowCommand command);
+  /// Reads the keys anew from the settings, as of their last load.
+  void loadKeybindings();
+  const Keybindings& keybindings() const { return keybindings_; }
+
+ public Q_SLOTS:
+  void commandsChanged();
+
+ Q_SIGNALS:
+  void selectionChanged();
+  void commandsRevisionChanged();
+  void activeChanged();
+
+ private:
+  friend class CommandHandler;
+  void addHandler(CommandHandler* handler) { handlers_.push_back(handler); }
+  void removeHandler(CommandHandler* handler) { std::erase(handlers_, handler); }
+  CommandHandler* handlerOf(WindowCommand command) const;
+
+  void windowChanged() override;
+  void perform(WindowCommand command) override;
+  bool canPerform(WindowCommand command) const override;
+
+  Application& application_;
+  StoreChanges& changes_;
+  std::shared_ptr<WindowState> state_;
+  Notices notices_;
+  OrderlyEnd end_;
+  Keybindings keybindings_;
+  std::vector<CommandHandler*> handlers_;
+  int commandsRevision_ = 0;
+  bool isActive_ = false;
+};
+
+/// The id that `text` is; the one that names nothing where it is none.
+template <class EntityId>
+EntityId idOf(const QString& text) {
+  const auto uuid = Uuid::parse(text.toStdString());
+  return uuid ? EntityId(*uuid) : EntityId();
+}
+
+template <class EntityId>
+QString textOf(const EntityId& id) {
+  return QString::fromStdString(id.text());
+}
+
+}  // namespace ravant::desktop

@@ -1,0 +1,83 @@
+#include "desktop/program/notices.hpp"
+
+#include <algorithm>
+#include <chrono>
+
+namespace ravant::desktop {
+namespace {
+
+constexpr std::chrono::seconds kTimeToUndo(8);
+
+}  // namespace
+
+void Notices::tell(const QString& text, std::function<void()> undo, std::function<void()> settle) {
+  add({.id = ++lastId_, .text = text, .isError = false, .undo = std::move(undo), .settle = std::move(settle)});
+  QTimer::singleShot(kTimeToUndo, this, [this, id = lastId_] { dismiss(id); });
+}
+
+void Notices::tellError(const QString& text) {
+  const auto isSame = [&](const Notice& notice) { return notice.isError && notice.text == text; };
+  if (std::ranges::any_of(notices_, isSame)) return;
+  add({.id = ++lastId_, .text = text, .isError = true, .undo = {}, .settle = {}});
+}
+
+void Notices::settleAll() {
+  while (!notices_.empty()) dismiss(notices_.front().id);
+}
+
+void Notices::undo(int id) {
+  const auto found = find(id);
+  if (found == notices_.end()) return;
+  if (const Notice notice = take(found); notice.undo) notice.undo();
+}
+
+void Notices::dismiss(int id) {
+  const auto found = find(id);
+  if (found == notices_.end()) return;
+  if (const Notice notice = take(found); notice.settle) notice.settle();
+}
+
+void Notices::add(Notice notice) {
+  const int row = rowCount();
+  beginInsertRows({}, row, row);
+  notices_.push_back(std::move(notice));
+  endInsertRows();
+}
+
+Notices::Notice Notices::take(std::vector<Notice>::iterator notice) {
+  const auto row = static_cast<int>(notice - notices_.begin());
+  beginRemoveRows({}, row, row);
+  Notice taken = std::move(*notice);
+  notices_.erase(notice);
+  endRemoveRows();
+  return taken;
+}
+
+std::vector<Notices::Notice>::iterator Notices::find(int id) { return std::ranges::find(notices_, id, &Notice::id); }
+
+int Notices::rowCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : static_cast<int>(notices_.size());
+}
+
+QVariant Notices::data(const QModelIndex& index, int role) const {
+  if (!checkIndex(index, CheckIndexOption::IndexIsValid)) return {};
+  const Notice& notice = notices_.at(static_cast<std::size_t>(index.row()));
+  switch (role) {
+    case idRole:
+      return notice.id;
+    case textRole:
+      return notice.text;
+    case isErrorRole:
+      return notice.isError;
+    case canUndoRole:
+      return static_cast<bool>(notice.undo);
+    default:
+      return {};
+  }
+}
+
+QHash<int, QByteArray> Notices::roleNames() const {
+  return {{idRole, "noticeId"}, {textRole, "text"}, {isErrorRole, "isError"}, {canUndoRole, "canUndo"}};
+}
+
+}  // namespace ravant::desktop

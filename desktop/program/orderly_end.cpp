@@ -1,0 +1,91 @@
+#include "desktop/program/orderly_end.hpp"
+
+#include <boost/asio/as_tuple.hpp>
+#include <csignal>
+#include <cstdlib>
+
+#include "core/agent_runner_store.hpp"
+#include "desktop/program/desktop_window.hpp"
+#include "platform/log/log.hpp"
+#include "platform/process/child_process.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+constexpr Log kLog("com.ravant.desktop", "OrderlyEnd");
+
+}  // namespace
+
+OrderlyEnd::OrderlyEnd(Application& application, DesktopWindow& window)
+    : application_(application),
+      window_(window),
+      signals_(InterfaceLoop::instance().executor(), SIGTERM, SIGINT, SIGHUP) {}
+
+int OrderlyEnd::runs() const { return static_cast<int>(application_.runners().activeConversations().size()); }
+
+void OrderlyEnd::request() {
+  if (state_ != State::Open) return;
+  if (runs() > 0) {
+    setState(State::Asking);
+  } else {
+    stopAndQuit();
+  }
+}
+
+void OrderlyEnd::stopAndQuit() {
+  if (state_ == State::Ending || state_ == State::Ended) return;
+  setState(State::Ending);
+  start(end());
+}
+
+void OrderlyEnd::keepRunning() {
+  if (state_ != State::Asking) return;
+  setState(State::Background);
+  start(endWhenIdle());
+}
+
+void OrderlyEnd::cancel() {
+  runsChanged_.reset();
+  if (state_ == State::Asking || state_ == State::Background) setState(State::Open);
+}
+
+void OrderlyEnd::watchSignals() { start(followSignals()); }
+
+awaitable<void> OrderlyEnd::followSignals() {
+  for (;;) {
+    const auto [error, signal] = co_await alive(signals_.async_wait(asio::as_tuple(use_awaitable)));
+    if (error) co_return;
+    kLog.info("signal {}", signal);
+    if (state_ == State::Ending) {
+      endAllChildren(Termination::askedFirst);
+      std::quick_exit(EXIT_FAILURE);
+    }
+    stopAndQuit();
+  }
+}
+
+void OrderlyEnd::setState(State state) {
+  state_ = state;
+  Q_EMIT stateChanged();
+}
+
+awaitable<void> OrderlyEnd::endWhenIdle() {
+  runsChanged_ = application_.notifications().observe(std::string(kActiveConversationsChanged),
+                                                      InterfaceLoop::instance().executor());
+  while (state_ == State::Background && runs() > 0) co_await alive(runsChanged_->next());
+  if (state_ == State::Background) stopAndQuit();
+}
+
+awaitable<void> OrderlyEnd::end() {
+  try {
+    co_await alive(window_.close());
+    co_await alive(application_.shutdown());
+  } catch (const std::exception& error) {
+    kLog.error("the end was not orderly: {}", error.what());
+  }
+  signals_.cancel();
+  setState(State::Ended);
+  Q_EMIT ended();
+}
+
+}  // namespace ravant::desktop

@@ -1,0 +1,14 @@
+import QtQuick
+import Ravant.Program
+
+/// The keys of every command, in the whole window.
+Instantiator {
+    model: Workbench.commands
+
+    delegate: Shortcut {
+        required property string modelData
+
+        sequence: Workbench.keys(modelData, Workbench.commandsRevision)
+        onActivated: Workbench.run(modelData)
+    }
+}

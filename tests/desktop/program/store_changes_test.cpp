@@ -1,0 +1,43 @@
+#include "desktop/program/store_changes.hpp"
+
+#include <gmock/gmock.h>
+
+#include "tests/desktop/support/workbench.hpp"
+
+namespace ravant::test {
+namespace {
+
+using desktop::StoreChanges;
+using testing::ElementsAre;
+using testing::Pair;
+
+TEST(StoreChangesTest, TellsEachEntityOnceWithWhatHappenedLastAndGrowthInOrder) {
+  Workbench workbench;
+  const Project project = workbench.addProject("weather");
+  const ConversationId conversation = workbench.addConversation(project);
+  workbench.settle();
+
+  std::vector<ChangeOperation> told;
+  std::string grown;
+  StoreChanges& changes = workbench.program().changes();
+  QObject::connect(&changes, &StoreChanges::conversationChanged,
+                   [&](ConversationId id, ChangeOperation operation) {
+                     if (id == conversation) told.push_back(operation);
+                   });
+  QObject::connect(&changes, &StoreChanges::grew,
+                   [&](ConversationId, const Growth& growth) { grown += growth.text; });
+
+  const auto& feed = workbench.application().modelContainer()->changeFeed();
+  await([](Application& application, ConversationId id, std::shared_ptr<ChangeFeed> shared) -> awaitable<void> {
+    co_await application.conversations().renameConversation(id, "Cache headers");
+    for (const char* text : {"one ", "two ", "three"}) co_await shared->announceGrowth(id, {.text = text});
+    co_await application.conversations().deleteConversation(id);
+    co_await shared->flush();
+  }(workbench.application(), conversation, feed));
+
+  EXPECT_TRUE(until([&] { return !told.empty() && told.back() == ChangeOperation::removed; }));
+  EXPECT_EQ(grown, "one two three");
+}
+
+}  // namespace
+}  // namespace ravant::test
