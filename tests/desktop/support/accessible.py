@@ -150,7 +150,7 @@ def fits(wanted, value):
 
 
 def find_all(root, role=None, name=None, states=()):
-    """Those that have the role, the name (a text, or a pattern of `re`) and all the states ("!focused": not focused)."""
+    """Those with the role, the name (a text, or a pattern of `re`) and all the states ("!focused": not focused)."""
     for found, _ in walk(root):
         try:
             if not fits(role, found.role) or not fits(name, found.name):

@@ -26,10 +26,10 @@ PROGRAM_TOKEN = "RAVANT_TEST_PROGRAM"
 
 # Keys as people call them, where the display has other words.
 KEYS = {
-    "enter": "Return", "esc": "Escape", "backspace": "BackSpace", "del": "Delete", "pageup": "Prior", "pagedown": "Next",
-    ",": "comma", ".": "period", "-": "minus", "/": "slash", "up": "Up", "down": "Down", "left": "Left",
-    "right": "Right", "tab": "Tab", "home": "Home", "end": "End", "space": "space", "shift": "shift", "ctrl": "ctrl",
-    "alt": "alt",
+    "enter": "Return", "esc": "Escape", "backspace": "BackSpace", "del": "Delete", "pageup": "Prior",
+    "pagedown": "Next", ",": "comma", ".": "period", "-": "minus", "/": "slash", "up": "Up", "down": "Down",
+    "left": "Left", "right": "Right", "tab": "Tab", "home": "Home", "end": "End", "space": "space", "shift": "shift",
+    "ctrl": "ctrl", "alt": "alt",
 }
 
 

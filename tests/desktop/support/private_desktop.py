@@ -50,7 +50,8 @@ def processes_with(variable, value):
             continue
         try:
             if wanted in (folder / "environ").read_bytes().split(b"\0"):
-                found[int(folder.name)] = (folder / "cmdline").read_bytes().replace(b"\0", b" ").decode(errors="replace")
+                command = (folder / "cmdline").read_bytes().replace(b"\0", b" ")
+                found[int(folder.name)] = command.decode(errors="replace")
         except OSError:
             continue
     return found
