@@ -16,6 +16,11 @@
 Q_IMPORT_QML_PLUGIN(Ravant_ProgramPlugin)
 Q_IMPORT_QML_PLUGIN(Ravant_ThemePlugin)
 Q_IMPORT_QML_PLUGIN(Ravant_ControlsPlugin)
+Q_IMPORT_QML_PLUGIN(Ravant_SidebarPlugin)
+Q_IMPORT_QML_PLUGIN(Ravant_ConversationPlugin)
+Q_IMPORT_QML_PLUGIN(Ravant_ComposerPlugin)
+Q_IMPORT_QML_PLUGIN(Ravant_PalettePlugin)
+Q_IMPORT_QML_PLUGIN(Ravant_AttentionPlugin)
 Q_IMPORT_QML_PLUGIN(Ravant_WindowPlugin)
 
 namespace ravant::desktop {

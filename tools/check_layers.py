@@ -31,7 +31,7 @@ WRAPPED = {
     r"libsecret/": ["platform/keystore/"],
     r"utf8proc\.h": ["platform/text/"],
     r"CLI/": ["cli/"],
-    r"Q[A-Z]\w*|Qt\w+/": ["desktop/"],
+    r"Q[A-Z]\w*|Qt\w+/": ["desktop/", "tests/desktop/"],
     r"(gtest|gmock)/": ["tests/"],
     r"benchmark/": ["bench/"],
     r"boost/json": [

@@ -1,6 +1,8 @@
 import QtQuick
 import QtQuick.Window as QtWindow
+import Ravant.Attention
 import Ravant.Controls
+import Ravant.Palette
 import Ravant.Program
 import Ravant.Theme
 import Ravant.Window
@@ -21,6 +23,8 @@ QtWindow.Window {
 
     Regions { anchors.fill: parent; focus: true }
     CommandKeys {}
+    PalettePopup {}
+    Attention {}
     NoticeList { anchors { bottom: parent.bottom; horizontalCenter: parent.horizontalCenter; bottomMargin: Theme.unit * 4 } }
     EndQuestion {}
     CommandHandler { command: "quit"; onTriggered: Workbench.end.request() }

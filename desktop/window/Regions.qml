@@ -1,6 +1,9 @@
 import QtQuick
+import Ravant.Composer
 import Ravant.Controls
+import Ravant.Conversation
 import Ravant.Program
+import Ravant.Sidebar
 import Ravant.Theme
 
 /// The regions side by side.
@@ -9,24 +12,19 @@ FocusScope {
 
     readonly property bool hasContent: Workbench.contentKind === Workbench.Latest || Workbench.contentKind === Workbench.Project
 
-    Rectangle {
+    Sidebar {
         id: sidebar
 
         anchors { top: parent.top; bottom: parent.bottom; left: parent.left }
         width: Theme.unit * 66
-        color: Theme.sidebar
-        Accessible.role: Accessible.Grouping
-        Accessible.name: qsTr("Sidebar")
     }
     Divider { id: sidebarEdge; anchors { top: parent.top; bottom: parent.bottom; left: sidebar.right } width: 1 }
-    Item {
+    ContentColumn {
         id: content
 
         anchors { top: parent.top; bottom: parent.bottom; left: sidebarEdge.right }
         visible: regions.hasContent
         width: visible ? Theme.unit * 80 : 0
-        Accessible.role: Accessible.Grouping
-        Accessible.name: qsTr("Content")
     }
     Divider {
         id: contentEdge
@@ -35,16 +33,28 @@ FocusScope {
         visible: content.visible
         width: visible ? 1 : 0
     }
-    Item {
+    FocusScope {
         anchors { top: parent.top; bottom: parent.bottom; left: contentEdge.right; right: parent.right }
         Accessible.role: Accessible.Grouping
         Accessible.name: qsTr("Conversation")
+
+        ConversationPage {
+            anchors { top: parent.top; bottom: composer.top; left: parent.left; right: parent.right }
+            visible: Workbench.detailKind === Workbench.Conversation
+        }
         EmptyState {
             anchors.fill: parent
+            visible: Workbench.detailKind === Workbench.None
             words: qsTr("Add a folder to work in.")
             explanation: qsTr("Folders can be dropped anywhere on this window.")
             offer: qsTr("Add project")
             onAccepted: Workbench.run("addNewProject")
+        }
+        Composer {
+            id: composer
+
+            anchors { bottom: parent.bottom; left: parent.left; right: parent.right }
+            visible: Workbench.detailKind === Workbench.Conversation || Workbench.detailKind === Workbench.NewConversation
         }
     }
 }

@@ -1,0 +1,5 @@
+import QtQml
+
+/// Tells the user about conversations that are not looked at.
+QtObject {
+}

@@ -1,0 +1,5 @@
+import QtQuick
+
+/// A conversation: its head and its transcript.
+FocusScope {
+}
