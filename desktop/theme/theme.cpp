@@ -42,7 +42,7 @@ constexpr Shades kAddedStrong = {0xffd3eed9, 0xff1f3f28};
 constexpr Shades kRemovedGround = {0xfffceae8, 0xff352122};
 constexpr Shades kRemovedStrong = {0xfffad9d5, 0xff4a2829};
 constexpr Shades kLine = {0xffe1e3e0, 0xff2e3439};
-constexpr Shades kStrongLine = {0xff878e8a, 0xff6b757c};
+constexpr Shades kStrongLine = {0xff858c88, 0xff6b757c};
 
 constexpr int kMotionMilliseconds = 120;
 
