@@ -23,16 +23,6 @@ constexpr std::chrono::seconds kCheckLimit{60};
 constexpr std::uintmax_t kLeastRoom = 64 * 1024;
 constexpr const char* kInstallLibrary = "install it as the other libraries of this machine, or install Ravant anew";
 
-/// Why it cannot be asked; nothing where it can.
-std::optional<KeyStoreError> faultOf(KeyStore& keyStore) {
-  try {
-    keyStore.read({.service = "com.ravant.doctor", .account = "doctor"});
-    return std::nullopt;
-  } catch (const KeyStoreError& error) {
-    return error;
-  }
-}
-
 std::string integrityWord(sqlite::CheckResult::Verdict verdict) {
   switch (verdict) {
     case sqlite::CheckResult::Verdict::sound:
@@ -176,10 +166,8 @@ void Doctor::examineLibraries() {
 
 awaitable<void> Doctor::examineKeys() {
   findings_.keyStore = settings_.text(setting::kKeyStore);
-  const auto keyStore = openKeyStore(settings_, locations_);
-  const auto fault = co_await asio::co_spawn(
-      executors_.work(), [keyStore]() -> awaitable<std::optional<KeyStoreError>> { co_return faultOf(*keyStore); },
-      asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+  const auto keys = std::make_shared<RavantProviderKey>(executors_.work(), openKeyStore(settings_, locations_));
+  const auto fault = co_await keys->keyStoreFault();
   if (fault) {
     findings_.keyStoreFault = fault->what();
     // That a machine has none is no fault.
@@ -201,7 +189,6 @@ awaitable<void> Doctor::examineKeys() {
       break;  // which examineLibraries tells
     }
   }
-  const auto keys = std::make_shared<RavantProviderKey>(executors_.work(), keyStore);
   for (const RavantProvider provider : kRavantProviders) {
     const std::string name(rawValue(provider));
     std::string source;
