@@ -1,7 +1,6 @@
 import QtQuick
 import QtQuick.Window as QtWindow
 import Ravant.Attention
-import Ravant.Controls
 import Ravant.Palette
 import Ravant.Program
 import Ravant.Theme
