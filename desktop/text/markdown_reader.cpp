@@ -312,10 +312,6 @@ void MarkdownReader::beginLink(OpenSpan& span) {
 void MarkdownReader::text(MD_TEXTTYPE type, const MD_CHAR* text, MD_SIZE size) {
   said_ += size;
   switch (type) {
-    case MD_TEXT_NULLCHAR:
-      written(text, size);
-      run_ += "\uFFFD";
-      return;
     case MD_TEXT_BR:
       flush();
       html_.breakLine();
@@ -379,9 +375,7 @@ std::string MarkdownReader::value(const MD_ATTRIBUTE& attribute) {
   for (std::size_t i = 0; attribute.substr_offsets[i] < attribute.size; ++i) {
     const auto begin = attribute.substr_offsets[i];
     const std::string_view part = written(attribute.text + begin, attribute.substr_offsets[i + 1] - begin);
-    value += attribute.substr_types[i] == MD_TEXT_ENTITY     ? characterOfEntity(part)
-             : attribute.substr_types[i] == MD_TEXT_NULLCHAR ? "\uFFFD"
-                                                             : std::string(part);
+    value += attribute.substr_types[i] == MD_TEXT_ENTITY ? characterOfEntity(part) : std::string(part);
   }
   return value;
 }

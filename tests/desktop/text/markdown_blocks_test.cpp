@@ -115,6 +115,8 @@ INSTANTIATE_TEST_SUITE_P(
         // The parser closes what it has not opened.
         BlocksRow{"marksInTargets", "![](**w&)*", {"prose: **w&amp;"}},
         BlocksRow{"onlyDefinitions", "[a]: https://example.com", {"written: [a]: https://example.com"}},
+        BlocksRow{
+            "nul", std::string_view("a\0b\n\n```\nc\0\0d\n```", 17), {"prose: a␀b", std::string("code -: c\0\0d", 12)}},
         BlocksRow{"invalidUtf8", "a\xFF\n\n```\n\xC3\n```", {"prose: a\uFFFD", "code -: \uFFFD"}}),
     [](const auto& row) { return std::string(row.param.name); });
 
