@@ -54,7 +54,7 @@ ListRow {
 
         anchors {
             left: parent.left
-            leftMargin: row.isProject ? Theme.unit * 8 : Theme.unit * 11
+            leftMargin: row.isProject ? Theme.unit * 8 : Theme.unit * 12
             right: aside.visible ? aside.left : parent.right
             rightMargin: Theme.unit * 2
             verticalCenter: parent.verticalCenter

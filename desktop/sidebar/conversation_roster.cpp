@@ -9,6 +9,8 @@ namespace {
 
 /// Between two readings: a run announces hundreds of changes a second.
 constexpr std::chrono::milliseconds kPause(100);
+/// Between two looks at whether the processes of others still live.
+constexpr std::chrono::seconds kPauseOfRunsElsewhere(5);
 /// More than these are read with all others, in one transaction.
 constexpr std::size_t kMostOneByOne = 64;
 
@@ -40,6 +42,7 @@ std::shared_ptr<ConversationRoster> ConversationRoster::shared() {
 ConversationRoster::ConversationRoster(DesktopWindow& window) : window_(window) {
   pause_.setSingleShot(true);
   connect(&pause_, &QTimer::timeout, this, &ConversationRoster::readSoon);
+  connect(&runsElsewhere_, &QTimer::timeout, this, &ConversationRoster::lookAtRunsElsewhere);
   connect(&window.changes(), &StoreChanges::committed, this, &ConversationRoster::take);
   readSoon();
 }
@@ -88,11 +91,17 @@ void ConversationRoster::hide(ConversationId conversation) {
 }
 
 void ConversationRoster::show(ProjectId project) {
-  if (hiddenProjects_.erase(project) > 0) Q_EMIT changed();
+  if (hiddenProjects_.erase(project) == 0) return;
+  needsAll_ = true;
+  readSoon();
+  Q_EMIT changed();
 }
 
 void ConversationRoster::show(ConversationId conversation) {
-  if (hiddenConversations_.erase(conversation) > 0) Q_EMIT changed();
+  if (hiddenConversations_.erase(conversation) == 0) return;
+  changed_.insert(conversation);
+  readSoon();
+  Q_EMIT changed();
 }
 
 void ConversationRoster::setExpanded(ProjectId project, bool expanded) {
@@ -175,6 +184,13 @@ awaitable<void> ConversationRoster::read() {
   isRead_ = true;
   removed_.clear();
   pause_.start(kPause);
+  const bool isOneElsewhere =
+      std::ranges::any_of(conversations_, [](const Listed& conversation) { return conversation->isRunElsewhere; });
+  if (!isOneElsewhere) {
+    runsElsewhere_.stop();
+  } else if (!runsElsewhere_.isActive()) {
+    runsElsewhere_.start(kPauseOfRunsElsewhere);
+  }
   Q_EMIT changed();
 }
 

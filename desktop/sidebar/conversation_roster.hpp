@@ -57,6 +57,7 @@ class ConversationRoster : public QObject, public ViewModel {
   /// Leaves it out until it is shown again, whatever the store says: for what is about to be removed.
   void hide(ProjectId project);
   void hide(ConversationId conversation);
+  /// As it stood, and soon as the store has it.
   void show(ProjectId project);
   void show(ConversationId conversation);
 
@@ -98,6 +99,7 @@ class ConversationRoster : public QObject, public ViewModel {
   std::set<ConversationId> changed_;  ///< to be read
   std::set<ConversationId> removed_;  ///< while a reading is under way that may still find them
   QTimer pause_;
+  QTimer runsElsewhere_;  ///< while there are some
 };
 
 }  // namespace ravant::desktop
