@@ -15,6 +15,7 @@ Row {
     spacing: Theme.unit * 2
     rightPadding: Theme.unit * 2
     Accessible.role: Accessible.StaticText
+    Accessible.ignored: !visible
     Accessible.name: isNearlyFull ? qsTr("Context nearly full, %1 tokens").arg(words) : qsTr("Context, %1 tokens").arg(words)
 
     Rectangle {

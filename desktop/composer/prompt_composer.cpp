@@ -320,11 +320,12 @@ bool PromptComposer::takePasted() {
 }
 
 bool PromptComposer::attach(const QList<QUrl>& files) {
+  const std::string folder = readPlace_ == place_ ? project_.path : std::string();
   bool hasFile = false;
   for (const QUrl& file : files) {
     if (!file.isLocalFile()) continue;
     hasFile = true;
-    std::string path = attachmentPath(file.toLocalFile().toStdString(), project_.path);
+    std::string path = attachmentPath(file.toLocalFile().toStdString(), folder);
     if (std::ranges::count(prompt_.attachments, path) == 0) prompt_.attachments.push_back(std::move(path));
   }
   if (hasFile) typed();

@@ -67,7 +67,12 @@ awaitable<PromptOptions> readPromptOptions(Application& application, std::option
   if (!options.agent) co_return options;
   if (!conversation && wanted.agent && wanted.agent != options.agent->id) wanted = {};
   const Agent agent = *options.agent;
-  co_await readModels(application, conversation ? std::vector{agent} : options.agents, options);
+  std::vector<Agent> choosable{agent};
+  if (!conversation) {
+    std::ranges::copy_if(options.agents, std::back_inserter(choosable),
+                         [&](const Agent& other) { return other.id != agent.id; });
+  }
+  co_await readModels(application, std::move(choosable), options);
   auto slug = std::move(wanted.model);
   if (!slug && conversation) slug = conversation->lastUsedModel;
   if (!slug) slug = co_await defaultModel(application, agent);

@@ -27,7 +27,7 @@ struct ModelOption {
 struct PromptOptions {
   std::vector<Agent> agents = {};  ///< those that are enabled
   std::optional<Agent> agent = {};
-  std::vector<ModelOption> models = {};  ///< in a conversation those of its agent
+  std::vector<ModelOption> models = {};  ///< those of the agent; behind them, for a new conversation, the others'
   std::string model = {};                ///< slug; empty where there is none
   /// Those that the model takes. Nothing where nobody but the agent knows them.
   std::optional<std::vector<std::string>> efforts = std::vector<std::string>();

@@ -13,6 +13,8 @@ Basic.Popup {
     /// Where the list begins.
     property int initialRow
     readonly property alias filter: search.text
+    /// What had the keyboard, and gets it back.
+    property Item before
 
     signal chosen(int row)
 
@@ -22,8 +24,9 @@ Basic.Popup {
     padding: Theme.unit
     focus: true
     closePolicy: Basic.Popup.CloseOnEscape | Basic.Popup.CloseOnPressOutside
-    onAboutToShow: search.clear()
+    onAboutToShow: { before = parent.Window.activeFocusItem; search.clear() }
     onOpened: list.currentIndex = initialRow
+    onClosed: before?.forceActiveFocus()
     onChosen: close()
     background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
 
@@ -45,6 +48,7 @@ Basic.Popup {
 
             anchors { top: search.bottom; topMargin: Theme.unit; left: parent.left; right: parent.right; bottom: parent.bottom }
             clip: true
+            cacheBuffer: 0
             boundsBehavior: Flickable.StopAtBounds
             model: popup.model
             highlightMoveDuration: 0
