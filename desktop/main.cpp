@@ -1,14 +1,25 @@
-#include <QCommandLineParser>
+#include <QtQml/qqmlextensionplugin.h>
 #include <QGuiApplication>
 #include <QQmlApplicationEngine>
-#include <QtQml/qqmlextensionplugin.h>
+#include <QQuickWindow>
+#include <QSessionManager>
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <thread>
 
 #include "app/locations.hpp"
 #include "desktop/program/desktop_program.hpp"
+#include "desktop/start/running_instance.hpp"
+#include "desktop/start/session_bus.hpp"
+#include "desktop/start/start_options.hpp"
 #include "desktop/theme/icon_provider.hpp"
 #include "desktop/theme/theme.hpp"
 #include "desktop/window/no_network.hpp"
+#include "desktop/window/settings_follower.hpp"
+#include "desktop/window/start_trouble.hpp"
+#include "desktop/window/window_placement.hpp"
+#include "platform/files/private_file.hpp"
 #include "platform/keystore/private_memory.hpp"
 #include "platform/process/child_process.hpp"
 #include "platform/process/descriptors.hpp"
@@ -26,51 +37,155 @@ Q_IMPORT_QML_PLUGIN(Ravant_WindowPlugin)
 namespace ravant::desktop {
 namespace {
 
-struct StartOptions {
-  std::optional<std::filesystem::path> dataFolder;
-};
+constexpr std::chrono::seconds kPatienceWithAnother(15);
+constexpr std::chrono::milliseconds kUntilAskedAgain(20);
+/// A window for which no message comes is shown without one.
+constexpr std::chrono::seconds kUntilShownAnyway(5);
 
-StartOptions readCommandLine(const QCoreApplication& application) {
-  QCommandLineParser parser;
-  parser.setApplicationDescription(QStringLiteral("A workbench for coding agents, in one window."));
-  parser.addHelpOption();
-  parser.addVersionOption();
-  const QCommandLineOption dataFolder(QStringLiteral("data-dir"),
-                                      QStringLiteral("Where the store is (else RAVANT_DATA_DIR)."),
-                                      QStringLiteral("DIR"));
-  parser.addOption(dataFolder);
-  parser.process(application);
-  StartOptions options;
-  if (parser.isSet(dataFolder)) options.dataFolder = parser.value(dataFolder).toStdString();
-  return options;
+/// What holds for every window of the program.
+void prepareEngine(QQmlApplicationEngine& engine, NoNetwork& noNetwork) {
+  engine.setNetworkAccessManagerFactory(&noNetwork);
+  engine.addImageProvider(QStringLiteral("icon"), new IconProvider);
+  engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
 }
 
-int run(int argc, char** argv) {
-  QGuiApplication application(argc, argv);
+/// Null where it cannot be shown.
+QQuickWindow* load(QQmlApplicationEngine& engine, const char* file) {
+  engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ravant/Window/%1").arg(QLatin1String(file))));
+  return engine.rootObjects().isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+}
+
+struct Place {
+  bool isOfAnother = false;          ///< which has taken over what this start is to do
+  std::optional<InstanceLock> lock;  ///< nothing where the folder cannot hold one: that is told in a window
+};
+
+/// The place of the one program for the data folder. Throws `std::runtime_error` where another one does not answer.
+Place takePlace(const std::filesystem::path& dataFolder, const OpenRequest& request) {
+  const auto deadline = std::chrono::steady_clock::now() + kPatienceWithAnother;
+  try {
+    makePrivateFolder(dataFolder);
+    for (;;) {
+      if (auto lock = InstanceLock::tryTake(dataFolder)) return {.lock = std::move(lock)};
+      if (handOver(dataFolder, request)) return {.isOfAnother = true, .lock = {}};
+      if (std::chrono::steady_clock::now() > deadline) break;
+      std::this_thread::sleep_for(kUntilAskedAgain);
+    }
+  } catch (const std::system_error&) {
+    return {};
+  }
+  throw std::runtime_error("another ravant-desktop has the data folder " + dataFolder.string() +
+                           " and does not answer");
+}
+
+StartTrouble::Decision decideOn(const Locations& locations, const std::exception& error) {
+  StartTrouble trouble(locations, error);
+  NoNetwork noNetwork;
+  QQmlApplicationEngine engine;
+  prepareEngine(engine, noNetwork);
+  engine.setInitialProperties({{QStringLiteral("trouble"), QVariant::fromValue(&trouble)}});
+  auto decision = StartTrouble::Decision::quit;
+  QObject::connect(&trouble, &StartTrouble::decided, [&](StartTrouble::Decision decided) {
+    decision = decided;
+    QCoreApplication::exit();
+  });
+  if (!load(engine, "Trouble.qml")) return decision;
+  QCoreApplication::exec();
+  return decision;
+}
+
+/// The session manager asks before it ends the session: a user who may still answer is asked about the runs.
+void endWithSession(QSessionManager& manager, OrderlyEnd& end) {
+  if (end.runs() > 0 && manager.allowsInteraction()) {
+    manager.cancel();
+    end.request();
+  } else {
+    end.stopAndQuit();
+  }
+}
+
+/// Until the program's end. Answers its exit status.
+int show(DesktopProgram& program, Theme& theme, const StartOptions& options, const Place& place) {
+  DesktopWindow& window = program.window();
+  SettingsFollower settings(window, theme);
+  WindowPlacement placement(theme);
+  std::optional<InstanceListener> listener;
+  std::optional<SessionBus> bus;
+  const auto open = [&window](const OpenRequest& request) { window.open(request); };
+  if (place.lock)
+    QObject::connect(&listener.emplace(program.application().locations().dataFolder), &InstanceListener::requested,
+                     open);
+  if (!options.dataFolder) QObject::connect(&bus.emplace(), &SessionBus::requested, open);
+  QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, &window,
+                   [&window](QSessionManager& manager) { endWithSession(manager, *window.end()); });
+
+  NoNetwork noNetwork;
+  QQmlApplicationEngine engine;
+  prepareEngine(engine, noNetwork);
+  engine.setInitialProperties({{QStringLiteral("placement"), QVariant::fromValue(&placement)}});
+  QObject::connect(window.end(), &OrderlyEnd::ended, qGuiApp, [] { QCoreApplication::exit(); });
+  QObject::connect(window.end(), &OrderlyEnd::stateChanged, &window, [&] {
+    if (window.end()->state() == OrderlyEnd::State::Ending) listener.reset(), bus.reset();
+  });
+  program.begin();
+  if (!options.isActivated) {
+    window.open(options.request);
+  } else {
+    window.awaitRequest();
+    QTimer::singleShot(kUntilShownAnyway, &window, [&window] {
+      if (window.isAwaited()) window.open({});
+    });
+  }
+  QQuickWindow* const shown = load(engine, "Main.qml");
+  if (shown) {
+    placement.follow(*shown);
+  } else {
+    window.end()->stopAndQuit();
+  }
+  const int status = QCoreApplication::exec();
+  return shown ? status : EXIT_FAILURE;
+}
+
+int start(int argc, char** argv, const StartOptions& options) {
+  const Locations locations = Locations::find(options.dataFolder);
+  const Place place = takePlace(locations.dataFolder, options.request);
+  if (place.isOfAnother) return EXIT_SUCCESS;
+
+  const QGuiApplication application(argc, argv);
   QGuiApplication::setApplicationName(QStringLiteral("Ravant"));
   QGuiApplication::setDesktopFileName(QStringLiteral("com.ravant.Ravant"));
   QGuiApplication::setApplicationVersion(QStringLiteral(RAVANT_VERSION));
   QGuiApplication::setQuitOnLastWindowClosed(false);
-  const StartOptions options = readCommandLine(application);
-
   ColorScheme scheme;
   Theme theme(scheme);
   scheme.follow();
-
   InterfaceLoop loop;
-  DesktopProgram program(Locations::find(options.dataFolder));
-  NoNetwork noNetwork;
-  QQmlApplicationEngine engine;
-  engine.setNetworkAccessManagerFactory(&noNetwork);
-  engine.addImageProvider(QStringLiteral("icon"), new IconProvider);
-  engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
-  QObject::connect(program.window().end(), &OrderlyEnd::ended, &application, [] { QCoreApplication::exit(); });
-  program.begin();
-  engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ravant/Window/Main.qml")));
-  const bool isShown = !engine.rootObjects().isEmpty();
-  if (!isShown) program.window().end()->stopAndQuit();
-  const int status = QGuiApplication::exec();
-  return isShown ? status : EXIT_FAILURE;
+  for (;;) {
+    std::optional<DesktopProgram> program;
+    try {
+      program.emplace(locations);
+    } catch (const std::exception& error) {
+      if (decideOn(locations, error) == StartTrouble::Decision::quit) return EXIT_FAILURE;
+      continue;
+    }
+    return show(*program, theme, options, place);
+  }
+}
+
+int run(int argc, char** argv) {
+  QStringList words;
+  for (int index = 1; index < argc; ++index) words.append(QString::fromLocal8Bit(argv[index]));
+  const auto read = startOptions(words, RAVANT_VERSION);
+  if (const auto* const answer = std::get_if<StartAnswer>(&read)) {
+    fmt::print(answer->status == EXIT_SUCCESS ? stdout : stderr, "{}", answer->words);
+    return answer->status;
+  }
+  try {
+    return start(argc, argv, std::get<StartOptions>(read));
+  } catch (const std::exception& error) {
+    fmt::print(stderr, "ravant-desktop: {}\n", error.what());
+    return EXIT_FAILURE;
+  }
 }
 
 }  // namespace

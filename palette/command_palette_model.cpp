@@ -165,13 +165,16 @@ void CommandPaletteModel::rebuild() {
   for (std::size_t at = 0; at < kPaletteSections; ++at) {
     const auto section = static_cast<PaletteSection>(at);
     for (const PalettePool::Match& match : index_.pool(section).answer(query)) {
-      if (match.age != PalettePool::kNeverUsed) used.push_back({section, match});
+      if (match.age == PalettePool::kNeverUsed) continue;
+      const PaletteTarget& target = index_.pool(section).at(match.index).candidate.target;
+      if (!options_.left.contains(sectionOf(target))) used.push_back({section, match});
     }
   }
   const std::vector<CommandPaletteItem> recent = recentItems(std::move(used));
   sections_.clear();
   if (!recent.empty()) sections_.push_back({std::string(title(PaletteSection::recent)), recent});
   for (const PaletteSection section : kSections) {
+    if (options_.left.contains(section)) continue;
     auto found = items(section, query, recent);
     if (!found.empty()) sections_.push_back({std::string(title(section)), std::move(found)});
   }

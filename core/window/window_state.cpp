@@ -39,7 +39,6 @@ bool isOwn(WindowCommand command) {
     case WindowCommand::allConversations:
     case WindowCommand::goBack:
     case WindowCommand::goForward:
-    case WindowCommand::toggleGitChanges:
       return true;
     default:
       return false;

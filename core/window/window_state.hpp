@@ -31,7 +31,7 @@ class WindowState : public std::enable_shared_from_this<WindowState> {
     /// Any command but those that change the selection or the git panel, such as to focus the input, or to choose the
     /// folder of a new project.
     virtual void perform(WindowCommand command) = 0;
-    /// Whether `perform` would do something.
+    /// Whether `perform` would do something; of the git panel, whether there is one to show.
     virtual bool canPerform(WindowCommand command) const = 0;
   };
 

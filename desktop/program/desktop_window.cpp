@@ -93,6 +93,37 @@ void DesktopWindow::setActive(bool active) {
   if (std::exchange(isActive_, active) != active) Q_EMIT activeChanged();
 }
 
+void DesktopWindow::setEndVisible(bool visible) {
+  if (std::exchange(isEndVisible_, visible) != visible) Q_EMIT endVisibleChanged();
+}
+
+bool DesktopWindow::isLookingAt(ConversationId conversation) const {
+  return isActive_ && isEndVisible_ && shownConversation() == conversation;
+}
+
+void DesktopWindow::open(const OpenRequest& request) {
+  if (end_.state() == OrderlyEnd::State::Background) end_.cancel();
+  if (std::exchange(isAwaited_, false)) Q_EMIT awaitedChanged();
+  Q_EMIT raised(QString::fromStdString(request.activationToken));
+  start(show(request));
+}
+
+awaitable<void> DesktopWindow::show(OpenRequest request) {
+  if (request.conversation) {
+    const Conversation wanted = co_await alive(conversationNamed(application_, *request.conversation));
+    state_->openConversation(wanted.id, wanted.project);
+  } else if (request.project) {
+    state_->startNewConversation(co_await alive(projectIn(application_, *request.project)));
+  } else if (request.page == OpenRequest::Page::newConversation) {
+    runCommand(WindowCommand::newConversation);
+  }
+}
+
+void DesktopWindow::openItem(ConversationId conversation, ProjectId project, ConversationItemId item) {
+  state_->openConversation(conversation, project);
+  Q_EMIT itemRequested(item);
+}
+
 void DesktopWindow::openConversation(const QString& conversation, const QString& project) {
   state_->openConversation(idOf<ConversationId>(conversation), idOf<ProjectId>(project));
 }

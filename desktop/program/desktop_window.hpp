@@ -12,6 +12,7 @@
 #include "desktop/loop/view_model.hpp"
 #include "desktop/program/command_handler.hpp"
 #include "desktop/program/notices.hpp"
+#include "desktop/program/open_request.hpp"
 #include "desktop/program/orderly_end.hpp"
 #include "desktop/program/store_changes.hpp"
 
@@ -41,6 +42,10 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   Q_PROPERTY(ravant::desktop::OrderlyEnd* end READ end CONSTANT)
   /// Whether the window is the active one on the desktop.
   Q_PROPERTY(bool active READ isActive WRITE setActive NOTIFY activeChanged)
+  /// Whether the last lines of what is shown can be seen.
+  Q_PROPERTY(bool endVisible READ isEndVisible WRITE setEndVisible NOTIFY endVisibleChanged)
+  /// Whether the window waits for the message that the program was started for, and is not shown before.
+  Q_PROPERTY(bool awaited READ isAwaited NOTIFY awaitedChanged)
 
  public:
   enum class ContentKind { None, Latest, Project, Other };
@@ -80,6 +85,18 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
 
   bool isActive() const { return isActive_; }
   void setActive(bool active);
+  bool isEndVisible() const { return isEndVisible_; }
+  void setEndVisible(bool visible);
+  /// Whether the user sees how the conversation goes on.
+  bool isLookingAt(ConversationId conversation) const;
+
+  bool isAwaited() const { return isAwaited_; }
+  /// Before the window is made: it waits for the first `open`.
+  void awaitRequest() { isAwaited_ = true; }
+  /// Brings the window to the front, from the background too, and shows what is wanted by and by.
+  void open(const OpenRequest& request);
+  /// Shows the conversation and has its transcript go to the item.
+  void openItem(ConversationId conversation, ProjectId project, ConversationItemId item);
 
   Q_INVOKABLE void openConversation(const QString& conversation, const QString& project);
   Q_INVOKABLE void startNewConversation(const QString& project);
@@ -106,6 +123,13 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void selectionChanged();
   void commandsRevisionChanged();
   void activeChanged();
+  void endVisibleChanged();
+  /// The settings were read anew.
+  void settingsChanged();
+  void awaitedChanged();
+  void raised(const QString& activationToken);
+  /// Of the conversation that is shown, behind `selectionChanged`.
+  void itemRequested(ravant::ConversationItemId item);
 
  private:
   friend class CommandHandler;
@@ -113,6 +137,7 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void removeHandler(CommandHandler* handler) { std::erase(handlers_, handler); }
   CommandHandler* handlerOf(WindowCommand command) const;
 
+  awaitable<void> show(OpenRequest request);
   void windowChanged() override;
   void perform(WindowCommand command) override;
   bool canPerform(WindowCommand command) const override;
@@ -126,6 +151,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   std::vector<CommandHandler*> handlers_;
   int commandsRevision_ = 0;
   bool isActive_ = false;
+  bool isEndVisible_ = true;
+  bool isAwaited_ = false;
 };
 
 /// The id that `text` is; the one that names nothing where it is none.

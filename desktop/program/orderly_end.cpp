@@ -1,6 +1,7 @@
 #include "desktop/program/orderly_end.hpp"
 
 #include <boost/asio/as_tuple.hpp>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 
@@ -13,6 +14,9 @@ namespace ravant::desktop {
 namespace {
 
 constexpr Log kLog("com.ravant.desktop", "OrderlyEnd");
+
+/// Whoever ends a group of processes can send each of them the signal twice: what comes so soon is the same wish.
+constexpr std::chrono::milliseconds kOneWish(300);
 
 }  // namespace
 
@@ -52,10 +56,13 @@ void OrderlyEnd::cancel() {
 void OrderlyEnd::watchSignals() { start(followSignals()); }
 
 awaitable<void> OrderlyEnd::followSignals() {
+  std::chrono::steady_clock::time_point last;
   for (;;) {
     const auto [error, signal] = co_await alive(signals_.async_wait(asio::as_tuple(use_awaitable)));
     if (error) co_return;
     kLog.info("signal {}", signal);
+    const auto now = std::chrono::steady_clock::now();
+    if (now - std::exchange(last, now) < kOneWish) continue;
     if (state_ == State::Ending) {
       endAllChildren(Termination::askedFirst);
       std::quick_exit(EXIT_FAILURE);

@@ -11,7 +11,7 @@ FloatingPanel {
     function walk() { list.currentIndex = opened ? (list.currentIndex + 1) % Math.max(1, list.count) : Math.min(1, list.count - 1); open(); }
     function take() { close(); recent.open(list.currentIndex); }
 
-    name: qsTr("Recent conversations")
+    title: qsTr("Recent conversations")
 
     CommandHandler { id: command; command: "recentConversations"; onTriggered: popup.walk() }
 
@@ -23,7 +23,7 @@ FloatingPanel {
         focus: true
         highlightMoveDuration: 0
         Accessible.role: Accessible.List
-        Accessible.name: popup.name
+        Accessible.name: popup.title
         Keys.onReturnPressed: popup.take()
         Keys.onEnterPressed: popup.take()
         Keys.onTabPressed: popup.walk()

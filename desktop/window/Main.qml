@@ -11,19 +11,24 @@ import Ravant.Window
 QtWindow.Window {
     id: root
 
-    title: "Ravant"
-    width: 1280
-    height: 832
+    required property WindowPlacement placement
+
+    title: shownTitle.text
+    x: placement.opening.x
+    y: placement.opening.y
+    width: placement.opening.width
+    height: placement.opening.height
     minimumWidth: 720
     minimumHeight: 480
-    visible: Workbench.end.state === OrderlyEnd.Open || Workbench.end.state === OrderlyEnd.Asking
+    visible: !Workbench.awaited && (Workbench.end.state === OrderlyEnd.Open || Workbench.end.state === OrderlyEnd.Asking)
     color: Theme.window
     onActiveChanged: Workbench.active = active
     onClosing: close => { close.accepted = false; Workbench.end.request() }
 
     ProjectFolders { id: folders }
     DropArea { anchors.fill: parent; keys: ["text/uri-list"]; onDropped: drop => folders.add(drop.urls) }
-    Regions { anchors.fill: parent; focus: true }
+    WindowTitle { id: shownTitle }
+    Regions { anchors.fill: parent; focus: true; placement: root.placement }
     CommandKeys {}
     PalettePopup {}
     Attention {}

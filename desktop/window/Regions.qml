@@ -5,26 +5,56 @@ import Ravant.Conversation
 import Ravant.Program
 import Ravant.Sidebar
 import Ravant.Theme
+import Ravant.Window
 
-/// The regions side by side.
+/// The regions side by side; in a narrow window the sidebar lies over the others while it is shown.
 FocusScope {
     id: regions
 
+    required property WindowPlacement placement
+    readonly property bool isNarrow: width < Theme.unit * 225
     readonly property bool hasContent: Workbench.contentKind === Workbench.Latest || Workbench.contentKind === Workbench.Project
+    readonly property int sidebarWidth: placement.sidebarWidth * Theme.unit / 4
+    readonly property int contentWidth: placement.contentWidth * Theme.unit / 4
+    readonly property int leftOfContent: sidebar.visible && !isNarrow ? sidebarWidth + 1 : 0
+    /// Where there is no room for both, the list gives way to what was selected in it.
+    readonly property bool hasRoomForContent: width - leftOfContent - contentWidth >= Theme.unit * 105
+    /// The sidebar of a narrow window, which is not kept.
+    property bool sidebarLiesOver: false
+
+    onIsNarrowChanged: sidebarLiesOver = false
 
     Sidebar {
         id: sidebar
 
+        z: 2
         anchors { top: parent.top; bottom: parent.bottom; left: parent.left }
-        width: Theme.unit * 66
+        visible: regions.isNarrow ? regions.sidebarLiesOver : regions.placement.sidebarShown
+        width: regions.sidebarWidth
+        Keys.onEscapePressed: event => { event.accepted = regions.sidebarLiesOver; regions.sidebarLiesOver = false }
     }
-    Divider { id: sidebarEdge; anchors { top: parent.top; bottom: parent.bottom; left: sidebar.right } width: 1 }
+    Divider {
+        id: sidebarEdge
+
+        z: 2
+        anchors { top: parent.top; bottom: parent.bottom; left: sidebar.right }
+        visible: sidebar.visible
+        width: 1
+    }
+    ResizeHandle {
+        z: 2
+        anchors { top: parent.top; bottom: parent.bottom; horizontalCenter: sidebarEdge.horizontalCenter }
+        visible: sidebar.visible
+        name: qsTr("Width of the sidebar")
+        value: regions.placement.sidebarWidth
+        onMoved: value => regions.placement.sidebarWidth = value
+    }
     ContentColumn {
         id: content
 
-        anchors { top: parent.top; bottom: parent.bottom; left: sidebarEdge.right }
-        visible: regions.hasContent
-        width: visible ? Theme.unit * 80 : 0
+        anchors { top: parent.top; bottom: parent.bottom; left: parent.left; leftMargin: regions.leftOfContent }
+        visible: regions.hasContent && (regions.hasRoomForContent || Workbench.detailKind === Workbench.None)
+        width: visible ? regions.contentWidth : 0
     }
     Divider {
         id: contentEdge
@@ -33,8 +63,20 @@ FocusScope {
         visible: content.visible
         width: visible ? 1 : 0
     }
+    ResizeHandle {
+        anchors { top: parent.top; bottom: parent.bottom; horizontalCenter: contentEdge.horizontalCenter }
+        visible: content.visible
+        name: qsTr("Width of the list")
+        value: regions.placement.contentWidth
+        minimumValue: 240
+        maximumValue: 480
+        onMoved: value => regions.placement.contentWidth = value
+    }
     FocusScope {
+        id: detail
+
         anchors { top: parent.top; bottom: parent.bottom; left: contentEdge.right; right: parent.right }
+        focus: true
         Accessible.role: Accessible.Grouping
         Accessible.name: qsTr("Conversation")
 
@@ -56,5 +98,29 @@ FocusScope {
             anchors { bottom: parent.bottom; left: parent.left; right: parent.right }
             visible: Workbench.detailKind === Workbench.Conversation || Workbench.detailKind === Workbench.NewConversation
         }
+    }
+    Rectangle {
+        z: 1
+        anchors.fill: parent
+        visible: regions.sidebarLiesOver
+        color: Theme.isDark ? "#80000000" : "#40000000"
+        TapHandler { onTapped: regions.sidebarLiesOver = false }
+    }
+    RegionRing { id: ring; regions: [sidebar, content, detail] }
+    Connections {
+        target: Workbench
+        function onSelectionChanged() { regions.sidebarLiesOver = false }
+    }
+    CommandHandler { command: "nextRegion"; onTriggered: ring.next() }
+    CommandHandler { command: "previousRegion"; onTriggered: ring.previous() }
+    CommandHandler {
+        command: "toggleSidebar"
+        enabled: !regions.isNarrow
+        onTriggered: regions.placement.sidebarShown = !regions.placement.sidebarShown
+    }
+    CommandHandler {
+        command: "toggleSidebar"
+        enabled: regions.isNarrow
+        onTriggered: regions.sidebarLiesOver = !regions.sidebarLiesOver
     }
 }

@@ -1,0 +1,100 @@
+#include "desktop/attention/run_ends.hpp"
+
+#include <chrono>
+
+#include "core/conversation_state.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+constexpr std::chrono::seconds kUntilSilence(10);
+
+std::optional<RunEnd::Kind> kindOf(PromptOutcome outcome) {
+  switch (outcome) {
+    case PromptOutcome::finished:
+    case PromptOutcome::limit:
+      return RunEnd::Kind::finished;
+    case PromptOutcome::failed:
+      return RunEnd::Kind::failed;
+    case PromptOutcome::cancelled:
+    case PromptOutcome::interrupted:
+      return std::nullopt;
+  }
+  __builtin_unreachable();
+}
+
+}  // namespace
+
+RunEnds::RunEnds(DesktopWindow& window, QObject* parent)
+    : QObject(parent), window_(window), begunAt_(window.application().modelContainer()->clock().now()) {
+  silence_.setSingleShot(true);
+  silence_.setInterval(kUntilSilence);
+  connect(&silence_, &QTimer::timeout, this, [this] { speak({}); });
+  StoreChanges& changes = window.changes();
+  connect(&changes, &StoreChanges::conversationChanged, this, &RunEnds::lookAt);
+  connect(&changes, &StoreChanges::itemChanged, this, &RunEnds::lookAt);
+  connect(&changes, &StoreChanges::everythingChanged, this, [this] {
+    for (const ConversationId running : std::set(running_)) lookAt(running);
+    start(findRunning());
+  });
+  start(findRunning());
+}
+
+awaitable<void> RunEnds::findRunning() {
+  for (const auto& summary : co_await alive(window_.application().conversations().conversations({}))) {
+    if (summary.run) running_.insert(summary.conversation.id);
+  }
+}
+
+void RunEnds::lookAt(ConversationId conversation) {
+  const auto [looking, isFirst] = looking_.try_emplace(conversation, Look::once);
+  if (isFirst) return start(look(conversation));
+  looking->second = Look::again;
+}
+
+awaitable<void> RunEnds::look(ConversationId conversation) {
+  do {
+    looking_[conversation] = Look::once;
+    co_await lookOnce(conversation);
+  } while (looking_[conversation] == Look::again);
+  looking_.erase(conversation);
+}
+
+awaitable<void> RunEnds::lookOnce(ConversationId conversation) {
+  const auto summary = co_await alive(window_.application().conversations().conversation(conversation));
+  if (summary && summary->run) {
+    running_.insert(conversation);
+    co_return;
+  }
+  const bool wasRunning = running_.erase(conversation) > 0;
+  if (!summary) co_return;
+  TranscriptReader& transcripts = window_.application().transcripts();
+  const auto last = co_await alive(transcripts.last(conversation));
+  if (!last) co_return;
+  const auto prompt = co_await alive(transcripts.promptOf(last->id));
+  const auto* const message = prompt ? std::get_if<UserMessage>(&prompt->detail) : nullptr;
+  if (!message || !message->endReason || (!wasRunning && prompt->createdAt < begunAt_)) co_return;
+  const auto told = told_.find(conversation);
+  if (told != told_.end() && told->second == prompt->id) co_return;
+  told_.insert_or_assign(conversation, prompt->id);
+  if (const auto kind = kindOf(*message->endReason)) tell(*summary, *kind);
+}
+
+void RunEnds::tell(const ConversationSummary& summary, RunEnd::Kind kind) {
+  const QString agent = summary.agentType ? QString::fromUtf8(displayName(*summary.agentType).data()) : tr("The agent");
+  const RunEnd end{.conversation = summary.conversation.id,
+                   .project = summary.conversation.project,
+                   .kind = kind,
+                   .title = QString::fromStdString(displayTitle(summary)),
+                   .words = (kind == RunEnd::Kind::failed ? tr("%1 failed") : tr("%1 finished")).arg(agent)};
+  speak({});
+  speak(window_.shownConversation() == end.conversation ? end.words : tr("%1: %2").arg(end.words, end.title));
+  Q_EMIT ended(end);
+}
+
+void RunEnds::speak(const QString& words) {
+  if (std::exchange(spoken_, words) != words) Q_EMIT spokenChanged();
+  if (!words.isEmpty()) silence_.start();
+}
+
+}  // namespace ravant::desktop

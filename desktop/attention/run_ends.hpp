@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QObject>
+#include <QTimer>
+#include <QtQml/qqmlregistration.h>
+#include <map>
+#include <set>
+
+#include "desktop/loop/view_model.hpp"
+#include "desktop/program/desktop_window.hpp"
+
+namespace ravant::desktop {
+
+/// The end of a prompt that somebody may wait for.
+struct RunEnd {
+  enum class Kind { finished, failed };
+
+  ConversationId conversation;
+  ProjectId project;
+  Kind kind;
+  QString title;  ///< the conversation's
+  QString words;  ///< "Claude Code finished"
+
+  bool operator==(const RunEnd&) const = default;
+};
+
+/// Tells of each prompt that finished or failed since the program began, once, whichever process ran it. One that was
+/// cancelled or interrupted is nothing to tell.
+class RunEnds : public QObject, public ViewModel {
+  Q_OBJECT
+  QML_ELEMENT
+  /// The latest end, for a screen reader; empty after a while.
+  Q_PROPERTY(QString spoken READ spoken NOTIFY spokenChanged)
+
+ public:
+  explicit RunEnds(QObject* parent = nullptr) : RunEnds(DesktopWindow::instance(), parent) {}
+  RunEnds(DesktopWindow& window, QObject* parent);
+
+  const QString& spoken() const { return spoken_; }
+
+ Q_SIGNALS:
+  void ended(const ravant::desktop::RunEnd& end);
+  void spokenChanged();
+
+ private:
+  enum class Look { once, again };
+
+  awaitable<void> findRunning();
+  void lookAt(ConversationId conversation);
+  awaitable<void> look(ConversationId conversation);
+  awaitable<void> lookOnce(ConversationId conversation);
+  void tell(const ConversationSummary& summary, RunEnd::Kind kind);
+  void speak(const QString& words);
+
+  DesktopWindow& window_;
+  Timestamp begunAt_;
+  std::map<ConversationId, Look> looking_;
+  std::set<ConversationId> running_;
+  std::map<ConversationId, ConversationItemId> told_;  ///< the prompt whose end was told last
+  QString spoken_;
+  QTimer silence_;
+};
+
+}  // namespace ravant::desktop

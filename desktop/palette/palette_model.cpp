@@ -1,0 +1,112 @@
+#include "desktop/palette/palette_model.hpp"
+
+#include <array>
+
+#include "app/window_settings.hpp"
+#include "desktop/program/file_opening.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+struct SymbolIcon {
+  std::string_view symbol;
+  QLatin1String icon;
+};
+
+constexpr std::array kIcons = {
+    SymbolIcon{"bubble.left", QLatin1String("conversation")},
+    SymbolIcon{"bubble.left.and.bubble.right", QLatin1String("conversation")},
+    SymbolIcon{"folder", QLatin1String("plus")},
+    SymbolIcon{"folder.badge.plus", QLatin1String("folder-plus")},
+    SymbolIcon{"text.cursor", QLatin1String("pencil")},
+    SymbolIcon{"chevron.backward", QLatin1String("chevron-left")},
+    SymbolIcon{"chevron.forward", QLatin1String("chevron-right")},
+    SymbolIcon{"gearshape", QLatin1String("settings")},
+    SymbolIcon{"arrow.triangle.branch", QLatin1String("branch")},
+    SymbolIcon{"magnifyingglass", QLatin1String("search")},
+    SymbolIcon{"exclamationmark.bubble", QLatin1String("alert")},
+    SymbolIcon{"stop", QLatin1String("stop")},
+    SymbolIcon{"sidebar.left", QLatin1String("sidebar")},
+    SymbolIcon{"pencil", QLatin1String("pencil")},
+    SymbolIcon{"archivebox", QLatin1String("archive")},
+    SymbolIcon{"clock", QLatin1String("clock")},
+};
+
+QString iconOf(const CommandPaletteItemImage& image) {
+  const auto* const found = std::ranges::find(kIcons, std::string_view(image.name), &SymbolIcon::symbol);
+  return found == kIcons.end() ? QStringLiteral("palette-command") : QString(found->icon);
+}
+
+CommandPaletteOptions optionsOf(const SettingsFile& settings) {
+  CommandPaletteOptions options = paletteOptionsOf(settings, InterfaceLoop::instance().executor());
+  options.left = {PaletteSection::pinned, PaletteSection::integrations, PaletteSection::linearIssues,
+                  PaletteSection::pullRequests};
+  return options;
+}
+
+PaletteRow rowOf(const CommandPaletteItem& item, const QString& section) {
+  return {.id = QString::fromStdString(item.id),
+          .title = QString::fromStdString(item.title),
+          .subtitle = QString::fromStdString(item.subtitle.value_or("")),
+          .icon = iconOf(item.image),
+          .keys = QString::fromStdString(item.shortcutHint.value_or("")),
+          .section = section};
+}
+
+}  // namespace
+
+PaletteModel::PaletteModel(DesktopWindow& window, QObject* parent)
+    : PaletteRows(parent),
+      window_(window),
+      palette_(std::make_shared<CommandPaletteModel>(optionsOf(window.application().settings()))) {
+  Application& application = window.application();
+  palette_->configure(window.sharedState(), application.modelContainer(), [this] { openSettings(); });
+  palette_->setObserver(this);
+  connect(&window.changes(), &StoreChanges::committed, this,
+          [this](const ChangeBatch& batch) { palette_->take(batch); });
+  connect(&window, &DesktopWindow::settingsChanged, this, [this] { palette_->setKeybindings(window_.keybindings()); });
+}
+
+PaletteModel::~PaletteModel() {
+  palette_->setObserver(nullptr);
+  palette_->close();
+}
+
+void PaletteModel::openSettings() { start(alive(openSettingsFile(window_.application()))); }
+
+void PaletteModel::open() {
+  clearQuery();
+  start(read());
+}
+
+awaitable<void> PaletteModel::read() { co_await alive(palette_->open()); }
+
+void PaletteModel::close() { palette_->close(); }
+
+void PaletteModel::look() { palette_->setQuery(query().toStdString()); }
+
+void PaletteModel::setCurrent(int row) {
+  if (row >= 0) palette_->setSelectedIndex(static_cast<std::size_t>(row));
+}
+
+void PaletteModel::choose(int row) {
+  auto index = static_cast<std::size_t>(std::max(row, 0));
+  for (const CommandPaletteSection& section : palette_->sections()) {
+    if (index < section.items.size()) return start(execute(section.items[index]));
+    index -= section.items.size();
+  }
+}
+
+awaitable<void> PaletteModel::execute(CommandPaletteItem item) { co_await alive(palette_->execute(std::move(item))); }
+
+void PaletteModel::paletteChanged() {
+  std::vector<PaletteRow> rows;
+  for (const CommandPaletteSection& section : palette_->sections()) {
+    const QString title = QString::fromStdString(section.title);
+    for (const CommandPaletteItem& item : section.items) rows.push_back(rowOf(item, title));
+  }
+  const QString words = rows.empty() ? tr("Nothing to go to or to run is called “%1”.").arg(query()) : QString();
+  show(std::move(rows), static_cast<int>(palette_->selectedIndex()), words);
+}
+
+}  // namespace ravant::desktop

@@ -1,0 +1,55 @@
+#include "desktop/program/file_opening.hpp"
+
+#include <QDesktopServices>
+#include <QProcess>
+#include <QUrl>
+#include <fstream>
+
+#include "app/known_settings.hpp"
+#include "platform/async/on_pool.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+const QString kFile = QStringLiteral("{file}");
+
+QStringList commandFor(const QString& editor, const FilePlace& place) {
+  QStringList words = QProcess::splitCommand(editor);
+  if (!editor.contains(kFile)) words.append(kFile);
+  for (QString& word : words) {
+    word.replace(QStringLiteral("{line}"), QString::number(place.line));
+    word.replace(QStringLiteral("{column}"), QString::number(place.column));
+    word.replace(kFile, QString::fromStdString(place.file.string()));
+  }
+  return words;
+}
+
+void makeSettings(const std::filesystem::path& file) {
+  if (std::filesystem::exists(file)) return;
+  std::filesystem::create_directories(file.parent_path());
+  if (!(std::ofstream(file, std::ios::app) << "{\n}\n")) throw std::runtime_error(file.string() + " cannot be written");
+}
+
+}  // namespace
+
+void openFile(const SettingsFile& settings, const FilePlace& place) {
+  const QString editor = QString::fromStdString(settings.text(setting::kEditor)).trimmed();
+  if (editor.isEmpty()) {
+    if (QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(place.file.string())))) return;
+    throw std::runtime_error(fmt::format("The desktop opens {} with nothing. Name an editor in the settings: \"{}\".",
+                                         place.file.string(), setting::kEditor));
+  }
+  QStringList words = commandFor(editor, place);
+  const QString program = words.takeFirst();
+  if (!QProcess::startDetached(program, words)) {
+    throw std::runtime_error(fmt::format("The editor \"{}\" cannot be started.", program.toStdString()));
+  }
+}
+
+awaitable<void> openSettingsFile(Application& application) {
+  const std::filesystem::path file = application.settings().path();
+  co_await onPool(application.modelContainer()->work(), [file] { makeSettings(file); });
+  openFile(application.settings(), {.file = file});
+}
+
+}  // namespace ravant::desktop

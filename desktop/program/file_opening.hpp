@@ -1,0 +1,22 @@
+#pragma once
+
+#include <filesystem>
+
+#include "app/application.hpp"
+
+namespace ravant::desktop {
+
+struct FilePlace {
+  std::filesystem::path file;
+  int line = 1;
+  int column = 1;
+};
+
+/// Opens the file in the editor that the settings name, else in what the desktop opens such files with. Throws
+/// `std::runtime_error` where that cannot be started. On the interface thread.
+void openFile(const SettingsFile& settings, const FilePlace& place);
+
+/// The same with the settings' file itself, which is made where there is none.
+awaitable<void> openSettingsFile(Application& application);
+
+}  // namespace ravant::desktop

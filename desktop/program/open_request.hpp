@@ -1,0 +1,29 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "app/application.hpp"
+
+namespace ravant::desktop {
+
+/// What whoever starts the program, or the desktop, wants the window to show.
+struct OpenRequest {
+  enum class Page { asItIs, newConversation };
+
+  std::optional<std::filesystem::path> project = {};  ///< absolute; a folder that is no project becomes one
+  std::optional<std::string> conversation = {};       ///< its id, or at least the first six characters of it
+  Page page = Page::asItIs;
+  std::string activationToken = {};  ///< by which the desktop lets the window come to the front; empty for none
+
+  bool operator==(const OpenRequest&) const = default;
+};
+
+/// The project in the folder, which becomes one where it is none. Throws `std::runtime_error` for what is no folder.
+awaitable<ProjectId> projectIn(Application& application, std::filesystem::path folder);
+
+/// The one conversation whose id begins so. Throws `std::runtime_error` where there is none, or more than one.
+awaitable<Conversation> conversationNamed(Application& application, std::string id);
+
+}  // namespace ravant::desktop

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QObject>
+#include <QQmlListProperty>
+#include <QQuickItem>
+#include <QtQml/qqmlregistration.h>
+
+namespace ravant::desktop {
+
+/// The regions of the window, between which the keyboard's focus goes round; each takes it where it had it last.
+class RegionRing : public QObject {
+  Q_OBJECT
+  QML_ELEMENT
+  /// In their order; those that are not shown are passed over.
+  Q_PROPERTY(QQmlListProperty<QQuickItem> regions READ regions CONSTANT)
+
+ public:
+  using QObject::QObject;
+
+  QQmlListProperty<QQuickItem> regions() { return {this, &regions_}; }
+
+  Q_INVOKABLE void next() { step(1); }
+  Q_INVOKABLE void previous() { step(-1); }
+
+ private:
+  void step(int by);
+
+  QList<QQuickItem*> regions_;
+};
+
+}  // namespace ravant::desktop

@@ -1,0 +1,67 @@
+#include "desktop/window/settings_follower.hpp"
+
+#include <chrono>
+
+#include "app/known_settings.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+/// An editor can write a file in several steps.
+constexpr std::chrono::milliseconds kUntilSettled(50);
+
+QString textOf(const std::filesystem::path& path) { return QString::fromStdString(path.string()); }
+
+Appearance appearanceOf(const SettingsFile& settings) {
+  const std::string wanted = settings.text(setting::kAppearance);
+  if (wanted == setting::kDark) return Appearance::dark;
+  return wanted == setting::kLight ? Appearance::light : Appearance::system;
+}
+
+}  // namespace
+
+SettingsFollower::SettingsFollower(DesktopWindow& window, Theme& theme) : window_(window), theme_(theme) {
+  settled_.setSingleShot(true);
+  settled_.setInterval(kUntilSettled);
+  connect(&settled_, &QTimer::timeout, this, &SettingsFollower::load);
+  connect(&watcher_, &QFileSystemWatcher::fileChanged, &settled_, qOverload<>(&QTimer::start));
+  connect(&watcher_, &QFileSystemWatcher::directoryChanged, &settled_, qOverload<>(&QTimer::start));
+  watch();
+  apply();
+}
+
+// A file that is replaced is another one, so the folder is watched too.
+void SettingsFollower::watch() {
+  std::error_code unknown;
+  const std::filesystem::path& file = window_.application().settings().path();
+  for (const std::filesystem::path& path : {file, std::filesystem::canonical(file, unknown), file.parent_path()}) {
+    if (std::filesystem::exists(path, unknown) && !watcher_.files().contains(textOf(path)) &&
+        !watcher_.directories().contains(textOf(path))) {
+      watcher_.addPath(textOf(path));
+    }
+  }
+}
+
+void SettingsFollower::load() {
+  watch();
+  try {
+    window_.application().settings().load();
+  } catch (const SettingsError& error) {
+    return window_.notices()->tellError(QString::fromUtf8(error.what()));
+  }
+  apply();
+}
+
+void SettingsFollower::apply() {
+  const SettingsFile& settings = window_.application().settings();
+  theme_.setAppearance(appearanceOf(settings));
+  theme_.setZoom(static_cast<int>(settings.integer(setting::kWindowZoom)));
+  window_.loadKeybindings();
+  for (const KeybindingFault& fault : window_.keybindings().faults()) {
+    window_.notices()->tellError(
+        QString::fromStdString(fmt::format("{}, line {}: {}", settings.path().string(), fault.line, fault.words)));
+  }
+  Q_EMIT window_.settingsChanged();
+}
+
+}  // namespace ravant::desktop

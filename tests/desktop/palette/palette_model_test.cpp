@@ -1,0 +1,132 @@
+#include "desktop/palette/palette_model.hpp"
+
+#include <gmock/gmock.h>
+
+#include <QAbstractItemModelTester>
+#include <algorithm>
+
+#include "core/store/conversation_item_model_actor.hpp"
+#include "desktop/palette/search_model.hpp"
+#include "tests/desktop/support/workbench.hpp"
+
+namespace ravant::test {
+namespace {
+
+using desktop::CommandHandler;
+using desktop::PaletteModel;
+using desktop::PaletteRows;
+using desktop::SearchModel;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::Not;
+
+std::vector<std::string> texts(const PaletteRows& rows, int role) {
+  std::vector<std::string> found;
+  for (int row = 0; row < rows.rowCount(); ++row) {
+    found.push_back(rows.data(rows.index(row), role).toString().toStdString());
+  }
+  return found;
+}
+
+std::vector<std::string> titles(const PaletteRows& rows) { return texts(rows, PaletteRows::titleRole); }
+
+CommandHandler* handle(const char* command, QObject& parent) {
+  auto* const handler = new CommandHandler(&parent);
+  handler->setProperty("command", QLatin1String(command));
+  return handler;
+}
+
+TEST(PaletteModelTest, OffersWhatTheWindowCanShowAndFollowsTheStore) {
+  Workbench workbench;
+  const Project project = workbench.addProject("weather");
+  const ConversationId conversation = workbench.addConversation(project);
+  await(workbench.application().conversations().renameConversation(conversation, "Cache headers"));
+  PaletteModel palette(workbench.window(), nullptr);
+  const QAbstractItemModelTester tester(&palette);
+  QObject parts;
+  handle("archive", parts);
+  palette.open();
+  ASSERT_TRUE(until([&] { return std::ranges::count(titles(palette), "Cache headers") == 1; }));
+
+  EXPECT_THAT(titles(palette), Contains("New Conversation"));
+  // Nobody does these, and nothing is shown to archive.
+  for (const char* absent : {"Show Git Changes", "Unified or Side by Side", "Archive Conversation"}) {
+    EXPECT_THAT(titles(palette), Not(Contains(absent)));
+  }
+
+  await(workbench.application().conversations().renameConversation(conversation, "Cache of tiles"));
+  EXPECT_TRUE(until([&] { return std::ranges::count(titles(palette), "Cache of tiles") == 1; }));
+  EXPECT_THAT(titles(palette), Not(Contains("Cache headers")));
+
+  palette.setQuery(QStringLiteral("tiles"));
+  EXPECT_THAT(titles(palette), ElementsAre("Cache of tiles"));
+  EXPECT_EQ(palette.currentName().toStdString(), "Cache of tiles, weather");
+  palette.setQuery(QStringLiteral("no such thing"));
+  EXPECT_THAT(titles(palette), IsEmpty());
+  EXPECT_EQ(palette.current(), -1);
+  EXPECT_THAT(palette.emptyWords().toStdString(), testing::HasSubstr("no such thing"));
+
+  palette.setQuery(QStringLiteral("tiles"));
+  palette.choose(0);
+  EXPECT_TRUE(until([&] { return workbench.window().shownConversation() == conversation; }));
+  palette.setQuery(QStringLiteral("archive conv"));
+  EXPECT_THAT(titles(palette), ElementsAre("Archive Conversation"));
+}
+
+TEST(PaletteModelTest, StepsRoundItsRows) {
+  Workbench workbench;
+  for (const char* name : {"one", "two", "three"}) workbench.addProject(name);
+  PaletteModel palette(workbench.window(), nullptr);
+  palette.step(1);
+  EXPECT_EQ(palette.current(), -1);
+  palette.open();
+  ASSERT_TRUE(until([&] { return std::ranges::count(titles(palette), "New Conversation · two") == 1; }));
+  palette.setQuery(QStringLiteral("conversation t"));
+  const int count = palette.rowCount();
+  ASSERT_GT(count, 1);
+  palette.step(-1);
+  EXPECT_EQ(palette.current(), count - 1);
+  palette.step(1);
+  EXPECT_EQ(palette.current(), 0);
+}
+
+TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
+  Workbench workbench;
+  const Project project = workbench.addProject("weather");
+  const ConversationId first = workbench.addConversation(project);
+  const ConversationId second = workbench.addConversation(project);
+  auto items = ConversationItemModelActor::make(workbench.application().modelContainer());
+  await(items->appendUserPrompt(first, "Mend the flaky mailbox", AgentType::claude));
+  await(items->appendUserPrompt(second, "Paint the mailbox <b>red</b>", AgentType::claude));
+  SearchModel search(workbench.window(), nullptr);
+  const QAbstractItemModelTester tester(&search);
+  search.open();
+
+  // The index takes in what was stored by and by.
+  int answers = 0;
+  QObject::connect(&search, &PaletteRows::currentChanged, [&] { ++answers; });
+  for (int tries = 0; search.rowCount() != 2 && tries < 1000; ++tries) {
+    const int before = answers;
+    search.setQuery(tries % 2 == 0 ? QStringLiteral("mailb") : QStringLiteral("mailbo"));
+    ASSERT_TRUE(until([&] { return answers > before; }));
+  }
+  EXPECT_EQ(search.rowCount(), 2);
+  search.setQuery(QStringLiteral("mailbox pai"));
+  EXPECT_TRUE(until([&] { return search.rowCount() == 1; }));
+  EXPECT_THAT(titles(search), ElementsAre("Paint the mailbox <b>red</b>"));
+
+  std::optional<ConversationItemId> wanted;
+  QObject::connect(&workbench.window(), &desktop::DesktopWindow::itemRequested,
+                   [&](ConversationItemId item) { wanted = item; });
+  search.choose(0);
+  EXPECT_EQ(workbench.window().shownConversation(), second);
+  const auto last = await(workbench.application().transcripts().last(second));
+  EXPECT_EQ(wanted, last.value().id);
+
+  search.setQuery(QStringLiteral("letterbox"));
+  EXPECT_TRUE(until([&] { return search.emptyWords().contains(QLatin1String("letterbox")); }));
+}
+
+}  // namespace
+}  // namespace ravant::test
