@@ -7,6 +7,10 @@ set(QT_QML_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/qml)
 # Qt's headers refuse code that is compiled for an executable only, so these targets cannot use the others' precompiled
 # header: desktop_loop builds one for all of them.
 function(ravant_desktop_target NAME)
+  # Without this, a header that is added later has no meta object until the build folder is made anew.
+  get_target_property(SOURCES ${NAME} SOURCES)
+  list(FILTER SOURCES INCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/.*\\.hpp$")
+  set_target_properties(${NAME} PROPERTIES AUTOGEN_TARGET_DEPENDS "${SOURCES}")
   target_compile_options(${NAME} PRIVATE -fPIC)
   target_compile_definitions(${NAME} PRIVATE QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_FOREACH)
   if(NAME STREQUAL "desktop_loop")
