@@ -56,6 +56,17 @@ awaitable<std::optional<KeySource>> RavantProviderKey::source(std::string accoun
   });
 }
 
+awaitable<std::optional<KeyStoreError>> RavantProviderKey::keyStoreFault() {
+  return onActor([this]() -> awaitable<std::optional<KeyStoreError>> {
+    try {
+      keyStore_->read({.service = "com.ravant.doctor", .account = "doctor"});
+      co_return std::nullopt;
+    } catch (const KeyStoreError& error) {
+      co_return error;
+    }
+  });
+}
+
 awaitable<void> RavantProviderKey::setRavantProviderAPIKey(std::string key, std::string account) {
   return onActor([this, key = std::move(key), account = std::move(account)]() -> awaitable<void> {
     keyStore_->store(nameOf(account), usableKey(key), fmt::format("Ravant: key of {}", shownName(account)));

@@ -39,6 +39,8 @@ class RavantProviderKey final : public Actor {
   awaitable<std::optional<std::string>> ravantProviderAPIKey(std::string account, std::stop_token stop = {});
   /// Where the key comes from; as `ravantProviderAPIKey`.
   awaitable<std::optional<KeySource>> source(std::string account);
+  /// Why the key store cannot be asked, also where there is none; nothing where it can.
+  awaitable<std::optional<KeyStoreError>> keyStoreFault();
 
   /// Stores the key, without the white space around it. Throws `KeyStoreError`, and `ProviderKeyError` for what cannot
   /// be sent as a key.

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "agent/ravant_provider_key.hpp"
@@ -12,6 +13,7 @@
 #include "core/store/search/search_index.hpp"
 #include "git/branch_name.hpp"
 #include "platform/async/on_pool.hpp"
+#include "platform/clock/local_time.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/http/base_address.hpp"
 #include "platform/libraries/late_library.hpp"
@@ -21,17 +23,8 @@ namespace {
 
 constexpr std::chrono::seconds kCheckLimit{60};
 constexpr std::uintmax_t kLeastRoom = 64 * 1024;
+constexpr const char* kSeeMessage = "see what the message says; the other commands cannot work before";
 constexpr const char* kInstallLibrary = "install it as the other libraries of this machine, or install Ravant anew";
-
-/// Why it cannot be asked; nothing where it can.
-std::optional<KeyStoreError> faultOf(KeyStore& keyStore) {
-  try {
-    keyStore.read({.service = "com.ravant.doctor", .account = "doctor"});
-    return std::nullopt;
-  } catch (const KeyStoreError& error) {
-    return error;
-  }
-}
 
 std::string integrityWord(sqlite::CheckResult::Verdict verdict) {
   switch (verdict) {
@@ -43,6 +36,12 @@ std::string integrityWord(sqlite::CheckResult::Verdict verdict) {
       return "notFinished";
   }
   __builtin_unreachable();
+}
+
+/// Whether no waiting and no room makes this file a store again.
+bool isUnusable(const StoreError& error) {
+  using enum StoreError::Case;
+  return error.kind() == damaged || error.kind() == notAStore || error.kind() == newerVersion;
 }
 
 struct StoreCheck {
@@ -136,8 +135,29 @@ awaitable<std::int64_t> Doctor::rebuildSearchIndex(std::function<void(std::int64
   co_return co_await index->entries();
 }
 
+awaitable<RestoredStore> Doctor::restoreStore(std::filesystem::path backup) {
+  const std::filesystem::path folder = locations_.dataFolder;
+  return onPool(executors_.work(), [folder, backup = std::move(backup)] {
+    const bool isName = !backup.has_parent_path() && std::filesystem::exists(folder / backup);
+    return restoreFromBackup(folder, isName ? folder / backup : backup, SystemClock().now());
+  });
+}
+
+/// Says what can be put in the store's place.
+awaitable<std::string> Doctor::examineBackups() {
+  const std::filesystem::path folder = locations_.dataFolder;
+  findings_.store.backups = co_await onPool(executors_.work(), [folder] { return storeBackups(folder); });
+  const auto usable = std::ranges::find_if(findings_.store.backups, [](const auto& backup) { return !backup.fault; });
+  if (usable == findings_.store.backups.end()) {
+    co_return "put a copy in its place, which keeps it: ravant doctor --restore COPY";
+  }
+  co_return fmt::format("put that of {} in its place, which keeps it: ravant doctor --restore {}",
+                        localTime(usable->madeAt), usable->file.filename().string());
+}
+
 awaitable<void> Doctor::examineStore() {
   if (!processes_) co_return;
+  std::optional<std::string> unusable;
   try {
     const auto container = co_await openContainer();
     const StoreCheck opened = co_await onPool(executors_.work(), [container] { return check(*container); });
@@ -145,15 +165,22 @@ awaitable<void> Doctor::examineStore() {
     findings_.store.integrity = integrityWord(opened.integrity.verdict);
     if (opened.integrity.verdict == sqlite::CheckResult::Verdict::faulty) {
       add(fmt::format("{} is damaged: {}", findings_.store.file.string(), opened.integrity.words),
-          "restore it from a copy");
+          co_await examineBackups());
     }
     findings_.registered = co_await AgentModelStore::make(container)->agents();
     const auto index = SearchIndex::make(container);
     findings_.store.unindexed = co_await index->waiting();
     findings_.store.outdated = co_await index->outdated();
+  } catch (const StoreError& error) {
+    if (!isUnusable(error)) {
+      add(error.what(), kSeeMessage);
+    } else {
+      unusable = error.what();
+    }
   } catch (const std::exception& error) {
-    add(error.what(), "see what the message says; the other commands cannot work before");
+    add(error.what(), kSeeMessage);
   }
+  if (unusable) add(*unusable, co_await examineBackups());
   std::error_code missing;
   const std::uintmax_t bytes = std::filesystem::file_size(findings_.store.file, missing);
   if (!missing) findings_.store.bytes = bytes;
@@ -176,10 +203,8 @@ void Doctor::examineLibraries() {
 
 awaitable<void> Doctor::examineKeys() {
   findings_.keyStore = settings_.text(setting::kKeyStore);
-  const auto keyStore = openKeyStore(settings_, locations_);
-  const auto fault = co_await asio::co_spawn(
-      executors_.work(), [keyStore]() -> awaitable<std::optional<KeyStoreError>> { co_return faultOf(*keyStore); },
-      asio::bind_cancellation_slot(asio::cancellation_slot(), use_awaitable));
+  const auto keys = std::make_shared<RavantProviderKey>(executors_.work(), openKeyStore(settings_, locations_));
+  const auto fault = co_await keys->keyStoreFault();
   if (fault) {
     findings_.keyStoreFault = fault->what();
     // That a machine has none is no fault.
@@ -201,7 +226,6 @@ awaitable<void> Doctor::examineKeys() {
       break;  // which examineLibraries tells
     }
   }
-  const auto keys = std::make_shared<RavantProviderKey>(executors_.work(), keyStore);
   for (const RavantProvider provider : kRavantProviders) {
     const std::string name(rawValue(provider));
     std::string source;

@@ -9,6 +9,7 @@
 #include "app/locations.hpp"
 #include "core/agent.hpp"
 #include "core/store/model_container.hpp"
+#include "core/store/store_backups.hpp"
 #include "platform/async/executors.hpp"
 #include "platform/process/left_processes.hpp"
 #include "platform/process/login_shell.hpp"
@@ -29,6 +30,7 @@ struct StoreFindings {
   std::optional<std::string> integrity;   ///< `sound`, `faulty`, or `notFinished` within the time limit
   std::optional<std::int64_t> unindexed;  ///< entries that a search does not find yet
   std::optional<std::int64_t> outdated;   ///< entries whose words are in the search index and that are gone or changed
+  std::vector<StoreBackup> backups;       ///< looked for where the store cannot be used
   std::size_t leftovers = 0;              ///< killed processes of Ravant whose agents were ended now
 };
 
@@ -70,11 +72,16 @@ class Doctor {
   /// `StoreError`, and `std::system_error` where the data folder cannot be used.
   awaitable<std::int64_t> rebuildSearchIndex(std::function<void(std::int64_t)> tellLeft);
 
+  /// Puts a copy in the store's place, see `restoreFromBackup`: of the file of that name in the data folder, or of the
+  /// file at that path. Throws `StoreError`.
+  awaitable<RestoredStore> restoreStore(std::filesystem::path backup);
+
  private:
   void examineSettings();
   void examineDataFolder();
   awaitable<std::shared_ptr<ModelContainer>> openContainer();
   awaitable<void> examineStore();
+  awaitable<std::string> examineBackups();
   awaitable<void> examineShell();
   awaitable<void> examineGit();
   void examineLibraries();

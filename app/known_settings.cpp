@@ -2,10 +2,52 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "app/services.hpp"
 #include "core/window/window_command.hpp"
 
 namespace ravant {
+namespace {
+
+/// What windows write themselves. A value that is wrong keeps nobody from anything.
+std::vector<SettingDescription> settingsOfWindows() {
+  constexpr WrongValue kDefault = WrongValue::countsAsDefault;
+  return {{.key = std::string(setting::kWindowZoom),
+           .type = SettingType::integer,
+           .defaultValue = std::int64_t{100},
+           .description = "The size of everything in a window, in percent",
+           .least = 80,
+           .greatest = 200,
+           .whenWrong = kDefault},
+          {.key = std::string(setting::kWindowGeometry),
+           .type = SettingType::text,
+           .defaultValue = std::string(),
+           .description = "Where the window was: X,Y WIDTHxHEIGHT, and \"maximized\" behind it where it was",
+           .whenWrong = kDefault},
+          {.key = std::string(setting::kSidebarShown),
+           .type = SettingType::boolean,
+           .defaultValue = true,
+           .description = "Whether the sidebar is shown",
+           .whenWrong = kDefault},
+          {.key = std::string(setting::kSidebarWidth),
+           .type = SettingType::integer,
+           .defaultValue = std::int64_t{264},
+           .description = "How wide the sidebar is",
+           .least = 200,
+           .greatest = 400,
+           .whenWrong = kDefault},
+          {.key = std::string(setting::kContentWidth),
+           .type = SettingType::integer,
+           .defaultValue = std::int64_t{320},
+           .description = "How wide the column of lists is",
+           .least = 240,
+           .greatest = 480,
+           .whenWrong = kDefault}};
+}
+
+}  // namespace
 
 std::vector<SettingDescription> knownSettings() {
   std::vector<SettingDescription> settings = {
@@ -41,7 +83,25 @@ std::vector<SettingDescription> knownSettings() {
        .defaultValue = std::int64_t{5},
        .description = "How many of the entries used last the palette shows first",
        .least = 0,
-       .greatest = 50}};
+       .greatest = 50},
+      {.key = std::string(setting::kAppearance),
+       .type = SettingType::choice,
+       .defaultValue = std::string(setting::kSystem),
+       .description = "The colours of windows; \"system\" follows the desktop",
+       .choices = {std::string(setting::kSystem), std::string(setting::kLight), std::string(setting::kDark)}},
+      {.key = std::string(setting::kDesktopNotifications),
+       .type = SettingType::boolean,
+       .defaultValue = true,
+       .description = "Whether the desktop shows a notice when a conversation fails, finishes or asks"},
+      {.key = std::string(setting::kBell),
+       .type = SettingType::boolean,
+       .defaultValue = false,
+       .description = "Whether such a notice makes a sound"},
+      {.key = std::string(setting::kEditor),
+       .type = SettingType::text,
+       .defaultValue = std::string(),
+       .description = "The command that opens a file, with {file}, {line} and {column}; empty for the desktop's own"}};
+  std::ranges::move(settingsOfWindows(), std::back_inserter(settings));
   for (const RemoteService service : kRemoteServices) {
     settings.push_back({.key = fmt::format("{}{}", setting::kEndpoints, rawValue(service)),
                         .type = SettingType::text,

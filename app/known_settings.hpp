@@ -19,6 +19,22 @@ inline constexpr std::string_view kFile = "file";
 /// The greatest number of entries in a section of the palette, and in the one of what was used last.
 inline constexpr std::string_view kPaletteSectionItems = "palette.sectionItems";
 inline constexpr std::string_view kPaletteRecentItems = "palette.recentItems";
+/// The colours of a window; the choices are the three below.
+inline constexpr std::string_view kAppearance = "appearance";
+inline constexpr std::string_view kSystem = "system";
+inline constexpr std::string_view kLight = "light";
+inline constexpr std::string_view kDark = "dark";
+inline constexpr std::string_view kWindowZoom = "window.zoom";  ///< in percent
+/// What a window keeps of itself: see `WindowGeometry`, and the widths of its columns in pixels without zoom.
+inline constexpr std::string_view kWindowGeometry = "window.geometry";
+inline constexpr std::string_view kSidebarWidth = "window.sidebarWidth";
+inline constexpr std::string_view kContentWidth = "window.contentWidth";
+inline constexpr std::string_view kSidebarShown = "window.sidebar";
+inline constexpr std::string_view kDesktopNotifications = "notifications.desktop";
+inline constexpr std::string_view kBell = "notifications.bell";
+/// The command line of an editor with `{file}`, `{line}` and `{column}` in it; empty for what the desktop opens files
+/// with.
+inline constexpr std::string_view kEditor = "editor";
 /// The object of keys by names of commands.
 inline constexpr std::string_view kKeybindings = "keybindings";
 /// Before the name of a service.

@@ -13,6 +13,11 @@ constexpr Log kLog("com.ravant.git", "GitStatusReader");
 GitStatusReader::GitStatusReader(any_io_executor work) : Actor(std::move(work)) {}
 GitStatusReader::~GitStatusReader() = default;
 
+awaitable<GitReading<GitHeadName>> GitStatusReader::headName(std::filesystem::path folder) {
+  return onActor(
+      [folder = std::move(folder)]() -> awaitable<GitReading<GitHeadName>> { co_return readHeadName(folder); });
+}
+
 awaitable<GitReading<GitWorkingCopyStat>> GitStatusReader::workingCopyStat(std::filesystem::path folder) {
   return onActor([this, folder = std::move(folder)]() -> awaitable<GitReading<GitWorkingCopyStat>> {
     kLog.debug("libgit2 reading working copy stat for: {}", folder.string());

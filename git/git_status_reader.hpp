@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "git/git_status.hpp"
+#include "git/head_name.hpp"
 #include "platform/async/actor.hpp"
 
 namespace ravant {
@@ -20,6 +21,8 @@ class GitStatusReader final : public Actor {
   explicit GitStatusReader(any_io_executor work);
   ~GitStatusReader() override;
 
+  /// Opens no repository and closes none.
+  awaitable<GitReading<GitHeadName>> headName(std::filesystem::path folder);
   awaitable<GitReading<GitWorkingCopyStat>> workingCopyStat(std::filesystem::path folder);
   awaitable<GitReading<GitWorkingCopyDetails>> workingCopyFiles(std::filesystem::path folder);
   awaitable<GitReading<std::vector<GitBranch>>> branches(std::filesystem::path folder);

@@ -5,9 +5,9 @@
 
 #include <array>
 #include <cstdlib>
-#include <fstream>
 
 #include "git/pipes.hpp"
+#include "git/repository_top.hpp"
 #include "git/unsupported_repository.hpp"
 #include "platform/text/text.hpp"
 #include "platform/text/utf8.hpp"
@@ -36,25 +36,6 @@ std::string configured(git_config* config, const char* key) {
 bool isInside(const std::filesystem::path& inner, const std::filesystem::path& outer) {
   const auto relative = inner.lexically_relative(outer);
   return !relative.empty() && *relative.begin() != "..";
-}
-
-/// Why the library finds no repository although there may be one.
-std::string objectionTo(const std::filesystem::path& folder) {
-  std::error_code error;
-  if (!std::filesystem::exists(folder, error)) return "the folder is not there";
-  for (auto above = std::filesystem::absolute(folder, error); above.has_relative_path(); above = above.parent_path()) {
-    const auto marker = above / ".git";
-    if (std::filesystem::is_regular_file(marker, error)) {
-      std::string line;
-      std::getline(std::ifstream(marker), line);
-      return fmt::format("{} leads to no repository (\"{}\")", repairUtf8(marker.string()), repairUtf8(line));
-    }
-    if (std::filesystem::exists(marker, error)) {
-      return fmt::format("{} is not complete or may not be read; \"git status\" says more",
-                         repairUtf8(marker.string()));
-    }
-  }
-  return "the folder is in no git repository";
 }
 
 /// The configuration that is not of one repository.
@@ -132,7 +113,7 @@ Repository OpenedRepository::open() const {
   git_repository* opened = nullptr;
   const int code = git_repository_open_ext(&opened, folder_.c_str(), 0, nullptr);
   Repository repository(opened);
-  if (code == GIT_ENOTFOUND) throw UnsupportedRepositoryError(objectionTo(folder_));
+  if (code == GIT_ENOTFOUND) throw UnsupportedRepositoryError(whyNoRepository(folder_));
   check(code);
   const Config config = own<Config>([&](git_config** found) { return git_repository_config(found, opened); });
   checkExtensions(config.get());

@@ -11,11 +11,11 @@
 #include "cli/output/command_error.hpp"
 #include "cli/output/conversation_text.hpp"
 #include "cli/output/json_form.hpp"
-#include "cli/output/local_time.hpp"
 #include "cli/output/terminal_text.hpp"
 #include "cli/output/transcript_text.hpp"
 #include "core/conversation_state.hpp"
 #include "core/store/transcript_pages.hpp"
+#include "platform/clock/local_time.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {

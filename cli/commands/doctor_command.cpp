@@ -7,6 +7,7 @@
 #include "cli/command/command.hpp"
 #include "cli/output/process_form.hpp"
 #include "cli/output/terminal_text.hpp"
+#include "platform/clock/local_time.hpp"
 
 namespace ravant::cli {
 namespace {
@@ -28,6 +29,16 @@ json::array agentForms(const Findings& findings) {
   return forms;
 }
 
+json::array backupForms(const std::vector<StoreBackup>& backups) {
+  json::array forms;
+  for (const StoreBackup& backup : backups) {
+    json::object form{{"path", backup.file.string()}, {"madeAt", iso8601(backup.madeAt)}, {"version", backup.version}};
+    if (backup.fault) form.emplace("fault", *backup.fault);
+    forms.push_back(std::move(form));
+  }
+  return forms;
+}
+
 json::object storeForm(const StoreFindings& store) {
   json::object form{{"path", store.file.string()}};
   if (store.bytes) form.emplace("bytes", *store.bytes);
@@ -35,6 +46,7 @@ json::object storeForm(const StoreFindings& store) {
   if (store.integrity) form.emplace("integrity", *store.integrity);
   if (store.unindexed) form.emplace("unindexed", *store.unindexed);
   if (store.outdated) form.emplace("outdated", *store.outdated);
+  if (!store.backups.empty()) form.emplace("backups", backupForms(store.backups));
   form.emplace("leftovers", store.leftovers);
   return form;
 }
@@ -104,6 +116,11 @@ void showText(Output& output, const Findings& findings) {
   }
   table.add({"Settings", findings.settingsFile.string(), ""});
   table.add({"Store", storeWords(findings.store), ""});
+  for (const StoreBackup& backup : findings.store.backups) {
+    table.add({fmt::format("  kept on {}", localTime(backup.madeAt)),
+               fmt::format("{}, {}", backup.file.string(), backup.fault.value_or("no fault was found")),
+               fmt::format("version {}", backup.version)});
+  }
   if (const auto& unindexed = findings.store.unindexed) {
     std::string words = *unindexed == 0 ? "current" : fmt::format("lacks about {} entries", *unindexed);
     if (const std::int64_t outdated = findings.store.outdated.value_or(0); outdated > 0) {
@@ -142,7 +159,23 @@ awaitable<ExitStatus> rebuildIndex(CommandContext& context) {
   co_return ExitStatus::done;
 }
 
+awaitable<ExitStatus> restoreStore(CommandContext& context, const std::string& backup) {
+  const RestoredStore restored = co_await Doctor(context.locations).restoreStore(backup);
+  if (context.wantsJson()) {
+    json::object form{{"restored", backup}};
+    if (restored.setAside) form.emplace("setAside", restored.setAside->string());
+    context.output.json(form);
+    co_return ExitStatus::done;
+  }
+  context.output.line(fmt::format("The store is that of {}.", oneLine(backup)));
+  if (restored.setAside) {
+    context.output.line(fmt::format("The one before is kept as {}.", oneLine(restored.setAside->string())));
+  }
+  co_return ExitStatus::done;
+}
+
 awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
+  if (const auto backup = arguments.optional("--restore")) co_return co_await restoreStore(context, *backup);
   if (arguments.has("--rebuild-index")) co_return co_await rebuildIndex(context);
   const Findings findings = co_await Doctor(context.locations).examine();
   if (context.wantsJson()) {
@@ -156,16 +189,22 @@ awaitable<ExitStatus> run(CommandContext& context, Arguments arguments) {
 }  // namespace
 
 Command doctorCommand() {
-  return {.name = "doctor",
-          .summary = "Look for what is wrong on this machine, and say how to mend it",
-          .description =
-              "Looks at the login shell, the search paths that agents and git commands get, the installed agents, git, "
-              "the keys, the "
-              "settings and the whole store, and at what agents started that still runs. Exits with 1 when something "
-              "is wrong.",
-          .options = {{.name = "--rebuild-index", .description = "Only fill the search index from nothing"}},
-          .needs = Needs::nothing,
-          .run = run};
+  return {
+      .name = "doctor",
+      .summary = "Look for what is wrong on this machine, and say how to mend it",
+      .description =
+          "Looks at the login shell, the search paths that agents and git commands get, the installed agents, git, "
+          "the keys, the "
+          "settings and the whole store, and at what agents started that still runs. Exits with 1 when something "
+          "is wrong.",
+      .options = {{.name = "--rebuild-index", .description = "Only fill the search index from nothing"},
+                  {.name = "--restore",
+                   .value = "BACKUP",
+                   .description = "Only put a checked copy of that file in the store's place, and keep the store that "
+                                  "was there under another name",
+                   .kind = ValueKind::file}},
+      .needs = Needs::nothing,
+      .run = run};
 }
 
 }  // namespace ravant::cli

@@ -10,10 +10,10 @@
 #include "cli/commands/github_account_commands.hpp"
 #include "cli/commands/work_list.hpp"
 #include "cli/output/command_error.hpp"
-#include "cli/output/duration_text.hpp"
 #include "cli/output/github_text.hpp"
 #include "cli/output/json_form.hpp"
 #include "cli/output/terminal_text.hpp"
+#include "platform/text/duration_text.hpp"
 
 namespace ravant::cli {
 namespace {

@@ -6,9 +6,9 @@
 #include <cctype>
 #include <utility>
 
-#include "cli/output/duration_text.hpp"
-#include "cli/output/local_time.hpp"
 #include "cli/output/terminal_text.hpp"
+#include "platform/clock/local_time.hpp"
+#include "platform/text/duration_text.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {

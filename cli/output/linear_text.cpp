@@ -1,7 +1,7 @@
 #include "cli/output/linear_text.hpp"
 
-#include "cli/output/local_time.hpp"
 #include "cli/output/terminal_text.hpp"
+#include "platform/clock/local_time.hpp"
 
 namespace ravant::cli {
 

@@ -1,8 +1,8 @@
 #include "cli/output/process_form.hpp"
 
-#include "cli/output/local_time.hpp"
 #include "cli/output/terminal_text.hpp"
 #include "platform/clock/clock.hpp"
+#include "platform/clock/local_time.hpp"
 #include "platform/text/utf8.hpp"
 
 namespace ravant::cli {

@@ -3,8 +3,8 @@
 #include <fmt/format.h>
 
 #include "cli/output/conversation_text.hpp"
-#include "cli/output/local_time.hpp"
 #include "cli/output/terminal_text.hpp"
+#include "platform/clock/local_time.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {

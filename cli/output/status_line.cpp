@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
-#include "cli/output/duration_text.hpp"
 #include "cli/output/terminal_text.hpp"
+#include "platform/text/duration_text.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {

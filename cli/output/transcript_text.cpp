@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include "cli/output/duration_text.hpp"
 #include "cli/output/terminal_text.hpp"
-#include "platform/json/json.hpp"
+#include "core/tool_call_wire.hpp"
+#include "platform/text/duration_text.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::cli {
@@ -40,18 +40,6 @@ std::string messageText(const ConversationItem& item, const AgentMessage& messag
     text += blockText(block, style);
   }
   return text;
-}
-
-/// The member of a tool's input that says most: its first text; the input itself where it has none.
-std::string inputWords(const std::string& input) {
-  if (const auto value = parseJson(input)) {
-    if (const auto* object = asObject(&*value)) {
-      for (const auto& member : *object) {
-        if (const auto* text = member.value().if_string()) return std::string(*text);
-      }
-    }
-  }
-  return input;
 }
 
 std::string outputText(std::string_view output, const Style& style, ToolOutput amount) {
@@ -120,7 +108,7 @@ std::string endText(const ConversationItem& prompt, const Style& style) {
 }
 
 std::string startedText(const ToolInvocation& invocation, const Style& style) {
-  const std::string input = invocation.input ? oneLine(inputWords(*invocation.input)) : std::string();
+  const std::string input = invocation.input ? oneLine(toolInputWords(*invocation.input)) : std::string();
   return fmt::format("• {} {}\n", style.bold(oneLine(invocation.toolName)), cutToWidth(input, kLineWidth));
 }
 

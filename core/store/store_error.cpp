@@ -22,11 +22,11 @@ std::string describe(StoreError::Case kind, const std::string& store, const std:
           "{} was written by an older Ravant and could not be upgraded, it is as it was ({}); make room and its folder "
           "writable, and try again",
           store, detail);
+    case notRestored:
+      return fmt::format("nothing was restored, {} is as it was: {}", store, detail);
     case damaged:
-      return fmt::format(
-          "{0} is damaged ({1}); restore it from a copy, and before that move it and the files {0}-wal and {0}-shm "
-          "away",
-          store, detail);
+      return fmt::format("{} is damaged ({}); \"ravant doctor --restore COPY\" puts a copy in its place, and keeps it",
+                         store, detail);
     case searchIndexDamaged:
       return fmt::format("the search index in {} is damaged ({}); \"ravant doctor --rebuild-index\" makes it anew",
                          store, detail);

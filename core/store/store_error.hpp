@@ -18,6 +18,7 @@ class StoreError : public std::runtime_error {
     newerVersion,
     upgradeBlocked,
     notUpgraded,
+    notRestored,
     damaged,
     searchIndexDamaged,
     replaced,

@@ -1,16 +1,13 @@
 #include "core/store/store_upgrade.hpp"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <string>
 #include <system_error>
 
+#include "core/store/database_files.hpp"
 #include "core/store/store_error.hpp"
 #include "platform/log/log.hpp"
-#include "platform/process/unique_fd.hpp"
 #include "platform/sqlite/database.hpp"
 #include "platform/sqlite/transaction.hpp"
 
@@ -32,25 +29,6 @@ void runSteps(sqlite::Database& database, std::span<const Migration> steps) {
   }
   transaction.commit();
   database.setForeignKeys(sqlite::ForeignKeys::enforced);
-}
-
-void syncToDisk(const std::filesystem::path& path) {
-  const UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (file.get() < 0 || ::fsync(file.get()) != 0)
-    throw std::system_error(errno, std::generic_category(), path.string());
-}
-
-void removeWithJournal(const std::filesystem::path& database) {
-  for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
-    std::filesystem::remove(database.string() + suffix);
-  }
-}
-
-std::filesystem::path keptName(const std::filesystem::path& file, int version, Timestamp now) {
-  std::string time = iso8601(std::chrono::floor<std::chrono::seconds>(now)).substr(0, 19);
-  std::erase(time, ':');
-  return file.parent_path() /
-         fmt::format("{}-version-{}-{}{}", file.stem().string(), version, time, file.extension().string());
 }
 
 }  // namespace
@@ -84,11 +62,11 @@ void createStore(const std::filesystem::path& file, std::span<const Migration> s
 
 void upgradeStore(const std::filesystem::path& file, std::span<const Migration> steps, Timestamp now) try {
   const std::filesystem::path copy = file.string() + ".upgrading";
-  removeWithJournal(copy);
+  removeWithJournals(copy);
   std::filesystem::path kept;
   {
     sqlite::Database current(file, {.access = sqlite::Access::readWrite});
-    kept = keptName(file, current.userVersion(), now);
+    kept = KeptStore{.version = current.userVersion(), .upgradedAt = now}.nameFor(file);
     current.backupTo(copy);
   }
   {

@@ -17,7 +17,7 @@ using SettingValue = std::variant<std::string, std::int64_t, bool>;
 enum class SettingType { text, integer, boolean, choice };
 
 /// What a value in the file that is wrong for its setting does: keeps the file from being loaded, or nothing, so that
-/// whoever uses the setting tells of it. In a setting of the latter kind null stands for the empty text.
+/// whoever uses the setting tells of it. In a text of the latter kind null stands for the empty one.
 enum class WrongValue { refusesFile, countsAsDefault };
 
 struct SettingDescription {

@@ -96,7 +96,8 @@ void SettingsFile::load() {
 SettingValue SettingsFile::get(std::string_view key) const {
   const SettingDescription& setting = description(key);
   const json::value* value = find(contents_.root, key);
-  if (value && value->is_null() && setting.whenWrong == WrongValue::countsAsDefault) return std::string();
+  const bool standsForEmpty = setting.type == SettingType::text && setting.whenWrong == WrongValue::countsAsDefault;
+  if (value && value->is_null() && standsForEmpty) return std::string();
   const auto held = value ? settingValue(*value) : std::nullopt;
   return held && isAllowed(setting, *held) ? *held : setting.defaultValue;
 }

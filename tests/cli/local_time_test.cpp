@@ -1,4 +1,4 @@
-#include "cli/output/local_time.hpp"
+#include "platform/clock/local_time.hpp"
 
 #include <gmock/gmock.h>
 

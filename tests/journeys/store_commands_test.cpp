@@ -257,6 +257,32 @@ TEST(Doctor, ReportsEachFindingByItself) {
   EXPECT_EQ(found.at("store").at("integrity"), "sound");
 }
 
+TEST(Doctor, PutsAPreviousStoreInThePlaceOfABrokenOne) {
+  Sandbox sandbox;
+  const auto project = sandbox.project();
+  ASSERT_EQ(sandbox.run({"project", "add", project.string()}).status, 0);
+  const std::string kept = "store-version-1-2026-11-20T090000.sqlite";
+  std::filesystem::copy_file(sandbox.data() / "store.sqlite", sandbox.data() / kept);
+  std::ofstream(sandbox.data() / "store-version-1-2026-11-21T090000.sqlite") << "a letter";
+  std::ofstream(sandbox.data() / "store.sqlite") << "this is a letter, not a database, and it is long enough to tell";
+
+  const ProgramResult examined = sandbox.run({"doctor", "--json"});
+  EXPECT_EQ(examined.status, 1);
+  const json::value found = parseJson(examined.output).value();
+  EXPECT_THAT(texts(found.at("store").at("backups"), "madeAt"),
+              ElementsAre("2026-11-21T09:00:00.000000Z", "2026-11-20T09:00:00.000000Z"));
+  EXPECT_THAT(texts(found.at("problems"), "remedy"),
+              testing::Contains(testing::EndsWith("ravant doctor --restore " + kept)));
+  EXPECT_THAT(sandbox.run({"doctor"}).output, HasSubstr(kept + ", no fault was found"));
+
+  expectError(sandbox.run({"doctor", "--restore", "store-version-1-2026-11-21T090000.sqlite"}), 1, "as it was");
+  const json::value restored = sandbox.json({"doctor", "--restore", kept});
+  EXPECT_THAT(texts(sandbox.json({"project", "list"}), "path"), ElementsAre(project.string()));
+  std::ifstream before(std::string(restored.at("setAside").as_string()));
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(before), {}).substr(0, 16), "this is a letter");
+  EXPECT_FALSE(sandbox.run({"doctor"}).output.contains(kept));
+}
+
 TEST(Doctor, SaysWhatClaudeCodeNeedsToRunAsRoot) {
   if (::geteuid() != 0) GTEST_SKIP() << "not run as root";
   Sandbox sandbox;

@@ -8,7 +8,7 @@
 
 #include "platform/clock/clock.hpp"
 
-namespace ravant::cli {
+namespace ravant {
 
 /// To the minute, as people at this machine read it. Any year that has four digits.
 inline std::string localTime(Timestamp time) {
@@ -16,4 +16,4 @@ inline std::string localTime(Timestamp time) {
   return fmt::format("{:%Y-%m-%d %H:%M}", fmt::localtime(static_cast<std::time_t>(second.count())));
 }
 
-}  // namespace ravant::cli
+}  // namespace ravant
