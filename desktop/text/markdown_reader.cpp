@@ -14,6 +14,8 @@
 namespace ravant::desktop {
 namespace {
 
+using namespace std::literals;
+
 constexpr std::size_t kMostSaid = 8;
 constexpr std::size_t kSaidOfAnything = 256;
 constexpr std::size_t kMostColumns = 128;
@@ -312,10 +314,6 @@ void MarkdownReader::beginLink(OpenSpan& span) {
 void MarkdownReader::text(MD_TEXTTYPE type, const MD_CHAR* text, MD_SIZE size) {
   said_ += size;
   switch (type) {
-    case MD_TEXT_NULLCHAR:
-      written(text, size);
-      run_ += "\uFFFD";
-      return;
     case MD_TEXT_BR:
       flush();
       html_.breakLine();
@@ -327,8 +325,41 @@ void MarkdownReader::text(MD_TEXTTYPE type, const MD_CHAR* text, MD_SIZE size) {
     case MD_TEXT_ENTITY:
       run_ += characterOfEntity(written(text, size));
       return;
-    default:
-      addRun(written(text, size));
+    default: {
+      const std::string_view run = written(text, size);
+      if (isTop() && open_.back().type == MD_BLOCK_CODE) keepTabs(run);
+      addRun(run);
+    }
+  }
+}
+
+/// md4c writes blanks for the tabs that begin a line of code. `run` comes behind them: they are put back.
+void MarkdownReader::keepTabs(std::string_view run) {
+  constexpr std::size_t kTab = 4;
+  const std::less_equal<> isBefore;
+  if (!isBefore(markdown_.begin(), run.begin()) || !isBefore(run.end(), markdown_.end())) return;
+  const std::string_view before(markdown_.begin(), run.begin());
+  const std::string_view indent = before.substr(before.find_last_not_of(" \t") + 1);
+  if (!indent.contains('\t') ||
+      (indent.size() < before.size() && !"\r\n"sv.contains(before[before.size() - indent.size() - 1])))
+    return;
+  const std::size_t blanks = run_.find_last_not_of(' ') + 1;
+  if (blanks > 0 && run_[blanks - 1] != '\n') return;
+  std::size_t columns = 0;
+  for (const char blank : indent) columns = blank == '\t' ? (columns / kTab + 1) * kTab : columns + 1;
+  const std::size_t shown = run_.size() - blanks;
+  if (shown > columns) return;
+  run_.resize(blanks);
+  std::size_t column = 0;
+  for (const char blank : indent) {
+    const std::size_t begin = column;
+    column = blank == '\t' ? (column / kTab + 1) * kTab : column + 1;
+    const std::size_t hidden = columns - shown;
+    if (begin >= hidden) {
+      run_ += blank;
+    } else if (column > hidden) {
+      run_.append(column - hidden, ' ');
+    }
   }
 }
 
@@ -379,9 +410,7 @@ std::string MarkdownReader::value(const MD_ATTRIBUTE& attribute) {
   for (std::size_t i = 0; attribute.substr_offsets[i] < attribute.size; ++i) {
     const auto begin = attribute.substr_offsets[i];
     const std::string_view part = written(attribute.text + begin, attribute.substr_offsets[i + 1] - begin);
-    value += attribute.substr_types[i] == MD_TEXT_ENTITY     ? characterOfEntity(part)
-             : attribute.substr_types[i] == MD_TEXT_NULLCHAR ? "\uFFFD"
-                                                             : std::string(part);
+    value += attribute.substr_types[i] == MD_TEXT_ENTITY ? characterOfEntity(part) : std::string(part);
   }
   return value;
 }

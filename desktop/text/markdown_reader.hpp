@@ -59,6 +59,7 @@ class MarkdownReader {
   void endCell(MD_BLOCKTYPE type);
   void beginLink(OpenSpan& span);
   void closeSpan();
+  void keepTabs(std::string_view run);
   void addRun(std::string_view text);
   void writeMark();
   void flush();

@@ -105,6 +105,7 @@ void ParserInput::addLine(std::string_view line) {
   if (isTableRow(line)) return addCells(line);
   const std::size_t begin = text_.size();
   text_ += line;
+  std::replace(text_.begin() + static_cast<std::ptrdiff_t>(begin), text_.end(), '\0', kInert);
   flatten(std::span(text_).subspan(begin));
 }
 

@@ -10,7 +10,8 @@ namespace ravant::desktop {
 /// What md4c is given of a text, and which bytes of the text stand behind it: what is shown is always taken from there.
 ///
 /// Nothing is left in it that takes md4c more than linear time: marks of containers that are nested beyond a hundred in
-/// a line, and the brackets of paragraphs with very many lines and brackets, are plain characters. The lines below the
+/// a line, and the brackets of paragraphs with very many lines and brackets, are plain characters. So is the
+/// character NUL, which it tells twice. The lines below the
 /// headers of tables have the three dashes that it asks for, where GitHub is content with one, and their empty
 /// cells have the blank without which it passes them over.
 class ParserInput {

@@ -11,7 +11,7 @@ namespace ravant::desktop {
 namespace {
 
 constexpr std::string_view kUrlMarks = "-._~:/?#[]@!$&'()*+,;=%";
-constexpr std::string_view kMailMarks = "-._~@!$'*+=%";
+constexpr std::string_view kMailMarks = "-._~@!$'*+=";
 constexpr std::string_view kSchemeEnd = "://";
 
 bool isLetter(char byte) { return (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z'); }
@@ -102,8 +102,8 @@ std::optional<std::string> externalHref(std::string_view target) {
   std::string_view rest = target.substr(colon + 1);
   if (scheme == "mailto") {
     rest = rest.substr(0, rest.find('?'));
-    if (!rest.contains('@')) return std::nullopt;
-    return "mailto:" + percentEncoded(rest, kMailMarks);
+    const std::string address = percentEncoded(rest, kMailMarks);
+    return address.contains('@') && !address.contains('%') ? std::optional("mailto:" + address) : std::nullopt;
   }
   if ((scheme != "https" && scheme != "http") || !rest.starts_with("//")) return std::nullopt;
   rest.remove_prefix(2);

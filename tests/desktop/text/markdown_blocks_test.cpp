@@ -94,6 +94,9 @@ INSTANTIATE_TEST_SUITE_P(
         BlocksRow{"fences",
                   "```c++ x.cpp\r\n\r\na\t\"\r\n```\r\n~~~\n```\n~~~\n\n    in\n\n    dented",
                   {"code c++: \na\t\"", "code -: ```", "code -: in\n\ndented"}},
+        BlocksRow{"tabsOfCode",
+                  "```\n\ta\tb\n \t\tc\n```\n ```\n\td\n  e\n ```\n\n\tf\n\t\tg\n  \t  \th",
+                  {"code -: \ta\tb\n \t\tc", "code -:    d\n e", "code -: f\n\tg\n  \th"}},
         BlocksRow{"unfinishedFence", "a\n```py\nprint(", {"prose: a", "code py: print("}},
         BlocksRow{"fenceJustBegun", "```", {"code -: "}},
         BlocksRow{"table",
@@ -115,6 +118,8 @@ INSTANTIATE_TEST_SUITE_P(
         // The parser closes what it has not opened.
         BlocksRow{"marksInTargets", "![](**w&)*", {"prose: **w&amp;"}},
         BlocksRow{"onlyDefinitions", "[a]: https://example.com", {"written: [a]: https://example.com"}},
+        BlocksRow{
+            "nul", std::string_view("a\0b\n\n```\nc\0\0d\n```", 17), {"prose: a␀b", std::string("code -: c\0\0d", 12)}},
         BlocksRow{"invalidUtf8", "a\xFF\n\n```\n\xC3\n```", {"prose: a\uFFFD", "code -: \uFFFD"}}),
     [](const auto& row) { return std::string(row.param.name); });
 
