@@ -1,0 +1,68 @@
+import QtQuick
+import Ravant.Composer
+import Ravant.Controls
+import Ravant.Theme
+
+/// A prompt that waits.
+ListRow {
+    id: row
+
+    required property QueuedPrompts queue
+    required property int index
+    required property string text
+    required property bool isFirst
+    required property bool isLast
+
+    function openMenu() { menu.popup(row, Theme.unit * 4, -menu.implicitHeight) }
+
+    implicitHeight: Theme.smallRowHeight
+    onClicked: ListView.view.currentIndex = index
+    onMenuRequested: openMenu()
+
+    ThemeIcon {
+        id: mark
+
+        anchors { left: parent.left; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
+        name: "queue"
+    }
+    PlainLabel {
+        anchors { left: mark.right; leftMargin: Theme.unit * 2; right: actions.left; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        text: row.text
+        color: Theme.dim
+    }
+    Row {
+        id: actions
+
+        anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        IconButton {
+            height: Theme.smallRowHeight
+            focusPolicy: Qt.NoFocus
+            iconName: "pencil"
+            name: qsTr("Edit")
+            onClicked: row.queue.edit(row.index)
+        }
+        IconButton {
+            height: Theme.smallRowHeight
+            focusPolicy: Qt.NoFocus
+            iconName: "cross"
+            name: qsTr("Remove")
+            onClicked: row.queue.remove(row.index)
+        }
+        IconButton {
+            height: Theme.smallRowHeight
+            focusPolicy: Qt.NoFocus
+            iconName: "more"
+            name: qsTr("More")
+            onClicked: row.openMenu()
+        }
+    }
+    MenuPopup {
+        id: menu
+
+        MenuEntry { text: qsTr("Edit"); onTriggered: row.queue.edit(row.index) }
+        MenuEntry { text: qsTr("Send now"); onTriggered: row.queue.sendNow(row.index) }
+        MenuEntry { text: qsTr("Move up"); enabled: !row.isFirst; onTriggered: row.queue.move(row.index, -1) }
+        MenuEntry { text: qsTr("Move down"); enabled: !row.isLast; onTriggered: row.queue.move(row.index, 1) }
+        MenuEntry { text: qsTr("Remove"); keys: "Delete"; onTriggered: row.queue.remove(row.index) }
+    }
+}

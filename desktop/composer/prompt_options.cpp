@@ -1,0 +1,91 @@
+#include "desktop/composer/prompt_options.hpp"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "app/default_model.hpp"
+#include "app/model_efforts.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+void chooseAgentOf(const Conversation& conversation, const std::vector<Agent>& all, PromptOptions& options) {
+  const auto own = std::ranges::find_if(all, [&](const Agent& agent) { return agent.id == conversation.agent; });
+  if (own != all.end()) {
+    options.agent = *own;
+    if (own->enabled) return;
+    options.obstacle =
+        fmt::format("The agent {0} is disabled; enable it with: ravant agent enable {0}", rawValue(own->type));
+  } else if (const auto type = conversation.foreignAgentType) {
+    options.obstacle = fmt::format(
+        "The agent of this conversation, {0}, is not registered; add it with: ravant agent add {0}", rawValue(*type));
+  } else {
+    options.obstacle = "The agent of this conversation was removed; begin a new one.";
+  }
+}
+
+awaitable<void> chooseAgentOfNew(Application& application, std::optional<AgentId> wanted, PromptOptions& options) {
+  const auto chosen = std::ranges::find_if(options.agents, [&](const Agent& agent) { return agent.id == wanted; });
+  if (chosen != options.agents.end()) {
+    options.agent = *chosen;
+    co_return;
+  }
+  for (const Agent& agent : options.agents) {
+    if (agent.type == AgentType::ravant && !co_await hasProviderKey(application)) continue;
+    options.agent = agent;
+    co_return;
+  }
+  if (!options.agents.empty()) {
+    options.agent = options.agents.front();
+  } else {
+    options.obstacle = "There is no enabled agent: add one with: ravant agent add claude";
+  }
+}
+
+awaitable<void> readModels(Application& application, std::vector<Agent> agents, PromptOptions& options) {
+  for (const Agent& agent : agents) {
+    for (AgentModel& model : co_await application.agents().models(agent.id)) {
+      if (!model.enabled || model.visibility != AgentModelVisibility::listed) continue;
+      options.models.push_back({.agent = agent, .slug = std::move(model.slug), .displayName = model.displayName});
+    }
+  }
+}
+
+}  // namespace
+
+awaitable<PromptOptions> readPromptOptions(Application& application, std::optional<Conversation> conversation,
+                                           WantedOptions wanted) {
+  PromptOptions options;
+  const std::vector<Agent> all = co_await application.agents().agents();
+  std::ranges::copy_if(all, std::back_inserter(options.agents), &Agent::enabled);
+  if (conversation) {
+    chooseAgentOf(*conversation, all, options);
+  } else {
+    co_await chooseAgentOfNew(application, wanted.agent, options);
+  }
+  if (!options.agent) co_return options;
+  if (!conversation && wanted.agent && wanted.agent != options.agent->id) wanted = {};
+  const Agent agent = *options.agent;
+  co_await readModels(application, conversation ? std::vector{agent} : options.agents, options);
+  auto slug = std::move(wanted.model);
+  if (!slug && conversation) slug = conversation->lastUsedModel;
+  if (!slug) slug = co_await defaultModel(application, agent);
+  if (!slug) {
+    if (options.obstacle.empty()) {
+      options.obstacle = fmt::format("The agent {0} has no enabled model; add one with: ravant model add {0} SLUG",
+                                     rawValue(agent.type));
+    }
+    co_return options;
+  }
+  options.model = *std::move(slug);
+  options.efforts = co_await effortsOf(application.agents(), agent, options.model);
+  auto effort = std::move(wanted.effort);
+  if (!effort && conversation) effort = conversation->lastUsedEffortRawValue;
+  const bool isTaken =
+      effort && !effort->empty() && (!options.efforts || std::ranges::count(*options.efforts, *effort) > 0);
+  if (isTaken) options.effort = std::move(effort);
+  co_return options;
+}
+
+}  // namespace ravant::desktop

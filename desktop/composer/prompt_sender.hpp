@@ -1,0 +1,101 @@
+#pragma once
+
+#include <QObject>
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "app/prompt_queue.hpp"
+#include "core/store/draft_store.hpp"
+#include "desktop/program/store_changes.hpp"
+
+namespace ravant::desktop {
+
+/// What is to be sent, as it stood in the composer.
+struct PromptOrder {
+  std::string prompt;
+  Project project;
+  std::optional<ConversationId> conversation;  ///< nothing for a new one
+  AgentId agent;
+  std::string model;
+  std::optional<std::string> effort;
+
+  DraftPlace place() const;
+};
+
+/// A prompt that was not sent, with the reason; nothing of it is stored. Whoever shows its place takes it back into the
+/// field.
+struct RefusedPrompt {
+  DraftPlace place;
+  std::string prompt;
+  std::string words;
+  bool isTaken = false;
+};
+
+/// Sends prompts to their end, whatever the window shows meanwhile.
+///
+/// The draft of a prompt stays until the prompt is stored. One that is refused goes back to who shows its place, else
+/// into the place's draft, in front of what stands there. On the interface thread; lives as long as one of its
+/// operations is under way.
+class PromptSender final : public QObject, public std::enable_shared_from_this<PromptSender> {
+  Q_OBJECT
+
+ public:
+  /// Both outlive this.
+  PromptSender(Application& application, StoreChanges& changes);
+
+  DraftStore& drafts() { return *drafts_; }
+  QueuedPromptStore& prompts() { return queue_.prompts(); }
+
+  void send(PromptOrder order);
+  /// Behind the other prompts of the conversation, or in front of them.
+  enum class QueueEnd { back, front };
+  void queue(PromptOrder order, QueueEnd end);
+  /// Sends the prompt of the queue before all others: at once, or when the run of its conversation is over.
+  void sendFromQueue(ConversationId conversation, QueuedPromptId prompt);
+  void stop(ConversationId conversation);
+
+  /// Whether a prompt is on its way there that no transcript has yet.
+  bool isUnderWay(const DraftPlace& place) const;
+  /// The same of this very text.
+  bool isUnderWay(const DraftPlace& place, const std::string& text) const;
+
+ Q_SIGNALS:
+  /// The new conversation is there, and its prompt on its way.
+  void began(ravant::ProjectId project, ravant::ConversationId conversation);
+  void refused(ravant::desktop::RefusedPrompt* prompt);
+  /// `isUnderWay` may have changed.
+  void underWayChanged();
+
+ private:
+  enum class Way { run, queue };
+  struct UnderWay {
+    Way way;
+    std::string prompt;
+    DraftPlace draft;  ///< where its text stands
+    DraftPlace place;  ///< where it goes; a refused one returns there
+    bool isStored = false;
+  };
+
+  std::shared_ptr<UnderWay> enter(const PromptOrder& order, Way way);
+  void leave(const std::shared_ptr<UnderWay>& entry);
+  void itemWasAdded(ConversationId conversation);
+  static awaitable<void> sendToEnd(std::shared_ptr<PromptSender> self, PromptOrder order,
+                                   std::shared_ptr<UnderWay> entry);
+  static awaitable<void> addToQueue(std::shared_ptr<PromptSender> self, PromptOrder order, QueueEnd end,
+                                    std::shared_ptr<UnderWay> entry);
+  static awaitable<void> sendQueued(std::shared_ptr<PromptSender> self, ConversationId conversation,
+                                    QueuedPromptId prompt);
+  static awaitable<void> dropDraft(std::shared_ptr<DraftStore> drafts, DraftPlace place, std::string text);
+  awaitable<void> submit(PromptOrder order, std::shared_ptr<UnderWay> entry);
+  awaitable<void> putFirst(ConversationId conversation, QueuedPromptId prompt);
+  awaitable<void> giveBack(DraftPlace place, std::string prompt, std::string words);
+
+  Application& application_;
+  PromptQueue queue_;
+  std::shared_ptr<DraftStore> drafts_;
+  std::list<std::shared_ptr<UnderWay>> underWay_;
+};
+
+}  // namespace ravant::desktop

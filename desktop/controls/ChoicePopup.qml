@@ -1,0 +1,102 @@
+import QtQuick
+import QtQuick.Controls.Basic as Basic
+import Ravant.Theme
+
+/// A list to choose from by the arrow keys, below a field that narrows it. Opens above what it belongs to.
+Basic.Popup {
+    id: popup
+
+    /// Its rows have a name, a detail, a section and whether they are chosen.
+    required property QtObject model
+    /// Of the field.
+    required property string name
+    /// Where the list begins.
+    property int initialRow
+    readonly property alias filter: search.text
+
+    signal chosen(int row)
+
+    y: -height - Theme.unit
+    width: Theme.unit * 80
+    height: Math.min(Theme.unit * 90, list.contentHeight + search.height + Theme.unit * 4)
+    padding: Theme.unit
+    focus: true
+    closePolicy: Basic.Popup.CloseOnEscape | Basic.Popup.CloseOnPressOutside
+    onAboutToShow: search.clear()
+    onOpened: list.currentIndex = initialRow
+    onChosen: close()
+    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
+
+    contentItem: Item {
+        TextLine {
+            id: search
+
+            anchors { top: parent.top; left: parent.left; right: parent.right; margins: Theme.unit }
+            name: popup.name
+            placeholderText: popup.name
+            focus: true
+            onTextChanged: list.currentIndex = 0
+            Keys.onUpPressed: list.decrementCurrentIndex()
+            Keys.onDownPressed: list.incrementCurrentIndex()
+            onAccepted: if (list.currentIndex >= 0) popup.chosen(list.currentIndex)
+        }
+        ListView {
+            id: list
+
+            anchors { top: search.bottom; topMargin: Theme.unit; left: parent.left; right: parent.right; bottom: parent.bottom }
+            clip: true
+            boundsBehavior: Flickable.StopAtBounds
+            model: popup.model
+            highlightMoveDuration: 0
+            Basic.ScrollBar.vertical: VerticalScroll {}
+            Accessible.role: Accessible.List
+            Accessible.name: popup.name
+            section.property: "section"
+            section.delegate: PlainLabel {
+                required property string section
+
+                leftPadding: Theme.unit * 3
+                height: section === "" ? 0 : Theme.unit * 6
+                visible: section !== ""
+                text: section
+                color: Theme.faint
+                font.pixelSize: Theme.noteSize
+            }
+            delegate: ListRow {
+                id: row
+
+                required property int index
+                required property string detail
+                required property bool isChosen
+
+                width: ListView.view.width
+                selected: ListView.isCurrentItem
+                Accessible.description: isChosen ? qsTr("chosen") : detail
+                onClicked: popup.chosen(index)
+
+                PlainLabel {
+                    id: words
+
+                    anchors { left: parent.left; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
+                    width: Math.min(implicitWidth, parent.width - Theme.unit * 12)
+                    text: row.name
+                }
+                PlainLabel {
+                    anchors { left: words.right; leftMargin: Theme.unit * 2; right: mark.left; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
+                    text: row.detail
+                    color: Theme.faint
+                    elide: Text.ElideMiddle
+                    font.pixelSize: Theme.noteSize
+                }
+                ThemeIcon {
+                    id: mark
+
+                    anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
+                    visible: row.isChosen
+                    name: "check"
+                    color: Theme.accent
+                }
+            }
+        }
+    }
+}
