@@ -23,6 +23,8 @@ Item {
     required property string iconName
     required property string name
     required property bool isSelected
+    /// Of code, for a `TextPainter`.
+    required property var paint
     required property TranscriptWindow rows
     required property ProseStyle style
 

@@ -24,5 +24,5 @@ TextEdit {
     onSelectedTextChanged: if (selectedText !== "") row.textSelected(edit)
 
     HoverHandler { cursorShape: edit.hoveredLink !== "" ? Qt.PointingHandCursor : Qt.IBeamCursor }
-    TextPainter { document: edit.textDocument; marked: edit.row.rows.markedText }
+    TextPainter { document: edit.textDocument; code: edit.row.paint; marked: edit.row.rows.markedText }
 }

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <algorithm>
 #include <chrono>
+#include <tuple>
 
 #include "core/overloaded.hpp"
 #include "desktop/text/html_writer.hpp"
@@ -57,9 +58,23 @@ QString joined(std::span<const std::string_view> lines) {
   return shown(text);
 }
 
+std::shared_ptr<const CodePaint> paintOf(const QString& text, const Highlighter& highlighter,
+                                         Highlighter::State& state) {
+  auto paint = std::make_shared<CodePaint>();
+  bool isPainted = false;
+  for (const QStringView line : QStringView(text).split(QLatin1Char('\n'))) {
+    paint->lines.push_back(highlighter.line({line.utf16(), static_cast<std::size_t>(line.size())}, state));
+    isPainted = isPainted || !paint->lines.back().empty();
+  }
+  return isPainted ? paint : nullptr;
+}
+
 /// Code of which the first lines are shown, or all in pieces.
-void addCode(std::vector<TranscriptRow>& rows, const TranscriptRow& base, std::string_view text, bool isWhole) {
+void addCode(std::vector<TranscriptRow>& rows, const TranscriptRow& base, std::string_view language,
+             std::string_view text, bool isWhole) {
   const auto lines = linesOf(text);
+  const Highlighter highlighter(language);
+  Highlighter::State state;
   const auto count = static_cast<int>(lines.size());
   const QString source = QString::fromStdString(std::string(text));
   const int shownLines = isWhole || count <= kShownLines ? count : kShownLines;
@@ -73,6 +88,7 @@ void addCode(std::vector<TranscriptRow>& rows, const TranscriptRow& base, std::s
     row.hiddenLines = row.closesBlock ? count - shownLines : 0;
     row.text = joined(std::span(lines).subspan(static_cast<std::size_t>(begin), static_cast<std::size_t>(length)));
     row.name = cut(words("Code, %1: ").arg(base.label.isEmpty() ? words("plain") : base.label) + row.text);
+    row.paint = paintOf(row.text, highlighter, state);
     row.source = source;
     rows.push_back(std::move(row));
   }
@@ -279,6 +295,16 @@ std::vector<TranscriptRow> markerRows(const ShownItem& shownItem, RowKind kind, 
 
 }  // namespace
 
+bool TranscriptRow::operator==(const TranscriptRow& other) const {
+  const auto plain = [](const TranscriptRow& row) {
+    return std::tie(row.kind, row.key, row.item, row.invocation, row.block, row.isFirst, row.isLast, row.opensBlock,
+                    row.closesBlock, row.isOpen, row.isGrowing, row.canAct, row.outcome, row.level, row.hiddenLines,
+                    row.html, row.text, row.label, row.detail, row.icon, row.name, row.source);
+  };
+  const bool isPaintedAlike = paint == other.paint || (paint && other.paint && *paint == *other.paint);
+  return isPaintedAlike && plain(*this) == plain(other);
+}
+
 QString shown(std::string_view text) { return QString::fromStdString(shownText(text)); }
 
 bool isRunning(const ConversationItem& item) {
@@ -329,8 +355,9 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
     row.block = static_cast<int>(index);
     if (row.kind != RowKind::table && block.html.size() > kLongestProse) row.kind = RowKind::code;
     if (row.kind == RowKind::code) {
-      row.label = shown(block.language.value_or(""));
-      addCode(rows, row, block.source, folds.whole.contains(row.block));
+      const std::string language = block.language.value_or("");
+      row.label = shown(languageName(language));
+      addCode(rows, row, language, block.source, folds.whole.contains(row.block));
       continue;
     }
     row.html = QString::fromStdString(block.table ? htmlOf(*block.table) : block.html);

@@ -15,8 +15,8 @@ constexpr std::size_t kMostReadHere = 100 * 1000;
 }  // namespace
 
 bool TranscriptWindow::Work::isNone() const {
-  return !opens && !around && !place && !isBehindRead && inserted.empty() && !isSummaryRead && !isRunOver && items.empty() &&
-         invocations.empty() && texts.empty() && !isOlderRead && !isNewerRead && !isSeen;
+  return !opens && !around && !place && !isBehindRead && inserted.empty() && !isSummaryRead && !isRunOver &&
+         items.empty() && invocations.empty() && texts.empty() && !isOlderRead && !isNewerRead && !isSeen;
 }
 
 void TranscriptWindow::work() {

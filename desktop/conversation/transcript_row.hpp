@@ -1,10 +1,14 @@
 #pragma once
 
+#include <QMetaType>
 #include <QString>
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "core/conversation_item.hpp"
+#include "desktop/text/highlighter.hpp"
 
 namespace ravant::desktop {
 
@@ -28,6 +32,13 @@ enum class RowKind : std::uint8_t {
 };
 
 enum class RowOutcome : std::uint8_t { none, running, done, failed };
+
+/// The spans of each line of a piece of code.
+struct CodePaint {
+  std::vector<std::vector<CodeSpan>> lines;
+
+  bool operator==(const CodePaint&) const = default;
+};
 
 /// One row of a transcript as it is shown.
 struct TranscriptRow {
@@ -58,7 +69,12 @@ struct TranscriptRow {
   /// What is copied of a code block or a call's text.
   QString source = {};
 
-  bool operator==(const TranscriptRow&) const = default;
+  /// Null where nothing is painted.
+  std::shared_ptr<const CodePaint> paint = {};
+
+  bool operator==(const TranscriptRow& other) const;
 };
 
 }  // namespace ravant::desktop
+
+Q_DECLARE_METATYPE(std::shared_ptr<const ravant::desktop::CodePaint>)

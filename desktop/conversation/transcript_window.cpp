@@ -483,6 +483,8 @@ QVariant TranscriptWindow::data(const QModelIndex& index, int role) const {
       return row.name;
     case isSelectedRole:
       return selected_.contains(row.item);
+    case paintRole:
+      return QVariant::fromValue(row.paint);
     default:
       return {};
   }
@@ -507,7 +509,8 @@ QHash<int, QByteArray> TranscriptWindow::roleNames() const {
           {detailRole, "detail"},
           {iconRole, "iconName"},
           {nameRole, "name"},
-          {isSelectedRole, "isSelected"}};
+          {isSelectedRole, "isSelected"},
+          {paintRole, "paint"}};
 }
 
 }  // namespace ravant::desktop

@@ -85,7 +85,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     detailRole,
     iconRole,
     nameRole,
-    isSelectedRole
+    isSelectedRole,
+    paintRole
   };
 
   static constexpr std::size_t kMostRows = 600;

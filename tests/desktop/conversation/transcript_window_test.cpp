@@ -81,7 +81,7 @@ TEST_F(TranscriptWindowTest, ShowsEachBlockAndEachCallAsARow) {
               ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::code, RowKind::table, RowKind::toolGroup));
   EXPECT_EQ(window.rows()[0].name, QStringLiteral("You: Why is it slow?"));
   EXPECT_EQ(window.rows()[1].name, QStringLiteral("Claude Code: Because of this:"));
-  EXPECT_EQ(window.rows()[2].name, QStringLiteral("Code, cpp: int a;"));
+  EXPECT_EQ(window.rows()[2].name, QStringLiteral("Code, C++: int a;"));
   EXPECT_THAT(window.rows()[4].name.toStdString(), testing::StartsWith("Tool calls: "));
 
   window.setOpen(4, true);
