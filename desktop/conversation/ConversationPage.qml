@@ -1,5 +1,54 @@
 import QtQuick
+import Ravant.Conversation
+import Ravant.Program
 
 /// A conversation: its head and its transcript.
 FocusScope {
+    id: page
+
+    readonly property string conversation: visible ? Workbench.conversation : ""
+
+    TranscriptWindow {
+        id: window
+
+        conversation: page.conversation
+        isLookedAt: page.visible && Workbench.active && transcript.isAtEnd
+        markedText: words.text
+    }
+    ConversationHead { id: headModel; conversation: page.conversation }
+    TranscriptFind { id: words; conversation: page.conversation; onFound: item => window.jumpToItem(item) }
+    LinkOpener { id: links; conversation: page.conversation }
+
+    HeadBar {
+        id: head
+
+        anchors { top: parent.top; left: parent.left; right: parent.right }
+        head: headModel
+        onFindRequested: find.open()
+        onRenamed: transcript.forceActiveFocus()
+    }
+    FindBar {
+        id: find
+
+        anchors { top: head.bottom; left: parent.left; right: parent.right }
+        search: words
+        onClosed: transcript.forceActiveFocus()
+    }
+    Transcript {
+        id: transcript
+
+        anchors { top: find.visible ? find.bottom : head.bottom; left: parent.left; right: parent.right; bottom: parent.bottom }
+        focus: true
+        clip: true
+        rows: window
+        onFollow: link => links.open(link)
+        onHover: link => transcript.hoveredLink = links.target(link)
+        onTryAgain: item => headModel.tryAgain(item)
+        onGoOn: headModel.goOn()
+    }
+    CommandHandler { command: "find"; enabled: page.visible; onTriggered: find.open() }
+    CommandHandler { command: "findNext"; enabled: page.visible && words.text !== ""; onTriggered: words.next() }
+    CommandHandler { command: "findPrevious"; enabled: page.visible && words.text !== ""; onTriggered: words.previous() }
+    CommandHandler { command: "rename"; enabled: page.visible; onTriggered: head.rename() }
+    CommandHandler { command: "archive"; enabled: page.visible; onTriggered: headModel.archive() }
 }

@@ -1,0 +1,74 @@
+import QtQuick
+import Ravant.Controls
+import Ravant.Theme
+
+/// A block of code, or a piece of one, which scrolls sideways by itself.
+Item {
+    id: code
+
+    required property RowItem row
+
+    implicitHeight: head.height + view.height + more.height
+
+    Rectangle {
+        anchors.fill: parent
+        anchors.topMargin: code.row.opensBlock ? 0 : -8
+        anchors.bottomMargin: code.row.closesBlock ? 0 : -8
+        radius: 8
+        color: Theme.sunken
+        border { width: 1; color: Theme.line }
+    }
+    Rectangle {
+        visible: !code.row.opensBlock
+        anchors { left: parent.left; right: parent.right; top: parent.top; margins: 1; topMargin: -8 }
+        height: 9
+        color: Theme.sunken
+    }
+    Item {
+        id: head
+
+        visible: code.row.opensBlock
+        width: parent.width
+        height: visible ? Theme.unit * 8 : 0
+        PlainLabel {
+            anchors { left: parent.left; leftMargin: Theme.unit * 3; right: copy.left; verticalCenter: parent.verticalCenter }
+            text: code.row.label
+            color: Theme.dim
+            font { family: Theme.codeFont; pixelSize: Theme.secondarySize; preferShaping: false }
+        }
+        IconButton {
+            id: copy
+
+            anchors { right: parent.right; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
+            iconName: "copy"
+            name: qsTr("Copy")
+            focusPolicy: Qt.NoFocus
+            onClicked: code.row.rows.copyBlock(code.row.index)
+        }
+        Divider { anchors { bottom: parent.bottom; left: parent.left; right: parent.right; margins: 1; bottomMargin: 0 } height: 1 }
+    }
+    Flickable {
+        id: view
+
+        anchors { top: head.bottom; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: 1 }
+        height: words.implicitHeight + Theme.unit * (code.row.opensBlock ? 2.5 : 0) + Theme.unit * (code.row.closesBlock ? 2.5 : 0)
+        contentWidth: words.width + Theme.unit * 6
+        contentHeight: height
+        clip: contentWidth > width
+        interactive: contentWidth > width
+        flickableDirection: Flickable.HorizontalFlick
+        boundsBehavior: Flickable.StopAtBounds
+
+        RowText {
+            id: words
+
+            row: code.row
+            x: Theme.unit * 3
+            y: code.row.opensBlock ? Theme.unit * 2.5 : 0
+            wrapMode: TextEdit.NoWrap
+            text: code.row.words
+            font { family: Theme.codeFont; pixelSize: Theme.secondarySize; preferShaping: false }
+        }
+    }
+    MoreButton { id: more; row: code.row; anchors { top: view.bottom; left: parent.left; leftMargin: Theme.unit } }
+}

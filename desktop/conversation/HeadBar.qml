@@ -1,0 +1,94 @@
+import QtQuick
+import Ravant.Conversation
+import Ravant.Controls
+import Ravant.Program
+import Ravant.Theme
+
+/// What stands above a transcript.
+Item {
+    id: bar
+
+    required property ConversationHead head
+    property bool isRenaming: false
+
+    signal findRequested
+    signal renamed
+
+    function rename() { field.text = head.title; isRenaming = true; field.forceActiveFocus(); field.selectAll() }
+    function keep() { if (isRenaming) { isRenaming = false; head.rename(field.text); renamed() } }
+    function drop() { isRenaming = false; renamed() }
+
+    implicitHeight: Theme.headHeight
+
+    Row {
+        id: ways
+
+        anchors { left: parent.left; leftMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        IconButton {
+            iconName: "chevron-left"
+            name: qsTr("Back")
+            keys: Workbench.keys("goBack", Workbench.commandsRevision)
+            enabled: Workbench.canRun("goBack", Workbench.commandsRevision)
+            onClicked: Workbench.run("goBack")
+        }
+        IconButton {
+            iconName: "chevron-right"
+            name: qsTr("Forward")
+            keys: Workbench.keys("goForward", Workbench.commandsRevision)
+            enabled: Workbench.canRun("goForward", Workbench.commandsRevision)
+            onClicked: Workbench.run("goForward")
+        }
+    }
+    Column {
+        anchors { left: ways.right; leftMargin: Theme.unit * 2; right: buttons.left; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
+        visible: !bar.isRenaming
+        PlainLabel {
+            width: parent.width
+            text: bar.head.title
+            font { pixelSize: Theme.interfaceSize; weight: Font.DemiBold }
+            Accessible.ignored: false
+            Accessible.role: Accessible.Heading
+            Accessible.name: text
+        }
+        PlainLabel {
+            width: parent.width
+            text: bar.head.line
+            color: Theme.dim
+            font.pixelSize: Theme.secondarySize
+            Accessible.ignored: text === ""
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+    }
+    TextLine {
+        id: field
+
+        anchors { left: ways.right; leftMargin: Theme.unit; right: buttons.left; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
+        visible: bar.isRenaming
+        name: qsTr("Title")
+        Keys.onReturnPressed: bar.keep()
+        Keys.onEscapePressed: bar.drop()
+        onActiveFocusChanged: if (!activeFocus) bar.keep()
+    }
+    Row {
+        id: buttons
+
+        anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
+        spacing: Theme.unit
+        IconButton {
+            iconName: "search"
+            name: qsTr("Find")
+            keys: Workbench.keys("find", Workbench.commandsRevision)
+            onClicked: bar.findRequested()
+        }
+        IconButton { id: more; iconName: "more"; name: qsTr("More"); onClicked: menu.popup(more, 0, more.height) }
+    }
+    MenuPopup {
+        id: menu
+
+        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: bar.rename() }
+        MenuEntry { text: qsTr("Archive"); keys: Workbench.keys("archive", Workbench.commandsRevision); onTriggered: bar.head.archive() }
+        MenuEntry { text: qsTr("Copy conversation id"); onTriggered: bar.head.copyId() }
+    }
+    Divider { anchors { bottom: parent.bottom; left: parent.left; right: parent.right } height: 1 }
+}

@@ -1,0 +1,36 @@
+import QtQuick
+import Ravant.Conversation
+
+/// What every part of a row knows of it, and what it says to the transcript.
+Item {
+    required property int index
+    required property int kind
+    required property string item
+    required property bool isFirst
+    required property bool isLast
+    required property bool opensBlock
+    required property bool closesBlock
+    required property bool isOpen
+    required property bool isGrowing
+    required property bool canAct
+    required property int outcome
+    required property int level
+    required property int hiddenLines
+    required property string html
+    required property string words
+    required property string label
+    required property string detail
+    required property string iconName
+    required property string name
+    required property bool isSelected
+    /// Of code, for a `TextPainter`.
+    required property var paint
+    required property TranscriptWindow rows
+    required property ProseStyle style
+
+    signal toggled
+    signal acted
+    signal followed(string link)
+    signal hovered(string link)
+    signal textSelected(TextEdit edit)
+}

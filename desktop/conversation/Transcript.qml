@@ -1,0 +1,126 @@
+import QtQuick
+import Ravant.Conversation
+import Ravant.Controls
+import Ravant.Program
+import Ravant.Theme
+
+/// The rows of a conversation, from the top to the bottom. It follows the end while the reader is there.
+FocusScope {
+    id: transcript
+
+    required property TranscriptWindow rows
+    readonly property bool isAtEnd: follows && rows.isAtEnd
+    /// The row at which the walk by keys stands; -1 while the keyboard is elsewhere.
+    readonly property int keyboardRow: list.activeFocus ? list.currentIndex : -1
+    property bool follows: true
+    property int selectionAnchor: -1
+    property string hoveredLink
+    property TextEdit textSelection
+    readonly property ProseStyle style: ProseStyle {}
+
+    signal follow(string link)
+    signal hover(string link)
+    signal tryAgain(string item)
+    signal goOn
+
+    function selectIn(edit: TextEdit) { if (textSelection !== edit) { textSelection?.deselect(); textSelection = edit } }
+    function copy() { textSelection && textSelection.selectedText !== "" ? textSelection.copy() : rows.copy(list.currentIndex) }
+    function openMenu(row: int) { menu.row = row; menu.popup() }
+    function walk(row: int) { follows = false; list.currentIndex = row; list.positionViewAtIndex(row, ListView.Contain); selectionAnchor = row; rows.clearSelection(); follows = list.atYEnd && rows.isAtEnd }
+    function extend(row: int) { list.currentIndex = row; list.positionViewAtIndex(row, ListView.Contain); rows.select(selectionAnchor < 0 ? row : selectionAnchor, row) }
+    function toEnd() { follows = true; rows.jumpToEnd() }
+    function page(direction: int) { list.contentY = Math.max(list.originY, Math.min(list.originY + list.contentHeight - list.height, list.contentY + direction * (list.height - Theme.unit * 12))); follows = list.atYEnd && rows.isAtEnd }
+    function currentRow(): int { return list.currentIndex >= 0 ? list.currentIndex : list.indexAt(list.width / 2, list.contentY + list.height / 2) }
+
+    ListView {
+        id: list
+
+        function keepEnd() { if (transcript.follows) positionViewAtEnd() }
+        function look() { transcript.rows.showing(indexAt(width / 2, contentY), indexAt(width / 2, contentY + height - 1), (contentY - originY) / Math.max(1, height), (originY + contentHeight - contentY - height) / Math.max(1, height)) }
+
+        anchors.fill: parent
+        focus: true
+        activeFocusOnTab: true
+        model: transcript.rows
+        cacheBuffer: 600
+        boundsBehavior: Flickable.StopAtBounds
+        keyNavigationEnabled: false
+        highlightFollowsCurrentItem: false
+        currentIndex: -1
+        bottomMargin: Theme.unit * 6
+        Accessible.role: Accessible.List
+        Accessible.name: qsTr("Transcript")
+        onContentHeightChanged: Qt.callLater(keepEnd)
+        onHeightChanged: Qt.callLater(keepEnd)
+        onContentYChanged: { if (moving) transcript.follows = atYEnd && transcript.rows.isAtEnd; Qt.callLater(look) }
+        onMovementEnded: transcript.follows = atYEnd && transcript.rows.isAtEnd
+        onActiveFocusChanged: if (activeFocus && currentIndex < 0) currentIndex = transcript.rows.stopOf(count - 1)
+        Keys.onUpPressed: event => event.modifiers & Qt.ShiftModifier ? transcript.extend(transcript.rows.nextStop(currentIndex, -1)) : transcript.walk(transcript.rows.nextStop(currentIndex, -1))
+        Keys.onDownPressed: event => event.modifiers & Qt.ShiftModifier ? transcript.extend(transcript.rows.nextStop(currentIndex, 1)) : transcript.walk(transcript.rows.nextStop(currentIndex, 1))
+        Keys.onLeftPressed: transcript.rows.setOpen(currentIndex, false)
+        Keys.onRightPressed: transcript.rows.setOpen(currentIndex, true)
+        Keys.onReturnPressed: (currentItem as TranscriptRow)?.press()
+        Keys.onMenuPressed: transcript.openMenu(currentIndex)
+        Keys.onPressed: event => transcript.press(event)
+        delegate: TranscriptRow {
+            width: ListView.view.width
+            rows: transcript.rows
+            style: transcript.style
+            keyboardRow: transcript.keyboardRow
+            onToggled: transcript.rows.setOpen(index, !isOpen)
+            onActed: kind === TranscriptWindow.Failure ? transcript.tryAgain(item) : transcript.goOn()
+            onFollowed: link => transcript.follow(link)
+            onHovered: link => transcript.hover(link)
+            onTextSelected: edit => transcript.selectIn(edit)
+            onMenuRequested: transcript.openMenu(index)
+        }
+    }
+    function press(event: KeyEvent) {
+        event.accepted = true
+        if (event.matches(StandardKey.Copy)) copy()
+        else if (event.key === Qt.Key_PageUp) page(-1)
+        else if (event.key === Qt.Key_PageDown || event.key === Qt.Key_Space) page(1)
+        else if (event.key === Qt.Key_Home) { follows = false; rows.jumpToPlace(0) }
+        else if (event.key === Qt.Key_End) toEnd()
+        else event.accepted = false
+    }
+    Connections {
+        target: transcript.rows
+        function onJumped(row) { transcript.arrive(row) }
+    }
+    function arrive(row: int) {
+        follows = row < 0
+        if (row < 0) { list.positionViewAtEnd(); list.currentIndex = list.activeFocus ? rows.stopOf(list.count - 1) : -1 }
+        else { list.currentIndex = rows.stopOf(row); list.positionViewAtIndex(row, ListView.Center) }
+        Qt.callLater(list.look)
+    }
+    PlaceBar { anchors { top: parent.top; bottom: parent.bottom; right: parent.right } rows: transcript.rows; onMoved: transcript.follows = false }
+    PushButton {
+        anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; horizontalCenter: parent.horizontalCenter }
+        visible: !transcript.isAtEnd && transcript.rows.isOpened && list.count > 0
+        iconName: "arrow-down"
+        text: transcript.rows.newItems > 0 ? qsTr("%n new", "", transcript.rows.newItems) : qsTr("To the end")
+        onClicked: transcript.toEnd()
+    }
+    Rectangle {
+        anchors { left: parent.left; bottom: parent.bottom; margins: Theme.unit * 2 }
+        visible: target.text !== ""
+        width: target.width + Theme.unit * 4
+        height: Theme.rowHeight
+        radius: 6
+        color: Theme.raised
+        border { width: 1; color: Theme.line }
+        PlainLabel { id: target; anchors.centerIn: parent; width: Math.min(implicitWidth, transcript.width - Theme.unit * 12); text: transcript.hoveredLink; font.pixelSize: Theme.secondarySize }
+    }
+    MenuPopup {
+        id: menu
+
+        property int row: -1
+
+        MenuEntry { text: qsTr("Copy as Markdown"); keys: Workbench.keys("copyMessage", Workbench.commandsRevision); onTriggered: transcript.rows.copy(menu.row) }
+        MenuEntry { text: qsTr("Copy raw record"); onTriggered: transcript.rows.copyRecord(menu.row) }
+    }
+    CommandHandler { command: "copyMessage"; enabled: transcript.visible; onTriggered: transcript.rows.copy(transcript.currentRow()) }
+    CommandHandler { command: "previousPrompt"; enabled: transcript.visible; onTriggered: transcript.rows.jumpToPrompt(transcript.currentRow(), -1) }
+    CommandHandler { command: "nextPrompt"; enabled: transcript.visible; onTriggered: transcript.rows.jumpToPrompt(transcript.currentRow(), 1) }
+}

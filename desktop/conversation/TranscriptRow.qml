@@ -1,0 +1,72 @@
+import QtQuick
+import Ravant.Conversation
+import Ravant.Theme
+
+/// A row of a transcript, whichever kind it is of.
+RowItem {
+    id: self
+
+    /// The row at which the walk by keys stands; -1 while the keyboard is elsewhere.
+    required property int keyboardRow
+    readonly property bool isCurrent: keyboardRow >= 0 && rows.stopOf(index) === keyboardRow
+    readonly property bool isPartOfTools: kind === TranscriptWindow.ToolCall || kind === TranscriptWindow.ToolText
+    readonly property int space: isPartOfTools || !opensBlock ? 0 : isFirst ? Theme.unit * 4 : Theme.unit * 3
+
+    signal menuRequested
+
+    function press() { canAct ? acted() : toggled() }
+
+    implicitHeight: loader.height + space + (kind === TranscriptWindow.ToolText ? Theme.unit * 2 : 0)
+    Accessible.role: Accessible.ListItem
+    Accessible.name: name
+    Accessible.focusable: true
+    Accessible.focused: isCurrent && index === keyboardRow
+    Accessible.selectable: true
+    Accessible.selected: isSelected
+    Accessible.onPressAction: press()
+
+    Rectangle {
+        anchors { fill: loader; leftMargin: -Theme.unit * 2; rightMargin: -Theme.unit * 2; topMargin: -Theme.unit; bottomMargin: -Theme.unit }
+        visible: self.isSelected
+        radius: 6
+        color: Theme.selected
+    }
+    Rectangle {
+        anchors { top: loader.top; bottom: loader.bottom; right: loader.left; rightMargin: Theme.unit * 2 }
+        visible: self.isCurrent
+        width: 2
+        radius: 1
+        color: Theme.accent
+    }
+    Loader {
+        id: loader
+
+        x: Math.max(Theme.unit * 6, (self.width - width) / 2)
+        y: self.space
+        width: Math.min(Theme.unit * 190, self.width - Theme.unit * 12)
+        sourceComponent: self.kind === TranscriptWindow.UserMessage ? user
+            : self.kind === TranscriptWindow.Code ? code
+            : self.kind === TranscriptWindow.Table ? table
+            : self.kind === TranscriptWindow.Rule ? rule
+            : self.kind === TranscriptWindow.ToolGroup ? toolGroup
+            : self.kind === TranscriptWindow.ToolCall ? toolCall
+            : self.kind === TranscriptWindow.ToolText ? toolText
+            : self.kind === TranscriptWindow.Compaction || self.kind === TranscriptWindow.Unread ? mark
+            : self.kind === TranscriptWindow.Failure || self.kind === TranscriptWindow.Interrupted ? failure
+            : self.kind === TranscriptWindow.Reasoning || self.kind === TranscriptWindow.RunProgress ? progress
+            : prose
+    }
+    TapHandler { acceptedButtons: Qt.RightButton; onTapped: self.menuRequested() }
+
+    Component { id: user; UserRow { row: self } }
+    Component { id: prose; ProseRow { row: self } }
+    Component { id: code; CodeRow { row: self } }
+    Component { id: table; TableRow { row: self } }
+    Component { id: rule; Rectangle { implicitHeight: 1; color: Theme.line } }
+    Component { id: toolGroup; ToolGroupRow { row: self } }
+    Component { id: toolCall; ToolCallRow { row: self } }
+    Component { id: toolText; ToolTextRow { row: self } }
+    Component { id: mark; MarkRow { row: self } }
+    Component { id: failure; FailureRow { row: self } }
+    Component { id: progress; ProgressRow { row: self } }
+}

@@ -1,0 +1,390 @@
+#include "desktop/conversation/item_rows.hpp"
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <chrono>
+#include <tuple>
+
+#include "core/overloaded.hpp"
+#include "desktop/text/html_writer.hpp"
+#include "desktop/text/markdown_tables.hpp"
+#include "desktop/text/shown_text.hpp"
+#include "platform/text/duration_text.hpp"
+#include "platform/text/text.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+/// Characters: what is longer is laid out too slowly to be scrolled.
+constexpr std::size_t kLongestLine = 4000;
+constexpr std::size_t kLongestProse = 32 * 1024;
+constexpr int kLongestName = 600;
+/// Of what a call was given: what its summary is made of.
+constexpr std::size_t kKeptInput = 64 * 1024;
+
+QString words(const char* text, int n = -1) { return QCoreApplication::translate("Transcript", text, nullptr, n); }
+
+QString cut(QString text) {
+  if (text.size() > kLongestName) text = text.left(kLongestName) + QStringLiteral("…");
+  return text;
+}
+
+std::vector<std::string_view> linesOf(std::string_view text) {
+  std::vector<std::string_view> lines;
+  while (text.ends_with('\n')) text.remove_suffix(1);
+  for (std::size_t begin = 0; begin <= text.size();) {
+    const std::size_t end = std::min(text.find('\n', begin), text.size());
+    lines.push_back(text.substr(begin, end - begin));
+    begin = end + 1;
+  }
+  return lines;
+}
+
+/// As it is shown: long lines are cut.
+QString joined(std::span<const std::string_view> lines) {
+  std::string text;
+  for (std::size_t index = 0; index < lines.size(); ++index) {
+    if (index > 0) text += '\n';
+    std::string_view line = lines[index];
+    if (line.size() <= kLongestLine) {
+      text += line;
+      continue;
+    }
+    std::size_t end = kLongestLine;
+    while (end > 0 && (static_cast<unsigned char>(line[end]) & 0xC0U) == 0x80U) --end;
+    text += line.substr(0, end);
+    text += "…";
+  }
+  return shown(text);
+}
+
+std::shared_ptr<const CodePaint> paintOf(const QString& text, const Highlighter& highlighter,
+                                         Highlighter::State& state) {
+  auto paint = std::make_shared<CodePaint>();
+  bool isPainted = false;
+  for (const QStringView line : QStringView(text).split(QLatin1Char('\n'))) {
+    paint->lines.push_back(highlighter.line({line.utf16(), static_cast<std::size_t>(line.size())}, state));
+    isPainted = isPainted || !paint->lines.back().empty();
+  }
+  return isPainted ? paint : nullptr;
+}
+
+/// Code of which the first lines are shown, or all in pieces.
+void addCode(std::vector<TranscriptRow>& rows, const TranscriptRow& base, std::string_view language,
+             std::string_view text, bool isWhole) {
+  const auto lines = linesOf(text);
+  const Highlighter highlighter(language);
+  Highlighter::State state;
+  const auto count = static_cast<int>(lines.size());
+  const QString source = QString::fromStdString(std::string(text));
+  const int shownLines = isWhole || count <= kShownLines ? count : kShownLines;
+  const int pieceLines = shownLines <= kShownLines ? kShownLines : kPieceLines;
+  for (int begin = 0, piece = 0; begin < shownLines; begin += pieceLines, ++piece) {
+    const int length = std::min(pieceLines, shownLines - begin);
+    TranscriptRow row = base;
+    row.key += fmt::format(".{}", piece);
+    row.opensBlock = begin == 0;
+    row.closesBlock = begin + length == shownLines;
+    row.hiddenLines = row.closesBlock ? count - shownLines : 0;
+    row.text = joined(std::span(lines).subspan(static_cast<std::size_t>(begin), static_cast<std::size_t>(length)));
+    row.name = cut(words("Code, %1: ").arg(base.label.isEmpty() ? words("plain") : base.label) + row.text);
+    row.paint = paintOf(row.text, highlighter, state);
+    row.source = source;
+    rows.push_back(std::move(row));
+  }
+}
+
+std::string cell(std::string_view tag, const std::string& html, bool isRight, bool isFirst) {
+  return fmt::format("<{} align=\"{}\" style=\"padding: 4px 12px 4px {}px\">{}</{}>", tag, isRight ? "right" : "left",
+                     isFirst ? 0 : 12, html, tag);
+}
+
+std::string htmlOf(const MarkdownTable& table) {
+  std::vector<bool> isRight;
+  for (std::size_t column = 0; column < table.alignments.size(); ++column) {
+    isRight.push_back(table.alignments[column] == ColumnAlignment::right || isNumericColumn(table, column));
+  }
+  const auto line = [&](std::string_view tag, const std::vector<std::string>& cells) {
+    std::string html = "<tr>";
+    for (std::size_t column = 0; column < cells.size(); ++column) {
+      html += cell(tag, cells[column], isRight[column], column == 0);
+    }
+    return html + "</tr>";
+  };
+  std::string html = "<table cellspacing=\"0\">" + line("th", table.header);
+  for (const auto& row : table.rows) html += line("td", row);
+  return html + "</table>";
+}
+
+RowKind rowKindOf(MarkdownBlockKind kind) {
+  switch (kind) {
+    case MarkdownBlockKind::heading:
+      return RowKind::heading;
+    case MarkdownBlockKind::quotation:
+      return RowKind::quotation;
+    case MarkdownBlockKind::table:
+      return RowKind::table;
+    case MarkdownBlockKind::rule:
+      return RowKind::rule;
+    case MarkdownBlockKind::code:
+    case MarkdownBlockKind::written:
+      return RowKind::code;
+    case MarkdownBlockKind::prose:
+    case MarkdownBlockKind::list:
+      return RowKind::prose;
+  }
+  Q_UNREACHABLE();
+}
+
+void markEnds(std::vector<TranscriptRow>& rows) {
+  if (rows.empty()) return;
+  rows.front().isFirst = true;
+  rows.back().isLast = true;
+}
+
+std::vector<TranscriptRow> userRows(const ShownItem& shownItem, const ItemFolds& folds) {
+  TranscriptRow row{.kind = RowKind::userMessage, .key = shownItem.key + "/0", .item = shownItem.item.id};
+  const auto lines = linesOf(shownItem.item.text);
+  const bool isWhole = folds.whole.contains(0) || lines.size() <= kShownLines;
+  const auto shownLines = std::span(lines).first(isWhole ? lines.size() : kShownLines);
+  row.text = joined(shownLines);
+  row.html = QString::fromStdString(linkedText(row.text.toStdString()));
+  row.hiddenLines = static_cast<int>(lines.size() - shownLines.size());
+  row.name = cut(words("You: ") + row.text);
+  std::vector<TranscriptRow> rows{std::move(row)};
+  markEnds(rows);
+  return rows;
+}
+
+QString iconOf(ToolCallKind kind) {
+  switch (kind) {
+    case ToolCallKind::edit:
+      return QStringLiteral("pencil");
+    case ToolCallKind::read:
+      return QStringLiteral("file");
+    case ToolCallKind::run:
+      return QStringLiteral("terminal");
+    case ToolCallKind::search:
+      return QStringLiteral("search");
+    case ToolCallKind::fetch:
+      return QStringLiteral("globe");
+    case ToolCallKind::todo:
+      return QStringLiteral("list-check");
+    case ToolCallKind::task:
+      return QStringLiteral("agent");
+    case ToolCallKind::other:
+      return QStringLiteral("settings");
+  }
+  Q_UNREACHABLE();
+}
+
+RowOutcome outcomeOf(ToolInvocationStatus status) {
+  switch (status) {
+    case ToolInvocationStatus::running:
+      return RowOutcome::running;
+    case ToolInvocationStatus::completed:
+      return RowOutcome::done;
+    case ToolInvocationStatus::failed:
+      return RowOutcome::failed;
+  }
+  Q_UNREACHABLE();
+}
+
+QString foldWords(bool isOpen) { return isOpen ? words(", expanded") : words(", collapsed"); }
+
+QString outcomeWords(RowOutcome outcome) {
+  switch (outcome) {
+    case RowOutcome::running:
+      return words(", running");
+    case RowOutcome::failed:
+      return words(", failed");
+    case RowOutcome::done:
+      return words(", done");
+    case RowOutcome::none:
+      break;
+  }
+  return {};
+}
+
+QString durationOf(const ToolInvocation& call, Timestamp now) {
+  const auto lasted = call.completedAt.value_or(now) - call.createdAt;
+  if (lasted < std::chrono::seconds(1)) return {};
+  return QString::fromStdString(shortDuration(lasted));
+}
+
+/// The texts of an open call, of which a long output is shown in part.
+void addCallTexts(std::vector<TranscriptRow>& rows, const TranscriptRow& call, const ItemFolds& folds,
+                  const CallTexts& texts) {
+  const auto add = [&](const char* part, const QString& label, std::string_view text, int limit) {
+    if (trimmed(text).empty()) return;
+    const auto lines = linesOf(text);
+    const auto shownLines = std::min(lines.size(), static_cast<std::size_t>(limit));
+    TranscriptRow row{
+        .kind = RowKind::toolText, .key = call.key + part, .item = call.item, .invocation = call.invocation};
+    row.label = label;
+    row.text = joined(std::span(lines).first(shownLines));
+    row.hiddenLines = static_cast<int>(lines.size() - shownLines);
+    row.source = QString::fromStdString(std::string(text));
+    row.name = cut(label + QStringLiteral(": ") + row.text);
+    rows.push_back(std::move(row));
+  };
+  add("/in", words("Input"), texts.input, kShownOutputLines);
+  const auto lines = folds.outputLines.find(call.invocation);
+  add("/out", words("Output"), texts.output, lines == folds.outputLines.end() ? kShownOutputLines : lines->second);
+}
+
+std::vector<TranscriptRow> groupRows(const ShownItem& shownItem, const ItemFolds& folds,
+                                     const RowSurroundings& around) {
+  const auto& calls = std::get<ToolInvocationGroup>(shownItem.item.detail).invocations;
+  const bool runs = isRunning(shownItem.item);
+  TranscriptRow group{.kind = RowKind::toolGroup, .key = shownItem.key + "/0", .item = shownItem.item.id};
+  group.isOpen = folds.isOpen.value_or(runs);
+  group.label = shown(groupSummary(calls));
+  if (runs && calls.size() == 1) group.text = shown(shownItem.calls.front().subject);
+  group.outcome = runs ? RowOutcome::running : RowOutcome::none;
+  Timestamp end = shownItem.item.createdAt;
+  for (const ToolInvocation& call : calls) {
+    end = std::max(end, call.completedAt.value_or(call.status == ToolInvocationStatus::running ? around.now : end));
+    if (call.status == ToolInvocationStatus::failed) group.outcome = runs ? group.outcome : RowOutcome::failed;
+  }
+  group.detail = calls.size() > 1 ? words("%n calls", static_cast<int>(calls.size())) : QString();
+  if (end - shownItem.item.createdAt >= std::chrono::seconds(1)) {
+    if (!group.detail.isEmpty()) group.detail += QStringLiteral(", ");
+    group.detail += QString::fromStdString(shortDuration(end - shownItem.item.createdAt));
+  }
+  group.name = words("Tool calls: ") + group.label;
+  if (!group.detail.isEmpty()) group.name += QStringLiteral(", ") + group.detail;
+  group.name += outcomeWords(group.outcome) + foldWords(group.isOpen);
+  std::vector<TranscriptRow> rows{group};
+  for (std::size_t index = 0; group.isOpen && index < calls.size(); ++index) {
+    const ToolCallSummary& summary = shownItem.calls[index];
+    TranscriptRow row{.kind = RowKind::toolCall,
+                      .key = fmt::format("{}/c{}", shownItem.key, calls[index].id.text()),
+                      .item = shownItem.item.id,
+                      .invocation = calls[index].id};
+    row.isOpen = folds.openCalls.contains(row.invocation);
+    row.icon = iconOf(summary.kind);
+    row.label = shown(summary.verb);
+    row.text = shown(summary.subject);
+    row.outcome = outcomeOf(calls[index].status);
+    row.detail = shown(summary.result.value_or(""));
+    if (const QString duration = durationOf(calls[index], around.now);
+        !duration.isEmpty() && (summary.kind == ToolCallKind::run || row.outcome == RowOutcome::running)) {
+      row.detail += row.detail.isEmpty() ? duration : QStringLiteral(", ") + duration;
+    }
+    row.name = cut(row.label + QLatin1Char(' ') + row.text);
+    if (!row.detail.isEmpty()) row.name += QStringLiteral(", ") + row.detail;
+    row.name += outcomeWords(row.outcome) + foldWords(row.isOpen);
+    rows.push_back(row);
+    const auto texts = around.callTexts.find(row.invocation);
+    if (row.isOpen && texts != around.callTexts.end()) addCallTexts(rows, row, folds, texts->second);
+  }
+  markEnds(rows);
+  return rows;
+}
+
+std::vector<TranscriptRow> markerRows(const ShownItem& shownItem, RowKind kind, const QString& prefix,
+                                      const QString& fallback) {
+  TranscriptRow row{.kind = kind, .key = shownItem.key + "/0", .item = shownItem.item.id};
+  row.text = trimmed(shownItem.item.text).empty() ? fallback : shown(trimmed(shownItem.item.text));
+  row.name = cut(prefix + row.text);
+  std::vector<TranscriptRow> rows{std::move(row)};
+  markEnds(rows);
+  return rows;
+}
+
+}  // namespace
+
+bool TranscriptRow::operator==(const TranscriptRow& other) const {
+  const auto plain = [](const TranscriptRow& row) {
+    return std::tie(row.kind, row.key, row.item, row.invocation, row.block, row.isFirst, row.isLast, row.opensBlock,
+                    row.closesBlock, row.isOpen, row.isGrowing, row.canAct, row.outcome, row.level, row.hiddenLines,
+                    row.html, row.text, row.label, row.detail, row.icon, row.name, row.source);
+  };
+  const bool isPaintedAlike = paint == other.paint || (paint && other.paint && *paint == *other.paint);
+  return isPaintedAlike && plain(*this) == plain(other);
+}
+
+QString shown(std::string_view text) { return QString::fromStdString(shownText(text)); }
+
+bool isRunning(const ConversationItem& item) {
+  const auto* group = std::get_if<ToolInvocationGroup>(&item.detail);
+  return group && std::ranges::any_of(group->invocations, [](const ToolInvocation& call) {
+           return call.status == ToolInvocationStatus::running;
+         });
+}
+
+ShownItem shownItem(ConversationItem item, std::string_view projectFolder) {
+  ShownItem made{.item = std::move(item), .key = {}};
+  made.key = made.item.id.text();
+  made.item.rawJSON = {};
+  if (auto* message = std::get_if<AgentMessage>(&made.item.detail)) {
+    message->blocks = {};
+    made.blocks = markdownBlocks(made.item.text);
+  } else if (auto* group = std::get_if<ToolInvocationGroup>(&made.item.detail)) {
+    for (ToolInvocation& call : std::exchange(group->invocations, {})) {
+      made.setInvocation(std::move(call), projectFolder);
+    }
+  }
+  return made;
+}
+
+void ShownItem::setInvocation(ToolInvocation invocation, std::string_view projectFolder) {
+  auto& invocations = std::get<ToolInvocationGroup>(item.detail).invocations;
+  const auto place = std::ranges::find(invocations, invocation.id, &ToolInvocation::id);
+  ToolCallSummary summary = toolCallSummary(invocation, projectFolder);
+  invocation.rawJSON = {};
+  invocation.output = {};
+  if (invocation.input && invocation.input->size() > kKeptInput) invocation.input->resize(kKeptInput);
+  if (place == invocations.end()) {
+    invocations.push_back(std::move(invocation));
+    calls.push_back(std::move(summary));
+  } else {
+    calls[static_cast<std::size_t>(place - invocations.begin())] = std::move(summary);
+    *place = std::move(invocation);
+  }
+}
+
+std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks, const std::string& key,
+                                       ConversationItemId item, const ItemFolds& folds, const QString& agent,
+                                       Growing growing) {
+  std::vector<TranscriptRow> rows;
+  for (std::size_t index = 0; index < blocks.size(); ++index) {
+    const MarkdownBlock& block = blocks[index];
+    TranscriptRow row{.kind = rowKindOf(block.kind), .key = fmt::format("{}/{}", key, index), .item = item};
+    row.block = static_cast<int>(index);
+    if (row.kind != RowKind::table && block.html.size() > kLongestProse) row.kind = RowKind::code;
+    if (row.kind == RowKind::code) {
+      const std::string language = block.language.value_or("");
+      row.label = shown(languageName(language));
+      addCode(rows, row, language, block.source, folds.whole.contains(row.block));
+      continue;
+    }
+    row.html = QString::fromStdString(block.table ? htmlOf(*block.table) : block.html);
+    row.level = block.level;
+    row.name = cut(agent + QStringLiteral(": ") + QString::fromStdString(plainText(block)));
+    rows.push_back(std::move(row));
+  }
+  markEnds(rows);
+  if (growing == Growing::yes && !rows.empty()) rows.back().isGrowing = true;
+  return rows;
+}
+
+std::vector<TranscriptRow> rowsOf(const ShownItem& shownItem, const ItemFolds& folds, const RowSurroundings& around) {
+  return std::visit(
+      Overloaded{[&](const UserMessage&) { return userRows(shownItem, folds); },
+                 [&](const AgentMessage&) {
+                   return messageRows(shownItem.blocks, shownItem.key, shownItem.item.id, folds, around.agent,
+                                      Growing::no);
+                 },
+                 [&](const ToolInvocationGroup&) { return groupRows(shownItem, folds, around); },
+                 [&](const CompactionEvent&) {
+                   return markerRows(shownItem, RowKind::compaction, words("Compacted: "), words("Context compacted"));
+                 },
+                 [&](const FailureEvent&) {
+                   return markerRows(shownItem, RowKind::failure, words("Failed: "), words("The run failed."));
+                 }},
+      shownItem.item.detail);
+}
+
+}  // namespace ravant::desktop

@@ -1,0 +1,57 @@
+#include "desktop/conversation/live_texts.hpp"
+
+namespace ravant::desktop {
+
+LiveTexts::LiveTexts(StoreChanges& changes) {
+  connect(&changes, &StoreChanges::grew, this, &LiveTexts::add);
+  connect(&changes, &StoreChanges::runChanged, this, &LiveTexts::setState);
+  connect(&changes, &StoreChanges::itemChanged, this,
+          [this](ConversationId conversation, ConversationItemId, ChangeOperation operation) {
+            if (operation == ChangeOperation::inserted && shown_ != conversation) {
+              replacedBy(conversation, ConversationItemKind::agentMessage);
+            }
+          });
+}
+
+const LiveRun* LiveTexts::find(ConversationId conversation) const {
+  const auto run = runs_.find(conversation);
+  return run == runs_.end() ? nullptr : &run->second;
+}
+
+std::optional<GrowingText> LiveTexts::replacedBy(ConversationId conversation, ConversationItemKind kind) {
+  const auto found = runs_.find(conversation);
+  if (found == runs_.end()) return {};
+  LiveRun& run = found->second;
+  ++run.number;
+  run.reasoning.clear();
+  if (kind != ConversationItemKind::agentMessage) return {};
+  if (run.complete.empty()) return std::exchange(run.growing, {});
+  GrowingText text = std::move(run.complete.front());
+  run.complete.pop_front();
+  return text;
+}
+
+void LiveTexts::add(ConversationId conversation, const Growth& growth) {
+  LiveRun& run = runs_[conversation];
+  if (growth.kind == GrowthKind::reasoning) {
+    if (growth.isNewMessage) run.reasoning.clear();
+    run.reasoning += growth.text;
+  } else {
+    if (growth.isNewMessage && run.growing) run.complete.push_back(*std::exchange(run.growing, {}));
+    if (!run.growing) run.growing = GrowingText{.key = "live" + std::to_string(++lastKey_), .text = {}};
+    run.growing->text += growth.text;
+  }
+  Q_EMIT grew(conversation);
+}
+
+void LiveTexts::setState(ConversationId conversation, const std::optional<RunState>& state) {
+  if (!state) {
+    if (shown_ != conversation) drop(conversation);
+    Q_EMIT ended(conversation);
+    return;
+  }
+  runs_[conversation].state = state;
+  Q_EMIT stateChanged(conversation);
+}
+
+}  // namespace ravant::desktop

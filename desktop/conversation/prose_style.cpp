@@ -1,0 +1,35 @@
+#include "desktop/conversation/prose_style.hpp"
+
+#include "desktop/theme/theme.hpp"
+
+namespace ravant::desktop {
+
+ProseStyle::ProseStyle(QObject* parent) : QObject(parent) {
+  connect(&Theme::instance(), &Theme::colorsChanged, this, &ProseStyle::changed);
+  connect(&Theme::instance(), &Theme::sizesChanged, this, &ProseStyle::changed);
+}
+
+QString ProseStyle::sheet() const {
+  const Theme& theme = Theme::instance();
+  return QStringLiteral(
+             "<style>p, li, pre, td, th { line-height: 145% } p { margin: 0 } "
+             "ul, ol { margin-top: 0; margin-bottom: 0; -qt-list-indent: 1 } li { margin-bottom: 2px } "
+             "a { color: %1; text-decoration: none } "
+             "code, pre { font-family: '%2'; font-size: %3px; background-color: %4 } "
+             "th { color: %5; font-weight: normal } blockquote { margin: 0 } "
+             "h1, h2, h3, h4 { font-weight: 600; font-size: %6px; line-height: 145% }</style>")
+      .arg(theme.accent().name(), theme.codeFont())
+      .arg(theme.interfaceSize())
+      .arg(theme.sunken().name(), theme.dim().name())
+      .arg(theme.proseSize());
+}
+
+QString ProseStyle::page(const QString& html, const QString& sheet, int level) const {
+  if (level > 0) return sheet + QStringLiteral("<p><b>") + html + QStringLiteral("</b></p>");
+  const bool isBlock = html.startsWith(QLatin1String("<ul")) || html.startsWith(QLatin1String("<ol")) ||
+                       html.startsWith(QLatin1String("<p>")) || html.startsWith(QLatin1String("<table")) ||
+                       html.startsWith(QLatin1String("<pre"));
+  return sheet + (isBlock ? html : QStringLiteral("<p>") + html + QStringLiteral("</p>"));
+}
+
+}  // namespace ravant::desktop

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QtQml/qqmlregistration.h>
+#include <QObject>
+#include <QString>
+
+namespace ravant::desktop {
+
+/// The sheet that stands in front of the HTML of rows, in the theme's colours and sizes.
+class ProseStyle : public QObject {
+  Q_OBJECT
+  QML_ELEMENT
+  Q_PROPERTY(QString sheet READ sheet NOTIFY changed)
+
+ public:
+  explicit ProseStyle(QObject* parent = nullptr);
+
+  QString sheet() const;
+  /// A paragraph as a page of its own; `level` is that of a heading, 0 for none.
+  Q_INVOKABLE QString page(const QString& html, const QString& sheet, int level) const;
+
+ Q_SIGNALS:
+  void changed();
+};
+
+}  // namespace ravant::desktop

@@ -1,0 +1,86 @@
+#include <QClipboard>
+#include <QGuiApplication>
+#include <algorithm>
+#include <cstdlib>
+
+#include "desktop/conversation/transcript_window.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+bool isStop(const TranscriptRow& row) {
+  return row.kind != RowKind::unread && row.kind != RowKind::toolText &&
+         (row.isFirst || row.kind == RowKind::toolCall || row.item == ConversationItemId());
+}
+
+QString storedTextOf(const ShownItem& shown) {
+  QString text = QString::fromStdString(shown.item.text);
+  const auto* group = std::get_if<ToolInvocationGroup>(&shown.item.detail);
+  if (!group) return text;
+  QStringList calls;
+  for (const ToolInvocation& call : group->invocations) {
+    calls.append(QString::fromStdString(call.text.empty() ? call.toolName : call.text));
+  }
+  return calls.join(QLatin1Char('\n'));
+}
+
+}  // namespace
+
+int TranscriptWindow::stopOf(int row) const {
+  if (row < 0 || row >= rowCount()) return -1;
+  while (row > 0 && !isStop(rows_[static_cast<std::size_t>(row)])) --row;
+  return row;
+}
+
+int TranscriptWindow::nextStop(int row, int direction) const {
+  const int from = stopOf(row);
+  for (int next = from + direction; next >= 0 && next < rowCount(); next += direction) {
+    if (isStop(rows_[static_cast<std::size_t>(next)])) return next;
+  }
+  return from;
+}
+
+void TranscriptWindow::select(int from, int to) {
+  const auto [first, last] = std::minmax(from, to);
+  std::set<ConversationItemId> selected;
+  for (int row = std::max(first, 0); row <= last && row < rowCount(); ++row) selected.insert(itemAt(row));
+  selected.erase(ConversationItemId());
+  if (selected == selected_) return;
+  selected_ = std::move(selected);
+  if (!rows_.empty()) Q_EMIT dataChanged(index(0), index(rowCount() - 1), {isSelectedRole});
+}
+
+void TranscriptWindow::clearSelection() { select(0, -1); }
+
+QString TranscriptWindow::storedText(int row) const {
+  QStringList texts;
+  const ConversationItemId at = itemAt(row);
+  for (const ShownItem& item : items_) {
+    if (selected_.empty() ? item.item.id == at : selected_.contains(item.item.id)) texts.append(storedTextOf(item));
+  }
+  return texts.join(QStringLiteral("\n\n"));
+}
+
+void TranscriptWindow::copy(int row) {
+  const QString text = storedText(row);
+  if (!text.isEmpty()) QGuiApplication::clipboard()->setText(text);
+}
+
+void TranscriptWindow::copyBlock(int row) {
+  if (row < 0 || row >= rowCount()) return;
+  const QString& source = rows_[static_cast<std::size_t>(row)].source;
+  if (source.isEmpty()) return copy(row);
+  QGuiApplication::clipboard()->setText(source);
+}
+
+void TranscriptWindow::copyRecord(int row) {
+  const ConversationItemId item = itemAt(row);
+  if (item != ConversationItemId()) start(putRecordOnClipboard(item));
+}
+
+awaitable<void> TranscriptWindow::putRecordOnClipboard(ConversationItemId id) {
+  const auto item = co_await alive(application_.transcripts().item(id));
+  if (item) QGuiApplication::clipboard()->setText(QString::fromStdString(item->rawJSON));
+}
+
+}  // namespace ravant::desktop

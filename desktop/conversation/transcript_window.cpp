@@ -1,0 +1,516 @@
+#include "desktop/conversation/transcript_window.hpp"
+
+#include <QDateTime>
+#include <QElapsedTimer>
+#include <algorithm>
+#include <chrono>
+#include <ranges>
+#include <unordered_map>
+
+#include "platform/text/duration_text.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+/// A growing text is shown at most so often, and for no more than a quarter of the time.
+constexpr std::chrono::milliseconds kGrowthInterval{16};
+constexpr std::chrono::seconds kClockInterval{1};
+
+static_assert(static_cast<int>(RowKind::runState) == TranscriptWindow::RunProgress);
+static_assert(static_cast<int>(RowKind::toolGroup) == TranscriptWindow::ToolGroup);
+static_assert(static_cast<int>(RowOutcome::failed) == TranscriptWindow::Failed);
+
+QString clockTime(Timestamp time) {
+  return QDateTime::fromSecsSinceEpoch(std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count())
+      .toString(QStringLiteral("HH:mm"));
+}
+
+}  // namespace
+
+TranscriptWindow::TranscriptWindow(QObject* parent)
+    : QAbstractListModel(parent),
+      application_(DesktopWindow::instance().application()),
+      live_(DesktopWindow::instance().changes()) {
+  growth_.setSingleShot(true);
+  growth_.setInterval(kGrowthInterval);
+  clock_.setInterval(kClockInterval);
+  seen_.setSingleShot(true);
+  seen_.setInterval(kSeenInterval);
+  connect(&growth_, &QTimer::timeout, this, [this] {
+    QElapsedTimer took;
+    took.start();
+    update();
+    growth_.setInterval(std::max(kGrowthInterval, std::chrono::milliseconds(3 * took.elapsed())));
+    if (isSettled()) Q_EMIT settled();
+  });
+  connect(&clock_, &QTimer::timeout, this, &TranscriptWindow::tick);
+  connect(&seen_, &QTimer::timeout, this, [this] {
+    work_.isSeen = true;
+    work();
+  });
+  follow(DesktopWindow::instance().changes());
+}
+
+void TranscriptWindow::follow(StoreChanges& changes) {
+  const auto isShown = [this](ConversationId conversation) { return shown_ == conversation; };
+  connect(&changes, &StoreChanges::itemChanged, this,
+          [this, isShown](ConversationId conversation, ConversationItemId item, ChangeOperation operation) {
+            if (!isShown(conversation)) return;
+            if (operation == ChangeOperation::inserted) {
+              work_.isBehindRead = true;
+              work_.inserted.push_back(item);
+            } else {
+              work_.items.insert(item);
+            }
+            work();
+          });
+  connect(&changes, &StoreChanges::invocationChanged, this,
+          [this, isShown](ConversationId conversation, ToolInvocationId invocation, ChangeOperation) {
+            if (!isShown(conversation)) return;
+            work_.invocations.insert(invocation);
+            work();
+          });
+  connect(&changes, &StoreChanges::conversationChanged, this,
+          [this, isShown](ConversationId conversation, ChangeOperation) {
+            if (!isShown(conversation)) return;
+            const LiveRun* const run = live_.find(conversation);
+            // Each entry of a run changes its conversation too; what else it changes is read when the run is over.
+            if (run && run->state) return;
+            work_.isSummaryRead = work_.isBehindRead = true;
+            work();
+          });
+  connect(&changes, &StoreChanges::everythingChanged, this, [this] {
+    if (!shown_) return;
+    work_.opens = true;
+    const bool isElsewhere = visible_ && !items_.empty() && visible_->second != items_.back().item.id;
+    if (isElsewhere && visible_->second != ConversationItemId()) work_.around = visible_->first;
+    work();
+  });
+  connect(&live_, &LiveTexts::grew, this, [this](ConversationId conversation) {
+    if (shown_ == conversation && !growth_.isActive()) growth_.start();
+  });
+  connect(&live_, &LiveTexts::stateChanged, this, [this](ConversationId conversation) {
+    if (shown_ == conversation && !growth_.isActive()) growth_.start();
+  });
+  connect(&live_, &LiveTexts::ended, this, [this](ConversationId conversation) {
+    if (shown_ != conversation) return;
+    work_.isRunOver = work_.isSummaryRead = work_.isBehindRead = true;
+    work();
+  });
+}
+
+void TranscriptWindow::setConversation(const QString& conversation) {
+  const auto id = conversation.isEmpty() ? std::nullopt : std::optional(idOf<ConversationId>(conversation));
+  if (id == shown_) return;
+  turns_.take();
+  work_ = {};
+  shown_ = id;
+  live_.setShown(id);
+  isOpened_ = false;
+  isAtEnd_ = true;
+  first_ = count_ = seenCount_ = 0;
+  folds_.clear();
+  callTexts_.clear();
+  selected_.clear();
+  replacing_.clear();
+  summary_.reset();
+  visible_.reset();
+  seenUpTo_.reset();
+  firstUnread_.reset();
+  wasAway_ = true;
+  isReasoningOpen_ = false;
+  growth_.stop();
+  clock_.stop();
+  replaceAll({});
+  Q_EMIT conversationChanged();
+  Q_EMIT shownChanged();
+  if (!shown_) return;
+  work_.opens = true;
+  work();
+}
+
+void TranscriptWindow::setLookedAt(bool isLookedAt) {
+  if (std::exchange(isLookedAt_, isLookedAt) == isLookedAt) return;
+  wasAway_ = wasAway_ || !isLookedAt;
+  Q_EMIT lookedAtChanged();
+  update();
+}
+
+int TranscriptWindow::newItems() const {
+  return static_cast<int>(std::max<std::int64_t>(0, count_ - std::max(seenCount_, std::int64_t{0})));
+}
+
+void TranscriptWindow::setMarkedText(const QString& text) {
+  if (std::exchange(markedText_, text) != text) Q_EMIT markedTextChanged();
+}
+
+void TranscriptWindow::showing(int first, int last, double above, double below) {
+  if (!isOpened_) return;
+  visible_ = {itemAt(first), itemAt(last)};
+  if (above < kNear && first_ > 0) work_.isOlderRead = true;
+  if (below < kNear && !isAtEnd_) work_.isNewerRead = true;
+  work();
+  const auto count = static_cast<double>(std::max<std::int64_t>(count_, 1));
+  const double place = static_cast<double>(positionOf(first)) / count;
+  const double extent = static_cast<double>(positionOf(last) - positionOf(first) + 1) / count;
+  if (place == place_ && extent == extent_) return;
+  place_ = place;
+  extent_ = extent;
+  Q_EMIT placeChanged();
+}
+
+void TranscriptWindow::jumpToEnd() {
+  if (isAtEnd_) {
+    Q_EMIT jumped(-1);
+    return;
+  }
+  work_.opens = true;
+  work();
+}
+
+void TranscriptWindow::jumpToItem(const QString& item) {
+  work_.around = ConversationItemId(item.toLongLong());
+  work();
+}
+
+void TranscriptWindow::jumpToPlace(double place) {
+  work_.place = place;
+  work();
+}
+
+std::int64_t TranscriptWindow::positionOf(int row) const {
+  const ConversationItemId item = itemAt(row);
+  const auto shownItem = std::ranges::find(items_, item, [](const ShownItem& each) { return each.item.id; });
+  return first_ + (shownItem - items_.begin());
+}
+
+void TranscriptWindow::jumpToPrompt(int row, int direction) { start(findPrompt(itemAt(row), direction)); }
+
+void TranscriptWindow::setOpen(int row, bool isOpen) {
+  if (row < 0 || row >= rowCount()) return;
+  const TranscriptRow& at = rows_[static_cast<std::size_t>(row)];
+  if (at.kind == RowKind::reasoning) {
+    isReasoningOpen_ = isOpen;
+  } else if (at.kind == RowKind::toolGroup) {
+    foldsOf(at.item).isOpen = isOpen;
+  } else if (at.kind == RowKind::toolCall && isOpen) {
+    foldsOf(at.item).openCalls.insert(at.invocation);
+    work_.texts.insert(at.invocation);
+    work();
+  } else if (at.kind == RowKind::toolCall) {
+    foldsOf(at.item).openCalls.erase(at.invocation);
+    callTexts_.erase(at.invocation);
+  } else {
+    return;
+  }
+  if (ShownItem* const changed = find(at.item)) makeRows(*changed);
+  update();
+}
+
+void TranscriptWindow::showMore(int row) {
+  if (row < 0 || row >= rowCount()) return;
+  const TranscriptRow& at = rows_[static_cast<std::size_t>(row)];
+  ItemFolds& folds = foldsOf(at.item);
+  if (at.kind == RowKind::toolText) {
+    const auto lines = folds.outputLines.try_emplace(at.invocation, kShownOutputLines).first;
+    lines->second += kShownOutputLines;
+  } else {
+    folds.whole.insert(at.block);
+  }
+  if (ShownItem* const changed = find(at.item)) makeRows(*changed);
+  update();
+}
+
+ItemFolds TranscriptWindow::folds(ConversationItemId item) const {
+  const auto folds = folds_.find(item);
+  return folds == folds_.end() ? ItemFolds() : folds->second;
+}
+
+void TranscriptWindow::makeRows(ShownItem& item) {
+  item.rows = rowsOf(item, folds(item.item.id),
+                     {.agent = agent_, .now = application_.modelContainer()->clock().now(), .callTexts = callTexts_});
+}
+
+void TranscriptWindow::makeAllRows() {
+  for (ShownItem& item : items_) makeRows(item);
+}
+
+ShownItem* TranscriptWindow::find(ConversationItemId id) {
+  const auto item = std::ranges::find(items_, id, [](const ShownItem& each) { return each.item.id; });
+  return item == items_.end() ? nullptr : &*item;
+}
+
+std::optional<std::size_t> TranscriptWindow::rowOf(ConversationItemId item) const {
+  const auto row = std::ranges::find(rows_, item, &TranscriptRow::item);
+  return row == rows_.end() ? std::nullopt : std::optional(static_cast<std::size_t>(row - rows_.begin()));
+}
+
+ConversationItemId TranscriptWindow::itemAt(int row) const {
+  return row >= 0 && row < rowCount() ? rows_[static_cast<std::size_t>(row)].item : ConversationItemId();
+}
+
+void TranscriptWindow::add(std::vector<ShownItem> items, Side side) {
+  if (side == Side::back) {
+    std::size_t added = 0;
+    for (ShownItem& item : items) {
+      if (added > kMostRowsOfPage && !isAtEnd_) break;
+      makeRows(item);
+      added += item.rows.size();
+      items_.push_back(std::move(item));
+    }
+    trim(Side::front);
+    return;
+  }
+  std::size_t added = 0;
+  for (ShownItem& item : std::views::reverse(items)) {
+    if (added > kMostRowsOfPage) break;
+    makeRows(item);
+    added += item.rows.size();
+    items_.push_front(std::move(item));
+    --first_;
+  }
+  trim(Side::back);
+}
+
+void TranscriptWindow::replaceAll(std::vector<ShownItem> items) {
+  beginResetModel();
+  rows_.clear();
+  items_.assign(std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()));
+  makeAllRows();
+  visible_.reset();
+  rows_ = wantedRows();
+  endResetModel();
+}
+
+void TranscriptWindow::trim(Side side) {
+  std::size_t rows = 0;
+  for (const ShownItem& item : items_) rows += item.rows.size();
+  while (rows > kMostRows && items_.size() > 1) {
+    const ShownItem& leaving = side == Side::front ? items_.front() : items_.back();
+    const bool isVisible = visible_ && (side == Side::front ? visible_->first == leaving.item.id
+                                                            : visible_->second == leaving.item.id ||
+                                                                  visible_->second == ConversationItemId());
+    if (isVisible && side == Side::back) return;
+    if (isVisible) return trim(Side::back);
+    rows -= leaving.rows.size();
+    if (side == Side::front) {
+      items_.pop_front();
+      ++first_;
+    } else {
+      items_.pop_back();
+      isAtEnd_ = false;
+    }
+  }
+}
+
+std::vector<TranscriptRow> TranscriptWindow::wantedRows() {
+  std::vector<TranscriptRow> rows;
+  for (std::size_t index = 0; index < items_.size(); ++index) {
+    const ShownItem& item = items_[index];
+    if (firstUnread_ == item.item.id && first_ + static_cast<std::int64_t>(index) > 0) {
+      rows.push_back(
+          {.kind = RowKind::unread, .key = "new", .item = item.item.id, .text = tr("New"), .name = tr("New")});
+    }
+    rows.insert(rows.end(), item.rows.begin(), item.rows.end());
+  }
+  if (isAtEnd_ && isOpened_) {
+    markEnd(rows);
+    addLiveRows(rows);
+  }
+  return rows;
+}
+
+void TranscriptWindow::markEnd(std::vector<TranscriptRow>& rows) const {
+  const LiveRun* const run = live_.find(*shown_);
+  if (!summary_ || summary_->run || (run && run->state)) return;
+  const bool isInterrupted = summary_->end == TranscriptEnd::interrupted;
+  if (!rows.empty() && rows.back().kind == RowKind::failure) {
+    rows.back().canAct = true;
+    if (!isInterrupted) return;
+    rows.back().kind = RowKind::interrupted;
+    rows.back().name = tr("Interrupted: ") + rows.back().text;
+  } else if (isInterrupted) {
+    const QString words = tr("Interrupted: Ravant ended while this ran.");
+    rows.push_back({.kind = RowKind::interrupted, .key = "interrupted", .canAct = true, .text = words, .name = words});
+  }
+}
+
+void TranscriptWindow::addLiveRows(std::vector<TranscriptRow>& rows) {
+  const LiveRun* const run = live_.find(*shown_);
+  if (!run) return;
+  const auto now = application_.modelContainer()->clock().now();
+  TranscriptRow state{.kind = RowKind::runState, .key = fmt::format("state{}", run->number)};
+  state.outcome = run->growing ? RowOutcome::none : RowOutcome::running;
+  if (run->state && !run->growing && now - run->state->since >= std::chrono::seconds(1)) {
+    state.detail = QString::fromStdString(shortDuration(now - run->state->since));
+  }
+  if (!run->reasoning.empty()) {
+    state.kind = RowKind::reasoning;
+    state.label = run->growing ? tr("Thought") : tr("Thinking");
+    state.isOpen = isReasoningOpen_;
+    state.text = isReasoningOpen_ ? desktop::shown(run->reasoning) : QString();
+    state.name = state.label + (state.isOpen ? tr(", expanded") : tr(", collapsed"));
+    rows.push_back(state);
+  } else if (run->state && !run->growing && run->state->kind != RunState::Kind::runningTool) {
+    switch (run->state->kind) {
+      case RunState::Kind::waitingForShell:
+        state.label = tr("Waiting for the shell");
+        break;
+      case RunState::Kind::waitingForLogin:
+        state.label = tr("Waiting for the login");
+        break;
+      case RunState::Kind::retrying:
+        state.label = run->state->until ? tr("Retrying at %1").arg(clockTime(*run->state->until)) : tr("Retrying");
+        state.text = desktop::shown(run->state->reason);
+        break;
+      default:
+        state.label = tr("Thinking");
+    }
+    state.name = state.text.isEmpty() ? state.label : state.label + QStringLiteral(": ") + state.text;
+    rows.push_back(state);
+  }
+  const auto addText = [&](const GrowingText& text, Growing growing) {
+    auto made = messageRows(markdownBlocks(text.text), text.key, {}, {}, agent_, growing);
+    std::ranges::move(made, std::back_inserter(rows));
+  };
+  for (const GrowingText& text : run->complete) addText(text, Growing::no);
+  if (run->growing) addText(*run->growing, Growing::yes);
+}
+
+void TranscriptWindow::update() {
+  std::vector<TranscriptRow> wanted = wantedRows();
+  std::unordered_map<std::string_view, std::size_t> places;
+  for (std::size_t index = 0; index < wanted.size(); ++index) places.emplace(wanted[index].key, index);
+  std::vector<bool> stays(rows_.size());
+  for (std::size_t index = 0, next = 0; index < rows_.size(); ++index) {
+    const auto place = places.find(rows_[index].key);
+    if (place == places.end() || place->second < next) continue;
+    stays[index] = true;
+    next = place->second + 1;
+  }
+  for (std::size_t end = rows_.size(); end > 0;) {
+    std::size_t begin = end;
+    while (begin > 0 && !stays[begin - 1]) --begin;
+    if (begin < end) {
+      beginRemoveRows({}, static_cast<int>(begin), static_cast<int>(end) - 1);
+      rows_.erase(rows_.begin() + static_cast<std::ptrdiff_t>(begin), rows_.begin() + static_cast<std::ptrdiff_t>(end));
+      endRemoveRows();
+    }
+    end = begin == 0 ? 0 : begin - 1;
+  }
+  for (std::size_t index = 0; index < wanted.size();) {
+    if (index < rows_.size() && rows_[index].key == wanted[index].key) {
+      if (rows_[index] != wanted[index]) {
+        rows_[index] = std::move(wanted[index]);
+        const QModelIndex changed = this->index(static_cast<int>(index));
+        Q_EMIT dataChanged(changed, changed);
+      }
+      ++index;
+      continue;
+    }
+    std::size_t end = index;
+    while (end < wanted.size() && (index == rows_.size() || wanted[end].key != rows_[index].key)) ++end;
+    beginInsertRows({}, static_cast<int>(index), static_cast<int>(end) - 1);
+    rows_.insert(rows_.begin() + static_cast<std::ptrdiff_t>(index),
+                 std::make_move_iterator(wanted.begin() + static_cast<std::ptrdiff_t>(index)),
+                 std::make_move_iterator(wanted.begin() + static_cast<std::ptrdiff_t>(end)));
+    endInsertRows();
+    index = end;
+  }
+  const LiveRun* const run = shown_ ? live_.find(*shown_) : nullptr;
+  const bool runs = (run && run->state) ||
+                    std::ranges::any_of(items_, [](const ShownItem& item) { return desktop::isRunning(item.item); });
+  if (runs != clock_.isActive()) runs ? clock_.start() : clock_.stop();
+  if (isAtEnd_) count_ = first_ + static_cast<std::int64_t>(items_.size());
+  if (isLookedAt_ && isAtEnd_ && isOpened_ && !items_.empty()) {
+    seenCount_ = count_;
+    if (seenUpTo_ != items_.back().item.id && !seen_.isActive()) seen_.start();
+  }
+  Q_EMIT shownChanged();
+}
+
+void TranscriptWindow::tick() {
+  for (ShownItem& item : items_) {
+    if (desktop::isRunning(item.item)) makeRows(item);
+  }
+  update();
+}
+
+int TranscriptWindow::rowCount(const QModelIndex& parent) const {
+  return parent.isValid() ? 0 : static_cast<int>(rows_.size());
+}
+
+QVariant TranscriptWindow::data(const QModelIndex& index, int role) const {
+  if (!checkIndex(index, CheckIndexOption::IndexIsValid)) return {};
+  const TranscriptRow& row = rows_[static_cast<std::size_t>(index.row())];
+  switch (role) {
+    case kindRole:
+      return static_cast<int>(row.kind);
+    case itemRole:
+      return row.item == ConversationItemId() ? QString() : textOf(row.item);
+    case isFirstRole:
+      return row.isFirst;
+    case isLastRole:
+      return row.isLast;
+    case opensBlockRole:
+      return row.opensBlock;
+    case closesBlockRole:
+      return row.closesBlock;
+    case isOpenRole:
+      return row.isOpen;
+    case isGrowingRole:
+      return row.isGrowing;
+    case canActRole:
+      return row.canAct;
+    case outcomeRole:
+      return static_cast<int>(row.outcome);
+    case levelRole:
+      return row.level;
+    case hiddenLinesRole:
+      return row.hiddenLines;
+    case htmlRole:
+      return row.html;
+    case textRole:
+      return row.text;
+    case labelRole:
+      return row.label;
+    case detailRole:
+      return row.detail;
+    case iconRole:
+      return row.icon;
+    case nameRole:
+    case Qt::DisplayRole:
+      return row.name;
+    case isSelectedRole:
+      return selected_.contains(row.item);
+    case paintRole:
+      return QVariant::fromValue(row.paint);
+    default:
+      return {};
+  }
+}
+
+QHash<int, QByteArray> TranscriptWindow::roleNames() const {
+  return {{kindRole, "kind"},
+          {itemRole, "item"},
+          {isFirstRole, "isFirst"},
+          {isLastRole, "isLast"},
+          {opensBlockRole, "opensBlock"},
+          {closesBlockRole, "closesBlock"},
+          {isOpenRole, "isOpen"},
+          {isGrowingRole, "isGrowing"},
+          {canActRole, "canAct"},
+          {outcomeRole, "outcome"},
+          {levelRole, "level"},
+          {hiddenLinesRole, "hiddenLines"},
+          {htmlRole, "html"},
+          {textRole, "words"},
+          {labelRole, "label"},
+          {detailRole, "detail"},
+          {iconRole, "iconName"},
+          {nameRole, "name"},
+          {isSelectedRole, "isSelected"},
+          {paintRole, "paint"}};
+}
+
+}  // namespace ravant::desktop

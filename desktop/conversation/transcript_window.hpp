@@ -1,0 +1,270 @@
+#pragma once
+
+#include <QtQml/qqmlregistration.h>
+#include <QAbstractListModel>
+#include <QTimer>
+#include <deque>
+#include <map>
+#include <set>
+#include <unordered_set>
+
+#include "core/store/conversation_model_actor.hpp"
+#include "core/store/transcript_reader.hpp"
+#include "desktop/conversation/item_rows.hpp"
+#include "desktop/conversation/live_texts.hpp"
+#include "desktop/conversation/transcript_row.hpp"
+#include "desktop/loop/view_model.hpp"
+#include "desktop/program/desktop_window.hpp"
+
+namespace ravant::desktop {
+
+/// A part of a conversation as rows, with what its run is writing behind the last: at most `kMostRows`, but for an item
+/// that has more by itself. Follows the store.
+///
+/// On the interface thread.
+class TranscriptWindow : public QAbstractListModel, public ViewModel {
+  Q_OBJECT
+  QML_ELEMENT
+  /// Empty for none.
+  Q_PROPERTY(QString conversation READ conversation WRITE setConversation NOTIFY conversationChanged)
+  /// Whether its end is on a window that is looked at: then all of it counts as seen.
+  Q_PROPERTY(bool isLookedAt READ isLookedAt WRITE setLookedAt NOTIFY lookedAtChanged)
+  Q_PROPERTY(bool isAtEnd READ isAtEnd NOTIFY shownChanged)
+  Q_PROPERTY(bool isAtBeginning READ isAtBeginning NOTIFY shownChanged)
+  /// Whether what there is was read.
+  Q_PROPERTY(bool isOpened READ isOpened NOTIFY shownChanged)
+  /// Items of the whole conversation.
+  Q_PROPERTY(int items READ items NOTIFY shownChanged)
+  /// Of those, how many came behind what the reader saw of the end.
+  Q_PROPERTY(int newItems READ newItems NOTIFY shownChanged)
+  /// Of what is visible in the whole conversation: where it begins, and how much it is, from 0 to 1.
+  Q_PROPERTY(double place READ place NOTIFY placeChanged)
+  Q_PROPERTY(double extent READ extent NOTIFY placeChanged)
+  /// What is marked wherever it stands in the rows.
+  Q_PROPERTY(QString markedText READ markedText WRITE setMarkedText NOTIFY markedTextChanged)
+
+ public:
+  enum Kind {
+    UserMessage,
+    Prose,
+    Heading,
+    Quotation,
+    Table,
+    Code,
+    Rule,
+    ToolGroup,
+    ToolCall,
+    ToolText,
+    Compaction,
+    Failure,
+    Interrupted,
+    Unread,
+    Reasoning,
+    RunProgress
+  };
+  Q_ENUM(Kind)
+  enum Outcome { NoOutcome, Running, Done, Failed };
+  Q_ENUM(Outcome)
+
+  enum Role {
+    kindRole = Qt::UserRole,
+    itemRole,
+    isFirstRole,
+    isLastRole,
+    opensBlockRole,
+    closesBlockRole,
+    isOpenRole,
+    isGrowingRole,
+    canActRole,
+    outcomeRole,
+    levelRole,
+    hiddenLinesRole,
+    htmlRole,
+    textRole,
+    labelRole,
+    detailRole,
+    iconRole,
+    nameRole,
+    isSelectedRole,
+    paintRole
+  };
+
+  static constexpr std::size_t kMostRows = 600;
+  static constexpr std::size_t kMostRowsOfPage = 250;
+  /// Screens: with less there, more is read.
+  static constexpr double kNear = 2;
+  static constexpr int kOpenedItems = 60;
+  static constexpr int kPageItems = 60;
+  /// What comes while it is looked at is marked as seen by and by.
+  static constexpr std::chrono::milliseconds kSeenInterval{300};
+  static constexpr int kJumpItems = 40;  ///< on each side of the target
+
+  explicit TranscriptWindow(QObject* parent = nullptr);
+
+  QString conversation() const { return shown_ ? textOf(*shown_) : QString(); }
+  void setConversation(const QString& conversation);
+  bool isLookedAt() const { return isLookedAt_; }
+  void setLookedAt(bool isLookedAt);
+  bool isAtEnd() const { return isAtEnd_; }
+  bool isAtBeginning() const { return first_ == 0; }
+  bool isOpened() const { return isOpened_; }
+  int items() const { return static_cast<int>(count_); }
+  int newItems() const;
+  double place() const { return place_; }
+  double extent() const { return extent_; }
+  const QString& markedText() const { return markedText_; }
+  void setMarkedText(const QString& text);
+
+  /// The rows that are visible, which stay when others leave, and how many screens there are above and below them.
+  Q_INVOKABLE void showing(int first, int last, double above, double below);
+  /// Shows the end, or the item; `jumped` follows.
+  Q_INVOKABLE void jumpToEnd();
+  Q_INVOKABLE void jumpToItem(const QString& item);
+  /// From 0, the beginning, to 1, the end.
+  Q_INVOKABLE void jumpToPlace(double place);
+  /// How many items of the whole conversation stand before the row's.
+  std::int64_t positionOf(int row) const;
+  /// `jumped` to the prompt before or behind the row.
+  Q_INVOKABLE void jumpToPrompt(int row, int direction);
+
+  /// Folds or unfolds a group, a call, or reasoning.
+  Q_INVOKABLE void setOpen(int row, bool isOpen);
+  /// Of a code block, a message or a call's output.
+  Q_INVOKABLE void showMore(int row);
+
+  /// The row at which the walk by keys stops next: each item is one stop, and so is each call of an open group. The row
+  /// itself at the ends.
+  Q_INVOKABLE int nextStop(int row, int direction) const;
+  Q_INVOKABLE int stopOf(int row) const;
+  /// The items from one row to the other are selected, and no others.
+  Q_INVOKABLE void select(int from, int to);
+  Q_INVOKABLE void clearSelection();
+  /// The stored text of what is selected, else of the row's item, onto the clipboard.
+  Q_INVOKABLE void copy(int row);
+  /// Of the row's code block or call's text, else of its item.
+  Q_INVOKABLE void copyBlock(int row);
+  /// The agent's own record of the row's item.
+  Q_INVOKABLE void copyRecord(int row);
+  QString storedText(int row) const;
+
+  int rowCount(const QModelIndex& parent = {}) const override;
+  QVariant data(const QModelIndex& index, int role) const override;
+  QHash<int, QByteArray> roleNames() const override;
+  const std::vector<TranscriptRow>& rows() const { return rows_; }
+
+  /// What the reader opened in the item.
+  ItemFolds folds(ConversationItemId item) const;
+  const std::map<ToolInvocationId, CallTexts>& openTexts() const { return callTexts_; }
+  /// Whether everything that was announced so far has been read.
+  bool isSettled() const { return !isWorking_ && !growth_.isActive(); }
+  std::optional<ConversationId> shown() const { return shown_; }
+
+ Q_SIGNALS:
+  void conversationChanged();
+  void lookedAtChanged();
+  void shownChanged();
+  void placeChanged();
+  void markedTextChanged();
+  /// The rows are others: the view goes to this one, or to the end where it is -1.
+  void jumped(int row);
+  void settled();
+
+ private:
+  /// What is to be read.
+  struct Work {
+    bool opens = false;
+    std::optional<ConversationItemId> around = {};
+    std::optional<double> place = {};
+    bool isBehindRead = false;
+    bool isSummaryRead = false;
+    bool isRunOver = false;
+    std::vector<ConversationItemId> inserted = {};
+    std::set<ConversationItemId> items = {};
+    std::set<ToolInvocationId> invocations = {};
+    std::set<ToolInvocationId> texts = {};
+    bool isOlderRead = false;
+    bool isNewerRead = false;
+    bool isSeen = false;
+
+    bool isNone() const;
+  };
+  enum class Side { front, back };
+
+  void work();
+  awaitable<void> workOff();
+  awaitable<void> doNext(Work job);
+  awaitable<void> open(Turns::Turn turn);
+  awaitable<void> readAround(ConversationItemId target, Turns::Turn turn);
+  awaitable<void> readPlace(double place, Turns::Turn turn);
+  awaitable<void> readSummary(Turns::Turn turn);
+  awaitable<void> readBehind(Turns::Turn turn);
+  awaitable<void> settleGrowth(std::vector<ConversationItemId> inserted, Turns::Turn turn);
+  awaitable<void> readPage(PageDirection direction, Turns::Turn turn);
+  awaitable<void> readItem(ConversationItemId id, Turns::Turn turn);
+  awaitable<void> readInvocation(ToolInvocationId id, Turns::Turn turn);
+  awaitable<void> readTexts(ToolInvocationId id, Turns::Turn turn);
+  awaitable<void> markSeen(Turns::Turn turn);
+  awaitable<void> findPrompt(ConversationItemId from, int direction);
+  awaitable<void> putRecordOnClipboard(ConversationItemId item);
+  awaitable<std::vector<ShownItem>> prepared(std::vector<ConversationItem> items);
+
+  void follow(StoreChanges& changes);
+  void add(std::vector<ShownItem> items, Side side);
+  void replaceAll(std::vector<ShownItem> items);
+  void makeRows(ShownItem& item);
+  void makeAllRows();
+  ItemFolds& foldsOf(ConversationItemId item) { return folds_[item]; }
+  ShownItem* find(ConversationItemId item);
+  std::optional<std::size_t> rowOf(ConversationItemId item) const;
+  ConversationItemId itemAt(int row) const;
+
+  void trim(Side side);
+  /// The rows as they are to be.
+  std::vector<TranscriptRow> wantedRows();
+  void addLiveRows(std::vector<TranscriptRow>& rows);
+  void markEnd(std::vector<TranscriptRow>& rows) const;
+  /// Announces what differs.
+  void update();
+  void tick();
+
+  Application& application_;
+  LiveTexts live_;
+  std::optional<ConversationId> shown_;
+  Turns turns_;
+
+  std::deque<ShownItem> items_;
+  std::vector<TranscriptRow> rows_;
+  std::int64_t first_ = 0;  ///< position of the first of `items_` among all
+  std::int64_t count_ = 0;
+  bool isAtEnd_ = true;
+  bool isOpened_ = false;
+  std::optional<ConversationSummary> summary_;
+  std::string projectFolder_;
+  QString agent_;
+
+  std::map<ConversationItemId, ItemFolds> folds_;
+  std::map<ToolInvocationId, CallTexts> callTexts_;
+  bool isReasoningOpen_ = false;
+  /// Stored messages that took the place of what grew before they were announced.
+  std::set<ConversationItemId> replacing_;
+  std::set<ConversationItemId> selected_;
+  /// The first and the last item that is visible, the default where it is none that is stored.
+  std::optional<std::pair<ConversationItemId, ConversationItemId>> visible_;
+  double place_ = 0;
+  double extent_ = 1;
+  QString markedText_;
+
+  bool isLookedAt_ = false;
+  bool wasAway_ = true;
+  std::int64_t seenCount_ = 0;
+  std::optional<ConversationItemId> seenUpTo_;
+  std::optional<ConversationItemId> firstUnread_;
+
+  Work work_;
+  bool isWorking_ = false;
+  QTimer growth_;
+  QTimer clock_;
+  QTimer seen_;
+};
+
+}  // namespace ravant::desktop

@@ -1,0 +1,360 @@
+#include "desktop/conversation/transcript_window.hpp"
+
+#include <gmock/gmock.h>
+
+#include <QAbstractItemModelTester>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QSignalSpy>
+#include <random>
+
+#include "core/store/conversation_item_model_actor.hpp"
+#include "tests/desktop/support/workbench.hpp"
+
+namespace ravant::test {
+namespace {
+
+using desktop::RowKind;
+using desktop::RowOutcome;
+using desktop::TranscriptRow;
+using desktop::TranscriptWindow;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::Field;
+
+/// A conversation, and what writes to it as an agent does.
+class TranscriptWindowTest : public testing::Test {
+ protected:
+  TranscriptWindowTest()
+      : conversation_(workbench_.addConversation(workbench_.addProject("weather"))),
+        writer_(ConversationItemModelActor::make(workbench_.application().modelContainer())) {}
+
+  void prompt(std::string text) { await(writer_->appendUserPrompt(conversation_, std::move(text), AgentType::claude)); }
+  void message(std::string text) { await(writer_->appendAgentMessage(conversation_, "{}", std::move(text), {}, {})); }
+  void call(std::string id, std::string command) {
+    await(writer_->appendToolInvocation(conversation_, "{}", "", "Bash", std::move(id),
+                                        R"({"command":")" + command + R"("})", {}, ToolInvocationStatus::running));
+  }
+  void complete(std::string id, std::string output) {
+    await(writer_->completeToolInvocation(conversation_, std::move(id), std::move(output), ToolOutcome::completed));
+  }
+  void grow(std::string text, bool isNew = false) {
+    const auto& feed = workbench_.application().modelContainer()->changeFeed();
+    await(feed->announceGrowth(conversation_, {.text = std::move(text), .isNewMessage = isNew}));
+  }
+  /// All of it was looked at.
+  void see() {
+    const auto last = await(workbench_.application().transcripts().last(conversation_));
+    await(workbench_.application().conversations().markSeen(conversation_, last->id));
+  }
+  void settle(const TranscriptWindow& window) {
+    workbench_.settle();
+    QCoreApplication::processEvents();
+    ASSERT_TRUE(until([&] { return window.isSettled() && window.isOpened(); }));
+  }
+  void open(TranscriptWindow& window) {
+    window.setConversation(desktop::textOf(conversation_));
+    settle(window);
+  }
+
+  Workbench workbench_;
+  ConversationId conversation_;
+  std::shared_ptr<ConversationItemModelActor> writer_;
+};
+
+std::vector<RowKind> kindsOf(const TranscriptWindow& window) {
+  std::vector<RowKind> kinds;
+  for (const TranscriptRow& row : window.rows()) kinds.push_back(row.kind);
+  return kinds;
+}
+
+TEST_F(TranscriptWindowTest, ShowsEachBlockAndEachCallAsARow) {
+  prompt("Why is it slow?");
+  message("Because of this:\n\n```cpp\nint a;\n```\n\n| a | b |\n|---|--:|\n| x | 1 |");
+  call("one", "make");
+  complete("one", "first\nsecond");
+  see();
+  TranscriptWindow window;
+  const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  open(window);
+  EXPECT_THAT(kindsOf(window),
+              ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::code, RowKind::table, RowKind::toolGroup));
+  EXPECT_EQ(window.rows()[0].name, QStringLiteral("You: Why is it slow?"));
+  EXPECT_EQ(window.rows()[1].name, QStringLiteral("Claude Code: Because of this:"));
+  EXPECT_EQ(window.rows()[2].name, QStringLiteral("Code, C++: int a;"));
+  EXPECT_THAT(window.rows()[4].name.toStdString(), testing::StartsWith("Tool calls: "));
+
+  window.setOpen(4, true);
+  ASSERT_EQ(window.rowCount(), 6);
+  window.setOpen(5, true);
+  settle(window);
+  ASSERT_EQ(window.rowCount(), 8) << "input and output";
+  EXPECT_EQ(window.rows()[7].text, QStringLiteral("first\nsecond"));
+  EXPECT_EQ(window.nextStop(0, 1), 1);
+  EXPECT_EQ(window.nextStop(1, 1), 4) << "a message is one stop";
+  EXPECT_EQ(window.nextStop(4, 1), 5) << "a call is one, what is in it is not";
+  EXPECT_EQ(window.nextStop(5, 1), 5);
+  window.setOpen(4, false);
+  EXPECT_EQ(window.rowCount(), 5);
+}
+
+TEST_F(TranscriptWindowTest, ChangesNothingButTheLastRowsOfAMessageThatGrowsAndIsStored) {
+  prompt("Tell me.");
+  TranscriptWindow window;
+  const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  open(window);
+  grow("First paragraph.\n\nSec", true);
+  settle(window);
+  ASSERT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::prose));
+  EXPECT_TRUE(window.rows()[2].isGrowing);
+
+  std::vector<int> changed;
+  QObject::connect(&window, &TranscriptWindow::dataChanged, [&](const QModelIndex& first, const QModelIndex& last) {
+    for (int row = first.row(); row <= last.row(); ++row) changed.push_back(row);
+  });
+  const QSignalSpy inserted(&window, &TranscriptWindow::rowsInserted);
+  const QSignalSpy removed(&window, &TranscriptWindow::rowsRemoved);
+  grow("ond.");
+  settle(window);
+  EXPECT_THAT(changed, ElementsAre(2));
+  message("First paragraph.\n\nSecond.");
+  settle(window);
+  EXPECT_EQ(inserted.count() + removed.count(), 0) << "the stored message takes the rows of the one that grew";
+  EXPECT_FALSE(window.rows()[2].isGrowing);
+  EXPECT_NE(window.rows()[2].item, ConversationItemId());
+
+  grow("Another", true);
+  settle(window);
+  EXPECT_EQ(inserted.count(), 1);
+  EXPECT_THAT(kindsOf(window), testing::SizeIs(4));
+}
+
+TEST_F(TranscriptWindowTest, DropsWhatWasReadOfAConversationThatWasLeft) {
+  for (int count = 0; count < 40; ++count) message("Of the first.");
+  const ConversationId other = workbench_.addConversation(workbench_.addProject("other"));
+  await(writer_->appendUserPrompt(other, "Of the second.", AgentType::claude));
+  TranscriptWindow window;
+  window.setConversation(desktop::textOf(conversation_));
+  QCoreApplication::processEvents();
+  window.jumpToPlace(0);
+  window.setConversation(desktop::textOf(other));
+  settle(window);
+  settle(window);
+  ASSERT_EQ(window.rowCount(), 1);
+  EXPECT_EQ(window.rows()[0].text, QStringLiteral("Of the second."));
+  EXPECT_EQ(window.items(), 1);
+}
+
+TEST_F(TranscriptWindowTest, StaysWithWhoReadsWhileMuchComesBehind) {
+  for (int count = 0; count < 300; ++count) message("One.\n\nTwo.");
+  TranscriptWindow window;
+  const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  open(window);
+  window.jumpToPlace(0.5);
+  settle(window);
+  window.showing(20, 40, 5, 5);
+  const ConversationItemId read = window.rows()[20].item;
+  for (int count = 0; count < 700; ++count) message("One.\n\nTwo.");
+  settle(window);
+  EXPECT_THAT(window.rows(), Contains(Field(&TranscriptRow::item, read)));
+  EXPECT_EQ(window.items(), 1000);
+  EXPECT_FALSE(window.isAtEnd());
+  window.jumpToEnd();
+  settle(window);
+  EXPECT_TRUE(window.isAtEnd());
+  EXPECT_LE(window.rows().size(), TranscriptWindow::kMostRows);
+}
+
+TEST_F(TranscriptWindowTest, MarksAsSeenWhatIsLookedAtAndShowsWhereTheUnreadBegins) {
+  prompt("First.");
+  message("Seen.");
+  const auto unread = [&] {
+    return await(workbench_.application().conversations().conversation(conversation_))->unread;
+  };
+  TranscriptWindow window;
+  open(window);
+  window.setLookedAt(true);
+  ASSERT_TRUE(until([&] { return unread() == 0; }));
+  window.setLookedAt(false);
+  window.setConversation({});
+  message("Not seen.");
+  EXPECT_EQ(unread(), 1);
+
+  open(window);
+  EXPECT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::unread, RowKind::prose));
+  window.setLookedAt(true);
+  ASSERT_TRUE(until([&] { return unread() == 0; }));
+  EXPECT_THAT(kindsOf(window), Contains(RowKind::unread)) << "it stays until the conversation is left";
+}
+
+TEST_F(TranscriptWindowTest, OffersToTryAgainOnlyAtTheEnd) {
+  prompt("Go.");
+  await(writer_->appendFailureEvent(conversation_, "{}", "The connection was closed."));
+  see();
+  TranscriptWindow window;
+  open(window);
+  ASSERT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::failure));
+  EXPECT_TRUE(window.rows()[1].canAct);
+  EXPECT_EQ(window.rows()[1].name, QStringLiteral("Failed: The connection was closed."));
+  prompt("Go again.");
+  settle(window);
+  EXPECT_FALSE(window.rows()[1].canAct);
+}
+
+TEST_F(TranscriptWindowTest, CopiesWhatIsStored) {
+  prompt("A *star*.");
+  message("**Bold** and `code`.");
+  TranscriptWindow window;
+  open(window);
+  window.copy(1);
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("**Bold** and `code`."));
+  window.select(0, 1);
+  EXPECT_EQ(window.storedText(0), QStringLiteral("A *star*.\n\n**Bold** and `code`."));
+}
+
+/// What is shown of a row, without the name under which it stays.
+QString shownOf(const TranscriptRow& row) {
+  return QStringLiteral("%1 %2 %3%4%5%6 %7|%8|%9|")
+             .arg(static_cast<int>(row.kind))
+             .arg(desktop::textOf(row.item))
+             .arg(row.isFirst)
+             .arg(row.isLast)
+             .arg(row.isOpen)
+             .arg(row.isGrowing)
+             .arg(static_cast<int>(row.outcome))
+             .arg(row.html, row.text) +
+         // How long something has been running changes by itself.
+         (row.outcome == RowOutcome::running ? QString() : row.detail + row.name) +
+         QStringLiteral("%1|%2").arg(row.label).arg(row.hiddenLines);
+}
+
+QStringList shownOf(const std::vector<TranscriptRow>& rows) {
+  QStringList lines;
+  for (const TranscriptRow& row : rows) lines.append(shownOf(row));
+  return lines;
+}
+
+/// Does at random what agents, readers and views do, and compares with what is read anew of the same items.
+class Walk : public TranscriptWindowTest, public testing::WithParamInterface<unsigned> {
+ protected:
+  int below(int limit) { return std::uniform_int_distribution(0, limit - 1)(random_); }
+
+  std::string someMessage() {
+    static const std::vector<std::string> kPieces = {
+        "The page cut between them.\n\n",      "- one\n- two\n\n", "```cpp\nint a = 1;\nint b = 2;\n```\n\n",
+        "| a | b |\n|---|---|\n| x | 1 |\n\n", "## Why\n\n",       "> quoted\n\n"};
+    std::string text;
+    for (int count = 1 + below(5); count > 0; --count) text += kPieces[static_cast<std::size_t>(below(6))];
+    return text;
+  }
+
+  void step(TranscriptWindow& window) {
+    const int rows = window.rowCount();
+    const int row = rows == 0 ? 0 : below(rows);
+    switch (below(14)) {
+      case 0:
+        return prompt("Prompt " + std::to_string(++number_));
+      case 1:
+      case 2:
+        return finishMessage();
+      case 3:
+        finishMessage();
+        for (int count = below(60); count > 0; --count) message(someMessage());
+        return;
+      case 4:
+        ++number_;
+        return call("call" + std::to_string(number_), "make " + std::to_string(number_));
+      case 5:
+        return complete("call" + std::to_string(number_ - below(3)), "exit 0");
+      case 6:
+      case 7:
+        growing_ += growing_.empty() ? "Growing " : someMessage();
+        return grow(growing_.substr(grown_), grown_ == 0), void(grown_ = growing_.size());
+      case 8:
+        return window.showing(row, std::min(rows - 1, row + 8), 1, 5);
+      case 9:
+        return window.showing(row, std::min(rows - 1, row + 8), 5, 1);
+      case 10:
+        return window.jumpToPlace(below(100) / 100.0);
+      case 11:
+        return below(2) == 0 ? window.jumpToEnd() : window.jumpToPrompt(row, below(2) == 0 ? -1 : 1);
+      case 12:
+        return window.setOpen(row, below(2) == 0);
+      default:
+        return window.showMore(row);
+    }
+  }
+
+  void finishMessage() {
+    message(growing_.empty() ? someMessage() : growing_);
+    growing_.clear();
+    grown_ = 0;
+  }
+
+  /// Of the items that the window holds, as another one shows them that has just been opened.
+  void expectFresh(const TranscriptWindow& window) {
+    std::vector<TranscriptRow> stored;
+    for (const TranscriptRow& row : window.rows()) {
+      if (row.item != ConversationItemId()) stored.push_back(row);
+    }
+    std::set<ConversationItemId> held;
+    std::vector<ConversationItemId> order;
+    for (const TranscriptRow& row : stored) {
+      if (held.insert(row.item).second) order.push_back(row.item);
+    }
+    const auto all = await(workbench_.application().transcripts().items(conversation_, std::nullopt));
+    std::vector<ConversationItemId> expectedOrder;
+    std::vector<ConversationItem> expected;
+    auto item = std::ranges::find(all, order.empty() ? ConversationItemId() : order.front(), &ConversationItem::id);
+    for (; item != all.end() && expected.size() < order.size(); ++item) {
+      expectedOrder.push_back(item->id);
+      expected.push_back(*item);
+    }
+    ASSERT_EQ(order, expectedOrder) << "the rows are of neighbours, in their order";
+    if (window.isAtEnd() && !all.empty()) {
+      ASSERT_FALSE(order.empty());
+      EXPECT_EQ(order.back(), all.back().id);
+    }
+    EXPECT_EQ(window.isAtBeginning(), order.empty() || order.front() == all.front().id);
+    if (!order.empty()) {
+      EXPECT_EQ(window.positionOf(0), std::ranges::find(all, order.front(), &ConversationItem::id) - all.begin());
+    }
+    EXPECT_EQ(window.items(), static_cast<int>(all.size()));
+
+    // Whatever was folded by hand is folded alike.
+    QStringList fresh;
+    for (ConversationItem& each : expected) {
+      desktop::ShownItem made = desktop::shownItem(std::move(each), (workbench_.folder() / "weather").string());
+      const desktop::RowSurroundings around{
+          .agent = QStringLiteral("Claude Code"), .now = SystemClock().now(), .callTexts = window.openTexts()};
+      fresh += shownOf(rowsOf(made, window.folds(made.item.id), around));
+    }
+    QStringList rows = shownOf(stored);
+    EXPECT_EQ(rows, fresh);
+  }
+
+  std::mt19937 random_{GetParam()};
+  int number_ = 0;
+  std::string growing_;
+  std::size_t grown_ = 0;
+};
+
+TEST_P(Walk, EqualsAFreshReadingAfterEveryStep) {
+  for (int count = 0; count < 90; ++count) message(someMessage());
+  TranscriptWindow window;
+  const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  open(window);
+  for (int count = 0; count < 150 && !HasFailure(); ++count) {
+    step(window);
+    settle(window);
+    expectFresh(window);
+    EXPECT_LE(window.rows().size(), TranscriptWindow::kMostRows + 120);
+    const bool isGrowing = !growing_.empty() && window.isAtEnd();
+    EXPECT_EQ(!window.rows().empty() && window.rows().back().isGrowing, isGrowing);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, Walk, testing::Range(1U, 7U));
+
+}  // namespace
+}  // namespace ravant::test
