@@ -3,12 +3,16 @@ import QtQuick.Controls.Basic as Basic
 import QtQuick.Templates as T
 import Ravant.Theme
 
-/// What floats over the window for a moment and has the keyboard meanwhile. Esc and a click beside it close it.
+/// What floats over the window for a moment and has the keyboard meanwhile. Esc and a click beside it close it, and the
+/// keyboard's focus returns to where it was.
 Basic.Popup {
     id: panel
 
     required property string name
+    property Item focusBefore: null
 
+    onAboutToShow: focusBefore = parent?.Window.activeFocusItem ?? null
+    onClosed: focusBefore?.forceActiveFocus()
     parent: T.Overlay.overlay
     x: Math.round((parent.width - width) / 2)
     y: Math.round(parent.height / 6)
