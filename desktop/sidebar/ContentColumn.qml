@@ -39,11 +39,10 @@ FocusScope {
             anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
             IconButton {
                 iconName: "archive"
-                name: qsTr("Archived conversations")
-                checkable: true
+                name: conversationList.archived ? qsTr("Conversations that are not archived") : qsTr("Archived conversations")
                 checked: conversationList.archived
-                ink: checked ? Theme.accent : Theme.dim
-                onClicked: conversationList.archived = checked
+                ink: conversationList.archived ? Theme.accent : Theme.dim
+                onClicked: conversationList.archived = !conversationList.archived
             }
             IconButton {
                 iconName: "pencil"
