@@ -1,25 +1,18 @@
 import QtQuick
-import QtQuick.Controls.Basic as Basic
 import QtQuick.Templates as T
 import Ravant.Theme
 
-/// What floats over the window for a moment and has the keyboard meanwhile. Esc and a click beside it close it, and the
-/// keyboard's focus returns to where it was.
-Basic.Popup {
-    id: panel
-
-    required property string name
-    property Item focusBefore: null
-
-    onAboutToShow: focusBefore = parent?.Window.activeFocusItem ?? null
-    onClosed: focusBefore?.forceActiveFocus()
+/// What floats over the window and takes the keyboard: Esc, or a press beside it, closes it, and the focus goes back to
+/// where it was. Its title is read aloud.
+T.Dialog {
     parent: T.Overlay.overlay
     x: Math.round((parent.width - width) / 2)
-    y: Math.round(parent.height / 6)
+    y: Theme.unit * 20
     width: Theme.unit * 110
     padding: Theme.unit
     modal: true
     focus: true
+    closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutside
     background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
     T.Overlay.modal: Rectangle { color: Theme.isDark ? "#80000000" : "#40000000" }
 }

@@ -8,10 +8,15 @@ import Ravant.Theme
 FloatingPanel {
     id: popup
 
+    property Item focusBefore: null
+
     function walk() { list.currentIndex = opened ? (list.currentIndex + 1) % Math.max(1, list.count) : Math.min(1, list.count - 1); open(); }
     function take() { close(); recent.open(list.currentIndex); }
 
-    name: qsTr("Recent conversations")
+    title: qsTr("Recent conversations")
+    height: list.contentHeight + topPadding + bottomPadding
+    onAboutToShow: focusBefore = parent?.Window.activeFocusItem ?? null
+    onClosed: focusBefore?.forceActiveFocus()
 
     CommandHandler { id: command; command: "recentConversations"; onTriggered: popup.walk() }
 
@@ -19,11 +24,10 @@ FloatingPanel {
         id: list
 
         model: RecentConversations { id: recent; shown: popup.visible }
-        implicitHeight: contentHeight
         focus: true
         highlightMoveDuration: 0
         Accessible.role: Accessible.List
-        Accessible.name: popup.name
+        Accessible.name: popup.title
         Keys.onReturnPressed: popup.take()
         Keys.onEnterPressed: popup.take()
         Keys.onTabPressed: popup.walk()
