@@ -14,11 +14,12 @@ FloatingPanel {
     function take() { close(); recent.open(list.currentIndex); }
 
     title: qsTr("Recent conversations")
+
+    CommandHandler { id: command; command: "recentConversations"; onTriggered: popup.walk() }
+
     height: list.contentHeight + topPadding + bottomPadding
     onAboutToShow: focusBefore = parent?.Window.activeFocusItem ?? null
     onClosed: focusBefore?.forceActiveFocus()
-
-    CommandHandler { id: command; command: "recentConversations"; onTriggered: popup.walk() }
 
     contentItem: ListView {
         id: list
