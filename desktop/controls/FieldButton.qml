@@ -11,8 +11,8 @@ Basic.AbstractButton {
 
     implicitHeight: Theme.unit * 8
     focusPolicy: Qt.StrongFocus
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: button.clicked()
+    Keys.onEnterPressed: button.clicked()
     Accessible.name: text
     Accessible.onPressAction: clicked()
 

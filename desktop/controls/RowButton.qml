@@ -12,8 +12,8 @@ Basic.AbstractButton {
 
     implicitHeight: Theme.rowHeight
     focusPolicy: Qt.StrongFocus
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: button.clicked()
+    Keys.onEnterPressed: button.clicked()
     Accessible.name: text
     Accessible.onPressAction: clicked()
 

@@ -18,7 +18,7 @@ FocusScope {
         project: Workbench.contentProject
     }
     ConversationActions { id: conversationActions }
-    CommandHandler { command: "rename"; enabled: list.activeFocus; onTriggered: list.renamed = list.currentRow?.conversationId ?? "" }
+    CommandHandler { command: "rename"; enabled: list.activeFocus; onTriggered: list.rename() }
 
     Rectangle { anchors.fill: parent; color: Theme.window }
 
@@ -39,11 +39,10 @@ FocusScope {
             anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
             IconButton {
                 iconName: "archive"
-                name: qsTr("Archived conversations")
-                checkable: true
+                name: conversationList.archived ? qsTr("Conversations that are not archived") : qsTr("Archived conversations")
                 checked: conversationList.archived
-                ink: checked ? Theme.accent : Theme.dim
-                onClicked: conversationList.archived = checked
+                ink: conversationList.archived ? Theme.accent : Theme.dim
+                onClicked: conversationList.archived = !conversationList.archived
             }
             IconButton {
                 iconName: "pencil"
@@ -70,6 +69,7 @@ FocusScope {
         property string renamed
 
         function showMenu() { if (currentRow) menu.popup(currentRow, Theme.unit * 8, currentRow.height); }
+        function rename() { renamed = currentRow?.conversationId ?? ""; }
         function leaveRename() { renamed = ""; forceActiveFocus(); }
 
         anchors { top: headLine.bottom; bottom: parent.bottom; left: parent.left; right: parent.right }
@@ -96,7 +96,7 @@ FocusScope {
         Keys.onMenuPressed: showMenu()
         delegate: ConversationRow {
             width: list.width
-            current: ListView.isCurrentItem
+            current: ListView.isCurrentItem && !renames
             selected: conversationId === Workbench.conversation
             renames: list.renamed !== "" && list.renamed === conversationId
             onClicked: { list.currentIndex = index; list.forceActiveFocus(); conversationList.open(index) }
@@ -111,6 +111,7 @@ FocusScope {
             function onSelectionChanged() { list.currentIndex = conversationList.rowOfConversation(Workbench.conversation); }
         }
         VerticalScroll {
+            parent: list
             anchors { top: parent.top; bottom: parent.bottom; right: parent.right }
             orientation: Qt.Vertical
             size: list.visibleArea.heightRatio
@@ -123,7 +124,7 @@ FocusScope {
             actions: conversationActions
             conversationId: list.currentRow?.conversationId ?? ""
             isArchived: list.currentRow?.isArchived ?? false
-            onRenameRequested: list.renamed = conversationId
+            onRenameRequested: Qt.callLater(list.rename)
         }
     }
 }

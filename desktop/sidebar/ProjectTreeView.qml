@@ -13,6 +13,9 @@ ListView {
     required property ConversationActions conversations
     /// The project or conversation whose name is being changed.
     property string renamed
+    /// The project that the pointer holds, and the row in front of which it would be put.
+    property string dragged
+    property int dropRow: -1
 
     readonly property TreeRow currentRow: currentItem as TreeRow
     readonly property MenuPopup menu: currentRow?.isProject ? projectMenu : conversationMenu
@@ -41,7 +44,7 @@ ListView {
 
     delegate: TreeRow {
         width: view.width
-        current: ListView.isCurrentItem
+        current: ListView.isCurrentItem && !renames
         selected: isConversation ? conversationId === Workbench.conversation : isProject && projectId === Workbench.contentProject
         renames: view.renamed !== "" && view.renamed === ownId
         onClicked: { view.currentIndex = index; view.forceActiveFocus(); view.tree.open(index) }
@@ -49,6 +52,8 @@ ListView {
         onMenuRequested: { view.currentIndex = index; if (ownId !== "") view.menu.popup() }
         onRenamed: words => view.tree.rename(index, words)
         onRenameLeft: view.leaveRename()
+        onDragged: y => { view.dragged = projectId; view.dropRow = view.tree.dropRow(view.indexAt(1, y)) }
+        onDropped: { view.tree.moveProject(view.dragged, view.dropRow); view.dragged = "" }
     }
 
     Shortcut { sequence: "Shift+F10"; enabled: view.activeFocus; onActivated: view.showMenu() }
@@ -57,7 +62,18 @@ ListView {
         function onSelectionChanged() { if (view.tree.rowOfShown() >= 0) view.currentIndex = view.tree.rowOfShown(); }
     }
 
+    Rectangle {
+        x: Theme.unit * 2
+        y: view.itemAtIndex(view.dropRow)?.y ?? view.contentHeight
+        z: 1
+        visible: view.dragged !== ""
+        width: view.width - Theme.unit * 4
+        height: 2
+        color: Theme.accent
+        Accessible.ignored: true
+    }
     VerticalScroll {
+        parent: view
         anchors { top: parent.top; bottom: parent.bottom; right: parent.right }
         orientation: Qt.Vertical
         size: view.visibleArea.heightRatio
@@ -69,7 +85,7 @@ ListView {
         id: projectMenu
 
         MenuEntry { text: qsTr("New conversation"); onTriggered: Workbench.startNewConversation(view.currentRow.projectId) }
-        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: view.rename(view.currentIndex) }
+        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: Qt.callLater(view.rename, view.currentIndex) }
         MenuEntry { text: qsTr("Open folder"); onTriggered: view.projects.openFolder(view.currentRow.projectId) }
         MenuEntry { text: qsTr("Copy path"); onTriggered: view.projects.copyPath(view.currentRow.projectId) }
         MenuEntry { text: qsTr("Move up"); onTriggered: view.projects.move(view.currentRow.projectId, -1) }
@@ -81,6 +97,6 @@ ListView {
 
         actions: view.conversations
         conversationId: view.currentRow?.conversationId ?? ""
-        onRenameRequested: view.rename(view.currentIndex)
+        onRenameRequested: Qt.callLater(view.rename, view.currentIndex)
     }
 }

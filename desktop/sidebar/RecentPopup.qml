@@ -8,6 +8,8 @@ import Ravant.Theme
 FloatingPanel {
     id: popup
 
+    property Item focusBefore: null
+
     function walk() { list.currentIndex = opened ? (list.currentIndex + 1) % Math.max(1, list.count) : Math.min(1, list.count - 1); open(); }
     function take() { close(); recent.open(list.currentIndex); }
 
@@ -15,11 +17,14 @@ FloatingPanel {
 
     CommandHandler { id: command; command: "recentConversations"; onTriggered: popup.walk() }
 
+    height: list.contentHeight + topPadding + bottomPadding
+    onAboutToShow: focusBefore = parent?.Window.activeFocusItem ?? null
+    onClosed: focusBefore?.forceActiveFocus()
+
     contentItem: ListView {
         id: list
 
         model: RecentConversations { id: recent; shown: popup.visible }
-        implicitHeight: contentHeight
         focus: true
         highlightMoveDuration: 0
         Accessible.role: Accessible.List

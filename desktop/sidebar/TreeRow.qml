@@ -29,10 +29,21 @@ ListRow {
     signal folded
     signal renamed(string words)
     signal renameLeft
+    /// The pointer holds the row, at this height of the list.
+    signal dragged(real y)
+    signal dropped
 
     name: spokenName
     Accessible.description: isProject ? (isOpen ? qsTr("expanded") : qsTr("collapsed")) : ""
 
+    DragHandler {
+        target: null
+        enabled: row.isProject && !row.renames
+        acceptedDevices: PointerDevice.Mouse
+        grabPermissions: PointerHandler.CanTakeOverFromAnything
+        onCentroidChanged: if (active) row.dragged(row.y + centroid.position.y)
+        onActiveChanged: if (!active) row.dropped()
+    }
     ThemeIcon {
         id: chevron
 

@@ -158,6 +158,17 @@ int ProjectTree::rowOfProject(const QString& project) const {
   return found == rows().end() ? -1 : static_cast<int>(found - rows().begin());
 }
 
+int ProjectTree::dropRow(int row) const {
+  if (row < 0) return count();
+  while (rowAt(row) && rowAt(row)->kind != SidebarRow::Kind::project) ++row;
+  return row;
+}
+
+void ProjectTree::moveProject(const QString& project, int dropRow) {
+  const SidebarRow* const next = rowAt(dropRow);
+  projectActions_.moveBefore(project, next ? textOf(next->project) : QString());
+}
+
 int ProjectTree::rowOfShown() const {
   const DesktopWindow& window = DesktopWindow::instance();
   const int conversation = rowOfConversation(window.conversation());

@@ -33,6 +33,9 @@ class ProjectTree : public SidebarRows {
   /// Removes the project or deletes the conversation, which can be taken back.
   Q_INVOKABLE void remove(int row);
   Q_INVOKABLE int rowOfProject(const QString& project) const;
+  /// The row in front of which a project would come that is let go over this row; behind all where there is none.
+  Q_INVOKABLE int dropRow(int row) const;
+  Q_INVOKABLE void moveProject(const QString& project, int dropRow);
   /// The row of what the window shows, as far as it is in a row: the conversation, else the project.
   Q_INVOKABLE int rowOfShown() const;
   /// Opens the conversation above (-1) or below (1) the one that is shown.

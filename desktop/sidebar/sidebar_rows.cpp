@@ -64,7 +64,6 @@ void SidebarRows::refresh() {
 
 void SidebarRows::apply(std::vector<SidebarRow> wanted) {
   const auto origins = rowOrigins(rows_, wanted, keyOf);
-  std::vector<SidebarRow> comes = wanted;
   const auto at = [&](std::size_t row) { return rows_.begin() + static_cast<std::ptrdiff_t>(row); };
   for (const RowStep& step : rowSteps(rows_.size(), origins)) {
     const auto first = static_cast<int>(step.first);
@@ -86,7 +85,7 @@ void SidebarRows::apply(std::vector<SidebarRow> wanted) {
       }
       case RowStep::Kind::insert:
         beginInsertRows({}, first, last);
-        rows_.insert(at(step.first), comes.begin() + first, comes.begin() + last + 1);
+        rows_.insert(at(step.first), wanted.begin() + first, wanted.begin() + last + 1);
         endInsertRows();
         break;
     }

@@ -203,7 +203,7 @@ std::vector<std::string> listIn(OpenStore& store) {
 }
 
 TEST_F(ProjectTreeTest, ShowsAfterAnySequenceOfWritesWhatAFreshReadingShows) {
-  constexpr int kSteps = 250;
+  constexpr int kSteps = 160;
   std::mt19937 random(20'261'122);
   const auto below = [&](std::size_t limit) {
     return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);
