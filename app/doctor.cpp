@@ -149,9 +149,9 @@ awaitable<std::string> Doctor::examineBackups() {
   findings_.store.backups = co_await onPool(executors_.work(), [folder] { return storeBackups(folder); });
   const auto usable = std::ranges::find_if(findings_.store.backups, [](const auto& backup) { return !backup.fault; });
   if (usable == findings_.store.backups.end()) {
-    co_return "put a copy in its place, which keeps it: ravant doctor --restore COPY";
+    co_return "put a copy in its place; what is there is kept: ravant doctor --restore COPY";
   }
-  co_return fmt::format("put that of {} in its place, which keeps it: ravant doctor --restore {}",
+  co_return fmt::format("put the backup of {} in its place; what is there is kept: ravant doctor --restore {}",
                         localTime(usable->madeAt), usable->file.filename().string());
 }
 

@@ -9,7 +9,6 @@
 namespace ravant {
 namespace {
 
-constexpr std::size_t kMostPairs = 1'000'000;
 constexpr std::string_view kBeginPatch = "*** Begin Patch";
 constexpr std::string_view kAdded = " (added)";
 
@@ -110,15 +109,22 @@ std::string LineChanges::text() const {
   return fmt::format("+{} −{}", added, removed);
 }
 
-std::optional<LineChanges> lineChanges(std::string_view before, std::string_view after) {
-  const Lines old = linesOf(before);
-  const Lines present = linesOf(after);
-  const auto [firstOld, firstPresent] = std::ranges::mismatch(old, present);
-  const std::span<const std::string_view> oldRest(firstOld, old.end());
-  const std::span<const std::string_view> presentRest(firstPresent, present.end());
-  if (!oldRest.empty() && presentRest.size() > kMostPairs / oldRest.size()) return std::nullopt;
-  const std::size_t common = commonLines(oldRest, presentRest);
-  return LineChanges{.added = presentRest.size() - common, .removed = oldRest.size() - common};
+std::optional<LineChanges> lineChanges(std::string_view before, std::string_view after, std::size_t mostPairs) {
+  const Lines oldLines = linesOf(before);
+  const Lines newLines = linesOf(after);
+  std::span<const std::string_view> old(oldLines);
+  std::span<const std::string_view> present(newLines);
+  while (!old.empty() && !present.empty() && old.front() == present.front()) {
+    old = old.subspan(1);
+    present = present.subspan(1);
+  }
+  while (!old.empty() && !present.empty() && old.back() == present.back()) {
+    old = old.first(old.size() - 1);
+    present = present.first(present.size() - 1);
+  }
+  if (!old.empty() && present.size() > mostPairs / old.size()) return std::nullopt;
+  const std::size_t common = commonLines(old, present);
+  return LineChanges{.added = present.size() - common, .removed = old.size() - common};
 }
 
 std::optional<PatchText> readPatchText(std::string_view text) {

@@ -19,8 +19,12 @@ struct LineChanges {
   std::string text() const;
 };
 
-/// Of a text that takes another's place; nothing where both are too long to be compared at once.
-std::optional<LineChanges> lineChanges(std::string_view before, std::string_view after);
+/// How many pairs of lines are compared by default: some half a millisecond's work.
+inline constexpr std::size_t kMostPairs = 100'000;
+
+/// Of a text that takes another's place; nothing where more pairs of lines would have to be compared.
+std::optional<LineChanges> lineChanges(std::string_view before, std::string_view after,
+                                       std::size_t mostPairs = kMostPairs);
 
 /// Of a patch between `*** Begin Patch` and `*** End Patch`, and the files that it names in their order.
 struct PatchText {

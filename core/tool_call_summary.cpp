@@ -137,7 +137,7 @@ std::string titleWithout(std::string_view verb, std::string_view title) {
 /// One call as it was read.
 struct Call {
   explicit Call(const ToolInvocation& told)
-      : invocation(told), words(wordsOf(told)), input(readToolInput(told.input.value_or(std::string()))) {
+      : invocation(told), words(wordsOf(told)), input(readToolInput(told.input ? std::string_view(*told.input) : "")) {
     if (words.counted == Counted::files) findPaths();
   }
 
@@ -146,7 +146,7 @@ struct Call {
       paths = {input.path};
     } else if (auto patch = readPatchText(input.firstText)) {
       paths = std::move(patch->paths);
-      input.changes = patch->changes;
+      if (input.isWhole) input.changes = patch->changes;
     } else if (!input.isObject) {
       for (std::string_view rest = input.firstText; !trimmed(rest).empty();) {
         const std::size_t end = std::min(rest.find('\n'), rest.size());
@@ -223,7 +223,7 @@ std::optional<std::string> resultOf(const Call& call) {
   }
   if (call.words.kind != edit || call.invocation.status != ToolInvocationStatus::completed) return std::nullopt;
   auto changes = call.input.changes;
-  const bool tellsFiles = !changes && !call.input.isObject && output.size() <= kReadOutputBytes;
+  const bool tellsFiles = !changes && !call.input.isObject && call.input.isWhole && output.size() <= kReadOutputBytes;
   if (tellsFiles && !call.paths.empty()) changes = lineChangesOfFiles(call.paths, output);
   const std::string text = changes ? changes->text() : std::string();
   return text.empty() ? std::nullopt : std::optional(text);

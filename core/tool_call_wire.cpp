@@ -42,21 +42,21 @@ std::string commandOf(const json::object& object) {
   return line;
 }
 
-std::optional<LineChanges> changesOfReplacement(const json::object& object) {
+std::optional<LineChanges> changesOfReplacement(const json::object& object, std::size_t mostPairs) {
   const auto before = firstOf(object, {"old_string", "oldString", "oldText"});
   const bool hasAfter = object.contains("new_string") || object.contains("newString") || object.contains("newText");
   const bool isOften = boolAt(object, "replace_all").value_or(false) || boolAt(object, "replaceAll").value_or(false);
   if (!hasAfter || isOften) return std::nullopt;
-  return lineChanges(before, firstOf(object, {"new_string", "newString", "newText"}));
+  return lineChanges(before, firstOf(object, {"new_string", "newString", "newText"}), mostPairs);
 }
 
 std::optional<LineChanges> changesOf(const json::object& object) {
   const json::array* edits = arrayAt(object, "edits");
-  if (!edits) return changesOfReplacement(object);
+  if (!edits) return changesOfReplacement(object, kMostPairs);
   LineChanges all;
   for (const json::value& value : *edits) {
     const json::object* edit = asObject(&value);
-    const auto changes = edit ? changesOfReplacement(*edit) : std::nullopt;
+    const auto changes = edit ? changesOfReplacement(*edit, kMostPairs / edits->size()) : std::nullopt;
     if (!changes) return std::nullopt;
     all += *changes;
   }
@@ -77,7 +77,7 @@ ToolInput readToolInput(std::string_view input) {
   const bool isObject = input.starts_with('{');
   const auto value = !isObject ? std::nullopt : isWhole ? parseJson(input) : parsedBeginning(input);
   const json::object* object = value ? asObject(&*value) : nullptr;
-  if (!object) return {.firstText = std::string(input.substr(0, kReadBytes))};
+  if (!object) return {.firstText = std::string(input.substr(0, kReadBytes)), .isWhole = isWhole};
   return {.path = firstOf(*object, {"file_path", "filePath", "path", "notebook_path", "abs_path"}),
           .command = commandOf(*object),
           .query = firstOf(*object, {"pattern", "query", "regex"}),
@@ -85,6 +85,7 @@ ToolInput readToolInput(std::string_view input) {
           .task = firstOf(*object, {"description", "prompt"}),
           .firstText = firstTextOf(*object).value_or(std::string()),
           .isObject = true,
+          .isWhole = isWhole,
           .changes = isWhole ? changesOf(*object) : std::nullopt};
 }
 

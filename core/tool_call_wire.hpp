@@ -21,6 +21,7 @@ struct ToolInput {
   std::string task;
   std::string firstText;               ///< the first member that is a text; all of an input that is no JSON object
   bool isObject = false;               ///< of JSON
+  bool isWhole = true;                 ///< nothing of it was left unread
   std::optional<LineChanges> changes;  ///< that its texts make in a file
 };
 ToolInput readToolInput(std::string_view input);

@@ -117,7 +117,7 @@ void showText(Output& output, const Findings& findings) {
   table.add({"Settings", findings.settingsFile.string(), ""});
   table.add({"Store", storeWords(findings.store), ""});
   for (const StoreBackup& backup : findings.store.backups) {
-    table.add({fmt::format("  kept on {}", localTime(backup.madeAt)),
+    table.add({fmt::format("Backup of {}", localTime(backup.madeAt)),
                fmt::format("{}, {}", backup.file.string(), backup.fault.value_or("no fault was found")),
                fmt::format("version {}", backup.version)});
   }

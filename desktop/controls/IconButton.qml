@@ -16,8 +16,8 @@ Basic.AbstractButton {
     implicitHeight: Theme.rowHeight
     focusPolicy: Qt.StrongFocus
     opacity: enabled ? 1 : 0.4
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: button.clicked()
+    Keys.onEnterPressed: button.clicked()
     Accessible.name: name
     Accessible.onPressAction: clicked()
 

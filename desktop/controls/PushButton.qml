@@ -16,29 +16,15 @@ Basic.AbstractButton {
     readonly property color ink: weight === PushButton.Primary ? Theme.textOnAccent : Theme.text
 
     implicitHeight: Theme.rowHeight
-    implicitWidth: Math.max(Theme.unit * 16, content.implicitWidth + Theme.unit * 6)
+    implicitWidth: Math.max(Theme.unit * 16, implicitContentWidth + Theme.unit * 6)
     focusPolicy: Qt.StrongFocus
     opacity: enabled ? 1 : 0.5
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: button.clicked()
+    Keys.onEnterPressed: button.clicked()
     Accessible.name: text
     Accessible.onPressAction: clicked()
 
-    contentItem: Item {
-        Row {
-            id: content
-
-            anchors.centerIn: parent
-            spacing: Theme.unit * 2
-            ThemeIcon {
-                anchors.verticalCenter: parent.verticalCenter
-                visible: button.iconName !== ""
-                name: button.iconName
-                color: button.ink
-            }
-            PlainLabel { anchors.verticalCenter: parent.verticalCenter; text: button.text; color: button.ink }
-        }
-    }
+    contentItem: ButtonFace { iconName: button.iconName; words: button.text; ink: button.ink }
     background: Rectangle {
         radius: 6
         color: button.weight === PushButton.Primary ? Theme.accent : button.down || button.hovered ? Theme.hover : button.weight === PushButton.Quiet ? "transparent" : Theme.raised

@@ -1,7 +1,129 @@
 import QtQuick
+import Ravant.Controls
+import Ravant.Program
+import Ravant.Sidebar
+import Ravant.Theme
 
 /// The list that the sidebar's selection is: the latest conversations, or those of a project.
 FocusScope {
+    id: column
+
     Accessible.role: Accessible.Grouping
     Accessible.name: qsTr("Content")
+
+    ConversationList {
+        id: conversationList
+
+        shown: column.visible
+        project: Workbench.contentProject
+    }
+    ConversationActions { id: conversationActions }
+    CommandHandler { command: "rename"; enabled: list.activeFocus; onTriggered: list.renamed = list.currentRow?.conversationId ?? "" }
+
+    Rectangle { anchors.fill: parent; color: Theme.window }
+
+    Item {
+        id: head
+
+        anchors { top: parent.top; left: parent.left; right: parent.right }
+        height: Theme.headHeight
+
+        PlainLabel {
+            anchors { left: parent.left; leftMargin: Theme.unit * 4; right: buttons.left; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            text: conversationList.title
+            font.weight: Font.DemiBold
+        }
+        Row {
+            id: buttons
+
+            anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            IconButton {
+                iconName: "archive"
+                name: qsTr("Archived conversations")
+                checkable: true
+                checked: conversationList.archived
+                ink: checked ? Theme.accent : Theme.dim
+                onClicked: conversationList.archived = checked
+            }
+            IconButton {
+                iconName: "pencil"
+                name: Workbench.contentProject === "" ? qsTr("New conversation") : qsTr("New conversation in %1").arg(conversationList.title)
+                onClicked: Workbench.contentProject === "" ? Workbench.run("newConversation") : Workbench.startNewConversation(Workbench.contentProject)
+            }
+        }
+    }
+    Divider { id: headLine; anchors { top: head.bottom; left: parent.left; right: parent.right } height: 1 }
+    PlainLabel {
+        anchors { top: headLine.bottom; topMargin: Theme.unit * 4; left: parent.left; right: parent.right; margins: Theme.unit * 4 }
+        visible: conversationList.read && conversationList.count === 0
+        text: conversationList.archived ? qsTr("No archived conversation.") : qsTr("No conversation yet.")
+        color: Theme.dim
+        wrapMode: Text.Wrap
+        Accessible.ignored: false
+        Accessible.role: Accessible.StaticText
+        Accessible.name: text
+    }
+    ListView {
+        id: list
+
+        readonly property ConversationRow currentRow: currentItem as ConversationRow
+        property string renamed
+
+        function showMenu() { if (currentRow) menu.popup(currentRow, Theme.unit * 8, currentRow.height); }
+        function leaveRename() { renamed = ""; forceActiveFocus(); }
+
+        anchors { top: headLine.bottom; bottom: parent.bottom; left: parent.left; right: parent.right }
+        topMargin: Theme.unit
+        model: conversationList
+        clip: true
+        focus: true
+        activeFocusOnTab: true
+        boundsBehavior: Flickable.StopAtBounds
+        highlightMoveDuration: 0
+        reuseItems: true
+        currentIndex: -1
+        section.property: "group"
+        section.delegate: DayHeading { width: list.width }
+        Accessible.role: Accessible.List
+        Accessible.name: conversationList.title
+        Accessible.focusable: true
+        onActiveFocusChanged: if (activeFocus && currentIndex < 0) currentIndex = Math.max(0, conversationList.rowOfConversation(Workbench.conversation))
+        Keys.onPressed: event => currentIndex = conversationList.rowByKey(currentIndex, event.key)
+        Keys.onReturnPressed: conversationList.open(currentIndex)
+        Keys.onEnterPressed: conversationList.open(currentIndex)
+        Keys.onSpacePressed: conversationList.open(currentIndex)
+        Keys.onDeletePressed: conversationActions.remove(currentRow?.conversationId ?? "")
+        Keys.onMenuPressed: showMenu()
+        delegate: ConversationRow {
+            width: list.width
+            current: ListView.isCurrentItem
+            selected: conversationId === Workbench.conversation
+            renames: list.renamed !== "" && list.renamed === conversationId
+            onClicked: { list.currentIndex = index; list.forceActiveFocus(); conversationList.open(index) }
+            onMenuRequested: { list.currentIndex = index; menu.popup() }
+            onRenamed: words => conversationActions.rename(conversationId, words)
+            onRenameLeft: list.leaveRename()
+        }
+
+        Shortcut { sequence: "Shift+F10"; enabled: list.activeFocus; onActivated: list.showMenu() }
+        Connections {
+            target: Workbench
+            function onSelectionChanged() { list.currentIndex = conversationList.rowOfConversation(Workbench.conversation); }
+        }
+        VerticalScroll {
+            anchors { top: parent.top; bottom: parent.bottom; right: parent.right }
+            orientation: Qt.Vertical
+            size: list.visibleArea.heightRatio
+            position: list.visibleArea.yPosition
+            onPositionChanged: if (pressed) list.contentY = position * list.contentHeight + list.originY
+        }
+        ConversationMenu {
+            id: menu
+
+            actions: conversationActions
+            conversationId: list.currentRow?.conversationId ?? ""
+            isArchived: list.currentRow?.isArchived ?? false
+            onRenameRequested: list.renamed = conversationId
+        }
+    }
 }

@@ -1,4 +1,7 @@
 import QtQuick
+import Ravant.Controls
+import Ravant.Program
+import Ravant.Sidebar
 import Ravant.Theme
 
 /// Where everything is: the field that opens the palette, the latest conversations, the projects.
@@ -8,5 +11,117 @@ FocusScope {
     Accessible.role: Accessible.Grouping
     Accessible.name: qsTr("Sidebar")
 
+    ProjectTree { id: projectTree; shown: sidebar.visible }
+    ProjectActions { id: projectActions }
+    ConversationActions { id: conversationActions }
+    ProjectFolders { id: folders }
+    FolderChooser { id: chooser; title: qsTr("Add project"); onChosen: folder => folders.addOne(folder) }
+    RecentPopup {}
+
+    CommandHandler { command: "addNewProject"; onTriggered: chooser.open() }
+    CommandHandler { command: "archive"; onTriggered: conversationActions.archive(Workbench.conversation) }
+    CommandHandler { command: "previousInSidebar"; onTriggered: projectTree.openNeighbour(-1) }
+    CommandHandler { command: "nextInSidebar"; onTriggered: projectTree.openNeighbour(1) }
+    CommandHandler {
+        command: "rename"
+        enabled: tree.activeFocus || Workbench.conversation !== ""
+        onTriggered: tree.rename(tree.activeFocus ? tree.currentIndex : projectTree.reveal(Workbench.conversation))
+    }
+
     Rectangle { anchors.fill: parent; color: Theme.sidebar }
+
+    Item {
+        id: head
+
+        anchors { top: parent.top; left: parent.left; right: parent.right }
+        height: Theme.headHeight
+
+        FieldButton {
+            anchors { left: parent.left; leftMargin: Theme.unit * 2; right: pencil.left; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
+            iconName: "search"
+            text: qsTr("Go to or run")
+            keys: Workbench.keys("showPalette", Workbench.commandsRevision)
+            onClicked: Workbench.run("showPalette")
+        }
+        IconButton {
+            id: pencil
+
+            anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            iconName: "pencil"
+            name: qsTr("New conversation")
+            keys: Workbench.keys("newConversation", Workbench.commandsRevision)
+            onClicked: Workbench.run("newConversation")
+        }
+    }
+    RowButton {
+        id: latest
+
+        anchors { top: head.bottom; left: parent.left; right: parent.right }
+        iconName: "clock"
+        text: qsTr("Latest conversations")
+        keys: Workbench.keys("allConversations", Workbench.commandsRevision)
+        selected: Workbench.contentKind === Workbench.Latest
+        onClicked: Workbench.showLatest()
+    }
+    Item {
+        id: heading
+
+        anchors { top: latest.bottom; topMargin: Theme.unit * 2; left: parent.left; right: parent.right }
+        height: Theme.rowHeight
+
+        PlainLabel {
+            anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
+            text: qsTr("Projects")
+            color: Theme.dim
+            font { pixelSize: Theme.secondarySize; weight: Font.DemiBold }
+        }
+        IconButton {
+            anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            iconName: "plus"
+            name: qsTr("Add project")
+            keys: Workbench.keys("addNewProject", Workbench.commandsRevision)
+            onClicked: Workbench.run("addNewProject")
+        }
+    }
+    PlainLabel {
+        anchors { top: heading.bottom; left: parent.left; leftMargin: Theme.unit * 4; right: parent.right }
+        visible: projectTree.read && !projectTree.hasProjects
+        height: Theme.rowHeight
+        text: qsTr("Add a folder to work in.")
+        color: Theme.dim
+        font.pixelSize: Theme.secondarySize
+    }
+    ProjectTreeView {
+        id: tree
+
+        anchors { top: heading.bottom; bottom: footLine.top; left: parent.left; right: parent.right }
+        focus: true
+        tree: projectTree
+        projects: projectActions
+        conversations: conversationActions
+    }
+    Divider { id: footLine; anchors { bottom: foot.top; left: parent.left; right: parent.right } height: 1 }
+    Item {
+        id: foot
+
+        anchors { bottom: parent.bottom; left: parent.left; right: parent.right }
+        height: Theme.unit * 10
+
+        PlainLabel {
+            anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
+            text: projectTree.running
+            color: Theme.dim
+            font.pixelSize: Theme.secondarySize
+            Accessible.ignored: text === ""
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+        IconButton {
+            anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            iconName: "settings"
+            name: qsTr("Settings")
+            keys: Workbench.keys("settings", Workbench.commandsRevision)
+            onClicked: Workbench.run("settings")
+        }
+    }
 }

@@ -1,9 +1,9 @@
 import QtQuick
 import QtQuick.Window as QtWindow
 import Ravant.Attention
-import Ravant.Controls
 import Ravant.Palette
 import Ravant.Program
+import Ravant.Sidebar
 import Ravant.Theme
 import Ravant.Window
 
@@ -21,6 +21,8 @@ QtWindow.Window {
     onActiveChanged: Workbench.active = active
     onClosing: close => { close.accepted = false; Workbench.end.request() }
 
+    ProjectFolders { id: folders }
+    DropArea { anchors.fill: parent; keys: ["text/uri-list"]; onDropped: drop => folders.add(drop.urls) }
     Regions { anchors.fill: parent; focus: true }
     CommandKeys {}
     PalettePopup {}

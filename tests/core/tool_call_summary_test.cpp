@@ -157,6 +157,9 @@ TEST(ToolCallSummary, readsTheBeginningOfWhatIsHuge) {
   for (int line = 0; line < 4'000; ++line) lines += fmt::format(R"(line {}\n)", line);
   EXPECT_EQ(toolCallSummary(call("Edit", R"({"path":"a","old_string":")" + lines + R"(","new_string":"b"})")).result,
             "+1 −4000");
+  std::string patch = "*** Begin Patch\n*** Add File: a.txt\n";
+  while (patch.size() < 100'000) patch += "+line\n";
+  EXPECT_EQ(toolCallSummary(call("apply_patch", patch)), (ToolCallSummary{ToolCallKind::edit, "Edit", "a.txt", {}}));
 }
 
 TEST(GroupSummary, countsInTheOrderOfFirstAppearance) {

@@ -18,6 +18,13 @@ TEXTS = [
     "\x1b[2Jcleared\x07 \u202etxt.exe \u009b31m 漢字 a\u0301\r\n",
 ]
 
+MARKDOWN = [
+    "# A `b`\n\nc *d* **e** ~~f~~ <g> &amp; [h](https://e.org \"t\") ![i](x) src/a.cpp:3:4\n\n---\n",
+    "- a\n  - [x] b\n\n3) c\n   ```rust\n   r#\"x\n   ```\n> d\n> > e\n",
+    "| a | b |\n|:-|--:|\n| 1 | `x\\|y` |\n||\n\n[a]: https://e.org\n[a] https://e.org/(b). a@b.cd",
+    "```js\n`a ${b(`c`)} /* */ /d/g\n```\n```sh\ncat <<E\nE\n```\n    code\n\u202e\u2066\x1b",
+]
+
 SETTINGS = [
     '{"shell": {"startSeconds": 45}, "keyStore": "file", "mine": [1, 2.5, true, null]}',
     '{"a": 1e400, "b": 0.1, "c": 123456789012345678901234567890, "d": -0.0, "e": 1E5}',
@@ -130,7 +137,8 @@ def turns_of(cassette):
 def main(tests, seeds):
     shutil.rmtree(seeds, ignore_errors=True)
     made = {"text": [text.encode() for text in TEXTS], "settings": [text.encode() for text in SETTINGS], "json_rpc": [],
-            "patches": [text.encode() for text in PATCHES], "exports": [text.encode() for text in EXPORTS]}
+            "patches": [text.encode() for text in PATCHES], "exports": [text.encode() for text in EXPORTS],
+            "markdown": [text.encode() for text in MARKDOWN]}
     made["chat"] = ["".join(f"data: {json.dumps(event)}\n\n" for event in events).encode() + b"data: [DONE]\n"
                     for events in CHAT]
     made["github"] = [json.dumps(answer).encode() for answer in GITHUB]

@@ -1,0 +1,23 @@
+import QtQuick
+import Ravant.Controls
+import Ravant.Program
+import Ravant.Sidebar
+
+/// What can be done with a conversation of a list.
+MenuPopup {
+    id: menu
+
+    required property ConversationActions actions
+    required property string conversationId
+    property bool isArchived: false
+
+    signal renameRequested
+
+    MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: menu.renameRequested() }
+    MenuEntry {
+        text: menu.isArchived ? qsTr("Bring back") : qsTr("Archive")
+        keys: menu.isArchived ? "" : Workbench.keys("archive", Workbench.commandsRevision)
+        onTriggered: menu.isArchived ? menu.actions.unarchive(menu.conversationId) : menu.actions.archive(menu.conversationId)
+    }
+    MenuEntry { text: qsTr("Delete"); keys: "Del"; onTriggered: menu.actions.remove(menu.conversationId) }
+}

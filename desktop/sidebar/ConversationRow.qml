@@ -1,0 +1,68 @@
+import QtQuick
+import Ravant.Controls
+import Ravant.Sidebar
+import Ravant.Theme
+
+/// A conversation in a list: its state, title and age, and its project beneath where the list is one of all.
+ListRow {
+    id: row
+
+    required property int index
+    required property string projectId
+    required property string conversationId
+    required property string title
+    required property string spokenName
+    required property string note
+    required property string stateWord
+    required property string age
+    required property bool isArchived
+    property bool renames: false
+
+    signal renamed(string words)
+    signal renameLeft
+
+    name: spokenName
+    implicitHeight: note === "" ? Theme.rowHeight : Theme.unit * 11
+
+    StateMark {
+        id: mark
+
+        anchors { left: parent.left; leftMargin: Theme.unit * 3; verticalCenter: words.verticalCenter }
+        stateWord: row.stateWord
+    }
+    PlainLabel {
+        id: words
+
+        anchors { left: parent.left; leftMargin: Theme.unit * 9; right: aside.left; rightMargin: Theme.unit * 2 }
+        y: row.note === "" ? (row.height - height) / 2 : Theme.unit * 1.5
+        visible: !row.renames
+        text: row.title
+        color: Theme.text
+        font.weight: row.stateWord === "unread" || row.stateWord === "failed" ? Font.Medium : Font.Normal
+    }
+    PlainLabel {
+        anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 3; bottom: parent.bottom; bottomMargin: Theme.unit * 1.5 }
+        visible: row.note !== "" && !row.renames
+        text: row.note
+        color: Theme.faint
+        font.pixelSize: Theme.secondarySize
+    }
+    RowAside {
+        id: aside
+
+        anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: words.verticalCenter }
+        visible: !row.renames
+        stateWord: row.stateWord
+        age: row.age
+    }
+    Loader {
+        anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        active: row.renames
+        sourceComponent: RowEditor {
+            text: row.title
+            implicitHeight: Theme.rowHeight - Theme.unit
+            onTaken: words => row.renamed(words)
+            onAbandoned: row.renameLeft()
+        }
+    }
+}

@@ -1,0 +1,86 @@
+import QtQuick
+import Ravant.Controls
+import Ravant.Program
+import Ravant.Sidebar
+import Ravant.Theme
+
+/// The projects and their conversations: one stop of the keyboard.
+ListView {
+    id: view
+
+    required property ProjectTree tree
+    required property ProjectActions projects
+    required property ConversationActions conversations
+    /// The project or conversation whose name is being changed.
+    property string renamed
+
+    readonly property TreeRow currentRow: currentItem as TreeRow
+    readonly property MenuPopup menu: currentRow?.isProject ? projectMenu : conversationMenu
+
+    function rename(row: int) { currentIndex = row; renamed = currentRow?.ownId ?? ""; }
+    function leaveRename() { renamed = ""; forceActiveFocus(); }
+    function showMenu() { if (currentRow?.ownId) menu.popup(currentRow, Theme.unit * 8, currentRow.height); }
+
+    model: tree
+    clip: true
+    activeFocusOnTab: true
+    boundsBehavior: Flickable.StopAtBounds
+    highlightMoveDuration: 0
+    currentIndex: -1
+    Accessible.role: Accessible.Tree
+    Accessible.name: qsTr("Projects")
+    Accessible.focusable: true
+
+    onActiveFocusChanged: if (activeFocus && currentIndex < 0) currentIndex = Math.max(0, tree.rowOfShown())
+    Keys.onPressed: event => currentIndex = tree.rowByKey(currentIndex, event.key)
+    Keys.onReturnPressed: tree.open(currentIndex)
+    Keys.onEnterPressed: tree.open(currentIndex)
+    Keys.onSpacePressed: tree.open(currentIndex)
+    Keys.onDeletePressed: tree.remove(currentIndex)
+    Keys.onMenuPressed: showMenu()
+
+    delegate: TreeRow {
+        width: view.width
+        current: ListView.isCurrentItem
+        selected: isConversation ? conversationId === Workbench.conversation : isProject && projectId === Workbench.contentProject
+        renames: view.renamed !== "" && view.renamed === ownId
+        onClicked: { view.currentIndex = index; view.forceActiveFocus(); view.tree.open(index) }
+        onFolded: { view.currentIndex = index; view.tree.setOpen(index, !isOpen) }
+        onMenuRequested: { view.currentIndex = index; if (ownId !== "") view.menu.popup() }
+        onRenamed: words => view.tree.rename(index, words)
+        onRenameLeft: view.leaveRename()
+    }
+
+    Shortcut { sequence: "Shift+F10"; enabled: view.activeFocus; onActivated: view.showMenu() }
+    Connections {
+        target: Workbench
+        function onSelectionChanged() { if (view.tree.rowOfShown() >= 0) view.currentIndex = view.tree.rowOfShown(); }
+    }
+
+    VerticalScroll {
+        anchors { top: parent.top; bottom: parent.bottom; right: parent.right }
+        orientation: Qt.Vertical
+        size: view.visibleArea.heightRatio
+        position: view.visibleArea.yPosition
+        onPositionChanged: if (pressed) view.contentY = position * view.contentHeight + view.originY
+    }
+
+    MenuPopup {
+        id: projectMenu
+
+        MenuEntry { text: qsTr("New conversation"); onTriggered: Workbench.startNewConversation(view.currentRow.projectId) }
+        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: view.rename(view.currentIndex) }
+        MenuEntry { text: qsTr("Open folder"); onTriggered: view.projects.openFolder(view.currentRow.projectId) }
+        MenuEntry { text: qsTr("Copy path"); onTriggered: view.projects.copyPath(view.currentRow.projectId) }
+        MenuEntry { text: qsTr("Move up"); onTriggered: view.projects.move(view.currentRow.projectId, -1) }
+        MenuEntry { text: qsTr("Move down"); onTriggered: view.projects.move(view.currentRow.projectId, 1) }
+        MenuEntry { text: qsTr("Remove from sidebar"); keys: "Del"; onTriggered: view.projects.remove(view.currentRow.projectId) }
+    }
+    ConversationMenu {
+        id: conversationMenu
+
+        actions: view.conversations
+        conversationId: view.currentRow?.conversationId ?? ""
+        onRenameRequested: view.rename(view.currentIndex)
+    }
+}

@@ -1,0 +1,16 @@
+import QtQuick
+import Ravant.Controls
+
+/// Takes a new name in the place of the old one: Enter takes it, Esc and going elsewhere leave the old one.
+TextLine {
+    id: editor
+
+    signal taken(string words)
+    signal abandoned
+
+    name: qsTr("New name")
+    Component.onCompleted: { selectAll(); forceActiveFocus() }
+    onAccepted: { taken(text); abandoned() }
+    onActiveFocusChanged: if (!activeFocus) abandoned()
+    Keys.onEscapePressed: abandoned()
+}

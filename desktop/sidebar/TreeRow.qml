@@ -1,0 +1,104 @@
+import QtQuick
+import Ravant.Controls
+import Ravant.Sidebar
+import Ravant.Theme
+
+/// A row of the tree: a project, one of its conversations, or the words below them.
+ListRow {
+    id: row
+
+    required property int index
+    required property int kind
+    required property string projectId
+    required property string conversationId
+    required property string title
+    required property string spokenName
+    required property string note
+    required property string stateWord
+    required property string age
+    required property bool isOpen
+    /// Whether its name is being changed.
+    property bool renames: false
+    readonly property bool isProject: kind === SidebarRows.Project
+    readonly property bool isConversation: kind === SidebarRows.Conversation
+    /// Of the project or the conversation that it is the row of; else empty.
+    readonly property string ownId: isProject ? projectId : conversationId
+    readonly property bool isStrong: isProject || stateWord === "unread" || stateWord === "failed"
+    readonly property bool isQuiet: !isProject && stateWord === ""
+
+    signal folded
+    signal renamed(string words)
+    signal renameLeft
+
+    name: spokenName
+    Accessible.description: isProject ? (isOpen ? qsTr("expanded") : qsTr("collapsed")) : ""
+
+    ThemeIcon {
+        id: chevron
+
+        anchors { left: parent.left; leftMargin: Theme.unit * 2.5; verticalCenter: parent.verticalCenter }
+        visible: row.isProject
+        width: Theme.unit * 3
+        height: width
+        name: row.isOpen ? "chevron-down" : "chevron-right"
+
+        MouseArea { anchors { fill: parent; margins: -Theme.unit * 2 } onClicked: row.folded() }
+    }
+    StateMark {
+        anchors { left: parent.left; leftMargin: Theme.unit * 6; verticalCenter: parent.verticalCenter }
+        visible: row.isConversation
+        stateWord: row.isConversation ? row.stateWord : ""
+    }
+    PlainLabel {
+        id: words
+
+        anchors {
+            left: parent.left
+            leftMargin: row.isProject ? Theme.unit * 8 : Theme.unit * 11
+            right: aside.visible ? aside.left : parent.right
+            rightMargin: Theme.unit * 2
+            verticalCenter: parent.verticalCenter
+        }
+        visible: !row.renames
+        text: row.title
+        color: row.isQuiet && !row.selected ? Theme.dim : Theme.text
+        font.weight: row.isProject ? Font.DemiBold : row.isStrong ? Font.Medium : Font.Normal
+    }
+    Row {
+        id: aside
+
+        anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
+        visible: !row.renames
+        spacing: Theme.unit
+
+        StateMark {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: row.isProject && row.stateWord !== ""
+            stateWord: row.isProject ? row.stateWord : ""
+        }
+        RowAside {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: row.isConversation
+            stateWord: row.stateWord
+            age: row.age
+        }
+        PlainLabel {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: row.isProject
+            width: Math.min(implicitWidth, Theme.unit * 26)
+            text: row.stateWord === "" ? row.note : row.stateWord
+            color: row.stateWord === "failed" ? Theme.bad : row.stateWord === "interrupted" ? Theme.attention : Theme.faint
+            font.pixelSize: Theme.secondarySize
+        }
+    }
+    Loader {
+        anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        active: row.renames
+        sourceComponent: RowEditor {
+            text: row.title
+            implicitHeight: Theme.rowHeight - Theme.unit
+            onTaken: words => row.renamed(words)
+            onAbandoned: row.renameLeft()
+        }
+    }
+}

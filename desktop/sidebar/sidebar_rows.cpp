@@ -1,0 +1,163 @@
+#include "desktop/sidebar/sidebar_rows.hpp"
+
+#include <algorithm>
+
+#include "desktop/sidebar/row_steps.hpp"
+#include "platform/text/duration_text.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+using RowKey = std::tuple<SidebarRow::Kind, ProjectId, ConversationId>;
+
+RowKey keyOf(const SidebarRow& row) {
+  return {row.kind, row.project, row.conversation ? row.conversation->id : ConversationId()};
+}
+
+QString wordOf(ConversationState state) {
+  return state == ConversationState::quiet
+             ? QString()
+             : QString::fromUtf8(rawValue(state).data(), static_cast<qsizetype>(rawValue(state).size()));
+}
+
+QString nameOf(const SidebarRow& row) {
+  const QString name = row.conversation ? row.conversation->title : row.name;
+  return row.state == ConversationState::quiet ? name : name + QStringLiteral(", ") + wordOf(row.state);
+}
+
+Timestamp present() { return DesktopWindow::instance().application().modelContainer()->clock().now(); }
+
+}  // namespace
+
+SidebarRows::SidebarRows() : roster_(ConversationRoster::shared()), now_(present()) {
+  minute_.setInterval(std::chrono::minutes(1));
+  connect(&minute_, &QTimer::timeout, this, &SidebarRows::goOn);
+  connect(roster_.get(), &ConversationRoster::changed, this, &SidebarRows::refresh);
+}
+
+void SidebarRows::setShown(bool shown) {
+  if (std::exchange(isShown_, shown) == shown) return;
+  if (shown) {
+    minute_.start();
+    goOn();
+  } else {
+    minute_.stop();
+  }
+  Q_EMIT shownChanged();
+}
+
+void SidebarRows::goOn() {
+  roster_->lookAtRunsElsewhere();
+  const Timestamp before = std::exchange(now_, present());
+  for (int row = 0; row < count(); ++row) {
+    const SidebarRow& shown = rows_[static_cast<std::size_t>(row)];
+    if (age(shown, before) != age(shown, now_)) Q_EMIT dataChanged(index(row), index(row), {ageRole});
+  }
+  refresh();
+}
+
+void SidebarRows::refresh() {
+  const int before = count();
+  apply(wantedRows());
+  if (count() != before || before == 0) Q_EMIT countChanged();
+}
+
+void SidebarRows::apply(std::vector<SidebarRow> wanted) {
+  const auto origins = rowOrigins(rows_, wanted, keyOf);
+  std::vector<SidebarRow> comes = wanted;
+  const auto at = [&](std::size_t row) { return rows_.begin() + static_cast<std::ptrdiff_t>(row); };
+  for (const RowStep& step : rowSteps(rows_.size(), origins)) {
+    const auto first = static_cast<int>(step.first);
+    const auto last = static_cast<int>(step.first + step.count) - 1;
+    switch (step.kind) {
+      case RowStep::Kind::remove:
+        beginRemoveRows({}, first, last);
+        rows_.erase(at(step.first), at(step.first + step.count));
+        endRemoveRows();
+        break;
+      case RowStep::Kind::move: {
+        const auto to = static_cast<int>(step.to);
+        beginMoveRows({}, first, first, {}, to > first ? to + 1 : to);
+        SidebarRow moved = std::move(rows_[step.first]);
+        rows_.erase(at(step.first));
+        rows_.insert(at(step.to), std::move(moved));
+        endMoveRows();
+        break;
+      }
+      case RowStep::Kind::insert:
+        beginInsertRows({}, first, last);
+        rows_.insert(at(step.first), comes.begin() + first, comes.begin() + last + 1);
+        endInsertRows();
+        break;
+    }
+  }
+  for (std::size_t row = 0; row < rows_.size(); ++row) {
+    if (rows_[row] == wanted[row]) continue;
+    rows_[row] = std::move(wanted[row]);
+    const QModelIndex changed = index(static_cast<int>(row));
+    Q_EMIT dataChanged(changed, changed);
+  }
+}
+
+const SidebarRow* SidebarRows::rowAt(int row) const {
+  return row >= 0 && row < count() ? &rows_[static_cast<std::size_t>(row)] : nullptr;
+}
+
+int SidebarRows::rowByKey(int row, int key) {
+  if (key == Qt::Key_Home) return std::min(0, count() - 1);
+  return key == Qt::Key_End ? count() - 1 : row;
+}
+
+int SidebarRows::rowOfConversation(const QString& conversation) const {
+  const auto id = idOf<ConversationId>(conversation);
+  const auto found = std::ranges::find_if(
+      rows_, [&](const SidebarRow& row) { return row.conversation && row.conversation->id == id; });
+  return found == rows_.end() ? -1 : static_cast<int>(found - rows_.begin());
+}
+
+QString SidebarRows::age(const SidebarRow& row, Timestamp at) const {
+  return row.conversation ? QString::fromStdString(shortAge(row.conversation->lastActivityAt, at)) : QString();
+}
+
+int SidebarRows::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : count(); }
+
+QVariant SidebarRows::data(const QModelIndex& index, int role) const {
+  if (!checkIndex(index, CheckIndexOption::IndexIsValid)) return {};
+  const SidebarRow& row = rows_[static_cast<std::size_t>(index.row())];
+  switch (role) {
+    case kindRole:
+      return static_cast<int>(row.kind);
+    case projectRole:
+      return textOf(row.project);
+    case conversationRole:
+      return row.conversation ? textOf(row.conversation->id) : QString();
+    case Qt::DisplayRole:
+    case titleRole:
+      return row.conversation ? row.conversation->title : row.title;
+    case nameRole:
+      return nameOf(row);
+    case noteRole:
+      return row.note;
+    case groupRole:
+      return row.group;
+    case stateRole:
+      return wordOf(row.state);
+    case ageRole:
+      return age(row, now_);
+    case isOpenRole:
+      return row.isOpen;
+    case isArchivedRole:
+      return row.conversation && row.conversation->archived;
+    default:
+      return {};
+  }
+}
+
+QHash<int, QByteArray> SidebarRows::roleNames() const {
+  return {{kindRole, "kind"},     {projectRole, "projectId"},    {conversationRole, "conversationId"},
+          {titleRole, "title"},   {nameRole, "spokenName"},      {noteRole, "note"},
+          {groupRole, "group"},   {stateRole, "stateWord"},      {ageRole, "age"},
+          {isOpenRole, "isOpen"}, {isArchivedRole, "isArchived"}};
+}
+
+}  // namespace ravant::desktop
