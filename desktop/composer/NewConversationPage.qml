@@ -7,14 +7,14 @@ import Ravant.Theme
 FocusScope {
     id: page
 
-    AgentReadiness { id: readiness }
+    AgentReadiness { id: agents }
     Column {
         anchors { left: parts.left; right: parts.right; bottom: parts.top; bottomMargin: Theme.unit * 6 }
         spacing: Theme.unit
 
         PlainLabel {
             width: parent.width
-            text: readiness.projectName
+            text: agents.projectName
             font { pixelSize: Theme.unit * 5; weight: Font.DemiBold }
             Accessible.ignored: false
             Accessible.role: Accessible.Heading
@@ -23,7 +23,7 @@ FocusScope {
         PlainLabel {
             width: parent.width
             elide: Text.ElideMiddle
-            text: readiness.projectPath
+            text: agents.projectPath
             color: Theme.dim
             font.pixelSize: Theme.secondarySize
             Accessible.ignored: false
@@ -39,14 +39,14 @@ FocusScope {
         spacing: Theme.unit * 3
 
         Repeater {
-            model: readiness
+            model: agents
 
-            AgentTrouble { width: parts.width; readiness: readiness }
+            AgentTrouble { width: parts.width; readiness: agents }
         }
         PlainLabel {
             width: parent.width
             visible: text !== ""
-            text: readiness.agents
+            text: agents.agents
             color: Theme.dim
             Accessible.ignored: !visible
             Accessible.role: Accessible.StaticText

@@ -32,6 +32,8 @@ class PromptComposer : public QObject, public ViewModel {
   Q_PROPERTY(QString refusal READ refusal NOTIFY changed)
   Q_PROPERTY(bool canSend READ canSend NOTIFY changed)
   Q_PROPERTY(bool isRunning READ isRunning NOTIFY changed)
+  /// Whether prompts wait that nothing sends by itself.
+  Q_PROPERTY(bool isQueueHeld READ isQueueHeld NOTIFY changed)
   /// Why the run cannot be stopped from here; empty where it can.
   Q_PROPERTY(QString stopObstacle READ stopObstacle NOTIFY changed)
   Q_PROPERTY(QString agentName READ agentName NOTIFY changed)
@@ -59,6 +61,7 @@ class PromptComposer : public QObject, public ViewModel {
   QString refusal() const;
   bool canSend() const;
   bool isRunning() const { return summary_ && summary_->run; }
+  bool isQueueHeld() const { return queue_.count() > 0 && readPlace_ == place_ && !isBusy(); }
   QString stopObstacle() const;
   QString agentName() const;
   QString modelName() const;
