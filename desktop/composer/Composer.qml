@@ -136,6 +136,7 @@ FocusScope {
                     Layout.minimumWidth: Theme.unit * 10
                     subject: qsTr("Effort")
                     choice: composer.effortName
+                    label: composer.hasEffort ? composer.effortName : qsTr("Default effort")
                     enabled: composer.canChooseEffort
                     obstacle: qsTr("This model has no efforts to choose from")
                     keys: Workbench.keys("chooseEffort", Workbench.commandsRevision)

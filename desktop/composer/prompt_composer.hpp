@@ -39,6 +39,8 @@ class PromptComposer : public QObject, public ViewModel {
   Q_PROPERTY(QString agentName READ agentName NOTIFY changed)
   Q_PROPERTY(QString modelName READ modelName NOTIFY changed)
   Q_PROPERTY(QString effortName READ effortName NOTIFY changed)
+  /// Whether one was chosen, and not left to the model.
+  Q_PROPERTY(bool hasEffort READ hasEffort NOTIFY changed)
   Q_PROPERTY(bool canChooseAgent READ canChooseAgent NOTIFY changed)
   Q_PROPERTY(bool canChooseModel READ canChooseModel NOTIFY changed)
   Q_PROPERTY(bool canChooseEffort READ canChooseEffort NOTIFY changed)
@@ -66,6 +68,7 @@ class PromptComposer : public QObject, public ViewModel {
   QString agentName() const;
   QString modelName() const;
   QString effortName() const;
+  bool hasEffort() const { return options_.effort.has_value(); }
   bool canChooseAgent() const { return isNew() && options_.agents.size() > 1; }
   bool canChooseModel() const { return options_.agent.has_value(); }
   bool canChooseEffort() const;
