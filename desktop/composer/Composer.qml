@@ -33,6 +33,17 @@ FocusScope {
         spacing: Theme.unit * 2
 
         Refusal { width: parent.width; words: composer.refusal }
+        PlainLabel {
+            width: parent.width
+            visible: composer.isQueueHeld
+            leftPadding: Theme.unit * 3
+            text: qsTr("These wait until one of them is sent, or the next prompt has finished.")
+            color: Theme.faint
+            font.pixelSize: Theme.secondarySize
+            Accessible.ignored: !visible
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
         QueueList { width: parent.width; queue: composer.queue; onDismissed: field.forceActiveFocus() }
         AttachmentChips { width: parent.width; attachments: composer.attachments; onDetached: index => composer.detach(index) }
 
@@ -125,6 +136,7 @@ FocusScope {
                     Layout.minimumWidth: Theme.unit * 10
                     subject: qsTr("Effort")
                     choice: composer.effortName
+                    label: composer.hasEffort ? composer.effortName : qsTr("Default effort")
                     enabled: composer.canChooseEffort
                     obstacle: qsTr("This model has no efforts to choose from")
                     keys: Workbench.keys("chooseEffort", Workbench.commandsRevision)

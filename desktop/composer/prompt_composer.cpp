@@ -62,6 +62,7 @@ PromptComposer::PromptComposer(QObject* parent)
     if (history_.current()) walked_ = prompt_;
     draft_.typed(prompt_.text());
   });
+  connect(&queue_, &QueuedPrompts::countChanged, this, &PromptComposer::changed);
   connect(&queue_, &QueuedPrompts::edited, this, [this](const QString& text) { putInFront(text.toStdString()); });
   followSelection();
 }

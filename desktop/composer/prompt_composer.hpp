@@ -32,11 +32,15 @@ class PromptComposer : public QObject, public ViewModel {
   Q_PROPERTY(QString refusal READ refusal NOTIFY changed)
   Q_PROPERTY(bool canSend READ canSend NOTIFY changed)
   Q_PROPERTY(bool isRunning READ isRunning NOTIFY changed)
+  /// Whether prompts wait that nothing sends by itself.
+  Q_PROPERTY(bool isQueueHeld READ isQueueHeld NOTIFY changed)
   /// Why the run cannot be stopped from here; empty where it can.
   Q_PROPERTY(QString stopObstacle READ stopObstacle NOTIFY changed)
   Q_PROPERTY(QString agentName READ agentName NOTIFY changed)
   Q_PROPERTY(QString modelName READ modelName NOTIFY changed)
   Q_PROPERTY(QString effortName READ effortName NOTIFY changed)
+  /// Whether one was chosen, and not left to the model.
+  Q_PROPERTY(bool hasEffort READ hasEffort NOTIFY changed)
   Q_PROPERTY(bool canChooseAgent READ canChooseAgent NOTIFY changed)
   Q_PROPERTY(bool canChooseModel READ canChooseModel NOTIFY changed)
   Q_PROPERTY(bool canChooseEffort READ canChooseEffort NOTIFY changed)
@@ -59,10 +63,12 @@ class PromptComposer : public QObject, public ViewModel {
   QString refusal() const;
   bool canSend() const;
   bool isRunning() const { return summary_ && summary_->run; }
+  bool isQueueHeld() const { return queue_.count() > 0 && readPlace_ == place_ && !isBusy(); }
   QString stopObstacle() const;
   QString agentName() const;
   QString modelName() const;
   QString effortName() const;
+  bool hasEffort() const { return options_.effort.has_value(); }
   bool canChooseAgent() const { return isNew() && options_.agents.size() > 1; }
   bool canChooseModel() const { return options_.agent.has_value(); }
   bool canChooseEffort() const;

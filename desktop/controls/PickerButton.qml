@@ -9,6 +9,8 @@ Basic.AbstractButton {
     /// What is chosen by it: "Model".
     required property string subject
     required property string choice
+    /// What it shows, where the choice alone does not say enough.
+    property string label: choice
     property string keys
     /// Why there is nothing to choose, where it is not enabled.
     property string obstacle
@@ -26,7 +28,7 @@ Basic.AbstractButton {
             id: words
 
             anchors { left: parent.left; leftMargin: Theme.unit * 2; right: chevron.visible ? chevron.left : parent.right; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
-            text: button.choice
+            text: button.label
             color: Theme.dim
             font.pixelSize: Theme.secondarySize
         }

@@ -84,6 +84,10 @@ FocusScope {
             anchors { top: parent.top; bottom: composer.top; left: parent.left; right: parent.right }
             visible: Workbench.detailKind === Workbench.Conversation
         }
+        NewConversationPage {
+            anchors { top: parent.top; bottom: composer.top; left: parent.left; right: parent.right }
+            visible: Workbench.detailKind === Workbench.NewConversation
+        }
         EmptyState {
             anchors.fill: parent
             visible: Workbench.detailKind === Workbench.None
