@@ -77,11 +77,8 @@ class Ends(unittest.TestCase):
                               text=True, timeout=60, check=False).stdout
 
     def test_the_desktop_starts_it_by_a_message(self):
-        service = self.desktop.services / f"{NAME}.service"
-        environment = " ".join(f"{name}={value}" for name, value in self.desktop.environment.items())
-        service.write_text(f"[D-BUS Service]\nName={NAME}\nExec=/usr/bin/env {environment} {self.program} --activated\n")
         self.desktop.launch("--activated")
-        self.desktop.wait_until(lambda: self.has_name(), "the name on the bus")
+        self.desktop.wait_until(self.has_name, "the name on the bus")
         self.assertIsNone(self.desktop.find("frame", None, ["showing"]))
         self.ask("Open", GLib.Variant("(asa{sv})", ([self.work.as_uri()], {})))
         self.desktop.wait_for("frame", "Ravant", ["showing"])
@@ -153,5 +150,5 @@ class Ends(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    Ends.program, Ends.ravant = sys.argv[1:3]
+    Ends.program, Ends.ravant = (str(Path(word).resolve()) for word in sys.argv[1:3])
     unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
