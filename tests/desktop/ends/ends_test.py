@@ -27,6 +27,8 @@ class Ends(unittest.TestCase):
         self.desktop = self.enterContext(DesktopSession(self.program))
         self.work = self.desktop.home / "work"
         self.work.mkdir()
+        self.desktop.settings.parent.mkdir(parents=True)
+        self.desktop.settings.write_text('{"keyStore": "file", "claude": {"asRoot": true}}', encoding="utf-8")
 
     def run_ravant(self, *arguments):
         return subprocess.run([self.ravant, *arguments], env=self.desktop.environment, cwd=self.work,
@@ -107,14 +109,7 @@ class Ends(unittest.TestCase):
         self.assertEqual(self.desktop.end(), 0)
 
     def test_a_run_in_flight_is_asked_about_and_leaves_no_process(self):
-        agent = self.desktop.programs / "agent"
-        agent.write_text("#!/bin/sh\nsleep 300 &\nwait\n")
-        agent.chmod(0o755)
-        self.run_ravant("project", "add", str(self.work))
-        self.run_ravant("agent", "add", "claude", "--path", str(agent))
-        self.run_ravant("settings", "set", "claude.asRoot", "true")
-        self.desktop.start("--project", str(self.work))
-        self.begin_run()
+        self.start_with_a_run()
         self.desktop.keys("Ctrl+Q")
         self.desktop.wait_for("push button", "Keep running in the background")
         self.desktop.keys("Esc")
@@ -130,18 +125,17 @@ class Ends(unittest.TestCase):
         self.assertEqual(self.desktop.wait_for_end(), 0)
 
     def test_a_signal_in_a_run_leaves_no_process_and_a_double_one_is_one(self):
+        self.start_with_a_run()
+        self.desktop.program.process.send_signal(signal.SIGTERM)
+        self.assertEqual(self.desktop.end(signal.SIGTERM), 0)
+
+    def start_with_a_run(self):
         agent = self.desktop.programs / "agent"
         agent.write_text("#!/bin/sh\nsleep 300 &\nwait\n")
         agent.chmod(0o755)
         self.run_ravant("project", "add", str(self.work))
         self.run_ravant("agent", "add", "claude", "--path", str(agent))
-        self.run_ravant("settings", "set", "claude.asRoot", "true")
         self.desktop.start("--project", str(self.work))
-        self.begin_run()
-        self.desktop.program.process.send_signal(signal.SIGTERM)
-        self.assertEqual(self.desktop.end(signal.SIGTERM), 0)
-
-    def begin_run(self):
         self.desktop.wait_for("text", "Prompt", ["focused"])
         self.desktop.type("Wait.")
         self.desktop.keys("Enter")
