@@ -104,11 +104,18 @@ void endWithSession(QSessionManager& manager, OrderlyEnd& end) {
   }
 }
 
+void tellReadOnly(DesktopWindow& window) {
+  const std::string file = window.application().modelContainer()->file().string();
+  window.notices()->tellError(QString::fromStdString(
+      fmt::format("{} cannot be written, or there is no room: what is there can be read, and nothing is kept.", file)));
+}
+
 /// Until the program's end. Answers its exit status.
 int show(DesktopProgram& program, Theme& theme, const StartOptions& options, const Place& place) {
   DesktopWindow& window = program.window();
   SettingsFollower settings(window, theme);
   WindowPlacement placement(theme);
+  if (!program.application().modelContainer()->isWritable()) tellReadOnly(window);
   std::optional<InstanceListener> listener;
   std::optional<SessionBus> bus;
   const auto open = [&window](const OpenRequest& request) { window.open(request); };

@@ -5,7 +5,7 @@ import Ravant.Program
 import Ravant.Theme
 
 /// What there is to go to or to run, or everything that was ever said, found by what is typed.
-FloatingPanel {
+TitledPanel {
     id: popup
 
     property bool searches: false

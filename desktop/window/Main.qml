@@ -27,13 +27,13 @@ QtWindow.Window {
 
     ProjectFolders { id: folders }
     DropArea { anchors.fill: parent; keys: ["text/uri-list"]; onDropped: drop => folders.add(drop.urls) }
-    WindowTitle { id: shownTitle }
     Regions { anchors.fill: parent; focus: true; placement: root.placement }
     CommandKeys {}
     PalettePopup {}
     Attention {}
     NoticeList { anchors { bottom: parent.bottom; horizontalCenter: parent.horizontalCenter; bottomMargin: Theme.unit * 4 } }
     EndQuestion {}
+    WindowTitle { id: shownTitle }
     CommandHandler { command: "quit"; onTriggered: Workbench.end.request() }
     CommandHandler { command: "zoomIn"; onTriggered: Theme.zoom += 10 }
     CommandHandler { command: "zoomOut"; onTriggered: Theme.zoom -= 10 }

@@ -90,7 +90,14 @@ FocusScope {
         }
         EmptyState {
             anchors.fill: parent
-            visible: Workbench.detailKind === Workbench.None
+            visible: Workbench.detailKind === Workbench.None && presence.hasProjects
+            words: qsTr("No conversation is selected.")
+            offer: qsTr("Begin a conversation")
+            onAccepted: Workbench.run("newConversation")
+        }
+        EmptyState {
+            anchors.fill: parent
+            visible: Workbench.detailKind === Workbench.None && presence.isEmpty
             words: qsTr("Add a folder to work in.")
             explanation: qsTr("Folders can be dropped anywhere on this window.")
             offer: qsTr("Add project")
@@ -110,6 +117,7 @@ FocusScope {
         color: Theme.isDark ? "#80000000" : "#40000000"
         TapHandler { onTapped: regions.sidebarLiesOver = false }
     }
+    ProjectPresence { id: presence }
     RegionRing { id: ring; regions: [sidebar, content, detail] }
     Connections {
         target: Workbench

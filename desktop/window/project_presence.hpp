@@ -1,0 +1,37 @@
+#pragma once
+
+#include <QObject>
+#include <QtQml/qqmlregistration.h>
+
+#include "desktop/program/desktop_window.hpp"
+
+namespace ravant::desktop {
+
+/// Whether there is a project to work in.
+class ProjectPresence : public QObject, public ViewModel {
+  Q_OBJECT
+  QML_ELEMENT
+  /// Unknown at first: then neither holds.
+  Q_PROPERTY(bool isEmpty READ isEmpty NOTIFY changed)
+  Q_PROPERTY(bool hasProjects READ hasProjects NOTIFY changed)
+
+ public:
+  explicit ProjectPresence(QObject* parent = nullptr) : ProjectPresence(DesktopWindow::instance(), parent) {}
+  ProjectPresence(DesktopWindow& window, QObject* parent);
+
+  bool isEmpty() const { return isKnown_ && !hasProjects_; }
+  bool hasProjects() const { return hasProjects_; }
+
+ Q_SIGNALS:
+  void changed();
+
+ private:
+  awaitable<void> read();
+
+  DesktopWindow& window_;
+  Turns turns_;
+  bool isKnown_ = false;
+  bool hasProjects_ = false;
+};
+
+}  // namespace ravant::desktop

@@ -1,0 +1,148 @@
+#!/usr/bin/python3 -B
+"""How the window begins and ends, and what it leaves: `ends_test.py RAVANT_DESKTOP RAVANT`."""
+
+import json
+import signal
+import subprocess
+import sys
+import unittest
+from pathlib import Path
+
+from gi.repository import GLib
+
+TESTS = Path(__file__).resolve().parents[2]
+sys.path.insert(0, str(TESTS / "desktop/support"))
+
+# pylint: disable=wrong-import-position
+from accessible import call  # noqa: E402
+from desktop_session import DesktopSession  # noqa: E402
+
+NAME, OBJECT = "com.ravant.Ravant", "/com/ravant/Ravant"
+
+
+class Ends(unittest.TestCase):
+    program = ravant = ""
+
+    def setUp(self):
+        self.desktop = self.enterContext(DesktopSession(self.program))
+        self.work = self.desktop.home / "work"
+        self.work.mkdir()
+        self.desktop.settings.parent.mkdir(parents=True)
+        self.desktop.settings.write_text('{"keyStore": "file", "claude": {"asRoot": true}}', encoding="utf-8")
+
+    def run_ravant(self, *arguments):
+        return subprocess.run([self.ravant, *arguments], env=self.desktop.environment, cwd=self.work,
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=True).stdout
+
+    def projects(self):
+        return [project["path"] for project in json.loads(self.run_ravant("project", "list", "--json"))]
+
+    def ask(self, method, arguments):
+        call(self.desktop.bus, NAME, OBJECT, "org.freedesktop.Application", method, arguments)
+
+    def hand_over(self, *arguments):
+        """Starts the program once more, which gives what it is to do to the one that runs and ends."""
+        first = self.desktop.program
+        self.desktop.launch(*arguments)
+        self.assertEqual(self.desktop.wait_for_end(), 0)
+        self.desktop.program = first
+
+    def test_a_second_start_hands_over_but_for_another_data_folder(self):
+        self.desktop.start()
+        first = self.desktop.program
+        self.hand_over("--project", str(self.work))
+        self.desktop.wait_until(lambda: self.projects() == [str(self.work)], "the project")
+        self.desktop.launch("--data-dir", str(self.desktop.home / "other"))
+        self.desktop.wait_for("frame", "Ravant")
+        self.assertEqual(self.desktop.end(), 0)
+        self.desktop.program = first
+        self.assertEqual(self.desktop.end(), 0)
+
+    def test_what_a_killed_one_left_keeps_no_start_away_and_its_selection_is_back(self):
+        self.run_ravant("project", "add", str(self.work))
+        self.run_ravant("agent", "add", "claude", "--path", "/bin/false")
+        self.desktop.start("--project", str(self.work))
+        self.desktop.wait_until(lambda: "newConversation" in self.selection(), "the stored selection")
+        self.desktop.kill()
+        self.desktop.start()
+        self.desktop.keys("Ctrl+B")
+        self.desktop.wait_gone("panel", "Sidebar", ["showing"])
+        self.assertEqual(self.desktop.end(), 0)
+        self.assertIn("newConversation", self.selection())
+        self.desktop.start()
+        self.assertIsNone(self.desktop.find("panel", "Sidebar", ["showing"]))
+        self.desktop.end()
+
+    def selection(self):
+        query = "SELECT * FROM window_selection"
+        return subprocess.run(["sqlite3", str(self.desktop.data / "store.sqlite"), query], capture_output=True,
+                              text=True, timeout=60, check=False).stdout
+
+    def test_the_desktop_starts_it_by_a_message(self):
+        self.desktop.launch("--activated")
+        self.desktop.wait_until(self.has_name, "the name on the bus")
+        self.assertIsNone(self.desktop.find("frame", None, ["showing"]))
+        self.ask("Open", GLib.Variant("(asa{sv})", ([self.work.as_uri()], {})))
+        self.desktop.wait_for("frame", "Ravant", ["showing"])
+        self.desktop.wait_until(lambda: self.projects() == [str(self.work)], "the project")
+        self.ask("ActivateAction", GLib.Variant("(sava{sv})", ("new-conversation", [], {})))
+        self.ask("Activate", GLib.Variant("(a{sv})", ({},)))
+        self.assertEqual(self.desktop.end(), 0)
+
+    def has_name(self):
+        return call(self.desktop.bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                    "NameHasOwner", GLib.Variant("(s)", (NAME,)))[0]
+
+    def test_a_store_that_cannot_be_opened_is_told_and_can_be_mended(self):
+        self.desktop.data.mkdir(parents=True)
+        store = self.desktop.data / "store.sqlite"
+        store.write_text("This is no store.\n" * 1000, encoding="utf-8")
+        self.desktop.start()
+        self.desktop.wait_for(name=str(self.desktop.data))
+        self.desktop.press(self.desktop.find("push button", "Quit"))
+        self.assertEqual(self.desktop.wait_for_end(), 1)
+        self.desktop.start()
+        self.desktop.wait_for("push button", "Try again")
+        store.unlink()
+        self.desktop.press(self.desktop.find("push button", "Try again"))
+        self.desktop.wait_for("panel", "Sidebar", ["showing"])
+        self.assertEqual(self.desktop.end(), 0)
+
+    def test_a_run_in_flight_is_asked_about_and_leaves_no_process(self):
+        self.start_with_a_run()
+        self.desktop.keys("Ctrl+Q")
+        self.desktop.wait_for("push button", "Keep running in the background")
+        self.desktop.keys("Esc")
+        self.desktop.wait_gone("push button", "Keep running in the background", ["showing"])
+        self.desktop.keys("Ctrl+Q")
+        self.desktop.press(self.desktop.wait_for("push button", "Keep running in the background", ["showing"]))
+        self.desktop.wait_gone("frame", None, ["showing"])
+        self.hand_over()
+        self.desktop.wait_for("frame", None, ["showing"])
+        self.desktop.focus_window()
+        self.desktop.keys("Ctrl+Q")
+        self.desktop.press(self.desktop.wait_for("push button", "Stop and quit", ["showing"]))
+        self.assertEqual(self.desktop.wait_for_end(), 0)
+
+    def test_a_signal_in_a_run_leaves_no_process_and_a_double_one_is_one(self):
+        self.start_with_a_run()
+        self.desktop.program.process.send_signal(signal.SIGTERM)
+        self.assertEqual(self.desktop.end(signal.SIGTERM), 0)
+
+    def start_with_a_run(self):
+        agent = self.desktop.programs / "agent"
+        agent.write_text("#!/bin/sh\nsleep 300 &\nwait\n")
+        agent.chmod(0o755)
+        self.run_ravant("project", "add", str(self.work))
+        self.run_ravant("agent", "add", "claude", "--path", str(agent))
+        self.desktop.start("--project", str(self.work))
+        self.desktop.wait_for("text", "Prompt", ["focused"])
+        self.desktop.type("Wait.")
+        self.desktop.keys("Enter")
+        self.desktop.wait_until(lambda: any("sleep" in line for line in self.desktop.program.children().values()),
+                                "the agent")
+
+
+if __name__ == "__main__":
+    Ends.program, Ends.ravant = (str(Path(word).resolve()) for word in sys.argv[1:3])
+    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
