@@ -4,13 +4,24 @@ find_package(Qt6 6.4 REQUIRED COMPONENTS Core DBus Gui Network Qml Quick QuickCo
 set(CMAKE_AUTOMOC ON)
 set(QT_QML_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/qml)
 
+# CMake 3.25 does not look for meta objects again where nothing but a header was added.
+function(remake_meta_objects_of_new_headers NAME)
+  set(KNOWN_FILE ${CMAKE_CURRENT_BINARY_DIR}/${NAME}_sources.txt)
+  set(KNOWN "")
+  if(EXISTS ${KNOWN_FILE})
+    file(READ ${KNOWN_FILE} KNOWN)
+  endif()
+  get_target_property(SOURCES ${NAME} SOURCES)
+  if(NOT KNOWN STREQUAL SOURCES)
+    file(REMOVE ${CMAKE_CURRENT_BINARY_DIR}/${NAME}_autogen/timestamp)
+    file(WRITE ${KNOWN_FILE} "${SOURCES}")
+  endif()
+endfunction()
+
 # Qt's headers refuse code that is compiled for an executable only, so these targets cannot use the others' precompiled
 # header: desktop_loop builds one for all of them.
 function(ravant_desktop_target NAME)
-  # Without this, a header that is added later has no meta object until the build folder is made anew.
-  get_target_property(SOURCES ${NAME} SOURCES)
-  list(FILTER SOURCES INCLUDE REGEX "^${CMAKE_CURRENT_SOURCE_DIR}/.*\\.hpp$")
-  set_target_properties(${NAME} PROPERTIES AUTOGEN_TARGET_DEPENDS "${SOURCES}")
+  remake_meta_objects_of_new_headers(${NAME})
   target_compile_options(${NAME} PRIVATE -fPIC)
   target_compile_definitions(${NAME} PRIVATE QT_NO_KEYWORDS QT_NO_CAST_FROM_ASCII QT_NO_FOREACH)
   if(NAME STREQUAL "desktop_loop")
