@@ -1,0 +1,18 @@
+import QtQuick
+import QtQuick.Templates as T
+import Ravant.Theme
+
+/// What floats over the window and takes the keyboard: Esc, or a press beside it, closes it, and the focus goes back to
+/// where it was. Its title is read aloud.
+T.Dialog {
+    parent: T.Overlay.overlay
+    x: Math.round((parent.width - width) / 2)
+    y: Theme.unit * 20
+    width: Theme.unit * 110
+    padding: Theme.unit
+    modal: true
+    focus: true
+    closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutside
+    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
+    T.Overlay.modal: Rectangle { color: Theme.isDark ? "#80000000" : "#40000000" }
+}
