@@ -10,6 +10,6 @@ PushButton {
     height: visible ? implicitHeight : 0
     weight: PushButton.Quiet
     focusPolicy: Qt.NoFocus
-    text: qsTr("Show %n more line(s)", "", row.hiddenLines)
+    text: row.hiddenLines === 1 ? qsTr("Show 1 more line") : qsTr("Show %1 more lines").arg(row.hiddenLines)
     onClicked: row.rows.showMore(row.index)
 }

@@ -28,6 +28,7 @@ Item {
     required property TranscriptWindow rows
     required property ProseStyle style
 
+    signal clicked
     signal toggled
     signal acted
     signal followed(string link)

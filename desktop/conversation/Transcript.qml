@@ -26,6 +26,7 @@ FocusScope {
     function selectIn(edit: TextEdit) { if (textSelection !== edit) { textSelection?.deselect(); textSelection = edit } }
     function copy() { textSelection && textSelection.selectedText !== "" ? textSelection.copy() : rows.copy(list.currentIndex) }
     function openMenu(row: int) { menu.row = row; menu.popup() }
+    function point(row: int) { list.currentIndex = rows.stopOf(row); selectionAnchor = list.currentIndex; rows.clearSelection(); list.forceActiveFocus() }
     function walk(row: int) { follows = false; list.currentIndex = row; list.positionViewAtIndex(row, ListView.Contain); selectionAnchor = row; rows.clearSelection(); follows = list.atYEnd && rows.isAtEnd }
     function extend(row: int) { list.currentIndex = row; list.positionViewAtIndex(row, ListView.Contain); rows.select(selectionAnchor < 0 ? row : selectionAnchor, row) }
     function toEnd() { follows = true; rows.jumpToEnd() }
@@ -47,7 +48,7 @@ FocusScope {
         keyNavigationEnabled: false
         highlightFollowsCurrentItem: false
         currentIndex: -1
-        bottomMargin: Theme.unit * 6
+        footer: Item { width: 1; height: Theme.unit * 6 }
         Accessible.role: Accessible.List
         Accessible.name: qsTr("Transcript")
         onContentHeightChanged: Qt.callLater(keepEnd)
@@ -67,6 +68,7 @@ FocusScope {
             rows: transcript.rows
             style: transcript.style
             keyboardRow: transcript.keyboardRow
+            onClicked: transcript.point(index)
             onToggled: transcript.rows.setOpen(index, !isOpen)
             onActed: kind === TranscriptWindow.Failure ? transcript.tryAgain(item) : transcript.goOn()
             onFollowed: link => transcript.follow(link)

@@ -56,6 +56,7 @@ RowItem {
             : self.kind === TranscriptWindow.Reasoning || self.kind === TranscriptWindow.RunProgress ? progress
             : prose
     }
+    TapHandler { onTapped: self.clicked() }
     TapHandler { acceptedButtons: Qt.RightButton; onTapped: self.menuRequested() }
 
     Component { id: user; UserRow { row: self } }

@@ -133,7 +133,7 @@ void TranscriptWindow::setLookedAt(bool isLookedAt) {
   if (std::exchange(isLookedAt_, isLookedAt) == isLookedAt) return;
   wasAway_ = wasAway_ || !isLookedAt;
   Q_EMIT lookedAtChanged();
-  update();
+  if (isLookedAt) seen_.start();
 }
 
 int TranscriptWindow::newItems() const {

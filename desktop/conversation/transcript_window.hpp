@@ -217,6 +217,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   ShownItem* find(ConversationItemId item);
   std::optional<std::size_t> rowOf(ConversationItemId item) const;
   ConversationItemId itemAt(int row) const;
+  void setSelected(std::set<ConversationItemId> selected);
 
   void trim(Side side);
   /// The rows as they are to be.
