@@ -11,5 +11,5 @@ PushButton {
     weight: PushButton.Quiet
     focusPolicy: Qt.NoFocus
     text: row.hiddenLines === 1 ? qsTr("Show 1 more line") : qsTr("Show %1 more lines").arg(row.hiddenLines)
-    onClicked: row.rows.showMore(row.index)
+    onClicked: row.moreRequested()
 }

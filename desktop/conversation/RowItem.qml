@@ -30,6 +30,7 @@ Item {
 
     signal clicked
     signal toggled
+    signal moreRequested
     signal acted
     signal followed(string link)
     signal hovered(string link)

@@ -17,6 +17,7 @@ RowItem {
     function press() { canAct ? acted() : toggled() }
 
     implicitHeight: loader.height + space + (kind === TranscriptWindow.ToolText ? Theme.unit * 2 : 0)
+    Accessible.ignored: name === ""
     Accessible.role: Accessible.ListItem
     Accessible.name: name
     Accessible.focusable: true

@@ -282,21 +282,25 @@ void TranscriptWindow::replaceAll(std::vector<ShownItem> items) {
   endResetModel();
 }
 
+bool TranscriptWindow::canLeave(Side side) const {
+  if (items_.size() < 2) return false;
+  if (!visible_) return true;
+  if (side == Side::front) return visible_->first != items_.front().item.id;
+  return visible_->second != items_.back().item.id && visible_->second != ConversationItemId();
+}
+
 void TranscriptWindow::trim(Side side) {
   std::size_t rows = 0;
   for (const ShownItem& item : items_) rows += item.rows.size();
-  while (rows > kMostRows && items_.size() > 1) {
-    const ShownItem& leaving = side == Side::front ? items_.front() : items_.back();
-    const bool isVisible = visible_ && (side == Side::front ? visible_->first == leaving.item.id
-                                                            : visible_->second == leaving.item.id ||
-                                                                  visible_->second == ConversationItemId());
-    if (isVisible && side == Side::back) return;
-    if (isVisible) return trim(Side::back);
-    rows -= leaving.rows.size();
-    if (side == Side::front) {
+  while (rows > kMostRows) {
+    const Side other = side == Side::front ? Side::back : Side::front;
+    if (!canLeave(side) && !canLeave(other)) return;
+    if ((canLeave(side) ? side : other) == Side::front) {
+      rows -= items_.front().rows.size();
       items_.pop_front();
       ++first_;
     } else {
+      rows -= items_.back().rows.size();
       items_.pop_back();
       isAtEnd_ = false;
     }

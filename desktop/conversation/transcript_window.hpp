@@ -219,6 +219,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   ConversationItemId itemAt(int row) const;
   void setSelected(std::set<ConversationItemId> selected);
 
+  bool canLeave(Side side) const;
+  /// Rows leave at the side where they can, else at the other.
   void trim(Side side);
   /// The rows as they are to be.
   std::vector<TranscriptRow> wantedRows();
