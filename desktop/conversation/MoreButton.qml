@@ -1,6 +1,5 @@
 import QtQuick
 import Ravant.Controls
-import Ravant.Theme
 
 /// Shows what a long text still hides.
 PushButton {

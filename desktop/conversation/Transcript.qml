@@ -111,6 +111,7 @@ FocusScope {
         Keys.onLeftPressed: transcript.fold(currentIndex, false)
         Keys.onRightPressed: transcript.fold(currentIndex, true)
         Keys.onReturnPressed: (currentItem as TranscriptRow)?.press()
+        Keys.onEscapePressed: event => { event.accepted = false; transcript.rows.clearSelection() }
         Keys.onMenuPressed: transcript.openMenu(currentIndex)
         Keys.onPressed: event => transcript.press(event)
         delegate: TranscriptRow {

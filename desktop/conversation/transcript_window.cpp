@@ -188,11 +188,13 @@ void TranscriptWindow::jumpToPrompt(int row, int direction) { start(findPrompt(i
 
 void TranscriptWindow::setOpen(int row, bool isOpen) {
   if (row < 0 || row >= rowCount()) return;
-  const TranscriptRow& at = rows_[static_cast<std::size_t>(row)];
+  const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
   if (at.kind == RowKind::reasoning) {
     isReasoningOpen_ = isOpen;
   } else if (at.kind == RowKind::toolGroup) {
     foldsOf(at.item).isOpen = isOpen;
+  } else if (at.kind == RowKind::toolCall && isOpen && at.isOpen) {
+    addOutputLines(at);
   } else if (at.kind == RowKind::toolCall && isOpen) {
     foldsOf(at.item).openCalls.insert(at.invocation);
     work_.texts.insert(at.invocation);
@@ -200,22 +202,28 @@ void TranscriptWindow::setOpen(int row, bool isOpen) {
   } else if (at.kind == RowKind::toolCall) {
     foldsOf(at.item).openCalls.erase(at.invocation);
     callTexts_.erase(at.invocation);
+  } else if (!isOpen) {
+    foldsOf(at.item).whole.clear();
   } else {
-    return;
+    for (const TranscriptRow& each : rows_) {
+      if (each.item == at.item && each.hiddenLines > 0) foldsOf(at.item).whole.insert(each.block);
+    }
   }
   if (ShownItem* const changed = find(at.item)) makeRows(*changed);
   update();
 }
 
+void TranscriptWindow::addOutputLines(const TranscriptRow& row) {
+  foldsOf(row.item).outputLines.try_emplace(row.invocation, kShownOutputLines).first->second += kShownOutputLines;
+}
+
 void TranscriptWindow::showMore(int row) {
   if (row < 0 || row >= rowCount()) return;
-  const TranscriptRow& at = rows_[static_cast<std::size_t>(row)];
-  ItemFolds& folds = foldsOf(at.item);
+  const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
   if (at.kind == RowKind::toolText) {
-    const auto lines = folds.outputLines.try_emplace(at.invocation, kShownOutputLines).first;
-    lines->second += kShownOutputLines;
+    addOutputLines(at);
   } else {
-    folds.whole.insert(at.block);
+    foldsOf(at.item).whole.insert(at.block);
   }
   if (ShownItem* const changed = find(at.item)) makeRows(*changed);
   update();
