@@ -66,7 +66,9 @@ Item {
             x: Theme.unit * 3
             y: code.row.opensBlock ? Theme.unit * 2.5 : 0
             wrapMode: TextEdit.NoWrap
-            text: code.row.words
+            textFormat: TextEdit.RichText
+            tabStopDistance: Theme.secondarySize * 2.4
+            text: code.row.style.code(code.row.words)
             font { family: Theme.codeFont; pixelSize: Theme.secondarySize; preferShaping: false }
         }
     }

@@ -1,6 +1,5 @@
 import QtQuick
 import Ravant.Controls
-import Ravant.Theme
 
 /// Shows what a long text still hides.
 PushButton {
@@ -10,6 +9,6 @@ PushButton {
     height: visible ? implicitHeight : 0
     weight: PushButton.Quiet
     focusPolicy: Qt.NoFocus
-    text: qsTr("Show %n more line(s)", "", row.hiddenLines)
-    onClicked: row.rows.showMore(row.index)
+    text: row.hiddenLines === 1 ? qsTr("Show 1 more line") : qsTr("Show %1 more lines").arg(row.hiddenLines)
+    onClicked: row.moreRequested()
 }

@@ -28,7 +28,9 @@ Item {
     required property TranscriptWindow rows
     required property ProseStyle style
 
+    signal clicked
     signal toggled
+    signal moreRequested
     signal acted
     signal followed(string link)
     signal hovered(string link)

@@ -23,6 +23,7 @@ TextEdit {
     onLinkHovered: link => row.hovered(link)
     onSelectedTextChanged: if (selectedText !== "") row.textSelected(edit)
 
+    TapHandler { onTapped: edit.row.clicked() }
     HoverHandler { cursorShape: edit.hoveredLink !== "" ? Qt.PointingHandCursor : Qt.IBeamCursor }
     TextPainter { document: edit.textDocument; code: edit.row.paint; marked: edit.row.rows.markedText }
 }

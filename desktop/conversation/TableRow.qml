@@ -1,5 +1,4 @@
 import QtQuick
-import Ravant.Theme
 
 /// A table of the agent, which scrolls sideways by itself.
 Flickable {

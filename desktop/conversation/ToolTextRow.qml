@@ -1,5 +1,4 @@
 import QtQuick
-import Ravant.Controls
 import Ravant.Theme
 
 /// What went into a call of a tool, or came out of it.

@@ -23,14 +23,65 @@ FocusScope {
     signal tryAgain(string item)
     signal goOn
 
-    function selectIn(edit: TextEdit) { if (textSelection !== edit) { textSelection?.deselect(); textSelection = edit } }
-    function copy() { textSelection && textSelection.selectedText !== "" ? textSelection.copy() : rows.copy(list.currentIndex) }
-    function openMenu(row: int) { menu.row = row; menu.popup() }
-    function walk(row: int) { follows = false; list.currentIndex = row; list.positionViewAtIndex(row, ListView.Contain); selectionAnchor = row; rows.clearSelection(); follows = list.atYEnd && rows.isAtEnd }
-    function extend(row: int) { list.currentIndex = row; list.positionViewAtIndex(row, ListView.Contain); rows.select(selectionAnchor < 0 ? row : selectionAnchor, row) }
-    function toEnd() { follows = true; rows.jumpToEnd() }
-    function page(direction: int) { list.contentY = Math.max(list.originY, Math.min(list.originY + list.contentHeight - list.height, list.contentY + direction * (list.height - Theme.unit * 12))); follows = list.atYEnd && rows.isAtEnd }
+    function copy() { textSelection?.selectedText ? textSelection.copy() : rows.copy(list.currentIndex) }
     function currentRow(): int { return list.currentIndex >= 0 ? list.currentIndex : list.indexAt(list.width / 2, list.contentY + list.height / 2) }
+    function toEnd() { follows = true; rows.jumpToEnd() }
+    function openMenu(row: int) { menu.row = row; menu.popup() }
+
+    /// One text has a selection at a time.
+    function selectIn(edit: TextEdit) {
+        if (textSelection !== edit) textSelection?.deselect()
+        textSelection = edit
+    }
+    /// What was at a place stays there.
+    function fold(row: int, isOpen: bool) {
+        follows = false
+        rows.setOpen(row, isOpen)
+        Qt.callLater(lookForEnd)
+    }
+    function showMore(row: int) {
+        follows = false
+        rows.showMore(row)
+        Qt.callLater(lookForEnd)
+    }
+    function lookForEnd() { follows = list.atYEnd && rows.isAtEnd }
+    function point(row: int) {
+        list.currentIndex = rows.stopOf(row)
+        selectionAnchor = list.currentIndex
+        rows.clearSelection()
+        list.forceActiveFocus()
+    }
+    /// To the next stop; with Shift what lies between is selected.
+    function step(direction: int, modifiers: int) {
+        const isSelecting = modifiers & Qt.ShiftModifier
+        list.currentIndex = rows.nextStop(list.currentIndex, direction)
+        list.positionViewAtIndex(list.currentIndex, ListView.Contain)
+        if (isSelecting) rows.select(selectionAnchor < 0 ? list.currentIndex - direction : selectionAnchor, list.currentIndex)
+        else { selectionAnchor = list.currentIndex; rows.clearSelection() }
+        lookForEnd()
+    }
+    function page(direction: int) {
+        const lowest = list.originY + list.contentHeight - list.height
+        list.contentY = Math.max(list.originY, Math.min(lowest, list.contentY + direction * (list.height - Theme.unit * 12)))
+        lookForEnd()
+    }
+    function press(event: KeyEvent) {
+        event.accepted = true
+        if (event.matches(StandardKey.Copy)) copy()
+        else if (event.key === Qt.Key_PageUp) page(-1)
+        else if (event.key === Qt.Key_PageDown || event.key === Qt.Key_Space) page(1)
+        else if (event.key === Qt.Key_Home) { follows = false; rows.jumpToPlace(0) }
+        else if (event.key === Qt.Key_End) toEnd()
+        else event.accepted = false
+    }
+    function arrive(row: int) {
+        follows = row < 0
+        list.currentIndex = row < 0 ? -1 : rows.stopOf(row)
+        if (row < 0) list.positionViewAtEnd()
+        else list.positionViewAtIndex(row, ListView.Center)
+        if (list.activeFocus && row < 0) list.currentIndex = rows.stopOf(list.count - 1)
+        Qt.callLater(list.look)
+    }
 
     ListView {
         id: list
@@ -47,19 +98,20 @@ FocusScope {
         keyNavigationEnabled: false
         highlightFollowsCurrentItem: false
         currentIndex: -1
-        bottomMargin: Theme.unit * 6
+        footer: Item { width: 1; height: Theme.unit * 6 }
         Accessible.role: Accessible.List
         Accessible.name: qsTr("Transcript")
         onContentHeightChanged: Qt.callLater(keepEnd)
         onHeightChanged: Qt.callLater(keepEnd)
-        onContentYChanged: { if (moving) transcript.follows = atYEnd && transcript.rows.isAtEnd; Qt.callLater(look) }
-        onMovementEnded: transcript.follows = atYEnd && transcript.rows.isAtEnd
+        onContentYChanged: { if (moving) transcript.lookForEnd(); Qt.callLater(look) }
+        onMovementEnded: transcript.lookForEnd()
         onActiveFocusChanged: if (activeFocus && currentIndex < 0) currentIndex = transcript.rows.stopOf(count - 1)
-        Keys.onUpPressed: event => event.modifiers & Qt.ShiftModifier ? transcript.extend(transcript.rows.nextStop(currentIndex, -1)) : transcript.walk(transcript.rows.nextStop(currentIndex, -1))
-        Keys.onDownPressed: event => event.modifiers & Qt.ShiftModifier ? transcript.extend(transcript.rows.nextStop(currentIndex, 1)) : transcript.walk(transcript.rows.nextStop(currentIndex, 1))
-        Keys.onLeftPressed: transcript.rows.setOpen(currentIndex, false)
-        Keys.onRightPressed: transcript.rows.setOpen(currentIndex, true)
+        Keys.onUpPressed: event => transcript.step(-1, event.modifiers)
+        Keys.onDownPressed: event => transcript.step(1, event.modifiers)
+        Keys.onLeftPressed: transcript.fold(currentIndex, false)
+        Keys.onRightPressed: transcript.fold(currentIndex, true)
         Keys.onReturnPressed: (currentItem as TranscriptRow)?.press()
+        Keys.onEscapePressed: event => { event.accepted = false; transcript.rows.clearSelection() }
         Keys.onMenuPressed: transcript.openMenu(currentIndex)
         Keys.onPressed: event => transcript.press(event)
         delegate: TranscriptRow {
@@ -67,7 +119,9 @@ FocusScope {
             rows: transcript.rows
             style: transcript.style
             keyboardRow: transcript.keyboardRow
-            onToggled: transcript.rows.setOpen(index, !isOpen)
+            onClicked: transcript.point(index)
+            onToggled: transcript.fold(index, !isOpen)
+            onMoreRequested: transcript.showMore(index)
             onActed: kind === TranscriptWindow.Failure ? transcript.tryAgain(item) : transcript.goOn()
             onFollowed: link => transcript.follow(link)
             onHovered: link => transcript.hover(link)
@@ -75,24 +129,9 @@ FocusScope {
             onMenuRequested: transcript.openMenu(index)
         }
     }
-    function press(event: KeyEvent) {
-        event.accepted = true
-        if (event.matches(StandardKey.Copy)) copy()
-        else if (event.key === Qt.Key_PageUp) page(-1)
-        else if (event.key === Qt.Key_PageDown || event.key === Qt.Key_Space) page(1)
-        else if (event.key === Qt.Key_Home) { follows = false; rows.jumpToPlace(0) }
-        else if (event.key === Qt.Key_End) toEnd()
-        else event.accepted = false
-    }
     Connections {
         target: transcript.rows
         function onJumped(row) { transcript.arrive(row) }
-    }
-    function arrive(row: int) {
-        follows = row < 0
-        if (row < 0) { list.positionViewAtEnd(); list.currentIndex = list.activeFocus ? rows.stopOf(list.count - 1) : -1 }
-        else { list.currentIndex = rows.stopOf(row); list.positionViewAtIndex(row, ListView.Center) }
-        Qt.callLater(list.look)
     }
     PlaceBar { anchors { top: parent.top; bottom: parent.bottom; right: parent.right } rows: transcript.rows; onMoved: transcript.follows = false }
     PushButton {

@@ -17,6 +17,7 @@ RowItem {
     function press() { canAct ? acted() : toggled() }
 
     implicitHeight: loader.height + space + (kind === TranscriptWindow.ToolText ? Theme.unit * 2 : 0)
+    Accessible.ignored: name === ""
     Accessible.role: Accessible.ListItem
     Accessible.name: name
     Accessible.focusable: true
@@ -56,6 +57,7 @@ RowItem {
             : self.kind === TranscriptWindow.Reasoning || self.kind === TranscriptWindow.RunProgress ? progress
             : prose
     }
+    TapHandler { onTapped: self.clicked() }
     TapHandler { acceptedButtons: Qt.RightButton; onTapped: self.menuRequested() }
 
     Component { id: user; UserRow { row: self } }

@@ -17,7 +17,7 @@ Rectangle {
         id: column
 
         x: Theme.unit * 4
-        y: Theme.unit * 2.5
+        y: Theme.unit * 3.25
         width: parent.width - Theme.unit * 8
         spacing: Theme.unit
         RowText {

@@ -362,7 +362,9 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
     }
     row.html = QString::fromStdString(block.table ? htmlOf(*block.table) : block.html);
     row.level = block.level;
-    row.name = cut(agent + QStringLiteral(": ") + QString::fromStdString(plainText(block)));
+    if (row.kind != RowKind::rule) {
+      row.name = cut(agent + QStringLiteral(": ") + QString::fromStdString(plainText(block)));
+    }
     rows.push_back(std::move(row));
   }
   markEnds(rows);

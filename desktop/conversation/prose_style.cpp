@@ -13,7 +13,7 @@ QString ProseStyle::sheet() const {
   const Theme& theme = Theme::instance();
   return QStringLiteral(
              "<style>p, li, pre, td, th { line-height: 145% } p { margin: 0 } "
-             "ul, ol { margin-top: 0; margin-bottom: 0; -qt-list-indent: 1 } li { margin-bottom: 2px } "
+             "ul, ol { margin-top: 0; margin-bottom: 0 } li { margin-bottom: 2px } "
              "a { color: %1; text-decoration: none } "
              "code, pre { font-family: '%2'; font-size: %3px; background-color: %4 } "
              "th { color: %5; font-weight: normal } blockquote { margin: 0 } "
@@ -30,6 +30,12 @@ QString ProseStyle::page(const QString& html, const QString& sheet, int level) c
                        html.startsWith(QLatin1String("<p>")) || html.startsWith(QLatin1String("<table")) ||
                        html.startsWith(QLatin1String("<pre"));
   return sheet + (isBlock ? html : QStringLiteral("<p>") + html + QStringLiteral("</p>"));
+}
+
+QString ProseStyle::code(const QString& text) const {
+  return QStringLiteral("<pre style=\"line-height: 145%; margin: 0; font-family: '%1'\">")
+             .arg(Theme::instance().codeFont()) +
+         text.toHtmlEscaped() + QStringLiteral("</pre>");
 }
 
 }  // namespace ravant::desktop

@@ -18,6 +18,8 @@ class ProseStyle : public QObject {
   QString sheet() const;
   /// A paragraph as a page of its own; `level` is that of a heading, 0 for none.
   Q_INVOKABLE QString page(const QString& html, const QString& sheet, int level) const;
+  /// Text that is shown as it is, in the font of the element, with the height of its lines.
+  Q_INVOKABLE QString code(const QString& text) const;
 
  Q_SIGNALS:
   void changed();

@@ -1,5 +1,7 @@
 #include "desktop/conversation/text_painter.hpp"
 
+#include <QTextDocument>
+
 #include "desktop/theme/theme.hpp"
 
 namespace ravant::desktop {
@@ -83,6 +85,7 @@ void TextPainter::setCode(const QVariant& code) {
 
 void TextPainter::paint() {
   if (!document_ || !document_->textDocument()) return;
+  document_->textDocument()->setIndentWidth(5 * Theme::instance().unit());
   if (!highlighter_ && marked_.isEmpty() && !code_) return;
   if (!highlighter_) highlighter_ = new Highlighter(document_->textDocument(), *this);
   highlighter_->rehighlight();

@@ -269,6 +269,8 @@ awaitable<void> TranscriptWindow::readTexts(ToolInvocationId id, Turns::Turn tur
 
 awaitable<void> TranscriptWindow::markSeen(Turns::Turn turn) {
   if (!isLookedAt_ || !isAtEnd_ || items_.empty()) co_return;
+  seenCount_ = count_;
+  Q_EMIT shownChanged();
   const ConversationItemId last = items_.back().item.id;
   if (seenUpTo_ == last) co_return;
   const bool wasAway = std::exchange(wasAway_, false);

@@ -45,12 +45,15 @@ void TranscriptWindow::select(int from, int to) {
   std::set<ConversationItemId> selected;
   for (int row = std::max(first, 0); row <= last && row < rowCount(); ++row) selected.insert(itemAt(row));
   selected.erase(ConversationItemId());
-  if (selected == selected_) return;
-  selected_ = std::move(selected);
-  if (!rows_.empty()) Q_EMIT dataChanged(index(0), index(rowCount() - 1), {isSelectedRole});
+  setSelected(std::move(selected));
 }
 
-void TranscriptWindow::clearSelection() { select(0, -1); }
+void TranscriptWindow::clearSelection() { setSelected({}); }
+
+void TranscriptWindow::setSelected(std::set<ConversationItemId> selected) {
+  if (std::exchange(selected_, std::move(selected)) == selected_ || rows_.empty()) return;
+  Q_EMIT dataChanged(index(0), index(rowCount() - 1), {isSelectedRole});
+}
 
 QString TranscriptWindow::storedText(int row) const {
   QStringList texts;

@@ -133,7 +133,7 @@ void TranscriptWindow::setLookedAt(bool isLookedAt) {
   if (std::exchange(isLookedAt_, isLookedAt) == isLookedAt) return;
   wasAway_ = wasAway_ || !isLookedAt;
   Q_EMIT lookedAtChanged();
-  update();
+  if (isLookedAt) seen_.start();
 }
 
 int TranscriptWindow::newItems() const {
@@ -188,11 +188,13 @@ void TranscriptWindow::jumpToPrompt(int row, int direction) { start(findPrompt(i
 
 void TranscriptWindow::setOpen(int row, bool isOpen) {
   if (row < 0 || row >= rowCount()) return;
-  const TranscriptRow& at = rows_[static_cast<std::size_t>(row)];
+  const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
   if (at.kind == RowKind::reasoning) {
     isReasoningOpen_ = isOpen;
   } else if (at.kind == RowKind::toolGroup) {
     foldsOf(at.item).isOpen = isOpen;
+  } else if (at.kind == RowKind::toolCall && isOpen && at.isOpen) {
+    addOutputLines(at);
   } else if (at.kind == RowKind::toolCall && isOpen) {
     foldsOf(at.item).openCalls.insert(at.invocation);
     work_.texts.insert(at.invocation);
@@ -200,22 +202,28 @@ void TranscriptWindow::setOpen(int row, bool isOpen) {
   } else if (at.kind == RowKind::toolCall) {
     foldsOf(at.item).openCalls.erase(at.invocation);
     callTexts_.erase(at.invocation);
+  } else if (!isOpen) {
+    foldsOf(at.item).whole.clear();
   } else {
-    return;
+    for (const TranscriptRow& each : rows_) {
+      if (each.item == at.item && each.hiddenLines > 0) foldsOf(at.item).whole.insert(each.block);
+    }
   }
   if (ShownItem* const changed = find(at.item)) makeRows(*changed);
   update();
 }
 
+void TranscriptWindow::addOutputLines(const TranscriptRow& row) {
+  foldsOf(row.item).outputLines.try_emplace(row.invocation, kShownOutputLines).first->second += kShownOutputLines;
+}
+
 void TranscriptWindow::showMore(int row) {
   if (row < 0 || row >= rowCount()) return;
-  const TranscriptRow& at = rows_[static_cast<std::size_t>(row)];
-  ItemFolds& folds = foldsOf(at.item);
+  const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
   if (at.kind == RowKind::toolText) {
-    const auto lines = folds.outputLines.try_emplace(at.invocation, kShownOutputLines).first;
-    lines->second += kShownOutputLines;
+    addOutputLines(at);
   } else {
-    folds.whole.insert(at.block);
+    foldsOf(at.item).whole.insert(at.block);
   }
   if (ShownItem* const changed = find(at.item)) makeRows(*changed);
   update();
@@ -282,21 +290,25 @@ void TranscriptWindow::replaceAll(std::vector<ShownItem> items) {
   endResetModel();
 }
 
+bool TranscriptWindow::canLeave(Side side) const {
+  if (items_.size() < 2) return false;
+  if (!visible_) return true;
+  if (side == Side::front) return visible_->first != items_.front().item.id;
+  return visible_->second != items_.back().item.id && visible_->second != ConversationItemId();
+}
+
 void TranscriptWindow::trim(Side side) {
   std::size_t rows = 0;
   for (const ShownItem& item : items_) rows += item.rows.size();
-  while (rows > kMostRows && items_.size() > 1) {
-    const ShownItem& leaving = side == Side::front ? items_.front() : items_.back();
-    const bool isVisible = visible_ && (side == Side::front ? visible_->first == leaving.item.id
-                                                            : visible_->second == leaving.item.id ||
-                                                                  visible_->second == ConversationItemId());
-    if (isVisible && side == Side::back) return;
-    if (isVisible) return trim(Side::back);
-    rows -= leaving.rows.size();
-    if (side == Side::front) {
+  while (rows > kMostRows) {
+    const Side other = side == Side::front ? Side::back : Side::front;
+    if (!canLeave(side) && !canLeave(other)) return;
+    if ((canLeave(side) ? side : other) == Side::front) {
+      rows -= items_.front().rows.size();
       items_.pop_front();
       ++first_;
     } else {
+      rows -= items_.back().rows.size();
       items_.pop_back();
       isAtEnd_ = false;
     }

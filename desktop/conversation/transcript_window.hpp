@@ -127,7 +127,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// `jumped` to the prompt before or behind the row.
   Q_INVOKABLE void jumpToPrompt(int row, int direction);
 
-  /// Folds or unfolds a group, a call, or reasoning.
+  /// Folds or unfolds a group, a call, or reasoning; of other items, what their blocks hide. An open call that is
+  /// unfolded again shows more of its output.
   Q_INVOKABLE void setOpen(int row, bool isOpen);
   /// Of a code block, a message or a call's output.
   Q_INVOKABLE void showMore(int row);
@@ -213,11 +214,15 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void replaceAll(std::vector<ShownItem> items);
   void makeRows(ShownItem& item);
   void makeAllRows();
+  void addOutputLines(const TranscriptRow& row);
   ItemFolds& foldsOf(ConversationItemId item) { return folds_[item]; }
   ShownItem* find(ConversationItemId item);
   std::optional<std::size_t> rowOf(ConversationItemId item) const;
   ConversationItemId itemAt(int row) const;
+  void setSelected(std::set<ConversationItemId> selected);
 
+  bool canLeave(Side side) const;
+  /// Rows leave at the side where they can, else at the other.
   void trim(Side side);
   /// The rows as they are to be.
   std::vector<TranscriptRow> wantedRows();
