@@ -110,6 +110,10 @@ FocusScope {
             target: Workbench
             function onSelectionChanged() { list.currentIndex = conversationList.rowOfConversation(Workbench.conversation); }
         }
+        Connections {
+            target: conversationList
+            function onQueryChanged() { list.currentIndex = conversationList.rowOfConversation(Workbench.conversation); }
+        }
         VerticalScroll {
             parent: list
             anchors { top: parent.top; bottom: parent.bottom; right: parent.right }

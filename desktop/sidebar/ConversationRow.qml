@@ -38,7 +38,7 @@ ListRow {
         visible: !row.renames
         text: row.title
         color: Theme.text
-        font.weight: row.stateWord === "unread" || row.stateWord === "failed" ? Font.Medium : Font.Normal
+        font.weight: row.stateWord === "unread" ? Font.Medium : Font.Normal
     }
     PlainLabel {
         anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 3; bottom: parent.bottom; bottomMargin: Theme.unit * 1.5 }

@@ -22,7 +22,7 @@ ListedConversation listed(const ConversationSummary& summary) {
   const bool isElsewhere = summary.run && summary.run->place == LivingRun::Place::elsewhere;
   return {.id = summary.conversation.id,
           .project = summary.conversation.project,
-          .title = QString::fromStdString(displayTitle(summary)),
+          .title = QString::fromStdString(displayTitle(summary)).simplified(),
           .state = stateOf(summary),
           .isRunning = summary.run.has_value(),
           .isRunElsewhere = isElsewhere,
