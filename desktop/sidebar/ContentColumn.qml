@@ -83,7 +83,7 @@ FocusScope {
         reuseItems: true
         currentIndex: -1
         section.property: "group"
-        section.delegate: DayHeading { width: list.width }
+        section.delegate: DayHeading { width: ListView.view?.width ?? 0 }
         Accessible.role: Accessible.List
         Accessible.name: conversationList.title
         Accessible.focusable: true
@@ -128,7 +128,7 @@ FocusScope {
             actions: conversationActions
             conversationId: list.currentRow?.conversationId ?? ""
             isArchived: list.currentRow?.isArchived ?? false
-            onRenameRequested: Qt.callLater(list.rename)
+            onRenameRequested: list.rename()
         }
     }
 }

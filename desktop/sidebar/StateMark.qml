@@ -4,29 +4,24 @@ import Ravant.Theme
 
 /// The shape that stands for the state of a conversation; a quiet one has none, and costs none.
 Loader {
-    id: mark
-
     /// Its word; empty for a quiet one.
     required property string stateWord
 
     width: Theme.iconSize
     height: Theme.iconSize
     active: stateWord !== ""
-    sourceComponent: stateWord === "running" ? running : stateWord === "interrupted" ? interrupted : stateWord === "unread" ? unread : icon
+    sourceComponent: stateWord === "running" ? running : stateWord === "interrupted" ? interrupted : stateWord === "unread" ? unread : stateWord === "failed" ? failed : draft
     Accessible.ignored: true
 
     Component {
-        id: icon
+        id: failed
 
-        Item {
-            ThemeIcon {
-                anchors.centerIn: parent
-                name: mark.stateWord === "failed" ? "cross" : "pencil"
-                color: mark.stateWord === "failed" ? Theme.bad : Theme.dim
-                width: Theme.unit * 3
-                height: width
-            }
-        }
+        Item { ThemeIcon { anchors.centerIn: parent; name: "cross"; color: Theme.bad; width: Theme.unit * 3; height: width } }
+    }
+    Component {
+        id: draft
+
+        Item { ThemeIcon { anchors.centerIn: parent; name: "pencil"; width: Theme.unit * 3; height: width } }
     }
     Component {
         id: running

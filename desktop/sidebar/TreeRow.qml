@@ -102,13 +102,17 @@ ListRow {
         }
     }
     Loader {
+        id: editor
+
         anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
         active: row.renames
-        sourceComponent: RowEditor {
-            text: row.title
-            implicitHeight: Theme.rowHeight - Theme.unit
-            onTaken: words => row.renamed(words)
-            onAbandoned: row.renameLeft()
-        }
+        sourceComponent: RowEditor { implicitHeight: Theme.rowHeight - Theme.unit }
+        onLoaded: (item as RowEditor).begin(row.title)
+    }
+    Connections {
+        target: editor.item as RowEditor
+        enabled: row.renames
+        function onTaken(words: string) { row.renamed(words); }
+        function onAbandoned() { row.renameLeft(); }
     }
 }

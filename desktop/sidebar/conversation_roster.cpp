@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <ranges>
+#include <tuple>
 
 namespace ravant::desktop {
 namespace {
