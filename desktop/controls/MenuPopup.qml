@@ -2,14 +2,14 @@ import QtQuick
 import QtQuick.Controls.Basic as Basic
 import Ravant.Theme
 
-/// A menu of `MenuEntry`. The keyboard's focus returns to where it was.
+/// A menu of `MenuEntry`. The keyboard's focus returns to where it was, unless what was chosen has taken it.
 Basic.Menu {
     id: menu
 
     property Item focusBefore: null
 
     onAboutToShow: focusBefore = parent?.Window.activeFocusItem ?? null
-    onClosed: focusBefore?.forceActiveFocus()
+    onClosed: if (!parent?.Window.activeFocusItem?.parent) focusBefore?.forceActiveFocus()
     padding: Theme.unit
     implicitWidth: Theme.unit * 60
     background: Rectangle { color: Theme.raised; radius: 8; border { width: 1; color: Theme.line } }

@@ -83,7 +83,7 @@ FocusScope {
         reuseItems: true
         currentIndex: -1
         section.property: "group"
-        section.delegate: DayHeading { width: list.width }
+        section.delegate: DayHeading { width: ListView.view?.width ?? 0 }
         Accessible.role: Accessible.List
         Accessible.name: conversationList.title
         Accessible.focusable: true
@@ -110,6 +110,10 @@ FocusScope {
             target: Workbench
             function onSelectionChanged() { list.currentIndex = conversationList.rowOfConversation(Workbench.conversation); }
         }
+        Connections {
+            target: conversationList
+            function onQueryChanged() { list.currentIndex = conversationList.rowOfConversation(Workbench.conversation); }
+        }
         VerticalScroll {
             parent: list
             anchors { top: parent.top; bottom: parent.bottom; right: parent.right }
@@ -124,7 +128,7 @@ FocusScope {
             actions: conversationActions
             conversationId: list.currentRow?.conversationId ?? ""
             isArchived: list.currentRow?.isArchived ?? false
-            onRenameRequested: Qt.callLater(list.rename)
+            onRenameRequested: list.rename()
         }
     }
 }

@@ -38,7 +38,7 @@ ListRow {
         visible: !row.renames
         text: row.title
         color: Theme.text
-        font.weight: row.stateWord === "unread" || row.stateWord === "failed" ? Font.Medium : Font.Normal
+        font.weight: row.stateWord === "unread" ? Font.Medium : Font.Normal
     }
     PlainLabel {
         anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 3; bottom: parent.bottom; bottomMargin: Theme.unit * 1.5 }
@@ -56,13 +56,17 @@ ListRow {
         age: row.age
     }
     Loader {
+        id: editor
+
         anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
         active: row.renames
-        sourceComponent: RowEditor {
-            text: row.title
-            implicitHeight: Theme.rowHeight - Theme.unit
-            onTaken: words => row.renamed(words)
-            onAbandoned: row.renameLeft()
-        }
+        sourceComponent: RowEditor { implicitHeight: Theme.rowHeight - Theme.unit }
+        onLoaded: (item as RowEditor).begin(row.title)
+    }
+    Connections {
+        target: editor.item as RowEditor
+        enabled: row.renames
+        function onTaken(words: string) { row.renamed(words); }
+        function onAbandoned() { row.renameLeft(); }
     }
 }

@@ -1,3 +1,5 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import Ravant.Controls
 import Ravant.Program
@@ -85,7 +87,7 @@ ListView {
         id: projectMenu
 
         MenuEntry { text: qsTr("New conversation"); onTriggered: Workbench.startNewConversation(view.currentRow.projectId) }
-        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: Qt.callLater(view.rename, view.currentIndex) }
+        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: view.rename(view.currentIndex) }
         MenuEntry { text: qsTr("Open folder"); onTriggered: view.projects.openFolder(view.currentRow.projectId) }
         MenuEntry { text: qsTr("Copy path"); onTriggered: view.projects.copyPath(view.currentRow.projectId) }
         MenuEntry { text: qsTr("Move up"); onTriggered: view.projects.move(view.currentRow.projectId, -1) }
@@ -97,6 +99,6 @@ ListView {
 
         actions: view.conversations
         conversationId: view.currentRow?.conversationId ?? ""
-        onRenameRequested: Qt.callLater(view.rename, view.currentIndex)
+        onRenameRequested: view.rename(view.currentIndex)
     }
 }

@@ -8,8 +8,9 @@ TextLine {
     signal taken(string words)
     signal abandoned
 
+    function begin(words: string) { text = words; selectAll(); forceActiveFocus(); }
+
     name: qsTr("New name")
-    Component.onCompleted: { selectAll(); forceActiveFocus() }
     onAccepted: { taken(text); abandoned() }
     onActiveFocusChanged: if (!activeFocus) abandoned()
     Keys.onEscapePressed: abandoned()

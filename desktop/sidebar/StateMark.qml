@@ -2,49 +2,59 @@ import QtQuick
 import Ravant.Controls
 import Ravant.Theme
 
-/// The shape that stands for the state of a conversation.
-Item {
-    id: mark
-
+/// The shape that stands for the state of a conversation; a quiet one has none, and costs none.
+Loader {
     /// Its word; empty for a quiet one.
     required property string stateWord
 
-    implicitWidth: Theme.iconSize
-    implicitHeight: Theme.iconSize
+    width: Theme.iconSize
+    height: Theme.iconSize
+    active: stateWord !== ""
+    sourceComponent: stateWord === "running" ? running : stateWord === "interrupted" ? interrupted : stateWord === "unread" ? unread : stateWord === "failed" ? failed : draft
     Accessible.ignored: true
 
-    ThemeIcon {
-        anchors.centerIn: parent
-        visible: name !== ""
-        name: mark.stateWord === "failed" ? "cross" : mark.stateWord === "draft" ? "pencil" : ""
-        color: mark.stateWord === "failed" ? Theme.bad : Theme.dim
-        width: Theme.unit * 3
-        height: width
+    Component {
+        id: failed
+
+        Item { ThemeIcon { anchors.centerIn: parent; name: "cross"; color: Theme.bad; width: Theme.unit * 3; height: width } }
     }
-    RunningMark { anchors.centerIn: parent; visible: mark.stateWord === "running" }
-    Rectangle {
-        anchors.centerIn: parent
-        visible: mark.stateWord === "unread"
-        width: Theme.unit * 2
-        height: width
-        radius: width / 2
-        color: Theme.accent
+    Component {
+        id: draft
+
+        Item { ThemeIcon { anchors.centerIn: parent; name: "pencil"; width: Theme.unit * 3; height: width } }
     }
-    Rectangle {
-        anchors.centerIn: parent
-        visible: mark.stateWord === "interrupted"
-        width: Theme.unit * 2.5
-        height: width
-        radius: width / 2
-        color: "transparent"
-        border { width: 1; color: Theme.attention }
+    Component {
+        id: running
+
+        Item { RunningMark { anchors.centerIn: parent } }
+    }
+    Component {
+        id: unread
 
         Item {
-            width: parent.width / 2
-            height: parent.height
-            clip: true
+            Rectangle { anchors.centerIn: parent; width: Theme.unit * 2; height: width; radius: width / 2; color: Theme.accent }
+        }
+    }
+    Component {
+        id: interrupted
 
-            Rectangle { width: parent.height; height: parent.height; radius: width / 2; color: Theme.attention }
+        Item {
+            Rectangle {
+                anchors.centerIn: parent
+                width: Theme.unit * 2.5
+                height: width
+                radius: width / 2
+                color: "transparent"
+                border { width: 1; color: Theme.attention }
+
+                Item {
+                    width: parent.width / 2
+                    height: parent.height
+                    clip: true
+
+                    Rectangle { width: parent.height; height: parent.height; radius: width / 2; color: Theme.attention }
+                }
+            }
         }
     }
 }

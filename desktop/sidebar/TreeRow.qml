@@ -23,7 +23,6 @@ ListRow {
     readonly property bool isConversation: kind === SidebarRows.Conversation
     /// Of the project or the conversation that it is the row of; else empty.
     readonly property string ownId: isProject ? projectId : conversationId
-    readonly property bool isStrong: isProject || stateWord === "unread" || stateWord === "failed"
     readonly property bool isQuiet: !isProject && stateWord === ""
 
     signal folded
@@ -73,7 +72,7 @@ ListRow {
         visible: !row.renames
         text: row.title
         color: row.isQuiet && !row.selected ? Theme.dim : Theme.text
-        font.weight: row.isProject ? Font.DemiBold : row.isStrong ? Font.Medium : Font.Normal
+        font.weight: row.isProject ? Font.DemiBold : row.stateWord === "unread" ? Font.Medium : Font.Normal
     }
     Row {
         id: aside
@@ -103,13 +102,17 @@ ListRow {
         }
     }
     Loader {
+        id: editor
+
         anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
         active: row.renames
-        sourceComponent: RowEditor {
-            text: row.title
-            implicitHeight: Theme.rowHeight - Theme.unit
-            onTaken: words => row.renamed(words)
-            onAbandoned: row.renameLeft()
-        }
+        sourceComponent: RowEditor { implicitHeight: Theme.rowHeight - Theme.unit }
+        onLoaded: (item as RowEditor).begin(row.title)
+    }
+    Connections {
+        target: editor.item as RowEditor
+        enabled: row.renames
+        function onTaken(words: string) { row.renamed(words); }
+        function onAbandoned() { row.renameLeft(); }
     }
 }

@@ -5,7 +5,7 @@
 namespace ravant::desktop {
 
 /// The conversations of the content column, latest activity first: those of a project, or of all of them by days.
-class ConversationList : public SidebarRows {
+class ConversationList : public ravant::desktop::SidebarRows {
   Q_OBJECT
   QML_ELEMENT
   /// Empty for all projects.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <ranges>
+#include <tuple>
 
 namespace ravant::desktop {
 namespace {
@@ -22,7 +23,7 @@ ListedConversation listed(const ConversationSummary& summary) {
   const bool isElsewhere = summary.run && summary.run->place == LivingRun::Place::elsewhere;
   return {.id = summary.conversation.id,
           .project = summary.conversation.project,
-          .title = QString::fromStdString(displayTitle(summary)),
+          .title = QString::fromStdString(displayTitle(summary)).simplified(),
           .state = stateOf(summary),
           .isRunning = summary.run.has_value(),
           .isRunElsewhere = isElsewhere,

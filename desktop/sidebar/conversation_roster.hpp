@@ -18,7 +18,7 @@ namespace ravant::desktop {
 struct ListedConversation {
   ConversationId id;
   ProjectId project;
-  QString title;
+  QString title;  ///< in one line
   ConversationState state = ConversationState::quiet;
   bool isRunning = false;  ///< also where a more urgent state is shown
   bool isRunElsewhere = false;

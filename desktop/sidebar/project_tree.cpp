@@ -1,6 +1,7 @@
 #include "desktop/sidebar/project_tree.hpp"
 
 #include <algorithm>
+#include <limits>
 
 namespace ravant::desktop {
 namespace {

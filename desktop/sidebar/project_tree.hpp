@@ -11,7 +11,7 @@ namespace ravant::desktop {
 
 /// The sidebar's tree: the projects in their order, and under open ones their conversations, latest activity first.
 /// Those beyond the newest eight are shown on demand.
-class ProjectTree : public SidebarRows {
+class ProjectTree : public ravant::desktop::SidebarRows {
   Q_OBJECT
   QML_ELEMENT
   /// Says how many prompts run, in this process and others; empty where none does.

@@ -1,5 +1,6 @@
 #include "desktop/sidebar/recent_conversations.hpp"
 
+#include <algorithm>
 #include <map>
 
 namespace ravant::desktop {

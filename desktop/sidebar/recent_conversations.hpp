@@ -7,7 +7,7 @@
 namespace ravant::desktop {
 
 /// The conversations that this window showed, the last one first, and behind them the latest of all.
-class RecentConversations : public SidebarRows {
+class RecentConversations : public ravant::desktop::SidebarRows {
   Q_OBJECT
   QML_ELEMENT
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <type_traits>
 #include <vector>
 
 namespace ravant::desktop {

@@ -1,6 +1,7 @@
 #include "desktop/sidebar/sidebar_rows.hpp"
 
 #include <algorithm>
+#include <tuple>
 
 #include "desktop/sidebar/row_steps.hpp"
 #include "platform/text/duration_text.hpp"
