@@ -71,6 +71,8 @@ Rectangle {
 
                 width: content.width
                 spacing: Theme.unit * 2
+                Accessible.role: Accessible.Grouping
+                Accessible.name: qsTr("Key of %1").arg(modelData)
 
                 TextLine {
                     id: key

@@ -25,6 +25,7 @@ ListView {
     Keys.onEnterPressed: (currentItem as QueueRow).openMenu()
     Keys.onDeletePressed: queue.remove(currentIndex)
     Keys.onEscapePressed: dismissed()
+    onCountChanged: if (count === 0 && activeFocus) dismissed()
 
     delegate: QueueRow {
         width: ListView.view.width
