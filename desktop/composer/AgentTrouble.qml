@@ -82,7 +82,7 @@ Rectangle {
                     placeholderText: name
                     echoMode: TextInput.Password
                     inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText
-                    onAccepted: enter.click()
+                    onAccepted: enter.clicked()
                 }
                 PushButton {
                     id: enter

@@ -1,6 +1,5 @@
 import QtQuick
 import Ravant.Composer
-import Ravant.Controls
 import Ravant.Theme
 
 /// The prompts that wait: walked with the arrow keys, Enter shows what can be done with the current one.

@@ -26,7 +26,7 @@ class PromptComposer : public QObject, public ViewModel {
   QML_ELEMENT
   /// The field writes what is typed; `textReplaced` says that it is to show something else.
   Q_PROPERTY(QString text READ text WRITE setText NOTIFY textReplaced)
-  Q_PROPERTY(QStringList attachments READ attachments NOTIFY changed)
+  Q_PROPERTY(QList<QString> attachments READ attachments NOTIFY changed)
   Q_PROPERTY(QString placeholder READ placeholder NOTIFY changed)
   /// Why nothing can be sent, or the last prompt was not; empty where there is nothing to say.
   Q_PROPERTY(QString refusal READ refusal NOTIFY changed)

@@ -10,10 +10,10 @@ Loader {
     signal accepted(var files)
 
     active: false
-    onLoaded: item.open()
+    onLoaded: (item as FileDialog).open()
 
     /// Opens it, also again.
-    function open() { active ? item.open() : active = true }
+    function open() { active ? (item as FileDialog).open() : active = true }
 
     sourceComponent: FileDialog {
         title: chooser.title
