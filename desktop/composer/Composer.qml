@@ -192,5 +192,12 @@ FocusScope {
         target: composer.queue
         function onEdited(): void { field.forceActiveFocus() }
     }
-    FileChooser { id: files; title: qsTr("Attach files"); onAccepted: chosen => composer.attach(chosen) }
+    FileChooser {
+        id: files
+
+        title: qsTr("Attach files")
+        folder: composer.projectFolder
+        onAccepted: chosen => composer.attach(chosen)
+        onClosed: field.forceActiveFocus()
+    }
 }

@@ -6,8 +6,12 @@ Loader {
     id: chooser
 
     property string title
+    /// Where it begins.
+    property url folder
 
     signal accepted(var files)
+    /// With or without files.
+    signal closed
 
     active: false
     onLoaded: (item as FileDialog).open()
@@ -17,7 +21,9 @@ Loader {
 
     sourceComponent: FileDialog {
         title: chooser.title
+        currentFolder: chooser.folder
         fileMode: FileDialog.OpenFiles
-        onAccepted: chooser.accepted(selectedFiles)
+        onAccepted: { chooser.accepted(selectedFiles); chooser.closed() }
+        onRejected: chooser.closed()
     }
 }
