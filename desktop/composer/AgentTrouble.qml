@@ -71,6 +71,8 @@ Rectangle {
 
                 width: content.width
                 spacing: Theme.unit * 2
+                Accessible.role: Accessible.Grouping
+                Accessible.name: qsTr("Key of %1").arg(modelData)
 
                 TextLine {
                     id: key
@@ -80,7 +82,7 @@ Rectangle {
                     placeholderText: name
                     echoMode: TextInput.Password
                     inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText
-                    onAccepted: enter.click()
+                    onAccepted: enter.clicked()
                 }
                 PushButton {
                     id: enter

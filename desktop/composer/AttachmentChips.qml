@@ -43,7 +43,7 @@ Flow {
                 ThemeIcon { anchors.verticalCenter: parent.verticalCenter; name: "file" }
                 PlainLabel {
                     anchors.verticalCenter: parent.verticalCenter
-                    width: Math.min(implicitWidth, Theme.unit * 80)
+                    width: Math.min(implicitWidth, Theme.unit * 80, chips.width - Theme.unit * 16)
                     elide: Text.ElideMiddle
                     text: chip.modelData
                     font.pixelSize: Theme.secondarySize

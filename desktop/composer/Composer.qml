@@ -1,5 +1,4 @@
 import QtQuick
-import QtQuick.Layouts
 import Ravant.Composer
 import Ravant.Controls
 import Ravant.Program
@@ -48,8 +47,13 @@ FocusScope {
         AttachmentChips { width: parent.width; attachments: composer.attachments; onDetached: index => composer.detach(index) }
 
         Rectangle {
+            id: box
+
+            /// The actions have a line of their own, below the pickers.
+            readonly property bool isNarrow: width < attach.width + agent.implicitWidth + model.implicitWidth + effort.implicitWidth + actions.width + Theme.unit * 8
+
             width: parent.width
-            height: field.height + controls.height + Theme.unit * 8
+            height: field.height + pickers.height + (isNarrow ? actions.height + Theme.unit * 2 : 0) + Theme.unit * 8
             radius: 10
             color: Theme.raised
             border { width: 1; color: field.activeFocus ? Theme.strongLine : Theme.line }
@@ -71,14 +75,15 @@ FocusScope {
                 onEntered: drag => drag.accepted = drag.hasUrls
                 onDropped: drop => drop.accepted = composer.attach(drop.urls)
             }
-            RowLayout {
-                id: controls
+            Flow {
+                id: pickers
 
-                anchors { bottom: parent.bottom; left: parent.left; right: parent.right; margins: Theme.unit * 2 }
-                height: Theme.unit * 8
+                anchors { bottom: box.isNarrow ? actions.top : parent.bottom; left: parent.left; right: box.isNarrow ? parent.right : actions.left; margins: Theme.unit * 2 }
                 spacing: Theme.unit
 
                 IconButton {
+                    id: attach
+
                     iconName: "paperclip"
                     name: qsTr("Attach files")
                     onClicked: files.open()
@@ -86,9 +91,7 @@ FocusScope {
                 PickerButton {
                     id: agent
 
-                    Layout.fillWidth: true
-                    Layout.maximumWidth: implicitWidth
-                    Layout.minimumWidth: Theme.unit * 10
+                    width: Math.min(implicitWidth, pickers.width)
                     subject: qsTr("Agent")
                     choice: composer.agentName
                     enabled: composer.canChooseAgent
@@ -109,9 +112,7 @@ FocusScope {
                 PickerButton {
                     id: model
 
-                    Layout.fillWidth: true
-                    Layout.maximumWidth: implicitWidth
-                    Layout.minimumWidth: Theme.unit * 10
+                    width: Math.min(implicitWidth, pickers.width)
                     subject: qsTr("Model")
                     choice: composer.modelName
                     enabled: composer.canChooseModel
@@ -131,9 +132,7 @@ FocusScope {
                 PickerButton {
                     id: effort
 
-                    Layout.fillWidth: true
-                    Layout.maximumWidth: implicitWidth
-                    Layout.minimumWidth: Theme.unit * 10
+                    width: Math.min(implicitWidth, pickers.width)
                     subject: qsTr("Effort")
                     choice: composer.effortName
                     label: composer.hasEffort ? composer.effortName : qsTr("Default effort")
@@ -152,8 +151,15 @@ FocusScope {
                         onChosen: row => composer.chooseEffort(row)
                     }
                 }
-                Item { Layout.fillWidth: true; Layout.preferredWidth: Theme.unit }
+            }
+            Row {
+                id: actions
+
+                anchors { bottom: parent.bottom; right: parent.right; margins: Theme.unit * 2 }
+                spacing: Theme.unit
+
                 ContextMeter {
+                    anchors.verticalCenter: parent.verticalCenter
                     words: composer.contextWords
                     share: composer.contextShare
                     isNearlyFull: composer.isContextNearlyFull
@@ -170,8 +176,7 @@ FocusScope {
                     onClicked: composer.stop()
                 }
                 IconButton {
-                    Layout.preferredWidth: Theme.unit * 8
-                    Layout.preferredHeight: Theme.rowHeight
+                    width: Theme.unit * 8
                     iconName: "arrow-up"
                     name: qsTr("Send")
                     keys: "Enter"
@@ -187,5 +192,12 @@ FocusScope {
         target: composer.queue
         function onEdited(): void { field.forceActiveFocus() }
     }
-    FileChooser { id: files; title: qsTr("Attach files"); onAccepted: chosen => composer.attach(chosen) }
+    FileChooser {
+        id: files
+
+        title: qsTr("Attach files")
+        folder: composer.projectFolder
+        onAccepted: chosen => composer.attach(chosen)
+        onClosed: field.forceActiveFocus()
+    }
 }

@@ -1,6 +1,5 @@
 import QtQuick
 import Ravant.Composer
-import Ravant.Controls
 import Ravant.Theme
 
 /// The prompts that wait: walked with the arrow keys, Enter shows what can be done with the current one.
@@ -25,6 +24,7 @@ ListView {
     Keys.onEnterPressed: (currentItem as QueueRow).openMenu()
     Keys.onDeletePressed: queue.remove(currentIndex)
     Keys.onEscapePressed: dismissed()
+    onCountChanged: if (count === 0 && activeFocus) dismissed()
 
     delegate: QueueRow {
         width: ListView.view.width

@@ -36,6 +36,7 @@ ListRow {
         anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
         IconButton {
             height: Theme.smallRowHeight
+            visible: row.width > Theme.unit * 80
             focusPolicy: Qt.NoFocus
             iconName: "pencil"
             name: qsTr("Edit")
@@ -43,6 +44,7 @@ ListRow {
         }
         IconButton {
             height: Theme.smallRowHeight
+            visible: row.width > Theme.unit * 80
             focusPolicy: Qt.NoFocus
             iconName: "cross"
             name: qsTr("Remove")
@@ -58,6 +60,8 @@ ListRow {
     }
     MenuPopup {
         id: menu
+
+        onClosed: row.ListView.view?.forceActiveFocus()
 
         MenuEntry { text: qsTr("Edit"); onTriggered: row.queue.edit(row.index) }
         MenuEntry { text: qsTr("Send now"); onTriggered: row.queue.sendNow(row.index) }

@@ -66,7 +66,7 @@ awaitable<void> DraftKeeper::read() {
   const bool isFirst = !std::exchange(isRead_, true);
   std::string text = stored.value_or("");
   if (text == text_ || sender_->isUnderWay(place, text)) co_return;
-  if (isTouched_ && !isFirst) co_return;
+  if (isTouched_ && (!isFirst || text.empty())) co_return;
   if (isTouched_) text += "\n\n" + text_;  // typed before the draft was there
   text_ = text;
   Q_EMIT arrived(QString::fromStdString(text));

@@ -26,7 +26,8 @@ class PromptComposer : public QObject, public ViewModel {
   QML_ELEMENT
   /// The field writes what is typed; `textReplaced` says that it is to show something else.
   Q_PROPERTY(QString text READ text WRITE setText NOTIFY textReplaced)
-  Q_PROPERTY(QStringList attachments READ attachments NOTIFY changed)
+  Q_PROPERTY(QList<QString> attachments READ attachments NOTIFY changed)
+  Q_PROPERTY(QUrl projectFolder READ projectFolder NOTIFY changed)
   Q_PROPERTY(QString placeholder READ placeholder NOTIFY changed)
   /// Why nothing can be sent, or the last prompt was not; empty where there is nothing to say.
   Q_PROPERTY(QString refusal READ refusal NOTIFY changed)
@@ -59,6 +60,7 @@ class PromptComposer : public QObject, public ViewModel {
   QString text() const { return QString::fromStdString(prompt_.words); }
   void setText(const QString& text);
   QStringList attachments() const;
+  QUrl projectFolder() const { return QUrl::fromLocalFile(QString::fromStdString(project_.path)); }
   QString placeholder() const;
   QString refusal() const;
   bool canSend() const;

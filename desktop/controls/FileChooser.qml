@@ -6,18 +6,24 @@ Loader {
     id: chooser
 
     property string title
+    /// Where it begins.
+    property url folder
 
     signal accepted(var files)
+    /// With or without files.
+    signal closed
 
     active: false
-    onLoaded: item.open()
+    onLoaded: (item as FileDialog).open()
 
     /// Opens it, also again.
-    function open() { active ? item.open() : active = true }
+    function open() { active ? (item as FileDialog).open() : active = true }
 
     sourceComponent: FileDialog {
         title: chooser.title
+        currentFolder: chooser.folder
         fileMode: FileDialog.OpenFiles
-        onAccepted: chooser.accepted(selectedFiles)
+        onAccepted: { chooser.accepted(selectedFiles); chooser.closed() }
+        onRejected: chooser.closed()
     }
 }

@@ -16,6 +16,8 @@ namespace ravant {
   each(kLibsecret, g_error_free)                     \
   each(kLibsecret, g_error_matches)                  \
   each(kLibsecret, g_io_error_quark)                 \
+  each(kLibsecret, g_log_default_handler)            \
+  each(kLibsecret, g_log_set_handler)                \
   each(kLibsecret, g_object_unref)                   \
   each(kLibsecret, g_spawn_error_quark)              \
   each(kLibsecret, secret_collection_for_alias_sync) \

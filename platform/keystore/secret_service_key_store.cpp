@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -94,9 +95,21 @@ void throwIfFailed(GError* raised) {
   throw KeyStoreError(isAbsent ? KeyStoreError::Case::unavailable : KeyStoreError::Case::failed, error->message);
 }
 
+/// Where no service has ever been, libsecret says in a program with a main loop of GLib that it has lost one.
+void keepQuietAboutLoss() {
+  static const guint handler = g_log_set_handler(
+      "libsecret", G_LOG_LEVEL_WARNING,
+      [](const gchar* domain, GLogLevelFlags level, const gchar* words, gpointer data) {
+        if (!std::string_view(words).contains("out of sync")) g_log_default_handler(domain, level, words, data);
+      },
+      nullptr);
+  static_cast<void>(handler);
+}
+
 /// Has the user open the default collection where it is locked. What is in a locked one may be hidden: it would look as
 /// if it were not there.
 void unlock(GCancellable* cancellable) {
+  keepQuietAboutLoss();
   GError* error = nullptr;
   const std::unique_ptr<SecretService, Unref> service(
       secret_service_get_sync(SECRET_SERVICE_NONE, cancellable, &error));

@@ -132,7 +132,7 @@ TEST_F(Composer, queuesBehindARunAndChangesWhatWaits) {
   EXPECT_EQ(composer->stopObstacle(), QString());
   for (const char* prompt : {"two", "three", "four"}) sendWhenReady(prompt);
   ASSERT_TRUE(until([&] { return composer->queue()->count() == 3; }));
-  EXPECT_EQ(draft(conversation), std::nullopt) << "what waits is no draft";
+  EXPECT_TRUE(untilDraft(conversation, std::nullopt)) << "what waits is no draft";
   type("now");
   composer->sendNow();
   ASSERT_TRUE(until([&] { return queued() == std::vector<std::string>{"now", "two", "three", "four"}; }));
@@ -247,10 +247,17 @@ TEST_F(Composer, keepsDraftsAndNeverReplacesWhatIsTyped) {
 
   startNew();
   EXPECT_EQ(text(), "");
-  type("for a new one");
+  type("for a new one");  // before it is known what stood there
   open(conversation);
   EXPECT_TRUE(until([&] { return text() == "typed here"; }));
   EXPECT_TRUE(untilDraft(project.id, "for a new one")) << "written when it was left";
+
+  const ConversationId other = newConversation();
+  await(elsewhere->keep(other, "kept"));
+  workbench.window().openConversation(textOf(other), textOf(project.id));
+  type("typed at once");
+  EXPECT_TRUE(until([&] { return text() == "kept\n\ntyped at once"; })) << "neither is lost";
+  EXPECT_TRUE(untilDraft(other, "kept\n\ntyped at once"));
 }
 
 TEST_F(Composer, walksTheEarlierPrompts) {
