@@ -41,7 +41,7 @@ def colours(picture):
 
 class Pictures:
     def __init__(self, program, ravant, folder):
-        self.program, self.ravant, self.folder = program, ravant, Path(folder)
+        self.program, self.ravant, self.folder = program, str(Path(ravant).resolve()), Path(folder)
         self.folder.mkdir(parents=True, exist_ok=True)
         self.faults = []
 
@@ -74,7 +74,7 @@ class Pictures:
         with DesktopSession(self.program, screen=SCREEN) as desktop:
             desktop.settings.parent.mkdir(parents=True)
             desktop.settings.write_text(json.dumps(
-                {"appearance": appearance, "claude": {"asRoot": True}, "notifications": {"desktop": False},
+                {"appearance": appearance, "keyStore": "file", "claude": {"asRoot": True}, "notifications": {"desktop": False},
                  "window": {"zoom": zoom, "geometry": f"0,0 {SCREEN}"}}), encoding="utf-8")
             yield desktop
 
