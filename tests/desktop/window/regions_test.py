@@ -1,5 +1,5 @@
 #!/usr/bin/python3 -B
-"""The regions of the window by keys alone, wide and narrow, and what tells a reader that a run has ended:
+"""The regions of the window by keys alone, wide and narrow, and the way to the next that needs the user:
 `regions_test.py RAVANT_DESKTOP RAVANT`."""
 
 import json
