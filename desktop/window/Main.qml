@@ -1,14 +1,14 @@
 import QtQuick
-import QtQuick.Window as QtWindow
 import Ravant.Attention
 import Ravant.Palette
 import Ravant.Program
 import Ravant.Sidebar
 import Ravant.Theme
+import Ravant.Controls as Controls
 import Ravant.Window
 
 /// The window: sidebar, content column and detail, and what floats over them.
-QtWindow.Window {
+Controls.PopupWindow {
     id: root
 
     required property WindowPlacement placement

@@ -16,7 +16,7 @@ FocusScope {
     readonly property bool hasContent: Workbench.contentKind === Workbench.Latest || Workbench.contentKind === Workbench.Project
     readonly property int sidebarWidth: placement.sidebarWidth * Theme.unit / 4
     readonly property int contentWidth: placement.contentWidth * Theme.unit / 4
-    readonly property int leftOfContent: sidebar.visible && !isNarrow ? sidebarWidth + 1 : 0
+    readonly property int leftOfContent: rail.visible ? rail.width + 1 : sidebarWidth + 1
     /// Where there is no room for both, the list gives way to what was selected in it.
     readonly property bool hasRoomForContent: width - leftOfContent - contentWidth >= Theme.unit * 105
     /// The sidebar of a narrow window, which is not kept.
@@ -24,6 +24,27 @@ FocusScope {
 
     onIsNarrowChanged: sidebarLiesOver = false
 
+    /// The keyboard goes to the sidebar that was opened, and back to the detail from the one that was closed.
+    function followSidebar(shown: bool) { ring.enter(shown ? sidebar : detail) }
+    function leaveSidebar() { sidebarLiesOver = false; followSidebar(false) }
+
+    Rectangle {
+        id: rail
+
+        anchors { top: parent.top; bottom: parent.bottom; left: parent.left }
+        visible: regions.isNarrow || !regions.placement.sidebarShown
+        width: Theme.unit * 10
+        color: Theme.sidebar
+
+        IconButton {
+            anchors { top: parent.top; topMargin: Theme.unit * 2; horizontalCenter: parent.horizontalCenter }
+            iconName: "sidebar"
+            name: qsTr("Show sidebar")
+            keys: Workbench.keys("toggleSidebar", Workbench.commandsRevision)
+            onClicked: Workbench.run("toggleSidebar")
+        }
+        Divider { anchors { top: parent.top; bottom: parent.bottom; left: parent.right } width: 1 }
+    }
     Sidebar {
         id: sidebar
 
@@ -31,7 +52,7 @@ FocusScope {
         anchors { top: parent.top; bottom: parent.bottom; left: parent.left }
         visible: regions.isNarrow ? regions.sidebarLiesOver : regions.placement.sidebarShown
         width: regions.sidebarWidth
-        Keys.onEscapePressed: event => { event.accepted = regions.sidebarLiesOver; regions.sidebarLiesOver = false }
+        Keys.onEscapePressed: event => { event.accepted = regions.sidebarLiesOver; regions.leaveSidebar() }
     }
     Divider {
         id: sidebarEdge
@@ -115,24 +136,24 @@ FocusScope {
         anchors.fill: parent
         visible: regions.sidebarLiesOver
         color: Theme.isDark ? "#80000000" : "#40000000"
-        TapHandler { onTapped: regions.sidebarLiesOver = false }
+        TapHandler { onTapped: regions.leaveSidebar() }
     }
     ProjectPresence { id: presence }
     RegionRing { id: ring; regions: [sidebar, content, detail] }
     Connections {
         target: Workbench
-        function onSelectionChanged() { regions.sidebarLiesOver = false }
+        function onSelectionChanged() { if (regions.sidebarLiesOver) regions.leaveSidebar() }
     }
     CommandHandler { command: "nextRegion"; onTriggered: ring.next() }
     CommandHandler { command: "previousRegion"; onTriggered: ring.previous() }
     CommandHandler {
         command: "toggleSidebar"
         enabled: !regions.isNarrow
-        onTriggered: regions.placement.sidebarShown = !regions.placement.sidebarShown
+        onTriggered: { regions.placement.sidebarShown = !regions.placement.sidebarShown; regions.followSidebar(regions.placement.sidebarShown) }
     }
     CommandHandler {
         command: "toggleSidebar"
         enabled: regions.isNarrow
-        onTriggered: regions.sidebarLiesOver = !regions.sidebarLiesOver
+        onTriggered: { regions.sidebarLiesOver = !regions.sidebarLiesOver; regions.followSidebar(regions.sidebarLiesOver) }
     }
 }

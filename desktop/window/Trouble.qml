@@ -69,8 +69,8 @@ QtWindow.Window {
             PushButton {
                 text: qsTr("Open from backup")
                 weight: PushButton.Primary
-                visible: root.trouble.backupWords !== ""
-                enabled: root.trouble.canRestore
+                visible: root.trouble.hasBackup
+                enabled: !root.trouble.isBusy
                 onClicked: root.trouble.restore()
             }
             PushButton { text: qsTr("Try again"); focus: true; enabled: !root.trouble.isBusy; onClicked: root.trouble.tryAgain() }

@@ -24,6 +24,10 @@ bool focus(QQuickItem* region, Qt::FocusReason reason) {
 
 }  // namespace
 
+void RegionRing::enter(QQuickItem* region) {
+  if (region && region->window()) focus(region, Qt::OtherFocusReason);
+}
+
 void RegionRing::step(int by) {
   QList<QQuickItem*> shown;
   std::ranges::copy_if(regions_, std::back_inserter(shown),

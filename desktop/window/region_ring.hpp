@@ -19,6 +19,8 @@ class RegionRing : public QObject {
 
   QQmlListProperty<QQuickItem> regions() { return {this, &regions_}; }
 
+  /// Gives the focus to the region, where something in it takes it.
+  Q_INVOKABLE void enter(QQuickItem* region);
   Q_INVOKABLE void next() { step(1); }
   Q_INVOKABLE void previous() { step(-1); }
 

@@ -61,7 +61,7 @@ void StartTrouble::show(std::optional<StoreBackup> backup) {
 }
 
 void StartTrouble::restore() {
-  if (!canRestore()) return;
+  if (!backup_ || isBusy_) return;
   isBusy_ = true;
   Q_EMIT changed();
   const auto put = [folder = locations_.dataFolder, file = backup_->file] {

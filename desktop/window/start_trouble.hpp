@@ -22,7 +22,7 @@ class StartTrouble : public QObject {
   Q_PROPERTY(QString reason READ reason NOTIFY changed)
   /// What there is to open instead, in words; empty while that is not known, or where it is no help.
   Q_PROPERTY(QString backupWords READ backupWords NOTIFY changed)
-  Q_PROPERTY(bool canRestore READ canRestore NOTIFY changed)
+  Q_PROPERTY(bool hasBackup READ hasBackup NOTIFY changed)
   Q_PROPERTY(bool isBusy READ isBusy NOTIFY changed)
 
  public:
@@ -34,7 +34,7 @@ class StartTrouble : public QObject {
   QString place() const { return QString::fromStdString(place_.string()); }
   const QString& reason() const { return reason_; }
   const QString& backupWords() const { return backupWords_; }
-  bool canRestore() const { return backup_ && !isBusy_; }
+  bool hasBackup() const { return backup_.has_value(); }
   bool isBusy() const { return isBusy_; }
 
   Q_INVOKABLE void restore();

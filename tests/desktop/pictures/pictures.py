@@ -21,6 +21,7 @@ from desktop_session import DesktopSession  # noqa: E402
 
 DEMO_AGENT = TESTS.parent / "examples/demo-agent"
 SCREEN = "1440x900"
+CORNER = (1439, 899)
 FEWEST_COLOURS = 12
 CONVERSATIONS = (("ravant", "Read pages around an item"), ("ravant", "Diff view: side by side"),
                  ("weather-api", "Cache headers for tiles"), ("weather-api", "Upgrade the database"))
@@ -41,12 +42,16 @@ def colours(picture):
 
 class Pictures:
     def __init__(self, program, ravant, folder):
-        self.program, self.ravant, self.folder = program, ravant, Path(folder)
+        self.program, self.ravant, self.folder = program, str(Path(ravant).resolve()), Path(folder)
         self.folder.mkdir(parents=True, exist_ok=True)
         self.faults = []
 
     def take(self, desktop, name):
+        desktop.xdotool("mousemove", *map(str, CORNER))
         self.still(desktop)
+        self.shoot(desktop, name)
+
+    def shoot(self, desktop, name):
         picture = self.folder / f"{name}.png"
         desktop.screenshot(picture)
         if colours(picture) < FEWEST_COLOURS:
@@ -74,7 +79,7 @@ class Pictures:
         with DesktopSession(self.program, screen=SCREEN) as desktop:
             desktop.settings.parent.mkdir(parents=True)
             desktop.settings.write_text(json.dumps(
-                {"appearance": appearance, "claude": {"asRoot": True}, "notifications": {"desktop": False},
+                {"appearance": appearance, "keyStore": "file", "claude": {"asRoot": True}, "notifications": {"desktop": False},
                  "window": {"zoom": zoom, "geometry": f"0,0 {SCREEN}"}}), encoding="utf-8")
             yield desktop
 
@@ -122,6 +127,23 @@ class Pictures:
             desktop.keys("Esc", "Ctrl+N")
             self.take(desktop, f"new-conversation-{name}")
             desktop.end()
+            self.take_queue(desktop, name)
+
+    def take_queue(self, desktop, name):
+        agent = desktop.programs / "agent"
+        agent.write_text("#!/bin/sh\nsleep 300 &\nwait\n", encoding="utf-8")
+        agent.chmod(0o755)
+        self.run(desktop, "agent", "set-path", "claude", str(agent))
+        desktop.start()
+        desktop.wait_for("text", "Prompt", ["focused"])
+        for words in ("Measure the reader.", "Then do the same beside a writer.", "Write down what you see."):
+            desktop.type(words)
+            desktop.keys("Enter")
+            desktop.wait_until(lambda: desktop.find("text", "Prompt").text == "", "an empty field")
+        desktop.wait_for(name="Queued: Write down what you see.")
+        # What runs is told with its time, and its mark moves: two looks are never the same.
+        self.shoot(desktop, f"queue-{name}")
+        desktop.end()
 
 
 if __name__ == "__main__":
