@@ -1,6 +1,5 @@
 #include <QtQml/qqmlextensionplugin.h>
 #include <QGuiApplication>
-#include <QQmlApplicationEngine>
 #include <QQuickWindow>
 #include <QSessionManager>
 #include <chrono>
@@ -13,11 +12,10 @@
 #include "desktop/start/running_instance.hpp"
 #include "desktop/start/session_bus.hpp"
 #include "desktop/start/start_options.hpp"
-#include "desktop/theme/icon_provider.hpp"
 #include "desktop/theme/theme.hpp"
-#include "desktop/window/no_network.hpp"
 #include "desktop/window/settings_follower.hpp"
 #include "desktop/window/start_trouble.hpp"
+#include "desktop/window/window_engine.hpp"
 #include "desktop/window/window_placement.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/keystore/private_memory.hpp"
@@ -41,19 +39,6 @@ constexpr std::chrono::seconds kPatienceWithAnother(15);
 constexpr std::chrono::milliseconds kUntilAskedAgain(20);
 /// A window for which no message comes is shown without one.
 constexpr std::chrono::seconds kUntilShownAnyway(5);
-
-/// What holds for every window of the program.
-void prepareEngine(QQmlApplicationEngine& engine, NoNetwork& noNetwork) {
-  engine.setNetworkAccessManagerFactory(&noNetwork);
-  engine.addImageProvider(QStringLiteral("icon"), new IconProvider);
-  engine.addImportPath(QStringLiteral("qrc:/qt/qml"));
-}
-
-/// Null where it cannot be shown.
-QQuickWindow* load(QQmlApplicationEngine& engine, const char* file) {
-  engine.load(QUrl(QStringLiteral("qrc:/qt/qml/Ravant/Window/%1").arg(QLatin1String(file))));
-  return engine.rootObjects().isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(engine.rootObjects().first());
-}
 
 struct Place {
   bool isOfAnother = false;          ///< which has taken over what this start is to do
@@ -80,16 +65,14 @@ Place takePlace(const std::filesystem::path& dataFolder, const OpenRequest& requ
 
 StartTrouble::Decision decideOn(const Locations& locations, const std::exception& error) {
   StartTrouble trouble(locations, error);
-  NoNetwork noNetwork;
-  QQmlApplicationEngine engine;
-  prepareEngine(engine, noNetwork);
-  engine.setInitialProperties({{QStringLiteral("trouble"), QVariant::fromValue(&trouble)}});
+  WindowEngine engine;
   auto decision = StartTrouble::Decision::quit;
   QObject::connect(&trouble, &StartTrouble::decided, [&](StartTrouble::Decision decided) {
     decision = decided;
     QCoreApplication::exit();
   });
-  if (!load(engine, "Trouble.qml")) return decision;
+  const QVariantMap properties{{QStringLiteral("trouble"), QVariant::fromValue(&trouble)}};
+  if (!engine.load(QStringLiteral("Trouble.qml"), properties)) return decision;
   QCoreApplication::exec();
   return decision;
 }
@@ -126,10 +109,7 @@ int show(DesktopProgram& program, Theme& theme, const StartOptions& options, con
   QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, &window,
                    [&window](QSessionManager& manager) { endWithSession(manager, *window.end()); });
 
-  NoNetwork noNetwork;
-  QQmlApplicationEngine engine;
-  prepareEngine(engine, noNetwork);
-  engine.setInitialProperties({{QStringLiteral("placement"), QVariant::fromValue(&placement)}});
+  WindowEngine engine;
   QObject::connect(window.end(), &OrderlyEnd::ended, qGuiApp, [] { QCoreApplication::exit(); });
   QObject::connect(window.end(), &OrderlyEnd::stateChanged, &window, [&] {
     if (window.end()->state() == OrderlyEnd::State::Ending) listener.reset(), bus.reset();
@@ -143,7 +123,8 @@ int show(DesktopProgram& program, Theme& theme, const StartOptions& options, con
       if (window.isAwaited()) window.open({});
     });
   }
-  QQuickWindow* const shown = load(engine, "Main.qml");
+  QQuickWindow* const shown =
+      engine.load(QStringLiteral("Main.qml"), {{QStringLiteral("placement"), QVariant::fromValue(&placement)}});
   if (shown) {
     placement.follow(*shown);
   } else {

@@ -32,7 +32,7 @@ WRAPPED = {
     r"utf8proc\.h": ["platform/text/"],
     r"md4c(-html)?\.h": ["desktop/text/"],
     r"CLI/": ["cli/"],
-    r"Q[A-Z]\w*|Qt\w+/": ["desktop/", "tests/desktop/"],
+    r"Q[A-Z]\w*|Qt\w+/": ["desktop/", "tests/desktop/", "bench/show_window.cpp"],
     r"(gtest|gmock)/": ["tests/"],
     r"benchmark/": ["bench/"],
     r"boost/json": [
