@@ -14,7 +14,7 @@ FocusScope {
     ConversationList {
         id: conversationList
 
-        shown: column.visible
+        shown: column.visible && column.Window.visibility !== Window.Hidden && column.Window.visibility !== Window.Minimized
         project: Workbench.contentProject
     }
     ConversationActions { id: conversationActions }

@@ -11,7 +11,7 @@ FocusScope {
     Accessible.role: Accessible.Grouping
     Accessible.name: qsTr("Sidebar")
 
-    ProjectTree { id: projectTree; shown: sidebar.visible }
+    ProjectTree { id: projectTree; shown: sidebar.visible && sidebar.Window.visibility !== Window.Hidden && sidebar.Window.visibility !== Window.Minimized }
     ProjectActions { id: projectActions }
     ConversationActions { id: conversationActions }
     ProjectFolders { id: folders }
