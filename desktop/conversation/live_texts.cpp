@@ -3,6 +3,10 @@
 namespace ravant::desktop {
 
 LiveTexts::LiveTexts(StoreChanges& changes) {
+  // What was stored meanwhile is not told one by one: it may be what was growing.
+  connect(&changes, &StoreChanges::everythingChanged, this, [this] {
+    for (auto& [conversation, run] : runs_) run = {.state = run.state, .number = run.number + 1};
+  });
   connect(&changes, &StoreChanges::grew, this, &LiveTexts::add);
   connect(&changes, &StoreChanges::runChanged, this, &LiveTexts::setState);
   connect(&changes, &StoreChanges::itemChanged, this,

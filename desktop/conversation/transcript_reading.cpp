@@ -44,6 +44,9 @@ awaitable<void> TranscriptWindow::doNext(Work job) {
   const auto turn = turns_.take();
   if (job.opens) {
     co_await open(turn);
+    if (turns_.isLatest(turn)) co_await settleGrowth(std::move(job.inserted), turn);
+    if (turns_.isLatest(turn) && job.isRunOver) live_.drop(*shown_);
+    if (turns_.isLatest(turn)) update();
     if (turns_.isLatest(turn) && job.around) co_await readAround(*job.around, turn);
     co_return;
   }
