@@ -80,7 +80,8 @@ Rectangle {
                     Layout.fillWidth: true
                     name: qsTr("Key of %1").arg(provider.modelData)
                     placeholderText: name
-                    echoMode: TextInput.Password
+                    // The accessible name of a field that hides its text is empty, so an empty one hides nothing.
+                    echoMode: text === "" ? TextInput.Normal : TextInput.Password
                     inputMethodHints: Qt.ImhSensitiveData | Qt.ImhNoPredictiveText
                     onAccepted: enter.clicked()
                 }
