@@ -92,6 +92,12 @@ TEST_F(PaletteTest, showsWhatWasUsedLastAndStillExists) {
   EXPECT_THAT(ids("Conversations"), IsEmpty());
   EXPECT_THAT(ids("Commands"), Contains("command.focusInput"));
 
+  // A window without a page for pull requests.
+  configure({.recentItems = 3, .left = {PaletteSection::pullRequests}});
+  open();
+  EXPECT_THAT(ids("Recent"), ElementsAre(secondId, firstId, "command.focusInput"));
+  EXPECT_THAT(ids("Pull Requests"), IsEmpty());
+
   // In the next start: one was archived, another one closed, another one deleted.
   run(store.conversations->archiveConversation(first));
   run(store.conversations->deleteConversation(second));

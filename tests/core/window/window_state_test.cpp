@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "core/window/window_selection_wire.hpp"
 #include "tests/support/store.hpp"
 
@@ -77,7 +79,7 @@ class WindowStateTest : public testing::Test, public WindowState::Face {
 
   void windowChanged() override { ++changes; }
   void perform(WindowCommand command) override { performed.emplace_back(description(command).name); }
-  bool canPerform(WindowCommand command) const override { return command != WindowCommand::quit; }
+  bool canPerform(WindowCommand command) const override { return !unable.contains(command); }
 
   void start(const std::string& name = "main") {
     if (window) run(window->close(), loop);
@@ -97,6 +99,7 @@ class WindowStateTest : public testing::Test, public WindowState::Face {
   std::shared_ptr<WindowState> window;
   int changes = 0;
   std::vector<std::string> performed;
+  std::set<WindowCommand> unable{WindowCommand::quit};
   ProjectId project = addProject("/home/user/one");
   ConversationId first = addConversation(project);
   ConversationId second = addConversation(project);
@@ -248,6 +251,9 @@ TEST_F(WindowStateTest, runsItsCommandsAndLeavesTheRestToTheFace) {
   run(window->run(WindowCommand::goBack), loop);
   run(window->run(WindowCommand::find), loop);  // no conversation is shown
   run(window->run(WindowCommand::quit), loop);  // the face cannot
+  unable.insert(WindowCommand::toggleGitChanges);
+  run(window->run(WindowCommand::toggleGitChanges), loop);
+  unable.erase(WindowCommand::toggleGitChanges);
   EXPECT_EQ(changes, 0);
   run(window->run(WindowCommand::toggleGitChanges), loop);
   EXPECT_EQ(window->title(WindowCommand::toggleGitChanges), "Hide Git Changes");

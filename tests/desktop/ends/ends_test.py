@@ -3,9 +3,11 @@
 
 import json
 import signal
+import sqlite3
 import subprocess
 import sys
 import unittest
+from contextlib import closing
 from pathlib import Path
 
 from gi.repository import GLib
@@ -74,9 +76,8 @@ class Ends(unittest.TestCase):
         self.desktop.end()
 
     def selection(self):
-        query = "SELECT * FROM window_selection"
-        return subprocess.run(["sqlite3", str(self.desktop.data / "store.sqlite"), query], capture_output=True,
-                              text=True, timeout=60, check=False).stdout
+        with closing(sqlite3.connect(self.desktop.data / "store.sqlite")) as store:
+            return str(store.execute("SELECT snapshot FROM window_selection").fetchall())
 
     def test_the_desktop_starts_it_by_a_message(self):
         self.desktop.launch("--activated")
@@ -128,6 +129,21 @@ class Ends(unittest.TestCase):
         self.start_with_a_run()
         self.desktop.program.process.send_signal(signal.SIGTERM)
         self.assertEqual(self.desktop.end(signal.SIGTERM), 0)
+
+    def test_a_backup_takes_the_place_of_a_store_that_is_none(self):
+        self.run_ravant("project", "add", str(self.work))
+        store = self.desktop.data / "store.sqlite"
+        with closing(sqlite3.connect(store)) as kept:
+            version = kept.execute("PRAGMA user_version").fetchone()[0]
+            kept.execute("VACUUM INTO ?", (str(store.with_name(f"store-version-{version}-2026-01-02T090000.sqlite")),))
+        for file in self.desktop.data.glob("store.sqlite*"):
+            file.unlink()
+        store.write_text("This is no store.\n" * 1000, encoding="utf-8")
+        self.desktop.start()
+        self.desktop.press(self.desktop.wait_for("push button", "Open from backup", ["showing"]))
+        self.desktop.wait_for("panel", "Sidebar", ["showing"])
+        self.assertEqual(self.projects(), [str(self.work)])
+        self.assertEqual(self.desktop.end(), 0)
 
     def start_with_a_run(self):
         agent = self.desktop.programs / "agent"
