@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QImage>
+#include <QMimeData>
 
 #include "tests/desktop/support/workbench.hpp"
 
@@ -258,6 +262,27 @@ TEST_F(Composer, keepsDraftsAndNeverReplacesWhatIsTyped) {
   type("typed at once");
   EXPECT_TRUE(until([&] { return text() == "kept\n\ntyped at once"; })) << "neither is lost";
   EXPECT_TRUE(untilDraft(other, "kept\n\ntyped at once"));
+}
+
+TEST_F(Composer, takesFilesAndNoPicturesFromTheClipboard) {
+  open(newConversation());
+  type("see");
+  ASSERT_TRUE(until([&] { return composer->canSend(); }));
+  QClipboard* const clipboard = QGuiApplication::clipboard();
+  const auto paste = [&] { return composer->takeKey(Qt::Key_V, static_cast<int>(Qt::ControlModifier)); };
+
+  clipboard->setText(QStringLiteral("words"));
+  EXPECT_FALSE(paste()) << "the field's";
+  clipboard->setImage(QImage(2, 2, QImage::Format_RGB32));
+  EXPECT_TRUE(paste());
+  EXPECT_EQ(refusal(), "Images cannot be sent to Claude Code yet; drop a file instead.");
+  auto* const files = new QMimeData;
+  files->setUrls({QUrl(QStringLiteral("https://example.test/a")),
+                  QUrl::fromLocalFile(QString::fromStdString(project.path + "/src/a.cpp"))});
+  clipboard->setMimeData(files);
+  EXPECT_TRUE(paste());
+  EXPECT_TRUE(paste()) << "once is enough";
+  EXPECT_EQ(composer->attachments(), QStringList{QStringLiteral("src/a.cpp")});
 }
 
 TEST_F(Composer, walksTheEarlierPrompts) {
