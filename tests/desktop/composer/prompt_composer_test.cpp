@@ -206,13 +206,14 @@ TEST_F(Composer, keepsARefusedPromptAsADraftWhenSomethingElseIsShown) {
   ASSERT_TRUE(until([&] { return composer->canSend(); }));
   std::filesystem::remove_all(project.path);
   composer->send();
+  type("and more");
   open(other);
   ASSERT_TRUE(until([&] { return workbench.window().notices()->rowCount() > 0; }));
   EXPECT_EQ(text(), "");
   EXPECT_EQ(refusal(), "");
-  EXPECT_EQ(draft(conversation), "wanted");
+  EXPECT_EQ(draft(conversation), "wanted\n\nand more");
   open(conversation);
-  EXPECT_TRUE(until([&] { return text() == "wanted"; }));
+  EXPECT_TRUE(until([&] { return text() == "wanted\n\nand more"; }));
 }
 
 TEST_F(Composer, sendsToItsEndWhileSomethingElseIsShown) {
