@@ -370,6 +370,7 @@ void PromptComposer::show(ComposedPrompt prompt) {
 }
 
 void PromptComposer::typed() {
+  refusal_.clear();
   draft_.typed(prompt_.text());
   Q_EMIT changed();
 }

@@ -1,6 +1,7 @@
 #include "desktop/composer/prompt_sender.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "app/model_efforts.hpp"
 #include "app/prompt_submission.hpp"
@@ -64,7 +65,7 @@ void PromptSender::stop(ConversationId conversation) {
 }
 
 bool PromptSender::isUnderWay(const DraftPlace& place) const {
-  return std::ranges::any_of(underWay_, [&](const auto& entry) { return entry->place == place; });
+  return std::ranges::any_of(underWay_, [&](const auto& entry) { return entry->place == place && !entry->isStored; });
 }
 
 bool PromptSender::isUnderWay(const DraftPlace& place, const std::string& text) const {
@@ -83,13 +84,18 @@ void PromptSender::leave(const std::shared_ptr<UnderWay>& entry) {
 }
 
 void PromptSender::itemWasAdded(ConversationId conversation) {
-  const auto stored = std::ranges::find_if(
-      underWay_, [&](const auto& entry) { return entry->way == Way::run && entry->place == DraftPlace(conversation); });
+  const auto stored = std::ranges::find_if(underWay_, [&](const auto& entry) {
+    return entry->way == Way::run && entry->place == DraftPlace(conversation) && !entry->isStored;
+  });
   if (stored == underWay_.end()) return;
-  const std::shared_ptr<UnderWay> entry = *stored;
-  entry->isStored = true;
-  InterfaceLoop::instance().spawn(dropDraft(drafts_, entry->draft, entry->prompt));
-  leave(entry);
+  (*stored)->isStored = true;
+  Q_EMIT underWayChanged();
+  InterfaceLoop::instance().spawn(settle(shared_from_this(), *stored));
+}
+
+awaitable<void> PromptSender::settle(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry) {
+  co_await dropDraft(self->drafts_, entry->draft, entry->prompt);
+  self->leave(entry);
 }
 
 awaitable<void> PromptSender::sendToEnd(std::shared_ptr<PromptSender> self, PromptOrder order,
@@ -98,14 +104,14 @@ awaitable<void> PromptSender::sendToEnd(std::shared_ptr<PromptSender> self, Prom
   std::string words;
   try {
     co_await self->submit(std::move(order), entry);
-    self->leave(entry);
+    if (!std::exchange(entry->isStored, true)) co_await settle(self, entry);
     co_return;
   } catch (const std::exception& error) {
     words = sentence(error.what());
   }
   co_await self->application_.modelContainer()->changeFeed()->flush();
-  self->leave(entry);
   if (entry->isStored) throw std::runtime_error(words);
+  self->leave(entry);
   co_await self->giveBack(entry->place, prompt, words);
 }
 

@@ -58,7 +58,7 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
 
   /// Whether a prompt is on its way there that no transcript has yet.
   bool isUnderWay(const DraftPlace& place) const;
-  /// The same of this very text.
+  /// Whether this very text is, or its draft is about to be removed.
   bool isUnderWay(const DraftPlace& place, const std::string& text) const;
 
  Q_SIGNALS:
@@ -87,6 +87,8 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
                                     std::shared_ptr<UnderWay> entry);
   static awaitable<void> sendQueued(std::shared_ptr<PromptSender> self, ConversationId conversation,
                                     QueuedPromptId prompt);
+  /// The prompt is stored: its draft is not needed any more.
+  static awaitable<void> settle(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry);
   static awaitable<void> dropDraft(std::shared_ptr<DraftStore> drafts, DraftPlace place, std::string text);
   awaitable<void> submit(PromptOrder order, std::shared_ptr<UnderWay> entry);
   awaitable<void> putFirst(ConversationId conversation, QueuedPromptId prompt);

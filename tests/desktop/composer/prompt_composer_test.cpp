@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QImage>
+#include <QMimeData>
 
 #include "tests/desktop/support/workbench.hpp"
 
@@ -202,13 +206,14 @@ TEST_F(Composer, keepsARefusedPromptAsADraftWhenSomethingElseIsShown) {
   ASSERT_TRUE(until([&] { return composer->canSend(); }));
   std::filesystem::remove_all(project.path);
   composer->send();
+  type("and more");
   open(other);
   ASSERT_TRUE(until([&] { return workbench.window().notices()->rowCount() > 0; }));
   EXPECT_EQ(text(), "");
   EXPECT_EQ(refusal(), "");
-  EXPECT_EQ(draft(conversation), "wanted");
+  EXPECT_EQ(draft(conversation), "wanted\n\nand more");
   open(conversation);
-  EXPECT_TRUE(until([&] { return text() == "wanted"; }));
+  EXPECT_TRUE(until([&] { return text() == "wanted\n\nand more"; }));
 }
 
 TEST_F(Composer, sendsToItsEndWhileSomethingElseIsShown) {
@@ -260,6 +265,27 @@ TEST_F(Composer, keepsDraftsAndNeverReplacesWhatIsTyped) {
   EXPECT_TRUE(untilDraft(other, "kept\n\ntyped at once"));
 }
 
+TEST_F(Composer, takesFilesAndNoPicturesFromTheClipboard) {
+  open(newConversation());
+  type("see");
+  ASSERT_TRUE(until([&] { return composer->canSend(); }));
+  QClipboard* const clipboard = QGuiApplication::clipboard();
+  const auto paste = [&] { return composer->takeKey(Qt::Key_V, static_cast<int>(Qt::ControlModifier)); };
+
+  clipboard->setText(QStringLiteral("words"));
+  EXPECT_FALSE(paste()) << "the field's";
+  clipboard->setImage(QImage(2, 2, QImage::Format_RGB32));
+  EXPECT_TRUE(paste());
+  EXPECT_EQ(refusal(), "Images cannot be sent to Claude Code yet; drop a file instead.");
+  auto* const files = new QMimeData;
+  files->setUrls({QUrl(QStringLiteral("https://example.test/a")),
+                  QUrl::fromLocalFile(QString::fromStdString(project.path + "/src/a.cpp"))});
+  clipboard->setMimeData(files);
+  EXPECT_TRUE(paste());
+  EXPECT_TRUE(paste()) << "once is enough";
+  EXPECT_EQ(composer->attachments(), QStringList{QStringLiteral("src/a.cpp")});
+}
+
 TEST_F(Composer, walksTheEarlierPrompts) {
   const ConversationId conversation = newConversation();
   open(conversation);
@@ -298,9 +324,9 @@ TEST_F(Composer, saysWhyNothingCanBeSent) {
   ASSERT_TRUE(until([&] { return !composer->canSend(); }));
   EXPECT_EQ(refusal(), "The agent claude is disabled; enable it with: ravant agent enable claude");
   await(application.agents().removeAgent(agent.id));
-  EXPECT_TRUE(until([&] { return !composer->refusal().contains(QStringLiteral("disabled")); }));
-  EXPECT_EQ(refusal(),
-            "The agent of this conversation, claude, is not registered; add it with: ravant agent add claude");
+  const std::string unregistered =
+      "The agent of this conversation, claude, is not registered; add it with: ravant agent add claude";
+  EXPECT_TRUE(until([&] { return refusal() == unregistered; })) << refusal();
   EXPECT_EQ(text(), "wanted");
 }
 
