@@ -11,8 +11,10 @@ ListRow {
     required property string subtitle
     required property string iconName
     required property string keys
+    /// What more is known stands below the words, where these can be long.
+    property bool stacked: false
 
-    implicitHeight: Theme.unit * 8
+    implicitHeight: stacked ? Theme.unit * 12 : Theme.unit * 8
 
     ThemeIcon {
         id: icon
@@ -23,12 +25,14 @@ ListRow {
     PlainLabel {
         id: words
 
-        anchors { left: icon.right; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
+        anchors { left: icon.right; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter; verticalCenterOffset: entry.stacked ? -Theme.unit * 2 : 0 }
         width: Math.min(implicitWidth, hint.x - x - Theme.unit * 3)
         text: entry.title
     }
     PlainLabel {
-        anchors { left: words.right; leftMargin: Theme.unit * 3; right: hint.left; rightMargin: Theme.unit * 3; baseline: words.baseline }
+        x: entry.stacked ? words.x : words.x + words.width + Theme.unit * 3
+        y: entry.stacked ? words.y + words.height : words.y + words.baselineOffset - baselineOffset
+        width: hint.x - x - Theme.unit * 3
         text: entry.subtitle
         color: Theme.faint
         font.pixelSize: Theme.secondarySize

@@ -9,7 +9,9 @@ TitledPanel {
     id: popup
 
     property bool searches: false
-    readonly property PaletteRows rows: searches ? search : palette
+    readonly property PaletteModel goTo: PaletteModel {}
+    readonly property SearchModel search: SearchModel {}
+    readonly property PaletteRows rows: searches ? search : goTo
 
     title: searches ? qsTr("Search everything") : qsTr("Go to or run")
     x: Math.round((parent.width - width) / 2)
@@ -22,9 +24,10 @@ TitledPanel {
 
     function choose(row: int) { close(); rows.choose(row) }
 
-    contentItem: Item {
+    Item {
         id: inside
 
+        anchors.fill: parent
         implicitHeight: field.height + Theme.unit * 5 + Math.max(Theme.unit * 14, list.contentHeight)
 
         TextLine {
@@ -57,9 +60,12 @@ TitledPanel {
             Accessible.name: qsTr("Results")
             section { property: "section"; delegate: PaletteSectionHead {} }
             delegate: PaletteEntry {
-                width: list.width
-                selected: index === popup.rows.current
-                onClicked: popup.choose(index)
+                id: entry
+
+                width: ListView.view.width
+                stacked: popup.searches
+                selected: entry.index === popup.rows.current
+                onClicked: popup.choose(entry.index)
             }
         }
         VerticalScroll {
@@ -81,9 +87,7 @@ TitledPanel {
         }
     }
 
-    PaletteModel { id: palette }
-    SearchModel { id: search }
     CommandHandler { command: "showPalette"; onTriggered: { popup.close(); popup.searches = false; popup.open() } }
     CommandHandler { command: "searchEverything"; onTriggered: { popup.close(); popup.searches = true; popup.open() } }
-    CommandHandler { command: "settings"; onTriggered: palette.openSettings() }
+    CommandHandler { command: "settings"; onTriggered: popup.goTo.openSettings() }
 }
