@@ -1,37 +1,11 @@
 #include "desktop/composer/attachments.hpp"
 
 #include <algorithm>
-#include <boost/json.hpp>
-#include <optional>
 
+#include "desktop/composer/attachment_wire.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::desktop {
-namespace {
-
-constexpr std::string_view kPrefix = "Attached: ";
-
-bool isPlain(std::string_view path) {
-  return !path.empty() && std::ranges::none_of(path, [](char character) {
-    return static_cast<unsigned char>(character) <= ' ' || character == '"' || character == '\\';
-  });
-}
-
-std::string lineOf(const std::string& path) {
-  return std::string(kPrefix) + (isPlain(path) ? path : boost::json::serialize(boost::json::string(path)));
-}
-
-std::optional<std::string> pathOf(std::string_view line) {
-  if (!line.starts_with(kPrefix)) return std::nullopt;
-  line.remove_prefix(kPrefix.size());
-  if (isPlain(line)) return std::string(line);
-  boost::system::error_code error;
-  const boost::json::value value = boost::json::parse(line, error);
-  if (error || !value.is_string() || value.get_string().empty()) return std::nullopt;
-  return std::string(value.get_string());
-}
-
-}  // namespace
 
 ComposedPrompt ComposedPrompt::parse(std::string_view text) {
   ComposedPrompt prompt;
@@ -39,7 +13,7 @@ ComposedPrompt ComposedPrompt::parse(std::string_view text) {
   while (!rest.empty()) {
     const std::size_t lineBreak = rest.rfind('\n');
     const std::string_view line = lineBreak == std::string_view::npos ? rest : rest.substr(lineBreak + 1);
-    auto path = pathOf(line);
+    auto path = attachedPath(line);
     if (!path) break;
     prompt.attachments.push_back(*std::move(path));
     rest = lineBreak == std::string_view::npos ? std::string_view() : rest.substr(0, lineBreak);
@@ -55,7 +29,7 @@ std::string ComposedPrompt::text() const {
   if (!attachments.empty() && !text.empty()) text += '\n';
   for (const std::string& path : attachments) {
     if (!text.empty()) text += '\n';
-    text += lineOf(path);
+    text += attachmentLine(path);
   }
   return text;
 }

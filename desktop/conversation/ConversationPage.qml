@@ -46,6 +46,7 @@ FocusScope {
         onTryAgain: item => headModel.tryAgain(item)
         onGoOn: headModel.goOn()
     }
+    Binding { target: Workbench; property: "endVisible"; value: transcript.isAtEnd }
     CommandHandler { command: "find"; enabled: page.visible; onTriggered: find.open() }
     CommandHandler { command: "findNext"; enabled: page.visible && words.text !== ""; onTriggered: words.next() }
     CommandHandler { command: "findPrevious"; enabled: page.visible && words.text !== ""; onTriggered: words.previous() }

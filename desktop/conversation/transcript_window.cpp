@@ -21,6 +21,8 @@ TranscriptWindow::TranscriptWindow(QObject* parent)
     : QAbstractListModel(parent),
       application_(DesktopWindow::instance().application()),
       live_(DesktopWindow::instance().changes()) {
+  connect(&DesktopWindow::instance(), &DesktopWindow::itemRequested, this,
+          [this](ConversationItemId item) { jumpToItem(QString::number(item.value())); });
   growth_.setSingleShot(true);
   growth_.setInterval(kGrowthInterval);
   clock_.setInterval(kClockInterval);
