@@ -19,6 +19,7 @@ Basic.AbstractButton {
     Keys.onReturnPressed: button.clicked()
     Keys.onEnterPressed: button.clicked()
     Accessible.name: name
+    Accessible.description: enabled ? "" : qsTr("not available")
     Accessible.onPressAction: clicked()
 
     contentItem: Item {

@@ -22,6 +22,7 @@ Basic.AbstractButton {
     Keys.onReturnPressed: button.clicked()
     Keys.onEnterPressed: button.clicked()
     Accessible.name: text
+    Accessible.description: enabled ? "" : qsTr("not available")
     Accessible.onPressAction: clicked()
 
     contentItem: ButtonFace { iconName: button.iconName; words: button.text; ink: button.ink }

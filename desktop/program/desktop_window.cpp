@@ -130,6 +130,7 @@ void DesktopWindow::openConversation(const QString& conversation, const QString&
 
 void DesktopWindow::startNewConversation(const QString& project) {
   state_->startNewConversation(idOf<ProjectId>(project));
+  perform(WindowCommand::focusInput);
 }
 
 void DesktopWindow::showLatest() { runCommand(WindowCommand::allConversations); }
@@ -148,7 +149,12 @@ void DesktopWindow::run(const QString& command) {
   if (const auto named = commandNamed(command.toStdString())) runCommand(*named);
 }
 
-void DesktopWindow::runCommand(WindowCommand command) { start(alive(state_->run(command))); }
+void DesktopWindow::runCommand(WindowCommand command) { start(run(command)); }
+
+awaitable<void> DesktopWindow::run(WindowCommand command) {
+  co_await alive(state_->run(command));
+  if (command == WindowCommand::newConversation) perform(WindowCommand::focusInput);
+}
 
 bool DesktopWindow::canRun(const QString& command, int) const {
   const auto named = commandNamed(command.toStdString());

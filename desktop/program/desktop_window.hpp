@@ -138,6 +138,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   CommandHandler* handlerOf(WindowCommand command) const;
 
   awaitable<void> show(OpenRequest request);
+  awaitable<void> run(WindowCommand command);
+
   void windowChanged() override;
   void perform(WindowCommand command) override;
   bool canPerform(WindowCommand command) const override;

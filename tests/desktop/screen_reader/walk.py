@@ -24,7 +24,8 @@ from private_desktop import until  # noqa: E402
 DEMO_AGENT = TESTS.parent / "examples/demo-agent"
 BUTTONS = {"push button", "toggle button", "check box", "radio button", "combo box", "menu item"}
 LISTS = {"list", "tree", "tree table", "table", "menu", "page tab list"}
-ESCAPES = 3
+# What a button says of itself that cannot be pressed: Qt 6.4 does not tell readers otherwise.
+UNAVAILABLE = "not available"
 
 # These open another program or window: nothing changes in this one.
 ELSEWHERE = {"Settings"}
@@ -159,28 +160,22 @@ class ScreenReaderWalk(unittest.TestCase):
     def test_every_button_does_something(self):
         self.run_ravant("project", "add", str(self.work))
         self.register_agent()
-        self.desktop.start("--project", str(self.work))
+        self.run_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "Go.")
+        shown = ("--conversation", self.conversation())
+        self.desktop.start(*shown)
         self.still()
         names = {(button.role, button.name) for button in find_all(self.desktop.app(), states=["showing", "sensitive"])
-                 if button.role in BUTTONS and button.name not in ELSEWHERE}
+                 if button.role in BUTTONS and button.name not in ELSEWHERE and button.description != UNAVAILABLE}
         self.assertTrue(names)
         for role, name in sorted(names):
             with self.subTest(f"{role} {name}"):
-                before = self.at_rest(role, name)
-                self.desktop.press(self.desktop.find(role, name, ["showing"]))
+                before = self.desktop.tree()
+                self.desktop.press(self.desktop.find(role, name, ["showing", "sensitive"]))
                 self.assertTrue(until(lambda: self.desktop.tree() != before, self.desktop.patience), "nothing happened")
-        self.desktop.end()
-
-    def at_rest(self, role, name):
-        """The tree without what the last press has opened: Escape closes it, else the program starts anew."""
-        for _ in range(ESCAPES):
-            self.desktop.keys("Esc")
-        self.still()
-        if not self.desktop.find(role, name, ["showing", "sensitive"]):
             self.desktop.end()
-            self.desktop.start("--project", str(self.work))
+            self.desktop.start(*shown)
             self.still()
-        return self.desktop.tree()
+        self.desktop.end()
 
 
 if __name__ == "__main__":
