@@ -27,8 +27,8 @@ LISTS = {"list", "tree", "tree table", "table", "menu", "page tab list"}
 # What a button says of itself that cannot be pressed: Qt 6.4 does not tell readers otherwise.
 UNAVAILABLE = "not available"
 
-# These open another program or window: nothing changes in this one.
-ELSEWHERE = {"Settings"}
+# What these do is not in the tree: they open another program, fill the clipboard, or show the list that is shown.
+ELSEWHERE = {"Settings", "Copy", "Latest conversations"}
 
 
 def faults(root):
@@ -170,8 +170,11 @@ class ScreenReaderWalk(unittest.TestCase):
         for role, name in sorted(names):
             with self.subTest(f"{role} {name}"):
                 before = self.desktop.tree()
-                self.desktop.press(self.desktop.find(role, name, ["showing", "sensitive"]))
-                self.assertTrue(until(lambda: self.desktop.tree() != before, self.desktop.patience), "nothing happened")
+                button = self.desktop.find(role, name, ["showing", "sensitive"])
+                if button.description != UNAVAILABLE:
+                    self.desktop.press(button)
+                    self.assertTrue(until(lambda: self.desktop.tree() != before, self.desktop.patience),
+                                    "nothing happened")
             self.desktop.end()
             self.desktop.start(*shown)
             self.still()
