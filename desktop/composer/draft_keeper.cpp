@@ -59,6 +59,7 @@ void DraftKeeper::changed(const DraftPlace& place) {
 }
 
 awaitable<void> DraftKeeper::read() {
+  if (!place_) co_return;
   const auto turn = turns_.take();
   const DraftPlace place = *place_;
   const auto stored = co_await alive(sender_->drafts().draft(place));

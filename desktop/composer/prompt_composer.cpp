@@ -99,7 +99,7 @@ void PromptComposer::refresh() {
 awaitable<void> PromptComposer::readUntilCurrent() {
   if (std::exchange(isReading_, true)) co_return;
   try {
-    while (std::exchange(isStale_, false)) co_await read();
+    while (place_ && std::exchange(isStale_, false)) co_await read();
   } catch (const StoreError&) {
     isReading_ = false;
     throw;

@@ -58,6 +58,7 @@ void QueuedPrompts::remove(int row) {
 }
 
 awaitable<void> QueuedPrompts::read() {
+  if (!conversation_) co_return;
   const auto turn = turns_.take();
   auto prompts = co_await alive(sender_->prompts().prompts(*conversation_));
   if (turns_.isLatest(turn)) show(std::move(prompts));

@@ -19,8 +19,9 @@ Basic.Popup {
     signal chosen(int row)
 
     y: -height - Theme.unit
-    width: Theme.unit * 80
-    height: Math.min(Theme.unit * 90, list.contentHeight + search.height + Theme.unit * 4)
+    margins: Theme.unit
+    width: Math.min(Theme.unit * 80, parent.Window.width - Theme.unit * 4)
+    height: Math.min(Theme.unit * 90, parent.Window.height - Theme.unit * 4, list.contentHeight + search.height + Theme.unit * 4)
     padding: Theme.unit
     focus: true
     closePolicy: Basic.Popup.CloseOnEscape | Basic.Popup.CloseOnPressOutside

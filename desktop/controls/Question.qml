@@ -3,7 +3,7 @@ import QtQuick.Controls.Basic as Basic
 import QtQuick.Templates as T
 import Ravant.Theme
 
-/// A question over the whole window, with its buttons as content. Esc answers no.
+/// A question over the whole window, with its buttons as content, from the right. Esc answers no.
 Basic.Popup {
     id: question
 
@@ -14,7 +14,7 @@ Basic.Popup {
     anchors.centerIn: T.Overlay.overlay
     modal: true
     focus: true
-    width: Theme.unit * 108
+    width: Math.min(Theme.unit * 120, T.Overlay.overlay.width - Theme.unit * 8)
     padding: Theme.unit * 5
     closePolicy: Basic.Popup.CloseOnEscape
     background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
@@ -32,6 +32,13 @@ Basic.Popup {
             text: question.explanation
             color: Theme.dim
         }
-        Row { id: row; anchors.right: parent.right; spacing: Theme.unit * 2; topPadding: Theme.unit * 2 }
+        Flow {
+            id: row
+
+            width: parent.width
+            layoutDirection: Qt.RightToLeft
+            spacing: Theme.unit * 2
+            topPadding: Theme.unit * 2
+        }
     }
 }

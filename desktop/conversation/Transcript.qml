@@ -42,7 +42,6 @@ FocusScope {
     function showMore(row: int) {
         follows = false
         rows.showMore(row)
-        Qt.callLater(lookForEnd)
     }
     function lookForEnd() { follows = list.atYEnd && rows.isAtEnd }
     function point(row: int) {

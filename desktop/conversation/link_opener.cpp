@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "desktop/program/file_opening.hpp"
 #include "desktop/text/file_links.hpp"
 #include "platform/async/on_pool.hpp"
 
@@ -70,7 +71,8 @@ awaitable<void> LinkOpener::openFile(std::string href) {
         tr("There is no file %1 in the project.").arg(QString::fromStdString(file->path)));
     co_return;
   }
-  QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(found->string())));
+  ravant::desktop::openFile(application.settings(),
+                            {.file = *found, .line = file->line.value_or(1), .column = file->column.value_or(1)});
 }
 
 }  // namespace ravant::desktop

@@ -33,7 +33,8 @@ QString ProseStyle::page(const QString& html, const QString& sheet, int level) c
 }
 
 QString ProseStyle::code(const QString& text) const {
-  return QStringLiteral("<pre style=\"line-height: 145%; margin: 0; font-family: '%1'\">")
+  // Of what stands behind the tag, the first line break does not count.
+  return QStringLiteral("<pre style=\"line-height: 145%; margin: 0; font-family: '%1'\">\n")
              .arg(Theme::instance().codeFont()) +
          text.toHtmlEscaped() + QStringLiteral("</pre>");
 }

@@ -17,7 +17,7 @@ TitledPanel {
     x: Math.round((parent.width - width) / 2)
     y: Theme.unit * 20
     width: Math.min(Theme.unit * 160, parent.width - Theme.unit * 8)
-    height: Math.min(inside.implicitHeight, parent.height - y - Theme.unit * 8)
+    height: Math.min(inside.implicitHeight + topPadding + bottomPadding, parent.height - y - Theme.unit * 8)
     onAboutToShow: { rows.open(); field.text = "" }
     onOpened: field.forceActiveFocus()
     onClosed: rows.close()

@@ -13,4 +13,9 @@ CommandHandler::~CommandHandler() {
   if (DesktopWindow* const window = DesktopWindow::present()) window->removeHandler(this);
 }
 
+bool CommandHandler::isInFocus() const {
+  const auto* const part = qobject_cast<const QQuickItem*>(parent());
+  return part && part->hasActiveFocus();
+}
+
 }  // namespace ravant::desktop

@@ -8,7 +8,8 @@ namespace ravant::desktop {
 
 /// What a part of the window does for a command: `CommandHandler { command: "find"; onTriggered: find.open() }`.
 ///
-/// The window can run the command while an enabled handler of it exists; the youngest one is triggered.
+/// The window can run the command while an enabled handler of it exists; the one of the part that has the
+/// keyboard is triggered, else the youngest.
 class CommandHandler : public QObject {
   Q_OBJECT
   QML_ELEMENT
@@ -22,6 +23,8 @@ class CommandHandler : public QObject {
 
   const QString& command() const { return command_; }
   bool isEnabled() const { return enabled_; }
+  /// Whether the part of the window that made it has the keyboard.
+  bool isInFocus() const;
 
  Q_SIGNALS:
   void changed();

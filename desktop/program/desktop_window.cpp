@@ -184,10 +184,13 @@ void DesktopWindow::commandsChanged() {
 
 CommandHandler* DesktopWindow::handlerOf(WindowCommand command) const {
   const QString name = fromText(description(command).name);
-  const auto able = std::ranges::find_if(handlers_ | std::views::reverse, [&](const CommandHandler* handler) {
-    return handler->isEnabled() && handler->command() == name;
-  });
-  return able == std::ranges::rend(handlers_) ? nullptr : *able;
+  CommandHandler* youngest = nullptr;
+  for (CommandHandler* const handler : handlers_ | std::views::reverse) {
+    if (!handler->isEnabled() || handler->command() != name) continue;
+    if (handler->isInFocus()) return handler;
+    if (!youngest) youngest = handler;
+  }
+  return youngest;
 }
 
 void DesktopWindow::windowChanged() {

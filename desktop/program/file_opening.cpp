@@ -1,6 +1,8 @@
 #include "desktop/program/file_opening.hpp"
 
 #include <QDesktopServices>
+#include <QFileInfo>
+#include <QMimeDatabase>
 #include <QProcess>
 #include <QUrl>
 #include <fstream>
@@ -24,6 +26,15 @@ QStringList commandFor(const QString& editor, const FilePlace& place) {
   return words;
 }
 
+/// Whether the desktop would show it as a text: a program or a page that an agent wrote is not started by a click.
+bool isHarmlessText(const QString& file) {
+  const QMimeType type = QMimeDatabase().mimeTypeForFile(file, QMimeDatabase::MatchExtension);
+  const auto isRendered = [&](const char* name) { return type.inherits(QLatin1String(name)); };
+  return !QFileInfo(file).isExecutable() && type.inherits(QStringLiteral("text/plain")) && !isRendered("text/html") &&
+         !isRendered("application/xml") && !isRendered("application/x-desktop") &&
+         !isRendered("application/x-executable");
+}
+
 void makeSettings(const std::filesystem::path& file) {
   if (std::filesystem::exists(file)) return;
   std::filesystem::create_directories(file.parent_path());
@@ -35,7 +46,12 @@ void makeSettings(const std::filesystem::path& file) {
 void openFile(const SettingsFile& settings, const FilePlace& place) {
   const QString editor = QString::fromStdString(settings.text(setting::kEditor)).trimmed();
   if (editor.isEmpty()) {
-    if (QDesktopServices::openUrl(QUrl::fromLocalFile(QString::fromStdString(place.file.string())))) return;
+    const QString file = QString::fromStdString(place.file.string());
+    if (!isHarmlessText(file)) {
+      throw std::runtime_error(fmt::format("{} is not opened without an editor. Name one in the settings: \"{}\".",
+                                           place.file.string(), setting::kEditor));
+    }
+    if (QDesktopServices::openUrl(QUrl::fromLocalFile(file))) return;
     throw std::runtime_error(fmt::format("The desktop opens {} with nothing. Name an editor in the settings: \"{}\".",
                                          place.file.string(), setting::kEditor));
   }

@@ -34,16 +34,15 @@ void StoreChanges::announce(const ChangeBatch& batch) {
 }
 
 void StoreChanges::announceEntity(const Change& change) {
-  std::visit(Overloaded{[&](ProjectId id) { Q_EMIT projectChanged(id, change.operation); },
-                        [&](ConversationId id) { Q_EMIT conversationChanged(id, change.operation); },
-                        [&](ConversationItemId id) { Q_EMIT itemChanged(*change.conversation, id, change.operation); },
-                        [&](ToolInvocationId id) {
-                          Q_EMIT invocationChanged(*change.conversation, id, change.operation);
-                        },
-                        [&](QueuedPromptId) { Q_EMIT queueChanged(*change.conversation); },
-                        [&](AgentId) { Q_EMIT agentsChanged(); }, [&](AgentModelId) { Q_EMIT agentsChanged(); },
-                        [&](PinnedItemId) { Q_EMIT pinsChanged(); }, [](const auto&) {}},
-             change.entity);
+  std::visit(
+      Overloaded{[&](ProjectId id) { Q_EMIT projectChanged(id, change.operation); },
+                 [&](ConversationId id) { Q_EMIT conversationChanged(id, change.operation); },
+                 [&](ConversationItemId id) { Q_EMIT itemChanged(*change.conversation, id, change.operation); },
+                 [&](ToolInvocationId id) { Q_EMIT invocationChanged(*change.conversation, id, change.operation); },
+                 [&](QueuedPromptId) { Q_EMIT queueChanged(*change.conversation); },
+                 [&](AgentId) { Q_EMIT agentsChanged(); }, [&](AgentModelId) { Q_EMIT agentsChanged(); },
+                 [&](PinnedItemId) { Q_EMIT pinsChanged(); }, [](const auto&) {}},
+      change.entity);
 }
 
 }  // namespace ravant::desktop

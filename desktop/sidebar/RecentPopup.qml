@@ -27,6 +27,8 @@ FloatingPanel {
         id: list
 
         model: RecentConversations { id: recent; shown: popup.visible }
+        implicitHeight: contentHeight
+        clip: true
         focus: true
         highlightMoveDuration: 0
         Accessible.role: Accessible.List

@@ -19,7 +19,11 @@ FocusScope {
     RecentPopup {}
 
     CommandHandler { command: "addNewProject"; onTriggered: chooser.open() }
-    CommandHandler { command: "archive"; onTriggered: conversationActions.archive(Workbench.conversation) }
+    CommandHandler {
+        command: "archive"
+        enabled: tree.activeFocus && tree.currentRow !== null && !tree.currentRow.isProject
+        onTriggered: conversationActions.archive(tree.currentRow.ownId)
+    }
     CommandHandler { command: "previousInSidebar"; onTriggered: projectTree.openNeighbour(-1) }
     CommandHandler { command: "nextInSidebar"; onTriggered: projectTree.openNeighbour(1) }
     CommandHandler {

@@ -31,7 +31,7 @@ Controls.PopupWindow {
     CommandKeys {}
     PalettePopup {}
     Attention {}
-    NoticeList { anchors { bottom: parent.bottom; horizontalCenter: parent.horizontalCenter; bottomMargin: Theme.unit * 4 } }
+    NoticeList { room: root.width - Theme.unit * 8; anchors { bottom: parent.bottom; horizontalCenter: parent.horizontalCenter; bottomMargin: Theme.unit * 4 } }
     EndQuestion {}
     WindowTitle { id: shownTitle }
     CommandHandler { command: "quit"; onTriggered: Workbench.end.request() }

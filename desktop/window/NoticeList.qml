@@ -7,6 +7,9 @@ import Ravant.Theme
 Column {
     id: list
 
+    /// How wide a notice may be.
+    required property real room
+
     spacing: Theme.unit * 2
 
     Repeater {
@@ -20,7 +23,7 @@ Column {
             required property bool isError
             required property bool canUndo
 
-            width: Math.min(Theme.unit * 140, row.implicitWidth + Theme.unit * 6)
+            width: Math.min(list.room, row.implicitWidth + Theme.unit * 7)
             height: Math.max(Theme.unit * 10, words.implicitHeight + Theme.unit * 4)
             radius: 12
             color: isError ? Theme.badGround : Theme.raised
@@ -37,7 +40,7 @@ Column {
                     id: words
 
                     anchors.verticalCenter: parent.verticalCenter
-                    width: Math.min(implicitWidth, Theme.unit * 100)
+                    width: Math.min(implicitWidth, Theme.unit * 100, list.room - Theme.unit * 40)
                     wrapMode: Text.Wrap
                     text: notice.text
                     color: notice.isError ? Theme.bad : Theme.text

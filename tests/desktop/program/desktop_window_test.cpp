@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <QQuickItem>
+#include <QQuickWindow>
+
 #include "tests/desktop/support/workbench.hpp"
 
 namespace ravant::test {
@@ -51,6 +54,27 @@ TEST(DesktopWindowTest, RunsACommandByTheYoungestHandlerThatIsEnabled) {
   younger.reset();
   EXPECT_TRUE(runIt());
   EXPECT_THAT(triggered, ElementsAre(2, 1, 1));
+}
+
+TEST(DesktopWindowTest, RunsACommandByThePartThatHasTheKeyboard) {
+  Workbench workbench;
+  QQuickWindow shown;
+  QQuickItem list(shown.contentItem());
+  QQuickItem page(shown.contentItem());
+  std::string done;
+  const auto addHandler = [&](QQuickItem& part, const char* name) {
+    auto* const handler = new CommandHandler(&part);
+    handler->setProperty("command", QStringLiteral("rename"));
+    QObject::connect(handler, &CommandHandler::triggered, [&done, name] { done += name; });
+  };
+  addHandler(list, "list ");
+  addHandler(page, "page ");
+
+  workbench.window().run(QStringLiteral("rename"));
+  EXPECT_TRUE(until([&] { return done == "page "; })) << done;
+  list.forceActiveFocus();
+  workbench.window().run(QStringLiteral("rename"));
+  EXPECT_TRUE(until([&] { return done == "page list "; })) << done;
 }
 
 TEST(DesktopWindowTest, LeavesAConversationThatAnotherWriterRemoves) {
