@@ -8,6 +8,7 @@ import Ravant.Theme
 FocusScope {
     id: root
 
+    enabled: visible
     implicitHeight: visible ? parts.implicitHeight + Theme.unit * 4 : 0
     onVisibleChanged: if (visible && Workbench.detailKind === Workbench.NewConversation) field.forceActiveFocus()
 

@@ -41,8 +41,6 @@ FocusScope {
             textFormat: TextEdit.PlainText
             selectByMouse: true
             persistentSelection: true
-            placeholderText: field.placeholder
-            placeholderTextColor: Theme.faint
             color: Theme.text
             selectionColor: Theme.accent
             selectedTextColor: Theme.textOnAccent
@@ -52,6 +50,15 @@ FocusScope {
             Keys.onTabPressed: nextItemInFocusChain(true).forceActiveFocus(Qt.TabFocusReason)
             Keys.onBacktabPressed: nextItemInFocusChain(false).forceActiveFocus(Qt.BacktabFocusReason)
             Accessible.name: field.name
+            Accessible.description: field.placeholder
+
+            PlainLabel {
+                width: parent.width - area.rightPadding
+                visible: area.length === 0 && !area.inputMethodComposing
+                text: field.placeholder
+                color: Theme.faint
+                font.pixelSize: Theme.proseSize
+            }
         }
     }
 }
