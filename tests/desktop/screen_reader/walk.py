@@ -5,23 +5,18 @@ In each state: whatever takes focus has a name, and no name is twice in one list
 something when a screen reader presses it.
 """
 
-import json
 import re
 import signal
-import subprocess
 import sys
-import unittest
 from pathlib import Path
 
-TESTS = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TESTS / "desktop/support"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
 from accessible import Gone, find_all, walk  # noqa: E402
-from desktop_session import DesktopSession  # noqa: E402
+from desktop_case import DesktopCase  # noqa: E402
 from private_desktop import until  # noqa: E402
 
-DEMO_AGENT = TESTS.parent / "examples/demo-agent"
 BUTTONS = {"push button", "toggle button", "check box", "radio button", "combo box", "menu item"}
 LISTS = {"list", "tree", "tree table", "table", "menu", "page tab list"}
 # What a button says of itself that cannot be pressed: Qt 6.4 does not tell readers otherwise.
@@ -60,33 +55,7 @@ def path_of(root, wanted):
     return " > ".join(way[1:-1])
 
 
-class ScreenReaderWalk(unittest.TestCase):
-    program = ravant = ""
-
-    def setUp(self):
-        self.desktop = self.enterContext(DesktopSession(self.program))
-        self.work = self.desktop.home / "work"
-        self.work.mkdir()
-
-    def run_ravant(self, *arguments, fails=False):
-        done = subprocess.run([self.ravant, *arguments], env=self.desktop.environment, cwd=self.work,
-                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
-        self.assertEqual(done.returncode != 0, fails, f"{arguments}: {done.stdout}{done.stderr}")
-        return done.stdout
-
-    def conversation(self):
-        return json.loads(self.run_ravant("conversation", "list", "--json"))[0]["id"]
-
-    def register_agent(self, script=None):
-        """The demo agent, or a shell script in the place of one, as the only agent."""
-        agent = DEMO_AGENT
-        if script:
-            agent = self.desktop.programs / "agent"
-            agent.write_text(f"#!/bin/sh\n{script}\n")
-            agent.chmod(0o755)
-        self.run_ravant("agent", "add", "claude", "--path", str(agent))
-        self.run_ravant("settings", "set", "claude.asRoot", "true")
-
+class ScreenReaderWalk(DesktopCase):
     def check(self, state):
         with self.subTest(state):
             self.assertEqual(faults(self.still()), [], self.desktop.tree())
@@ -142,13 +111,9 @@ class ScreenReaderWalk(unittest.TestCase):
         self.run_ravant("project", "add", str(self.work))
         self.register_agent("while :; do sleep 0.1; done")
         self.desktop.start("--project", str(self.work))
-        run = subprocess.Popen([self.ravant, "run", "--project", str(self.work), "--agent", "claude", "--model", "demo",
-                                "Wait."], env=self.desktop.environment, cwd=self.work, stdin=subprocess.DEVNULL,
-                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.addCleanup(run.wait)
-        self.addCleanup(run.kill)
-        row = self.desktop.wait_for(name=re.compile(", running$"))
-        self.assertEqual(faults(self.desktop.app()), [], f"{row!r}\n{self.desktop.tree()}")
+        run = self.start_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "Wait.")
+        self.desktop.wait_for(name=re.compile(", running$"))
+        self.check_at_work("running elsewhere")
         run.send_signal(signal.SIGKILL)
         run.wait()
         self.desktop.end()
@@ -156,6 +121,43 @@ class ScreenReaderWalk(unittest.TestCase):
         self.desktop.wait_for(name=re.compile(", interrupted$"))
         self.check("interrupted")
         self.desktop.end()
+
+    def test_a_conversation_at_work_can_be_read_aloud(self):
+        self.run_ravant("project", "add", str(self.work))
+        self.desktop.start("--project", str(self.work))
+        self.desktop.wait_for("text", "Prompt", ["showing"])
+        self.check("no agent")
+        self.register_waiting_agent()
+        self.desktop.wait_for("push button", re.compile("^Agent, Claude Code"), ["showing"])
+        self.desktop.keys("Ctrl+L")
+        for prompt in ("one", "two", "three"):
+            self.desktop.type(prompt)
+            self.desktop.keys("Enter")
+            self.desktop.wait_until(lambda: self.desktop.find("text", "Prompt").text == "", "an empty composer")
+        self.desktop.wait_for("list item", "Queued: three", ["showing"])
+        self.check_at_work("queue")
+        for keys, opened in (("Ctrl+M", "Choose or type a model"), ("Ctrl+Shift+F", "Search everything")):
+            self.desktop.keys(keys)
+            self.desktop.wait_for(None, opened, ["showing"])
+            self.check_at_work(opened)
+            self.desktop.keys("Esc")
+            self.desktop.wait_gone(None, opened, ["showing"])
+        self.desktop.keys("Ctrl+Q")
+        self.desktop.wait_for("push button", "Keep running in the background", ["showing"])
+        self.check_at_work("the question at the end")
+        self.desktop.keys("Esc")
+        self.desktop.wait_gone("push button", "Keep running in the background", ["showing"])
+        self.desktop.keys("Ctrl+.")
+        self.desktop.wait_gone(name=re.compile(", running$"))
+        self.desktop.keys("Ctrl+Shift+A")
+        self.desktop.wait_for("push button", "Undo", ["showing"])
+        self.check_at_work("a notice with Undo")
+        self.desktop.end()
+
+    def check_at_work(self, state):
+        """As `check`, of a window in which the time of a run goes on."""
+        with self.subTest(state):
+            self.assertEqual(faults(self.desktop.app()), [], self.desktop.tree())
 
     def test_every_button_does_something(self):
         self.run_ravant("project", "add", str(self.work))
@@ -182,5 +184,4 @@ class ScreenReaderWalk(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    ScreenReaderWalk.program, ScreenReaderWalk.ravant = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    ScreenReaderWalk.main(*sys.argv[1:])

@@ -1,0 +1,76 @@
+"""What the tests of the real program share: a machine without a project yet, agents that ask no model, and `ravant`."""
+
+import json
+import os
+import subprocess
+import unittest
+from pathlib import Path
+
+from desktop_session import DesktopSession
+
+DEMO_AGENT = Path(__file__).resolve().parents[3] / "examples/demo-agent"
+
+# Says what it was asked, waits until it is told to go on, says a last word.
+WAITING_AGENT = r"""
+for prompt; do :; done
+said() { printf '{"type":"assistant","message":{"id":"msg_%s","type":"message","role":"assistant","model":"demo",'\
+'"content":[{"type":"text","text":"%s"}],"stop_reason":null},"parent_tool_use_id":null,"session_id":"s"}\n' "$1" "$2"; }
+echo '{"type":"system","subtype":"init","session_id":"s","tools":[],"model":"demo"}'
+said 1 "I am at: $prompt"
+read -r _ <'GATE'
+said 2 "Done with: $prompt"
+echo '{"type":"result","subtype":"success","is_error":false,"result":"Done.","session_id":"s"}'
+"""
+
+
+class DesktopCase(unittest.TestCase):
+    program = ravant = ""
+
+    def setUp(self):
+        self.desktop = self.enterContext(DesktopSession(self.program))
+        self.work = self.desktop.home / "work"
+        self.work.mkdir()
+
+    @classmethod
+    def main(cls, program, ravant, *arguments):
+        """Runs the tests of a script: its first arguments are the two programs."""
+        DesktopCase.program, DesktopCase.ravant = program, ravant
+        unittest.main(argv=[cls.__name__, *arguments])
+
+    def run_ravant(self, *arguments, fails=False):
+        done = subprocess.run([self.ravant, *arguments], env=self.desktop.environment, cwd=self.work,
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
+        self.assertEqual(done.returncode != 0, fails, f"{arguments}: {done.stdout}{done.stderr}")
+        return done.stdout
+
+    def start_ravant(self, *arguments):
+        """Starts it and waits for nothing; it does not outlive the test."""
+        started = subprocess.Popen([self.ravant, *arguments], env=self.desktop.environment, cwd=self.work,
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(started.wait)
+        self.addCleanup(started.kill)
+        return started
+
+    def conversation(self):
+        return json.loads(self.run_ravant("conversation", "list", "--json"))[0]["id"]
+
+    def register_agent(self, script=None):
+        """The demo agent, or a shell script in the place of one, as the only agent."""
+        agent = DEMO_AGENT
+        if script:
+            agent = self.desktop.programs / "agent"
+            agent.write_text(f"#!/bin/sh\n{script}\n")
+            agent.chmod(0o755)
+        self.run_ravant("agent", "add", "claude", "--path", str(agent))
+        self.run_ravant("settings", "set", "claude.asRoot", "true")
+
+    def register_waiting_agent(self):
+        """One that waits in the middle of its work until `go_on`."""
+        self.gate = self.desktop.home / "gate"
+        os.mkfifo(self.gate)
+        self.register_agent(WAITING_AGENT.replace("GATE", str(self.gate)))
+
+    def go_on(self):
+        """Lets the agent that waits go on, once there is one."""
+        with self.gate.open("w") as gate:
+            gate.write("on\n")
