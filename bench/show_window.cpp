@@ -7,7 +7,6 @@
 #include <QGuiApplication>
 #include <QQuickWindow>
 #include <QTimer>
-#include <QtQml/qqmlextensionplugin.h>
 #include <algorithm>
 #include <chrono>
 #include <fstream>
@@ -17,18 +16,9 @@
 #include "desktop/conversation/transcript_window.hpp"
 #include "desktop/program/desktop_program.hpp"
 #include "desktop/theme/theme.hpp"
+#include "desktop/window/qml_plugins.hpp"
 #include "desktop/window/window_engine.hpp"
 #include "desktop/window/window_placement.hpp"
-
-Q_IMPORT_QML_PLUGIN(Ravant_ProgramPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_ThemePlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_ControlsPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_SidebarPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_ConversationPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_ComposerPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_PalettePlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_AttentionPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_WindowPlugin)
 
 namespace ravant::bench {
 namespace {

@@ -1,4 +1,3 @@
-#include <QtQml/qqmlextensionplugin.h>
 #include <QGuiApplication>
 #include <QQuickWindow>
 #include <QSessionManager>
@@ -13,6 +12,7 @@
 #include "desktop/start/session_bus.hpp"
 #include "desktop/start/start_options.hpp"
 #include "desktop/theme/theme.hpp"
+#include "desktop/window/qml_plugins.hpp"
 #include "desktop/window/settings_follower.hpp"
 #include "desktop/window/start_trouble.hpp"
 #include "desktop/window/window_engine.hpp"
@@ -21,16 +21,6 @@
 #include "platform/keystore/private_memory.hpp"
 #include "platform/process/child_process.hpp"
 #include "platform/process/descriptors.hpp"
-
-Q_IMPORT_QML_PLUGIN(Ravant_ProgramPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_ThemePlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_ControlsPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_SidebarPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_ConversationPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_ComposerPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_PalettePlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_AttentionPlugin)
-Q_IMPORT_QML_PLUGIN(Ravant_WindowPlugin)
 
 namespace ravant::desktop {
 namespace {

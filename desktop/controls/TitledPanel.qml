@@ -8,7 +8,7 @@ T.Dialog {
     parent: T.Overlay.overlay
     x: Math.round((parent.width - width) / 2)
     y: Theme.unit * 20
-    width: Theme.unit * 110
+    width: Math.min(Theme.unit * 110, parent.width - Theme.unit * 8)
     padding: Theme.unit
     modal: true
     focus: true

@@ -7,7 +7,7 @@ import Ravant.Sidebar
 import Ravant.Theme
 
 /// The conversations that were shown last: Ctrl Tab walks on, and letting Ctrl go opens.
-FloatingPanel {
+TitledPanel {
     id: popup
 
     property Item focusBefore: null
