@@ -1,41 +1,21 @@
 // show_window STORE CONVERSATION: shows a store in the real window, without a display, and prints what it measured as
 // lines of a name and a figure. The conversation is a long one. Times are in milliseconds, memory in MiB.
 
-#include <fmt/format.h>
-#include <time.h>
-
-#include <QGuiApplication>
-#include <QQuickWindow>
-#include <QTimer>
+#include <QQuickItem>
 #include <algorithm>
-#include <chrono>
 #include <fstream>
-#include <functional>
 #include <string>
+#include <vector>
 
+#include "bench/shown_window.hpp"
 #include "desktop/conversation/transcript_window.hpp"
-#include "desktop/program/desktop_program.hpp"
-#include "desktop/theme/theme.hpp"
 #include "desktop/window/qml_plugins.hpp"
-#include "desktop/window/window_engine.hpp"
-#include "desktop/window/window_placement.hpp"
 
 namespace ravant::bench {
 namespace {
 
 using desktop::InterfaceLoop;
 using desktop::TranscriptWindow;
-using std::chrono::steady_clock;
-
-double milliseconds(steady_clock::duration duration) {
-  return std::chrono::duration<double, std::milli>(duration).count();
-}
-
-double processorTime() {
-  timespec used{};
-  ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-  return static_cast<double>(used.tv_sec) * 1e3 + static_cast<double>(used.tv_nsec) / 1e6;
-}
 
 double residentMemory() {
   std::ifstream status("/proc/self/statm");
@@ -43,26 +23,6 @@ double residentMemory() {
   double resident = 0;
   status >> size >> resident;
   return resident * 4096 / 1048576;
-}
-
-void print(std::string_view name, double figure) {
-  fmt::print("{}\t{:.2f}\n", name, figure);
-  std::fflush(stdout);
-}
-
-void runFor(std::chrono::milliseconds time) {
-  QEventLoop loop;
-  QTimer::singleShot(time, &loop, &QEventLoop::quit);
-  loop.exec();
-}
-
-void runUntil(const std::function<bool()>& condition) {
-  const auto deadline = steady_clock::now() + std::chrono::seconds(60);
-  while (!condition()) {
-    if (steady_clock::now() > deadline) throw std::runtime_error("what was measured did not come");
-    QTimer::singleShot(1, [] {});
-    QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  }
 }
 
 /// How long the interface thread answered to nothing at its worst, while something went on.
@@ -87,13 +47,11 @@ class Stalls {
 
 class WindowBench {
  public:
-  WindowBench(desktop::DesktopProgram& program, QQuickWindow& window, ConversationId conversation)
-      : program_(program), window_(window), conversation_(conversation) {
-    QObject::connect(&window_, &QQuickWindow::frameSwapped, [this] { ++frames_; });
-  }
+  WindowBench(ShownStore& shown, ConversationId conversation)
+      : shown_(shown), program_(shown.program()), window_(shown.window()), conversation_(conversation) {}
 
   void measure() {
-    runUntil([&] { return frames_ > 0; });
+    program_.window().state().setSelection(LatestConversations(), {});
     runFor(std::chrono::seconds(2));
     print("memory of the window", residentMemory());
     measureOpening();
@@ -104,12 +62,6 @@ class WindowBench {
   }
 
  private:
-  void awaitFrame() {
-    const int before = frames_;
-    window_.update();
-    runUntil([&] { return frames_ > before; });
-  }
-
   void measureOpening() {
     const double memory = residentMemory();
     const double time = processorTime();
@@ -118,7 +70,7 @@ class WindowBench {
       rows_ = window_.findChild<TranscriptWindow*>();
       return rows_ && rows_->isOpened() && rows_->rowCount() > 0;
     });
-    awaitFrame();
+    shown_.awaitFrame();
     print("opening, processor", processorTime() - time);
     runFor(std::chrono::seconds(1));
     print("opening, memory", residentMemory() - memory);
@@ -136,7 +88,7 @@ class WindowBench {
       const double time = processorTime();
       rows_->jumpToPlace(static_cast<double>((jump * 37) % kJumps) / kJumps);
       runUntil([&] { return isThere; });
-      awaitFrame();
+      shown_.awaitFrame();
       const double took = processorTime() - time;
       worst = std::max(worst, took);
       sum += took;
@@ -154,7 +106,7 @@ class WindowBench {
     for (int page = 0; page < 100; ++page) {
       const auto start = steady_clock::now();
       list_->setProperty("contentY", list_->property("contentY").toDouble() + 600);
-      awaitFrame();
+      shown_.awaitFrame();
       frames.push_back(milliseconds(steady_clock::now() - start));
     }
     std::ranges::sort(frames);
@@ -173,7 +125,7 @@ class WindowBench {
     constexpr int kGrowths = 3000;
     const double time = processorTime();
     const auto start = steady_clock::now();
-    const int framesBefore = frames_;
+    const int framesBefore = shown_.frames();
     const Stalls stalls;
     int sent = 0;
     QTimer pump;
@@ -191,7 +143,7 @@ class WindowBench {
     runFor(std::chrono::milliseconds(200));
     print("1,000 growths a second, longest stall", stalls.worst());
     print("1,000 growths a second, processor of one second", (processorTime() - time) / 3.2);
-    print("1,000 growths a second, frames", frames_ - framesBefore);
+    print("1,000 growths a second, frames", shown_.frames() - framesBefore);
     print("1,000 growths a second, the reader's place moved by", list_->property("contentY").toDouble() - place);
   }
 
@@ -199,10 +151,10 @@ class WindowBench {
     program_.window().state().setSelection(LatestConversations(), {});
     runFor(std::chrono::seconds(3));
     const double time = processorTime();
-    const int frames = frames_;
+    const int frames = shown_.frames();
     runFor(std::chrono::seconds(10));
     print("still window, processor in 10 s", processorTime() - time);
-    print("still window, frames in 10 s", frames_ - frames);
+    print("still window, frames in 10 s", shown_.frames() - frames);
   }
 
   static QQuickItem* findList(QQuickItem* item) {
@@ -216,49 +168,24 @@ class WindowBench {
     return nullptr;
   }
 
+  ShownStore& shown_;
   desktop::DesktopProgram& program_;
   QQuickWindow& window_;
   ConversationId conversation_;
   TranscriptWindow* rows_ = nullptr;
   QQuickItem* list_ = nullptr;
-  int frames_ = 0;
 };
-
-int run(int argc, char** argv) {
-  qputenv("QT_QPA_PLATFORM", "offscreen");
-  qputenv("QT_QUICK_BACKEND", "software");
-  const auto start = steady_clock::now();
-  const QGuiApplication application(argc, argv);
-  desktop::ColorScheme scheme;
-  desktop::Theme theme(scheme);
-  InterfaceLoop loop;
-  const std::filesystem::path folder = argv[1];
-  desktop::DesktopProgram program({.dataFolder = folder, .settingsFile = folder / "settings.json"});
-  desktop::WindowPlacement placement(theme);
-  {
-    desktop::WindowEngine engine;
-    program.begin();
-    QQuickWindow* const window = 
-        engine.load(QStringLiteral("Main.qml"), {{QStringLiteral("placement"), QVariant::fromValue(&placement)}});
-    if (!window) return EXIT_FAILURE;
-    bool isShown = false;
-    QObject::connect(window, &QQuickWindow::frameSwapped, window, [&] {
-      if (!std::exchange(isShown, true)) print("first frame after main", milliseconds(steady_clock::now() - start));
-    });
-    WindowBench bench(program, *window, desktop::idOf<ConversationId>(QString::fromLocal8Bit(argv[2])));
-    bench.measure();
-    bool isOver = false;
-    QObject::connect(program.window().end(), &desktop::OrderlyEnd::ended, [&] { isOver = true; });
-    program.window().end()->stopAndQuit();
-    runUntil([&] { return isOver; });
-  }
-  return EXIT_SUCCESS;
-}
 
 }  // namespace
 }  // namespace ravant::bench
 
 int main(int argc, char** argv) {
+  using namespace ravant;
   if (argc != 3) return 2;
-  return ravant::bench::run(argc, argv);
+  const auto start = bench::steady_clock::now();
+  bench::Face face(argc, argv);
+  bench::ShownStore shown(face, argv[1], bench::ShownStore::Window::shown);
+  bench::runUntil([&] { return shown.frames() > 0; });
+  bench::print("first frame after main", bench::milliseconds(bench::steady_clock::now() - start));
+  bench::WindowBench(shown, ConversationId(Uuid::parse(argv[2]).value())).measure();
 }
