@@ -33,10 +33,7 @@ awaitable<Agent> agentOf(Application& application, Conversation conversation) {
     co_return std::move(agent);
   }
   if (const auto type = conversation.foreignAgentType) {
-    throw PromptRefusedError(
-        fmt::format("the conversation's agent, {0}, is not registered; add it with: ravant agent "
-                    "add {0}",
-                    rawValue(*type)));
+    throw PromptRefusedError(fmt::format("the conversation's agent, {}, is not registered", displayName(*type)));
   }
   throw PromptRefusedError("the agent of the conversation was removed");
 }
@@ -57,7 +54,7 @@ awaitable<PromptSubmission> submissionOf(Application& application, QueuedPrompt 
                               .conversation = conversation.id,
                               .resumedSessionId = conversation.agentResumedSessionId,
                               .queued = queued};
-  expectFolderOf(submission.project);
+  co_await expectFolderOf(application, submission.project);
   submission.model = co_await modelFor(application, queued.text, conversation, submission.agent);
   if (submission.effort) {
     co_await expectEffort(application.agents(), submission.agent, submission.model, *submission.effort);

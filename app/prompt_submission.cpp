@@ -6,6 +6,7 @@
 
 #include "app/model_efforts.hpp"
 #include "core/agent_runner_error.hpp"
+#include "platform/async/on_pool.hpp"
 #include "platform/files/working_folder.hpp"
 #include "platform/log/log.hpp"
 
@@ -24,18 +25,18 @@ awaitable<void> expectIdle(Application& application, ConversationId conversation
   }
 }
 
-void expectFolderOf(const Project& project) {
+awaitable<void> expectFolderOf(Application& application, Project project) {
   try {
-    expectFolder(project.path);
+    co_await onPool(application.modelContainer()->work(), [path = project.path] { expectFolder(path); });
   } catch (const WorkingFolderError& error) {
     throw PromptRefusedError(fmt::format("nothing can run in the project {}: {}", project.name, error.what()));
   }
 }
 
 awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission) {
-  expectFolderOf(submission.project);
   const auto claim = application.runners().claim(submission.conversation);
   if (!claim) throw PromptRefusedError(std::string(kAlreadyRunning));
+  co_await expectFolderOf(application, submission.project);
   co_await expectIdle(application, submission.conversation);
   if (submission.effort) {
     co_await expectEffort(application.agents(), submission.agent, submission.model, *submission.effort);

@@ -22,8 +22,9 @@ struct PromptSubmission {
 /// Throws `PromptRefusedError` while a prompt runs in the conversation, in this process or another.
 awaitable<void> expectIdle(Application& application, ConversationId conversation);
 
-/// Throws `PromptRefusedError` where no program can be started in the project's folder: it is gone, for instance.
-void expectFolderOf(const Project& project);
+/// Throws `PromptRefusedError` where no program can be started in the project's folder: it is gone, for instance. Looks
+/// on a pool.
+awaitable<void> expectFolderOf(Application& application, Project project);
 
 /// Hands the prompt to the agent's runner, which remembers model and effort with it, and returns why it ended. Throws
 /// `StoreError` where the transcript cannot be written, and, with nothing stored, `EffortError` and what `expectIdle`

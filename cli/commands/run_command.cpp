@@ -165,7 +165,7 @@ awaitable<std::string> chooseModel(Application& application, const Destination& 
 awaitable<PromptSubmission> prepareSubmission(CommandContext& context, Arguments arguments, std::string prompt) {
   Application& application = context.application();
   const Destination destination = co_await findDestination(application, arguments);
-  if (destination.project) expectFolderOf(*destination.project);
+  if (destination.project) co_await expectFolderOf(application, *destination.project);
   Agent agent = co_await chooseAgent(application, destination, arguments.optional("--agent"));
   PromptSubmission submission{.prompt = std::move(prompt), .agent = agent};
   const auto slug = arguments.optional("--model");

@@ -37,6 +37,7 @@ class ProjectOperations {
         all_(store_.prepare("SELECT uuid, path, name, created_at, expanded_in_sidebar, sidebar_order FROM project "
                             "ORDER BY sidebar_order, id")),
         rename_(store_.prepare("UPDATE project SET name = ? WHERE uuid = ? RETURNING 1")),
+        setPath_(store_.prepare("UPDATE OR IGNORE project SET path = ? WHERE uuid = ? RETURNING 1")),
         setExpanded_(store_.prepare("UPDATE project SET expanded_in_sidebar = ? WHERE uuid = ? RETURNING 1")),
         setOrder_(store_.prepare("UPDATE project SET sidebar_order = ? WHERE uuid = ?")),
         delete_(store_.prepare("DELETE FROM project WHERE uuid = ? RETURNING 1")),
@@ -54,6 +55,7 @@ class ProjectOperations {
   }
 
   bool rename(ProjectId id, const std::string& name) { return update("rename", rename_, id, name); }
+  bool setPath(ProjectId id, const std::string& path) { return update("setPath", setPath_, id, path); }
   bool setExpanded(ProjectId id, bool expanded) { return update("setExpandedInSidebar", setExpanded_, id, expanded); }
 
   void reorder(const std::vector<ProjectId>& wanted) {
@@ -146,6 +148,7 @@ class ProjectOperations {
   sqlite::Statement byPath_;
   sqlite::Statement all_;
   sqlite::Statement rename_;
+  sqlite::Statement setPath_;
   sqlite::Statement setExpanded_;
   sqlite::Statement setOrder_;
   sqlite::Statement delete_;
@@ -168,6 +171,10 @@ awaitable<Project> ProjectStore::create(std::filesystem::path path, std::string 
 
 awaitable<bool> ProjectStore::rename(ProjectId id, std::string name) {
   return perform([id, name = std::move(name)](auto& operations) { return operations.rename(id, name); });
+}
+
+awaitable<bool> ProjectStore::setPath(ProjectId id, std::filesystem::path path) {
+  return perform([id, path = path.string()](auto& operations) { return operations.setPath(id, path); });
 }
 
 awaitable<bool> ProjectStore::setExpandedInSidebar(ProjectId id, bool expanded) {

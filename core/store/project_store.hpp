@@ -25,6 +25,8 @@ class ProjectStore : public StoreActor<ProjectOperations> {
   /// it stands. `path` is absolute and normal.
   awaitable<Project> create(std::filesystem::path path, std::string name);
   awaitable<bool> rename(ProjectId id, std::string name);
+  /// Where the project's folder is, as of `create`. False also where that is another project's.
+  awaitable<bool> setPath(ProjectId id, std::filesystem::path path);
   awaitable<bool> setExpandedInSidebar(ProjectId id, bool expanded);
   /// Puts the named projects first, in that order; the others follow as they were.
   awaitable<void> reorder(std::vector<ProjectId> orderedIds);

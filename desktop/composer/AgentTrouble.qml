@@ -4,18 +4,20 @@ import Ravant.Composer
 import Ravant.Controls
 import Ravant.Theme
 
-/// Why an agent cannot begin, and what to do.
+/// What keeps a prompt from working, and what to do.
 Rectangle {
     id: trouble
 
-    required property AgentReadiness readiness
+    required property AgentTroubles troubles
     required property int index
     required property string words
     required property int remedy
+    required property string offer
     required property string path
     required property list<string> providers
+    readonly property bool takesPath: remedy === AgentTroubles.Path || remedy === AgentTroubles.Add
 
-    height: content.implicitHeight + Theme.unit * 6
+    height: content.implicitHeight + Theme.unit * 4
     radius: 8
     color: Theme.attentionGround
     Accessible.role: Accessible.Grouping
@@ -24,40 +26,50 @@ Rectangle {
     Column {
         id: content
 
-        anchors { left: parent.left; right: parent.right; verticalCenter: parent.verticalCenter; margins: Theme.unit * 3 }
+        anchors { left: parent.left; right: parent.right; verticalCenter: parent.verticalCenter; leftMargin: Theme.unit * 3; rightMargin: Theme.unit * 2 }
         spacing: Theme.unit * 2
 
-        PlainLabel {
+        RowLayout {
             width: parent.width
-            wrapMode: Text.Wrap
-            elide: Text.ElideNone
-            text: trouble.words
+            spacing: Theme.unit * 2
+
+            ThemeIcon { Layout.alignment: Qt.AlignVCenter; name: "warning"; color: Theme.attention }
+            PlainLabel {
+                Layout.fillWidth: true
+                wrapMode: Text.Wrap
+                elide: Text.ElideNone
+                text: trouble.words
+            }
+            PushButton {
+                visible: !trouble.takesPath && trouble.remedy !== AgentTroubles.Key && trouble.remedy !== AgentTroubles.Scan
+                text: trouble.offer
+                onClicked: trouble.troubles.mend(trouble.index)
+            }
+            PushButton {
+                visible: trouble.takesPath || trouble.remedy === AgentTroubles.Scan
+                enabled: !trouble.troubles.isScanning
+                text: trouble.troubles.isScanning ? qsTr("Scanning…") : qsTr("Scan again")
+                onClicked: trouble.troubles.scan()
+            }
         }
         RowLayout {
             width: parent.width
-            visible: trouble.remedy !== AgentReadiness.Key
+            visible: trouble.takesPath
             spacing: Theme.unit * 2
 
             TextLine {
                 id: field
 
                 Layout.fillWidth: true
-                visible: trouble.remedy === AgentReadiness.Path
                 name: qsTr("Path of its program")
                 placeholderText: name
                 text: trouble.path
-                onAccepted: trouble.readiness.setPath(trouble.index, text)
+                onAccepted: trouble.troubles.setPath(trouble.index, text)
             }
             PushButton {
-                visible: field.visible
-                enabled: field.text.trim() !== "" && field.text !== trouble.path
-                text: qsTr("Set its path")
-                onClicked: trouble.readiness.setPath(trouble.index, field.text)
-            }
-            PushButton {
-                enabled: !trouble.readiness.isScanning
-                text: trouble.readiness.isScanning ? qsTr("Scanning…") : qsTr("Scan again")
-                onClicked: trouble.readiness.scan()
+                enabled: field.text.trim() !== "" && (trouble.remedy === AgentTroubles.Add || field.text !== trouble.path)
+                text: trouble.offer
+                onClicked: trouble.troubles.setPath(trouble.index, field.text)
             }
         }
         Repeater {
@@ -89,9 +101,9 @@ Rectangle {
                     id: enter
 
                     enabled: key.text !== ""
-                    text: qsTr("Enter the key")
+                    text: trouble.offer
                     Accessible.name: qsTr("Enter the key of %1").arg(provider.modelData)
-                    onClicked: { trouble.readiness.enterKey(provider.index, key.text); key.clear() }
+                    onClicked: { trouble.troubles.enterKey(provider.index, key.text); key.clear() }
                 }
             }
         }

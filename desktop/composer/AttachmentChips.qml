@@ -1,61 +1,41 @@
 import QtQuick
-import Ravant.Controls
 import Ravant.Theme
 
-/// The files that go with a prompt.
+/// What goes with a prompt beside its words.
 Flow {
     id: chips
 
     required property list<string> attachments
+    /// Empty where there is none.
+    required property string longText
 
     signal detached(int index)
+    signal longTextShown
+    signal longTextRemoved
 
-    visible: repeater.count > 0
+    visible: repeater.count > 0 || longText !== ""
     spacing: Theme.unit
     Accessible.role: Accessible.List
     Accessible.name: qsTr("Attachments")
 
+    AttachmentChip {
+        visible: chips.longText !== ""
+        words: chips.longText
+        offer: qsTr("Show")
+        onAccepted: chips.longTextShown()
+        onRemoved: chips.longTextRemoved()
+    }
     Repeater {
         id: repeater
 
         model: chips.attachments
 
-        Rectangle {
-            id: chip
-
+        AttachmentChip {
             required property int index
             required property string modelData
 
-            width: content.width
-            height: Theme.smallRowHeight
-            radius: 6
-            color: Theme.sunken
-            border { width: 1; color: Theme.line }
-            Accessible.role: Accessible.ListItem
-            Accessible.name: modelData
-
-            Row {
-                id: content
-
-                height: parent.height
-                leftPadding: Theme.unit * 2
-                spacing: Theme.unit
-                ThemeIcon { anchors.verticalCenter: parent.verticalCenter; name: "file" }
-                PlainLabel {
-                    anchors.verticalCenter: parent.verticalCenter
-                    width: Math.min(implicitWidth, Theme.unit * 80, chips.width - Theme.unit * 16)
-                    elide: Text.ElideMiddle
-                    text: chip.modelData
-                    font.pixelSize: Theme.secondarySize
-                }
-                IconButton {
-                    width: Theme.smallRowHeight
-                    height: Theme.smallRowHeight
-                    iconName: "cross"
-                    name: qsTr("Remove %1").arg(chip.modelData)
-                    onClicked: chips.detached(chip.index)
-                }
-            }
+            words: modelData
+            onRemoved: chips.detached(index)
         }
     }
 }

@@ -16,7 +16,17 @@ FocusScope {
         id: composer
 
         onTextReplaced: field.replace(text)
-        onNewConversationOpened: field.forceActiveFocus()
+        onFieldWanted: field.forceActiveFocus()
+    }
+    Connections {
+        target: Workbench
+        ignoreUnknownSignals: true
+        function onFilesDropped(dropped) { composer.attach(dropped); field.forceActiveFocus() }
+    }
+    Connections {
+        target: composer.troubles
+        function onModelWanted(): void { models.open() }
+        function onFolderWanted(): void { projectFolder.open() }
     }
     CommandHandler { command: "focusInput"; enabled: root.visible; onTriggered: field.forceActiveFocus(Qt.ShortcutFocusReason) }
     CommandHandler { command: "sendNow"; enabled: root.visible && composer.canSend; onTriggered: composer.sendNow() }
@@ -32,12 +42,27 @@ FocusScope {
         width: Math.min(root.width - Theme.unit * 10, Theme.unit * 194)
         spacing: Theme.unit * 2
 
-        Refusal { width: parent.width; words: composer.refusal }
+        Repeater {
+            model: composer.troubles
+
+            AgentTrouble { width: parts.width; troubles: composer.troubles }
+        }
+        PlainLabel {
+            width: parent.width
+            visible: text !== ""
+            leftPadding: Theme.unit * 2
+            text: composer.troubles.readyAgents
+            color: Theme.dim
+            Accessible.ignored: !visible
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+        Refusal { width: parent.width; words: composer.troubles.count > 0 ? "" : composer.refusal }
         PlainLabel {
             width: parent.width
             visible: composer.isQueueHeld
             leftPadding: Theme.unit * 3
-            text: qsTr("These wait until one of them is sent, or the next prompt has finished.")
+            text: qsTr("These wait until you send one of them, or another prompt.")
             color: Theme.faint
             font.pixelSize: Theme.secondarySize
             Accessible.ignored: !visible
@@ -45,19 +70,30 @@ FocusScope {
             Accessible.name: text
         }
         QueueList { width: parent.width; queue: composer.queue; onDismissed: field.forceActiveFocus() }
-        AttachmentChips { width: parent.width; attachments: composer.attachments; onDetached: index => composer.detach(index) }
+        AttachmentChips {
+            width: parent.width
+            attachments: composer.attachments
+            longText: composer.longText
+            onDetached: index => composer.detach(index)
+            onLongTextShown: composer.showLongText()
+            onLongTextRemoved: composer.removeLongText()
+        }
 
         Rectangle {
             id: box
 
+            readonly property real widthOfChoices: attach.width + model.implicitWidth + effort.implicitWidth + Theme.unit * 8
+            readonly property real widthOfActions: (stop.visible ? stop.implicitWidth + Theme.unit : 0) + send.width
+            /// What can be left out is.
+            readonly property bool isNarrow: width < widthOfChoices + agent.implicitWidth + widthOfActions + meter.fullWidth
             /// The actions have a line of their own, below the pickers.
-            readonly property bool isNarrow: width < attach.width + agent.implicitWidth + model.implicitWidth + effort.implicitWidth + actions.width + Theme.unit * 8
+            readonly property bool isStacked: isNarrow && width < widthOfChoices + (agent.enabled ? agent.implicitWidth : 0) + widthOfActions + meter.narrowWidth
 
             width: parent.width
-            height: field.height + pickers.height + (isNarrow ? actions.height + Theme.unit * 2 : 0) + Theme.unit * 8
+            height: field.height + pickers.height + (isStacked ? actions.height + Theme.unit * 2 : 0) + Theme.unit * 8
             radius: 10
             color: Theme.raised
-            border { width: 1; color: field.activeFocus ? Theme.strongLine : Theme.line }
+            border { width: 1; color: field.activeFocus ? Theme.accent : Theme.line }
 
             PromptField {
                 id: field
@@ -71,15 +107,10 @@ FocusScope {
                 onTextChanged: composer.text = text
                 onKeyPressed: event => event.accepted = composer.takeKey(event.key, event.modifiers)
             }
-            DropArea {
-                anchors.fill: parent
-                onEntered: drag => drag.accepted = drag.hasUrls
-                onDropped: drop => drop.accepted = composer.attach(drop.urls)
-            }
             Flow {
                 id: pickers
 
-                anchors { bottom: box.isNarrow ? actions.top : parent.bottom; left: parent.left; right: box.isNarrow ? parent.right : actions.left; margins: Theme.unit * 2 }
+                anchors { bottom: box.isStacked ? actions.top : parent.bottom; left: parent.left; right: box.isStacked ? parent.right : actions.left; margins: Theme.unit * 2 }
                 spacing: Theme.unit
 
                 IconButton {
@@ -92,10 +123,11 @@ FocusScope {
                 PickerButton {
                     id: agent
 
+                    visible: enabled || !box.isNarrow
                     width: Math.min(implicitWidth, pickers.width)
                     subject: qsTr("Agent")
-                    choice: composer.agentName
-                    enabled: composer.canChooseAgent
+                    choice: composer.pickers.agentName
+                    enabled: composer.pickers.canChooseAgent
                     obstacle: qsTr("A conversation keeps its agent")
                     keys: Workbench.keys("chooseAgent", Workbench.commandsRevision)
                     onClicked: agents.open()
@@ -104,10 +136,10 @@ FocusScope {
                         id: agents
 
                         name: qsTr("Choose an agent")
-                        model: composer.agents
-                        initialRow: composer.agents.chosenRow
-                        onFilterChanged: composer.agents.filter = filter
-                        onChosen: row => composer.chooseAgent(row)
+                        model: composer.pickers.agents
+                        initialRow: composer.pickers.agents.chosenRow
+                        onFilterChanged: composer.pickers.agents.filter = filter
+                        onChosen: row => composer.pickers.chooseAgent(row)
                     }
                 }
                 PickerButton {
@@ -115,8 +147,8 @@ FocusScope {
 
                     width: Math.min(implicitWidth, pickers.width)
                     subject: qsTr("Model")
-                    choice: composer.modelName
-                    enabled: composer.canChooseModel
+                    choice: composer.pickers.modelName
+                    enabled: composer.pickers.canChooseModel
                     keys: Workbench.keys("chooseModel", Workbench.commandsRevision)
                     onClicked: models.open()
 
@@ -124,10 +156,10 @@ FocusScope {
                         id: models
 
                         name: qsTr("Choose or type a model")
-                        model: composer.models
-                        initialRow: composer.models.chosenRow
-                        onFilterChanged: composer.models.filter = filter
-                        onChosen: row => composer.chooseModel(row)
+                        model: composer.pickers.models
+                        initialRow: composer.pickers.models.chosenRow
+                        onFilterChanged: composer.pickers.models.filter = filter
+                        onChosen: row => composer.pickers.chooseModel(row)
                     }
                 }
                 PickerButton {
@@ -135,9 +167,9 @@ FocusScope {
 
                     width: Math.min(implicitWidth, pickers.width)
                     subject: qsTr("Effort")
-                    choice: composer.effortName
-                    label: composer.hasEffort ? composer.effortName : qsTr("Default effort")
-                    enabled: composer.canChooseEffort
+                    choice: composer.pickers.effortName
+                    label: composer.pickers.hasEffort ? composer.pickers.effortName : qsTr("Default effort")
+                    enabled: composer.pickers.canChooseEffort
                     obstacle: qsTr("This model has no efforts to choose from")
                     keys: Workbench.keys("chooseEffort", Workbench.commandsRevision)
                     onClicked: efforts.open()
@@ -146,10 +178,10 @@ FocusScope {
                         id: efforts
 
                         name: qsTr("Choose an effort")
-                        model: composer.efforts
-                        initialRow: composer.efforts.chosenRow
-                        onFilterChanged: composer.efforts.filter = filter
-                        onChosen: row => composer.chooseEffort(row)
+                        model: composer.pickers.efforts
+                        initialRow: composer.pickers.efforts.chosenRow
+                        onFilterChanged: composer.pickers.efforts.filter = filter
+                        onChosen: row => composer.pickers.chooseEffort(row)
                     }
                 }
             }
@@ -160,6 +192,9 @@ FocusScope {
                 spacing: Theme.unit
 
                 ContextMeter {
+                    id: meter
+
+                    isNarrow: box.isNarrow
                     anchors.verticalCenter: parent.verticalCenter
                     words: composer.contextWords
                     share: composer.contextShare
@@ -168,7 +203,7 @@ FocusScope {
                 PushButton {
                     id: stop
 
-                    visible: composer.isRunning
+                    visible: composer.isUnderWay
                     enabled: composer.stopObstacle === ""
                     iconName: "stop"
                     text: qsTr("Stop")
@@ -177,6 +212,8 @@ FocusScope {
                     onClicked: composer.stop()
                 }
                 IconButton {
+                    id: send
+
                     width: Theme.unit * 8
                     iconName: "arrow-up"
                     name: qsTr("Send")
@@ -189,9 +226,11 @@ FocusScope {
             }
         }
     }
-    Connections {
-        target: composer.queue
-        function onEdited(): void { field.forceActiveFocus() }
+    FolderChooser {
+        id: projectFolder
+
+        title: qsTr("Choose the project's folder")
+        onChosen: folder => composer.troubles.setFolder(folder)
     }
     FileChooser {
         id: files

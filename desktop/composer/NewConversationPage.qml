@@ -3,19 +3,22 @@ import Ravant.Composer
 import Ravant.Controls
 import Ravant.Theme
 
-/// Above the composer of a new conversation: where it will work, and with whom it could.
+/// Above the composer of a new conversation: where it will work.
 FocusScope {
     id: page
 
-    AgentReadiness { id: agents }
+    clip: true
+
+    NewConversationPlace { id: place }
     Column {
-        anchors { left: parts.left; right: parts.right; bottom: parts.top; bottomMargin: Theme.unit * 6 }
+        anchors { horizontalCenter: parent.horizontalCenter; bottom: parent.bottom; bottomMargin: Theme.unit * 4 }
+        width: Math.min(page.width - Theme.unit * 12, Theme.unit * 190)
         spacing: Theme.unit
 
         PlainLabel {
             width: parent.width
-            text: agents.projectName
-            font { pixelSize: Theme.unit * 5; weight: Font.DemiBold }
+            text: place.projectName
+            font { pixelSize: Theme.proseSize; weight: Font.DemiBold }
             Accessible.ignored: false
             Accessible.role: Accessible.Heading
             Accessible.name: text
@@ -23,42 +26,22 @@ FocusScope {
         PlainLabel {
             width: parent.width
             elide: Text.ElideMiddle
-            text: agents.projectPath
+            text: place.projectPath
             color: Theme.dim
             font.pixelSize: Theme.secondarySize
             Accessible.ignored: false
             Accessible.role: Accessible.StaticText
             Accessible.name: text
         }
-    }
-    Column {
-        id: parts
-
-        anchors { horizontalCenter: parent.horizontalCenter; bottom: parent.bottom; bottomMargin: Theme.unit * 6 }
-        width: Math.min(page.width - Theme.unit * 10, Theme.unit * 194)
-        spacing: Theme.unit * 3
-
-        Repeater {
-            model: agents
-
-            AgentTrouble { width: parts.width; readiness: agents }
-        }
         PlainLabel {
             width: parent.width
-            visible: text !== ""
-            text: agents.agents
-            color: Theme.dim
-            Accessible.ignored: !visible
-            Accessible.role: Accessible.StaticText
-            Accessible.name: text
-        }
-        PlainLabel {
-            width: parent.width
+            visible: page.height > Theme.unit * 40
+            topPadding: Theme.unit * 3
             wrapMode: Text.Wrap
-            text: qsTr("Enter sends, Shift Enter begins a new line. Files can be dropped on the prompt.")
+            text: qsTr("Enter sends, Shift Enter begins a new line. Files can be dropped anywhere on this window.")
             color: Theme.faint
             font.pixelSize: Theme.secondarySize
-            Accessible.ignored: false
+            Accessible.ignored: !visible
             Accessible.role: Accessible.StaticText
             Accessible.name: text
         }

@@ -1,5 +1,6 @@
 import QtQuick
 import Ravant.Composer
+import Ravant.Controls
 import Ravant.Theme
 
 /// The prompts that wait: walked with the arrow keys, Enter shows what can be done with the current one.
@@ -12,7 +13,11 @@ ListView {
     signal dismissed
 
     visible: count > 0
-    implicitHeight: Math.min(contentHeight, Theme.smallRowHeight * 5)
+    /// As many rows as leave room for what is above.
+    readonly property int mostRows: Math.max(1, Math.min(5, Math.floor((list.Window.height - Theme.unit * 80) / Theme.smallRowHeight)))
+    readonly property bool scrolls: count > mostRows
+
+    implicitHeight: Math.min(contentHeight, Theme.smallRowHeight * mostRows)
     clip: true
     boundsBehavior: Flickable.StopAtBounds
     keyNavigationEnabled: true
@@ -30,5 +35,14 @@ ListView {
         width: ListView.view.width
         current: ListView.isCurrentItem
         queue: list.queue
+    }
+
+    VerticalScroll {
+        parent: list
+        anchors { top: list.top; bottom: list.bottom; right: list.right }
+        orientation: Qt.Vertical
+        interactive: false
+        size: list.visibleArea.heightRatio
+        position: list.visibleArea.yPosition
     }
 }

@@ -33,7 +33,7 @@ ListRow {
     Row {
         id: actions
 
-        anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        anchors { right: parent.right; rightMargin: Theme.unit * ((row.ListView.view as QueueList)?.scrolls ? 4 : 2); verticalCenter: parent.verticalCenter }
         IconButton {
             height: Theme.smallRowHeight
             visible: row.width > Theme.unit * 80

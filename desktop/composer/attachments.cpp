@@ -1,11 +1,22 @@
 #include "desktop/composer/attachments.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "desktop/composer/attachment_wire.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::desktop {
+
+namespace {
+
+/// As a paragraph of its own.
+void append(std::string& text, std::string_view behind) {
+  if (!text.empty() && !behind.empty()) text += "\n\n";
+  text += behind;
+}
+
+}  // namespace
 
 ComposedPrompt ComposedPrompt::parse(std::string_view text) {
   ComposedPrompt prompt;
@@ -20,18 +31,41 @@ ComposedPrompt ComposedPrompt::parse(std::string_view text) {
   }
   std::ranges::reverse(prompt.attachments);
   if (!prompt.attachments.empty() && rest.ends_with('\n')) rest.remove_suffix(1);
-  prompt.words = rest;
+  (rest.size() > kMostWords ? prompt.longText : prompt.words) = rest;
   return prompt;
 }
 
+std::string ComposedPrompt::allWords() const {
+  std::string all = words;
+  append(all, longText);
+  return all;
+}
+
 std::string ComposedPrompt::text() const {
-  std::string text = words;
+  std::string text = allWords();
   if (!attachments.empty() && !text.empty()) text += '\n';
   for (const std::string& path : attachments) {
     if (!text.empty()) text += '\n';
     text += attachmentLine(path);
   }
   return text;
+}
+
+ComposedPrompt joined(ComposedPrompt first, const ComposedPrompt& second) {
+  append(first.words, second.words);
+  append(first.longText, second.longText);
+  if (first.words.size() > ComposedPrompt::kMostWords) {
+    append(first.words, first.longText);
+    first.longText = std::exchange(first.words, {});
+  }
+  for (const std::string& path : second.attachments) {
+    if (std::ranges::count(first.attachments, path) == 0) first.attachments.push_back(path);
+  }
+  return first;
+}
+
+std::string joined(std::string_view first, std::string_view second) {
+  return joined(ComposedPrompt::parse(first), ComposedPrompt::parse(second)).text();
 }
 
 std::string attachmentPath(const std::filesystem::path& file, const std::filesystem::path& projectFolder) {

@@ -1,18 +1,22 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
 #include <QTimer>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "desktop/composer/prompt_sender.hpp"
+#include "desktop/loop/rereading.hpp"
 #include "desktop/loop/view_model.hpp"
 
 namespace ravant::desktop {
 
 /// The text of a composer in the store: read when its place is shown or another program changes it, written while it is
-/// typed. What was typed here is never replaced by what comes from elsewhere. On the interface thread.
+/// typed. What was typed here is never replaced by what comes from elsewhere, and what stood there is never overwritten
+/// unread. A reading or writing that fails is tried again for as long as something typed is not kept. On the interface
+/// thread.
 class DraftKeeper final : public QObject, public ViewModel {
   Q_OBJECT
 
@@ -33,8 +37,13 @@ class DraftKeeper final : public QObject, public ViewModel {
   void arrived(const QString& text);
 
  private:
+  awaitable<void> readUntilCurrent();
   awaitable<void> read();
-  void changed(const DraftPlace& place);
+  void refresh();
+  void writeSoon();
+  void writeFailed(const DraftPlace& place, bool wasRead);
+  static awaitable<void> write(std::shared_ptr<PromptSender> sender, DraftPlace place, std::string text, bool isRead,
+                               QPointer<DraftKeeper> self);
 
   std::shared_ptr<PromptSender> sender_;
   std::optional<DraftPlace> place_;
@@ -43,6 +52,7 @@ class DraftKeeper final : public QObject, public ViewModel {
   bool isTouched_ = false;  ///< since it was read or written
   QTimer delay_;
   Turns turns_;
+  Rereading rereading_;
 };
 
 }  // namespace ravant::desktop

@@ -6,11 +6,12 @@ namespace ravant::desktop {
 namespace {
 
 constexpr std::int64_t kPage = 60;
+constexpr std::int64_t kMostConversations = 50;
 
 }  // namespace
 
-void PromptHistory::open(std::optional<ConversationId> conversation) {
-  conversation_ = conversation;
+void PromptHistory::open(std::optional<DraftPlace> place) {
+  place_ = place;
   end();
 }
 
@@ -18,7 +19,8 @@ void PromptHistory::end() {
   turns_.take();
   prompts_.clear();
   earliest_.reset();
-  isComplete_ = !conversation_;
+  unread_.reset();
+  isComplete_ = !place_;
   isReading_ = false;
   position_ = 0;
   current_.reset();
@@ -45,22 +47,41 @@ void PromptHistory::show(std::size_t position) {
   Q_EMIT reached(*current_);
 }
 
+awaitable<std::deque<ConversationId>> PromptHistory::conversations(DraftPlace place) {
+  if (const auto* const one = std::get_if<ConversationId>(&place)) co_return std::deque{*one};
+  const auto summaries = co_await application_.conversations().conversations(
+      {.project = std::get<ProjectId>(place), .limit = kMostConversations});
+  std::deque<ConversationId> ids;
+  for (const ConversationSummary& summary : summaries) ids.push_back(summary.conversation.id);
+  co_return ids;
+}
+
 awaitable<void> PromptHistory::readEarlier() {
   isReading_ = true;
   const auto turn = turns_.take();
   const std::size_t known = prompts_.size();
-  while (prompts_.size() == known && !isComplete_) {
-    const std::vector<ConversationItem> page =
-        co_await alive(application_.transcripts().page(*conversation_, earliest_, PageDirection::before, kPage));
+  if (!unread_) {
+    auto found = co_await alive(conversations(*place_));
     if (!turns_.isLatest(turn)) co_return;
-    isComplete_ = page.empty();
-    if (!page.empty()) earliest_ = page.front().id;
+    unread_ = std::move(found);
+  }
+  while (prompts_.size() == known && !unread_->empty()) {
+    const std::vector<ConversationItem> page =
+        co_await alive(application_.transcripts().page(unread_->front(), earliest_, PageDirection::before, kPage));
+    if (!turns_.isLatest(turn)) co_return;
+    if (page.empty()) {
+      unread_->pop_front();
+      earliest_.reset();
+    } else {
+      earliest_ = page.front().id;
+    }
     for (const ConversationItem& item : page | std::views::reverse) {
       if (kindOf(item) != ConversationItemKind::userMessage) continue;
       const QString text = QString::fromStdString(item.text);
       if (prompts_.empty() || prompts_.back() != text) prompts_.push_back(text);
     }
   }
+  isComplete_ = unread_->empty();
   isReading_ = false;
   if (position_ < prompts_.size()) show(position_ + 1);
 }

@@ -2,16 +2,18 @@
 
 #include <QObject>
 #include <QString>
+#include <deque>
 #include <optional>
 #include <vector>
 
 #include "app/application.hpp"
+#include "core/store/draft_store.hpp"
 #include "desktop/loop/view_model.hpp"
 
 namespace ravant::desktop {
 
-/// The prompts of a conversation's transcript, walked from the latest one back. Read page by page, as far as the walk
-/// goes.
+/// The prompts of a conversation's transcript, or of those of a project, walked from the latest one back. Read page by
+/// page, as far as the walk goes.
 class PromptHistory final : public QObject, public ViewModel {
   Q_OBJECT
 
@@ -19,7 +21,7 @@ class PromptHistory final : public QObject, public ViewModel {
   /// `application` outlives this.
   explicit PromptHistory(Application& application) : application_(application) {}
 
-  void open(std::optional<ConversationId> conversation);
+  void open(std::optional<DraftPlace> place);
   /// `reached` follows, where there is an earlier one.
   void goBack();
   /// `reached` with the one behind, or with nothing behind the latest.
@@ -34,10 +36,13 @@ class PromptHistory final : public QObject, public ViewModel {
 
  private:
   awaitable<void> readEarlier();
+  awaitable<std::deque<ConversationId>> conversations(DraftPlace place);
   void show(std::size_t position);
 
   Application& application_;
-  std::optional<ConversationId> conversation_;
+  std::optional<DraftPlace> place_;
+  std::optional<std::deque<ConversationId>>
+      unread_;                    ///< those that are left, the latest first; nothing before they are known
   std::vector<QString> prompts_;  ///< as far as they are read, the latest first
   std::optional<ConversationItemId> earliest_;
   bool isComplete_ = false;

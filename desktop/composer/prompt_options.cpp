@@ -1,7 +1,5 @@
 #include "desktop/composer/prompt_options.hpp"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 
 #include "app/default_model.hpp"
@@ -15,13 +13,10 @@ void chooseAgentOf(const Conversation& conversation, const std::vector<Agent>& a
   if (own != all.end()) {
     options.agent = *own;
     if (own->enabled) return;
-    options.obstacle =
-        fmt::format("The agent {0} is disabled; enable it with: ravant agent enable {0}", rawValue(own->type));
-  } else if (const auto type = conversation.foreignAgentType) {
-    options.obstacle = fmt::format(
-        "The agent of this conversation, {0}, is not registered; add it with: ravant agent add {0}", rawValue(*type));
+    options.obstacle = PromptObstacle::agentDisabled;
   } else {
-    options.obstacle = "The agent of this conversation was removed; begin a new one.";
+    const bool isForeign = conversation.foreignAgentType.has_value();
+    options.obstacle = isForeign ? PromptObstacle::agentUnregistered : PromptObstacle::agentRemoved;
   }
 }
 
@@ -39,7 +34,7 @@ awaitable<void> chooseAgentOfNew(Application& application, std::optional<AgentId
   if (!options.agents.empty()) {
     options.agent = options.agents.front();
   } else {
-    options.obstacle = "There is no enabled agent: add one with: ravant agent add claude";
+    options.obstacle = PromptObstacle::noAgent;
   }
 }
 
@@ -77,10 +72,7 @@ awaitable<PromptOptions> readPromptOptions(Application& application, std::option
   if (!slug && conversation) slug = conversation->lastUsedModel;
   if (!slug) slug = co_await defaultModel(application, agent);
   if (!slug) {
-    if (options.obstacle.empty()) {
-      options.obstacle = fmt::format("The agent {0} has no enabled model; add one with: ravant model add {0} SLUG",
-                                     rawValue(agent.type));
-    }
+    if (options.obstacle == PromptObstacle::none) options.obstacle = PromptObstacle::noModel;
     co_return options;
   }
   options.model = *std::move(slug);

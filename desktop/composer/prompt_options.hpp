@@ -23,6 +23,9 @@ struct ModelOption {
   std::string displayName;
 };
 
+/// Why nothing can be sent.
+enum class PromptObstacle { none, noAgent, agentDisabled, agentUnregistered, agentRemoved, noModel };
+
 /// What a prompt would be sent with, and what could be chosen instead.
 struct PromptOptions {
   std::vector<Agent> agents = {};  ///< those that are enabled
@@ -32,8 +35,7 @@ struct PromptOptions {
   /// Those that the model takes. Nothing where nobody but the agent knows them.
   std::optional<std::vector<std::string>> efforts = std::vector<std::string>();
   std::optional<std::string> effort = {};
-  /// Why nothing can be sent, in words that say what to do; empty where something can.
-  std::string obstacle = {};
+  PromptObstacle obstacle = PromptObstacle::none;
 };
 
 /// For a prompt of the conversation; without one, for the first prompt of a new one. A choice that is not possible any

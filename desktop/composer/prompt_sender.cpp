@@ -28,6 +28,9 @@ awaitable<void> expectAttachments(Application& application, std::string prompt, 
   if (!gone.empty()) throw PromptRefusedError("an attached file is gone: " + gone.front());
 }
 
+/// The user has stopped the prompt before it was sent.
+struct Stopped {};
+
 /// As a sentence, for the core's words begin in the middle of one.
 std::string sentence(std::string words) {
   if (!words.empty() && words.front() >= 'a' && words.front() <= 'z') words.front() -= 'a' - 'A';
@@ -53,15 +56,31 @@ void PromptSender::send(PromptOrder order) {
 
 void PromptSender::queue(PromptOrder order, QueueEnd end) {
   auto entry = enter(order, Way::queue);
-  InterfaceLoop::instance().spawn(addToQueue(shared_from_this(), std::move(order), end, std::move(entry)));
+  const ConversationId conversation = *order.conversation;
+  std::deque<ToQueue>& waiting = toQueue_[conversation];
+  waiting.push_back({.order = std::move(order), .end = end, .entry = std::move(entry)});
+  if (waiting.size() == 1) InterfaceLoop::instance().spawn(addToQueue(shared_from_this(), conversation));
 }
 
 void PromptSender::sendFromQueue(ConversationId conversation, QueuedPromptId prompt) {
   InterfaceLoop::instance().spawn(sendQueued(shared_from_this(), conversation, prompt));
 }
 
-void PromptSender::stop(ConversationId conversation) {
-  InterfaceLoop::instance().spawn(application_.runners().cancelRunner(conversation));
+void PromptSender::takeFromQueue(ConversationId conversation, QueuedPromptId prompt) {
+  InterfaceLoop::instance().spawn(takeOne(shared_from_this(), conversation, prompt));
+}
+
+void PromptSender::putBack(const DraftPlace& place, std::string text) {
+  InterfaceLoop::instance().spawn(giveBackFor(shared_from_this(), {.place = place, .prompt = std::move(text)}));
+}
+
+void PromptSender::stop(const DraftPlace& place) {
+  for (const auto& entry : underWay_) {
+    if (entry->place == place && entry->way == Way::run && !entry->isStored) entry->isStopped = true;
+  }
+  const auto* const conversation = std::get_if<ConversationId>(&place);
+  if (conversation == nullptr || !application_.runners().activeConversations().contains(*conversation)) return;
+  InterfaceLoop::instance().spawn(application_.runners().cancelRunner(*conversation));
 }
 
 bool PromptSender::isUnderWay(const DraftPlace& place) const {
@@ -91,6 +110,8 @@ void PromptSender::itemWasAdded(ConversationId conversation) {
   (*stored)->isStored = true;
   Q_EMIT underWayChanged();
   InterfaceLoop::instance().spawn(settle(shared_from_this(), *stored));
+  // The run had not begun when it was stopped.
+  if ((*stored)->isStopped) InterfaceLoop::instance().spawn(application_.runners().cancelRunner(conversation));
 }
 
 awaitable<void> PromptSender::settle(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry) {
@@ -106,17 +127,20 @@ awaitable<void> PromptSender::sendToEnd(std::shared_ptr<PromptSender> self, Prom
     co_await self->submit(std::move(order), entry);
     if (!std::exchange(entry->isStored, true)) co_await settle(self, entry);
     co_return;
+  } catch (const Stopped&) {
   } catch (const std::exception& error) {
     words = sentence(error.what());
   }
   co_await self->application_.modelContainer()->changeFeed()->flush();
   if (entry->isStored) throw std::runtime_error(words);
   self->leave(entry);
-  co_await self->giveBack(entry->place, prompt, words);
+  co_await self->giveBack({.place = entry->place, .prompt = prompt, .words = words});
+  // The conversation has it from here on.
+  if (entry->place != entry->draft) co_await dropDraft(self->drafts_, entry->draft, prompt);
 }
 
 awaitable<void> PromptSender::submit(PromptOrder order, std::shared_ptr<UnderWay> entry) {
-  expectFolderOf(order.project);
+  co_await expectFolderOf(application_, order.project);
   co_await expectAttachments(application_, order.prompt, order.project.path);
   PromptSubmission submission{.prompt = std::move(order.prompt),
                               .project = order.project,
@@ -132,37 +156,58 @@ awaitable<void> PromptSender::submit(PromptOrder order, std::shared_ptr<UnderWay
     submission.conversation = *order.conversation;
     submission.resumedSessionId = summary->conversation.agentResumedSessionId;
   } else {
+    if (entry->isStopped) throw Stopped();
     const auto made = co_await application_.conversations().createConversation(order.project.id, order.agent);
     if (!made) throw PromptRefusedError("the project or the agent is gone");
     submission.conversation = *made;
     entry->place = *made;
     Q_EMIT began(order.project.id, *made);
   }
+  if (entry->isStopped) throw Stopped();
   co_await submitPrompt(application_, std::move(submission));
 }
 
-awaitable<void> PromptSender::addToQueue(std::shared_ptr<PromptSender> self, PromptOrder order, QueueEnd end,
-                                         std::shared_ptr<UnderWay> entry) {
-  const ConversationId conversation = *order.conversation;
-  std::string words;
-  try {
-    co_await expectAttachments(self->application_, order.prompt, order.project.path);
-    if (order.effort) {
-      const Agent agent = co_await agentOf(self->application_, order.agent);
-      co_await expectEffort(self->application_.agents(), agent, order.model, *order.effort);
+awaitable<void> PromptSender::addToQueue(std::shared_ptr<PromptSender> self, ConversationId conversation) {
+  std::deque<ToQueue>& waiting = self->toQueue_[conversation];
+  while (!waiting.empty()) {
+    const ToQueue wanted = waiting.front();
+    std::string words;
+    try {
+      co_await self->addOne(wanted);
+    } catch (const std::exception& error) {
+      words = sentence(error.what());
     }
-    const auto added = co_await self->prompts().add(
-        conversation, {.prompt = order.prompt, .model = order.model, .effort = order.effort});
-    if (!added) throw PromptRefusedError("the conversation is gone");
-    co_await dropDraft(self->drafts_, order.place(), order.prompt);
-    self->leave(entry);
-    if (end == QueueEnd::front) co_await self->putFirst(conversation, *added);
-    co_return;
-  } catch (const std::exception& error) {
-    words = sentence(error.what());
+    self->leave(wanted.entry);
+    if (!words.empty()) {
+      co_await self->giveBack({.place = conversation, .prompt = wanted.order.prompt, .words = words});
+    }
+    waiting.pop_front();
   }
-  self->leave(entry);
-  co_await self->giveBack(conversation, order.prompt, words);
+  self->toQueue_.erase(conversation);
+}
+
+awaitable<void> PromptSender::addOne(ToQueue wanted) {
+  const PromptOrder& order = wanted.order;
+  co_await expectAttachments(application_, order.prompt, order.project.path);
+  if (order.effort) {
+    const Agent agent = co_await agentOf(application_, order.agent);
+    co_await expectEffort(application_.agents(), agent, order.model, *order.effort);
+  }
+  const auto added = co_await prompts().add(*order.conversation,
+                                            {.prompt = order.prompt, .model = order.model, .effort = order.effort});
+  if (!added) throw PromptRefusedError("the conversation is gone");
+  co_await dropDraft(drafts_, order.place(), order.prompt);
+  if (wanted.end == QueueEnd::front) co_await putFirst(*order.conversation, *added);
+}
+
+awaitable<void> PromptSender::takeOne(std::shared_ptr<PromptSender> self, ConversationId conversation,
+                                      QueuedPromptId prompt) {
+  const auto taken = co_await self->prompts().remove(prompt);
+  if (!taken) co_return;
+  co_await self->giveBack({.place = conversation,
+                           .prompt = taken->text.prompt,
+                           .model = taken->text.model,
+                           .effort = taken->text.effort.value_or("")});
 }
 
 awaitable<void> PromptSender::sendQueued(std::shared_ptr<PromptSender> self, ConversationId conversation,
@@ -181,15 +226,20 @@ awaitable<void> PromptSender::dropDraft(std::shared_ptr<DraftStore> drafts, Draf
   if (kept == text) co_await drafts->keep(place, "");
 }
 
-awaitable<void> PromptSender::giveBack(DraftPlace place, std::string prompt, std::string words) {
-  RefusedPrompt returned{.place = place, .prompt = prompt, .words = words};
-  Q_EMIT refused(&returned);
-  if (returned.isTaken) co_return;
-  const auto kept = co_await drafts_->draft(place);
-  const bool isThere = !kept || kept == prompt;
-  co_await drafts_->keep(place, isThere ? prompt : prompt + "\n\n" + *kept);
-  if (DesktopWindow* const window = DesktopWindow::present()) {
-    window->notices()->tellError(QString::fromStdString("A prompt was not sent and is kept as a draft: " + words));
+awaitable<void> PromptSender::giveBackFor(std::shared_ptr<PromptSender> self, ReturnedPrompt prompt) {
+  co_await self->giveBack(std::move(prompt));
+}
+
+awaitable<void> PromptSender::giveBack(ReturnedPrompt prompt) {
+  Q_EMIT returned(&prompt);
+  if (prompt.isTaken) co_return;
+  const auto kept = co_await drafts_->draft(prompt.place);
+  const bool isThere = !kept || kept == prompt.prompt;
+  co_await drafts_->keep(prompt.place, isThere ? prompt.prompt : joined(prompt.prompt, *kept));
+  DesktopWindow* const window = DesktopWindow::present();
+  if (window != nullptr && !prompt.words.empty()) {
+    window->notices()->tellError(
+        QString::fromStdString("A prompt was not sent and is kept as a draft: " + prompt.words));
   }
 }
 

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <QObject>
+#include <deque>
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -24,20 +26,23 @@ struct PromptOrder {
   DraftPlace place() const;
 };
 
-/// A prompt that was not sent, with the reason; nothing of it is stored. Whoever shows its place takes it back into the
-/// field.
-struct RefusedPrompt {
+/// A prompt that comes back: it was not sent, or waits no more because it is to be edited. Nothing of it is stored.
+/// Whoever shows its place takes it into the field.
+struct ReturnedPrompt {
   DraftPlace place;
   std::string prompt;
-  std::string words;
+  /// Why it was not sent; empty where nobody has to be told.
+  std::string words = {};
+  std::optional<std::string> model = {};
+  std::optional<std::string> effort = {};
   bool isTaken = false;
 };
 
 /// Sends prompts to their end, whatever the window shows meanwhile.
 ///
-/// The draft of a prompt stays until the prompt is stored. One that is refused goes back to who shows its place, else
-/// into the place's draft, in front of what stands there. On the interface thread; lives as long as one of its
-/// operations is under way.
+/// The draft of a prompt stays until the prompt is stored. One that comes back goes to who shows its place, else into
+/// the place's draft, in front of what stands there. Prompts that are queued at once keep their order. On the interface
+/// thread; lives as long as one of its operations is under way.
 class PromptSender final : public QObject, public std::enable_shared_from_this<PromptSender> {
   Q_OBJECT
 
@@ -54,7 +59,12 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
   void queue(PromptOrder order, QueueEnd end);
   /// Sends the prompt of the queue before all others: at once, or when the run of its conversation is over.
   void sendFromQueue(ConversationId conversation, QueuedPromptId prompt);
-  void stop(ConversationId conversation);
+  /// Gives the prompt of the queue to the field of its conversation, once it waits no more.
+  void takeFromQueue(ConversationId conversation, QueuedPromptId prompt);
+  /// Gives the text to the field of the place, in front of what stands there.
+  void putBack(const DraftPlace& place, std::string text);
+  /// Ends what runs there; a prompt that is not yet stored comes back.
+  void stop(const DraftPlace& place);
 
   /// Whether a prompt is on its way there that no transcript has yet.
   bool isUnderWay(const DraftPlace& place) const;
@@ -64,7 +74,7 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
  Q_SIGNALS:
   /// The new conversation is there, and its prompt on its way.
   void began(ravant::ProjectId project, ravant::ConversationId conversation);
-  void refused(ravant::desktop::RefusedPrompt* prompt);
+  void returned(ravant::desktop::ReturnedPrompt* prompt);
   /// `isUnderWay` may have changed.
   void underWayChanged();
 
@@ -76,6 +86,12 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
     DraftPlace draft;  ///< where its text stands
     DraftPlace place;  ///< where it goes; a refused one returns there
     bool isStored = false;
+    bool isStopped = false;
+  };
+  struct ToQueue {
+    PromptOrder order;
+    QueueEnd end;
+    std::shared_ptr<UnderWay> entry;
   };
 
   std::shared_ptr<UnderWay> enter(const PromptOrder& order, Way way);
@@ -83,8 +99,11 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
   void itemWasAdded(ConversationId conversation);
   static awaitable<void> sendToEnd(std::shared_ptr<PromptSender> self, PromptOrder order,
                                    std::shared_ptr<UnderWay> entry);
-  static awaitable<void> addToQueue(std::shared_ptr<PromptSender> self, PromptOrder order, QueueEnd end,
-                                    std::shared_ptr<UnderWay> entry);
+  /// All that is to be queued in the conversation, one after another.
+  static awaitable<void> addToQueue(std::shared_ptr<PromptSender> self, ConversationId conversation);
+  awaitable<void> addOne(ToQueue wanted);
+  static awaitable<void> takeOne(std::shared_ptr<PromptSender> self, ConversationId conversation,
+                                 QueuedPromptId prompt);
   static awaitable<void> sendQueued(std::shared_ptr<PromptSender> self, ConversationId conversation,
                                     QueuedPromptId prompt);
   /// The prompt is stored: its draft is not needed any more.
@@ -92,12 +111,14 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
   static awaitable<void> dropDraft(std::shared_ptr<DraftStore> drafts, DraftPlace place, std::string text);
   awaitable<void> submit(PromptOrder order, std::shared_ptr<UnderWay> entry);
   awaitable<void> putFirst(ConversationId conversation, QueuedPromptId prompt);
-  awaitable<void> giveBack(DraftPlace place, std::string prompt, std::string words);
+  static awaitable<void> giveBackFor(std::shared_ptr<PromptSender> self, ReturnedPrompt prompt);
+  awaitable<void> giveBack(ReturnedPrompt prompt);
 
   Application& application_;
   PromptQueue queue_;
   std::shared_ptr<DraftStore> drafts_;
   std::list<std::shared_ptr<UnderWay>> underWay_;
+  std::map<ConversationId, std::deque<ToQueue>> toQueue_;
 };
 
 }  // namespace ravant::desktop

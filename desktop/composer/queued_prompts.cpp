@@ -5,6 +5,8 @@
 namespace ravant::desktop {
 namespace {
 
+constexpr int kShownCharacters = 400;
+
 awaitable<void> reorder(std::shared_ptr<PromptSender> sender, ConversationId conversation,
                         std::vector<QueuedPromptId> order) {
   co_await sender->prompts().reorder(conversation, std::move(order));
@@ -23,22 +25,19 @@ awaitable<void> putBack(std::shared_ptr<PromptSender> sender, QueuedPrompt promp
 QueuedPrompts::QueuedPrompts(std::shared_ptr<PromptSender> sender, StoreChanges& changes, Notices& notices)
     : sender_(std::move(sender)), notices_(notices) {
   connect(&changes, &StoreChanges::queueChanged, this, [this](ConversationId conversation) {
-    if (conversation == conversation_) start(read());
+    if (conversation == conversation_) refresh();
   });
-  connect(&changes, &StoreChanges::everythingChanged, this, [this] {
-    if (conversation_) start(read());
-  });
+  connect(&changes, &StoreChanges::everythingChanged, this, &QueuedPrompts::refresh);
 }
 
 void QueuedPrompts::open(std::optional<ConversationId> conversation) {
   conversation_ = conversation;
-  turns_.take();
   show({});
-  if (conversation_) start(read());
+  refresh();
 }
 
 void QueuedPrompts::edit(int row) {
-  if (row >= 0 && row < count()) start(takeForEdit(prompts_[static_cast<std::size_t>(row)].id));
+  if (row >= 0 && row < count()) sender_->takeFromQueue(*conversation_, prompts_[static_cast<std::size_t>(row)].id);
 }
 
 void QueuedPrompts::move(int row, int by) {
@@ -57,16 +56,24 @@ void QueuedPrompts::remove(int row) {
   if (row >= 0 && row < count()) start(removeWithUndo(prompts_[static_cast<std::size_t>(row)].id));
 }
 
-awaitable<void> QueuedPrompts::read() {
-  if (!conversation_) co_return;
-  const auto turn = turns_.take();
-  auto prompts = co_await alive(sender_->prompts().prompts(*conversation_));
-  if (turns_.isLatest(turn)) show(std::move(prompts));
+void QueuedPrompts::refresh() {
+  if (conversation_ && rereading_.want()) start(readUntilCurrent());
 }
 
-awaitable<void> QueuedPrompts::takeForEdit(QueuedPromptId id) {
-  const auto taken = co_await alive(sender_->prompts().remove(id));
-  if (taken) Q_EMIT edited(QString::fromStdString(taken->text.prompt));
+awaitable<void> QueuedPrompts::readUntilCurrent() {
+  while (rereading_.goOn()) {
+    try {
+      if (conversation_) co_await read();
+    } catch (const std::exception&) {
+      if (rereading_.giveUp()) throw;
+    }
+  }
+}
+
+awaitable<void> QueuedPrompts::read() {
+  const ConversationId conversation = *conversation_;
+  auto prompts = co_await alive(sender_->prompts().prompts(conversation));
+  if (conversation == conversation_) show(std::move(prompts));
 }
 
 awaitable<void> QueuedPrompts::removeWithUndo(QueuedPromptId id) {
@@ -116,8 +123,9 @@ int QueuedPrompts::rowCount(const QModelIndex& parent) const { return parent.isV
 
 QVariant QueuedPrompts::data(const QModelIndex& index, int role) const {
   if (index.row() < 0 || index.row() >= count()) return {};
+  const std::string& prompt = prompts_[static_cast<std::size_t>(index.row())].text.prompt;
   const QString text =
-      QString::fromStdString(prompts_[static_cast<std::size_t>(index.row())].text.prompt).left(400).simplified();
+      QString::fromStdString(prompt.substr(0, 4 * kShownCharacters)).left(kShownCharacters).simplified();
   switch (role) {
     case TextRole:
     case Qt::DisplayRole:

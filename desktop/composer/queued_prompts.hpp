@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "desktop/composer/prompt_sender.hpp"
+#include "desktop/loop/rereading.hpp"
 #include "desktop/loop/view_model.hpp"
 #include "desktop/program/notices.hpp"
 
@@ -25,7 +26,7 @@ class QueuedPrompts : public QAbstractListModel, public ViewModel {
 
   void open(std::optional<ConversationId> conversation);
 
-  /// Gives the prompt to the field: `edited` with its text, once it waits no more.
+  /// Gives the prompt to the field of its conversation.
   Q_INVOKABLE void edit(int row);
   /// By so many rows.
   Q_INVOKABLE void move(int row, int by);
@@ -40,11 +41,11 @@ class QueuedPrompts : public QAbstractListModel, public ViewModel {
 
  Q_SIGNALS:
   void countChanged();
-  void edited(const QString& text);
 
  private:
+  void refresh();
+  awaitable<void> readUntilCurrent();
   awaitable<void> read();
-  awaitable<void> takeForEdit(QueuedPromptId id);
   awaitable<void> removeWithUndo(QueuedPromptId id);
   void show(std::vector<QueuedPrompt> prompts);
   std::vector<QueuedPromptId> ids() const;
@@ -53,7 +54,7 @@ class QueuedPrompts : public QAbstractListModel, public ViewModel {
   Notices& notices_;
   std::optional<ConversationId> conversation_;
   std::vector<QueuedPrompt> prompts_;
-  Turns turns_;
+  Rereading rereading_;
 };
 
 }  // namespace ravant::desktop

@@ -39,7 +39,7 @@ class Composer : public testing::Test {
 
   void startNew() {
     workbench.window().startNewConversation(textOf(project.id));
-    EXPECT_TRUE(until([&] { return composer->agentName() == QStringLiteral("Claude Code"); }));
+    EXPECT_TRUE(until([&] { return composer->pickers()->agentName() == QStringLiteral("Claude Code"); }));
   }
   /// Shows it, when what it is sent with is known.
   void open(ConversationId conversation) {
@@ -98,16 +98,17 @@ class Composer : public testing::Test {
 };
 
 TEST_F(Composer, beginsAConversationWithWhatWasChosenAndKeepsIt) {
-  QAbstractItemModelTester models(composer->models(), QAbstractItemModelTester::FailureReportingMode::Warning);
+  QAbstractItemModelTester models(composer->pickers()->models(),
+                                  QAbstractItemModelTester::FailureReportingMode::Warning);
   startNew();
-  EXPECT_TRUE(composer->canChooseAgent()) << "Ravant's own is there too";
-  EXPECT_EQ(composer->modelName(), QStringLiteral("Sonnet"));
-  composer->models()->setFilter(QStringLiteral("opu"));
-  ASSERT_EQ(composer->models()->rowCount(), 2) << "Opus, and the text itself";
-  composer->models()->setFilter(QStringLiteral("Sonnet"));
-  composer->chooseModel(0);
-  composer->chooseEffort(2);
-  EXPECT_TRUE(until([&] { return composer->effortName() == QStringLiteral("High"); }));
+  EXPECT_TRUE(composer->pickers()->canChooseAgent()) << "Ravant's own is there too";
+  EXPECT_EQ(composer->pickers()->modelName(), QStringLiteral("Sonnet"));
+  composer->pickers()->models()->setFilter(QStringLiteral("opu"));
+  ASSERT_EQ(composer->pickers()->models()->rowCount(), 2) << "Opus, and the text itself";
+  composer->pickers()->models()->setFilter(QStringLiteral("Sonnet"));
+  composer->pickers()->chooseModel(0);
+  composer->pickers()->chooseEffort(2);
+  EXPECT_TRUE(until([&] { return composer->pickers()->effortName() == QStringLiteral("High"); }));
 
   sendWhenReady("one");
   EXPECT_EQ(text(), "");
@@ -115,15 +116,15 @@ TEST_F(Composer, beginsAConversationWithWhatWasChosenAndKeepsIt) {
   const ConversationId conversation = shown();
   EXPECT_TRUE(untilLast(conversation, "one finished"));
   EXPECT_TRUE(untilDraft(project.id, std::nullopt));
-  EXPECT_FALSE(composer->canChooseAgent());
+  EXPECT_FALSE(composer->pickers()->canChooseAgent());
   const auto kept = await(application.conversations().conversation(conversation))->conversation;
   EXPECT_EQ(kept.lastUsedModel, "sonnet");
   EXPECT_EQ(kept.lastUsedEffortRawValue, "high");
 
   // Another window sees the same.
   composer = std::make_unique<PromptComposer>();
-  EXPECT_TRUE(until([&] { return composer->effortName() == QStringLiteral("High"); }));
-  EXPECT_EQ(composer->modelName(), QStringLiteral("Sonnet"));
+  EXPECT_TRUE(until([&] { return composer->pickers()->effortName() == QStringLiteral("High"); }));
+  EXPECT_EQ(composer->pickers()->modelName(), QStringLiteral("Sonnet"));
 }
 
 TEST_F(Composer, queuesBehindARunAndChangesWhatWaits) {
@@ -313,21 +314,121 @@ TEST_F(Composer, walksTheEarlierPrompts) {
   EXPECT_TRUE(until([&] { return text() == "three\nlines"; }));
   EXPECT_TRUE(press(Qt::Key_Down));
   EXPECT_EQ(text(), "");
+
+  startNew();
+  EXPECT_TRUE(press(Qt::Key_Up));
+  EXPECT_TRUE(until([&] { return text() == "three\nlines"; })) << "of the project's conversations";
 }
 
-TEST_F(Composer, saysWhyNothingCanBeSent) {
+TEST_F(Composer, keepsWhatWasTypedBeforeTheDraftWasRead) {
+  const ConversationId conversation = newConversation();
+  const ConversationId other = newConversation();
+  await(DraftStore::make(application.modelContainer())->keep(conversation, "kept\n\nAttached: a.txt"));
+  workbench.window().openConversation(textOf(conversation), textOf(project.id));
+  type("typed at once");
+  open(other);
+  EXPECT_TRUE(untilDraft(conversation, "kept\n\ntyped at once\n\nAttached: a.txt")) << draft(conversation).value_or("");
+}
+
+TEST_F(Composer, givesAQueuedPromptBackToItsOwnConversationWithItsModel) {
+  hold();
+  const ConversationId conversation = newConversation();
+  const ConversationId other = newConversation();
+  open(conversation);
+  sendWhenReady("one");
+  ASSERT_TRUE(until([&] { return composer->isRunning(); }));
+  composer->pickers()->chooseModel(1);
+  ASSERT_TRUE(until([&] { return composer->pickers()->modelName() == QStringLiteral("Opus"); }));
+  composer->attach(
+      {QUrl::fromLocalFile(QString::fromStdString(workbench.folder().write("weather/a.txt", "").string()))});
+  sendWhenReady("two");
+  ASSERT_TRUE(until([&] { return composer->queue()->count() == 1; }));
+  composer->pickers()->chooseModel(0);
+  ASSERT_TRUE(until([&] { return composer->pickers()->modelName() == QStringLiteral("Sonnet"); }));
+
+  composer->queue()->edit(0);
+  open(other);
+  type("of the other");
+  EXPECT_TRUE(untilDraft(conversation, "two\n\nAttached: a.txt"));
+  EXPECT_EQ(text(), "of the other");
+  open(conversation);
+  EXPECT_TRUE(until([&] { return text() == "two" && composer->attachments().size() == 1; }));
+  EXPECT_TRUE(until([&] { return composer->pickers()->modelName() == QStringLiteral("Opus"); }));
+  letGo();
+  EXPECT_TRUE(untilLast(conversation, "one finished"));
+}
+
+TEST_F(Composer, queuesPromptsInTheOrderInWhichTheyWereSent) {
+  hold();
+  open(newConversation());
+  sendWhenReady("one");
+  ASSERT_TRUE(until([&] { return composer->isRunning(); }));
+  for (const char* prompt : {"a", "b", "c", "d"}) {
+    type(prompt);
+    composer->send();
+  }
+  ASSERT_TRUE(until([&] { return composer->queue()->count() == 4; }));
+  EXPECT_THAT(queued(), ElementsAre("a", "b", "c", "d"));
+  composer->stop();
+  letGo();
+  EXPECT_TRUE(until([&] { return !composer->isUnderWay(); }));
+}
+
+TEST_F(Composer, leavesAPromptOnceThatIsRefusedInItsNewConversation) {
+  startNew();
+  type("look");
+  ASSERT_TRUE(until([&] { return composer->canSend(); }));
+  QObject::connect(&workbench.window(), &desktop::DesktopWindow::selectionChanged, composer.get(), [&] {
+    if (workbench.window().shownConversation()) std::filesystem::remove_all(project.path);
+  });
+  composer->send();
+  ASSERT_TRUE(until([&] { return !composer->refusal().isEmpty(); }));
+  EXPECT_EQ(text(), "look");
+  EXPECT_TRUE(untilDraft(shown(), "look"));
+  EXPECT_TRUE(untilDraft(project.id, std::nullopt)) << "the page of a new one does not offer it again";
+}
+
+TEST_F(Composer, stopsAPromptThatIsNotYetStored) {
   const ConversationId conversation = newConversation();
   open(conversation);
-  type("wanted");
+  type("too soon");
   ASSERT_TRUE(until([&] { return composer->canSend(); }));
-  await(application.agents().setEnabled(agent.id, false));
-  ASSERT_TRUE(until([&] { return !composer->canSend(); }));
-  EXPECT_EQ(refusal(), "The agent claude is disabled; enable it with: ravant agent enable claude");
-  await(application.agents().removeAgent(agent.id));
-  const std::string unregistered =
-      "The agent of this conversation, claude, is not registered; add it with: ravant agent add claude";
-  EXPECT_TRUE(until([&] { return refusal() == unregistered; })) << refusal();
-  EXPECT_EQ(text(), "wanted");
+  composer->send();
+  EXPECT_TRUE(composer->isUnderWay());
+  composer->stop();
+  ASSERT_TRUE(until([&] { return text() == "too soon"; })) << "it comes back";
+  EXPECT_FALSE(composer->isUnderWay());
+  EXPECT_EQ(refusal(), "");
+  EXPECT_THAT(told(conversation), IsEmpty());
+}
+
+TEST_F(Composer, keepsALongTextOutOfTheField) {
+  const ConversationId conversation = newConversation();
+  open(conversation);
+  type("What is wrong?");
+  ASSERT_TRUE(until([&] { return composer->canSend(); }));
+  const std::string log(1'000'000, 'x');
+  QGuiApplication::clipboard()->setText(QString::fromStdString(log));
+  EXPECT_TRUE(composer->takeKey(Qt::Key_V, static_cast<int>(Qt::ControlModifier)));
+  EXPECT_EQ(text(), "What is wrong?");
+  EXPECT_THAT(composer->longText().toStdString(), HasSubstr("1.0 MB"));
+  const std::string whole = "What is wrong?\n\n" + log;
+  EXPECT_TRUE(untilDraft(conversation, whole));
+
+  composer->removeLongText();
+  EXPECT_EQ(composer->longText(), QString());
+  const auto* notices = workbench.window().notices();
+  const int id = notices->data(notices->index(notices->rowCount() - 1), desktop::Notices::idRole).toInt();
+  workbench.window().notices()->undo(id);
+  EXPECT_TRUE(until([&] { return !composer->longText().isEmpty(); }));
+  composer->send();
+  EXPECT_TRUE(untilLast(conversation, whole + " finished"));
+
+  EXPECT_TRUE(composer->takeKey(Qt::Key_Up, static_cast<int>(Qt::NoModifier)));
+  EXPECT_TRUE(until([&] { return !composer->longText().isEmpty(); }));
+  EXPECT_EQ(text(), "") << "what is read again is long as a whole";
+  composer->showLongText();
+  EXPECT_EQ(text(), whole);
 }
 
 }  // namespace

@@ -1,0 +1,321 @@
+#include "desktop/composer/agent_troubles.hpp"
+
+#include <algorithm>
+
+#include "agent/ravant_provider.hpp"
+#include "app/agent_scan.hpp"
+#include "app/agent_trouble.hpp"
+#include "platform/async/on_pool.hpp"
+#include "platform/files/working_folder.hpp"
+#include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+QString nameOf(AgentType type) { return QString::fromUtf8(displayName(type).data()); }
+
+/// Whether the program is looked for where the login shell looks.
+bool needsSearchPath(const Agent& agent) { return agent.type != AgentType::ravant && !agent.path.contains('/'); }
+
+/// Why nothing can run in the folder; empty where something can. Blocks.
+std::string troubleOf(const std::string& folder) {
+  try {
+    expectFolder(folder);
+  } catch (const WorkingFolderError& error) {
+    return error.what();
+  }
+  return {};
+}
+
+/// As the store wants it. Blocks.
+std::string canonicalFolder(const std::string& chosen) {
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::canonical(chosen, error);
+  if (error) throw std::runtime_error(chosen + ": " + error.message());
+  if (!isValidUtf8(folder.string())) throw std::runtime_error("a project's path must be valid UTF-8");
+  return folder.string();
+}
+
+}  // namespace
+
+AgentTroubles::AgentTroubles() : window_(DesktopWindow::instance()) {
+  StoreChanges& changes = window_.changes();
+  connect(&changes, &StoreChanges::agentsChanged, this, &AgentTroubles::refresh);
+  connect(&changes, &StoreChanges::everythingChanged, this, &AgentTroubles::refresh);
+  // What is missing is often mended outside.
+  connect(&window_, &DesktopWindow::activeChanged, this, [this] {
+    if (window_.isActive() && !troubles_.empty()) refresh();
+  });
+}
+
+void AgentTroubles::follow(std::optional<Subject> subject) {
+  if (subject == subject_) return;
+  const bool isOfAnother = !subject || !subject_ || subject->project != subject_->project ||
+                           subject->isNew != subject_->isNew || subject->agent != subject_->agent;
+  subject_ = std::move(subject);
+  if (isOfAnother) show({}, {});
+  refresh();
+}
+
+void AgentTroubles::refresh() {
+  if (subject_ && rereading_.want()) start(readUntilCurrent());
+}
+
+awaitable<void> AgentTroubles::readUntilCurrent() {
+  while (rereading_.goOn()) {
+    try {
+      if (subject_) co_await read();
+    } catch (const std::exception&) {
+      if (rereading_.giveUp()) throw;
+    }
+  }
+}
+
+awaitable<void> AgentTroubles::read() {
+  const Subject subject = *subject_;
+  std::vector<Trouble> troubles;
+  if (auto trouble = troubleOfObstacle(subject)) troubles.push_back(*std::move(trouble));
+  if (auto trouble = co_await alive(troubleOfFolder(subject))) troubles.push_back(*std::move(trouble));
+  std::vector<Agent> looked;
+  if (subject.isNew) {
+    looked = subject.agents;
+  } else if (subject.agent && subject.obstacle != PromptObstacle::agentDisabled) {
+    looked = {*subject.agent};
+  }
+  std::vector<Trouble> ofAgents = co_await alive(troublesOfAgents(looked));
+  QStringList ready;
+  for (const Agent& agent : looked) {
+    if (std::ranges::count(ofAgents, std::optional(agent.id), &Trouble::agent) == 0) ready.append(nameOf(agent.type));
+  }
+  ready.removeDuplicates();
+  // Whoever works with another agent is not to be troubled.
+  if (!ready.isEmpty()) {
+    std::erase_if(ofAgents,
+                  [&](const Trouble& trouble) { return !subject.agent || trouble.agent != subject.agent->id; });
+  }
+  // Without a key or a program there are no models to choose from.
+  const bool lacksMore = std::ranges::any_of(
+      ofAgents, [&](const Trouble& trouble) { return subject.agent && trouble.agent == subject.agent->id; });
+  if (lacksMore) std::erase_if(troubles, [](const Trouble& trouble) { return trouble.remedy == Remedy::Model; });
+  std::ranges::move(ofAgents, std::back_inserter(troubles));
+  if (subject != subject_) co_return;
+  QString words;
+  if (subject.isNew && ready.size() == 1) words = tr("%1 is ready.").arg(ready.first());
+  if (subject.isNew && ready.size() > 1) {
+    const QString last = ready.takeLast();
+    words = tr("%1 and %2 are ready.").arg(ready.join(QStringLiteral(", ")), last);
+  }
+  show(std::move(troubles), std::move(words));
+}
+
+std::optional<AgentTroubles::Trouble> AgentTroubles::troubleOfObstacle(const Subject& subject) {
+  const QString name = subject.agent ? nameOf(subject.agent->type) : QString();
+  switch (subject.obstacle) {
+    case PromptObstacle::none:
+      return std::nullopt;
+    case PromptObstacle::noAgent:
+      return Trouble{.remedy = Remedy::Scan, .words = tr("No coding agent was found.")};
+    case PromptObstacle::agentDisabled:
+      return Trouble{.remedy = Remedy::Enable, .words = tr("%1 is disabled.").arg(name), .agent = subject.agent->id};
+    case PromptObstacle::agentUnregistered: {
+      const AgentType type = subject.foreignAgent.value_or(AgentType::claude);
+      return Trouble{.remedy = Remedy::Add,
+                     .words = tr("%1, the agent of this conversation, has not been added yet.").arg(nameOf(type)),
+                     .path = QString::fromUtf8(defaultCommandName(type).data())};
+    }
+    case PromptObstacle::agentRemoved:
+      return Trouble{.remedy = Remedy::Anew, .words = tr("The agent of this conversation was removed.")};
+    case PromptObstacle::noModel:
+      return Trouble{
+          .remedy = Remedy::Model, .words = tr("%1 has no enabled model.").arg(name), .agent = subject.agent->id};
+  }
+  return std::nullopt;
+}
+
+awaitable<std::optional<AgentTroubles::Trouble>> AgentTroubles::troubleOfFolder(Subject subject) {
+  const std::string words = co_await onPool(window_.application().modelContainer()->work(),
+                                            [folder = subject.folder] { return troubleOf(folder); });
+  if (words.empty()) co_return std::nullopt;
+  co_return Trouble{.remedy = Remedy::Folder,
+                    .words = tr("Nothing can run in the project %1: %2")
+                                 .arg(QString::fromStdString(subject.projectName), QString::fromStdString(words))};
+}
+
+awaitable<std::vector<AgentTroubles::Trouble>> AgentTroubles::troublesOfAgents(std::vector<Agent> agents) {
+  Application& application = window_.application();
+  std::string searchPath;
+  if (std::ranges::any_of(agents, needsSearchPath)) {
+    const auto options = locatorOptions(application.settings(), application.processes());
+    searchPath = (co_await readShellEnvironment(options, application.io())).searchPath;
+  }
+  std::vector<Trouble> troubles;
+  for (const Agent& agent : agents) {
+    const auto words = co_await agentTrouble(application, agent, searchPath);
+    if (!words) continue;
+    troubles.push_back({.remedy = agent.type == AgentType::ravant ? Remedy::Key : Remedy::Path,
+                        .words = QString::fromStdString(*words),
+                        .agent = agent.id,
+                        .path = QString::fromStdString(agent.path)});
+  }
+  co_return troubles;
+}
+
+void AgentTroubles::show(std::vector<Trouble> troubles, QString readyAgents) {
+  if (troubles == troubles_ && readyAgents == readyAgents_) return;
+  readyAgents_ = std::move(readyAgents);
+  if (troubles != troubles_) {
+    beginResetModel();
+    troubles_ = std::move(troubles);
+    endResetModel();
+  }
+  Q_EMIT changed();
+}
+
+void AgentTroubles::mend(int row) {
+  if (row < 0 || row >= count() || !subject_) return;
+  const Trouble& trouble = troubles_[static_cast<std::size_t>(row)];
+  switch (trouble.remedy) {
+    case Remedy::Scan:
+      return scan();
+    case Remedy::Enable:
+      return start(enable(*trouble.agent));
+    case Remedy::Model:
+      return Q_EMIT modelWanted();
+    case Remedy::Folder:
+      return Q_EMIT folderWanted();
+    case Remedy::Anew:
+      return window_.startNewConversation(textOf(subject_->project));
+    case Remedy::Path:
+    case Remedy::Add:
+    case Remedy::Key:
+      return;
+  }
+}
+
+awaitable<void> AgentTroubles::enable(AgentId agent) {
+  co_await alive(window_.application().agents().setEnabled(agent, true));
+}
+
+void AgentTroubles::scan() {
+  if (!isScanning_) start(scanOnce());
+}
+
+awaitable<void> AgentTroubles::scanOnce() {
+  Application& application = window_.application();
+  isScanning_ = true;
+  Q_EMIT changed();
+  QString words;
+  try {
+    const auto options = locatorOptions(application.settings(), application.processes());
+    const auto scanned = co_await alive(scanAgents(application.agents(), options, application.io()));
+    const auto news = std::ranges::count_if(
+        scanned, [](const ScannedAgent& agent) { return agent.outcome != ScannedAgent::Outcome::known; });
+    words = news == 0 ? tr("No other agent was found")
+                      : (news == 1 ? tr("An agent was found") : tr("%1 agents were found").arg(news));
+  } catch (const std::exception& error) {
+    window_.notices()->tellError(QString::fromUtf8(error.what()));
+  }
+  isScanning_ = false;
+  if (!words.isEmpty()) window_.notices()->tell(words);
+  Q_EMIT changed();
+  refresh();
+}
+
+void AgentTroubles::setPath(int row, const QString& path) {
+  const std::string typed(trimmed(path.toStdString()));
+  if (row < 0 || row >= count() || typed.empty() || !subject_) return;
+  const Trouble& trouble = troubles_[static_cast<std::size_t>(row)];
+  if (trouble.remedy == Remedy::Path) start(storePath(*trouble.agent, typed));
+  if (trouble.remedy == Remedy::Add) start(addAgent(subject_->foreignAgent.value_or(AgentType::claude), typed));
+}
+
+awaitable<void> AgentTroubles::storePath(AgentId agent, std::string path) {
+  co_await alive(window_.application().agents().setPath(agent, path));
+  refresh();
+}
+
+awaitable<void> AgentTroubles::addAgent(AgentType type, std::string path) {
+  co_await alive(window_.application().agents().createAgentIfMissing(type, path, {}));
+}
+
+void AgentTroubles::enterKey(int provider, const QString& key) {
+  if (provider < 0 || provider >= static_cast<int>(kRavantProviders.size()) || key.trimmed().isEmpty()) return;
+  start(storeKey(std::string(rawValue(kRavantProviders.at(static_cast<std::size_t>(provider)))), key.toStdString()));
+}
+
+awaitable<void> AgentTroubles::storeKey(std::string account, std::string key) {
+  co_await alive(window_.application().providerKeys().setRavantProviderAPIKey(std::move(key), std::move(account)));
+  window_.notices()->tell(tr("The key is stored"));
+  // Which agent and model begin depends on the keys, so whoever shows them reads them again.
+  Q_EMIT window_.changes().agentsChanged();
+}
+
+void AgentTroubles::setFolder(const QUrl& folder) {
+  if (subject_ && folder.isLocalFile()) start(storeFolder(subject_->project, folder.toLocalFile().toStdString()));
+}
+
+awaitable<void> AgentTroubles::storeFolder(ProjectId project, std::string folder) {
+  Application& application = window_.application();
+  const std::string path =
+      co_await alive(onPool(application.modelContainer()->work(), [folder] { return canonicalFolder(folder); }));
+  if (!co_await alive(application.projects().setPath(project, path))) {
+    window_.notices()->tellError(tr("%1 is the folder of another project").arg(QString::fromStdString(path)));
+  }
+}
+
+int AgentTroubles::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : count(); }
+
+QVariant AgentTroubles::data(const QModelIndex& index, int role) const {
+  if (index.row() < 0 || index.row() >= count()) return {};
+  const Trouble& trouble = troubles_[static_cast<std::size_t>(index.row())];
+  switch (role) {
+    case WordsRole:
+    case Qt::DisplayRole:
+      return trouble.words;
+    case RemedyRole:
+      return QVariant::fromValue(trouble.remedy);
+    case OfferRole:
+      switch (trouble.remedy) {
+        case Remedy::Scan:
+          return tr("Scan again");
+        case Remedy::Path:
+          return tr("Set its path");
+        case Remedy::Add:
+          return tr("Add it");
+        case Remedy::Key:
+          return tr("Enter the key");
+        case Remedy::Enable:
+          return tr("Enable it");
+        case Remedy::Model:
+          return tr("Choose a model");
+        case Remedy::Folder:
+          return tr("Choose its folder");
+        case Remedy::Anew:
+          return tr("Begin a new one");
+      }
+      return {};
+    case PathRole:
+      return trouble.path;
+    case ProvidersRole: {
+      QStringList providers;
+      if (trouble.remedy != Remedy::Key) return providers;
+      for (const RavantProvider provider : kRavantProviders) {
+        providers.append(QString::fromUtf8(displayName(provider).data()));
+      }
+      return providers;
+    }
+    default:
+      return {};
+  }
+}
+
+QHash<int, QByteArray> AgentTroubles::roleNames() const {
+  return {{WordsRole, "words"},
+          {RemedyRole, "remedy"},
+          {OfferRole, "offer"},
+          {PathRole, "path"},
+          {ProvidersRole, "providers"}};
+}
+
+}  // namespace ravant::desktop

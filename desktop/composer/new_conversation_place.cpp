@@ -1,0 +1,41 @@
+#include "desktop/composer/new_conversation_place.hpp"
+
+#include <algorithm>
+
+namespace ravant::desktop {
+
+NewConversationPlace::NewConversationPlace(QObject* parent) : QObject(parent), window_(DesktopWindow::instance()) {
+  StoreChanges& changes = window_.changes();
+  connect(&window_, &DesktopWindow::selectionChanged, this, [this] {
+    if (window_.newConversationProject() != textOf(project_.id)) refresh();
+  });
+  connect(&changes, &StoreChanges::everythingChanged, this, &NewConversationPlace::refresh);
+  connect(&changes, &StoreChanges::projectChanged, this, [this](ProjectId project) {
+    if (project == project_.id) refresh();
+  });
+  refresh();
+}
+
+void NewConversationPlace::refresh() {
+  if (!window_.newConversationProject().isEmpty() && rereading_.want()) start(readUntilCurrent());
+}
+
+awaitable<void> NewConversationPlace::readUntilCurrent() {
+  while (rereading_.goOn()) {
+    try {
+      co_await read();
+    } catch (const std::exception&) {
+      if (rereading_.giveUp()) throw;
+    }
+  }
+}
+
+awaitable<void> NewConversationPlace::read() {
+  const std::vector<Project> projects = co_await alive(window_.application().projects().projects());
+  const auto project = std::ranges::find(projects, idOf<ProjectId>(window_.newConversationProject()), &Project::id);
+  if (project == projects.end() || *project == project_) co_return;
+  project_ = *project;
+  Q_EMIT changed();
+}
+
+}  // namespace ravant::desktop

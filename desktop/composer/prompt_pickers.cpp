@@ -1,0 +1,97 @@
+#include "desktop/composer/prompt_pickers.hpp"
+
+#include <algorithm>
+
+#include "agent/ravant_model.hpp"
+#include "core/reasoning_effort_label.hpp"
+#include "desktop/program/desktop_window.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+QString fromText(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
+
+QString sectionOf(const ModelOption& model) {
+  const QString agent = fromText(displayName(model.agent.type));
+  const RavantModel* const known = model.agent.type == AgentType::ravant ? findRavantModel(model.slug) : nullptr;
+  return known == nullptr ? agent : agent + QStringLiteral(" · ") + fromText(displayName(known->provider));
+}
+
+}  // namespace
+
+const WantedOptions& PromptPickers::wanted() { return choice(); }
+
+void PromptPickers::show(PromptOptions options, std::optional<AgentType> foreignAgent) {
+  options_ = std::move(options);
+  foreignAgent_ = foreignAgent;
+  fillLists();
+  Q_EMIT changed();
+}
+
+void PromptPickers::fillLists() {
+  std::vector<ChoiceList::Choice> choices;
+  for (const Agent& agent : options_.agents) {
+    choices.push_back({.value = textOf(agent.id),
+                       .name = fromText(displayName(agent.type)),
+                       .detail = QString::fromStdString(agent.path)});
+  }
+  agents_.replace(std::move(choices), options_.agent ? textOf(options_.agent->id) : QString(), false);
+  choices.clear();
+  for (const ModelOption& model : options_.models) {
+    choices.push_back({.value = QString::fromStdString(model.slug),
+                       .name = QString::fromStdString(model.displayName),
+                       .detail = QString::fromStdString(model.displayName == model.slug ? "" : model.slug),
+                       .section = sectionOf(model),
+                       .owner = textOf(model.agent.id)});
+  }
+  models_.replace(std::move(choices), QString::fromStdString(options_.model), options_.agent.has_value());
+  choices = {{.value = QString(), .name = tr("Default")}};
+  for (const std::string& effort : options_.efforts.value_or(std::vector<std::string>())) {
+    choices.push_back(
+        {.value = QString::fromStdString(effort), .name = QString::fromStdString(reasoningEffortLabel(effort))});
+  }
+  efforts_.replace(std::move(choices), QString::fromStdString(options_.effort.value_or("")), !options_.efforts);
+}
+
+QString PromptPickers::agentName() const {
+  if (options_.agent) return fromText(displayName(options_.agent->type));
+  return foreignAgent_ ? fromText(displayName(*foreignAgent_)) : tr("none");
+}
+
+QString PromptPickers::modelName() const {
+  if (options_.model.empty()) return tr("none");
+  const auto listed = std::ranges::find(options_.models, options_.model, &ModelOption::slug);
+  return QString::fromStdString(listed == options_.models.end() ? options_.model : listed->displayName);
+}
+
+QString PromptPickers::effortName() const {
+  return options_.effort ? QString::fromStdString(reasoningEffortLabel(*options_.effort)) : tr("Default");
+}
+
+bool PromptPickers::canChooseEffort() const {
+  return !options_.model.empty() && (!options_.efforts || !options_.efforts->empty());
+}
+
+void PromptPickers::chooseAgent(int row) {
+  const ChoiceList::Choice* const chosenAgent = agents_.at(row);
+  if (chosenAgent == nullptr || conversation_) return;
+  ofNew_ = {.agent = idOf<AgentId>(chosenAgent->value)};
+  Q_EMIT chosen();
+}
+
+void PromptPickers::chooseModel(int row) {
+  const ChoiceList::Choice* const model = models_.at(row);
+  if (model == nullptr) return;
+  if (options_.agent) choice().agent = model->owner.isEmpty() ? options_.agent->id : idOf<AgentId>(model->owner);
+  choice().model = model->value.toStdString();
+  Q_EMIT chosen();
+}
+
+void PromptPickers::chooseEffort(int row) {
+  const ChoiceList::Choice* const effort = efforts_.at(row);
+  if (effort == nullptr) return;
+  choice().effort = effort->value.toStdString();
+  Q_EMIT chosen();
+}
+
+}  // namespace ravant::desktop
