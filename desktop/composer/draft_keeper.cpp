@@ -1,5 +1,6 @@
 #include "desktop/composer/draft_keeper.hpp"
 
+#include <algorithm>
 #include <chrono>
 
 #include "desktop/composer/attachments.hpp"
@@ -57,6 +58,7 @@ void DraftKeeper::writeNow() {
   delay_.stop();
   if (!std::exchange(isTouched_, false) || !place_) return;
   turns_.take();
+  written_.push_back(*place_);
   InterfaceLoop::instance().spawn(write(sender_, *place_, text_, std::exchange(isRead_, true), this));
 }
 
@@ -68,13 +70,20 @@ awaitable<void> DraftKeeper::write(std::shared_ptr<PromptSender> sender, DraftPl
       if (stored && *stored != text && !sender->isUnderWay(place, *stored)) text = joined(*stored, text);
     }
     co_await sender->drafts().keep(place, std::move(text));
+    if (self) self->isWritten(place);
   } catch (const std::exception&) {
     if (self) self->writeFailed(place, isRead);
     throw;
   }
 }
 
+void DraftKeeper::isWritten(const DraftPlace& place) {
+  written_.erase(std::ranges::find(written_, place));
+  if (place == place_) refresh();
+}
+
 void DraftKeeper::writeFailed(const DraftPlace& place, bool wasRead) {
+  isWritten(place);
   if (place != place_) return;
   isTouched_ = true;
   isRead_ = isRead_ && wasRead;
@@ -100,7 +109,8 @@ awaitable<void> DraftKeeper::read() {
   const auto turn = turns_.take();
   const DraftPlace place = *place_;
   const auto stored = co_await alive(sender_->drafts().draft(place));
-  if (!turns_.isLatest(turn)) co_return;
+  // What is being written is newer than what is stored.
+  if (!turns_.isLatest(turn) || std::ranges::find(written_, place) != written_.end()) co_return;
   const bool isFirst = !std::exchange(isRead_, true);
   if (isTouched_ && !delay_.isActive()) delay_.start(kDelay);
   std::string text = stored.value_or("");

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "desktop/composer/prompt_sender.hpp"
 #include "desktop/loop/rereading.hpp"
@@ -41,6 +42,7 @@ class DraftKeeper final : public QObject, public ViewModel {
   awaitable<void> read();
   void refresh();
   void writeSoon();
+  void isWritten(const DraftPlace& place);
   void writeFailed(const DraftPlace& place, bool wasRead);
   static awaitable<void> write(std::shared_ptr<PromptSender> sender, DraftPlace place, std::string text, bool isRead,
                                QPointer<DraftKeeper> self);
@@ -49,7 +51,8 @@ class DraftKeeper final : public QObject, public ViewModel {
   std::optional<DraftPlace> place_;
   std::string text_;
   bool isRead_ = false;
-  bool isTouched_ = false;  ///< since it was read or written
+  bool isTouched_ = false;           ///< since it was read or written
+  std::vector<DraftPlace> written_;  ///< to these something is on its way
   QTimer delay_;
   Turns turns_;
   Rereading rereading_;
