@@ -4,38 +4,22 @@
 import json
 import signal
 import sqlite3
-import subprocess
 import sys
-import unittest
 from contextlib import closing
 from pathlib import Path
 
 from gi.repository import GLib
 
-TESTS = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TESTS / "desktop/support"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
 from accessible import call  # noqa: E402
-from desktop_session import DesktopSession  # noqa: E402
+from desktop_case import DesktopCase  # noqa: E402
 
 NAME, OBJECT = "com.ravant.Ravant", "/com/ravant/Ravant"
 
 
-class Ends(unittest.TestCase):
-    program = ravant = ""
-
-    def setUp(self):
-        self.desktop = self.enterContext(DesktopSession(self.program))
-        self.work = self.desktop.home / "work"
-        self.work.mkdir()
-        self.desktop.settings.parent.mkdir(parents=True)
-        self.desktop.settings.write_text('{"keyStore": "file", "claude": {"asRoot": true}}', encoding="utf-8")
-
-    def run_ravant(self, *arguments):
-        return subprocess.run([self.ravant, *arguments], env=self.desktop.environment, cwd=self.work,
-                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=True).stdout
-
+class Ends(DesktopCase):
     def projects(self):
         return [project["path"] for project in json.loads(self.run_ravant("project", "list", "--json"))]
 
@@ -62,7 +46,7 @@ class Ends(unittest.TestCase):
 
     def test_what_a_killed_one_left_keeps_no_start_away_and_its_selection_is_back(self):
         self.run_ravant("project", "add", str(self.work))
-        self.run_ravant("agent", "add", "claude", "--path", "/bin/false")
+        self.register_agent("exit 1")
         self.desktop.start("--project", str(self.work))
         self.desktop.wait_until(lambda: "newConversation" in self.selection(), "the stored selection")
         self.desktop.kill()
@@ -146,11 +130,8 @@ class Ends(unittest.TestCase):
         self.assertEqual(self.desktop.end(), 0)
 
     def start_with_a_run(self):
-        agent = self.desktop.programs / "agent"
-        agent.write_text("#!/bin/sh\nsleep 300 &\nwait\n")
-        agent.chmod(0o755)
         self.run_ravant("project", "add", str(self.work))
-        self.run_ravant("agent", "add", "claude", "--path", str(agent))
+        self.register_agent("sleep 300 &\nwait")
         self.desktop.start("--project", str(self.work))
         self.desktop.wait_for("text", "Prompt", ["focused"])
         self.desktop.type("Wait.")
@@ -160,5 +141,4 @@ class Ends(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    Ends.program, Ends.ravant = (str(Path(word).resolve()) for word in sys.argv[1:3])
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    Ends.main(*sys.argv[1:])

@@ -296,7 +296,7 @@ class KeyboardJourney(DesktopCase):
         self.run_ravant("project", "add", str(self.work))
         self.register_waiting_agent()
         self.desktop.start("--project", str(self.work))
-        run = self.start_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "one")
+        run = self.start_ravant(*self.asked("one"))
         self.wait_for_row("Projects", "one, running")
         self.desktop.keys("Alt+Down")
         self.wait_for("frame", "one — Ravant")

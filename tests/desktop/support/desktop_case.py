@@ -52,7 +52,20 @@ class DesktopCase(unittest.TestCase):
         return started
 
     def conversation(self):
+        """The id of the latest one."""
         return json.loads(self.run_ravant("conversation", "list", "--json"))[0]["id"]
+
+    def set(self, **settings):
+        """A name's parts have an underscore between them: `window_zoom=150`."""
+        for name, value in settings.items():
+            self.run_ravant("settings", "set", name.replace("_", "."), json.dumps(value).strip('"'))
+
+    def ask(self, prompt, project=None, fails=False):
+        """Has the agent answer a prompt, outside of the window."""
+        self.run_ravant(*self.asked(prompt, project), fails=fails)
+
+    def asked(self, prompt, project=None):
+        return ("run", "--project", str(project or self.work), "--agent", "claude", "--model", "demo", prompt)
 
     def register_agent(self, script=None):
         """The demo agent, or a shell script in the place of one, as the only agent."""
@@ -62,7 +75,7 @@ class DesktopCase(unittest.TestCase):
             agent.write_text(f"#!/bin/sh\n{script}\n")
             agent.chmod(0o755)
         self.run_ravant("agent", "add", "claude", "--path", str(agent))
-        self.run_ravant("settings", "set", "claude.asRoot", "true")
+        self.set(claude_asRoot=True)
 
     def register_waiting_agent(self):
         """One that waits in the middle of its work until `go_on`."""
