@@ -193,21 +193,31 @@ class PrivateDesktop:
             raise AssertionError(f"xdotool {' '.join(arguments)}: {done.stderr or done.returncode}")
         return done.stdout
 
-    def screenshot(self, path):
-        """Writes what the screen shows as PNG."""
-        frame = (self.folder / "Xvfb_screen0").read_bytes()
+    def frame(self):
+        """What the screen shows, as the display keeps it: to compare."""
+        return (self.folder / "Xvfb_screen0").read_bytes()
+
+    def pixels(self):
+        """What the screen shows: width, height, and its rows from the top, each a bytes of red, green and blue."""
+        frame = self.frame()
         header = struct.unpack(">25I", frame[:100])
         start, width, height, stride, colours = header[0], header[4], header[5], header[12], header[19]
         start += colours * 12
-        rows = bytearray()
+        rows = []
         for top in range(start, start + stride * height, stride):
             pixels = frame[top:top + width * 4]
             row = bytearray(width * 3)
             row[0::3], row[1::3], row[2::3] = pixels[2::4], pixels[1::4], pixels[0::4]
-            rows += b"\0" + row
+            rows.append(bytes(row))
+        return width, height, rows
+
+    def screenshot(self, path):
+        """Writes what the screen shows as PNG."""
+        width, height, rows = self.pixels()
 
         def chunk(kind, content):
             return struct.pack(">I", len(content)) + kind + content + struct.pack(">I", zlib.crc32(kind + content))
 
         Path(path).write_bytes(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">2I5B", width, height, 8, 2, 0, 0, 0))
-                               + chunk(b"IDAT", zlib.compress(bytes(rows), 6)) + chunk(b"IEND", b""))
+                               + chunk(b"IDAT", zlib.compress(b"".join(b"\0" + row for row in rows), 6))
+                               + chunk(b"IEND", b""))
