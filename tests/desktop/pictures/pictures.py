@@ -42,8 +42,8 @@ I read the **reader** first: `core/store/transcript_reader.hpp:42`, and [what it
 - [x] both are read by one statement
 
 > Two items can share a time stamp.""",
-    ("Edit", {"file_path": "core/store/transcript_reader.cpp", "old_string": "a", "new_string": "a\\nb"}, "ok", False),
-    ("Bash", {"command": "ctest --preset dev -R TranscriptReader"}, "Exit code 8\\n9 tests failed", True),
+    ("Edit", {"file_path": "core/store/transcript_reader.cpp", "old_string": "a", "new_string": "a\nb"}, "ok", False),
+    ("Bash", {"command": "ctest --preset dev -R TranscriptReader"}, "Exit code 8\n9 tests failed", True),
     """The first run failed because of them.
 
 ```cpp
