@@ -23,7 +23,7 @@ class Ends(DesktopCase):
     def projects(self):
         return [project["path"] for project in json.loads(self.run_ravant("project", "list", "--json"))]
 
-    def ask(self, method, arguments):
+    def activate(self, method, arguments):
         call(self.desktop.bus, NAME, OBJECT, "org.freedesktop.Application", method, arguments)
 
     def hand_over(self, *arguments):
@@ -67,11 +67,11 @@ class Ends(DesktopCase):
         self.desktop.launch("--activated")
         self.desktop.wait_until(self.has_name, "the name on the bus")
         self.assertIsNone(self.desktop.find("frame", None, ["showing"]))
-        self.ask("Open", GLib.Variant("(asa{sv})", ([self.work.as_uri()], {})))
+        self.activate("Open", GLib.Variant("(asa{sv})", ([self.work.as_uri()], {})))
         self.desktop.wait_for("frame", "Ravant", ["showing"])
         self.desktop.wait_until(lambda: self.projects() == [str(self.work)], "the project")
-        self.ask("ActivateAction", GLib.Variant("(sava{sv})", ("new-conversation", [], {})))
-        self.ask("Activate", GLib.Variant("(a{sv})", ({},)))
+        self.activate("ActivateAction", GLib.Variant("(sava{sv})", ("new-conversation", [], {})))
+        self.activate("Activate", GLib.Variant("(a{sv})", ({},)))
         self.assertEqual(self.desktop.end(), 0)
 
     def has_name(self):
@@ -114,6 +114,22 @@ class Ends(DesktopCase):
         self.desktop.program.process.send_signal(signal.SIGTERM)
         self.assertEqual(self.desktop.end(signal.SIGTERM), 0)
 
+    def test_the_session_bus_goes_away_and_the_window_goes_on(self):
+        self.run_ravant("project", "add", str(self.work))
+        self.register_agent()
+        self.desktop.start("--project", str(self.work))
+        self.write("Say more.")
+        self.desktop.end_bus()
+        # A run elsewhere whose end would be told by a notice, then one of the window itself.
+        self.ask("Say hello.")
+        elsewhere = self.conversations()[0]["items"]
+        self.desktop.keys("Enter")
+        self.desktop.wait_until(lambda: [found["items"] for found in self.conversations()] == [elsewhere] * 2, "an answer")
+        self.assertEqual(self.desktop.end(signal.SIGHUP), 0)
+
+    def conversations(self):
+        return json.loads(self.run_ravant("conversation", "list", "--json"))
+
     def test_a_backup_takes_the_place_of_a_store_that_is_none(self):
         self.run_ravant("project", "add", str(self.work))
         store = self.desktop.data / "store.sqlite"
@@ -133,9 +149,7 @@ class Ends(DesktopCase):
         self.run_ravant("project", "add", str(self.work))
         self.register_agent("sleep 300 &\nwait")
         self.desktop.start("--project", str(self.work))
-        self.desktop.wait_for("text", "Prompt", ["focused"])
-        self.desktop.type("Wait.")
-        self.desktop.keys("Enter")
+        self.send("Wait.")
         self.desktop.wait_until(lambda: any("sleep" in line for line in self.desktop.program.children().values()),
                                 "the agent")
 

@@ -275,12 +275,6 @@ class Pictures(DesktopCase):
         self.take("notice", prepare=archive)
         self.desktop.end()
 
-    def send(self, prompt):
-        self.desktop.wait_for("text", "Prompt", ["focused"])
-        self.desktop.type(prompt)
-        self.desktop.keys("Enter")
-        self.desktop.wait_until(lambda: self.desktop.find("text", "Prompt").text == "", "an empty field")
-
     def test_what_went_wrong(self):
         self.fill()
         project = self.desktop.home / "ravant"

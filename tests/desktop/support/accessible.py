@@ -176,7 +176,7 @@ def misplaced(root):
                 if "showing" not in child.states:
                     continue
                 role, (x, y, width, height) = child.role, child.extents
-                if "focusable" in child.states or role == "push button":
+                if "focusable" in child.states and child.name:
                     left, top, wide, high = window
                     if width <= 0 or height <= 0:
                         found.append(f"has no size: {child!r}")

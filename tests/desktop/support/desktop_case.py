@@ -10,6 +10,9 @@ from desktop_session import DesktopSession
 
 DEMO_AGENT = Path(__file__).resolve().parents[3] / "examples/demo-agent"
 
+# What a button says of itself that cannot be pressed: Qt 6.4 does not tell readers otherwise.
+UNAVAILABLE = "not available"
+
 # Says what it was asked, waits until it is told to go on, says a last word.
 WAITING_AGENT = r"""
 for prompt; do :; done
@@ -66,6 +69,25 @@ class DesktopCase(unittest.TestCase):
 
     def asked(self, prompt, project=None):
         return ("run", "--project", str(project or self.work), "--agent", "claude", "--model", "demo", prompt)
+
+    # What the user does.
+
+    def prompt(self):
+        """What stands in the composer."""
+        return self.desktop.find("text", "Prompt", ["showing"]).text
+
+    def write(self, text):
+        self.desktop.wait_for("text", "Prompt", ["showing", "focused"])
+        self.desktop.type(text)
+        self.desktop.wait_until(lambda: self.prompt() == text, f"{text!r} in the composer")
+
+    def send(self, text):
+        """As soon as the composer knows all that it needs to send it."""
+        self.write(text)
+        self.desktop.wait_until(lambda: self.desktop.find("push button", "Send", ["showing"]).description != UNAVAILABLE,
+                                "a prompt that can be sent")
+        self.desktop.keys("Enter")
+        self.desktop.wait_until(lambda: self.prompt() == "", "an empty composer")
 
     def register_agent(self, script=None):
         """The demo agent, or a shell script in the place of one, as the only agent."""
