@@ -123,9 +123,14 @@ class Ends(DesktopCase):
         # A run elsewhere whose end would be told by a notice, then one of the window itself.
         self.ask("Say hello.")
         elsewhere = self.conversations()[0]["items"]
-        self.desktop.keys("Enter")
+        self.desktop.wait_until(self.is_sent, "the prompt of the window")
         self.desktop.wait_until(lambda: [found["items"] for found in self.conversations()] == [elsewhere] * 2, "an answer")
         self.assertEqual(self.desktop.end(signal.SIGHUP), 0)
+
+    def is_sent(self):
+        """Presses Enter: a composer that learns of another conversation can be busy, and nothing tells when it is not."""
+        self.desktop.keys("Enter")
+        return len(self.conversations()) == 2
 
     def conversations(self):
         return json.loads(self.run_ravant("conversation", "list", "--json"))

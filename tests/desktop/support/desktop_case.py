@@ -77,15 +77,15 @@ class DesktopCase(unittest.TestCase):
         return self.desktop.find("text", "Prompt", ["showing"]).text
 
     def write(self, text):
+        """Returns when it can be sent: a composer that has just been shown does not know yet by whom."""
         self.desktop.wait_for("text", "Prompt", ["showing", "focused"])
         self.desktop.type(text)
         self.desktop.wait_until(lambda: self.prompt() == text, f"{text!r} in the composer")
-
-    def send(self, text):
-        """As soon as the composer knows all that it needs to send it."""
-        self.write(text)
         self.desktop.wait_until(lambda: self.desktop.find("push button", "Send", ["showing"]).description != UNAVAILABLE,
                                 "a prompt that can be sent")
+
+    def send(self, text):
+        self.write(text)
         self.desktop.keys("Enter")
         self.desktop.wait_until(lambda: self.prompt() == "", "an empty composer")
 
