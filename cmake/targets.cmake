@@ -52,19 +52,20 @@ function(ravant_library NAME)
   target_link_libraries(${NAME} ${VISIBILITY} ravant_requirements ${ARG_DEPENDS})
   if(HEADERS AND RAVANT_VERIFY_HEADERS)
     ravant_verify_headers(${NAME} ${HEADERS})
+    ravant_precompile(${NAME}_headers)
   endif()
 endfunction()
 
-# Compiles each header of the current folder by itself, after the precompiled header, when the target `verify_headers` is
-# asked for: what a header needs of this project it must include itself.
+# Compiles each header of the current folder by itself, when the target `verify_headers` is asked for: what a header needs
+# of this project it must include itself. The caller adds the precompiled header to NAME_headers.
 function(ravant_verify_headers NAME)
+  set(SOURCES "")
   foreach(HEADER ${ARGN})
     set(SOURCE ${CMAKE_CURRENT_BINARY_DIR}/headers/${HEADER}.cpp)
     file(CONFIGURE OUTPUT ${SOURCE} CONTENT "#include \"${CMAKE_CURRENT_SOURCE_DIR}/${HEADER}\"\n")
     list(APPEND SOURCES ${SOURCE})
   endforeach()
   add_library(${NAME}_headers OBJECT EXCLUDE_FROM_ALL ${SOURCES})
-  ravant_precompile(${NAME}_headers)
   target_link_libraries(${NAME}_headers PRIVATE ${NAME})
   add_dependencies(verify_headers ${NAME}_headers)
 endfunction()

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Checks who includes whom: `desktop, cli -> app -> runners, agent, git, palette, integrations -> core -> platform`.
 
-Prints every include that is against the rules below as `file:line: reason` and exits 1 if there is one.
-With --self-test it checks itself instead: that each kind of violation is found, and that lawful includes are not.
+What a QML file imports counts as what it includes: the module Ravant.Theme is the folder desktop/theme.
+Prints every include or import that is against the rules below as `file:line: reason` and exits 1 if there is one.
+With --self-test it checks itself instead: that each kind of violation is found, and that what is lawful is not.
 """
 
 import re
@@ -23,7 +24,7 @@ DESKTOP_LAYERS = [["window", "start"], ["sidebar", "conversation", "composer", "
 # Folders that are built on the one they are in, whose own files know nothing of them.
 UPON = ["core/store/search"]
 
-# Third-party headers and the only places that may include them (a folder ends in "/", the rest are patterns of paths).
+# Third-party headers and QML modules, and the only places that may include or import them (a folder ends in "/", the rest are patterns of paths).
 WRAPPED = {
     r"sqlite3\.h": ["platform/sqlite/", "bench/"],
     r"curl/": ["platform/http/"],
@@ -33,6 +34,8 @@ WRAPPED = {
     r"md4c(-html)?\.h": ["desktop/text/"],
     r"CLI/": ["cli/"],
     r"Q[A-Z]\w*|Qt\w+/": ["desktop/", "tests/desktop/", "bench/show_window.cpp"],
+    r"(QtQuick\.(Controls|Templates|Dialogs)|Qt\.labs)\b": ["desktop/controls/"],
+    r"QtTest$": ["tests/"],
     r"(gtest|gmock)/": ["tests/"],
     r"benchmark/": ["bench/"],
     r"boost/json": [
@@ -44,6 +47,8 @@ WRAPPED = {
 
 SOURCE_FOLDERS = [folder for layer in LAYERS for folder in layer] + ["tests", "bench", "cmake"]
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
+IMPORT = re.compile(r'^\s*import\s+("[^"]+"|[\w.]+)')
+OWN_MODULES = "Ravant."
 
 
 def layer_of(folder):
@@ -86,21 +91,40 @@ def third_party_violation(path, header):
     return None
 
 
-def sources(root):
-    for folder in SOURCE_FOLDERS:
-        yield from (file for file in sorted((root / folder).rglob("*")) if file.suffix in (".cpp", ".hpp"))
+def include_violation(path, line):
+    """What the line includes, and why it may not, or None."""
+    if not (match := INCLUDE.match(line)):
+        return None
+    own, third_party = match.groups()
+    reason = own and layer_violation(path, own) or third_party_violation(path, own or third_party)
+    return reason and f"{own or third_party}: {reason}"
+
+
+def import_violation(path, line):
+    """As `include_violation`, of a line of QML."""
+    if not (match := IMPORT.match(line)):
+        return None
+    module = match[1]
+    if module.startswith('"'):
+        reason = "what is imported is a module"
+    elif module.startswith(OWN_MODULES):
+        reason = layer_violation(path, f"desktop/{module.removeprefix(OWN_MODULES).lower()}/qmldir")
+    else:
+        reason = third_party_violation(path, module)
+    return reason and f"{module}: {reason}"
+
+
+VIOLATION = {".cpp": include_violation, ".hpp": include_violation, ".qml": import_violation}
 
 
 def violations(root):
-    for file in sources(root):
+    for file in (file for folder in SOURCE_FOLDERS for file in sorted((root / folder).rglob("*"))):
+        if not (violation := VIOLATION.get(file.suffix)):
+            continue
         path = file.relative_to(root).as_posix()
         for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
-            if not (match := INCLUDE.match(line)):
-                continue
-            own, third_party = match.groups()
-            reason = own and layer_violation(path, own) or third_party_violation(path, own or third_party)
-            if reason:
-                yield f"{path}:{number}: {own or third_party}: {reason}"
+            if found := violation(path, line):
+                yield f"{path}:{number}: {found}"
 
 
 LAWFUL = [
@@ -118,6 +142,11 @@ LAWFUL = [
     ("desktop/main.cpp", '"desktop/window/no_network.hpp"'),
     ("desktop/sidebar/project_tree.hpp", '"desktop/program/store_changes.hpp"'),
     ("tests/core/store/store_test.cpp", '"cli/command.hpp"'),
+    ("desktop/window/Main.qml", "Ravant.Sidebar"),
+    ("desktop/sidebar/Sidebar.qml", "Ravant.Sidebar"),
+    ("desktop/sidebar/Sidebar.qml", "Ravant.Controls as Controls"),
+    ("desktop/controls/Question.qml", "QtQuick.Templates as T"),
+    ("tests/desktop/controls/tst_buttons.qml", "Ravant.Theme"),
 ]
 UNLAWFUL = [
     ("core/dispatcher.cpp", '"app/start_up.hpp"'),
@@ -138,19 +167,27 @@ UNLAWFUL = [
     ("desktop/conversation/rows.cpp", "<md4c.h>"),
     ("runners/claude/claude_runner.cpp", "<boost/json/value.hpp>"),
     ("platform/process/child_process.cpp", "<boost/process.hpp>"),
+    ("desktop/sidebar/Sidebar.qml", "Ravant.Composer"),
+    ("desktop/controls/Question.qml", "Ravant.Window"),
+    ("desktop/theme/ThemeIcon.qml", "Ravant.Program 1.0"),
+    ("desktop/palette/PalettePopup.qml", "QtQuick.Controls.Basic as Basic"),
+    ("desktop/window/Main.qml", "  QtQuick.Dialogs"),
+    ("desktop/conversation/Transcript.qml", '"../sidebar"'),
+    ("desktop/conversation/Transcript.qml", "QtTest"),
 ]
 
 
 def found_in(path, include):
+    line = f"import {include}" if path.endswith(".qml") else f"#pragma once\n#include {include}"
     with tempfile.TemporaryDirectory() as folder:
         file = Path(folder, path)
         file.parent.mkdir(parents=True)
-        file.write_text(f"#pragma once\n#include {include}\n", encoding="utf-8")
+        file.write_text(f"{line}\n", encoding="utf-8")
         return list(violations(Path(folder)))
 
 
 def self_test():
-    wrong = [f"not found: {path} includes {include}" for path, include in UNLAWFUL if len(found_in(path, include)) != 1]
+    wrong = [f"not found: {path}: {include}" for path, include in UNLAWFUL if len(found_in(path, include)) != 1]
     wrong += [f"falsely found: {found}" for path, include in LAWFUL for found in found_in(path, include)]
     return wrong
 

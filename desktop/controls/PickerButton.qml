@@ -18,8 +18,8 @@ Basic.AbstractButton {
     implicitHeight: Theme.rowHeight
     implicitWidth: words.implicitWidth + Theme.unit * 4 + (chevron.visible ? Theme.unit * 4 : 0)
     focusPolicy: Qt.StrongFocus
-    Keys.onReturnPressed: click()
-    Keys.onEnterPressed: click()
+    Keys.onReturnPressed: button.clicked()
+    Keys.onEnterPressed: button.clicked()
     Accessible.name: subject + ", " + choice
     Accessible.onPressAction: clicked()
 

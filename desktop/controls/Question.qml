@@ -3,7 +3,8 @@ import QtQuick.Controls.Basic as Basic
 import QtQuick.Templates as T
 import Ravant.Theme
 
-/// A question over the whole window, with its buttons as content, from the right. Esc answers no.
+/// A question over the whole window, with its buttons as content, from the right: the first one has the keyboard each
+/// time it is asked. Esc answers no.
 Basic.Popup {
     id: question
 
@@ -17,6 +18,7 @@ Basic.Popup {
     width: Math.min(Theme.unit * 120, T.Overlay.overlay.width - Theme.unit * 8)
     padding: Theme.unit * 5
     closePolicy: Basic.Popup.CloseOnEscape
+    onAboutToShow: row.children[0].focus = true
     background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
     T.Overlay.modal: Rectangle { color: Theme.isDark ? "#80000000" : "#40000000" }
 

@@ -1,4 +1,5 @@
 import QtQuick
+import Ravant.Conversation
 import Ravant.Controls
 import Ravant.Theme
 

@@ -1,4 +1,5 @@
 import QtQuick
+import Ravant.Conversation
 
 /// A table of the agent, which scrolls sideways by itself.
 Flickable {

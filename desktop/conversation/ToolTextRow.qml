@@ -1,4 +1,5 @@
 import QtQuick
+import Ravant.Conversation
 import Ravant.Theme
 
 /// What went into a call of a tool, or came out of it.

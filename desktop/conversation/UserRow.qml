@@ -1,6 +1,5 @@
 import QtQuick
 import Ravant.Conversation
-import Ravant.Controls
 import Ravant.Theme
 
 /// What the user sent, as it was written.

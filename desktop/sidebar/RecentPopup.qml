@@ -4,7 +4,6 @@ import QtQuick
 import Ravant.Controls
 import Ravant.Program
 import Ravant.Sidebar
-import Ravant.Theme
 
 /// The conversations that were shown last: Ctrl Tab walks on, and letting Ctrl go opens.
 TitledPanel {

@@ -307,7 +307,10 @@ bool CodeScanner::scanDocumentStart() {
   if (at_ > 0 && (isAlphanumeric(text_[at_ - 1]) || text_[at_ - 1] == u'<')) return false;
   const bool isScript = rules_.has(Trait::calls);
   std::size_t ahead = 2;
-  if (peek(ahead) == u'<' && !(isScript && peek(++ahead) != u'<')) return false;
+  if (peek(ahead) == u'<') {
+    ++ahead;
+    if (!isScript || peek(ahead) == u'<') return false;
+  }
   const bool isMarked = isAnyOf("-~", peek(ahead));
   if (isMarked) ++ahead;
   const bool isQuoted = isAnyOf("\"'", peek(ahead));

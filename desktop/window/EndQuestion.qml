@@ -10,7 +10,7 @@ Question {
     explanation: qsTr("Stopped prompts keep what their agents have done so far. In the background they go on, and Ravant ends with the last one.")
     onClosed: if (Workbench.end.state === OrderlyEnd.Asking) Workbench.end.cancel()
 
-    PushButton { text: qsTr("Stop and quit"); weight: PushButton.Primary; focus: true; onClicked: Workbench.end.stopAndQuit() }
+    PushButton { text: qsTr("Stop and quit"); weight: PushButton.Primary; onClicked: Workbench.end.stopAndQuit() }
     PushButton { text: qsTr("Keep running in the background"); onClicked: Workbench.end.keepRunning() }
     PushButton { text: qsTr("Cancel"); onClicked: Workbench.end.cancel() }
 

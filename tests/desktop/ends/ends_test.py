@@ -4,42 +4,26 @@
 import json
 import signal
 import sqlite3
-import subprocess
 import sys
-import unittest
 from contextlib import closing
 from pathlib import Path
 
 from gi.repository import GLib
 
-TESTS = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TESTS / "desktop/support"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
 from accessible import call  # noqa: E402
-from desktop_session import DesktopSession  # noqa: E402
+from desktop_case import DesktopCase  # noqa: E402
 
 NAME, OBJECT = "com.ravant.Ravant", "/com/ravant/Ravant"
 
 
-class Ends(unittest.TestCase):
-    program = ravant = ""
-
-    def setUp(self):
-        self.desktop = self.enterContext(DesktopSession(self.program))
-        self.work = self.desktop.home / "work"
-        self.work.mkdir()
-        self.desktop.settings.parent.mkdir(parents=True)
-        self.desktop.settings.write_text('{"keyStore": "file", "claude": {"asRoot": true}}', encoding="utf-8")
-
-    def run_ravant(self, *arguments):
-        return subprocess.run([self.ravant, *arguments], env=self.desktop.environment, cwd=self.work,
-                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=True).stdout
-
+class Ends(DesktopCase):
     def projects(self):
         return [project["path"] for project in json.loads(self.run_ravant("project", "list", "--json"))]
 
-    def ask(self, method, arguments):
+    def activate(self, method, arguments):
         call(self.desktop.bus, NAME, OBJECT, "org.freedesktop.Application", method, arguments)
 
     def hand_over(self, *arguments):
@@ -62,7 +46,7 @@ class Ends(unittest.TestCase):
 
     def test_what_a_killed_one_left_keeps_no_start_away_and_its_selection_is_back(self):
         self.run_ravant("project", "add", str(self.work))
-        self.run_ravant("agent", "add", "claude", "--path", "/bin/false")
+        self.register_agent("exit 1")
         self.desktop.start("--project", str(self.work))
         self.desktop.wait_until(lambda: "newConversation" in self.selection(), "the stored selection")
         self.desktop.kill()
@@ -83,11 +67,11 @@ class Ends(unittest.TestCase):
         self.desktop.launch("--activated")
         self.desktop.wait_until(self.has_name, "the name on the bus")
         self.assertIsNone(self.desktop.find("frame", None, ["showing"]))
-        self.ask("Open", GLib.Variant("(asa{sv})", ([self.work.as_uri()], {})))
+        self.activate("Open", GLib.Variant("(asa{sv})", ([self.work.as_uri()], {})))
         self.desktop.wait_for("frame", "Ravant", ["showing"])
         self.desktop.wait_until(lambda: self.projects() == [str(self.work)], "the project")
-        self.ask("ActivateAction", GLib.Variant("(sava{sv})", ("new-conversation", [], {})))
-        self.ask("Activate", GLib.Variant("(a{sv})", ({},)))
+        self.activate("ActivateAction", GLib.Variant("(sava{sv})", ("new-conversation", [], {})))
+        self.activate("Activate", GLib.Variant("(a{sv})", ({},)))
         self.assertEqual(self.desktop.end(), 0)
 
     def has_name(self):
@@ -130,6 +114,27 @@ class Ends(unittest.TestCase):
         self.desktop.program.process.send_signal(signal.SIGTERM)
         self.assertEqual(self.desktop.end(signal.SIGTERM), 0)
 
+    def test_the_session_bus_goes_away_and_the_window_goes_on(self):
+        self.run_ravant("project", "add", str(self.work))
+        self.register_agent()
+        self.desktop.start("--project", str(self.work))
+        self.write("Say more.")
+        self.desktop.end_bus()
+        # A run elsewhere whose end would be told by a notice, then one of the window itself.
+        self.ask("Say hello.")
+        elsewhere = self.conversations()[0]["items"]
+        self.desktop.wait_until(self.is_sent, "the prompt of the window")
+        self.desktop.wait_until(lambda: [found["items"] for found in self.conversations()] == [elsewhere] * 2, "an answer")
+        self.assertEqual(self.desktop.end(signal.SIGHUP), 0)
+
+    def is_sent(self):
+        """Presses Enter: a composer that learns of another conversation can be busy, and nothing tells when it is not."""
+        self.desktop.keys("Enter")
+        return len(self.conversations()) == 2
+
+    def conversations(self):
+        return json.loads(self.run_ravant("conversation", "list", "--json"))
+
     def test_a_backup_takes_the_place_of_a_store_that_is_none(self):
         self.run_ravant("project", "add", str(self.work))
         store = self.desktop.data / "store.sqlite"
@@ -146,19 +151,13 @@ class Ends(unittest.TestCase):
         self.assertEqual(self.desktop.end(), 0)
 
     def start_with_a_run(self):
-        agent = self.desktop.programs / "agent"
-        agent.write_text("#!/bin/sh\nsleep 300 &\nwait\n")
-        agent.chmod(0o755)
         self.run_ravant("project", "add", str(self.work))
-        self.run_ravant("agent", "add", "claude", "--path", str(agent))
+        self.register_agent("sleep 300 &\nwait")
         self.desktop.start("--project", str(self.work))
-        self.desktop.wait_for("text", "Prompt", ["focused"])
-        self.desktop.type("Wait.")
-        self.desktop.keys("Enter")
+        self.send("Wait.")
         self.desktop.wait_until(lambda: any("sleep" in line for line in self.desktop.program.children().values()),
                                 "the agent")
 
 
 if __name__ == "__main__":
-    Ends.program, Ends.ravant = (str(Path(word).resolve()) for word in sys.argv[1:3])
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    Ends.main(*sys.argv[1:])

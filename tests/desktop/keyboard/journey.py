@@ -57,19 +57,6 @@ class KeyboardJourney(DesktopCase):
 
     # What the user does.
 
-    def write(self, text):
-        self.focused("text", "Prompt")
-        self.desktop.type(text)
-        self.desktop.wait_until(lambda: self.prompt() == text, f"{text!r} in the composer")
-
-    def prompt(self):
-        return self.desktop.find("text", "Prompt", ["showing"]).text
-
-    def send(self, text):
-        self.write(text)
-        self.desktop.keys("Enter")
-        self.desktop.wait_until(lambda: self.prompt() == "", "an empty composer")
-
     def start_conversation(self, prompt):
         self.desktop.keys("Ctrl+N")
         self.send(prompt)
@@ -296,7 +283,7 @@ class KeyboardJourney(DesktopCase):
         self.run_ravant("project", "add", str(self.work))
         self.register_waiting_agent()
         self.desktop.start("--project", str(self.work))
-        run = self.start_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "one")
+        run = self.start_ravant(*self.asked("one"))
         self.wait_for_row("Projects", "one, running")
         self.desktop.keys("Alt+Down")
         self.wait_for("frame", "one — Ravant")

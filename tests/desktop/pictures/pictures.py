@@ -1,152 +1,309 @@
 #!/usr/bin/python3 -B
 """Writes pictures of the window in its states, for people to look at: `pictures.py RAVANT_DESKTOP RAVANT FOLDER`.
 
-They are of the real program over a store that is filled anew each time, in both colours and at 100 and 200 %. Fails
-where a picture is blank. Ages are told in words ("now"), so two runs differ in little but what the machine draws.
+They are of the real program over stores that are filled anew each time, each in both colours and at 100 and 200 %. Fails
+where a picture is blank, and where a button or field has no place of its own in the window. Ages are told in words
+("now"), so two runs differ in little but what the machine draws.
 """
 
 import json
-import subprocess
+import re
+import signal
 import sys
-import tempfile
-import zlib
-from contextlib import contextmanager
 from pathlib import Path
 
-TESTS = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TESTS / "desktop/support"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
-from desktop_session import DesktopSession  # noqa: E402
+from accessible import misplaced  # noqa: E402
+from desktop_case import DesktopCase  # noqa: E402
+from private_desktop import until  # noqa: E402
 
-DEMO_AGENT = TESTS.parent / "examples/demo-agent"
-SCREEN = "1440x900"
-CORNER = (1439, 899)
+LOOKS = [(appearance, zoom) for appearance in ("light", "dark") for zoom in (100, 200)]
+CORNER = ("1439", "899")
 FEWEST_COLOURS = 12
-CONVERSATIONS = (("ravant", "Read pages around an item"), ("ravant", "Diff view: side by side"),
-                 ("weather-api", "Cache headers for tiles"), ("weather-api", "Upgrade the database"))
+SAMPLED_ROWS = 15
+MOVING_SECONDS = 1
+# Between the height of a button at 100 % and that at 200 %.
+HIGH_BUTTON = 45
+
+PROJECTS = ("ravant", "weather-api")
+PROMPTS = (("ravant", "Diff view: side by side"), ("weather-api", "Cache headers for tiles"),
+           ("weather-api", "Upgrade the database"), ("ravant", "Read pages around an item"))
+
+# What the agent says of the prompt "Read pages around an item": texts, and calls of tools.
+ANSWER = (
+    """# Pages around an item
+I read the **reader** first: `core/store/transcript_reader.hpp:42`, and [what it promises](https://example.org/docs).
+
+- one page is *sixty* items
+  1. the first is the one above the window
+  2. the last is the one below it
+- [x] both are read by one statement
+
+> Two items can share a time stamp.""",
+    ("Edit", {"file_path": "core/store/transcript_reader.cpp", "old_string": "a", "new_string": "a\nb"}, "ok", False),
+    ("Bash", {"command": "ctest --preset dev -R TranscriptReader"}, "Exit code 8\n9 tests failed", True),
+    """The first run failed because of them.
+
+```cpp
+/// Items next to `anchor`, oldest first; the anchor itself is left out.
+awaitable<TranscriptPage> page(ConversationId conversation, Direction direction, std::int64_t limit = 60);
+```
+
+| 100,000 items | p50 | p95 |
+|---|---|---|
+| last 60 | 1.4 ms | 1.9 ms |
+| 60 around the middle | 1.6 ms | 2.3 ms |""")
+
+# Answers, but to a prompt that begins with "Wait" only with the calls of tools, and waits; with "Fail", it fails.
+AGENT = """
+for prompt; do :; done
+cat "$HOME/said/begin"
+case $prompt in
+  Fail*) echo "out of paper: the tray is empty" >&2; exit 1 ;;
+  Wait*) cat "$HOME/said/work"; sleep 300 & wait ;;
+esac
+cat "$HOME/said/work" "$HOME/said/end"
+"""
 
 
-def colours(picture):
-    """How many colours a PNG of `screenshot` has."""
-    content = picture.read_bytes()
-    width = int.from_bytes(content[16:20], "big")
-    start = content.index(b"IDAT")
-    rows = zlib.decompress(content[start + 4:start + 4 + int.from_bytes(content[start - 4:start], "big")])
-    found = set()
-    for top in range(0, len(rows), width * 3 + 1):
-        row = rows[top + 1:top + 1 + width * 3]
-        found.update(zip(row[0::3], row[1::3], row[2::3]))
-    return len(found)
+def record(kind, **fields):
+    return json.dumps({"type": kind, "session_id": "s"} | fields) + "\n"
 
 
-class Pictures:
-    def __init__(self, program, ravant, folder):
-        self.program, self.ravant, self.folder = program, str(Path(ravant).resolve()), Path(folder)
-        self.folder.mkdir(parents=True, exist_ok=True)
-        self.faults = []
+def message(number, content):
+    return record("assistant", message={"id": f"msg_{number}", "role": "assistant", "model": "demo", "content": [content],
+                                        "usage": {"input_tokens": 82_000, "output_tokens": 200}})
 
-    def take(self, desktop, name):
-        desktop.xdotool("mousemove", *map(str, CORNER))
-        self.still(desktop)
-        self.shoot(desktop, name)
 
-    def shoot(self, desktop, name):
-        picture = self.folder / f"{name}.png"
-        desktop.screenshot(picture)
-        if colours(picture) < FEWEST_COLOURS:
-            self.faults.append(f"{picture} is blank")
+def said():
+    """What the agent prints, by the name of the file that its script has it in."""
+    work = ""
+    for number, part in enumerate(ANSWER):
+        if isinstance(part, str):
+            work += message(number, {"type": "text", "text": part})
+            continue
+        tool, given, result, is_error = part
+        work += message(number, {"type": "tool_use", "id": f"tool_{number}", "name": tool, "input": given})
+        work += record("user", message={"role": "user", "content": [
+            {"type": "tool_result", "tool_use_id": f"tool_{number}", "content": result, "is_error": is_error}]})
+    return {"begin": record("system", subtype="init", model="demo", tools=[]), "work": work,
+            "end": record("result", subtype="success", is_error=False, result="Done.")}
+
+
+class Pictures(DesktopCase):
+    folder = None
+
+    def setUp(self):
+        super().setUp()
+        self.set(notifications_desktop=False, window_geometry="0,0 1440x900")
+
+    # Pictures.
+
+    def take(self, state, looks=LOOKS, prepare=lambda: None):
+        """In each look; `prepare` brings about what is not there in the next look any more."""
+        self.desktop.xdotool("mousemove", *CORNER)
+        for appearance, zoom in looks:
+            self.set_look(appearance, zoom)
+            prepare()
+            self.desktop.wait_until(lambda: self.looks_so(appearance, zoom), f"a window in {appearance} at {zoom} %")
+            self.wait_until_still()
+            name = state + "-" + (appearance if zoom == 100 else f"{appearance}-{zoom}")
+            with self.subTest(name):
+                width, _, rows = self.desktop.pixels()
+                found = {row[left:left + 3] for row in rows[::SAMPLED_ROWS] for left in range(0, width * 3, 3)}
+                self.assertGreaterEqual(len(found), FEWEST_COLOURS, "a blank picture")
+                self.assertEqual(misplaced(self.desktop.app()), [], self.desktop.tree())
+            self.desktop.screenshot(self.folder / f"{name}.png")
+        self.set_look(*LOOKS[0])
+
+    def set_look(self, appearance, zoom):
+        settings = json.loads(self.desktop.settings.read_text(encoding="utf-8"))
+        settings["appearance"], settings.setdefault("window", {})["zoom"] = appearance, zoom
+        written = self.desktop.folder / "settings.json"
+        written.write_text(json.dumps(settings), encoding="utf-8")
+        written.replace(self.desktop.settings)
+
+    def looks_so(self, appearance, zoom):
+        x, y, width, height = self.desktop.find("frame", None, ["showing"]).extents
+        middle = self.desktop.pixels()[2][y + height // 2][x * 3:(x + width) * 3]
+        is_dark = sum(middle) / len(middle) < 128
+        if is_dark != (appearance == "dark"):
+            return False
+        return (self.desktop.find("push button", None, ["showing"]).extents[3] > HIGH_BUTTON) == (zoom == 200)
+
+    def wait_until_still(self):
+        """Until two looks at the window are the same; where something runs, which moves, until all has its place."""
+        if until(self.is_same(self.desktop.frame), MOVING_SECONDS):
+            return
+        self.desktop.wait_until(self.is_same(lambda: [found.extents for found in self.desktop.find_all()]),
+                                "a window in which all stays where it is")
 
     @staticmethod
-    def still(desktop):
-        """Waits until two looks at the screen are the same."""
-        with tempfile.TemporaryDirectory() as folder:
-            pictures = [Path(folder) / "one", Path(folder) / "other"]
+    def is_same(look):
+        """A condition: that it looks as it did when it was asked before."""
+        before = None
 
-            def settled():
-                for picture in pictures:
-                    desktop.screenshot(picture)
-                    desktop.tree()
-                return pictures[0].read_bytes() == pictures[1].read_bytes()
-            desktop.wait_until(settled, "a picture that stays as it is")
+        def asked():
+            nonlocal before
+            seen, before = before, look()
+            return seen == before
+        return asked
 
-    def run(self, desktop, *arguments):
-        subprocess.run([self.ravant, *arguments], env=desktop.environment, cwd=desktop.home, stdin=subprocess.DEVNULL,
-                       capture_output=True, timeout=60, check=True)
+    # States.
 
-    @contextmanager
-    def desktop(self, appearance, zoom):
-        with DesktopSession(self.program, screen=SCREEN) as desktop:
-            desktop.settings.parent.mkdir(parents=True)
-            desktop.settings.write_text(json.dumps(
-                {"appearance": appearance, "keyStore": "file", "claude": {"asRoot": True}, "notifications": {"desktop": False},
-                 "window": {"zoom": zoom, "geometry": f"0,0 {SCREEN}"}}), encoding="utf-8")
-            yield desktop
+    def fill(self):
+        for name in PROJECTS:
+            (self.desktop.home / name).mkdir()
+            (self.desktop.home / name / "README.md").write_text(f"# {name}\n", encoding="utf-8")
+            self.run_ravant("project", "add", str(self.desktop.home / name))
+        folder = self.desktop.home / "said"
+        folder.mkdir()
+        for name, words in said().items():
+            (folder / name).write_text(words, encoding="utf-8")
+        self.register_agent(AGENT)
 
-    def fill(self, desktop):
-        for project in dict.fromkeys(project for project, _ in CONVERSATIONS):
-            folder = desktop.home / project
-            folder.mkdir()
-            (folder / "README.md").write_text(f"# {project}\n", encoding="utf-8")
-            self.run(desktop, "project", "add", str(folder))
-        self.run(desktop, "agent", "add", "claude", "--path", str(DEMO_AGENT))
-        for project, words in CONVERSATIONS:
-            self.run(desktop, "run", "--project", str(desktop.home / project), "--agent", "claude", "--model", "demo", words)
+    def ask_all(self):
+        for project, prompt in PROMPTS:
+            self.ask(prompt, self.desktop.home / project)
 
-    def take_all(self):
-        for appearance in ("light", "dark"):
-            for zoom in (100, 200):
-                self.take_states(appearance, zoom)
-        with self.desktop("light", 100) as desktop:
-            desktop.data.mkdir(parents=True)
-            (desktop.data / "store.sqlite").write_text("This is no store.\n" * 1000, encoding="utf-8")
-            desktop.start()
-            desktop.wait_for("push button", "Try again")
-            self.take(desktop, "trouble-light")
-            desktop.press(desktop.find("push button", "Quit"))
-            desktop.wait_for_end()
-        return self.faults
+    def open(self, *arguments):
+        self.desktop.start(*arguments)
+        self.desktop.wait_for("text", "Prompt", ["showing"])
 
-    def take_states(self, appearance, zoom):
-        name = appearance if zoom == 100 else f"{appearance}-{zoom}"
-        with self.desktop(appearance, zoom) as desktop:
-            desktop.start()
-            self.take(desktop, f"empty-{name}")
-            desktop.end()
-            self.fill(desktop)
-            listed = subprocess.run([self.ravant, "conversation", "list", "--json"], env=desktop.environment,
-                                    capture_output=True, text=True, timeout=60, check=True).stdout
-            desktop.start("--conversation", json.loads(listed)[-1]["id"])
-            desktop.wait_for("frame", f"{CONVERSATIONS[0][1]} — Ravant")
-            self.take(desktop, f"main-{name}")
-            desktop.keys("Ctrl+F")
-            self.take(desktop, f"find-{name}")
-            desktop.keys("Esc", "Ctrl+K")
-            desktop.wait_for("text", "Go to or run", ["focused"])
-            self.take(desktop, f"palette-{name}")
-            desktop.keys("Esc", "Ctrl+N")
-            self.take(desktop, f"new-conversation-{name}")
-            desktop.end()
-            self.take_queue(desktop, name)
+    def show(self, *keys, role=None, name=None):
+        """Presses keys, and waits for what they show."""
+        self.desktop.keys(*keys)
+        return self.desktop.wait_for(role, name, ["showing"])
 
-    def take_queue(self, desktop, name):
-        agent = desktop.programs / "agent"
-        agent.write_text("#!/bin/sh\nsleep 300 &\nwait\n", encoding="utf-8")
-        agent.chmod(0o755)
-        self.run(desktop, "agent", "set-path", "claude", str(agent))
-        desktop.start()
-        desktop.wait_for("text", "Prompt", ["focused"])
-        for words in ("Measure the reader.", "Then do the same beside a writer.", "Write down what you see."):
-            desktop.type(words)
-            desktop.keys("Enter")
-            desktop.wait_until(lambda: desktop.find("text", "Prompt").text == "", "an empty field")
-        desktop.wait_for(name="Queued: Write down what you see.")
-        # What runs is told with its time, and its mark moves: two looks are never the same.
-        self.shoot(desktop, f"queue-{name}")
-        desktop.end()
+    def close(self, role, name):
+        self.desktop.keys("Esc")
+        self.desktop.wait_gone(role, name, ["showing"])
+
+    def unfold(self):
+        """The calls of tools, and each call."""
+        for name in ("^Tool calls: ", "^(Edited|Ran|Edit|Bash)"):
+            for row in self.desktop.find_all("list item", re.compile(name), ["showing"]):
+                self.desktop.press(row)
+                self.wait_until_still()
+
+    def test_before_the_first_conversation(self):
+        self.desktop.start()
+        self.desktop.wait_for("push button", "Add project", ["showing"])
+        self.take("empty")
+        self.run_ravant("project", "add", str(self.work))
+        self.desktop.wait_for(name="work")
+        self.desktop.keys("Ctrl+N")
+        self.desktop.wait_for("text", "Prompt", ["showing"])
+        self.take("no-agent")
+        self.register_agent("exit 1")
+        (self.desktop.programs / "agent").unlink()
+        self.desktop.press(self.desktop.find("push button", "Scan again", ["showing"]))
+        self.desktop.wait_for("push button", "Set its path", ["showing"])
+        self.take("agent-trouble")
+        self.desktop.end()
+
+    def test_what_is_read(self):
+        self.fill()
+        self.ask_all()
+        self.open("--conversation", self.conversation())
+        self.desktop.wait_for("list item", re.compile("^Tool calls: "), ["showing"])
+        self.take("main")
+        self.desktop.xdotool("windowsize", "--sync", self.desktop._window(), "720", "480")
+        self.take("narrow", [look for look in LOOKS if look[1] == 100])
+        self.desktop.xdotool("windowsize", "--sync", self.desktop._window(), "1440", "900")
+        self.unfold()
+        self.take("tools")
+        self.show("Ctrl+F", role="text", name="Find in this conversation")
+        self.desktop.type("item")
+        self.take("find")
+        self.close("text", "Find in this conversation")
+        self.show("Ctrl+K", role="text", name="Go to or run")
+        self.take("palette")
+        self.close("text", "Go to or run")
+        self.show("Ctrl+Shift+F", name="Search everything")
+        self.desktop.type("reader")
+        self.desktop.wait_for(name="Results")
+        self.take("search")
+        self.close(None, "Search everything")
+        for _ in range(2):
+            self.desktop.keys("Alt+Down")
+        self.desktop.xdotool("keydown", "ctrl", "key", "Tab")
+        self.take("recent")
+        self.desktop.xdotool("keyup", "ctrl")
+        self.show("Ctrl+N", role="text", name="Prompt")
+        self.take("new-conversation")
+        self.desktop.type("Compare them with this one.")
+        self.desktop.keys("Shift+Enter", "Shift+Enter")
+        self.desktop.type("Attached: README.md")
+        self.desktop.end()
+        self.open()
+        self.desktop.wait_for("list item", re.compile("README.md"), within=self.desktop.wait_for("list", "Attachments", ["showing"]))
+        self.take("attachments")
+        (self.desktop.home / "ravant/README.md").unlink()
+        self.desktop.keys("Ctrl+L", "Enter")
+        self.desktop.wait_for("alert message", re.compile("README.md"), ["showing"])
+        self.take("refusal")
+        self.run_ravant("conversation", "archive", self.conversation())
+        self.desktop.press(self.desktop.wait_for("push button", "Archived conversations", ["showing"]))
+        self.take("archived")
+        self.desktop.end()
+
+    def test_at_work(self):
+        self.fill()
+        self.ask_all()
+        self.open("--project", str(self.desktop.home / "ravant"))
+        self.desktop.keys("Ctrl+L")
+        self.send("Wait for the reader.")
+        self.desktop.wait_for("list item", re.compile("^Tool calls: "), ["showing"])
+        self.unfold()
+        self.take("running")
+        for prompt in ("Then do the same beside a writer.", "Write down what you see."):
+            self.send(prompt)
+        self.desktop.wait_for(name="Queued: Write down what you see.")
+        self.take("queue")
+        self.show("Ctrl+Q", role="push button", name="Keep running in the background")
+        self.take("quit-question")
+        self.close("push button", "Keep running in the background")
+        self.desktop.keys("Ctrl+.")
+        self.desktop.wait_gone(name=re.compile(", running$"))
+
+        def archive():
+            self.desktop.keys("Ctrl+J", "Alt+Down", "Ctrl+Shift+A")
+            self.desktop.wait_for("push button", "Undo", ["showing"])
+        self.take("notice", prepare=archive)
+        self.desktop.end()
+
+    def test_what_went_wrong(self):
+        self.fill()
+        project = self.desktop.home / "ravant"
+        self.ask("Fail to print it.", project, fails=True)
+        self.open("--conversation", self.conversation())
+        self.desktop.wait_for("list item", re.compile("^Failed: "), ["showing"])
+        self.take("failed")
+        run = self.start_ravant(*self.asked("Wait for the printer.", project))
+        self.desktop.wait_for(name=re.compile("^Wait for the printer., running$"))
+        interrupted = self.conversation()
+        run.send_signal(signal.SIGKILL)
+        run.wait()
+        self.desktop.end()
+        self.open("--conversation", interrupted)
+        self.desktop.wait_for(name=re.compile(", interrupted$"))
+        self.take("interrupted")
+        self.desktop.end()
+
+    def test_a_store_that_cannot_be_opened(self):
+        self.desktop.data.mkdir(parents=True, exist_ok=True)
+        (self.desktop.data / "store.sqlite").write_text("This is no store.\n" * 1000, encoding="utf-8")
+        self.desktop.start()
+        self.desktop.wait_for("push button", "Try again", ["showing"])
+        self.take("trouble", LOOKS[:1])
+        self.desktop.press(self.desktop.find("push button", "Quit"))
+        self.desktop.wait_for_end()
 
 
 if __name__ == "__main__":
-    FAULTS = Pictures(*sys.argv[1:4]).take_all()
-    print("\n".join(FAULTS) or f"{len(list(Path(sys.argv[3]).glob('*.png')))} pictures in {sys.argv[3]}")
-    sys.exit(bool(FAULTS))
+    Pictures.folder = Path(sys.argv[3])
+    Pictures.folder.mkdir(parents=True, exist_ok=True)
+    Pictures.main(*sys.argv[1:3], *sys.argv[4:])

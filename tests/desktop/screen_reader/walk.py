@@ -1,8 +1,8 @@
 #!/usr/bin/python3 -B
 """Walks the accessibility tree of the window in the states it can be in: `walk.py RAVANT_DESKTOP RAVANT`.
 
-In each state: whatever takes focus has a name, and no name is twice in one list. And every button that is there does
-something when a screen reader presses it.
+In each state: whatever takes focus has a name and a place in the window, and no name is twice in one list. And every
+button that is there does something when a screen reader presses it, and what scripts look for is found by its name.
 """
 
 import re
@@ -13,22 +13,40 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
-from accessible import Gone, find_all, walk  # noqa: E402
-from desktop_case import DesktopCase  # noqa: E402
+from accessible import Gone, find_all, misplaced, walk  # noqa: E402
+from desktop_case import UNAVAILABLE, DesktopCase  # noqa: E402
 from private_desktop import until  # noqa: E402
 
 BUTTONS = {"push button", "toggle button", "check box", "radio button", "combo box", "menu item"}
 LISTS = {"list", "tree", "tree table", "table", "menu", "page tab list"}
-# What a button says of itself that cannot be pressed: Qt 6.4 does not tell readers otherwise.
-UNAVAILABLE = "not available"
+# Says a bit of everything, and fails.
+SPEAKING_AGENT = r"""cat <<'END'
+{"type":"system","subtype":"init","session_id":"s","tools":[],"model":"demo"}
+{"type":"assistant","session_id":"s","message":{"id":"m1","role":"assistant","model":"demo","content":[{"type":"text","text":"Look:\n\n```python\nprint(1)\n```"}]}}
+{"type":"assistant","session_id":"s","message":{"id":"m2","role":"assistant","model":"demo","content":[{"type":"tool_use","id":"t1","name":"Bash","input":{"command":"ls"}}]}}
+{"type":"user","session_id":"s","message":{"role":"user","content":[{"type":"tool_result","tool_use_id":"t1","content":"a\nb"}]}}
+{"type":"system","subtype":"compact_boundary","session_id":"s","compact_metadata":{"trigger":"auto","pre_tokens":120000}}
+END
+echo "out of paper" >&2
+exit 1
+"""
+
+# What scripts may look for in a window that shows a conversation, by its role and the beginning of its name.
+RELIED_ON = [("frame", "Go. — Ravant"), ("panel", "Sidebar"), ("panel", "Content"), ("panel", "Conversation"),
+             ("tree", "Projects"), ("list item", "work"), ("list item", "Go."), ("list", "Transcript"), ("text", "Prompt"),
+             ("list item", "You: Go."), ("list item", "Claude Code: Look:"), ("list item", "Code, Python: print(1)"),
+             ("list item", "Tool calls: "), ("list item", "Failed: "), ("list item", "Compacted: "),
+             ("push button", "Agent, "), ("push button", "Model, "), ("push button", "Effort, ")] + [
+                 ("push button", name) for name in ("Send", "New conversation", "Add project", "Back", "Forward", "Find",
+                                                    "Settings", "More")]
 
 # What these do is not in the tree: they open another program, fill the clipboard, or show the list that is shown.
 ELSEWHERE = {"Settings", "Copy", "Latest conversations"}
 
 
 def faults(root):
-    """What a listener could not make sense of, one line each."""
-    found = []
+    """What a listener could not make sense of or go to, one line each."""
+    found = misplaced(root)
     for accessible, _ in walk(root):
         try:
             role, name, states = accessible.role, accessible.name, accessible.states
@@ -78,12 +96,15 @@ class ScreenReaderWalk(DesktopCase):
         self.desktop.wait_for(name="work")
         self.check("a project without conversations")
         self.register_agent()
-        self.run_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "Say hello.")
+        self.ask("Say hello.")
         self.desktop.wait_for("list item", None, within=self.desktop.find(name="Projects"))
         self.check("a conversation in the sidebar")
         self.desktop.keys("Alt+Down", "Alt+Down")
         self.desktop.wait_for(name="Transcript")
         self.check("a conversation that is read")
+        self.ask("Say more.")
+        self.desktop.wait_for("list item", "Say more., unread", ["showing"])
+        self.check_at_work("unread")
         self.desktop.keys("Ctrl+F")
         self.check("find")
         self.desktop.keys("Esc", "Ctrl+K")
@@ -101,17 +122,37 @@ class ScreenReaderWalk(DesktopCase):
     def test_a_run_that_fails_can_be_read_aloud(self):
         self.run_ravant("project", "add", str(self.work))
         self.register_agent("echo out of paper >&2; exit 1")
-        self.run_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "Go.", fails=True)
+        self.ask("Go.", fails=True)
         self.desktop.start("--conversation", self.conversation())
         self.desktop.wait_for(name=re.compile("^Failed: "), within=self.desktop.wait_for(name="Transcript"))
         self.check("failed")
         self.desktop.end()
 
+    def test_what_scripts_look_for_is_there(self):
+        self.run_ravant("project", "add", str(self.work))
+        self.register_agent(SPEAKING_AGENT)
+        self.ask("Go.", fails=True)
+        self.desktop.start("--conversation", self.conversation())
+        self.desktop.wait_for("list item", re.compile("^Failed: "))
+        missing = [(role, name) for role, name in RELIED_ON
+                   if not self.desktop.find(role, re.compile("^" + re.escape(name)), ["showing"])]
+        self.assertEqual(missing, [], self.desktop.tree())
+        self.desktop.end()
+
+    def test_a_store_that_cannot_be_opened_can_be_read_aloud(self):
+        self.desktop.data.mkdir(parents=True)
+        (self.desktop.data / "store.sqlite").write_text("This is no store.\n" * 1000, encoding="utf-8")
+        self.desktop.start()
+        self.desktop.wait_for("push button", "Try again", ["showing"])
+        self.check("trouble")
+        self.desktop.press(self.desktop.find("push button", "Quit"))
+        self.desktop.wait_for_end()
+
     def test_a_run_elsewhere_and_its_death_can_be_read_aloud(self):
         self.run_ravant("project", "add", str(self.work))
         self.register_agent("while :; do sleep 0.1; done")
         self.desktop.start("--project", str(self.work))
-        run = self.start_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "Wait.")
+        run = self.start_ravant(*self.asked("Wait."))
         self.desktop.wait_for(name=re.compile(", running$"))
         self.check_at_work("running elsewhere")
         run.send_signal(signal.SIGKILL)
@@ -131,9 +172,7 @@ class ScreenReaderWalk(DesktopCase):
         self.desktop.wait_for("push button", re.compile("^Agent, Claude Code"), ["showing"])
         self.desktop.keys("Ctrl+L")
         for prompt in ("one", "two", "three"):
-            self.desktop.type(prompt)
-            self.desktop.keys("Enter")
-            self.desktop.wait_until(lambda: self.desktop.find("text", "Prompt").text == "", "an empty composer")
+            self.send(prompt)
         self.desktop.wait_for("list item", "Queued: three", ["showing"])
         self.check_at_work("queue")
         for keys, opened in (("Ctrl+M", "Choose or type a model"), ("Ctrl+Shift+F", "Search everything")):
@@ -162,7 +201,7 @@ class ScreenReaderWalk(DesktopCase):
     def test_every_button_does_something(self):
         self.run_ravant("project", "add", str(self.work))
         self.register_agent()
-        self.run_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "Go.")
+        self.ask("Go.")
         shown = ("--conversation", self.conversation())
         self.desktop.start(*shown)
         self.still()

@@ -162,6 +162,38 @@ def find_all(root, role=None, name=None, states=()):
             continue
 
 
+# What scrolls: its parts may be out of sight.
+SCROLLED = {"list", "tree", "tree table", "table"}
+
+
+def misplaced(root):
+    """What is shown but cannot be seen whole: without a size, out of the window, or over another button of its group.
+    One line each."""
+    def inside(parent, window, found):
+        buttons = []
+        for child in parent.children:
+            try:
+                if "showing" not in child.states:
+                    continue
+                role, (x, y, width, height) = child.role, child.extents
+                if "focusable" in child.states and child.name:
+                    left, top, wide, high = window
+                    if width <= 0 or height <= 0:
+                        found.append(f"has no size: {child!r}")
+                    elif x < left or y < top or x + width > left + wide or y + height > top + high:
+                        found.append(f"is not in the window: {child!r} at {child.extents} in {window}")
+                if role == "push button":
+                    found += [f"is over another: {child!r} and {other!r}" for other, (left, top, wide, high) in buttons
+                              if x < left + wide and left < x + width and y < top + high and top < y + height]
+                    buttons.append((child, (x, y, width, height)))
+                if role not in SCROLLED:
+                    inside(child, child.extents if role == "frame" else window, found)
+            except Gone:
+                continue
+        return found
+    return inside(root, None, [])
+
+
 def line(accessible):
     """One object in words, as a dump has it."""
     words = f'{accessible.role} "{accessible.name}"'

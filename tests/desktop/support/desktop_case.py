@@ -10,6 +10,9 @@ from desktop_session import DesktopSession
 
 DEMO_AGENT = Path(__file__).resolve().parents[3] / "examples/demo-agent"
 
+# What a button says of itself that cannot be pressed: Qt 6.4 does not tell readers otherwise.
+UNAVAILABLE = "not available"
+
 # Says what it was asked, waits until it is told to go on, says a last word.
 WAITING_AGENT = r"""
 for prompt; do :; done
@@ -52,7 +55,39 @@ class DesktopCase(unittest.TestCase):
         return started
 
     def conversation(self):
+        """The id of the latest one."""
         return json.loads(self.run_ravant("conversation", "list", "--json"))[0]["id"]
+
+    def set(self, **settings):
+        """A name's parts have an underscore between them: `window_zoom=150`."""
+        for name, value in settings.items():
+            self.run_ravant("settings", "set", name.replace("_", "."), json.dumps(value).strip('"'))
+
+    def ask(self, prompt, project=None, fails=False):
+        """Has the agent answer a prompt, outside of the window."""
+        self.run_ravant(*self.asked(prompt, project), fails=fails)
+
+    def asked(self, prompt, project=None):
+        return ("run", "--project", str(project or self.work), "--agent", "claude", "--model", "demo", prompt)
+
+    # What the user does.
+
+    def prompt(self):
+        """What stands in the composer."""
+        return self.desktop.find("text", "Prompt", ["showing"]).text
+
+    def write(self, text):
+        """Returns when it can be sent: a composer that has just been shown does not know yet by whom."""
+        self.desktop.wait_for("text", "Prompt", ["showing", "focused"])
+        self.desktop.type(text)
+        self.desktop.wait_until(lambda: self.prompt() == text, f"{text!r} in the composer")
+        self.desktop.wait_until(lambda: self.desktop.find("push button", "Send", ["showing"]).description != UNAVAILABLE,
+                                "a prompt that can be sent")
+
+    def send(self, text):
+        self.write(text)
+        self.desktop.keys("Enter")
+        self.desktop.wait_until(lambda: self.prompt() == "", "an empty composer")
 
     def register_agent(self, script=None):
         """The demo agent, or a shell script in the place of one, as the only agent."""
@@ -62,7 +97,7 @@ class DesktopCase(unittest.TestCase):
             agent.write_text(f"#!/bin/sh\n{script}\n")
             agent.chmod(0o755)
         self.run_ravant("agent", "add", "claude", "--path", str(agent))
-        self.run_ravant("settings", "set", "claude.asRoot", "true")
+        self.set(claude_asRoot=True)
 
     def register_waiting_agent(self):
         """One that waits in the middle of its work until `go_on`."""

@@ -13,6 +13,8 @@ import uuid
 import zlib
 from pathlib import Path
 
+from gi.repository import GLib
+
 from accessible import Gone, call, connect
 
 POLL_SECONDS = 0.02
@@ -138,6 +140,10 @@ class PrivateDesktop:
         self._own.append(process)
         return process
 
+    def run_beside(self, *command):
+        """Starts another program on this desktop, which does not outlive it."""
+        return self._start(*command)
+
     def _failed(self, what):
         logs = "".join(f"\n{log.name}: {log.read_text(errors='replace')}" for log in self.folder.glob("*.log"))
         return AssertionError(f"{what}{logs}")
@@ -165,11 +171,12 @@ class PrivateDesktop:
     def _start_buses(self):
         socket, configuration = self.folder / "bus", self.folder / "bus.conf"
         configuration.write_text(BUS.format(folder=self.folder, services=self.services))
-        self._start("dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile")
-        if not until(socket.exists, self.patience):
-            raise self._failed("the session bus did not start")
+        self._bus_daemon = self._start("dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={socket}"
-        self.bus = connect(self.environment["DBUS_SESSION_BUS_ADDRESS"])
+        # Its socket is there before it listens.
+        self.bus = until(self._session_bus, self.patience)
+        if not self.bus:
+            raise self._failed("the session bus did not start")
         launcher = next((path for path in ("/usr/libexec/at-spi-bus-launcher",
                                            "/usr/lib/at-spi2-core/at-spi-bus-launcher") if os.path.exists(path)), None)
         if launcher is None:
@@ -179,6 +186,17 @@ class PrivateDesktop:
         if not address:
             raise self._failed("the accessibility bus did not start")
         self.accessibility = connect(address)
+
+    def end_bus(self):
+        """Ends the session bus, and with it what a screen reader could be told: from then on nothing can be found."""
+        self._bus_daemon.terminate()
+        self._bus_daemon.wait()
+
+    def _session_bus(self):
+        try:
+            return connect(self.environment["DBUS_SESSION_BUS_ADDRESS"])
+        except GLib.Error:
+            return None
 
     def _accessibility_address(self):
         try:
@@ -193,21 +211,31 @@ class PrivateDesktop:
             raise AssertionError(f"xdotool {' '.join(arguments)}: {done.stderr or done.returncode}")
         return done.stdout
 
-    def screenshot(self, path):
-        """Writes what the screen shows as PNG."""
-        frame = (self.folder / "Xvfb_screen0").read_bytes()
+    def frame(self):
+        """What the screen shows, as the display keeps it: to compare."""
+        return (self.folder / "Xvfb_screen0").read_bytes()
+
+    def pixels(self):
+        """What the screen shows: width, height, and its rows from the top, each a bytes of red, green and blue."""
+        frame = self.frame()
         header = struct.unpack(">25I", frame[:100])
         start, width, height, stride, colours = header[0], header[4], header[5], header[12], header[19]
         start += colours * 12
-        rows = bytearray()
+        rows = []
         for top in range(start, start + stride * height, stride):
             pixels = frame[top:top + width * 4]
             row = bytearray(width * 3)
             row[0::3], row[1::3], row[2::3] = pixels[2::4], pixels[1::4], pixels[0::4]
-            rows += b"\0" + row
+            rows.append(bytes(row))
+        return width, height, rows
+
+    def screenshot(self, path):
+        """Writes what the screen shows as PNG."""
+        width, height, rows = self.pixels()
 
         def chunk(kind, content):
             return struct.pack(">I", len(content)) + kind + content + struct.pack(">I", zlib.crc32(kind + content))
 
         Path(path).write_bytes(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">2I5B", width, height, 8, 2, 0, 0, 0))
-                               + chunk(b"IDAT", zlib.compress(bytes(rows), 6)) + chunk(b"IEND", b""))
+                               + chunk(b"IDAT", zlib.compress(b"".join(b"\0" + row for row in rows), 6))
+                               + chunk(b"IEND", b""))

@@ -1,22 +1,17 @@
 #!/usr/bin/python3 -B
 """The desktop's notices, shown by a service that stands in for the desktop's: `notices_test.py RAVANT_DESKTOP RAVANT`."""
 
-import json
-import subprocess
 import sys
-import unittest
 from pathlib import Path
 
 from gi.repository import Gio, GLib
 
-TESTS = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TESTS / "desktop/support"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
 from accessible import call, connect  # noqa: E402
-from desktop_session import DesktopSession  # noqa: E402
+from desktop_case import DesktopCase  # noqa: E402
 
-DEMO_AGENT = TESTS.parent / "examples/demo-agent"
 NAME, OBJECT = "org.freedesktop.Notifications", "/org/freedesktop/Notifications"
 INTERFACE = f"""<node><interface name="{NAME}">
   <method name="Notify"><arg type="s"/><arg type="u"/><arg type="s"/><arg type="s"/><arg type="s"/><arg type="as"/>
@@ -56,27 +51,13 @@ def serve():
         pass
 
 
-class Notices(unittest.TestCase):
-    program = ravant = ""
-
+class Notices(DesktopCase):
     def setUp(self):
-        self.desktop = self.enterContext(DesktopSession(self.program))
+        super().setUp()
         self.service = Service(self.desktop.environment["DBUS_SESSION_BUS_ADDRESS"])
-        self.settings(True)
-        self.run_ravant("project", "add", str(self.desktop.home))
-        self.run_ravant("agent", "add", "claude", "--path", str(DEMO_AGENT))
-
-    def settings(self, are_shown):
-        self.desktop.settings.parent.mkdir(parents=True, exist_ok=True)
-        self.desktop.settings.write_text(json.dumps({"keyStore": "file", "claude": {"asRoot": True},
-                                                     "notifications": {"desktop": are_shown}}), encoding="utf-8")
-
-    def run_ravant(self, *arguments):
-        subprocess.run([self.ravant, *arguments], env=self.desktop.environment, cwd=self.desktop.home,
-                       stdin=subprocess.DEVNULL, capture_output=True, timeout=60, check=True)
-
-    def prompt(self, words):
-        self.run_ravant("run", "--project", str(self.desktop.home), "--agent", "claude", "--model", "demo", words)
+        self.set(notifications_desktop=True)
+        self.run_ravant("project", "add", str(self.work))
+        self.register_agent()
 
     def wait(self, condition, what):
         def answer():
@@ -92,7 +73,7 @@ class Notices(unittest.TestCase):
             lambda *arguments: alerts.append(arguments[2]))
         call(self.desktop.accessibility, "org.a11y.atspi.Registry", "/org/a11y/atspi/registry",
              "org.a11y.atspi.Registry", "RegisterEvent", GLib.Variant("(sass)", ("object:state-changed:showing", [], "")))
-        self.prompt("Say hello.")
+        self.ask("Say hello.")
         self.wait(lambda: self.service.shown, "a notice")
         _, _, _, title, words, actions, hints, _ = self.service.shown[1]
         self.assertEqual((title, words, actions[0]), ("Say hello.", "Claude Code finished", "default"))
@@ -103,14 +84,14 @@ class Notices(unittest.TestCase):
         self.desktop.wait_for("frame", "Say hello. — Ravant")
 
         # One that is opened without its notice takes that away.
-        self.prompt("Say more.")
+        self.ask("Say more.")
         self.wait(lambda: 2 in self.service.shown, "another notice")
         self.desktop.keys("Ctrl+J")
         self.desktop.wait_for("frame", "Say more. — Ravant")
         self.wait(lambda: self.service.closed == [2], "the end of the notice")
 
-        self.settings(False)
-        self.prompt("Say nothing.")
+        self.set(notifications_desktop=False)
+        self.ask("Say nothing.")
         self.desktop.wait_for(None, "Claude Code finished: Say nothing.", ["showing"])
         serve()
         self.assertEqual(len(self.service.shown), 2)
@@ -118,5 +99,4 @@ class Notices(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    Notices.program, Notices.ravant = (str(Path(word).resolve()) for word in sys.argv[1:3])
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    Notices.main(*sys.argv[1:])

@@ -2,43 +2,24 @@
 """The regions of the window by keys alone, wide and narrow, and the way to the next that needs the user:
 `regions_test.py RAVANT_DESKTOP RAVANT`."""
 
-import json
 import re
-import subprocess
 import sys
-import unittest
 from pathlib import Path
 
-TESTS = Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(TESTS / "desktop/support"))
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
 from accessible import walk  # noqa: E402
-from desktop_session import DesktopSession  # noqa: E402
+from desktop_case import DesktopCase  # noqa: E402
 
-DEMO_AGENT = TESTS.parent / "examples/demo-agent"
 REGIONS = ("Sidebar", "Content", "Conversation")
 
 
-class Regions(unittest.TestCase):
-    program = ravant = ""
-
+class Regions(DesktopCase):
     def setUp(self):
-        self.desktop = self.enterContext(DesktopSession(self.program))
-        self.work = self.desktop.home / "work"
-        self.work.mkdir()
-        self.settings({})
+        super().setUp()
         self.run_ravant("project", "add", str(self.work))
-        self.run_ravant("agent", "add", "claude", "--path", str(DEMO_AGENT))
-
-    def settings(self, window):
-        self.desktop.settings.parent.mkdir(parents=True, exist_ok=True)
-        self.desktop.settings.write_text(json.dumps({"keyStore": "file", "claude": {"asRoot": True}, "window": window}),
-                                         encoding="utf-8")
-
-    def run_ravant(self, *arguments):
-        subprocess.run([self.ravant, *arguments], env=self.desktop.environment, cwd=self.work, capture_output=True,
-                       stdin=subprocess.DEVNULL, timeout=60, check=True)
+        self.register_agent()
 
     def focused_region(self):
         for name in REGIONS:
@@ -74,7 +55,7 @@ class Regions(unittest.TestCase):
         self.desktop.end()
 
     def test_a_narrow_window_has_the_sidebar_over_it_until_something_is_chosen(self):
-        self.settings({"geometry": "0,0 800x600"})
+        self.set(window_geometry="0,0 800x600")
         self.desktop.start("--project", str(self.work))
         self.desktop.wait_for("text", "Prompt", ["focused"])
         self.assertIsNone(self.desktop.find("panel", "Sidebar", ["showing"]))
@@ -91,7 +72,7 @@ class Regions(unittest.TestCase):
 
     def test_a_run_that_ends_is_said_to_a_reader(self):
         self.desktop.start()
-        self.run_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "Say hello.")
+        self.ask("Say hello.")
         self.desktop.wait_for(None, re.compile("^Claude Code finished: Say hello"), ["showing"])
         self.desktop.keys("Ctrl+J")
         self.desktop.wait_for("frame", "Say hello. — Ravant")
@@ -99,5 +80,4 @@ class Regions(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    Regions.program, Regions.ravant = (str(Path(word).resolve()) for word in sys.argv[1:3])
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]])
+    Regions.main(*sys.argv[1:])

@@ -1,0 +1,139 @@
+import QtQuick
+import QtTest
+import Ravant.Conversation
+import Ravant.Theme
+
+Item {
+    id: root
+
+    readonly property string sentence: "The reader takes pages of sixty items, and a page around any item of the conversation. "
+
+    width: 2000
+    height: 1200
+
+    TranscriptWindow { id: window }
+    ProseStyle { id: sheet }
+    SignalSpy { id: spy }
+    Component { id: rowOfTranscript; TranscriptRow { rows: window; style: sheet; height: implicitHeight } }
+
+    TestCase {
+        name: "Rows"
+        when: windowShown
+
+        readonly property var blank: ({ index: 0, keyboardRow: -1, item: "", isFirst: true, isLast: true, opensBlock: true,
+            closesBlock: true, isOpen: false, isGrowing: false, canAct: false, outcome: TranscriptWindow.NoOutcome, level: 0,
+            hiddenLines: 0, html: "", words: "", label: "", detail: "", iconName: "", isSelected: false, paint: null })
+        readonly property var kinds: [
+            { name: "user", kind: TranscriptWindow.UserMessage, html: root.sentence.repeat(4), hiddenLines: 12 },
+            { name: "prose", kind: TranscriptWindow.Prose, html: root.sentence.repeat(4) },
+            { name: "growing", kind: TranscriptWindow.Prose, html: root.sentence, isGrowing: true },
+            { name: "heading", kind: TranscriptWindow.Heading, level: 2, html: root.sentence },
+            { name: "quotation", kind: TranscriptWindow.Quotation, html: root.sentence.repeat(4) },
+            { name: "table", kind: TranscriptWindow.Table, html: "<table><tr><td>a</td><td>" + root.sentence + "</td></tr></table>" },
+            { name: "code", kind: TranscriptWindow.Code, label: "cpp", words: root.sentence + "\n" + root.sentence, hiddenLines: 1 },
+            { name: "rule", kind: TranscriptWindow.Rule },
+            { name: "group", kind: TranscriptWindow.ToolGroup, label: "Ran 3 commands", words: "git log --oneline " + root.sentence,
+                detail: "1.2 s", outcome: TranscriptWindow.Running, isOpen: false },
+            { name: "call", kind: TranscriptWindow.ToolCall, label: "Ran", words: "git log --oneline " + root.sentence, iconName: "terminal",
+                detail: "128 lines", outcome: TranscriptWindow.Failed },
+            { name: "output", kind: TranscriptWindow.ToolText, label: "Output", words: root.sentence + "\n" + root.sentence },
+            { name: "compaction", kind: TranscriptWindow.Compaction, words: "Context compacted: 120 k to 12 k tokens" },
+            { name: "unread", kind: TranscriptWindow.Unread, words: "New" },
+            { name: "failure", kind: TranscriptWindow.Failure, words: root.sentence.repeat(2), canAct: true },
+            { name: "interrupted", kind: TranscriptWindow.Interrupted, words: root.sentence, canAct: true },
+            { name: "reasoning", kind: TranscriptWindow.Reasoning, label: "Thought for 3 s", words: root.sentence.repeat(3), isOpen: true },
+            { name: "progress", kind: TranscriptWindow.RunProgress, label: "Working", detail: "12 s", outcome: TranscriptWindow.Running }]
+
+        function init() {
+            failOnWarning(/.?/)
+            Theme.zoom = 100
+        }
+        function cleanup() { Theme.zoom = 100 }
+
+        function make(roles, width) {
+            return createTemporaryObject(rowOfTranscript, root, Object.assign({}, blank, roles, { width: width }))
+        }
+        /// All that is drawn as text below an item: `inside` says whether something above it cuts it off, to be scrolled.
+        function texts(item, inside) {
+            let found = []
+            for (let index = 0; index < item.children.length; ++index) {
+                const child = item.children[index]
+                if (!child.visible) continue
+                if ((child instanceof Text || child instanceof TextEdit) && child.text !== "") found.push({ item: child, inside: inside })
+                found = found.concat(texts(child, inside || child.clip))
+            }
+            return found
+        }
+        function place(text, row) {
+            const width = text instanceof Text ? Math.min(text.contentWidth, text.width) : text.contentWidth
+            return text.mapToItem(row, text.leftPadding, 0, width, Math.min(text.height, text.contentHeight))
+        }
+        function luminance(colour) {
+            const part = value => value <= 0.03928 ? value / 12.92 : Math.pow((value + 0.055) / 1.055, 2.4)
+            return 0.2126 * part(colour.r) + 0.7152 * part(colour.g) + 0.0722 * part(colour.b)
+        }
+        function contrast(one, other) {
+            const first = luminance(one) + 0.05
+            const second = luminance(other) + 0.05
+            return Math.max(first / second, second / first)
+        }
+
+        function test_shows_all_of_its_text_data() {
+            const cases = []
+            for (const roles of kinds) {
+                for (const zoom of [100, 200]) {
+                    for (const width of [zoom === 100 ? 440 : 700, 1400]) cases.push({ tag: "%1 at %2 % in %3".arg(roles.name).arg(zoom).arg(width), roles, zoom, width })
+                }
+            }
+            return cases
+        }
+        function test_shows_all_of_its_text(data) {
+            Theme.zoom = data.zoom
+            const row = make(data.roles, data.width)
+            waitForRendering(row)
+            verify(row.height > 0)
+            compare(row.Accessible.name, row.name)
+            compare(row.Accessible.role, Accessible.ListItem)
+            const shown = texts(row, false)
+            verify(shown.length > 0 || data.roles.kind === TranscriptWindow.Rule)
+            const places = []
+            for (const { item, inside } of shown) {
+                const where = place(item, row)
+                verify(contrast(item.color, Theme.window) > 2.5, "colour of " + item.text)
+                verify(where.y >= -0.5 && where.y + where.height <= row.height + 0.5, "%1 from %2 to %3 in %4".arg(item.text).arg(where.y).arg(where.y + where.height).arg(row.height))
+                verify(item.contentHeight <= item.height + 0.5, item.text)
+                if (inside) continue
+                verify(where.x >= 0 && where.x + where.width <= row.width + 0.5, "%1 to %2 in %3".arg(item.text).arg(where.x + where.width).arg(row.width))
+                if (item instanceof TextEdit) verify(item.contentWidth <= item.width + 0.5, item.text)
+                for (const other of places) {
+                    const apart = where.x >= other.x + other.width || other.x >= where.x + where.width || where.y >= other.y + other.height || other.y >= where.y + where.height
+                    verify(apart || where.width === 0 || other.width === 0, "%1 is drawn over another text".arg(item.text))
+                }
+                places.push(where)
+                // Only what names a subject may be shortened.
+                if (item instanceof Text && item.text !== data.roles.words) verify(!item.truncated, "cut off: " + item.text)
+            }
+        }
+
+        function test_does_what_is_pressed_data() {
+            return [
+                { tag: "group", signal: "toggled" },
+                { tag: "call", signal: "toggled" },
+                { tag: "failure", signal: "acted" },
+                { tag: "interrupted", signal: "acted" }]
+        }
+        function test_does_what_is_pressed(data) {
+            const row = make(kinds.find(roles => roles.name === data.tag), 760)
+            spy.target = null
+            spy.signalName = data.signal
+            spy.target = row
+            spy.clear()
+            row.Accessible.pressAction()
+            compare(spy.count, 1)
+            const shown = texts(row, false)
+            const pressed = shown[shown.length - 1].item
+            mouseClick(pressed)
+            compare(spy.count, 2)
+        }
+    }
+}
