@@ -71,14 +71,14 @@ awaitable<void> SearchModel::search(Turns::Turn turn, std::string words, std::st
   if (!turns_.isLatest(turn)) co_return;
   std::vector<PaletteRow> rows;
   places_.clear();
+  found_ = QString::fromStdString(words);
   for (const SearchHit& hit : result.hits) {
     const auto of = conversations.find(hit.conversation);
     if (of == conversations.end()) continue;
     rows.push_back(rowOf(hit, of->second, window_.application().modelContainer()->clock().now()));
     places_.push_back({hit.conversation, of->second.conversation.project, hit.item});
   }
-  const QString empty =
-      rows.empty() ? tr("“%1” is in none of the conversations.").arg(QString::fromStdString(words)) : QString();
+  const QString empty = rows.empty() ? tr("“%1” is in none of the conversations.").arg(found_) : QString();
   show(std::move(rows), 0, empty);
 }
 
@@ -97,7 +97,7 @@ awaitable<std::map<ConversationId, ConversationSummary>> SearchModel::conversati
 void SearchModel::choose(int row) {
   if (row < 0 || row >= static_cast<int>(places_.size())) return;
   const Place& place = places_[static_cast<std::size_t>(row)];
-  window_.openItem(place.conversation, place.project, place.item);
+  window_.openItem(place.conversation, place.project, place.item, found_);
 }
 
 }  // namespace ravant::desktop

@@ -40,6 +40,7 @@ class SearchModel : public PaletteRows, public ViewModel {
   Turns turns_;
   std::stop_source stop_;
   std::vector<Place> places_;  ///< of the rows
+  QString found_;              ///< the words for which these were found
 };
 
 }  // namespace ravant::desktop

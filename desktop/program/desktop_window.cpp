@@ -119,9 +119,10 @@ awaitable<void> DesktopWindow::show(OpenRequest request) {
   }
 }
 
-void DesktopWindow::openItem(ConversationId conversation, ProjectId project, ConversationItemId item) {
+void DesktopWindow::openItem(ConversationId conversation, ProjectId project, ConversationItemId item,
+                             const QString& words) {
   state_->openConversation(conversation, project);
-  Q_EMIT itemRequested(item);
+  Q_EMIT itemRequested(item, words);
 }
 
 void DesktopWindow::openConversation(const QString& conversation, const QString& project) {

@@ -95,8 +95,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void awaitRequest() { isAwaited_ = true; }
   /// Brings the window to the front, from the background too, and shows what is wanted by and by.
   void open(const OpenRequest& request);
-  /// Shows the conversation and has its transcript go to the item.
-  void openItem(ConversationId conversation, ProjectId project, ConversationItemId item);
+  /// Shows the conversation and has its transcript go to where in the item the words are that were searched for.
+  void openItem(ConversationId conversation, ProjectId project, ConversationItemId item, const QString& words);
 
   Q_INVOKABLE void openConversation(const QString& conversation, const QString& project);
   Q_INVOKABLE void startNewConversation(const QString& project);
@@ -128,8 +128,9 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void settingsChanged();
   void awaitedChanged();
   void raised(const QString& activationToken);
-  /// Of the conversation that is shown, behind `selectionChanged`.
-  void itemRequested(ravant::ConversationItemId item);
+  /// Of the conversation that is shown, behind `selectionChanged`. `words` are what was searched for, as typed: the last
+  /// one may be a beginning.
+  void itemRequested(ravant::ConversationItemId item, const QString& words);
 
  private:
   friend class CommandHandler;

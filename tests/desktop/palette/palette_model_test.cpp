@@ -119,12 +119,17 @@ TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
   EXPECT_THAT(titles(search), ElementsAre("Paint the mailbox <b>red</b>"));
 
   std::optional<ConversationItemId> wanted;
+  QString words;
   QObject::connect(&workbench.window(), &desktop::DesktopWindow::itemRequested,
-                   [&](ConversationItemId item) { wanted = item; });
+                   [&](ConversationItemId item, const QString& of) {
+                     wanted = item;
+                     words = of;
+                   });
   search.choose(0);
   EXPECT_EQ(workbench.window().shownConversation(), second);
   const auto last = await(workbench.application().transcripts().last(second));
   EXPECT_EQ(wanted, last.value().id);
+  EXPECT_EQ(words.toStdString(), "mailbox pai");
 
   search.setQuery(QStringLiteral("letterbox"));
   EXPECT_TRUE(until([&] { return search.emptyWords().contains(QLatin1String("letterbox")); }));
