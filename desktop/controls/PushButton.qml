@@ -32,5 +32,5 @@ Basic.AbstractButton {
         border { width: button.weight === PushButton.Ordinary ? 1 : 0; color: Theme.strongLine }
         FocusRing { control: button; anchors.margins: -3; radius: 8 }
     }
-    Hint { text: button.hint; keys: button.keys; visible: button.hint !== "" && (button.hovered || button.visualFocus) }
+    Hint { control: button; text: button.hint; keys: button.keys }
 }

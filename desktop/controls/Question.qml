@@ -17,6 +17,7 @@ Basic.Popup {
     width: Math.min(Theme.unit * 120, T.Overlay.overlay.width - Theme.unit * 8)
     padding: Theme.unit * 5
     closePolicy: Basic.Popup.CloseOnEscape
+    enter: FadeIn {}
     background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
     T.Overlay.modal: Rectangle { color: Theme.isDark ? "#80000000" : "#40000000" }
 

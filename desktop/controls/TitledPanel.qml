@@ -7,12 +7,13 @@ import Ravant.Theme
 T.Dialog {
     parent: T.Overlay.overlay
     x: Math.round((parent.width - width) / 2)
-    y: Theme.unit * 20
+    y: Math.min(Theme.unit * 20, Math.round(parent.height / 10))
     width: Math.min(Theme.unit * 110, parent.width - Theme.unit * 8)
     padding: Theme.unit
     modal: true
     focus: true
     closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutside
+    enter: FadeIn {}
     background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
     T.Overlay.modal: Rectangle { color: Theme.isDark ? "#80000000" : "#40000000" }
 }

@@ -14,7 +14,7 @@ ListRow {
     /// What more is known stands below the words, where these can be long.
     property bool stacked: false
 
-    implicitHeight: stacked ? Theme.unit * 12 : Theme.unit * 8
+    floats: true
 
     ThemeIcon {
         id: icon
@@ -34,7 +34,7 @@ ListRow {
         y: entry.stacked ? words.y + words.height : words.y + words.baselineOffset - baselineOffset
         width: hint.x - x - Theme.unit * 3
         text: entry.subtitle
-        color: Theme.faint
+        color: entry.selected ? Theme.dim : Theme.faint
         font.pixelSize: Theme.secondarySize
     }
     PlainLabel {
@@ -42,7 +42,7 @@ ListRow {
 
         anchors { right: parent.right; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
         text: entry.keys
-        color: Theme.faint
+        color: entry.selected ? Theme.dim : Theme.faint
         font.pixelSize: Theme.secondarySize
     }
 }

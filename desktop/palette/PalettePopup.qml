@@ -11,13 +11,13 @@ TitledPanel {
     property bool searches: false
     readonly property PaletteModel goTo: PaletteModel {}
     readonly property SearchModel search: SearchModel {}
+    /// Of each row below a head; a view guesses it from those it has made.
+    readonly property int entryHeight: searches ? Theme.unit * 12 : Theme.unit * 8
     readonly property PaletteRows rows: searches ? search : goTo
 
     title: searches ? qsTr("Search everything") : qsTr("Go to or run")
-    x: Math.round((parent.width - width) / 2)
-    y: Theme.unit * 20
     width: Math.min(Theme.unit * 160, parent.width - Theme.unit * 8)
-    height: Math.min(inside.implicitHeight + topPadding + bottomPadding, parent.height - y - Theme.unit * 8)
+    height: Math.min(inside.implicitHeight + topPadding + bottomPadding, parent.height - y - Theme.unit * 4)
     onAboutToShow: { rows.open(); field.text = "" }
     onOpened: field.forceActiveFocus()
     onClosed: rows.close()
@@ -28,7 +28,7 @@ TitledPanel {
         id: inside
 
         anchors.fill: parent
-        implicitHeight: field.height + Theme.unit * 5 + Math.max(Theme.unit * 14, list.contentHeight)
+        implicitHeight: field.height + Theme.unit * 5 + Math.max(empty.visible ? empty.implicitHeight + Theme.unit * 8 : 0, popup.rows.sectionCount * Theme.rowHeight + list.count * popup.entryHeight)
 
         TextLine {
             id: field
@@ -58,11 +58,13 @@ TitledPanel {
             keyNavigationEnabled: false
             Accessible.role: Accessible.List
             Accessible.name: qsTr("Results")
-            section { property: "section"; delegate: PaletteSectionHead {} }
+            PointerChoice { list: list; onPointed: row => { if (row >= 0) popup.rows.current = row } }
+            section { property: "section"; delegate: ListHead {} }
             delegate: PaletteEntry {
                 id: entry
 
                 width: ListView.view.width
+                height: popup.entryHeight
                 stacked: popup.searches
                 selected: entry.index === popup.rows.current
                 onClicked: popup.choose(entry.index)
@@ -76,6 +78,8 @@ TitledPanel {
             position: list.visibleArea.yPosition
         }
         PlainLabel {
+            id: empty
+
             anchors { left: list.left; right: list.right; top: list.top; margins: Theme.unit * 4 }
             visible: popup.rows.emptyWords !== ""
             wrapMode: Text.Wrap

@@ -10,6 +10,15 @@ QString nameOf(const PaletteRow& row) {
   return row.subtitle.isEmpty() ? row.title : QStringLiteral("%1, %2").arg(row.title, row.subtitle);
 }
 
+int titledSections(const std::vector<PaletteRow>& rows) {
+  int count = 0;
+  QString last;
+  for (const PaletteRow& row : rows) {
+    if (std::exchange(last, row.section) != row.section && !row.section.isEmpty()) ++count;
+  }
+  return count;
+}
+
 }  // namespace
 
 void PaletteRows::step(int by) {
@@ -41,6 +50,8 @@ QString PaletteRows::currentName() const {
 
 void PaletteRows::show(std::vector<PaletteRow> rows, int current, const QString& emptyWords) {
   announce(std::move(rows));
+  const int sections = titledSections(rows_);
+  if (std::exchange(sectionCount_, sections) != sections) Q_EMIT sectionCountChanged();
   current_ = std::clamp(current, std::min(0, rowCount() - 1), rowCount() - 1);
   Q_EMIT currentChanged();
   if (std::exchange(emptyWords_, emptyWords) != emptyWords) Q_EMIT emptyWordsChanged();

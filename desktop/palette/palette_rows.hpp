@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QAbstractListModel>
 #include <QtQml/qqmlregistration.h>
+#include <QAbstractListModel>
 #include <vector>
 
 namespace ravant::desktop {
@@ -27,6 +27,8 @@ class PaletteRows : public QAbstractListModel {
   Q_PROPERTY(int current READ current WRITE setCurrent NOTIFY currentChanged)
   /// How the current row is read aloud.
   Q_PROPERTY(QString currentName READ currentName NOTIFY currentChanged)
+  /// Those that have a title.
+  Q_PROPERTY(int sectionCount READ sectionCount NOTIFY sectionCountChanged)
   /// Why there are no rows; empty where there are, or where that is not known yet.
   Q_PROPERTY(QString emptyWords READ emptyWords NOTIFY emptyWordsChanged)
 
@@ -48,6 +50,7 @@ class PaletteRows : public QAbstractListModel {
   int current() const { return current_; }
   virtual void setCurrent(int row);
   QString currentName() const;
+  int sectionCount() const { return sectionCount_; }
   const QString& emptyWords() const { return emptyWords_; }
 
   int rowCount(const QModelIndex& parent = {}) const override;
@@ -57,6 +60,7 @@ class PaletteRows : public QAbstractListModel {
  Q_SIGNALS:
   void queryChanged();
   void currentChanged();
+  void sectionCountChanged();
   void emptyWordsChanged();
 
  protected:
@@ -72,6 +76,7 @@ class PaletteRows : public QAbstractListModel {
   QString query_;
   QString emptyWords_;
   std::vector<PaletteRow> rows_;
+  int sectionCount_ = 0;
   int current_ = -1;
 };
 
