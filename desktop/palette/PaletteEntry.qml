@@ -8,6 +8,8 @@ ListRow {
 
     required property int index
     required property string title
+    /// The title with what was found standing out, where that is known.
+    required property string markup
     required property string subtitle
     required property string iconName
     required property string keys
@@ -27,7 +29,8 @@ ListRow {
 
         anchors { left: icon.right; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter; verticalCenterOffset: entry.stacked ? -Theme.unit * 2 : 0 }
         width: Math.min(implicitWidth, hint.x - x - Theme.unit * 3)
-        text: entry.title
+        text: entry.markup === "" ? entry.title : entry.markup
+        textFormat: entry.markup === "" ? Text.PlainText : Text.StyledText
     }
     PlainLabel {
         x: entry.stacked ? words.x : words.x + words.width + Theme.unit * 3

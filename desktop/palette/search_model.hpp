@@ -33,6 +33,7 @@ class SearchModel : public PaletteRows, public ViewModel {
 
   void look() override;
   void forget();
+  QString nothingFound() const;
   awaitable<void> search(Turns::Turn turn, std::string words, std::stop_token stop);
   awaitable<std::map<ConversationId, ConversationSummary>> conversationsOf(std::vector<SearchHit> hits);
 

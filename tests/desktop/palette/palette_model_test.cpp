@@ -52,7 +52,7 @@ TEST(PaletteModelTest, OffersWhatTheWindowCanShowAndFollowsTheStore) {
 
   EXPECT_THAT(titles(palette), Contains("New Conversation"));
   // Nobody does these, and nothing is shown to archive.
-  for (const char* absent : {"Show Git Changes", "Unified or Side by Side", "Archive Conversation"}) {
+  for (const char* absent : {"Show Git Changes", "Unified or side by side", "Archive conversation"}) {
     EXPECT_THAT(titles(palette), Not(Contains(absent)));
   }
 
@@ -72,7 +72,7 @@ TEST(PaletteModelTest, OffersWhatTheWindowCanShowAndFollowsTheStore) {
   palette.choose(0);
   EXPECT_TRUE(until([&] { return workbench.window().shownConversation() == conversation; }));
   palette.setQuery(QStringLiteral("archive conv"));
-  EXPECT_THAT(titles(palette), ElementsAre("Archive Conversation"));
+  EXPECT_THAT(titles(palette), ElementsAre("Archive conversation"));
 }
 
 TEST(PaletteModelTest, StepsRoundItsRows) {
@@ -103,6 +103,7 @@ TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
   SearchModel search(workbench.window(), nullptr);
   const QAbstractItemModelTester tester(&search);
   search.open();
+  EXPECT_THAT(search.emptyWords().toStdString(), testing::HasSubstr("all conversations"));
 
   // The index takes in what was stored by and by.
   int answers = 0;
@@ -117,6 +118,8 @@ TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
   search.setQuery(QStringLiteral("mailbox pai"));
   EXPECT_TRUE(until([&] { return search.rowCount() == 1; }));
   EXPECT_THAT(titles(search), ElementsAre("Paint the mailbox <b>red</b>"));
+  EXPECT_THAT(texts(search, PaletteRows::markupRole),
+              ElementsAre("<b>Paint</b> the <b>mailbox</b> &lt;b&gt;red&lt;/b&gt;"));
 
   std::optional<ConversationItemId> wanted;
   QString words;
