@@ -92,6 +92,22 @@ TEST(PaletteModelTest, StepsRoundItsRows) {
   EXPECT_EQ(palette.current(), 0);
 }
 
+TEST(PaletteModelTest, ShowsItsKeysForPeopleAndItsSizesAsTheyAreSet) {
+  Workbench workbench;
+  for (const char* name : {"one", "two", "three"}) workbench.addProject(name);
+  QObject parts;
+  handle("searchEverything", parts);
+  PaletteModel palette(workbench.window(), nullptr);
+  palette.open();
+  ASSERT_TRUE(until([&] { return std::ranges::count(titles(palette), "New Conversation · two") == 1; }));
+  EXPECT_THAT(texts(palette, PaletteRows::keysRole), Contains("Ctrl Shift F"));
+
+  SettingsFile& settings = workbench.application().settings();
+  settings.set(setting::kPaletteSectionItems, std::int64_t{1});
+  Q_EMIT workbench.window().settingsChanged();
+  EXPECT_EQ(palette.rowCount(), palette.sectionCount());
+}
+
 TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
   Workbench workbench;
   const Project project = workbench.addProject("weather");
