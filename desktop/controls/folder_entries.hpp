@@ -14,7 +14,7 @@ namespace ravant::desktop {
 class FolderEntries : public QAbstractListModel {
   Q_OBJECT
   QML_ELEMENT
-  Q_PROPERTY(Wanted wanted MEMBER wanted_)
+  Q_PROPERTY(Wanted wanted MEMBER wanted_ NOTIFY wantedChanged)
   /// What was typed: a folder, and behind its last slash the beginning of a name in it.
   Q_PROPERTY(QString path READ path WRITE setPath NOTIFY pathChanged)
   /// The row that Enter takes; -1 where there is none.
@@ -59,6 +59,7 @@ class FolderEntries : public QAbstractListModel {
   QHash<int, QByteArray> roleNames() const override;
 
  Q_SIGNALS:
+  void wantedChanged();
   void pathChanged();
   void currentChanged();
   void pickedChanged();

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "app/known_settings.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
 #include "desktop/palette/search_model.hpp"
 #include "tests/desktop/support/workbench.hpp"
