@@ -1,7 +1,7 @@
 import QtQuick
 
 /// Of a list that floats: says which row the pointer has moved to. A list that opens or scrolls under a pointer at rest
-/// is not pointed at.
+/// is not pointed at. Declared within the list, whose content it then watches.
 HoverHandler {
     id: handler
 
@@ -20,5 +20,5 @@ HoverHandler {
     }
 
     onHoveredChanged: if (!hovered) isInside = false
-    onPointChanged: if (hasMoved(point.scenePosition)) pointed(list.indexAt(point.position.x, point.position.y + list.contentY))
+    onPointChanged: if (hasMoved(point.scenePosition)) pointed(list.indexAt(point.position.x, point.position.y))
 }

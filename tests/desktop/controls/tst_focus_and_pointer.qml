@@ -25,11 +25,12 @@ Item {
             ListView {
                 id: view
 
-                readonly property PointerChoice choice: PointerChoice { list: view; parent: view }
+                property alias choice: choice
 
                 width: 200
                 height: 150
                 model: 10
+                PointerChoice { id: choice; list: view }
                 delegate: ListRow { width: 200; height: 30; name: "row"; floats: true }
             }
         }
@@ -62,8 +63,9 @@ Item {
             mouseMove(root, 20, 40)
             compare(spy.count, 0)
             mouseMove(root, 21, 70)
-            compare(spy.count, 1)
-            compare(spy.signalArguments[0][0], 4)
+            mouseMove(root, 22, 71)
+            verify(spy.count > 0)
+            compare(spy.signalArguments[spy.count - 1][0], 4)
         }
     }
 }
