@@ -5,9 +5,14 @@ import Ravant.Theme
 /// What floats over the window and takes the keyboard: Esc, or a press beside it, closes it, and the focus goes back to
 /// where it was. Its title is read aloud.
 T.Dialog {
+    id: panel
+
+    /// A height that depends on `y` would be bound to itself: that follows where the panel finds room.
+    readonly property real upperEdge: Math.min(Theme.unit * 20, Math.round(parent.height / 10))
+
     parent: T.Overlay.overlay
     x: Math.round((parent.width - width) / 2)
-    y: Math.min(Theme.unit * 20, Math.round(parent.height / 10))
+    y: panel.upperEdge
     width: Math.min(Theme.unit * 110, parent.width - Theme.unit * 8)
     padding: Theme.unit
     modal: true

@@ -18,7 +18,7 @@ TitledPanel {
 
     title: searches ? qsTr("Search everything") : qsTr("Go to or run")
     width: Math.min(Theme.unit * 160, parent.width - Theme.unit * 8)
-    height: Math.min(inside.implicitHeight + topPadding + bottomPadding, parent.height - y - Theme.unit * 4)
+    height: Math.min(inside.implicitHeight + topPadding + bottomPadding, parent.height - upperEdge - Theme.unit * 4)
     onAboutToShow: { rows.open(); field.text = "" }
     onOpened: field.forceActiveFocus()
     onClosed: rows.close()
