@@ -55,6 +55,12 @@ void CommandPaletteModel::setKeybindings(Keybindings keybindings) {
   refreshKeepingSelection();
 }
 
+void CommandPaletteModel::setSectionSizes(std::size_t sectionItems, std::size_t recentItems) {
+  options_.sectionItems = sectionItems;
+  options_.recentItems = recentItems;
+  refreshKeepingSelection();
+}
+
 awaitable<void> CommandPaletteModel::open() {
   const auto self = shared_from_this();
   close();

@@ -42,6 +42,7 @@ class CommandPaletteModel : public std::enable_shared_from_this<CommandPaletteMo
   /// The observer outlives this, or is taken back with null.
   void setObserver(Observer* observer) { observer_ = observer; }
   void setKeybindings(Keybindings keybindings);
+  void setSectionSizes(std::size_t sectionItems, std::size_t recentItems);
 
   /// Empties the query, shows what is known, and reads what there is. Throws `StoreError`: what was known is offered
   /// then, and everything is read at the next change.

@@ -16,7 +16,7 @@ Item {
         id: row
 
         anchors.centerIn: parent
-        spacing: Theme.unit * 2
+        spacing: face.iconName === "stop" ? Theme.unit : Theme.unit * 2
         ThemeIcon {
             anchors.verticalCenter: parent.verticalCenter
             visible: face.iconName !== ""

@@ -26,9 +26,10 @@ Basic.Popup {
     focus: true
     closePolicy: Basic.Popup.CloseOnEscape | Basic.Popup.CloseOnPressOutside
     onAboutToShow: { before = parent.Window.activeFocusItem; search.clear() }
-    onOpened: list.currentIndex = initialRow
+    onOpened: { list.currentIndex = initialRow; list.positionViewAtIndex(initialRow, ListView.Contain) }
     onClosed: before?.forceActiveFocus()
     onChosen: close()
+    enter: FadeIn {}
     background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
 
     contentItem: Item {
@@ -54,19 +55,11 @@ Basic.Popup {
             model: popup.model
             highlightMoveDuration: 0
             Basic.ScrollBar.vertical: VerticalScroll {}
+            PointerChoice { list: list; onPointed: row => { if (row >= 0) list.currentIndex = row } }
             Accessible.role: Accessible.List
             Accessible.name: popup.name
             section.property: "section"
-            section.delegate: PlainLabel {
-                required property string section
-
-                leftPadding: Theme.unit * 3
-                height: section === "" ? 0 : Theme.unit * 6
-                visible: section !== ""
-                text: section
-                color: Theme.faint
-                font.pixelSize: Theme.noteSize
-            }
+            section.delegate: ListHead {}
             delegate: ListRow {
                 id: row
 
@@ -76,27 +69,29 @@ Basic.Popup {
 
                 width: ListView.view.width
                 selected: ListView.isCurrentItem
+                floats: true
                 Accessible.description: isChosen ? qsTr("chosen") : detail
                 onClicked: popup.chosen(index)
 
                 PlainLabel {
                     id: words
 
-                    anchors { left: parent.left; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
-                    width: Math.min(implicitWidth, parent.width - Theme.unit * 12)
+                    anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
+                    width: Math.min(implicitWidth, mark.x - x - Theme.unit * 2)
                     text: row.name
                 }
                 PlainLabel {
                     anchors { left: words.right; leftMargin: Theme.unit * 2; right: mark.left; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
+                    visible: width >= Math.min(implicitWidth, Theme.unit * 12)
                     text: row.detail
-                    color: Theme.faint
+                    color: Theme.dim
                     elide: Text.ElideMiddle
-                    font.pixelSize: Theme.noteSize
+                    font.pixelSize: Theme.secondarySize
                 }
                 ThemeIcon {
                     id: mark
 
-                    anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
+                    anchors { right: parent.right; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
                     visible: row.isChosen
                     name: "check"
                     color: Theme.accent

@@ -21,7 +21,7 @@ Item {
             horizontalAlignment: Text.AlignHCenter
             wrapMode: Text.Wrap
             text: state.words
-            font.pixelSize: Theme.proseSize
+            font.weight: Font.DemiBold
             Accessible.ignored: false
             Accessible.role: Accessible.StaticText
             Accessible.name: text

@@ -1,29 +1,28 @@
 import QtQuick
-import QtQuick.Dialogs
+import Ravant.Controls
 
-/// The desktop's dialog for files, loaded when it is first opened.
+/// Lets the user choose files of this machine, or one program; made when it is first opened.
 Loader {
     id: chooser
 
     property string title
-    /// Where it begins.
+    /// Where it begins; at home where it is empty.
     property url folder
+    property bool choosesProgram: false
 
     signal accepted(var files)
     /// With or without files.
     signal closed
 
     active: false
-    onLoaded: (item as FileDialog).open()
 
-    /// Opens it, also again.
-    function open() { active ? (item as FileDialog).open() : active = true }
+    function open() { active = true; (item as PathChooser).open() }
 
-    sourceComponent: FileDialog {
+    sourceComponent: PathChooser {
         title: chooser.title
-        currentFolder: chooser.folder
-        fileMode: FileDialog.OpenFiles
-        onAccepted: { chooser.accepted(selectedFiles); chooser.closed() }
-        onRejected: chooser.closed()
+        folder: chooser.folder
+        wanted: chooser.choosesProgram ? FolderEntries.Programs : FolderEntries.Files
+        onAccepted: files => chooser.accepted(files)
+        onClosed: chooser.closed()
     }
 }

@@ -1,13 +1,14 @@
 import QtQuick
+import Ravant.Controls
 import Ravant.Theme
 
-/// Two pixels of accent around what has the keyboard's focus.
+/// Two pixels of accent around what has the keyboard's focus, for who works by keys.
 Rectangle {
     /// What it is drawn around.
     required property Item control
 
     anchors.fill: parent
-    visible: control.activeFocus
+    visible: control.activeFocus && LastInput.byKeys
     color: "transparent"
     radius: 6
     border { width: 2; color: Theme.accent }

@@ -1,11 +1,24 @@
 import QtQuick
-import QtQuick.Dialogs as Dialogs
+import Ravant.Controls
 
-/// Lets the user choose a folder of this machine.
-Dialogs.FolderDialog {
+/// Lets the user choose a folder of this machine; made when it is first opened.
+Loader {
     id: chooser
+
+    property string title
+    /// Where it begins; at home where it is empty.
+    property url folder
 
     signal chosen(url folder)
 
-    onAccepted: chosen(selectedFolder)
+    active: false
+
+    function open() { active = true; (item as PathChooser).open() }
+
+    sourceComponent: PathChooser {
+        title: chooser.title
+        folder: chooser.folder
+        wanted: FolderEntries.Folders
+        onAccepted: files => chooser.chosen(files[0])
+    }
 }

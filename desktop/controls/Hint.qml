@@ -1,18 +1,33 @@
 import QtQuick
 import QtQuick.Controls.Basic as Basic
+import QtQuick.Templates as T
+import Ravant.Controls
 import Ravant.Theme
 
-/// What a control is for, and its keys, while the pointer rests on it or the keyboard is at it.
+/// What a control is for, and its keys, for a while when the pointer rests on it or the keyboard comes to it; not over
+/// what it has just opened.
 Basic.ToolTip {
     id: hint
 
+    required property T.Control control
     property string keys
+    /// Whether the control was pressed since the pointer came.
+    property bool isDone: false
 
+    visible: text !== "" && (control.hovered && !isDone || control.visualFocus && LastInput.byKeys)
     delay: 600
+    timeout: 5000
+    margins: Theme.unit
     padding: Theme.unit * 2
     contentItem: PlainLabel {
         font.pixelSize: Theme.secondarySize
         text: hint.keys === "" ? hint.text : hint.text + "   " + hint.keys
     }
     background: Rectangle { color: Theme.raised; radius: 6; border { width: 1; color: Theme.line } }
+
+    Connections {
+        target: hint.control
+        function onHoveredChanged(): void { hint.isDone = false }
+        function onPressed(): void { hint.isDone = true }
+    }
 }

@@ -30,5 +30,5 @@ Basic.AbstractButton {
         color: button.enabled && (button.down || button.hovered) ? Theme.hover : button.checked ? Theme.accentGround : button.ground
         FocusRing { control: button }
     }
-    Hint { text: button.name; keys: button.keys; visible: button.hovered || button.visualFocus }
+    Hint { control: button; text: button.name; keys: button.keys }
 }

@@ -1,4 +1,5 @@
 import QtQuick
+import Ravant.Controls
 import Ravant.Theme
 
 /// A row of a list or a tree: the list has the focus, and the row shows whether it is the current one. Its name says its
@@ -9,8 +10,12 @@ Item {
     required property string name
     property bool selected: false
     property bool current: false
+    /// In a list that floats, the selected row is the only one that stands out: `PointerChoice` selects what is pointed at.
+    property bool floats: false
     readonly property bool hovered: pointer.hovered
     default property alias content: inside.data
+    readonly property bool hasFocus: current && (ListView.view?.activeFocus ?? false)
+    readonly property bool isBesideScrollBar: (ListView.view?.visibleArea.heightRatio ?? 1) < 1
 
     signal clicked
     signal menuRequested
@@ -19,18 +24,23 @@ Item {
     Accessible.role: Accessible.ListItem
     Accessible.name: name
     Accessible.focusable: true
-    Accessible.focused: current && (ListView.view?.activeFocus ?? false)
+    Accessible.focused: hasFocus
     Accessible.selectable: true
     Accessible.selected: selected
     Accessible.onPressAction: clicked()
 
-    Rectangle {
-        anchors { fill: parent; leftMargin: Theme.unit; rightMargin: Theme.unit }
-        radius: 6
-        color: row.selected ? Theme.selected : row.hovered ? Theme.hover : "transparent"
-        border { width: row.current && (row.ListView.view?.activeFocus ?? false) ? 2 : 0; color: Theme.accent }
+    Item {
+        id: inside
+
+        anchors { fill: parent; rightMargin: row.isBesideScrollBar ? Theme.unit * 2 : 0 }
+
+        Rectangle {
+            anchors { fill: parent; leftMargin: Theme.unit; rightMargin: Theme.unit }
+            radius: 6
+            color: row.selected ? row.floats ? Theme.raisedSelected : Theme.selected : row.hovered && !row.floats ? Theme.hover : "transparent"
+            border { width: row.hasFocus && LastInput.byKeys ? 2 : 0; color: Theme.accent }
+        }
     }
-    Item { id: inside; anchors.fill: parent }
     HoverHandler { id: pointer }
     TapHandler { onTapped: row.clicked() }
     TapHandler { acceptedButtons: Qt.RightButton; onTapped: row.menuRequested() }

@@ -23,9 +23,9 @@ Basic.MenuItem {
         PlainLabel {
             anchors { right: parent.right; verticalCenter: parent.verticalCenter }
             text: entry.keys
-            color: Theme.faint
+            color: Theme.dim
             font.pixelSize: Theme.secondarySize
         }
     }
-    background: Rectangle { radius: 6; color: entry.highlighted ? Theme.hover : "transparent" }
+    background: Rectangle { radius: 6; color: entry.highlighted ? Theme.raisedSelected : "transparent" }
 }

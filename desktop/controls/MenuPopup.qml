@@ -10,7 +10,9 @@ Basic.Menu {
 
     onAboutToShow: focusBefore = parent?.Window.activeFocusItem ?? null
     onClosed: if (!parent?.Window.activeFocusItem?.parent) focusBefore?.forceActiveFocus()
+    margins: Theme.unit
     padding: Theme.unit
     implicitWidth: Theme.unit * 60
-    background: Rectangle { color: Theme.raised; radius: 8; border { width: 1; color: Theme.line } }
+    enter: FadeIn {}
+    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
 }

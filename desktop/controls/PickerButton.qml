@@ -48,5 +48,5 @@ Basic.AbstractButton {
         color: button.enabled && (button.down || button.hovered) ? Theme.hover : "transparent"
         FocusRing { control: button }
     }
-    Hint { text: button.enabled || button.obstacle === "" ? button.subject : button.obstacle; keys: button.keys; visible: button.hovered || button.visualFocus }
+    Hint { text: button.enabled || button.obstacle === "" ? button.subject : button.obstacle; keys: button.keys; control: button }
 }

@@ -14,6 +14,9 @@ Basic.AbstractButton {
     property string hint
     property string keys
     readonly property color ink: weight === PushButton.Primary ? Theme.textOnAccent : Theme.text
+    readonly property bool isTouched: enabled && (down || hovered)
+    readonly property color ground: weight === PushButton.Primary ? Theme.accent : weight === PushButton.Quiet ? "transparent" : Theme.raised
+    readonly property color touchedGround: weight === PushButton.Primary ? Qt.tint(Theme.accent, Theme.isDark ? "#30ffffff" : "#30000000") : weight === PushButton.Quiet ? Theme.hover : Theme.raisedSelected
 
     implicitHeight: Theme.rowHeight
     implicitWidth: Math.max(Theme.unit * 16, implicitContentWidth + Theme.unit * 6)
@@ -28,9 +31,9 @@ Basic.AbstractButton {
     contentItem: ButtonFace { iconName: button.iconName; words: button.text; ink: button.ink }
     background: Rectangle {
         radius: 6
-        color: button.weight === PushButton.Primary ? Theme.accent : button.down || button.hovered ? Theme.hover : button.weight === PushButton.Quiet ? "transparent" : Theme.raised
+        color: button.isTouched ? button.touchedGround : button.ground
         border { width: button.weight === PushButton.Ordinary ? 1 : 0; color: Theme.strongLine }
         FocusRing { control: button; anchors.margins: -3; radius: 8 }
     }
-    Hint { text: button.hint; keys: button.keys; visible: button.hint !== "" && (button.hovered || button.visualFocus) }
+    Hint { control: button; text: button.hint; keys: button.keys }
 }

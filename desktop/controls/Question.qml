@@ -19,6 +19,7 @@ Basic.Popup {
     padding: Theme.unit * 5
     closePolicy: Basic.Popup.CloseOnEscape
     onAboutToShow: row.children[0].focus = true
+    enter: FadeIn {}
     background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
     T.Overlay.modal: Rectangle { color: Theme.isDark ? "#80000000" : "#40000000" }
 

@@ -14,10 +14,18 @@ Item {
 
     signal moved(int value)
 
+    /// Whether the key was one that goes to an edge.
+    function toEdge(key: int): bool {
+        if (key === Qt.Key_Home) moved(minimumValue)
+        if (key === Qt.Key_End) moved(maximumValue)
+        return key === Qt.Key_Home || key === Qt.Key_End
+    }
+
     width: Theme.unit * 2
     activeFocusOnTab: true
     Keys.onLeftPressed: moved(value - stepSize)
     Keys.onRightPressed: moved(value + stepSize)
+    Keys.onPressed: event => { event.accepted = toEdge(event.key) }
     Accessible.role: Accessible.Slider
     Accessible.name: name
     Accessible.focusable: true

@@ -36,5 +36,5 @@ Basic.AbstractButton {
             FocusRing { control: button }
         }
     }
-    Hint { text: button.text; keys: button.keys; visible: button.keys !== "" && (button.hovered || button.visualFocus) }
+    Hint { control: button; text: button.keys === "" ? "" : button.text; keys: button.keys }
 }

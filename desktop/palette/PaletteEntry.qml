@@ -8,13 +8,15 @@ ListRow {
 
     required property int index
     required property string title
+    /// The title with what was found standing out, where that is known.
+    required property string markup
     required property string subtitle
     required property string iconName
     required property string keys
     /// What more is known stands below the words, where these can be long.
     property bool stacked: false
 
-    implicitHeight: stacked ? Theme.unit * 12 : Theme.unit * 8
+    floats: true
 
     ThemeIcon {
         id: icon
@@ -27,14 +29,15 @@ ListRow {
 
         anchors { left: icon.right; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter; verticalCenterOffset: entry.stacked ? -Theme.unit * 2 : 0 }
         width: Math.min(implicitWidth, hint.x - x - Theme.unit * 3)
-        text: entry.title
+        text: entry.markup === "" ? entry.title : entry.markup
+        textFormat: entry.markup === "" ? Text.PlainText : Text.StyledText
     }
     PlainLabel {
         x: entry.stacked ? words.x : words.x + words.width + Theme.unit * 3
         y: entry.stacked ? words.y + words.height : words.y + words.baselineOffset - baselineOffset
         width: hint.x - x - Theme.unit * 3
         text: entry.subtitle
-        color: Theme.faint
+        color: entry.selected ? Theme.dim : Theme.faint
         font.pixelSize: Theme.secondarySize
     }
     PlainLabel {
@@ -42,7 +45,7 @@ ListRow {
 
         anchors { right: parent.right; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
         text: entry.keys
-        color: Theme.faint
+        color: entry.selected ? Theme.dim : Theme.faint
         font.pixelSize: Theme.secondarySize
     }
 }

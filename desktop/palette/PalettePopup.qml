@@ -11,24 +11,27 @@ TitledPanel {
     property bool searches: false
     readonly property PaletteModel goTo: PaletteModel {}
     readonly property SearchModel search: SearchModel {}
+    /// Of each row below a head; a view guesses it from those it has made.
+    readonly property int entryHeight: searches ? Theme.unit * 12 : Theme.unit * 8
+    readonly property bool canSearchInstead: !searches && rows.count === 0 && field.text !== ""
     readonly property PaletteRows rows: searches ? search : goTo
 
     title: searches ? qsTr("Search everything") : qsTr("Go to or run")
-    x: Math.round((parent.width - width) / 2)
-    y: Theme.unit * 20
     width: Math.min(Theme.unit * 160, parent.width - Theme.unit * 8)
-    height: Math.min(inside.implicitHeight + topPadding + bottomPadding, parent.height - y - Theme.unit * 8)
+    height: Math.min(inside.implicitHeight + topPadding + bottomPadding, parent.height - upperEdge - Theme.unit * 4)
     onAboutToShow: { rows.open(); field.text = "" }
     onOpened: field.forceActiveFocus()
     onClosed: rows.close()
 
-    function choose(row: int) { close(); rows.choose(row) }
+    function choose(row: int) { if (rows.count === 0) searchInstead(); else { close(); rows.choose(row) } }
+    function searchInstead() { if (canSearchInstead) { searches = true; rows.open(); rows.query = field.text } }
+    function openWith(query: string) { close(); searches = false; open(); field.text = query; rows.query = query }
 
     Item {
         id: inside
 
         anchors.fill: parent
-        implicitHeight: field.height + Theme.unit * 5 + Math.max(Theme.unit * 14, list.contentHeight)
+        implicitHeight: field.height + Theme.unit * 5 + Math.max(empty.visible ? empty.implicitHeight + Theme.unit * 6 : 0, popup.rows.sectionCount * Theme.rowHeight + popup.rows.count * popup.entryHeight)
 
         TextLine {
             id: field
@@ -36,7 +39,7 @@ TitledPanel {
             anchors { left: parent.left; right: parent.right; top: parent.top; margins: Theme.unit * 2 }
             height: Theme.unit * 9
             name: popup.title
-            placeholderText: popup.searches ? qsTr("Search all conversations") : name
+            placeholderText: name
             font.pixelSize: Theme.proseSize
             Accessible.description: popup.rows.currentName
             onTextEdited: popup.rows.query = text
@@ -58,11 +61,13 @@ TitledPanel {
             keyNavigationEnabled: false
             Accessible.role: Accessible.List
             Accessible.name: qsTr("Results")
-            section { property: "section"; delegate: PaletteSectionHead {} }
+            PointerChoice { list: list; onPointed: row => { if (row >= 0) popup.rows.current = row } }
+            section { property: "section"; delegate: ListHead {} }
             delegate: PaletteEntry {
                 id: entry
 
                 width: ListView.view.width
+                height: popup.entryHeight
                 stacked: popup.searches
                 selected: entry.index === popup.rows.current
                 onClicked: popup.choose(entry.index)
@@ -75,19 +80,32 @@ TitledPanel {
             size: list.visibleArea.heightRatio
             position: list.visibleArea.yPosition
         }
-        PlainLabel {
-            anchors { left: list.left; right: list.right; top: list.top; margins: Theme.unit * 4 }
+        Column {
+            id: empty
+
+            anchors { left: list.left; right: list.right; top: list.top; topMargin: Theme.unit * 2; leftMargin: Theme.unit * 4; rightMargin: Theme.unit * 4 }
+            spacing: Theme.unit * 3
             visible: popup.rows.emptyWords !== ""
-            wrapMode: Text.Wrap
-            text: popup.rows.emptyWords
-            color: Theme.dim
-            Accessible.ignored: !visible
-            Accessible.role: Accessible.StaticText
-            Accessible.name: text
+            PlainLabel {
+                width: empty.width
+                wrapMode: Text.Wrap
+                text: popup.rows.emptyWords
+                color: Theme.dim
+                Accessible.ignored: !empty.visible
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
+            PushButton {
+                visible: popup.canSearchInstead
+                iconName: "search"
+                text: qsTr("Search everything")
+                onClicked: popup.searchInstead()
+            }
         }
     }
 
     CommandHandler { command: "showPalette"; onTriggered: { popup.close(); popup.searches = false; popup.open() } }
+    CommandHandler { command: "newConversationInOtherProject"; onTriggered: popup.openWith("New Conversation ") }
     CommandHandler { command: "searchEverything"; onTriggered: { popup.close(); popup.searches = true; popup.open() } }
     CommandHandler { command: "settings"; onTriggered: popup.goTo.openSettings() }
 }

@@ -4,6 +4,7 @@
 
 #include "app/window_settings.hpp"
 #include "desktop/program/file_opening.hpp"
+#include "desktop/program/shown_keys.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -49,7 +50,7 @@ PaletteRow rowOf(const CommandPaletteItem& item, const QString& section) {
           .title = QString::fromStdString(item.title),
           .subtitle = QString::fromStdString(item.subtitle.value_or("")),
           .icon = iconOf(item.image),
-          .keys = QString::fromStdString(item.shortcutHint.value_or("")),
+          .keys = item.shortcutHint ? shownKeys(KeySequence::parse(*item.shortcutHint)) : QString(),
           .section = section};
 }
 
@@ -64,7 +65,11 @@ PaletteModel::PaletteModel(DesktopWindow& window, QObject* parent)
   palette_->setObserver(this);
   connect(&window.changes(), &StoreChanges::committed, this,
           [this](const ChangeBatch& batch) { palette_->take(batch); });
-  connect(&window, &DesktopWindow::settingsChanged, this, [this] { palette_->setKeybindings(window_.keybindings()); });
+  connect(&window, &DesktopWindow::settingsChanged, this, [this] {
+    const CommandPaletteOptions options = optionsOf(window_.application().settings());
+    palette_->setKeybindings(window_.keybindings());
+    palette_->setSectionSizes(options.sectionItems, options.recentItems);
+  });
 }
 
 PaletteModel::~PaletteModel() {
@@ -105,8 +110,8 @@ void PaletteModel::paletteChanged() {
     const QString title = QString::fromStdString(section.title);
     for (const CommandPaletteItem& item : section.items) rows.push_back(rowOf(item, title));
   }
-  const QString words = rows.empty() ? tr("Nothing to go to or to run is called “%1”.").arg(query()) : QString();
-  show(std::move(rows), static_cast<int>(palette_->selectedIndex()), words);
+  show(std::move(rows), static_cast<int>(palette_->selectedIndex()),
+       tr("Nothing to go to or to run is called “%1”.").arg(query()));
 }
 
 }  // namespace ravant::desktop

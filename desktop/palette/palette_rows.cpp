@@ -10,6 +10,15 @@ QString nameOf(const PaletteRow& row) {
   return row.subtitle.isEmpty() ? row.title : QStringLiteral("%1, %2").arg(row.title, row.subtitle);
 }
 
+int titledSections(const std::vector<PaletteRow>& rows) {
+  int count = 0;
+  QString last;
+  for (const PaletteRow& row : rows) {
+    if (std::exchange(last, row.section) != row.section && !row.section.isEmpty()) ++count;
+  }
+  return count;
+}
+
 }  // namespace
 
 void PaletteRows::step(int by) {
@@ -40,10 +49,15 @@ QString PaletteRows::currentName() const {
 }
 
 void PaletteRows::show(std::vector<PaletteRow> rows, int current, const QString& emptyWords) {
+  const int before = count();
   announce(std::move(rows));
+  if (count() != before) Q_EMIT countChanged();
+  const int sections = titledSections(rows_);
+  if (std::exchange(sectionCount_, sections) != sections) Q_EMIT sectionCountChanged();
   current_ = std::clamp(current, std::min(0, rowCount() - 1), rowCount() - 1);
   Q_EMIT currentChanged();
-  if (std::exchange(emptyWords_, emptyWords) != emptyWords) Q_EMIT emptyWordsChanged();
+  const QString words = rows_.empty() ? emptyWords : QString();
+  if (std::exchange(emptyWords_, words) != words) Q_EMIT emptyWordsChanged();
 }
 
 // Rows before and behind those that differ stay what they are.
@@ -86,6 +100,8 @@ QVariant PaletteRows::data(const QModelIndex& index, int role) const {
   switch (role) {
     case titleRole:
       return row.title;
+    case markupRole:
+      return row.markup;
     case subtitleRole:
       return row.subtitle;
     case iconRole:
@@ -102,8 +118,8 @@ QVariant PaletteRows::data(const QModelIndex& index, int role) const {
 }
 
 QHash<int, QByteArray> PaletteRows::roleNames() const {
-  return {{titleRole, "title"}, {subtitleRole, "subtitle"}, {iconRole, "iconName"},
-          {keysRole, "keys"},   {sectionRole, "section"},   {nameRole, "name"}};
+  return {{titleRole, "title"}, {markupRole, "markup"},   {subtitleRole, "subtitle"}, {iconRole, "iconName"},
+          {keysRole, "keys"},   {sectionRole, "section"}, {nameRole, "name"}};
 }
 
 }  // namespace ravant::desktop

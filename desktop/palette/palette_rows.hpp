@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QAbstractListModel>
 #include <QtQml/qqmlregistration.h>
+#include <QAbstractListModel>
 #include <vector>
 
 namespace ravant::desktop {
@@ -9,6 +9,7 @@ namespace ravant::desktop {
 struct PaletteRow {
   QString id;
   QString title;
+  QString markup = {};  ///< the title as HTML of our own, where parts of it stand out
   QString subtitle;
   QString icon;
   QString keys;
@@ -27,11 +28,14 @@ class PaletteRows : public QAbstractListModel {
   Q_PROPERTY(int current READ current WRITE setCurrent NOTIFY currentChanged)
   /// How the current row is read aloud.
   Q_PROPERTY(QString currentName READ currentName NOTIFY currentChanged)
+  Q_PROPERTY(int count READ count NOTIFY countChanged)
+  /// Those that have a title.
+  Q_PROPERTY(int sectionCount READ sectionCount NOTIFY sectionCountChanged)
   /// Why there are no rows; empty where there are, or where that is not known yet.
   Q_PROPERTY(QString emptyWords READ emptyWords NOTIFY emptyWordsChanged)
 
  public:
-  enum Role { titleRole = Qt::UserRole, subtitleRole, iconRole, keysRole, sectionRole, nameRole };
+  enum Role { titleRole = Qt::UserRole, markupRole, subtitleRole, iconRole, keysRole, sectionRole, nameRole };
 
   using QAbstractListModel::QAbstractListModel;
 
@@ -48,6 +52,8 @@ class PaletteRows : public QAbstractListModel {
   int current() const { return current_; }
   virtual void setCurrent(int row);
   QString currentName() const;
+  int count() const { return static_cast<int>(rows_.size()); }
+  int sectionCount() const { return sectionCount_; }
   const QString& emptyWords() const { return emptyWords_; }
 
   int rowCount(const QModelIndex& parent = {}) const override;
@@ -57,10 +63,13 @@ class PaletteRows : public QAbstractListModel {
  Q_SIGNALS:
   void queryChanged();
   void currentChanged();
+  void countChanged();
+  void sectionCountChanged();
   void emptyWordsChanged();
 
  protected:
   virtual void look() = 0;  ///< for the query, which is another one
+  /// `emptyWords` count where there are no rows.
   void show(std::vector<PaletteRow> rows, int current, const QString& emptyWords);
   const std::vector<PaletteRow>& rows() const { return rows_; }
   /// Without looking.
@@ -72,6 +81,7 @@ class PaletteRows : public QAbstractListModel {
   QString query_;
   QString emptyWords_;
   std::vector<PaletteRow> rows_;
+  int sectionCount_ = 0;
   int current_ = -1;
 };
 

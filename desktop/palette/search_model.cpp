@@ -1,6 +1,7 @@
 #include "desktop/palette/search_model.hpp"
 
 #include "core/conversation_state.hpp"
+#include "desktop/palette/search_excerpt.hpp"
 #include "platform/text/duration_text.hpp"
 
 namespace ravant::desktop {
@@ -11,7 +12,7 @@ constexpr std::int64_t kMostPlaces = 50;
 QString iconOf(ConversationItemKind kind) {
   switch (kind) {
     case ConversationItemKind::userMessage:
-      return QStringLiteral("pencil");
+      return QStringLiteral("conversation");
     case ConversationItemKind::agentMessage:
       return QStringLiteral("agent");
     case ConversationItemKind::toolInvocationGroup:
@@ -24,10 +25,28 @@ QString iconOf(ConversationItemKind kind) {
   __builtin_unreachable();
 }
 
+/// The excerpt with what was searched for in bold.
+QString markupOf(const SearchSnippet& excerpt) {
+  const auto escaped = [&](std::size_t begin, std::size_t end) {
+    return QString::fromStdString(excerpt.text.substr(begin, end - begin)).toHtmlEscaped();
+  };
+  QString markup;
+  std::size_t at = 0;
+  for (const TextSpan& mark : excerpt.marks) {
+    markup += escaped(at, mark.begin) + QStringLiteral("<b>") + escaped(mark.begin, mark.end) + QStringLiteral("</b>");
+    at = mark.end;
+  }
+  return markup + escaped(at, excerpt.text.size());
+}
+
 PaletteRow rowOf(const SearchHit& hit, const ConversationSummary& summary, Timestamp now) {
+  const SearchSnippet excerpt = readable(hit.snippet, hit.kind);
+  const std::string title = displayTitle(summary);
   return {.id = QString::fromStdString(hit.item.text() + (hit.invocation ? hit.invocation->text() : "")),
-          .title = QString::fromStdString(hit.snippet.text),
-          .subtitle = QString::fromStdString(displayTitle(summary) + " · " + summary.projectName),
+          .title = QString::fromStdString(excerpt.text),
+          .markup = markupOf(excerpt),
+          .subtitle =
+              QString::fromStdString(excerpt.text == title ? summary.projectName : title + " · " + summary.projectName),
           .icon = iconOf(hit.kind),
           .keys = QString::fromStdString(shortAge(hit.createdAt, now)),
           .section = {}};
@@ -52,7 +71,7 @@ void SearchModel::close() {
 void SearchModel::forget() {
   close();
   places_.clear();
-  show({}, -1, {});
+  show({}, -1, tr("Prompts, answers and tool calls of all conversations are searched."));
 }
 
 void SearchModel::look() {
@@ -71,15 +90,19 @@ awaitable<void> SearchModel::search(Turns::Turn turn, std::string words, std::st
   if (!turns_.isLatest(turn)) co_return;
   std::vector<PaletteRow> rows;
   places_.clear();
+  found_ = QString::fromStdString(words);
   for (const SearchHit& hit : result.hits) {
     const auto of = conversations.find(hit.conversation);
     if (of == conversations.end()) continue;
     rows.push_back(rowOf(hit, of->second, window_.application().modelContainer()->clock().now()));
     places_.push_back({hit.conversation, of->second.conversation.project, hit.item});
   }
-  const QString empty =
-      rows.empty() ? tr("“%1” is in none of the conversations.").arg(QString::fromStdString(words)) : QString();
-  show(std::move(rows), 0, empty);
+  show(std::move(rows), 0, result.hadWords ? nothingFound() : tr("Type a letter or a digit to search for."));
+}
+
+QString SearchModel::nothingFound() const {
+  return tr("“%1” is in no prompt, answer or tool call of any conversation. Try fewer words, or the beginning of one.")
+      .arg(found_);
 }
 
 awaitable<std::map<ConversationId, ConversationSummary>> SearchModel::conversationsOf(std::vector<SearchHit> hits) {
@@ -97,7 +120,7 @@ awaitable<std::map<ConversationId, ConversationSummary>> SearchModel::conversati
 void SearchModel::choose(int row) {
   if (row < 0 || row >= static_cast<int>(places_.size())) return;
   const Place& place = places_[static_cast<std::size_t>(row)];
-  window_.openItem(place.conversation, place.project, place.item);
+  window_.openItem(place.conversation, place.project, place.item, found_);
 }
 
 }  // namespace ravant::desktop

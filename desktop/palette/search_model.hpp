@@ -33,6 +33,7 @@ class SearchModel : public PaletteRows, public ViewModel {
 
   void look() override;
   void forget();
+  QString nothingFound() const;
   awaitable<void> search(Turns::Turn turn, std::string words, std::stop_token stop);
   awaitable<std::map<ConversationId, ConversationSummary>> conversationsOf(std::vector<SearchHit> hits);
 
@@ -40,6 +41,7 @@ class SearchModel : public PaletteRows, public ViewModel {
   Turns turns_;
   std::stop_source stop_;
   std::vector<Place> places_;  ///< of the rows
+  QString found_;              ///< the words for which these were found
 };
 
 }  // namespace ravant::desktop

@@ -5,6 +5,7 @@
 #include <ranges>
 
 #include "app/window_settings.hpp"
+#include "desktop/program/shown_keys.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -119,9 +120,10 @@ awaitable<void> DesktopWindow::show(OpenRequest request) {
   }
 }
 
-void DesktopWindow::openItem(ConversationId conversation, ProjectId project, ConversationItemId item) {
+void DesktopWindow::openItem(ConversationId conversation, ProjectId project, ConversationItemId item,
+                             const QString& words) {
   state_->openConversation(conversation, project);
-  Q_EMIT itemRequested(item);
+  Q_EMIT itemRequested(item, words);
 }
 
 void DesktopWindow::openConversation(const QString& conversation, const QString& project) {
@@ -162,9 +164,18 @@ bool DesktopWindow::canRun(const QString& command, int) const {
 }
 
 QString DesktopWindow::keys(const QString& command, int) const {
+  const auto bound = keysOf(command);
+  return bound ? shownKeys(*bound) : QString();
+}
+
+QString DesktopWindow::sequence(const QString& command, int) const {
+  const auto bound = keysOf(command);
+  return bound ? QString::fromStdString(bound->text()) : QString();
+}
+
+std::optional<KeySequence> DesktopWindow::keysOf(const QString& command) const {
   const auto named = commandNamed(command.toStdString());
-  const auto sequence = named ? keybindings_.keys(*named) : std::nullopt;
-  return sequence ? QString::fromStdString(sequence->text()) : QString();
+  return named ? keybindings_.keys(*named) : std::nullopt;
 }
 
 QString DesktopWindow::title(const QString& command, int) const {

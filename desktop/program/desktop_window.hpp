@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QStringList>
-#include <QtQml/qqmlregistration.h>
 #include <memory>
 #include <vector>
 
@@ -21,8 +21,8 @@ class QQmlEngine;
 
 namespace ravant::desktop {
 
-/// The window as its parts and QML see it (`Workbench`): what it shows, its commands and their keys, its notices. The way
-/// by which features reach each other, the core and the store's changes.
+/// The window as its parts and QML see it (`Workbench`): what it shows, its commands and their keys, its notices. The
+/// way by which features reach each other, the core and the store's changes.
 ///
 /// There is one in a process. On the interface thread.
 class DesktopWindow final : public QObject, public ViewModel, private WindowState::Face {
@@ -95,8 +95,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void awaitRequest() { isAwaited_ = true; }
   /// Brings the window to the front, from the background too, and shows what is wanted by and by.
   void open(const OpenRequest& request);
-  /// Shows the conversation and has its transcript go to the item.
-  void openItem(ConversationId conversation, ProjectId project, ConversationItemId item);
+  /// Shows the conversation and has its transcript go to where in the item the words are that were searched for.
+  void openItem(ConversationId conversation, ProjectId project, ConversationItemId item, const QString& words);
 
   Q_INVOKABLE void openConversation(const QString& conversation, const QString& project);
   Q_INVOKABLE void startNewConversation(const QString& project);
@@ -106,9 +106,12 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   int commandsRevision() const { return commandsRevision_; }
   QStringList commands() const;
   Q_INVOKABLE void run(const QString& command);
-  /// The last argument of these three is `commandsRevision`, for a binding to follow it.
+  /// The last argument of these four is `commandsRevision`, for a binding to follow it.
   Q_INVOKABLE bool canRun(const QString& command, int revision) const;
+  /// As they are written for people.
   Q_INVOKABLE QString keys(const QString& command, int revision) const;
+  /// As `Shortcut` reads them.
+  Q_INVOKABLE QString sequence(const QString& command, int revision) const;
   Q_INVOKABLE QString title(const QString& command, int revision) const;
 
   void runCommand(WindowCommand command);
@@ -128,14 +131,16 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void settingsChanged();
   void awaitedChanged();
   void raised(const QString& activationToken);
-  /// Of the conversation that is shown, behind `selectionChanged`.
-  void itemRequested(ravant::ConversationItemId item);
+  /// Of the conversation that is shown, behind `selectionChanged`. `words` are what was searched for, as typed: the
+  /// last one may be a beginning.
+  void itemRequested(ravant::ConversationItemId item, const QString& words);
 
  private:
   friend class CommandHandler;
   void addHandler(CommandHandler* handler) { handlers_.push_back(handler); }
   void removeHandler(CommandHandler* handler) { std::erase(handlers_, handler); }
   CommandHandler* handlerOf(WindowCommand command) const;
+  std::optional<KeySequence> keysOf(const QString& command) const;
 
   awaitable<void> show(OpenRequest request);
   awaitable<void> run(WindowCommand command);

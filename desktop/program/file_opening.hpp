@@ -12,9 +12,9 @@ struct FilePlace {
   int column = 1;
 };
 
-/// Opens the file in the editor that the settings name, else, where it is a text that nothing would run or render, in what
-/// the desktop opens such files with. Throws `std::runtime_error` where it is none, or that cannot be started. On the
-/// interface thread.
+/// Opens the file in the editor that the settings name, else, where it is a text that nothing would run or render, in
+/// what the desktop opens such files with. Throws `std::runtime_error` where it is none, or that cannot be started. On
+/// the interface thread.
 void openFile(const SettingsFile& settings, const FilePlace& place);
 
 /// The same with the settings' file itself, which is made where there is none.

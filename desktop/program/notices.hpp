@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QAbstractListModel>
 #include <QTimer>
-#include <QtQml/qqmlregistration.h>
 #include <functional>
 #include <list>
 
@@ -19,8 +19,8 @@ class Notices : public QAbstractListModel {
 
   using QAbstractListModel::QAbstractListModel;
 
-  /// Stays for eight seconds. With `undo` it has a button; `settle` is called once the way back is over, also at the end
-  /// of the program.
+  /// Stays for eight seconds. With `undo` it has a button; `settle` is called once the way back is over, also at the
+  /// end of the program.
   void tell(const QString& text, std::function<void()> undo = {}, std::function<void()> settle = {});
   /// Stays until it is dismissed; one that is shown already is not shown twice.
   void tellError(const QString& text);

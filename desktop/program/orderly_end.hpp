@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QObject>
 #include <QtQml/qqmlregistration.h>
+#include <QObject>
 #include <boost/asio/signal_set.hpp>
 
 #include "app/application.hpp"
@@ -11,8 +11,8 @@ namespace ravant::desktop {
 
 class DesktopWindow;
 
-/// The one road by which the program ends: the window is closed, the user quits, a signal comes or the desktop's session
-/// is over. On the interface thread.
+/// The one road by which the program ends: the window is closed, the user quits, a signal comes or the desktop's
+/// session is over. On the interface thread.
 ///
 /// A user who quits while prompts run is asked first. Then the window hides, what it shows is stored, all that runs is
 /// ended, and `ended` is emitted.

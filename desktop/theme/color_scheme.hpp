@@ -5,8 +5,8 @@
 
 namespace ravant::desktop {
 
-/// What the desktop says about how programs should look, as it changes. Where nothing answers: light, at the usual size,
-/// with motion.
+/// What the desktop says about how programs should look, as it changes. Where nothing answers: light, at the usual
+/// size, with motion.
 ///
 /// Source: org.freedesktop.portal.Settings (xdg-desktop-portal 1.16), the namespaces org.freedesktop.appearance and
 /// org.gnome.desktop.interface.

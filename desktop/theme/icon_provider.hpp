@@ -4,8 +4,8 @@
 
 namespace ravant::desktop {
 
-/// Draws `image://icon/NAME/COLOR`: the icon of that name in one colour, such as `search/#575e62`. The engine keeps what
-/// was drawn.
+/// Draws `image://icon/NAME/COLOR`: the icon of that name in one colour, such as `search/#575e62`. The engine keeps
+/// what was drawn.
 class IconProvider final : public QQuickImageProvider {
  public:
   IconProvider() : QQuickImageProvider(QQuickImageProvider::Image) {}

@@ -34,6 +34,7 @@ constexpr Shades kRaised = {0xffffffff, 0xff23282c};
 constexpr Shades kSunken = {0xfff5f6f4, 0xff16191c};
 constexpr Shades kHover = {0xffe7e9e6, 0xff252a2e};
 constexpr Shades kSelected = {0xffdde5e3, 0xff2a3338};
+constexpr Shades kRaisedSelected = {0xffdde5e3, 0xff344047};
 constexpr Shades kAccentGround = {0xffe6f0ee, 0xff1f3232};
 constexpr Shades kAttentionGround = {0xfffbf0dc, 0xff352b19};
 constexpr Shades kBadGround = {0xfffbebe9, 0xff33221f};
@@ -42,7 +43,7 @@ constexpr Shades kAddedStrong = {0xffd3eed9, 0xff1f3f28};
 constexpr Shades kRemovedGround = {0xfffceae8, 0xff352122};
 constexpr Shades kRemovedStrong = {0xfffad9d5, 0xff4a2829};
 constexpr Shades kLine = {0xffe1e3e0, 0xff2e3439};
-constexpr Shades kStrongLine = {0xff858c88, 0xff6b757c};
+constexpr Shades kStrongLine = {0xff7b827e, 0xff737d84};
 
 constexpr int kMotionMilliseconds = 120;
 
@@ -111,6 +112,7 @@ QColor Theme::raised() const { return kRaised.of(isDark_); }
 QColor Theme::sunken() const { return kSunken.of(isDark_); }
 QColor Theme::hover() const { return kHover.of(isDark_); }
 QColor Theme::selected() const { return kSelected.of(isDark_); }
+QColor Theme::raisedSelected() const { return kRaisedSelected.of(isDark_); }
 QColor Theme::accentGround() const { return kAccentGround.of(isDark_); }
 QColor Theme::attentionGround() const { return kAttentionGround.of(isDark_); }
 QColor Theme::badGround() const { return kBadGround.of(isDark_); }

@@ -1,9 +1,10 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QColor>
 #include <QObject>
 #include <QString>
-#include <QtQml/qqmlregistration.h>
+#include <algorithm>
 
 #include "desktop/theme/color_scheme.hpp"
 
@@ -43,6 +44,8 @@ class Theme final : public QObject {
   Q_PROPERTY(QColor sunken READ sunken NOTIFY colorsChanged)
   Q_PROPERTY(QColor hover READ hover NOTIFY colorsChanged)
   Q_PROPERTY(QColor selected READ selected NOTIFY colorsChanged)
+  /// Of the current row on a raised ground; `faint` cannot be read on it.
+  Q_PROPERTY(QColor raisedSelected READ raisedSelected NOTIFY colorsChanged)
   Q_PROPERTY(QColor accentGround READ accentGround NOTIFY colorsChanged)
   Q_PROPERTY(QColor attentionGround READ attentionGround NOTIFY colorsChanged)
   Q_PROPERTY(QColor badGround READ badGround NOTIFY colorsChanged)
@@ -72,6 +75,8 @@ class Theme final : public QObject {
  public:
   static constexpr int kLeastZoom = 80;
   static constexpr int kGreatestZoom = 200;
+  /// The least height of what can be pressed.
+  static constexpr int kLeastTarget = 24;
 
   /// `scheme` outlives this.
   explicit Theme(ColorScheme& scheme);
@@ -103,6 +108,7 @@ class Theme final : public QObject {
   QColor sunken() const;
   QColor hover() const;
   QColor selected() const;
+  QColor raisedSelected() const;
   QColor accentGround() const;
   QColor attentionGround() const;
   QColor badGround() const;
@@ -120,8 +126,8 @@ class Theme final : public QObject {
   int interfaceSize() const { return scaled(13); }
   int proseSize() const { return scaled(14); }
   int unit() const { return scaled(4); }
-  int rowHeight() const { return scaled(28); }
-  int smallRowHeight() const { return scaled(26); }
+  int rowHeight() const { return std::max(kLeastTarget, scaled(28)); }
+  int smallRowHeight() const { return std::max(kLeastTarget, scaled(26)); }
   int headHeight() const { return scaled(48); }
   int iconSize() const { return scaled(16); }
 

@@ -8,7 +8,7 @@ Instantiator {
     delegate: Shortcut {
         required property string modelData
 
-        sequence: Workbench.keys(modelData, Workbench.commandsRevision)
+        sequence: Workbench.sequence(modelData, Workbench.commandsRevision)
         onActivated: Workbench.run(modelData)
     }
 }

@@ -87,20 +87,14 @@ class KeyboardJourney(DesktopCase):
     def adds_a_folder(self):
         self.desktop.keys("Ctrl+O")
         self.wait_for("dialog", "Add project")
-        self.wait_for("label", "work")
-        self.step_to("Down", "list item", None)
-        self.desktop.wait_until(self.is_work_picked, "the folder in the dialog")
-        self.step_to("Tab", "push button", "Open")
-        self.desktop.keys("Space")
+        self.focused("text", "Path")
+        self.desktop.type("wor")
+        self.wait_for("list item", "work", ["selected"])
+        self.desktop.keys("Enter")
+        self.wait_for("list item", "This folder: work", ["selected"])
+        self.desktop.keys("Enter")
         self.wait_for("list item", "work", [], self.wait_for("tree", "Projects"))
         self.focused("text", "Prompt")
-
-    def is_work_picked(self):
-        picked = self.desktop.find("list item", None, ["focused"])
-        if picked and not self.desktop.find("label", "work", [], picked):
-            self.desktop.keys("Down")
-            return False
-        return picked
 
     def sends_a_first_prompt(self):
         self.start_conversation("Say hello.")

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <chrono>
 
+#include "app/known_settings.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
 #include "desktop/palette/search_model.hpp"
 #include "tests/desktop/support/workbench.hpp"
@@ -52,7 +53,7 @@ TEST(PaletteModelTest, OffersWhatTheWindowCanShowAndFollowsTheStore) {
 
   EXPECT_THAT(titles(palette), Contains("New Conversation"));
   // Nobody does these, and nothing is shown to archive.
-  for (const char* absent : {"Show Git Changes", "Unified or Side by Side", "Archive Conversation"}) {
+  for (const char* absent : {"Show Git Changes", "Unified or side by side", "Archive conversation"}) {
     EXPECT_THAT(titles(palette), Not(Contains(absent)));
   }
 
@@ -72,7 +73,7 @@ TEST(PaletteModelTest, OffersWhatTheWindowCanShowAndFollowsTheStore) {
   palette.choose(0);
   EXPECT_TRUE(until([&] { return workbench.window().shownConversation() == conversation; }));
   palette.setQuery(QStringLiteral("archive conv"));
-  EXPECT_THAT(titles(palette), ElementsAre("Archive Conversation"));
+  EXPECT_THAT(titles(palette), ElementsAre("Archive conversation"));
 }
 
 TEST(PaletteModelTest, StepsRoundItsRows) {
@@ -92,6 +93,22 @@ TEST(PaletteModelTest, StepsRoundItsRows) {
   EXPECT_EQ(palette.current(), 0);
 }
 
+TEST(PaletteModelTest, ShowsItsKeysForPeopleAndItsSizesAsTheyAreSet) {
+  Workbench workbench;
+  for (const char* name : {"one", "two", "three"}) workbench.addProject(name);
+  QObject parts;
+  handle("searchEverything", parts);
+  PaletteModel palette(workbench.window(), nullptr);
+  palette.open();
+  ASSERT_TRUE(until([&] { return std::ranges::count(titles(palette), "New Conversation · two") == 1; }));
+  EXPECT_THAT(texts(palette, PaletteRows::keysRole), Contains("Ctrl Shift F"));
+
+  SettingsFile& settings = workbench.application().settings();
+  settings.set(setting::kPaletteSectionItems, std::int64_t{1});
+  Q_EMIT workbench.window().settingsChanged();
+  EXPECT_EQ(palette.rowCount(), palette.sectionCount());
+}
+
 TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
   Workbench workbench;
   const Project project = workbench.addProject("weather");
@@ -103,6 +120,7 @@ TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
   SearchModel search(workbench.window(), nullptr);
   const QAbstractItemModelTester tester(&search);
   search.open();
+  EXPECT_THAT(search.emptyWords().toStdString(), testing::HasSubstr("all conversations"));
 
   // The index takes in what was stored by and by.
   int answers = 0;
@@ -117,14 +135,21 @@ TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
   search.setQuery(QStringLiteral("mailbox pai"));
   EXPECT_TRUE(until([&] { return search.rowCount() == 1; }));
   EXPECT_THAT(titles(search), ElementsAre("Paint the mailbox <b>red</b>"));
+  EXPECT_THAT(texts(search, PaletteRows::markupRole),
+              ElementsAre("<b>Paint</b> the <b>mailbox</b> &lt;b&gt;red&lt;/b&gt;"));
 
   std::optional<ConversationItemId> wanted;
+  QString words;
   QObject::connect(&workbench.window(), &desktop::DesktopWindow::itemRequested,
-                   [&](ConversationItemId item) { wanted = item; });
+                   [&](ConversationItemId item, const QString& of) {
+                     wanted = item;
+                     words = of;
+                   });
   search.choose(0);
   EXPECT_EQ(workbench.window().shownConversation(), second);
   const auto last = await(workbench.application().transcripts().last(second));
   EXPECT_EQ(wanted, last.value().id);
+  EXPECT_EQ(words.toStdString(), "mailbox pai");
 
   search.setQuery(QStringLiteral("letterbox"));
   EXPECT_TRUE(until([&] { return search.emptyWords().contains(QLatin1String("letterbox")); }));

@@ -36,17 +36,20 @@ class Contrast : public testing::TestWithParam<Appearance> {
 };
 
 TEST_P(Contrast, OfEveryTextIsEnoughOnEveryGroundItMayStandOn) {
-  const auto inks = {"text", "dim", "faint", "accent", "good", "attention", "bad", "codeKeyword", "codeType",
-                     "codeString", "codeNumber", "codeComment", "codeCall"};
-  const auto grounds = {"sidebar", "window", "raised", "sunken", "hover", "selected", "accentGround",
-                        "attentionGround", "badGround", "addedGround", "removedGround"};
+  const auto inks = {"text",        "dim",      "faint",      "accent",     "good",        "attention", "bad",
+                     "codeKeyword", "codeType", "codeString", "codeNumber", "codeComment", "codeCall"};
+  const auto grounds = {"sidebar",      "window",          "raised",    "sunken",      "hover",        "selected",
+                        "accentGround", "attentionGround", "badGround", "addedGround", "removedGround"};
   for (const char* ink : inks) {
     for (const char* ground : grounds) {
       EXPECT_GE(contrast(color(ink), color(ground)), 4.5) << ink << " on " << ground;
     }
   }
   EXPECT_GE(contrast(color("textOnAccent"), color("accent")), 4.5);
-  for (const char* ground : {"window", "raised", "sidebar", "sunken"}) {
+  for (const char* ink : {"text", "dim", "accent", "bad"}) {
+    EXPECT_GE(contrast(color(ink), color("raisedSelected")), 4.5) << ink << " on the current row of a popup";
+  }
+  for (const char* ground : {"window", "raised", "sidebar", "sunken", "hover", "selected", "accentGround"}) {
     EXPECT_GE(contrast(color("strongLine"), color(ground)), 3.0) << "a control's border on " << ground;
     EXPECT_GE(contrast(color("accent"), color(ground)), 3.0) << "the focus ring on " << ground;
   }
@@ -65,6 +68,7 @@ TEST(ThemeTest, ZoomScalesEverySizeWithinItsBounds) {
   EXPECT_EQ(theme.zoom(), 200);
   theme.setZoom(10);
   EXPECT_EQ(theme.zoom(), 80);
+  EXPECT_GE(theme.smallRowHeight(), 24);
 }
 
 }  // namespace

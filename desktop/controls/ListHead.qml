@@ -1,8 +1,7 @@
 import QtQuick
-import Ravant.Controls
 import Ravant.Theme
 
-/// What kind the entries below it are of.
+/// What kind the rows of a list that floats are of, above the first of them.
 PlainLabel {
     required property string section
 
