@@ -1,5 +1,6 @@
 import QtQuick
 import Ravant.Composer
+import Ravant.Controls
 import Ravant.Theme
 
 /// The prompts that wait: walked with the arrow keys, Enter shows what can be done with the current one.
@@ -25,6 +26,8 @@ ListView {
     Keys.onDeletePressed: queue.remove(currentIndex)
     Keys.onEscapePressed: dismissed()
     onCountChanged: if (count === 0 && activeFocus) dismissed()
+
+    ReadingOrder { list: list }
 
     delegate: QueueRow {
         width: ListView.view.width
