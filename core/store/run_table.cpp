@@ -10,7 +10,7 @@ namespace {
 constexpr Log kLog("com.ravant.core", "Persistence");
 constexpr std::string_view kInterruptedTool = "Interrupted: Ravant ended while this tool was running.";
 constexpr std::string_view kAbandonedTool = "Interrupted before the tool had a result.";
-constexpr std::string_view kInterruptedRun = "The agent run failed: interrupted, because Ravant ended while it ran";
+constexpr std::string_view kInterruptedRun = "Interrupted: Ravant ended while this ran.";
 
 }  // namespace
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <unordered_map>
 
 #include "core/store/held_bytes.hpp"
 #include "core/store/row_values.hpp"
@@ -95,6 +96,14 @@ class TranscriptReadings {
         beforeLast_(store_.prepare("SELECT id FROM conversation_item WHERE conversation_id = "
                                    "(SELECT id FROM conversation WHERE uuid = ? AND importer IS NULL) ORDER BY "
                                    "created_at DESC, id DESC LIMIT 1 OFFSET ?")),
+        ordered_(store_.prepare("SELECT id FROM conversation_item WHERE conversation_id = "
+                                "(SELECT id FROM conversation WHERE uuid = ?1 AND importer IS NULL) "
+                                "AND (created_at, id) > (?2, ?3) ORDER BY created_at, id")),
+        failures_(store_.prepare("SELECT id FROM conversation_item WHERE kind = 'failureEvent' AND conversation_id = "
+                                 "(SELECT id FROM conversation WHERE uuid = ? AND importer IS NULL)")),
+        prompts_(store_.prepare("SELECT id FROM conversation_item WHERE kind = 'userMessage' AND conversation_id = "
+                                "(SELECT id FROM conversation WHERE uuid = ?1 AND importer IS NULL) "
+                                "AND (created_at, id) > (?2, ?3)")),
         last_(store_.prepare("SELECT id, kind FROM conversation_item WHERE conversation_id = (SELECT id FROM "
                              "conversation WHERE uuid = ?) ORDER BY created_at DESC, id DESC LIMIT 1")),
         latestAdded_(store_.prepare("SELECT seq FROM sqlite_sequence WHERE name = 'conversation_item'")),
@@ -160,6 +169,30 @@ class TranscriptReadings {
     return store_.read([&] {
       auto row = beforeLast_.query(bound(conversationId), count);
       return row.step() ? std::optional(readId<ConversationItemId>(row, 0)) : std::nullopt;
+    });
+  }
+
+  TranscriptMarks marks(ConversationId conversationId, std::optional<ConversationItemId> behind) {
+    return store_.read([&] {
+      TranscriptMarks found;
+      const auto conversation = bound(conversationId);
+      const auto time = behind ? timeOf(conversationId, *behind) : std::nullopt;
+      if (behind && !time) return found;
+      const auto from = time.value_or(std::numeric_limits<std::int64_t>::min());
+      const auto anchor = bound(behind.value_or(ConversationItemId(0)));
+      std::unordered_map<ConversationItemId, ConversationItemKind> kinds;
+      const auto collect = [&](sqlite::Query row, ConversationItemKind kind) {
+        while (row.step()) kinds.emplace(readId<ConversationItemId>(row, 0), kind);
+      };
+      collect(failures_.query(conversation), ConversationItemKind::failureEvent);
+      collect(prompts_.query(conversation, from, anchor), ConversationItemKind::userMessage);
+      found.last = behind;
+      for (auto row = ordered_.query(conversation, from, anchor); row.step(); ++found.items) {
+        found.last = readId<ConversationItemId>(row, 0);
+        const auto kind = kinds.find(*found.last);
+        if (kind != kinds.end()) found.marks.push_back({.position = found.items, .kind = kind->second});
+      }
+      return found;
     });
   }
 
@@ -285,6 +318,9 @@ class TranscriptReadings {
   sqlite::Statement position_;
   sqlite::Statement count_;
   sqlite::Statement beforeLast_;
+  sqlite::Statement ordered_;
+  sqlite::Statement failures_;
+  sqlite::Statement prompts_;
   sqlite::Statement last_;
   sqlite::Statement latestAdded_;
   sqlite::Statement oneItem_;
@@ -325,6 +361,11 @@ awaitable<std::int64_t> TranscriptReader::count(ConversationId conversationId) {
 awaitable<std::optional<ConversationItemId>> TranscriptReader::beforeLast(ConversationId conversationId,
                                                                           std::int64_t count) {
   return perform([=](auto& readings) { return readings.beforeLast(conversationId, count); });
+}
+
+awaitable<TranscriptMarks> TranscriptReader::marks(ConversationId conversationId,
+                                                   std::optional<ConversationItemId> behind) {
+  return perform([=](auto& readings) { return readings.marks(conversationId, behind); });
 }
 
 awaitable<std::optional<LastItem>> TranscriptReader::last(ConversationId conversationId) {

@@ -17,6 +17,22 @@ struct LastItem {
   ConversationItemKind kind;
 };
 
+/// A prompt or a failure.
+struct TranscriptMark {
+  std::int64_t position;  ///< from 0, among the items that were read
+  ConversationItemKind kind;
+
+  bool operator==(const TranscriptMark&) const = default;
+};
+
+struct TranscriptMarks {
+  std::int64_t items = 0;  ///< that were read
+  std::optional<ConversationItemId> last = {};
+  std::vector<TranscriptMark> marks = {};  ///< in order
+
+  bool operator==(const TranscriptMarks&) const = default;
+};
+
 /// Where a page lies, seen from its anchor.
 enum class PageDirection { before, after };
 
@@ -40,6 +56,8 @@ class TranscriptReader : public StoreActor<TranscriptReadings> {
   awaitable<std::int64_t> count(ConversationId conversationId);
   /// The item behind which the last `count` stand; nothing where there are no more than those.
   awaitable<std::optional<ConversationItemId>> beforeLast(ConversationId conversationId, std::int64_t count);
+  /// Of all items, or of those behind one of them; reads no item whole.
+  awaitable<TranscriptMarks> marks(ConversationId conversationId, std::optional<ConversationItemId> behind);
   awaitable<std::optional<LastItem>> last(ConversationId conversationId);
   /// Of all conversations, the item that was added last, also where it is gone by now.
   awaitable<ConversationItemId> latestAdded();

@@ -31,6 +31,8 @@ ListView {
     Keys.onEscapePressed: dismissed()
     onCountChanged: if (count === 0 && activeFocus) dismissed()
 
+    ReadingOrder { list: list }
+
     delegate: QueueRow {
         width: ListView.view.width
         current: ListView.isCurrentItem

@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls.Basic as Basic
+import Ravant.Controls
 import Ravant.Theme
 
 /// A list to choose from by the arrow keys, below a field that narrows it. Opens above what it belongs to.
@@ -45,6 +46,7 @@ Basic.Popup {
             Keys.onDownPressed: list.incrementCurrentIndex()
             onAccepted: if (list.currentIndex >= 0) popup.chosen(list.currentIndex)
         }
+        ReadingOrder { list: list }
         ListView {
             id: list
 

@@ -9,7 +9,7 @@ Item {
 
     required property RowItem row
 
-    implicitHeight: head.height + view.height + more.height
+    implicitHeight: head.height + view.height + more.height + (more.visible ? Theme.unit : 0)
 
     Rectangle {
         anchors.fill: parent
@@ -35,7 +35,7 @@ Item {
             anchors { left: parent.left; leftMargin: Theme.unit * 3; right: copy.left; verticalCenter: parent.verticalCenter }
             text: code.row.label
             color: Theme.dim
-            font { family: Theme.codeFont; pixelSize: Theme.secondarySize; preferShaping: false }
+            font { family: code.row.kind === TranscriptWindow.ToolText ? Theme.interfaceFont : Theme.codeFont; pixelSize: Theme.secondarySize; preferShaping: false }
         }
         IconButton {
             id: copy
@@ -52,7 +52,7 @@ Item {
         id: view
 
         anchors { top: head.bottom; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: 1 }
-        height: words.implicitHeight + Theme.unit * (code.row.opensBlock ? 2.5 : 0) + Theme.unit * (code.row.closesBlock ? 2.5 : 0)
+        height: words.implicitHeight + Theme.unit * (code.row.opensBlock ? 2 : 0) + Theme.unit * (code.row.closesBlock ? 1 : 0)
         contentWidth: words.width + Theme.unit * 6
         contentHeight: height
         clip: contentWidth > width
@@ -64,8 +64,8 @@ Item {
             id: words
 
             row: code.row
-            x: Theme.unit * 3
-            y: code.row.opensBlock ? Theme.unit * 2.5 : 0
+            x: Theme.unit * 3 - 1
+            y: code.row.opensBlock ? Theme.unit * 2 : 0
             wrapMode: TextEdit.NoWrap
             textFormat: TextEdit.RichText
             tabStopDistance: Theme.secondarySize * 2.4

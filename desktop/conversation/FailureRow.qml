@@ -18,8 +18,8 @@ Rectangle {
         id: sign
 
         x: Theme.unit * 3
-        y: Theme.unit * 2 + (Theme.rowHeight - height) / 2
-        name: "warning"
+        y: Math.round(words.y + (Theme.interfaceSize * 1.2 - height) / 2)
+        name: failure.isInterrupted ? "interrupted" : "warning"
         color: failure.isInterrupted ? Theme.attention : Theme.bad
     }
     RowText {

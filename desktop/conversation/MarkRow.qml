@@ -12,20 +12,20 @@ Item {
 
     implicitHeight: Theme.rowHeight
 
-    Rectangle { anchors { left: parent.left; right: words.left; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter } height: 1; color: mark.isNew ? Theme.accent : Theme.line }
-    Rectangle { anchors { left: words.right; leftMargin: Theme.unit * 3; right: parent.right; verticalCenter: parent.verticalCenter } height: 1; color: mark.isNew ? Theme.accent : Theme.line }
+    Rectangle { anchors { left: parent.left; right: words.left; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter } height: 1; color: Theme.line }
+    Rectangle { anchors { left: words.right; leftMargin: Theme.unit * 3; right: parent.right; verticalCenter: parent.verticalCenter } height: 1; color: Theme.line }
     Row {
         id: words
 
         anchors.centerIn: parent
         spacing: Theme.unit * 2
-        ThemeIcon { visible: !mark.isNew; name: "compact"; anchors.verticalCenter: parent.verticalCenter }
+        ThemeIcon { visible: !mark.isNew; name: mark.row.kind === TranscriptWindow.Stopped ? "stop" : "compact"; anchors.verticalCenter: parent.verticalCenter }
         PlainLabel {
             anchors.verticalCenter: parent.verticalCenter
             width: Math.min(implicitWidth, mark.width - Theme.unit * 20)
             text: mark.row.words
             color: mark.isNew ? Theme.accent : Theme.dim
-            font.pixelSize: Theme.secondarySize
+            font { pixelSize: Theme.secondarySize; weight: mark.isNew ? Font.Medium : Font.Normal }
         }
     }
 }

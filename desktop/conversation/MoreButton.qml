@@ -1,14 +1,16 @@
 import QtQuick
 import Ravant.Controls
+import Ravant.Theme
 
 /// Shows what a long text still hides.
 PushButton {
     required property RowItem row
 
-    visible: row.hiddenLines > 0
+    visible: row.more !== ""
     height: visible ? implicitHeight : 0
+    implicitWidth: implicitContentWidth + Theme.unit * 4
     weight: PushButton.Quiet
     focusPolicy: Qt.NoFocus
-    text: row.hiddenLines === 1 ? qsTr("Show 1 more line") : qsTr("Show %1 more lines").arg(row.hiddenLines)
+    text: row.more
     onClicked: row.moreRequested()
 }

@@ -2,12 +2,15 @@ import QtQuick
 import Ravant.Conversation
 import Ravant.Theme
 
-/// Where in the whole conversation the reader is; to drag it is to jump.
+/// Where in the whole conversation the reader is, beside what is marked in it; to drag it is to jump. For the mouse: the
+/// keys of the transcript go to every place, too.
 Item {
     id: bar
 
     required property TranscriptWindow rows
     readonly property real length: Math.max(Theme.unit * 8, height * rows.extent)
+
+    property alias findPlaces: marks.findPlaces
 
     signal moved
 
@@ -22,6 +25,13 @@ Item {
         height: bar.length
         radius: width / 2
         color: area.pressed || area.containsMouse ? Theme.strongLine : Theme.line
+    }
+    PlaceMarks {
+        id: marks
+
+        anchors { top: parent.top; bottom: parent.bottom; right: parent.right; rightMargin: 2 }
+        width: Theme.unit * 2
+        conversation: bar.visible ? bar.rows.conversation : ""
     }
     MouseArea {
         id: area

@@ -9,7 +9,8 @@ Item {
     required property RowItem row
     readonly property int inset: row.kind === TranscriptWindow.Quotation ? Theme.unit * 4 : 0
 
-    implicitHeight: words.implicitHeight
+    // All that a line is higher than its letters stands below them: below the last there is no line.
+    implicitHeight: words.implicitHeight - Theme.unit * 2
 
     Rectangle {
         visible: prose.inset > 0

@@ -15,7 +15,7 @@ Item {
     required property bool canAct
     required property int outcome
     required property int level
-    required property int hiddenLines
+    required property string more
     required property string html
     required property string words
     required property string label

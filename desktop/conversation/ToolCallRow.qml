@@ -36,14 +36,14 @@ Item {
         font.pixelSize: Theme.secondarySize
     }
     PlainLabel {
-        anchors { left: verb.right; leftMargin: Theme.unit; right: result.left; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        anchors { left: verb.right; leftMargin: Theme.unit; right: result.left; rightMargin: Theme.unit * 2; baseline: verb.baseline }
         text: call.row.words
         font { family: Theme.codeFont; pixelSize: Theme.secondarySize; preferShaping: false }
     }
     PlainLabel {
         id: result
 
-        anchors { right: mark.left; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        anchors { right: mark.left; rightMargin: Theme.unit * 2; baseline: verb.baseline }
         text: call.row.detail
         color: call.isFailed ? Theme.bad : Theme.faint
         font.pixelSize: Theme.secondarySize

@@ -34,14 +34,14 @@ Item {
     PlainLabel {
         id: subject
 
-        anchors { left: label.right; leftMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        anchors { left: label.right; leftMargin: Theme.unit * 2; baseline: label.baseline }
         width: Math.max(0, Math.min(implicitWidth, parent.width - x - Theme.unit * 20))
         text: group.row.isOpen ? "" : group.row.words
         color: Theme.dim
         font { family: Theme.codeFont; pixelSize: Theme.secondarySize; preferShaping: false }
     }
     PlainLabel {
-        anchors { left: subject.right; leftMargin: subject.text === "" ? 0 : Theme.unit * 2; right: mark.left; verticalCenter: parent.verticalCenter }
+        anchors { left: subject.right; leftMargin: subject.text === "" ? 0 : Theme.unit * 2; right: mark.left; baseline: label.baseline }
         text: group.row.detail
         color: Theme.faint
         font.pixelSize: Theme.secondarySize

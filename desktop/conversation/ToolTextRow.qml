@@ -10,6 +10,6 @@ Item {
 
     implicitHeight: code.implicitHeight
 
-    Rectangle { x: Theme.unit * 1.5; y: -Theme.unit; width: 1; height: parent.height + Theme.unit * 2; color: Theme.line }
+    Rectangle { x: Theme.unit * 1.5; y: -Theme.unit; width: 1; height: parent.height + Theme.unit * 3; color: Theme.line }
     CodeRow { id: code; row: text.row; x: Theme.unit * 5; width: parent.width - x; height: implicitHeight }
 }

@@ -16,7 +16,11 @@ FocusScope {
     property int selectionAnchor: -1
     property string hoveredLink
     property TextEdit textSelection
+    /// Of what was found in the conversation, from 0 to 1: marked beside it.
+    property alias findPlaces: bar.findPlaces
     readonly property ProseStyle style: ProseStyle {}
+
+    onFollowsChanged: Qt.callLater(list.look)
 
     signal follow(string link)
     signal hover(string link)
@@ -36,12 +40,21 @@ FocusScope {
     /// What was at a place stays there.
     function fold(row: int, isOpen: bool) {
         follows = false
+        list.contentY = Math.round(list.contentY)
         rows.setOpen(row, isOpen)
-        Qt.callLater(lookForEnd)
     }
     function showMore(row: int) {
         follows = false
         rows.showMore(row)
+    }
+    /// To where the reader left: so much of the row is above the upper edge.
+    function comeBack(row: int, above: real) {
+        follows = false
+        list.currentIndex = rows.stopOf(row)
+        list.positionViewAtIndex(row, ListView.Beginning)
+        list.contentY = Math.max(list.originY, Math.min(list.originY + list.contentHeight - list.height, list.contentY + above))
+        Qt.callLater(lookForEnd)
+        Qt.callLater(list.look)
     }
     function lookForEnd() { follows = list.atYEnd && rows.isAtEnd }
     function point(row: int) {
@@ -85,8 +98,9 @@ FocusScope {
     ListView {
         id: list
 
-        function keepEnd() { if (transcript.follows) positionViewAtEnd() }
-        function look() { transcript.rows.showing(indexAt(width / 2, contentY), indexAt(width / 2, contentY + height - 1), (contentY - originY) / Math.max(1, height), (originY + contentHeight - contentY - height) / Math.max(1, height)) }
+        function keepEnd() { transcript.follows ? positionViewAtEnd() : transcript.lookForEnd() }
+        function look() { transcript.rows.showing(indexAt(width / 2, contentY), indexAt(width / 2, contentY + height - 1), (contentY - originY) / Math.max(1, height), (originY + contentHeight - contentY - height) / Math.max(1, height)); keepPlace(indexAt(width / 2, contentY)) }
+        function keepPlace(row: int) { if (row >= 0) transcript.rows.keepPlace(transcript.follows ? -1 : row, contentY - (itemAtIndex(row)?.y ?? contentY)) }
 
         anchors.fill: parent
         focus: true
@@ -131,14 +145,32 @@ FocusScope {
     Connections {
         target: transcript.rows
         function onJumped(row) { transcript.arrive(row) }
+        function onReturned(row, above) { transcript.comeBack(row, above) }
     }
-    PlaceBar { anchors { top: parent.top; bottom: parent.bottom; right: parent.right } rows: transcript.rows; onMoved: transcript.follows = false }
+    ReadingOrder { list: list }
+    PlaceBar { id: bar; anchors { top: parent.top; bottom: parent.bottom; right: parent.right } rows: transcript.rows; onMoved: transcript.follows = false }
+    TroubleBar { anchors { left: parent.left; right: parent.right; bottom: parent.bottom } words: transcript.rows.trouble; onTryAgain: transcript.rows.tryAgain() }
     PushButton {
         anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; horizontalCenter: parent.horizontalCenter }
-        visible: !transcript.isAtEnd && transcript.rows.isOpened && list.count > 0
+        visible: endOffer.isOffered && transcript.rows.newItems > 0
         iconName: "arrow-down"
-        text: transcript.rows.newItems > 0 ? qsTr("%n new", "", transcript.rows.newItems) : qsTr("To the end")
+        text: qsTr("%n new", "", transcript.rows.newItems)
         onClicked: transcript.toEnd()
+    }
+    Rectangle {
+        id: endOffer
+
+        readonly property bool isOffered: !transcript.isAtEnd && transcript.rows.isOpened && list.count > 0
+
+        anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; horizontalCenter: parent.horizontalCenter }
+        visible: isOffered && transcript.rows.newItems === 0
+        width: Theme.rowHeight
+        height: width
+        radius: width / 2
+        color: Theme.raised
+        border { width: 1; color: Theme.strongLine }
+
+        IconButton { anchors.centerIn: parent; iconName: "arrow-down"; name: qsTr("To the end"); onClicked: transcript.toEnd() }
     }
     Rectangle {
         anchors { left: parent.left; bottom: parent.bottom; margins: Theme.unit * 2 }

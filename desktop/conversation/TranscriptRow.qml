@@ -10,13 +10,13 @@ RowItem {
     required property int keyboardRow
     readonly property bool isCurrent: keyboardRow >= 0 && rows.stopOf(index) === keyboardRow
     readonly property bool isPartOfTools: kind === TranscriptWindow.ToolCall || kind === TranscriptWindow.ToolText
-    readonly property int space: isPartOfTools || !opensBlock ? 0 : isFirst ? Theme.unit * 4 : Theme.unit * 3
+    readonly property int space: !opensBlock ? 0 : kind === TranscriptWindow.ToolText ? Theme.unit : isPartOfTools ? 0 : isFirst ? Theme.unit * 4 : Theme.unit * 3
 
     signal menuRequested
 
     function press() { canAct ? acted() : toggled() }
 
-    implicitHeight: loader.height + space + (kind === TranscriptWindow.ToolText ? Theme.unit * 2 : 0)
+    implicitHeight: loader.height + space + (kind === TranscriptWindow.ToolText && closesBlock ? Theme.unit * 2 : 0)
     Accessible.ignored: name === ""
     Accessible.role: Accessible.ListItem
     Accessible.name: name
@@ -33,7 +33,7 @@ RowItem {
         color: Theme.selected
     }
     Rectangle {
-        anchors { top: loader.top; bottom: loader.bottom; right: loader.left; rightMargin: Theme.unit * 2 }
+        anchors { top: loader.top; topMargin: self.isFirst ? 0 : -self.space; bottom: loader.bottom; right: loader.left; rightMargin: Theme.unit * 2 }
         visible: self.isCurrent
         width: 2
         radius: 1
@@ -52,7 +52,7 @@ RowItem {
             : self.kind === TranscriptWindow.ToolGroup ? toolGroup
             : self.kind === TranscriptWindow.ToolCall ? toolCall
             : self.kind === TranscriptWindow.ToolText ? toolText
-            : self.kind === TranscriptWindow.Compaction || self.kind === TranscriptWindow.Unread ? mark
+            : self.kind === TranscriptWindow.Compaction || self.kind === TranscriptWindow.Unread || self.kind === TranscriptWindow.Stopped ? mark
             : self.kind === TranscriptWindow.Failure || self.kind === TranscriptWindow.Interrupted ? failure
             : self.kind === TranscriptWindow.Reasoning || self.kind === TranscriptWindow.RunProgress ? progress
             : prose

@@ -2,29 +2,36 @@ import QtQuick
 import Ravant.Conversation
 import Ravant.Theme
 
-/// What the user sent, as it was written.
-Rectangle {
+/// What the user sent, as it was written, or a piece of it.
+Item {
     id: message
 
     required property RowItem row
+    readonly property int top: row.opensBlock ? Theme.unit * 3 : 0
+    readonly property int bottom: !row.closesBlock ? 0 : more.visible ? Theme.unit * 2 : Theme.unit
 
-    implicitHeight: column.implicitHeight + Theme.unit * 5
-    radius: 8
-    color: Theme.accentGround
+    implicitHeight: column.implicitHeight + top + bottom
+    clip: !row.opensBlock || !row.closesBlock
 
+    Rectangle {
+        anchors.fill: parent
+        anchors.topMargin: message.row.opensBlock ? 0 : -radius
+        anchors.bottomMargin: message.row.closesBlock ? 0 : -radius
+        radius: 8
+        color: Theme.accentGround
+    }
     Column {
         id: column
 
-        x: Theme.unit * 4
-        y: Theme.unit * 3.25
-        width: parent.width - Theme.unit * 8
-        spacing: Theme.unit
+        x: Theme.unit * 3
+        y: message.top
+        width: parent.width - Theme.unit * 6
         RowText {
             row: message.row
             width: parent.width
             textFormat: TextEdit.RichText
             text: message.row.style.page(message.row.html, message.row.style.sheet, 0)
         }
-        MoreButton { row: message.row }
+        MoreButton { id: more; row: message.row; x: -Theme.unit * 2 }
     }
 }

@@ -3,11 +3,14 @@
 #include <QCoreApplication>
 #include <algorithm>
 #include <chrono>
+#include <limits>
 #include <tuple>
 
 #include "core/overloaded.hpp"
+#include "desktop/conversation/call_input.hpp"
+#include "desktop/conversation/table_writer.hpp"
+#include "desktop/conversation/text_pieces.hpp"
 #include "desktop/text/html_writer.hpp"
-#include "desktop/text/markdown_tables.hpp"
 #include "desktop/text/shown_text.hpp"
 #include "platform/text/duration_text.hpp"
 #include "platform/text/text.hpp"
@@ -17,8 +20,10 @@ namespace {
 
 /// Characters: what is longer is laid out too slowly to be scrolled.
 constexpr std::size_t kLongestLine = 4000;
+constexpr std::size_t kLongestPiece = 16 * 1024;
 constexpr std::size_t kLongestProse = 32 * 1024;
 constexpr int kLongestName = 600;
+constexpr int kAllPieces = std::numeric_limits<int>::max();
 /// Of what a call was given: what its summary is made of.
 constexpr std::size_t kKeptInput = 64 * 1024;
 
@@ -27,35 +32,6 @@ QString words(const char* text, int n = -1) { return QCoreApplication::translate
 QString cut(QString text) {
   if (text.size() > kLongestName) text = text.left(kLongestName) + QStringLiteral("…");
   return text;
-}
-
-std::vector<std::string_view> linesOf(std::string_view text) {
-  std::vector<std::string_view> lines;
-  while (text.ends_with('\n')) text.remove_suffix(1);
-  for (std::size_t begin = 0; begin <= text.size();) {
-    const std::size_t end = std::min(text.find('\n', begin), text.size());
-    lines.push_back(text.substr(begin, end - begin));
-    begin = end + 1;
-  }
-  return lines;
-}
-
-/// As it is shown: long lines are cut.
-QString joined(std::span<const std::string_view> lines) {
-  std::string text;
-  for (std::size_t index = 0; index < lines.size(); ++index) {
-    if (index > 0) text += '\n';
-    std::string_view line = lines[index];
-    if (line.size() <= kLongestLine) {
-      text += line;
-      continue;
-    }
-    std::size_t end = kLongestLine;
-    while (end > 0 && (static_cast<unsigned char>(line[end]) & 0xC0U) == 0x80U) --end;
-    text += line.substr(0, end);
-    text += "…";
-  }
-  return shown(text);
 }
 
 std::shared_ptr<const CodePaint> paintOf(const QString& text, const Highlighter& highlighter,
@@ -69,51 +45,42 @@ std::shared_ptr<const CodePaint> paintOf(const QString& text, const Highlighter&
   return isPainted ? paint : nullptr;
 }
 
-/// Code of which the first lines are shown, or all in pieces.
-void addCode(std::vector<TranscriptRow>& rows, const TranscriptRow& base, std::string_view language,
-             std::string_view text, bool isWhole) {
-  const auto lines = linesOf(text);
-  const Highlighter highlighter(language);
-  Highlighter::State state;
-  const auto count = static_cast<int>(lines.size());
-  const QString source = QString::fromStdString(std::string(text));
-  const int shownLines = isWhole || count <= kShownLines ? count : kShownLines;
-  const int pieceLines = shownLines <= kShownLines ? kShownLines : kPieceLines;
-  for (int begin = 0, piece = 0; begin < shownLines; begin += pieceLines, ++piece) {
-    const int length = std::min(pieceLines, shownLines - begin);
+/// A long text as rows, each finished by `finish` when it has its text: the first `pieces` of it.
+template <class Finish>
+void addPieces(std::vector<TranscriptRow>& rows, const TranscriptRow& base, std::span<const TextLine> lines,
+               PieceLimit limit, int pieces, const Finish& finish) {
+  for (int piece = 0; piece < pieces && !lines.empty(); ++piece) {
+    const std::size_t length = pieceLength(lines, limit);
     TranscriptRow row = base;
     row.key += fmt::format(".{}", piece);
-    row.opensBlock = begin == 0;
-    row.closesBlock = begin + length == shownLines;
-    row.hiddenLines = row.closesBlock ? count - shownLines : 0;
-    row.text = joined(std::span(lines).subspan(static_cast<std::size_t>(begin), static_cast<std::size_t>(length)));
-    row.name = cut(words("Code, %1: ").arg(base.label.isEmpty() ? words("plain") : base.label) + row.text);
-    row.paint = paintOf(row.text, highlighter, state);
-    row.source = source;
+    row.opensBlock = piece == 0;
+    row.text = joined(lines.first(length));
+    lines = lines.subspan(length);
+    row.closesBlock = piece + 1 == pieces || lines.empty();
+    if (row.closesBlock) {
+      row.hiddenLines = static_cast<int>(lines.size());
+      row.more = moreWords(lines);
+    }
+    finish(row);
     rows.push_back(std::move(row));
   }
 }
 
-std::string cell(std::string_view tag, const std::string& html, bool isRight, bool isFirst) {
-  return fmt::format("<{} align=\"{}\" style=\"padding: 4px 12px 4px {}px\">{}</{}>", tag, isRight ? "right" : "left",
-                     isFirst ? 0 : 12, html, tag);
-}
+PieceLimit pieceLimit(bool isWhole) { return {.lines = isWhole ? kPieceLines : kShownLines, .bytes = kLongestPiece}; }
 
-std::string htmlOf(const MarkdownTable& table) {
-  std::vector<bool> isRight;
-  for (std::size_t column = 0; column < table.alignments.size(); ++column) {
-    isRight.push_back(table.alignments[column] == ColumnAlignment::right || isNumericColumn(table, column));
-  }
-  const auto line = [&](std::string_view tag, const std::vector<std::string>& cells) {
-    std::string html = "<tr>";
-    for (std::size_t column = 0; column < cells.size(); ++column) {
-      html += cell(tag, cells[column], isRight[column], column == 0);
-    }
-    return html + "</tr>";
-  };
-  std::string html = "<table cellspacing=\"0\">" + line("th", table.header);
-  for (const auto& row : table.rows) html += line("td", row);
-  return html + "</table>";
+/// Code of which the first lines are shown, or all in pieces.
+void addCode(std::vector<TranscriptRow>& rows, const TranscriptRow& base, std::string_view language,
+             std::string_view text, bool isWhole) {
+  const auto lines = textLines(text, kLongestLine);
+  const Highlighter highlighter(language);
+  Highlighter::State state;
+  const QString source = QString::fromStdString(std::string(text));
+  const bool isShort = pieceLength(lines, pieceLimit(false)) == lines.size();
+  addPieces(rows, base, lines, pieceLimit(isWhole && !isShort), isWhole ? kAllPieces : 1, [&](TranscriptRow& row) {
+    row.name = cut(words("Code, %1: ").arg(base.label.isEmpty() ? words("plain") : base.label) + row.text);
+    row.paint = paintOf(row.text, highlighter, state);
+    row.source = source;
+  });
 }
 
 RowKind rowKindOf(MarkdownBlockKind kind) {
@@ -143,15 +110,15 @@ void markEnds(std::vector<TranscriptRow>& rows) {
 }
 
 std::vector<TranscriptRow> userRows(const ShownItem& shownItem, const ItemFolds& folds) {
-  TranscriptRow row{.kind = RowKind::userMessage, .key = shownItem.key + "/0", .item = shownItem.item.id};
-  const auto lines = linesOf(shownItem.item.text);
-  const bool isWhole = folds.whole.contains(0) || lines.size() <= kShownLines;
-  const auto shownLines = std::span(lines).first(isWhole ? lines.size() : kShownLines);
-  row.text = joined(shownLines);
-  row.html = QString::fromStdString(linkedText(row.text.toStdString()));
-  row.hiddenLines = static_cast<int>(lines.size() - shownLines.size());
-  row.name = cut(words("You: ") + row.text);
-  std::vector<TranscriptRow> rows{std::move(row)};
+  const TranscriptRow row{.kind = RowKind::userMessage, .key = shownItem.key + "/0", .item = shownItem.item.id};
+  const auto lines = textLines(shownItem.item.text, kLongestLine);
+  const bool isWhole = folds.whole.contains(0);
+  std::vector<TranscriptRow> rows;
+  addPieces(rows, row, lines, {.lines = kShownLines, .bytes = kLongestLine}, isWhole ? kAllPieces : 1,
+            [](TranscriptRow& piece) {
+              piece.html = QString::fromStdString(linkedText(piece.text.toStdString()));
+              piece.name = cut(words("You: ") + piece.text);
+            });
   markEnds(rows);
   return rows;
 }
@@ -212,25 +179,30 @@ QString durationOf(const ToolInvocation& call, Timestamp now) {
   return QString::fromStdString(shortDuration(lasted));
 }
 
-/// The texts of an open call, of which a long output is shown in part.
+/// The texts of an open call, of which long ones are shown in part.
 void addCallTexts(std::vector<TranscriptRow>& rows, const TranscriptRow& call, const ItemFolds& folds,
-                  const CallTexts& texts) {
-  const auto add = [&](const char* part, const QString& label, std::string_view text, int limit) {
+                  const CallTexts& texts, ToolCallKind kind) {
+  const auto add = [&](CallPart part, const QString& label, const std::string& text, std::string_view source) {
     if (trimmed(text).empty()) return;
-    const auto lines = linesOf(text);
-    const auto shownLines = std::min(lines.size(), static_cast<std::size_t>(limit));
-    TranscriptRow row{
-        .kind = RowKind::toolText, .key = call.key + part, .item = call.item, .invocation = call.invocation};
-    row.label = label;
-    row.text = joined(std::span(lines).first(shownLines));
-    row.hiddenLines = static_cast<int>(lines.size() - shownLines);
-    row.source = QString::fromStdString(std::string(text));
-    row.name = cut(label + QStringLiteral(": ") + row.text);
-    rows.push_back(std::move(row));
+    const bool isInput = part == CallPart::input;
+    const TranscriptRow base{.kind = RowKind::toolText,
+                             .key = call.key + (isInput ? "/in" : "/out"),
+                             .item = call.item,
+                             .invocation = call.invocation,
+                             .block = static_cast<int>(part),
+                             .label = label,
+                             .source = QString::fromStdString(std::string(source))};
+    const Highlighter highlighter(isInput && kind == ToolCallKind::edit ? "diff" : "");
+    Highlighter::State state;
+    const auto pieces = folds.pieces.find({call.invocation, part});
+    addPieces(rows, base, textLines(text, kLongestLine), {.lines = kShownOutputLines, .bytes = kLongestPiece},
+              pieces == folds.pieces.end() ? 1 : pieces->second, [&](TranscriptRow& row) {
+                row.name = cut(label + QStringLiteral(": ") + row.text);
+                row.paint = paintOf(row.text, highlighter, state);
+              });
   };
-  add("/in", words("Input"), texts.input, kShownOutputLines);
-  const auto lines = folds.outputLines.find(call.invocation);
-  add("/out", words("Output"), texts.output, lines == folds.outputLines.end() ? kShownOutputLines : lines->second);
+  add(CallPart::input, words("Input"), readableInput(texts.input), texts.input);
+  add(CallPart::output, words("Output"), texts.output, texts.output);
 }
 
 std::vector<TranscriptRow> groupRows(const ShownItem& shownItem, const ItemFolds& folds,
@@ -277,10 +249,29 @@ std::vector<TranscriptRow> groupRows(const ShownItem& shownItem, const ItemFolds
     row.name += outcomeWords(row.outcome) + foldWords(row.isOpen);
     rows.push_back(row);
     const auto texts = around.callTexts.find(row.invocation);
-    if (row.isOpen && texts != around.callTexts.end()) addCallTexts(rows, row, folds, texts->second);
+    if (row.isOpen && texts != around.callTexts.end()) addCallTexts(rows, row, folds, texts->second, summary.kind);
   }
   markEnds(rows);
   return rows;
+}
+
+void addTable(std::vector<TranscriptRow>& rows, const TranscriptRow& base, const MarkdownTable& table, bool isWhole,
+              const QString& author) {
+  const std::size_t count = table.rows.size();
+  const std::size_t shown = isWhole ? count : std::min(count, kShownTableRows);
+  const TableWriter writer(table, count > kShownTableRows);
+  for (std::size_t begin = 0, piece = 0; piece == 0 || begin < shown; begin += kShownTableRows, ++piece) {
+    const std::size_t end = std::min(begin + kShownTableRows, shown);
+    TranscriptRow row = base;
+    row.key += fmt::format(".{}", piece);
+    row.opensBlock = piece == 0;
+    row.closesBlock = end == shown;
+    row.html = QString::fromStdString(writer.html(begin, end));
+    row.hiddenLines = row.closesBlock ? static_cast<int>(count - shown) : 0;
+    if (row.hiddenLines > 0) row.more = words("Show %1 more rows").arg(row.hiddenLines);
+    row.name = cut(author + QString::fromStdString(writer.plainText(begin, end)));
+    rows.push_back(std::move(row));
+  }
 }
 
 std::vector<TranscriptRow> markerRows(const ShownItem& shownItem, RowKind kind, const QString& prefix,
@@ -299,7 +290,7 @@ bool TranscriptRow::operator==(const TranscriptRow& other) const {
   const auto plain = [](const TranscriptRow& row) {
     return std::tie(row.kind, row.key, row.item, row.invocation, row.block, row.isFirst, row.isLast, row.opensBlock,
                     row.closesBlock, row.isOpen, row.isGrowing, row.canAct, row.outcome, row.level, row.hiddenLines,
-                    row.html, row.text, row.label, row.detail, row.icon, row.name, row.source);
+                    row.more, row.html, row.text, row.label, row.detail, row.icon, row.name, row.source);
   };
   const bool isPaintedAlike = paint == other.paint || (paint && other.paint && *paint == *other.paint);
   return isPaintedAlike && plain(*this) == plain(other);
@@ -360,7 +351,11 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
       addCode(rows, row, language, block.source, folds.whole.contains(row.block));
       continue;
     }
-    row.html = QString::fromStdString(block.table ? htmlOf(*block.table) : block.html);
+    if (block.table) {
+      addTable(rows, row, *block.table, folds.whole.contains(row.block), agent + QStringLiteral(": "));
+      continue;
+    }
+    row.html = QString::fromStdString(block.html);
     row.level = block.level;
     if (row.kind != RowKind::rule) {
       row.name = cut(agent + QStringLiteral(": ") + QString::fromStdString(plainText(block)));

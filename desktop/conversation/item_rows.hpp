@@ -14,9 +14,14 @@
 
 namespace ravant::desktop {
 
-inline constexpr int kShownLines = 40;
-inline constexpr int kPieceLines = 60;
-inline constexpr int kShownOutputLines = 200;
+inline constexpr std::size_t kShownLines = 40;
+inline constexpr std::size_t kPieceLines = 60;
+inline constexpr std::size_t kShownOutputLines = 200;
+
+/// Rows of a table.
+inline constexpr std::size_t kShownTableRows = 60;
+
+enum class CallPart : std::uint8_t { input, output };
 
 /// What a reader opened in an item.
 struct ItemFolds {
@@ -25,8 +30,10 @@ struct ItemFolds {
   std::set<ToolInvocationId> openCalls = {};
   /// Blocks that are shown whole.
   std::set<int> whole = {};
-  /// How many lines of an open call's output are shown.
-  std::map<ToolInvocationId, int> outputLines = {};
+  /// How many pieces of an open call's text are shown, where it is more than one.
+  std::map<std::pair<ToolInvocationId, CallPart>, int> pieces = {};
+
+  bool operator==(const ItemFolds&) const = default;
 };
 
 /// A tool call's own texts, which are read when it is opened.

@@ -4,8 +4,12 @@ namespace ravant::desktop {
 
 LiveTexts::LiveTexts(StoreChanges& changes) {
   // What was stored meanwhile is not told one by one: it may be what was growing.
-  connect(&changes, &StoreChanges::everythingChanged, this, [this] {
-    for (auto& [conversation, run] : runs_) run = {.state = run.state, .number = run.number + 1};
+  connect(&changes, &StoreChanges::committed, this, [this](const ChangeBatch& batch) {
+    isIncomplete_ = batch.isIncomplete;
+    if (!isIncomplete_) return;
+    for (auto& [conversation, run] : runs_) {
+      run = {.state = run.state, .isCut = run.isCut || run.growing, .number = run.number + 1};
+    }
   });
   connect(&changes, &StoreChanges::grew, this, &LiveTexts::add);
   connect(&changes, &StoreChanges::runChanged, this, &LiveTexts::setState);
@@ -29,6 +33,7 @@ std::optional<GrowingText> LiveTexts::replacedBy(ConversationId conversation, Co
   ++run.number;
   run.reasoning.clear();
   if (kind != ConversationItemKind::agentMessage) return {};
+  if (!run.growing) run.isCut = false;
   if (run.complete.empty()) return std::exchange(run.growing, {});
   GrowingText text = std::move(run.complete.front());
   run.complete.pop_front();
@@ -37,7 +42,13 @@ std::optional<GrowingText> LiveTexts::replacedBy(ConversationId conversation, Co
 
 void LiveTexts::add(ConversationId conversation, const Growth& growth) {
   LiveRun& run = runs_[conversation];
-  if (growth.kind == GrowthKind::reasoning) {
+  const bool isText = growth.kind != GrowthKind::reasoning;
+  if (isText && (isIncomplete_ || (run.isCut && !growth.isNewMessage))) {
+    run.isCut = true;
+    return;
+  }
+  if (isText) run.isCut = false;
+  if (!isText) {
     if (growth.isNewMessage) run.reasoning.clear();
     run.reasoning += growth.text;
   } else {

@@ -24,6 +24,8 @@ struct LiveRun {
   std::deque<GrowingText> complete = {};
   std::string reasoning = {};
   std::optional<RunState> state = {};
+  /// What grows began in what was not told: the rest of it is not shown before it is stored.
+  bool isCut = false;
   /// Of what stands behind the stored items; another one behind others.
   int number = 0;
 };
@@ -55,6 +57,8 @@ class LiveTexts : public QObject {
   void setState(ConversationId conversation, const std::optional<RunState>& state);
 
   std::map<ConversationId, LiveRun> runs_;
+  /// While changes are told of which some are missing.
+  bool isIncomplete_ = false;
   std::optional<ConversationId> shown_;
   int lastKey_ = 0;
 };

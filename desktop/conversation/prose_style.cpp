@@ -1,8 +1,16 @@
 #include "desktop/conversation/prose_style.hpp"
 
+#include <QRegularExpression>
+
 #include "desktop/theme/theme.hpp"
 
 namespace ravant::desktop {
+namespace {
+
+/// Of most texts, in parts of the letters' size.
+constexpr double kCharacterWidth = 0.55;
+
+}  // namespace
 
 ProseStyle::ProseStyle(QObject* parent) : QObject(parent) {
   connect(&Theme::instance(), &Theme::colorsChanged, this, &ProseStyle::changed);
@@ -12,7 +20,7 @@ ProseStyle::ProseStyle(QObject* parent) : QObject(parent) {
 QString ProseStyle::sheet() const {
   const Theme& theme = Theme::instance();
   return QStringLiteral(
-             "<style>p, li, pre, td, th { line-height: 145% } p { margin: 0 } "
+             "<style>p, li, pre { line-height: 145% } td, th { line-height: 120% } p { margin: 0 } "
              "ul, ol { margin-top: 0; margin-bottom: 0 } li { margin-bottom: 2px } "
              "a { color: %1; text-decoration: none } "
              "code, pre { font-family: '%2'; font-size: %3px; background-color: %4 } "
@@ -24,8 +32,25 @@ QString ProseStyle::sheet() const {
       .arg(theme.proseSize());
 }
 
+QString ProseStyle::withWidths(const QString& table) {
+  static const QRegularExpression kWidth(QStringLiteral("(<t[hd] [^>]*)width=\"(\\d+)\""));
+  const double character = kCharacterWidth * Theme::instance().proseSize();
+  QString html;
+  qsizetype end = 0;
+  for (auto found = kWidth.globalMatch(table); found.hasNext();) {
+    const QRegularExpressionMatch match = found.next();
+    html += QStringView(table).mid(end, match.capturedStart() - end);
+    const int width = static_cast<int>(match.capturedView(2).toInt() * character);
+    html += match.captured(1) + QStringLiteral("width=\"%1\"").arg(width);
+    end = match.capturedEnd();
+  }
+  html += QStringView(table).mid(end);
+  return html;
+}
+
 QString ProseStyle::page(const QString& html, const QString& sheet, int level) const {
   if (level > 0) return sheet + QStringLiteral("<p><b>") + html + QStringLiteral("</b></p>");
+  if (html.startsWith(QLatin1String("<table"))) return sheet + withWidths(html);
   const bool isBlock = html.startsWith(QLatin1String("<ul")) || html.startsWith(QLatin1String("<ol")) ||
                        html.startsWith(QLatin1String("<p>")) || html.startsWith(QLatin1String("<table")) ||
                        html.startsWith(QLatin1String("<pre"));

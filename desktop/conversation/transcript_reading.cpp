@@ -19,6 +19,26 @@ bool TranscriptWindow::Work::isNone() const {
          items.empty() && invocations.empty() && texts.empty() && !isOlderRead && !isNewerRead && !isSeen;
 }
 
+void TranscriptWindow::Work::add(Work later) {
+  opens |= later.opens;
+  if (later.around) around = later.around;
+  if (later.place) place = later.place;
+  isBehindRead |= later.isBehindRead;
+  isSummaryRead |= later.isSummaryRead;
+  isRunOver |= later.isRunOver;
+  isOlderRead |= later.isOlderRead;
+  isNewerRead |= later.isNewerRead;
+  isSeen |= later.isSeen;
+  std::ranges::move(later.inserted, std::back_inserter(inserted));
+  items.merge(later.items);
+  invocations.merge(later.invocations);
+  texts.merge(later.texts);
+}
+
+void TranscriptWindow::setTrouble(const QString& words) {
+  if (std::exchange(trouble_, words) != words) Q_EMIT troubleChanged();
+}
+
 void TranscriptWindow::work() {
   if (!isWorking_ && shown_ && !work_.isNone()) {
     isWorking_ = true;
@@ -28,58 +48,92 @@ void TranscriptWindow::work() {
 
 awaitable<void> TranscriptWindow::workOff() {
   while (shown_ && !work_.isNone()) {
+    Work job = std::exchange(work_, {});
+    const auto turn = turns_.take();
     std::optional<std::string> trouble;
     try {
-      co_await doNext(std::exchange(work_, {}));
+      co_await doNext(job, turn);
     } catch (const std::exception& error) {
       trouble = error.what();
     }
-    if (trouble) DesktopWindow::instance().notices()->tellError(QString::fromStdString(*trouble));
+    if (!turns_.isLatest(turn)) continue;
+    setTrouble(QString::fromStdString(trouble.value_or("")));
+    if (!trouble) continue;
+    job.add(std::exchange(work_, {}));
+    work_ = std::move(job);
+    break;
   }
   isWorking_ = false;
   if (isSettled()) Q_EMIT settled();
 }
 
-awaitable<void> TranscriptWindow::doNext(Work job) {
-  const auto turn = turns_.take();
+awaitable<void> TranscriptWindow::doNext(Work& job, Turns::Turn turn) {
   if (job.opens) {
-    co_await open(turn);
-    if (turns_.isLatest(turn)) co_await settleGrowth(std::move(job.inserted), turn);
-    if (turns_.isLatest(turn) && job.isRunOver) live_.drop(*shown_);
-    if (turns_.isLatest(turn)) update();
-    if (turns_.isLatest(turn) && job.around) co_await readAround(*job.around, turn);
-    co_return;
+    co_await open(job.around, turn);
+    if (!turns_.isLatest(turn)) co_return;
+    job.opens = false;
+    job.around.reset();
+    // All of it was read.
+    job.isBehindRead = job.isSummaryRead = job.isOlderRead = job.isNewerRead = false;
+    job.items.clear();
+    job.invocations.clear();
   }
   if (!isOpened_) co_return;
-  if (job.isBehindRead && isAtEnd_) co_await readBehind(turn);
-  if (turns_.isLatest(turn)) co_await settleGrowth(std::move(job.inserted), turn);
-  for (const ConversationItemId item : job.items) {
-    if (turns_.isLatest(turn)) co_await readItem(item, turn);
+  if (job.isBehindRead && isAtEnd_) {
+    co_await readBehind(turn);
+    if (turns_.isLatest(turn)) job.isBehindRead = false;
   }
-  for (const ToolInvocationId invocation : job.invocations) {
-    if (turns_.isLatest(turn)) co_await readInvocation(invocation, turn);
+  if (turns_.isLatest(turn)) co_await settleGrowth(job.inserted, turn);
+  while (turns_.isLatest(turn) && !job.items.empty()) {
+    co_await readItem(*job.items.begin(), turn);
+    job.items.erase(job.items.begin());
   }
-  for (const ToolInvocationId invocation : job.texts) {
-    if (turns_.isLatest(turn)) co_await readTexts(invocation, turn);
+  while (turns_.isLatest(turn) && !job.invocations.empty()) {
+    co_await readInvocation(*job.invocations.begin(), turn);
+    job.invocations.erase(job.invocations.begin());
+  }
+  while (turns_.isLatest(turn) && !job.texts.empty()) {
+    co_await readTexts(*job.texts.begin(), turn);
+    job.texts.erase(job.texts.begin());
   }
   if (turns_.isLatest(turn) && job.isBehindRead && !isAtEnd_) {
     const std::int64_t count = co_await alive(application_.transcripts().count(*shown_));
     if (turns_.isLatest(turn)) count_ = count;
+    job.isBehindRead = false;
   }
-  if (turns_.isLatest(turn) && job.isSummaryRead) co_await readSummary(turn);
-  if (turns_.isLatest(turn) && job.isRunOver) {
+  if (turns_.isLatest(turn) && job.isSummaryRead) {
+    co_await readSummary(turn);
+    job.isSummaryRead = false;
+  }
+  if (turns_.isLatest(turn) && std::exchange(job.isRunOver, false)) {
     live_.drop(*shown_);
     isReasoningOpen_ = false;
   }
-  if (turns_.isLatest(turn) && job.isOlderRead) co_await readPage(PageDirection::before, turn);
-  if (turns_.isLatest(turn) && job.isNewerRead) co_await readPage(PageDirection::after, turn);
+  if (turns_.isLatest(turn) && job.isOlderRead) {
+    co_await readPage(PageDirection::before, turn);
+    job.isOlderRead = false;
+  }
+  if (turns_.isLatest(turn) && job.isNewerRead) {
+    co_await readPage(PageDirection::after, turn);
+    job.isNewerRead = false;
+  }
   if (turns_.isLatest(turn)) update();
-  if (turns_.isLatest(turn) && job.around) co_await readAround(*job.around, turn);
-  if (turns_.isLatest(turn) && job.place) co_await readPlace(*job.place, turn);
-  if (turns_.isLatest(turn) && job.isSeen) co_await markSeen(turn);
+  if (turns_.isLatest(turn) && job.around) {
+    co_await readAround(*job.around, turn);
+    job.around.reset();
+  }
+  if (turns_.isLatest(turn) && job.place) {
+    co_await readPlace(*job.place, turn);
+    job.place.reset();
+  }
+  if (turns_.isLatest(turn) && job.isSeen) {
+    co_await markSeen(turn);
+    job.isSeen = false;
+  }
 }
 
 awaitable<std::vector<ShownItem>> TranscriptWindow::prepared(std::vector<ConversationItem> items) {
+  for (const ConversationItem& item : items) keepOpenTexts(item);
   const auto prepare = [folder = projectFolder_](std::vector<ConversationItem> read) {
     std::vector<ShownItem> made;
     for (ConversationItem& item : read) made.push_back(shownItem(std::move(item), folder));
@@ -98,27 +152,51 @@ awaitable<std::vector<ShownItem>> TranscriptWindow::prepared(std::vector<Convers
       onPool(application_.modelContainer()->work(), [shared, prepare] { return prepare(std::move(*shared)); }));
 }
 
-awaitable<void> TranscriptWindow::open(Turns::Turn turn) {
+awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target, Turns::Turn turn) {
   const ConversationId conversation = *shown_;
   co_await readSummary(turn);
   if (!turns_.isLatest(turn)) co_return;
-  auto items =
-      co_await alive(application_.transcripts().page(conversation, std::nullopt, PageDirection::before, kOpenedItems));
-  std::optional<std::int64_t> first = 0;
-  if (!items.empty()) first = co_await alive(application_.transcripts().position(items.front().id));
-  std::optional<ConversationItemId> unread;
-  if (!firstUnread_) unread = co_await alive(application_.conversations().firstUnread(conversation));
+  const bool isFirstTime = !isOpened_;
+  if (isFirstTime) {
+    Reading kept = co_await alive(places_.of(conversation));
+    if (!turns_.isLatest(turn)) co_return;
+    reading_ = std::move(kept);
+  }
+  std::optional<ConversationItemId> unread = firstUnread_;
+  if (!unread) unread = co_await alive(application_.conversations().firstUnread(conversation));
   if (!turns_.isLatest(turn)) co_return;
-  auto made = co_await prepared(std::move(items));
+  const bool returns = !target && reading_.place && reading_.place->item != ConversationItemId();
+  std::optional<Part> part;
+  if (target || returns) part = co_await partAround(target ? *target : reading_.place->item);
   if (!turns_.isLatest(turn)) co_return;
-  if (unread) firstUnread_ = unread;
-  first_ = first.value_or(0);
-  isAtEnd_ = isOpened_ = true;
-  replaceAll(std::move(made));
-  count_ = seenCount_ = first_ + static_cast<std::int64_t>(items_.size());
-  trim(Side::front);
-  update();
-  Q_EMIT jumped(-1);
+  if (!part) {
+    part = co_await partAtEnd();
+    target.reset();
+  }
+  std::optional<std::int64_t> seen;
+  if (unread) seen = co_await alive(application_.transcripts().position(*unread));
+  if (!turns_.isLatest(turn)) co_return;
+  firstUnread_ = unread;
+  if (isLookedAt_) wasAway_ = false;
+  co_await show(*std::move(part), returns ? std::optional(reading_.place->item) : target, turn);
+  if (!turns_.isLatest(turn)) co_return;
+  if (isFirstTime) seenCount_ = seen.value_or(count_);
+  if (const auto row = target ? rowOf(*target) : std::nullopt) {
+    Q_EMIT jumped(static_cast<int>(*row));
+  } else if (const auto place = target ? std::nullopt : returnOfReader()) {
+    Q_EMIT returned(place->row, place->above);
+  } else {
+    Q_EMIT jumped(-1);
+  }
+}
+
+awaitable<TranscriptWindow::Part> TranscriptWindow::partAtEnd() {
+  Part part;
+  TranscriptReader& reader = application_.transcripts();
+  part.items = co_await alive(reader.page(*shown_, std::nullopt, PageDirection::before, kOpenedItems));
+  if (!part.items.empty()) part.first = (co_await alive(reader.position(part.items.front().id))).value_or(0);
+  part.count = part.first + static_cast<std::int64_t>(part.items.size());
+  co_return part;
 }
 
 awaitable<void> TranscriptWindow::readSummary(Turns::Turn turn) {
@@ -145,6 +223,11 @@ awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
     auto made = co_await prepared(std::move(items));
     if (!turns_.isLatest(turn)) co_return;
     for (ShownItem& item : made) {
+      if (isLookedAt_ && kindOf(item.item) == ConversationItemKind::userMessage) {
+        // Whoever watches how the conversation goes on has seen what there was.
+        firstUnread_.reset();
+        wasAway_ = false;
+      }
       if (auto text = live_.replacedBy(*shown_, kindOf(item.item))) item.key = std::move(text->key);
       replacing_.insert(item.item.id);
     }
@@ -153,8 +236,9 @@ awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
   }
 }
 
-awaitable<void> TranscriptWindow::settleGrowth(std::vector<ConversationItemId> inserted, Turns::Turn turn) {
-  for (const ConversationItemId id : inserted) {
+awaitable<void> TranscriptWindow::settleGrowth(std::vector<ConversationItemId>& inserted, Turns::Turn turn) {
+  for (; !inserted.empty(); inserted.erase(inserted.begin())) {
+    const ConversationItemId id = inserted.front();
     if (replacing_.erase(id) > 0 || !live_.find(*shown_)) continue;
     // It was read with others, or is beyond what is shown: its text does not grow any more.
     std::optional<ConversationItemKind> kind;
@@ -191,29 +275,44 @@ awaitable<void> TranscriptWindow::readAround(ConversationItemId target, Turns::T
     Q_EMIT jumped(static_cast<int>(*row));
     co_return;
   }
+  auto part = co_await partAround(target);
+  if (!turns_.isLatest(turn) || !part) co_return;
+  co_await show(*std::move(part), target, turn);
+  if (!turns_.isLatest(turn)) co_return;
+  if (const auto row = rowOf(target)) Q_EMIT jumped(static_cast<int>(*row));
+}
+
+awaitable<std::optional<TranscriptWindow::Part>> TranscriptWindow::partAround(ConversationItemId target) {
+  const ConversationId conversation = *shown_;
   TranscriptReader& reader = application_.transcripts();
   auto item = co_await alive(reader.item(target));
-  if (!turns_.isLatest(turn) || !item || item->conversation != *shown_) co_return;
-  auto items = co_await alive(reader.page(*shown_, target, PageDirection::before, kJumpItems));
-  const auto before = items.size();
-  items.push_back(*std::move(item));
-  if (!turns_.isLatest(turn)) co_return;
-  auto after = co_await alive(reader.page(*shown_, target, PageDirection::after, kJumpItems));
-  std::ranges::move(after, std::back_inserter(items));
+  if (!item || item->conversation != conversation) co_return std::nullopt;
+  Part part;
+  part.items = co_await alive(reader.page(conversation, target, PageDirection::before, kJumpItems));
+  const auto before = static_cast<std::int64_t>(part.items.size());
+  part.items.push_back(*std::move(item));
+  auto after = co_await alive(reader.page(conversation, target, PageDirection::after, kJumpItems));
+  const bool isLast = after.empty();
+  std::ranges::move(after, std::back_inserter(part.items));
   const auto position = co_await alive(reader.position(target));
-  if (!turns_.isLatest(turn) || !position) co_return;
-  const std::int64_t count = co_await alive(reader.count(*shown_));
+  if (!position) co_return std::nullopt;
+  part.first = *position - before;
+  part.count = co_await alive(reader.count(conversation));
+  part.isAtEnd = isLast || part.first + static_cast<std::int64_t>(part.items.size()) >= part.count;
+  co_return part;
+}
+
+awaitable<void> TranscriptWindow::show(Part part, std::optional<ConversationItemId> target, Turns::Turn turn) {
+  auto made = co_await prepared(std::move(part.items));
   if (!turns_.isLatest(turn)) co_return;
-  auto made = co_await prepared(std::move(items));
-  if (!turns_.isLatest(turn)) co_return;
-  first_ = *position - static_cast<std::int64_t>(before);
-  count_ = count;
-  isAtEnd_ = after.empty() || first_ + static_cast<std::int64_t>(made.size()) >= count;
+  first_ = part.first;
+  count_ = part.count;
+  isAtEnd_ = part.isAtEnd;
+  isOpened_ = true;
   replaceAll(std::move(made));
-  visible_ = {target, target};
+  if (target) visible_ = {*target, *target};
   trim(Side::front);
   update();
-  if (const auto row = rowOf(target)) Q_EMIT jumped(static_cast<int>(*row));
 }
 
 awaitable<void> TranscriptWindow::readPlace(double place, Turns::Turn turn) {
@@ -275,16 +374,16 @@ awaitable<void> TranscriptWindow::markSeen(Turns::Turn turn) {
   seenCount_ = count_;
   Q_EMIT shownChanged();
   const ConversationItemId last = items_.back().item.id;
-  if (seenUpTo_ == last) co_return;
   const bool wasAway = std::exchange(wasAway_, false);
-  seenUpTo_ = last;
-  if (wasAway && !firstUnread_) {
+  if (seenUpTo_ == last) co_return;
+  if (wasAway) {
     const auto unread = co_await alive(application_.conversations().firstUnread(*shown_));
     if (!turns_.isLatest(turn)) co_return;
-    firstUnread_ = unread;
+    if (unread) firstUnread_ = unread;
     update();
   }
   co_await alive(application_.conversations().markSeen(*shown_, last));
+  if (turns_.isLatest(turn)) seenUpTo_ = last;
 }
 
 awaitable<void> TranscriptWindow::findPrompt(ConversationItemId from, int direction) {

@@ -28,7 +28,8 @@ enum class RowKind : std::uint8_t {
   interrupted,
   unread,
   reasoning,
-  runState
+  runState,
+  stopped
 };
 
 enum class RowOutcome : std::uint8_t { none, running, done, failed };
@@ -48,6 +49,7 @@ struct TranscriptRow {
   /// Names nothing in what is not stored.
   ConversationItemId item = {};
   ToolInvocationId invocation = {};
+  /// Of a message; of a call, a `CallPart`.
   int block = 0;
   bool isFirst = false;  ///< of its item
   bool isLast = false;
@@ -59,7 +61,8 @@ struct TranscriptRow {
   bool canAct = false;
   RowOutcome outcome = RowOutcome::none;
   int level = 0;        ///< of headings
-  int hiddenLines = 0;  ///< that "Show all" would add
+  int hiddenLines = 0;  ///< that are not shown
+  QString more = {};    ///< what the button says that shows them
   QString html = {};
   QString text = {};    ///< plain: code, words, the subject of a call
   QString label = {};   ///< language, verb, summary of a group

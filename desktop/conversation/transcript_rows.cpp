@@ -5,10 +5,20 @@
 #include <unordered_map>
 
 #include "desktop/conversation/transcript_window.hpp"
+#include "platform/async/on_pool.hpp"
 #include "platform/text/duration_text.hpp"
 
 namespace ravant::desktop {
 namespace {
+
+/// Bytes of Markdown: more is not read on the interface thread.
+constexpr std::size_t kMostReadHere = 100 * 1000;
+
+void makeInterrupted(TranscriptRow& row) {
+  const QString prefix = TranscriptWindow::tr("Interrupted: ");
+  row.kind = RowKind::interrupted;
+  row.name = row.text.startsWith(prefix) ? row.text : prefix + row.text;
+}
 
 QString clockTime(Timestamp time) {
   return QDateTime::fromSecsSinceEpoch(std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count())
@@ -84,17 +94,41 @@ void TranscriptWindow::trim(Side side) {
   }
 }
 
+bool TranscriptWindow::isOnlyBehindPrompt(std::size_t index) const {
+  const bool isPrompt = kindOf(items_.front().item) == ConversationItemKind::userMessage;
+  return first_ + static_cast<std::int64_t>(index) <= (isPrompt ? 1 : 0);
+}
+
 std::vector<TranscriptRow> TranscriptWindow::wantedRows() {
   std::vector<TranscriptRow> rows;
+  const ShownItem* stopped = nullptr;
+  const auto markStop = [&] {
+    if (!stopped) return;
+    const ConversationItemId last = rows.back().item;
+    rows.push_back({.kind = RowKind::stopped,
+                    .key = "stopped" + stopped->item.id.text(),
+                    .item = last,
+                    .text = tr("Stopped"),
+                    .name = tr("Stopped")});
+    stopped = nullptr;
+  };
+  bool isInterrupted = false;
   for (std::size_t index = 0; index < items_.size(); ++index) {
     const ShownItem& item = items_[index];
-    if (firstUnread_ == item.item.id && first_ + static_cast<std::int64_t>(index) > 0) {
+    if (const auto* prompt = std::get_if<UserMessage>(&item.item.detail)) {
+      markStop();
+      if (prompt->endReason == PromptOutcome::cancelled) stopped = &item;
+      isInterrupted = prompt->endReason == PromptOutcome::interrupted;
+    }
+    if (firstUnread_ == item.item.id && !isOnlyBehindPrompt(index)) {
       rows.push_back(
           {.kind = RowKind::unread, .key = "new", .item = item.item.id, .text = tr("New"), .name = tr("New")});
     }
     rows.insert(rows.end(), item.rows.begin(), item.rows.end());
+    if (isInterrupted && rows.back().kind == RowKind::failure) makeInterrupted(rows.back());
   }
   if (isAtEnd_ && isOpened_) {
+    markStop();
     markEnd(rows);
     addLiveRows(rows);
   }
@@ -105,11 +139,12 @@ void TranscriptWindow::markEnd(std::vector<TranscriptRow>& rows) const {
   const LiveRun* const run = live_.find(*shown_);
   if (!summary_ || summary_->run || (run && run->state)) return;
   const bool isInterrupted = summary_->end == TranscriptEnd::interrupted;
-  if (!rows.empty() && rows.back().kind == RowKind::failure) {
+  const auto isEnd = [](const TranscriptRow& row) {
+    return row.kind == RowKind::failure || row.kind == RowKind::interrupted;
+  };
+  if (!rows.empty() && isEnd(rows.back())) {
     rows.back().canAct = true;
-    if (!isInterrupted) return;
-    rows.back().kind = RowKind::interrupted;
-    rows.back().name = tr("Interrupted: ") + rows.back().text;
+    if (isInterrupted) makeInterrupted(rows.back());
   } else if (isInterrupted) {
     const QString words = tr("Interrupted: Ravant ended while this ran.");
     rows.push_back({.kind = RowKind::interrupted, .key = "interrupted", .canAct = true, .text = words, .name = words});
@@ -118,7 +153,11 @@ void TranscriptWindow::markEnd(std::vector<TranscriptRow>& rows) const {
 
 void TranscriptWindow::addLiveRows(std::vector<TranscriptRow>& rows) {
   const LiveRun* const run = live_.find(*shown_);
-  if (!run) return;
+  if (!run) return parsed_.clear();
+  std::erase_if(parsed_, [&](const auto& each) {
+    return !(run->growing && run->growing->key == each.first) &&
+           std::ranges::find(run->complete, each.first, &GrowingText::key) == run->complete.end();
+  });
   const auto now = application_.modelContainer()->clock().now();
   TranscriptRow state{.kind = RowKind::runState, .key = fmt::format("state{}", run->number)};
   state.outcome = run->growing ? RowOutcome::none : RowOutcome::running;
@@ -150,12 +189,31 @@ void TranscriptWindow::addLiveRows(std::vector<TranscriptRow>& rows) {
     state.name = state.text.isEmpty() ? state.label : state.label + QStringLiteral(": ") + state.text;
     rows.push_back(state);
   }
-  const auto addText = [&](const GrowingText& text, Growing growing) {
-    auto made = messageRows(markdownBlocks(text.text), text.key, {}, {}, agent_, growing);
-    std::ranges::move(made, std::back_inserter(rows));
-  };
-  for (const GrowingText& text : run->complete) addText(text, Growing::no);
-  if (run->growing) addText(*run->growing, Growing::yes);
+  for (const GrowingText& text : run->complete) addText(rows, text, Growing::no);
+  if (run->growing) addText(rows, *run->growing, Growing::yes);
+}
+
+void TranscriptWindow::addText(std::vector<TranscriptRow>& rows, const GrowingText& text, Growing growing) {
+  const auto make = [&] { return messageRows(markdownBlocks(text.text), text.key, {}, {}, agent_, growing); };
+  if (text.text.size() < kMostReadHere / 2) return void(std::ranges::move(make(), std::back_inserter(rows)));
+  ParsedText& parsed = parsed_[text.key];
+  if (text.text.size() < kMostReadHere) {
+    parsed = {.size = text.text.size(), .rows = make()};
+  } else if (parsed.size != text.text.size() && !std::exchange(parsed.isUnderWay, true)) {
+    start(parse(text, growing));
+  }
+  std::ranges::copy(parsed.rows, std::back_inserter(rows));
+}
+
+awaitable<void> TranscriptWindow::parse(GrowingText text, Growing growing) {
+  const auto shared = std::make_shared<const GrowingText>(std::move(text));
+  auto made = co_await alive(onPool(application_.modelContainer()->work(), [shared, agent = agent_, growing] {
+    return messageRows(markdownBlocks(shared->text), shared->key, {}, {}, agent, growing);
+  }));
+  const auto parsed = parsed_.find(shared->key);
+  if (parsed == parsed_.end()) co_return;
+  parsed->second = {.size = shared->text.size(), .rows = std::move(made)};
+  if (!growth_.isActive()) growth_.start();
 }
 
 void TranscriptWindow::update() {

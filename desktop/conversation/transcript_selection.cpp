@@ -9,7 +9,7 @@ namespace ravant::desktop {
 namespace {
 
 bool isStop(const TranscriptRow& row) {
-  return row.kind != RowKind::unread && row.kind != RowKind::toolText &&
+  return row.kind != RowKind::unread && row.kind != RowKind::stopped && row.kind != RowKind::toolText &&
          (row.isFirst || row.kind == RowKind::toolCall || row.item == ConversationItemId());
 }
 

@@ -10,7 +10,9 @@ namespace {
 /// A growing text is shown at most so often, and for no more than a quarter of the time.
 constexpr std::chrono::milliseconds kGrowthInterval{16};
 constexpr std::chrono::seconds kClockInterval{1};
+constexpr std::chrono::seconds kKeepInterval{1};
 
+static_assert(static_cast<int>(RowKind::stopped) == TranscriptWindow::Stopped);
 static_assert(static_cast<int>(RowKind::runState) == TranscriptWindow::RunProgress);
 static_assert(static_cast<int>(RowKind::toolGroup) == TranscriptWindow::ToolGroup);
 static_assert(static_cast<int>(RowOutcome::failed) == TranscriptWindow::Failed);
@@ -20,7 +22,8 @@ static_assert(static_cast<int>(RowOutcome::failed) == TranscriptWindow::Failed);
 TranscriptWindow::TranscriptWindow(QObject* parent)
     : QAbstractListModel(parent),
       application_(DesktopWindow::instance().application()),
-      live_(DesktopWindow::instance().changes()) {
+      live_(DesktopWindow::instance().changes()),
+      places_(application_) {
   connect(&DesktopWindow::instance(), &DesktopWindow::itemRequested, this,
           [this](ConversationItemId item) { jumpToItem(QString::number(item.value())); });
   growth_.setSingleShot(true);
@@ -39,6 +42,13 @@ TranscriptWindow::TranscriptWindow(QObject* parent)
   connect(&seen_, &QTimer::timeout, this, [this] {
     work_.isSeen = true;
     work();
+  });
+  keeping_.setSingleShot(true);
+  keeping_.setInterval(kKeepInterval);
+  connect(&keeping_, &QTimer::timeout, this, &TranscriptWindow::keepReading);
+  const OrderlyEnd* const end = DesktopWindow::instance().end();
+  connect(end, &OrderlyEnd::stateChanged, this, [this, end] {
+    if (end->state() == OrderlyEnd::State::Ending) keepReading();
   });
   follow(DesktopWindow::instance().changes());
 }
@@ -74,8 +84,6 @@ void TranscriptWindow::follow(StoreChanges& changes) {
   connect(&changes, &StoreChanges::everythingChanged, this, [this] {
     if (!shown_) return;
     work_.opens = true;
-    const bool isElsewhere = visible_ && !items_.empty() && visible_->second != items_.back().item.id;
-    if (isElsewhere && visible_->second != ConversationItemId()) work_.around = visible_->first;
     work();
   });
   connect(&live_, &LiveTexts::grew, this, [this](ConversationId conversation) {
@@ -94,6 +102,7 @@ void TranscriptWindow::follow(StoreChanges& changes) {
 void TranscriptWindow::setConversation(const QString& conversation) {
   const auto id = conversation.isEmpty() ? std::nullopt : std::optional(idOf<ConversationId>(conversation));
   if (id == shown_) return;
+  keepReading();
   turns_.take();
   work_ = {};
   shown_ = id;
@@ -101,7 +110,8 @@ void TranscriptWindow::setConversation(const QString& conversation) {
   isOpened_ = false;
   isAtEnd_ = true;
   first_ = count_ = seenCount_ = 0;
-  folds_.clear();
+  reading_ = {};
+  setTrouble({});
   callTexts_.clear();
   selected_.clear();
   replacing_.clear();
@@ -152,6 +162,7 @@ void TranscriptWindow::showing(int first, int last, double above, double below) 
 }
 
 void TranscriptWindow::jumpToEnd() {
+  reading_.place.reset();
   if (isAtEnd_) {
     Q_EMIT jumped(-1);
     return;
@@ -186,7 +197,7 @@ void TranscriptWindow::setOpen(int row, bool isOpen) {
   } else if (at.kind == RowKind::toolGroup) {
     foldsOf(at.item).isOpen = isOpen;
   } else if (at.kind == RowKind::toolCall && isOpen && at.isOpen) {
-    addOutputLines(at);
+    addPieces(at);
   } else if (at.kind == RowKind::toolCall && isOpen) {
     foldsOf(at.item).openCalls.insert(at.invocation);
     work_.texts.insert(at.invocation);
@@ -205,25 +216,21 @@ void TranscriptWindow::setOpen(int row, bool isOpen) {
   update();
 }
 
-void TranscriptWindow::addOutputLines(const TranscriptRow& row) {
-  foldsOf(row.item).outputLines.try_emplace(row.invocation, kShownOutputLines).first->second += kShownOutputLines;
+void TranscriptWindow::addPieces(const TranscriptRow& row) {
+  const auto part = row.kind == RowKind::toolText ? static_cast<CallPart>(row.block) : CallPart::output;
+  ++foldsOf(row.item).pieces.try_emplace({row.invocation, part}, 1).first->second;
 }
 
 void TranscriptWindow::showMore(int row) {
   if (row < 0 || row >= rowCount()) return;
   const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
   if (at.kind == RowKind::toolText) {
-    addOutputLines(at);
+    addPieces(at);
   } else {
     foldsOf(at.item).whole.insert(at.block);
   }
   if (ShownItem* const changed = find(at.item)) makeRows(*changed);
   update();
-}
-
-ItemFolds TranscriptWindow::folds(ConversationItemId item) const {
-  const auto folds = folds_.find(item);
-  return folds == folds_.end() ? ItemFolds() : folds->second;
 }
 
 ShownItem* TranscriptWindow::find(ConversationItemId id) {
@@ -270,8 +277,8 @@ QVariant TranscriptWindow::data(const QModelIndex& index, int role) const {
       return static_cast<int>(row.outcome);
     case levelRole:
       return row.level;
-    case hiddenLinesRole:
-      return row.hiddenLines;
+    case moreRole:
+      return row.more;
     case htmlRole:
       return row.html;
     case textRole:
@@ -306,7 +313,7 @@ QHash<int, QByteArray> TranscriptWindow::roleNames() const {
           {canActRole, "canAct"},
           {outcomeRole, "outcome"},
           {levelRole, "level"},
-          {hiddenLinesRole, "hiddenLines"},
+          {moreRole, "more"},
           {htmlRole, "html"},
           {textRole, "words"},
           {labelRole, "label"},

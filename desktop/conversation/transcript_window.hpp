@@ -12,6 +12,7 @@
 #include "core/store/transcript_reader.hpp"
 #include "desktop/conversation/item_rows.hpp"
 #include "desktop/conversation/live_texts.hpp"
+#include "desktop/conversation/reading_places.hpp"
 #include "desktop/conversation/transcript_row.hpp"
 #include "desktop/loop/view_model.hpp"
 #include "desktop/program/desktop_window.hpp"
@@ -40,6 +41,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// Of what is visible in the whole conversation: where it begins, and how much it is, from 0 to 1.
   Q_PROPERTY(double place READ place NOTIFY placeChanged)
   Q_PROPERTY(double extent READ extent NOTIFY placeChanged)
+  /// Why something could not be read, which is tried again with what comes next; empty where nothing is amiss.
+  Q_PROPERTY(QString trouble READ trouble NOTIFY troubleChanged)
   /// What is marked wherever it stands in the rows.
   Q_PROPERTY(QString markedText READ markedText WRITE setMarkedText NOTIFY markedTextChanged)
 
@@ -60,7 +63,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     Interrupted,
     Unread,
     Reasoning,
-    RunProgress
+    RunProgress,
+    Stopped
   };
   Q_ENUM(Kind)
   enum Outcome { NoOutcome, Running, Done, Failed };
@@ -78,7 +82,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     canActRole,
     outcomeRole,
     levelRole,
-    hiddenLinesRole,
+    moreRole,
     htmlRole,
     textRole,
     labelRole,
@@ -112,11 +116,17 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   int newItems() const;
   double place() const { return place_; }
   double extent() const { return extent_; }
+  const QString& trouble() const { return trouble_; }
   const QString& markedText() const { return markedText_; }
   void setMarkedText(const QString& text);
 
   /// The rows that are visible, which stay when others leave, and how many screens there are above and below them.
   Q_INVOKABLE void showing(int first, int last, double above, double below);
+  /// The row that stands at the upper edge, and how much of it is above, which is where the reader comes back to; -1
+  /// for who is at the end.
+  Q_INVOKABLE void keepPlace(int row, double above);
+  /// Does what could not be done.
+  Q_INVOKABLE void tryAgain() { work(); }
   /// Shows the end, or the item; `jumped` follows.
   Q_INVOKABLE void jumpToEnd();
   Q_INVOKABLE void jumpToItem(const QString& item);
@@ -156,6 +166,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// What the reader opened in the item.
   ItemFolds folds(ConversationItemId item) const;
   const std::map<ToolInvocationId, CallTexts>& openTexts() const { return callTexts_; }
+  const Reading& reading() const { return reading_; }
   /// Whether everything that was announced so far has been read.
   bool isSettled() const { return !isWorking_ && !growth_.isActive(); }
   std::optional<ConversationId> shown() const { return shown_; }
@@ -168,6 +179,9 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void markedTextChanged();
   /// The rows are others: the view goes to this one, or to the end where it is -1.
   void jumped(int row);
+  /// The rows are those that the reader left: this much of the row is above the upper edge.
+  void returned(int row, double above);
+  void troubleChanged();
   void settled();
 
  private:
@@ -188,18 +202,33 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     bool isSeen = false;
 
     bool isNone() const;
+    /// Does what came later, too.
+    void add(Work later);
   };
   enum class Side { front, back };
 
   void work();
   awaitable<void> workOff();
-  awaitable<void> doNext(Work job);
-  awaitable<void> open(Turns::Turn turn);
+  /// Takes out of the job what was done.
+  awaitable<void> doNext(Work& job, Turns::Turn turn);
+  awaitable<void> open(std::optional<ConversationItemId> target, Turns::Turn turn);
+  /// Items that stand beside each other.
+  struct Part {
+    std::vector<ConversationItem> items;
+    std::int64_t first = 0;  ///< position of the first of them
+    std::int64_t count = 0;  ///< of the whole conversation
+    bool isAtEnd = true;
+  };
+  awaitable<Part> partAtEnd();
+  /// Nothing where the item is not, or not any more.
+  awaitable<std::optional<Part>> partAround(ConversationItemId target);
+  /// In place of all rows.
+  awaitable<void> show(Part part, std::optional<ConversationItemId> target, Turns::Turn turn);
   awaitable<void> readAround(ConversationItemId target, Turns::Turn turn);
   awaitable<void> readPlace(double place, Turns::Turn turn);
   awaitable<void> readSummary(Turns::Turn turn);
   awaitable<void> readBehind(Turns::Turn turn);
-  awaitable<void> settleGrowth(std::vector<ConversationItemId> inserted, Turns::Turn turn);
+  awaitable<void> settleGrowth(std::vector<ConversationItemId>& inserted, Turns::Turn turn);
   awaitable<void> readPage(PageDirection direction, Turns::Turn turn);
   awaitable<void> readItem(ConversationItemId id, Turns::Turn turn);
   awaitable<void> readInvocation(ToolInvocationId id, Turns::Turn turn);
@@ -214,8 +243,17 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void replaceAll(std::vector<ShownItem> items);
   void makeRows(ShownItem& item);
   void makeAllRows();
-  void addOutputLines(const TranscriptRow& row);
-  ItemFolds& foldsOf(ConversationItemId item) { return folds_[item]; }
+  void addPieces(const TranscriptRow& row);
+  ItemFolds& foldsOf(ConversationItemId item);
+  struct Return {
+    int row = 0;
+    double above = 0;
+  };
+  /// Where the reader comes back to; nothing for who is at the end.
+  std::optional<Return> returnOfReader() const;
+  void keepOpenTexts(const ConversationItem& item);
+  void keepReading();
+  void setTrouble(const QString& words);
   ShownItem* find(ConversationItemId item);
   std::optional<std::size_t> rowOf(ConversationItemId item) const;
   ConversationItemId itemAt(int row) const;
@@ -226,7 +264,11 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void trim(Side side);
   /// The rows as they are to be.
   std::vector<TranscriptRow> wantedRows();
+  /// Whether nothing is before the item but the prompt that it answers: then all is new.
+  bool isOnlyBehindPrompt(std::size_t index) const;
   void addLiveRows(std::vector<TranscriptRow>& rows);
+  void addText(std::vector<TranscriptRow>& rows, const GrowingText& text, Growing growing);
+  awaitable<void> parse(GrowingText text, Growing growing);
   void markEnd(std::vector<TranscriptRow>& rows) const;
   /// Announces what differs.
   void update();
@@ -247,9 +289,20 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   std::string projectFolder_;
   QString agent_;
 
-  std::map<ConversationItemId, ItemFolds> folds_;
+  Reading reading_;
+  ReadingPlaces places_;
+  QTimer keeping_;
+  QString trouble_;
   std::map<ToolInvocationId, CallTexts> callTexts_;
   bool isReasoningOpen_ = false;
+  /// The rows of a text that grows, as long as it was when they were made.
+  struct ParsedText {
+    std::size_t size = 0;
+    std::vector<TranscriptRow> rows = {};
+    bool isUnderWay = false;
+  };
+  /// Of long ones, by their keys.
+  std::map<std::string, ParsedText> parsed_;
   /// Stored messages that took the place of what grew before they were announced.
   std::set<ConversationItemId> replacing_;
   std::set<ConversationItemId> selected_;

@@ -73,6 +73,7 @@ TitledPanel {
                 onClicked: popup.choose(entry.index)
             }
         }
+        ReadingOrder { list: list }
         VerticalScroll {
             anchors { top: list.top; bottom: list.bottom; right: list.right }
             orientation: Qt.Vertical

@@ -62,6 +62,7 @@ FocusScope {
         Accessible.role: Accessible.StaticText
         Accessible.name: text
     }
+    ReadingOrder { list: list }
     ListView {
         id: list
 

@@ -58,6 +58,7 @@ ListView {
         onDropped: { view.tree.moveProject(view.dragged, view.dropRow); view.dragged = "" }
     }
 
+    ReadingOrder { list: view }
     Shortcut { sequence: "Shift+F10"; enabled: view.activeFocus; onActivated: view.showMenu() }
     Connections {
         target: Workbench

@@ -37,6 +37,8 @@ TitledPanel {
         Keys.onTabPressed: popup.walk()
         Keys.onReleased: event => { if (event.key === Qt.Key_Control) popup.take() }
 
+        ReadingOrder { list: list }
+
         delegate: ConversationRow {
             width: list.width
             current: ListView.isCurrentItem

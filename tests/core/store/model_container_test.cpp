@@ -221,7 +221,7 @@ TEST_F(Container, keepsThePromptsOfAnOlderStoreAndEndsTheInterruptedOne) {
   EXPECT_EQ(std::get<UserMessage>(items[2].detail), UserMessage()) << "whose end nobody noted down";
   const std::string text = transcriptText(store, id);
   for (const char* words :
-       {"First", "Answer", "Second", "failed Bash a", "failureEvent \"The agent run failed: interr"})
+       {"First", "Answer", "Second", "failed Bash a", "failureEvent \"Interrupted: Ravant ended whi"})
     EXPECT_THAT(text, HasSubstr(words));
   run(store.conversations->deleteConversation(id));
 }
@@ -252,7 +252,7 @@ TEST_F(Interrupted, runsOfADeadProcessAreEndedAndNoOthers) {
   const std::string text = transcriptText(living, ours);
   EXPECT_THAT(text, HasSubstr("failed Bash 1"));
   EXPECT_THAT(text, HasSubstr("Interrupted: Ravant ended while this tool was running."));
-  EXPECT_THAT(text, HasSubstr("failureEvent \"The agent run failed: interrupted"));
+  EXPECT_THAT(text, HasSubstr("failureEvent \"Interrupted: Ravant ended"));
   endInterruptedRuns(living.container);
   EXPECT_EQ(transcriptText(living, ours), text);
 }

@@ -80,6 +80,23 @@ TEST_F(Pages, areWhatAPlainReadingHasAroundEachItem) {
   EXPECT_EQ(run(store.reader->beforeLast(one, size)), std::nullopt);
 }
 
+TEST_F(Pages, haveMarksForPromptsAndFailures) {
+  run(store.items->appendFailureEvent(one, "{}", "The connection was closed."));
+  const std::vector<ConversationItem> all = store.transcript(one);
+  for (std::size_t from = 0; from <= all.size(); from += 13) {
+    TranscriptMarks expected{.last = all.back().id};
+    for (std::size_t at = from; at < all.size(); ++at) {
+      const bool isMarked =
+          kindOf(all[at]) == ConversationItemKind::userMessage || kindOf(all[at]) == ConversationItemKind::failureEvent;
+      if (isMarked) expected.marks.push_back({.position = expected.items, .kind = kindOf(all[at])});
+      ++expected.items;
+    }
+    const auto behind = from == 0 ? std::nullopt : std::optional(all[from - 1].id);
+    EXPECT_EQ(run(store.reader->marks(one, behind)), expected) << from;
+  }
+  EXPECT_EQ(run(store.reader->marks(one, ConversationItemId(999'999))), TranscriptMarks());
+}
+
 TEST_F(Pages, areEmptyWhereNothingIs) {
   const ConversationItemId strange = store.transcript(other).at(3).id;
   const ConversationItemId unknown(999'999);

@@ -9,6 +9,9 @@
 #include <random>
 
 #include "core/store/conversation_item_model_actor.hpp"
+#include "desktop/conversation/place_marks.hpp"
+#include "desktop/theme/theme.hpp"
+#include "platform/sqlite/database.hpp"
 #include "tests/desktop/support/workbench.hpp"
 
 namespace ravant::test {
@@ -228,6 +231,232 @@ TEST_F(TranscriptWindowTest, CopiesWhatIsStored) {
   EXPECT_EQ(window.storedText(0), QStringLiteral("A *star*.\n\n**Bold** and `code`."));
 }
 
+TEST_F(TranscriptWindowTest, ComesBackToWhereAndHowItWasLeft) {
+  for (int count = 0; count < 200; ++count) message("One.\n\nTwo.");
+  prompt("Build it.");
+  call("one", "make");
+  complete("one", "done");
+  const ConversationId other = workbench_.addConversation(workbench_.addProject("other"));
+  see();
+  std::pair<ConversationItemId, std::string> left;
+  {
+    TranscriptWindow window;
+    const QSignalSpy returned(&window, &TranscriptWindow::returned);
+    open(window);
+    const int group = window.rowCount() - 1;
+    window.setOpen(group, true);
+    window.setOpen(group + 1, true);
+    settle(window);
+    window.jumpToPlace(0.3);
+    settle(window);
+    left = {window.rows()[31].item, window.rows()[31].html.toStdString()};
+    window.keepPlace(31, 7);
+    window.setConversation(desktop::textOf(other));
+    settle(window);
+    message("Something new.");
+    open(window);
+    ASSERT_EQ(returned.count(), 1);
+    const TranscriptRow& row = window.rows()[static_cast<std::size_t>(returned[0][0].toInt())];
+    EXPECT_EQ(std::pair(row.item, row.html.toStdString()), left);
+    EXPECT_EQ(returned[0][1].toDouble(), 7);
+    window.keepPlace(31, 9);
+    window.setConversation({});
+    ASSERT_TRUE(until([&] { return exists(workbench_.folder() / "data/reading-places.json"); }));
+  }
+  // Another start of the program.
+  TranscriptWindow window;
+  const QSignalSpy returned(&window, &TranscriptWindow::returned);
+  const QSignalSpy jumped(&window, &TranscriptWindow::jumped);
+  open(window);
+  EXPECT_EQ(returned.count(), 1);
+  window.jumpToEnd();
+  settle(window);
+  EXPECT_EQ(jumped.back()[0].toInt(), -1);
+  EXPECT_THAT(kindsOf(window), testing::IsSupersetOf({RowKind::toolCall, RowKind::toolText, RowKind::unread}));
+  window.keepPlace(-1, 0);
+  window.setConversation(desktop::textOf(other));
+  settle(window);
+  open(window);
+  EXPECT_EQ(returned.count(), 1) << "who was at the end is at the end";
+}
+
+TEST_F(TranscriptWindowTest, TriesAgainWhatCouldNotBeReadAndLosesNothingOfIt) {
+  prompt("Go.");
+  sqlite::Database store = workbench_.application().modelContainer()->connect();
+  const auto breakStore = [&] { store.execute("ALTER TABLE conversation_item RENAME TO elsewhere"); };
+  const auto mend = [&] { store.execute("ALTER TABLE elsewhere RENAME TO conversation_item"); };
+  breakStore();
+  TranscriptWindow window;
+  window.setConversation(desktop::textOf(conversation_));
+  ASSERT_TRUE(until([&] { return !window.trouble().isEmpty(); }));
+  EXPECT_FALSE(window.isOpened());
+  mend();
+  window.tryAgain();
+  settle(window);
+  EXPECT_EQ(window.rowCount(), 1);
+  EXPECT_TRUE(window.trouble().isEmpty());
+
+  message("An answer.");
+  settle(window);
+  breakStore();
+  window.jumpToPlace(0);
+  ASSERT_TRUE(until([&] { return !window.trouble().isEmpty(); }));
+  EXPECT_EQ(window.rowCount(), 2) << "what is right stays";
+  const QSignalSpy jumped(&window, &TranscriptWindow::jumped);
+  mend();
+  window.tryAgain();
+  settle(window);
+  EXPECT_EQ(jumped.count(), 1);
+  EXPECT_TRUE(window.trouble().isEmpty());
+}
+
+TEST_F(TranscriptWindowTest, ShowsNoTextThatBeginsInTheMiddleBehindWhatWasNotTold) {
+  prompt("Tell me.");
+  TranscriptWindow window;
+  open(window);
+  grow("The beginning", true);
+  settle(window);
+  Q_EMIT workbench_.program().changes().committed(ChangeBatch{.changes = {}, .isIncomplete = true});
+  Q_EMIT workbench_.program().changes().everythingChanged();
+  grow(" and the middle.");
+  settle(window);
+  EXPECT_EQ(window.rowCount(), 1);
+  message("The beginning and the middle.");
+  grow("Another.", true);
+  settle(window);
+  EXPECT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::prose));
+}
+
+TEST_F(TranscriptWindowTest, MarksNothingAsNewToWhoIsWatchingWhatHeSent) {
+  prompt("First.");
+  message("Answer.");
+  TranscriptWindow window;
+  open(window);
+  EXPECT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::prose)) << "all of it is new";
+  window.setLookedAt(true);
+  ASSERT_TRUE(until([&] { return window.isSettled(); }));
+  // The window was left and came back, and nothing had come.
+  window.setLookedAt(false);
+  window.setLookedAt(true);
+  settle(window);
+  const auto unread = [&] {
+    return await(workbench_.application().conversations().conversation(conversation_))->unread;
+  };
+  prompt("Second.");
+  message("Answer to it.");
+  settle(window);
+  ASSERT_TRUE(until([&] { return unread() == 0; }));
+  settle(window);
+  EXPECT_THAT(kindsOf(window), testing::Not(Contains(RowKind::unread)));
+
+  window.setLookedAt(false);
+  message("While away.");
+  settle(window);
+  window.setLookedAt(true);
+  ASSERT_TRUE(until([&] { return unread() == 0; }));
+  ASSERT_THAT(kindsOf(window), Contains(RowKind::unread));
+  prompt("Third.");
+  settle(window);
+  EXPECT_THAT(kindsOf(window), testing::Not(Contains(RowKind::unread))) << "whoever goes on has seen it";
+}
+
+/// All that the rows of the item show, and what it says where there is more.
+std::string shownText(const TranscriptWindow& window, RowKind kind) {
+  std::string text;
+  for (const TranscriptRow& row : window.rows()) {
+    if (row.kind == kind) text += row.text.toStdString() + '\n' + (row.more.isEmpty() ? "" : "MORE");
+  }
+  return text;
+}
+
+TEST_F(TranscriptWindowTest, ShowsLongTextsInPiecesAndAllOfThem) {
+  const std::string line(100'000, 'x');
+  prompt(line);
+  std::string table = "| number | word |\n|---|---|\n";
+  for (int row = 0; row < 1000; ++row) table += "| " + std::to_string(row) + " | <b>|\n";
+  message(table);
+  await(writer_->appendToolInvocation(conversation_, "{}", "", "Bash", "one", R"({"command":")" + line + R"("})", {},
+                                      ToolInvocationStatus::running));
+  complete("one", line + "\nend");
+  TranscriptWindow window;
+  const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  open(window);
+  ASSERT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::table, RowKind::toolGroup));
+  EXPECT_EQ(window.rows()[0].more, QStringLiteral("Show the rest of the line, 96 kB"));
+  EXPECT_EQ(window.rows()[1].more, QStringLiteral("Show 940 more rows"));
+  EXPECT_LT(window.rows()[1].html.count(QStringLiteral("<tr>")), 100);
+  window.setOpen(2, true);
+  window.setOpen(3, true);
+  settle(window);
+  for (int row = 0; row < window.rowCount() && row < 1000; ++row) {
+    if (!window.rows()[static_cast<std::size_t>(row)].more.isEmpty()) window.showMore(row--);
+  }
+  std::string prompted = shownText(window, RowKind::userMessage);
+  std::erase(prompted, '\n');
+  EXPECT_EQ(prompted, line);
+  std::string called = shownText(window, RowKind::toolText);
+  std::erase(called, '\n');
+  EXPECT_EQ(called, "command: " + line + line + "end");
+  int rows = 0;
+  for (const TranscriptRow& row : window.rows()) {
+    rows += static_cast<int>(row.html.count(QStringLiteral("</tr>")));
+    EXPECT_LT(row.text.size(), 20'000);
+  }
+  EXPECT_EQ(rows, 1001);
+}
+
+TEST_F(TranscriptWindowTest, SaysOfAStoppedAndAnInterruptedRunWhatBecameOfIt) {
+  const auto end = [&](PromptOutcome outcome) {
+    await(writer_->beginRun(conversation_));
+    prompt("Go.");
+    message("So far.");
+    await(writer_->endRun(conversation_, "", outcome));
+  };
+  end(PromptOutcome::cancelled);
+  end(PromptOutcome::finished);
+  end(PromptOutcome::cancelled);
+  see();
+  TranscriptWindow window;
+  open(window);
+  EXPECT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::stopped, RowKind::userMessage,
+                                           RowKind::prose, RowKind::userMessage, RowKind::prose, RowKind::stopped));
+  prompt("Again.");
+  settle(window);
+  EXPECT_EQ(kindsOf(window).back(), RowKind::userMessage);
+
+  end(PromptOutcome::interrupted);
+  await(writer_->appendFailureEvent(conversation_, "{}", "Interrupted: Ravant ended while this ran."));
+  prompt("And again.");
+  settle(window);
+  const TranscriptRow& interrupted = window.rows()[window.rows().size() - 2];
+  EXPECT_EQ(interrupted.kind, RowKind::interrupted) << "wherever it stands";
+  EXPECT_EQ(interrupted.name, QStringLiteral("Interrupted: Ravant ended while this ran."));
+}
+
+TEST_F(TranscriptWindowTest, MarksPromptsFailuresAndWhatWasFound) {
+  for (int count = 0; count < 99; ++count) message("One.");
+  prompt("Go.");
+  desktop::ColorScheme scheme;
+  desktop::Theme theme(scheme);
+  desktop::PlaceMarks marks;
+  marks.setConversation(desktop::textOf(conversation_));
+  ASSERT_TRUE(until([&] { return marks.marks().items == 100; }));
+  using Kind = desktop::PlaceMarks::Kind;
+  EXPECT_THAT(marks.lines(200), testing::AllOf(testing::SizeIs(100), Contains(Kind::prompt).Times(1)));
+  EXPECT_EQ(marks.lines(200)[99], Kind::prompt);
+  await(writer_->appendFailureEvent(conversation_, "{}", "The connection was closed."));
+  for (int count = 0; count < 99; ++count) message("One.");
+  marks.setFindPlaces({0, 0.99});
+  ASSERT_TRUE(until([&] { return marks.marks().items == 200; }));
+  EXPECT_EQ(marks.marks(), await(workbench_.application().transcripts().marks(conversation_, {})))
+      << "as if all were read again";
+  const auto lines = marks.lines(200);
+  EXPECT_EQ(lines[0], Kind::found);
+  EXPECT_EQ(lines[49], Kind::prompt);
+  EXPECT_EQ(lines[50], Kind::failure);
+  EXPECT_EQ(marks.lines(40)[10], Kind::failure) << "of several, the one that matters most";
+}
+
 /// What is shown of a row, without the name under which it stays.
 QString shownOf(const TranscriptRow& row) {
   return QStringLiteral("%1 %2 %3%4%5%6 %7|%8|%9|")
@@ -267,7 +496,7 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
   void step(TranscriptWindow& window) {
     const int rows = window.rowCount();
     const int row = rows == 0 ? 0 : below(rows);
-    switch (below(14)) {
+    switch (below(16)) {
       case 0:
         return prompt("Prompt " + std::to_string(++number_));
       case 1:
@@ -296,8 +525,24 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
         return below(2) == 0 ? window.jumpToEnd() : window.jumpToPrompt(row, below(2) == 0 ? -1 : 1);
       case 12:
         return window.setOpen(row, below(2) == 0);
+      case 13:
+        return window.keepPlace(row - 1, 3);
+      case 14:
+        return leaveAndComeBack(window);
       default:
         return window.showMore(row);
+    }
+  }
+
+  void leaveAndComeBack(TranscriptWindow& window) {
+    const auto place = window.reading().place;
+    window.setConversation({});
+    EXPECT_EQ(window.rowCount(), 0);
+    open(window);
+    EXPECT_EQ(window.reading().place, place);
+    if (!place) EXPECT_TRUE(window.isAtEnd());
+    if (place && place->item != ConversationItemId()) {
+      EXPECT_THAT(window.rows(), Contains(Field(&TranscriptRow::item, place->item)));
     }
   }
 

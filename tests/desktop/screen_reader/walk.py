@@ -1,8 +1,9 @@
 #!/usr/bin/python3 -B
 """Walks the accessibility tree of the window in the states it can be in: `walk.py RAVANT_DESKTOP RAVANT`.
 
-In each state: whatever takes focus has a name and a place in the window, and no name is twice in one list. And every
-button that is there does something when a screen reader presses it, and what scripts look for is found by its name.
+In each state: whatever takes focus has a name and a place in the window, no name is twice in one list, and rows are told
+from the top to the bottom. And every button that is there does something when a screen reader presses it, and what scripts
+look for is found by its name.
 """
 
 import re
@@ -55,7 +56,12 @@ def faults(root):
             if "focusable" in states and role != "label" and not name.strip():
                 found.append(f"takes focus without a name: {accessible!r} in {path_of(root, accessible)}")
             if role in LISTS:
-                names = [child.name for child in accessible.children if "showing" in child.states]
+                rows = [child for child in accessible.children if "showing" in child.states and child.name]
+                names = [child.name for child in rows]
+                if role in ("list", "tree"):
+                    tops = [child.extents[1] for child in rows]
+                    found += [f'"{names[at]}" is told after what stands below it in {accessible!r}'
+                              for at in range(1, len(tops)) if tops[at] < tops[at - 1]]
                 found += [f'"{twice}" is {names.count(twice)} times in {accessible!r}'
                           for twice in sorted(set(names)) if names.count(twice) > 1]
         except Gone:
@@ -102,6 +108,14 @@ class ScreenReaderWalk(DesktopCase):
         self.desktop.keys("Alt+Down", "Alt+Down")
         self.desktop.wait_for(name="Transcript")
         self.check("a conversation that is read")
+        for number in range(3):
+            self.run_ravant("run", "--project", str(self.work), "--continue", f"And the next step, number {number}.")
+        self.desktop.wait_for(name=re.compile("number 2"), within=self.desktop.find(name="Transcript"))
+        transcript = self.desktop.find(name="Transcript")
+        transcript.take_focus()
+        for keys in ("Home", "PageDown", "PageUp"):
+            self.desktop.keys(keys)
+            self.check(f"rows that were made after those below them: {keys}")
         self.ask("Say more.")
         self.desktop.wait_for("list item", "Say more., unread", ["showing"])
         self.check_at_work("unread")

@@ -1,0 +1,128 @@
+#include "desktop/conversation/place_marks.hpp"
+
+#include <QQuickWindow>
+#include <QSGRectangleNode>
+#include <algorithm>
+#include <cmath>
+
+#include "desktop/theme/theme.hpp"
+#include "platform/log/log.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+constexpr Log kLog("com.ravant.desktop", "PlaceMarks");
+constexpr std::chrono::milliseconds kInterval{300};
+/// Pixels of each mark: in a long conversation, one stands for all that belong there.
+constexpr int kMarkHeight = 2;
+
+}  // namespace
+
+PlaceMarks::PlaceMarks(QQuickItem* parent) : QQuickItem(parent) {
+  setFlag(ItemHasContents);
+  soon_.setSingleShot(true);
+  soon_.setInterval(kInterval);
+  connect(&soon_, &QTimer::timeout, this, [this] {
+    if (!std::exchange(isReading_, true)) start(read());
+  });
+  connect(&Theme::instance(), &Theme::colorsChanged, this, &QQuickItem::update);
+  StoreChanges& changes = DesktopWindow::instance().changes();
+  connect(&changes, &StoreChanges::itemChanged, this,
+          [this](ConversationId conversation, ConversationItemId, ChangeOperation operation) {
+            if (conversation != conversation_ || operation == ChangeOperation::updated) return;
+            readSoon(operation == ChangeOperation::inserted ? Missing::end : Missing::all);
+          });
+  connect(&changes, &StoreChanges::everythingChanged, this, [this] { readSoon(Missing::all); });
+}
+
+void PlaceMarks::setConversation(const QString& conversation) {
+  const auto id = conversation.isEmpty() ? std::nullopt : std::optional(idOf<ConversationId>(conversation));
+  if (std::exchange(conversation_, id) == id) return;
+  turns_.take();
+  marks_ = {};
+  missing_ = Missing::nothing;
+  update();
+  Q_EMIT conversationChanged();
+  readSoon(Missing::all);
+}
+
+void PlaceMarks::setFindPlaces(const QList<double>& places) {
+  if (std::exchange(findPlaces_, places) == places) return;
+  update();
+  Q_EMIT findPlacesChanged();
+}
+
+void PlaceMarks::readSoon(Missing missing) {
+  if (!conversation_) return;
+  missing_ = std::max(missing_, missing);
+  if (!soon_.isActive()) soon_.start();
+}
+
+awaitable<void> PlaceMarks::read() {
+  while (conversation_ && missing_ != Missing::nothing) {
+    const auto turn = turns_.take();
+    const bool isAll = std::exchange(missing_, Missing::nothing) == Missing::all || !marks_.last;
+    try {
+      auto read = co_await alive(DesktopWindow::instance().application().transcripts().marks(
+          *conversation_, isAll ? std::nullopt : marks_.last));
+      if (!turns_.isLatest(turn)) continue;
+      if (isAll) {
+        marks_ = std::move(read);
+      } else if (!read.last) {
+        missing_ = Missing::all;
+      } else {
+        for (const TranscriptMark& mark : read.marks) {
+          marks_.marks.push_back({.position = marks_.items + mark.position, .kind = mark.kind});
+        }
+        marks_.items += read.items;
+        marks_.last = read.last;
+      }
+      update();
+    } catch (const StoreError& error) {
+      kLog.warning("the marks of a conversation cannot be read: {}", error.what());
+      missing_ = Missing::all;
+      break;
+    }
+  }
+  isReading_ = false;
+}
+
+std::vector<PlaceMarks::Kind> PlaceMarks::lines(int height) const {
+  std::vector<Kind> lines(static_cast<std::size_t>(std::max(height / kMarkHeight, 0)), Kind::none);
+  if (lines.empty()) return lines;
+  const auto mark = [&](double place, Kind kind) {
+    const auto wanted = static_cast<std::size_t>(std::clamp(place, 0.0, 1.0) * static_cast<double>(lines.size()));
+    Kind& line = lines[std::min(wanted, lines.size() - 1)];
+    line = std::max(line, kind);
+  };
+  for (const TranscriptMark& each : marks_.marks) {
+    mark(static_cast<double>(each.position) / static_cast<double>(std::max<std::int64_t>(marks_.items, 1)),
+         each.kind == ConversationItemKind::failureEvent ? Kind::failure : Kind::prompt);
+  }
+  for (const double place : findPlaces_) mark(place, Kind::found);
+  return lines;
+}
+
+QSGNode* PlaceMarks::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
+  delete node;
+  auto* const all = new QSGNode;
+  const Theme& theme = Theme::instance();
+  const std::vector<Kind> kinds = lines(static_cast<int>(height()));
+  for (std::size_t line = 0; line < kinds.size(); ++line) {
+    if (kinds[line] == Kind::none) continue;
+    const bool isPrompt = kinds[line] == Kind::prompt;
+    QSGRectangleNode* const mark = window()->createRectangleNode();
+    const double wide = isPrompt ? std::round(width() / 2) : width();
+    mark->setRect(width() - wide, static_cast<double>(line) * kMarkHeight, wide, kMarkHeight);
+    mark->setColor(isPrompt ? theme.strongLine() : kinds[line] == Kind::found ? theme.attention() : theme.bad());
+    all->appendChildNode(mark);
+  }
+  return all;
+}
+
+void PlaceMarks::geometryChange(const QRectF& geometry, const QRectF& old) {
+  QQuickItem::geometryChange(geometry, old);
+  if (geometry.size() != old.size()) update();
+}
+
+}  // namespace ravant::desktop
