@@ -35,6 +35,7 @@ ListView {
         width: ListView.view.width
         current: ListView.isCurrentItem
         queue: list.queue
+        isBesideBar: list.scrolls
     }
 
     VerticalScroll {
