@@ -7,13 +7,15 @@ Rectangle {
     id: chip
 
     required property string words
+    /// The greatest width.
+    required property real room
     /// What else can be done with it than to remove it; empty where there is nothing.
     property string offer
 
     signal removed
     signal accepted
 
-    width: Math.min(content.implicitWidth, parent.width)
+    width: content.implicitWidth
     height: Theme.smallRowHeight
     radius: 6
     color: Theme.sunken
@@ -30,7 +32,7 @@ Rectangle {
         ThemeIcon { anchors.verticalCenter: parent.verticalCenter; name: "file" }
         PlainLabel {
             anchors.verticalCenter: parent.verticalCenter
-            width: Math.min(implicitWidth, Theme.unit * 80, chip.parent.width - Theme.unit * 16 - (show.visible ? show.width : 0))
+            width: Math.min(implicitWidth, Theme.unit * 80, chip.room - Theme.unit * 16 - (show.visible ? show.width : 0))
             elide: Text.ElideMiddle
             text: chip.words
             font.pixelSize: Theme.secondarySize

@@ -21,6 +21,7 @@ Flow {
     AttachmentChip {
         visible: chips.longText !== ""
         words: chips.longText
+        room: chips.width
         offer: qsTr("Show")
         onAccepted: chips.longTextShown()
         onRemoved: chips.longTextRemoved()
@@ -35,6 +36,7 @@ Flow {
             required property string modelData
 
             words: modelData
+            room: chips.width
             onRemoved: chips.detached(index)
         }
     }

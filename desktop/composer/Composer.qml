@@ -50,7 +50,7 @@ FocusScope {
         PlainLabel {
             width: parent.width
             visible: text !== ""
-            leftPadding: Theme.unit * 2
+            leftPadding: (parts.width - Math.min(root.width - Theme.unit * 12, Theme.unit * 190)) / 2
             text: composer.troubles.readyAgents
             color: Theme.dim
             Accessible.ignored: !visible
@@ -86,11 +86,13 @@ FocusScope {
             readonly property real widthOfActions: (stop.visible ? stop.implicitWidth + Theme.unit : 0) + send.width
             /// What can be left out is.
             readonly property bool isNarrow: width < widthOfChoices + agent.implicitWidth + widthOfActions + meter.fullWidth
-            /// The actions have a line of their own, below the pickers.
+            /// The pickers take the whole width, in several lines.
             readonly property bool isStacked: isNarrow && width < widthOfChoices + (agent.enabled ? agent.implicitWidth : 0) + widthOfActions + meter.narrowWidth
+            /// The actions have no room in the pickers' last line.
+            readonly property bool hasLineOfActions: isStacked && pickers.width < effort.x + effort.width + widthOfActions + meter.narrowWidth + Theme.unit
 
             width: parent.width
-            height: field.height + pickers.height + (isStacked ? actions.height + Theme.unit * 2 : 0) + Theme.unit * 8
+            height: field.height + pickers.height + (hasLineOfActions ? actions.height + Theme.unit * 2 : 0) + Theme.unit * 8
             radius: 10
             color: Theme.raised
             border { width: 1; color: field.activeFocus ? Theme.accent : Theme.line }
@@ -110,7 +112,7 @@ FocusScope {
             Flow {
                 id: pickers
 
-                anchors { bottom: box.isStacked ? actions.top : parent.bottom; left: parent.left; right: box.isStacked ? parent.right : actions.left; margins: Theme.unit * 2 }
+                anchors { bottom: box.hasLineOfActions ? actions.top : parent.bottom; left: parent.left; right: box.isStacked ? parent.right : actions.left; margins: Theme.unit * 2 }
                 spacing: Theme.unit
 
                 IconButton {

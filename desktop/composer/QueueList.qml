@@ -37,6 +37,7 @@ ListView {
         width: ListView.view.width
         current: ListView.isCurrentItem
         queue: list.queue
+        isBesideBar: list.scrolls
     }
 
     VerticalScroll {

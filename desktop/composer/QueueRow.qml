@@ -12,6 +12,8 @@ ListRow {
     required property string text
     required property bool isFirst
     required property bool isLast
+    /// The list's scroll bar stands at its end.
+    property bool isBesideBar
 
     function openMenu() { menu.popup(row, Theme.unit * 4, -menu.implicitHeight) }
 
@@ -33,7 +35,7 @@ ListRow {
     Row {
         id: actions
 
-        anchors { right: parent.right; rightMargin: Theme.unit * ((row.ListView.view as QueueList)?.scrolls ? 4 : 2); verticalCenter: parent.verticalCenter }
+        anchors { right: parent.right; rightMargin: Theme.unit * (row.isBesideBar ? 4 : 2); verticalCenter: parent.verticalCenter }
         IconButton {
             height: Theme.smallRowHeight
             visible: row.width > Theme.unit * 80

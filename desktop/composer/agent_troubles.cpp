@@ -86,7 +86,10 @@ awaitable<void> AgentTroubles::read() {
   std::vector<Trouble> ofAgents = co_await alive(troublesOfAgents(looked));
   QStringList ready;
   for (const Agent& agent : looked) {
-    if (std::ranges::count(ofAgents, std::optional(agent.id), &Trouble::agent) == 0) ready.append(nameOf(agent.type));
+    const auto isOfIt = [&](const Trouble& trouble) { return trouble.agent == agent.id; };
+    if (std::ranges::none_of(ofAgents, isOfIt) && std::ranges::none_of(troubles, isOfIt)) {
+      ready.append(nameOf(agent.type));
+    }
   }
   ready.removeDuplicates();
   // Whoever works with another agent is not to be troubled.

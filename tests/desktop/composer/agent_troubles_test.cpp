@@ -65,6 +65,9 @@ TEST_F(Troubles, areThoseOfAllAgentsUntilOneCanBegin) {
   composer.pickers()->chooseAgent(0);
   ASSERT_TRUE(untilOne(AgentTroubles::Remedy::Key)) << "but to who wants the agent that lacks it: " << words();
   troubles().enterKey(1, QStringLiteral(" secret-key "));
+  ASSERT_TRUE(untilOne(AgentTroubles::Remedy::Model)) << words();
+  composer.pickers()->models()->setFilter(QStringLiteral("any"));
+  composer.pickers()->chooseModel(composer.pickers()->models()->rowCount() - 1);
   ASSERT_TRUE(until([&] { return troubles().readyAgents() == QStringLiteral("Ravant and Claude Code are ready."); }));
   EXPECT_EQ(troubles().count(), 0);
   EXPECT_EQ(await(application.providerKeys().ravantProviderAPIKey("mistral")), "secret-key");
