@@ -64,6 +64,7 @@ PromptComposer::PromptComposer(QObject* parent)
   });
   connect(&queue_, &QueuedPrompts::countChanged, this, &PromptComposer::changed);
   connect(&queue_, &QueuedPrompts::edited, this, [this](const QString& text) { putInFront(text.toStdString()); });
+  connect(&window_, &DesktopWindow::promptRequested, this, &PromptComposer::sendWords);
   followSelection();
 }
 
@@ -262,6 +263,22 @@ void PromptComposer::send(PromptSender::QueueEnd end) {
     sender_->send(std::move(order));
   }
   show({});
+}
+
+void PromptComposer::sendWords(ConversationId conversation, const QString& words) {
+  if (place_ != DraftPlace(conversation) || isBusy()) return;
+  if (readPlace_ != place_ || !options_.obstacle.empty() || !options_.agent) {
+    return window_.notices()->tellError(options_.obstacle.empty()
+                                            ? tr("The conversation is still being read: try again in a moment.")
+                                            : QString::fromStdString(options_.obstacle));
+  }
+  refusal_.clear();
+  sender_->send({.prompt = words.toStdString(),
+                 .project = project_,
+                 .conversation = conversation,
+                 .agent = options_.agent->id,
+                 .model = options_.model,
+                 .effort = options_.effort});
 }
 
 void PromptComposer::stop() {

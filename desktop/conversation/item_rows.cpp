@@ -1,6 +1,7 @@
 #include "desktop/conversation/item_rows.hpp"
 
 #include <QCoreApplication>
+#include <QTextDocumentFragment>
 #include <algorithm>
 #include <chrono>
 #include <tuple>
@@ -151,6 +152,7 @@ std::vector<TranscriptRow> userRows(const ShownItem& shownItem, const ItemFolds&
   row.html = QString::fromStdString(linkedText(row.text.toStdString()));
   row.hiddenLines = static_cast<int>(lines.size() - shownLines.size());
   row.name = cut(words("You: ") + row.text);
+  row.source = QString::fromStdString(shownItem.item.text);
   std::vector<TranscriptRow> rows{std::move(row)};
   markEnds(rows);
   return rows;
@@ -305,6 +307,20 @@ bool TranscriptRow::operator==(const TranscriptRow& other) const {
   return isPaintedAlike && plain(*this) == plain(other);
 }
 
+QStringList linksOf(const TranscriptRow& row) {
+  QStringList links;
+  const QLatin1String before("href=\"");
+  for (auto at = row.html.indexOf(before); at >= 0; at = row.html.indexOf(before, at)) {
+    at += before.size();
+    const auto end = row.html.indexOf(QLatin1Char('"'), at);
+    if (end < 0) break;
+    links.append(QTextDocumentFragment::fromHtml(row.html.mid(at, end - at)).toPlainText());
+    at = end;
+  }
+  links.removeDuplicates();
+  return links;
+}
+
 QString shown(std::string_view text) { return QString::fromStdString(shownText(text)); }
 
 bool isRunning(const ConversationItem& item) {
@@ -362,6 +378,7 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
     }
     row.html = QString::fromStdString(block.table ? htmlOf(*block.table) : block.html);
     row.level = block.level;
+    row.source = QString::fromStdString(block.source);
     if (row.kind != RowKind::rule) {
       row.name = cut(agent + QStringLiteral(": ") + QString::fromStdString(plainText(block)));
     }

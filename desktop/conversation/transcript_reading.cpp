@@ -15,7 +15,7 @@ constexpr std::size_t kMostReadHere = 100 * 1000;
 }  // namespace
 
 bool TranscriptWindow::Work::isNone() const {
-  return !opens && !around && !place && !isBehindRead && inserted.empty() && !isSummaryRead && !isRunOver &&
+  return !opens && !around && !place && !words && !isBehindRead && inserted.empty() && !isSummaryRead && !isRunOver &&
          items.empty() && invocations.empty() && texts.empty() && !isOlderRead && !isNewerRead && !isSeen;
 }
 
@@ -48,6 +48,7 @@ awaitable<void> TranscriptWindow::doNext(Work job) {
     if (turns_.isLatest(turn) && job.isRunOver) live_.drop(*shown_);
     if (turns_.isLatest(turn)) update();
     if (turns_.isLatest(turn) && job.around) co_await readAround(*job.around, turn);
+    if (turns_.isLatest(turn) && job.words) co_await findPlaces(*job.words, turn);
     co_return;
   }
   if (!isOpened_) co_return;
@@ -75,6 +76,7 @@ awaitable<void> TranscriptWindow::doNext(Work job) {
   if (turns_.isLatest(turn) && job.isNewerRead) co_await readPage(PageDirection::after, turn);
   if (turns_.isLatest(turn)) update();
   if (turns_.isLatest(turn) && job.around) co_await readAround(*job.around, turn);
+  if (turns_.isLatest(turn) && job.words) co_await findPlaces(*job.words, turn);
   if (turns_.isLatest(turn) && job.place) co_await readPlace(*job.place, turn);
   if (turns_.isLatest(turn) && job.isSeen) co_await markSeen(turn);
 }

@@ -22,7 +22,9 @@ TranscriptWindow::TranscriptWindow(QObject* parent)
       application_(DesktopWindow::instance().application()),
       live_(DesktopWindow::instance().changes()) {
   connect(&DesktopWindow::instance(), &DesktopWindow::itemRequested, this,
-          [this](ConversationItemId item) { jumpToItem(QString::number(item.value())); });
+          [this](ConversationItemId item, const QString& words) {
+            words.isEmpty() ? jumpToItem(textOf(item)) : showWords(item, words, FindDirection::next);
+          });
   growth_.setSingleShot(true);
   growth_.setInterval(kGrowthInterval);
   clock_.setInterval(kClockInterval);
@@ -103,6 +105,7 @@ void TranscriptWindow::setConversation(const QString& conversation) {
   first_ = count_ = seenCount_ = 0;
   folds_.clear();
   callTexts_.clear();
+  found_.reset();
   selected_.clear();
   replacing_.clear();
   summary_.reset();
@@ -181,6 +184,7 @@ void TranscriptWindow::jumpToPrompt(int row, int direction) { start(findPrompt(i
 void TranscriptWindow::setOpen(int row, bool isOpen) {
   if (row < 0 || row >= rowCount()) return;
   const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
+  keepUnfolded();
   if (at.kind == RowKind::reasoning) {
     isReasoningOpen_ = isOpen;
   } else if (at.kind == RowKind::toolGroup) {
@@ -212,6 +216,7 @@ void TranscriptWindow::addOutputLines(const TranscriptRow& row) {
 void TranscriptWindow::showMore(int row) {
   if (row < 0 || row >= rowCount()) return;
   const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
+  keepUnfolded();
   if (at.kind == RowKind::toolText) {
     addOutputLines(at);
   } else {
@@ -222,8 +227,10 @@ void TranscriptWindow::showMore(int row) {
 }
 
 ItemFolds TranscriptWindow::folds(ConversationItemId item) const {
-  const auto folds = folds_.find(item);
-  return folds == folds_.end() ? ItemFolds() : folds->second;
+  const auto own = folds_.find(item);
+  ItemFolds folds = own == folds_.end() ? ItemFolds() : own->second;
+  if (found_ && found_->item == item) desktop::open(folds, found_->folds);
+  return folds;
 }
 
 ShownItem* TranscriptWindow::find(ConversationItemId id) {
@@ -289,6 +296,10 @@ QVariant TranscriptWindow::data(const QModelIndex& index, int role) const {
       return row.kind != RowKind::unread && selected_.contains(row.item);
     case paintRole:
       return QVariant::fromValue(row.paint);
+    case placeRole:
+      return placeIn(row);
+    case linksRole:
+      return linksOf(row);
     default:
       return {};
   }
@@ -314,7 +325,9 @@ QHash<int, QByteArray> TranscriptWindow::roleNames() const {
           {iconRole, "iconName"},
           {nameRole, "name"},
           {isSelectedRole, "isSelected"},
-          {paintRole, "paint"}};
+          {paintRole, "paint"},
+          {placeRole, "place"},
+          {linksRole, "links"}};
 }
 
 }  // namespace ravant::desktop

@@ -97,7 +97,7 @@ awaitable<std::map<ConversationId, ConversationSummary>> SearchModel::conversati
 void SearchModel::choose(int row) {
   if (row < 0 || row >= static_cast<int>(places_.size())) return;
   const Place& place = places_[static_cast<std::size_t>(row)];
-  window_.openItem(place.conversation, place.project, place.item);
+  window_.openItem(place.conversation, place.project, place.item, query().trimmed());
 }
 
 }  // namespace ravant::desktop

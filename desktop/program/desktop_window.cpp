@@ -119,10 +119,17 @@ awaitable<void> DesktopWindow::show(OpenRequest request) {
   }
 }
 
-void DesktopWindow::openItem(ConversationId conversation, ProjectId project, ConversationItemId item) {
+void DesktopWindow::openItem(ConversationId conversation, ProjectId project, ConversationItemId item,
+                             const QString& words) {
   state_->openConversation(conversation, project);
-  Q_EMIT itemRequested(item);
+  Q_EMIT itemRequested(item, words);
 }
+
+void DesktopWindow::sendPrompt(ConversationId conversation, const QString& words) {
+  Q_EMIT promptRequested(conversation, words);
+}
+
+void DesktopWindow::searchFor(const QString& words) { Q_EMIT searchRequested(words); }
 
 void DesktopWindow::openConversation(const QString& conversation, const QString& project) {
   state_->openConversation(idOf<ConversationId>(conversation), idOf<ProjectId>(project));

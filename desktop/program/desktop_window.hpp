@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QStringList>
-#include <QtQml/qqmlregistration.h>
 #include <memory>
 #include <vector>
 
@@ -21,8 +21,8 @@ class QQmlEngine;
 
 namespace ravant::desktop {
 
-/// The window as its parts and QML see it (`Workbench`): what it shows, its commands and their keys, its notices. The way
-/// by which features reach each other, the core and the store's changes.
+/// The window as its parts and QML see it (`Workbench`): what it shows, its commands and their keys, its notices. The
+/// way by which features reach each other, the core and the store's changes.
 ///
 /// There is one in a process. On the interface thread.
 class DesktopWindow final : public QObject, public ViewModel, private WindowState::Face {
@@ -95,8 +95,12 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void awaitRequest() { isAwaited_ = true; }
   /// Brings the window to the front, from the background too, and shows what is wanted by and by.
   void open(const OpenRequest& request);
-  /// Shows the conversation and has its transcript go to the item.
-  void openItem(ConversationId conversation, ProjectId project, ConversationItemId item);
+  /// Shows the conversation and has its transcript go to the item, there to where the words stand.
+  void openItem(ConversationId conversation, ProjectId project, ConversationItemId item, const QString& words);
+  /// Has the words sent in the conversation that is shown, as if they had been written below it.
+  void sendPrompt(ConversationId conversation, const QString& words);
+  /// Searches all conversations for the words.
+  Q_INVOKABLE void searchFor(const QString& words);
 
   Q_INVOKABLE void openConversation(const QString& conversation, const QString& project);
   Q_INVOKABLE void startNewConversation(const QString& project);
@@ -129,7 +133,9 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void awaitedChanged();
   void raised(const QString& activationToken);
   /// Of the conversation that is shown, behind `selectionChanged`.
-  void itemRequested(ravant::ConversationItemId item);
+  void itemRequested(ravant::ConversationItemId item, const QString& words);
+  void promptRequested(ravant::ConversationId conversation, const QString& words);
+  void searchRequested(const QString& words);
 
  private:
   friend class CommandHandler;
