@@ -36,7 +36,12 @@ FocusScope {
     function currentRow(): int { return list.currentIndex >= 0 ? list.currentIndex : list.indexAt(list.width / 2, list.contentY + list.height / 2) }
     function toEnd() { follows = true; rows.jumpToEnd() }
     function openMenu(row: int) { menu.take(row); menu.popup() }
-    function openMenuAt(row: int) { menu.take(row); menu.popup(list.itemAtIndex(row), Theme.unit * 6, Theme.unit * 6) }
+    /// At the row, or where its item goes on in what is visible.
+    function openMenuAt(row: int) {
+        menu.take(row)
+        menu.popup(list, Theme.unit * 8, Math.max(Theme.unit * 2, Math.min(height - Theme.unit * 10, (list.itemAtIndex(row)?.y ?? 0) - list.contentY + Theme.unit * 6)))
+        menu.currentIndex = 0
+    }
     function scrollSideways(direction: int) {
         for (let row = list.currentIndex; row >= 0 && row < list.count && rows.stopOf(row) === list.currentIndex; ++row) {
             (list.itemAtIndex(row) as TranscriptRow)?.sidewaysRequested(direction)

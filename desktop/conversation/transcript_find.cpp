@@ -10,7 +10,7 @@ void TranscriptFind::setRows(TranscriptWindow* rows) {
   rows_ = rows;
   if (rows_) {
     connect(rows_, &TranscriptWindow::conversationChanged, this, &TranscriptFind::begin);
-    connect(rows_, &TranscriptWindow::placesChanged, this, &TranscriptFind::tell);
+    connect(rows_, &TranscriptWindow::placesChanged, this, &TranscriptFind::arrive);
   }
   Q_EMIT rowsChanged();
 }
@@ -26,6 +26,8 @@ void TranscriptFind::begin() {
   stop_.request_stop();
   turns_.take();
   at_.reset();
+  isSeeking_ = false;
+  steps_.clear();
   show({}, false);
   if (rows_) rows_->setMarkedText(text_);
 }
@@ -41,12 +43,23 @@ void TranscriptFind::end() {
 
 void TranscriptFind::seek(FindDirection direction) {
   if (text_.isEmpty() || !rows_ || !rows_->shown()) return;
+  if (isSeeking_) return steps_.push_back(direction);
   beyond_ = Beyond::nothing;
   if (!at_) direction = FindDirection::previous;
-  if (at_ && rows_->stepPlace(direction)) return tell();
-  stop_.request_stop();
+  if (at_ && rows_->stepPlace(direction)) return;
+  isSeeking_ = true;
   stop_ = {};
-  start(look(direction, at_, stop_.get_token()));
+  start(lookOrGiveUp(direction, at_, stop_.get_token()));
+}
+
+awaitable<void> TranscriptFind::lookOrGiveUp(FindDirection direction, std::optional<ConversationItemId> from,
+                                             std::stop_token stop) {
+  try {
+    co_await look(direction, from, std::move(stop));
+  } catch (const std::exception&) {
+    isSeeking_ = false;
+    throw;
+  }
 }
 
 awaitable<void> TranscriptFind::look(FindDirection direction, std::optional<ConversationItemId> from,
@@ -65,7 +78,9 @@ awaitable<void> TranscriptFind::look(FindDirection direction, std::optional<Conv
   const auto hit = co_await alive(finder.find(conversation, text, from, direction, stop));
   if (!turns_.isLatest(turn)) co_return;
   if (!hit) {
-    show(tr("“%1” is not in this conversation.").arg(text_), true);
+    isSeeking_ = false;
+    steps_.clear();
+    show(tr("“%1” is not here").arg(text_), true);
     co_return;
   }
   const auto count = co_await alive(finder.count(conversation, text, hit->item, stop));
@@ -77,7 +92,19 @@ awaitable<void> TranscriptFind::look(FindDirection direction, std::optional<Conv
   }
   at_ = hit->item;
   rows_->showWords(hit->item, text_, direction);
+}
+
+void TranscriptFind::arrive() {
   tell();
+  if (!std::exchange(isSeeking_, false) || steps_.empty()) return;
+  const FindDirection direction = steps_.front();
+  steps_.pop_front();
+  seek(direction);
+  // A step within an item is over at once.
+  if (!isSeeking_ && !steps_.empty()) {
+    isSeeking_ = true;
+    arrive();
+  }
 }
 
 void TranscriptFind::tell() {

@@ -3,6 +3,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QPointer>
+#include <deque>
 #include <optional>
 #include <stop_token>
 
@@ -20,7 +21,7 @@ class TranscriptFind : public QObject, public ViewModel {
   Q_PROPERTY(ravant::desktop::TranscriptWindow* rows READ rows WRITE setRows NOTIFY rowsChanged REQUIRED)
   /// What is searched for; empty for nothing.
   Q_PROPERTY(QString text READ text WRITE setText NOTIFY textChanged)
-  /// "2 of 5 messages, place 1 of 3", "“word” is not in this conversation."
+  /// "2 of 5 messages, place 1 of 3", "“word” is not here"
   Q_PROPERTY(QString status READ status NOTIFY statusChanged)
   /// Whether there is nothing of what is searched for.
   Q_PROPERTY(bool isFruitless READ isFruitless NOTIFY statusChanged)
@@ -51,7 +52,9 @@ class TranscriptFind : public QObject, public ViewModel {
   enum class Beyond { nothing, end, beginning };
 
   void begin();
+  void arrive();
   void seek(FindDirection direction);
+  awaitable<void> lookOrGiveUp(FindDirection direction, std::optional<ConversationItemId> from, std::stop_token stop);
   awaitable<void> look(FindDirection direction, std::optional<ConversationItemId> from, std::stop_token stop);
   void tell();
   void show(const QString& status, bool isFruitless);
@@ -63,6 +66,9 @@ class TranscriptFind : public QObject, public ViewModel {
   std::optional<ConversationItemId> at_;
   TranscriptFinder::Count count_;
   Beyond beyond_ = Beyond::nothing;
+  /// Until the transcript shows the next place; steps that are asked for meanwhile follow it.
+  bool isSeeking_ = false;
+  std::deque<FindDirection> steps_;
   std::stop_source stop_;
   Turns turns_;
 };

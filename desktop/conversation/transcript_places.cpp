@@ -73,7 +73,10 @@ awaitable<void> TranscriptWindow::findPlaces(ShownWords words, Turns::Turn turn)
     }
   }
   ShownItem* const item = find(words.item);
-  if (!item) co_return;
+  if (!item) {
+    Q_EMIT placesChanged();
+    co_return;
+  }
   if (found_ && found_->item != words.item) foldAgain();
 
   const std::vector<std::string> wanted = wordings(words.text);

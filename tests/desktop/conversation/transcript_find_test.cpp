@@ -100,6 +100,9 @@ TEST_F(TranscriptFindTest, LeadsToTheWordsWhereverTheyAreHidden) {
   EXPECT_EQ(place(), 2) << "the same row";
   placeAfter(next);
   EXPECT_EQ(find_.status(), QStringLiteral("4 of 4 messages"));
+  for (int press = 0; press < 4; ++press) find_.next();
+  EXPECT_TRUE(until([&] { return find_.status() == QStringLiteral("3 of 4 messages, place 2 of 2"); }))
+      << "no press is lost: " << find_.status().toStdString();
 
   const int open = window_.rowCount();
   find_.end();
@@ -112,7 +115,7 @@ TEST_F(TranscriptFindTest, SaysWhatIsNotThere) {
   open();
   find_.setText(QStringLiteral("needle"));
   ASSERT_TRUE(until([&] { return find_.isFruitless(); }));
-  EXPECT_EQ(find_.status(), QStringLiteral("“needle” is not in this conversation."));
+  EXPECT_EQ(find_.status(), QStringLiteral("“needle” is not here"));
   find_.setText({});
   EXPECT_FALSE(find_.isFruitless());
 }
