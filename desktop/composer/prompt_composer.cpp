@@ -46,6 +46,7 @@ PromptComposer::PromptComposer(QObject* parent)
   });
   connect(&queue_, &QueuedPrompts::countChanged, this, &PromptComposer::changed);
   connect(&pickers_, &PromptPickers::chosen, this, &PromptComposer::refresh);
+  connect(&window_, &DesktopWindow::promptRequested, this, &PromptComposer::sendWords);
   followSelection();
 }
 
@@ -208,6 +209,23 @@ void PromptComposer::send(PromptSender::QueueEnd end) {
     sender_->send(std::move(order));
   }
   show({});
+}
+
+void PromptComposer::sendWords(ConversationId conversation, const QString& words) {
+  const PromptOptions& options = pickers_.options();
+  if (place_ != DraftPlace(conversation) || isBusy()) return;
+  if (readPlace_ != place_ || !options.obstacle.empty() || !options.agent) {
+    return window_.notices()->tellError(options.obstacle.empty()
+                                            ? tr("The conversation is still being read: try again in a moment.")
+                                            : QString::fromStdString(options.obstacle));
+  }
+  refusal_.clear();
+  sender_->send({.prompt = words.toStdString(),
+                 .project = project_,
+                 .conversation = conversation,
+                 .agent = options.agent->id,
+                 .model = options.model,
+                 .effort = options.effort});
 }
 
 void PromptComposer::stop() {

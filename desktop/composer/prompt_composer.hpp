@@ -110,6 +110,8 @@ class PromptComposer : public QObject, public ViewModel {
   void takeBack(ReturnedPrompt& returned);
   void openBegun(ProjectId project, ConversationId conversation);
   void send(PromptSender::QueueEnd end);
+  /// What the field holds stays there. Nothing while a prompt is under way or runs.
+  void sendWords(ConversationId conversation, const QString& words);
   bool takeReturn(int modifiers);
   bool showEarlier();
   bool showLater();

@@ -16,11 +16,13 @@ Basic.MenuItem {
 
     contentItem: Item {
         PlainLabel {
-            anchors { left: parent.left; verticalCenter: parent.verticalCenter }
+            anchors { left: parent.left; right: keysLabel.left; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
             text: entry.text
             color: entry.enabled ? Theme.text : Theme.faint
         }
         PlainLabel {
+            id: keysLabel
+
             anchors { right: parent.right; verticalCenter: parent.verticalCenter }
             text: entry.keys
             color: Theme.dim

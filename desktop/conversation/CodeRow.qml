@@ -48,17 +48,13 @@ Item {
         }
         Divider { anchors { bottom: parent.bottom; left: parent.left; right: parent.right; margins: 1; bottomMargin: 0 } height: 1 }
     }
-    Flickable {
+    SidewaysScroll {
         id: view
 
+        row: code.row
         anchors { top: head.bottom; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: 1 }
         height: words.implicitHeight + Theme.unit * (code.row.opensBlock ? 2 : 0) + Theme.unit * (code.row.closesBlock ? 1 : 0)
         contentWidth: words.width + Theme.unit * 6
-        contentHeight: height
-        clip: contentWidth > width
-        interactive: contentWidth > width
-        flickableDirection: Flickable.HorizontalFlick
-        boundsBehavior: Flickable.StopAtBounds
 
         RowText {
             id: words

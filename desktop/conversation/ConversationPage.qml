@@ -8,15 +8,22 @@ FocusScope {
 
     readonly property string conversation: visible ? Workbench.conversation : ""
 
+    /// Closes or clears what is topmost; false where there is nothing of the kind.
+    function takeEscape(): bool {
+        if (find.visible) find.close()
+        else if (window.markedText !== "") words.end()
+        else return transcript.clearSelection()
+        return true
+    }
+
     TranscriptWindow {
         id: window
 
         conversation: page.conversation
         isLookedAt: page.visible && Workbench.active && transcript.isAtEnd
-        markedText: words.text
     }
     ConversationHead { id: headModel; conversation: page.conversation }
-    TranscriptFind { id: words; conversation: page.conversation; onFound: item => window.jumpToItem(item) }
+    TranscriptFind { id: words; rows: window }
     LinkOpener { id: links; conversation: page.conversation }
 
     HeadBar {
@@ -42,7 +49,7 @@ FocusScope {
         clip: true
         rows: window
         onFollow: link => links.open(link)
-        onHover: link => transcript.hoveredLink = links.target(link)
+        onHover: link => transcript.hoveredLink = window.linkTarget(link)
         onTryAgain: item => headModel.tryAgain(item)
         onGoOn: headModel.goOn()
     }

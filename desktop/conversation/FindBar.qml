@@ -1,6 +1,7 @@
 import QtQuick
 import Ravant.Conversation
 import Ravant.Controls
+import Ravant.Program
 import Ravant.Theme
 
 /// The search for words in the conversation.
@@ -8,11 +9,14 @@ Rectangle {
     id: bar
 
     required property TranscriptFind search
+    /// The transcript's column.
+    readonly property int inset: Math.max(Theme.unit * 6, (width - Theme.unit * 190) / 2)
 
     signal closed
 
     function open() { visible = true; field.forceActiveFocus(); field.selectAll(); search.text = field.text }
-    function close() { visible = false; search.text = ""; closed() }
+    function close() { visible = false; search.end(); closed() }
+    function step(modifiers: int) { modifiers & Qt.ShiftModifier ? search.previous() : search.next() }
 
     visible: false
     implicitHeight: Theme.unit * 10
@@ -22,27 +26,38 @@ Rectangle {
     TextLine {
         id: field
 
-        anchors { left: parent.left; leftMargin: Theme.unit * 6; verticalCenter: parent.verticalCenter }
-        width: Math.min(Theme.unit * 80, parent.width - Theme.unit * 60)
+        anchors { left: parent.left; leftMargin: bar.inset; verticalCenter: parent.verticalCenter }
+        width: Math.min(Theme.unit * 70, (bar.width - bar.inset * 2) * 0.45)
         name: qsTr("Find in this conversation")
         placeholderText: name
         onTextEdited: bar.search.text = text
-        Keys.onReturnPressed: event => event.modifiers & Qt.ShiftModifier ? bar.search.next() : bar.search.previous()
+        Keys.onReturnPressed: event => bar.step(event.modifiers)
+        Keys.onEnterPressed: event => bar.step(event.modifiers)
     }
     PlainLabel {
-        anchors { left: field.right; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
+        anchors { left: field.right; leftMargin: Theme.unit * 3; right: everywhere.visible ? everywhere.left : buttons.left; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
         text: bar.search.status
         color: Theme.dim
         font.pixelSize: Theme.secondarySize
-        Accessible.ignored: false
+        Accessible.ignored: text === ""
         Accessible.role: Accessible.StaticText
         Accessible.name: text
     }
+    PushButton {
+        id: everywhere
+
+        anchors { right: buttons.left; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        visible: bar.search.isFruitless
+        text: qsTr("Search everywhere")
+        onClicked: Workbench.searchFor(bar.search.text)
+    }
     Row {
+        id: buttons
+
         anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
-        IconButton { iconName: "chevron-up"; name: qsTr("Previous"); onClicked: bar.search.previous() }
-        IconButton { iconName: "chevron-down"; name: qsTr("Next"); onClicked: bar.search.next() }
-        IconButton { iconName: "cross"; name: qsTr("Close"); onClicked: bar.close() }
+        IconButton { iconName: "chevron-up"; name: qsTr("Previous"); keys: Workbench.keys("findPrevious", Workbench.commandsRevision); onClicked: bar.search.previous() }
+        IconButton { iconName: "chevron-down"; name: qsTr("Next"); keys: Workbench.keys("findNext", Workbench.commandsRevision); onClicked: bar.search.next() }
+        IconButton { iconName: "cross"; name: qsTr("Close"); keys: "Esc"; onClicked: bar.close() }
     }
     Divider { anchors { bottom: parent.bottom; left: parent.left; right: parent.right } }
 }

@@ -63,10 +63,11 @@ Item {
     TextLine {
         id: field
 
-        anchors { left: ways.right; leftMargin: Theme.unit; right: buttons.left; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
+        anchors { left: ways.right; right: buttons.left; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
         visible: bar.isRenaming
         name: qsTr("Title")
         Keys.onReturnPressed: bar.keep()
+        Keys.onEnterPressed: bar.keep()
         Keys.onEscapePressed: bar.drop()
         onActiveFocusChanged: if (!activeFocus) bar.keep()
     }

@@ -25,6 +25,10 @@ Item {
     required property bool isSelected
     /// Of code, for a `TextPainter`.
     required property var paint
+    /// Which of what is marked in it stands out, from 1; -1 for the row as a whole, 0 for none.
+    required property int place
+    /// The targets of its links.
+    required property list<string> links
     required property TranscriptWindow rows
     required property ProseStyle style
 
@@ -35,4 +39,7 @@ Item {
     signal followed(string link)
     signal hovered(string link)
     signal textSelected(TextEdit edit)
+    /// The text of the row has the place at its character, or has none where it is negative.
+    signal placeFound(TextEdit edit, int position)
+    signal sidewaysRequested(int direction)
 }

@@ -7,6 +7,8 @@ TextEdit {
     id: edit
 
     required property RowItem row
+    /// Whether the whole of a block is, so that what is stored of it can stand for it.
+    readonly property bool isAllSelected: selectionStart === 0 && selectionEnd === length && row.opensBlock && row.closesBlock && row.hiddenLines === 0
 
     readOnly: true
     selectByMouse: true
@@ -23,7 +25,25 @@ TextEdit {
     onLinkHovered: link => row.hovered(link)
     onSelectedTextChanged: if (selectedText !== "") row.textSelected(edit)
 
-    TapHandler { onTapped: edit.row.clicked() }
+    Repeater {
+        model: edit.row.links
+        delegate: Item {
+            required property string modelData
+
+            width: edit.width
+            height: edit.height
+            Accessible.role: Accessible.Link
+            Accessible.name: edit.row.rows.linkTarget(modelData)
+            Accessible.onPressAction: edit.row.followed(modelData)
+        }
+    }
+    TapHandler { onTapped: if (edit.selectedText === "") edit.row.clicked() }
     HoverHandler { cursorShape: edit.hoveredLink !== "" ? Qt.PointingHandCursor : Qt.IBeamCursor }
-    TextPainter { document: edit.textDocument; code: edit.row.paint; marked: edit.row.rows.markedText }
+    TextPainter {
+        document: edit.textDocument
+        code: edit.row.paint
+        marked: edit.row.rows.markedText
+        place: edit.row.place
+        onPositionChanged: edit.row.placeFound(edit, position)
+    }
 }

@@ -2,18 +2,11 @@ import QtQuick
 import Ravant.Conversation
 
 /// A table of the agent, which scrolls sideways by itself.
-Flickable {
+SidewaysScroll {
     id: table
-
-    required property RowItem row
 
     implicitHeight: words.implicitHeight
     contentWidth: words.width
-    contentHeight: height
-    clip: contentWidth > width
-    interactive: contentWidth > width
-    flickableDirection: Flickable.HorizontalFlick
-    boundsBehavior: Flickable.StopAtBounds
 
     RowText {
         id: words

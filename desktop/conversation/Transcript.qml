@@ -15,7 +15,8 @@ FocusScope {
     property bool follows: true
     property int selectionAnchor: -1
     property string hoveredLink
-    property TextEdit textSelection
+    property RowText textSelection
+    readonly property bool hasTextSelection: (textSelection?.selectedText ?? "") !== ""
     /// Of what was found in the conversation, from 0 to 1: marked beside it.
     property alias findPlaces: bar.findPlaces
     readonly property ProseStyle style: ProseStyle {}
@@ -27,13 +28,32 @@ FocusScope {
     signal tryAgain(string item)
     signal goOn
 
-    function copy() { textSelection?.selectedText ? textSelection.copy() : rows.copy(list.currentIndex) }
+    function copy() { hasTextSelection ? copyText() : rows.copy(list.currentIndex) }
+    function copyText() { textSelection.isAllSelected ? rows.copyBlock(textSelection.row.index) : textSelection.copy() }
+    /// Whether there was something selected.
+    function clearSelection(): bool {
+        const had = hasTextSelection || rows.hasSelection
+        selectIn(null)
+        rows.clearSelection()
+        return had
+    }
     function currentRow(): int { return list.currentIndex >= 0 ? list.currentIndex : list.indexAt(list.width / 2, list.contentY + list.height / 2) }
     function toEnd() { follows = true; rows.jumpToEnd() }
-    function openMenu(row: int) { menu.row = row; menu.popup() }
+    function openMenu(row: int) { menu.take(row); menu.popup() }
+    /// At the row, or where its item goes on in what is visible.
+    function openMenuAt(row: int) {
+        menu.take(row)
+        menu.popup(list, Theme.unit * 8, Math.max(Theme.unit * 2, Math.min(height - Theme.unit * 10, (list.itemAtIndex(row)?.y ?? 0) - list.contentY + Theme.unit * 6)))
+        menu.currentIndex = 0
+    }
+    function scrollSideways(direction: int) {
+        for (let row = list.currentIndex; row >= 0 && row < list.count && rows.stopOf(row) === list.currentIndex; ++row) {
+            (list.itemAtIndex(row) as TranscriptRow)?.sidewaysRequested(direction)
+        }
+    }
 
     /// One text has a selection at a time.
-    function selectIn(edit: TextEdit) {
+    function selectIn(edit: RowText) {
         if (textSelection !== edit) textSelection?.deselect()
         textSelection = edit
     }
@@ -60,7 +80,7 @@ FocusScope {
     function point(row: int) {
         list.currentIndex = rows.stopOf(row)
         selectionAnchor = list.currentIndex
-        rows.clearSelection()
+        clearSelection()
         list.forceActiveFocus()
     }
     /// To the next stop; with Shift what lies between is selected.
@@ -84,6 +104,7 @@ FocusScope {
         else if (event.key === Qt.Key_PageDown || event.key === Qt.Key_Space) page(1)
         else if (event.key === Qt.Key_Home) { follows = false; rows.jumpToPlace(0) }
         else if (event.key === Qt.Key_End) toEnd()
+        else if (event.key === Qt.Key_F10 && event.modifiers & Qt.ShiftModifier) openMenuAt(list.currentIndex)
         else event.accepted = false
     }
     function arrive(row: int) {
@@ -121,11 +142,11 @@ FocusScope {
         onActiveFocusChanged: if (activeFocus && currentIndex < 0) currentIndex = transcript.rows.stopOf(count - 1)
         Keys.onUpPressed: event => transcript.step(-1, event.modifiers)
         Keys.onDownPressed: event => transcript.step(1, event.modifiers)
-        Keys.onLeftPressed: transcript.fold(currentIndex, false)
-        Keys.onRightPressed: transcript.fold(currentIndex, true)
+        Keys.onLeftPressed: event => event.modifiers & Qt.ShiftModifier ? transcript.scrollSideways(-1) : transcript.fold(currentIndex, false)
+        Keys.onRightPressed: event => event.modifiers & Qt.ShiftModifier ? transcript.scrollSideways(1) : transcript.fold(currentIndex, true)
         Keys.onReturnPressed: (currentItem as TranscriptRow)?.press()
-        Keys.onEscapePressed: event => { event.accepted = false; transcript.rows.clearSelection() }
-        Keys.onMenuPressed: transcript.openMenu(currentIndex)
+        Keys.onEnterPressed: (currentItem as TranscriptRow)?.press()
+        Keys.onMenuPressed: transcript.openMenuAt(currentIndex)
         Keys.onPressed: event => transcript.press(event)
         delegate: TranscriptRow {
             width: ListView.view.width
@@ -138,7 +159,8 @@ FocusScope {
             onActed: kind === TranscriptWindow.Failure ? transcript.tryAgain(item) : transcript.goOn()
             onFollowed: link => transcript.follow(link)
             onHovered: link => transcript.hover(link)
-            onTextSelected: edit => transcript.selectIn(edit)
+            onTextSelected: edit => transcript.selectIn(edit as RowText)
+            onPlaceFound: (edit, position) => places.take(edit, position)
             onMenuRequested: transcript.openMenu(index)
         }
     }
@@ -146,8 +168,11 @@ FocusScope {
         target: transcript.rows
         function onJumped(row) { transcript.arrive(row) }
         function onReturned(row, above) { transcript.comeBack(row, above) }
+        function onPlaced(row) { transcript.follows = false; list.currentIndex = transcript.rows.stopOf(row); places.show(row) }
     }
     ReadingOrder { list: list }
+    PlaceView { id: places; list: list; margin: Theme.unit * 6 }
+    SelectionCopy { area: transcript; isSelected: transcript.hasTextSelection; onCopied: transcript.copy() }
     PlaceBar { id: bar; anchors { top: parent.top; bottom: parent.bottom; right: parent.right } rows: transcript.rows; onMoved: transcript.follows = false }
     TroubleBar { anchors { left: parent.left; right: parent.right; bottom: parent.bottom } words: transcript.rows.trouble; onTryAgain: transcript.rows.tryAgain() }
     PushButton {
@@ -182,14 +207,7 @@ FocusScope {
         border { width: 1; color: Theme.line }
         PlainLabel { id: target; anchors.centerIn: parent; width: Math.min(implicitWidth, transcript.width - Theme.unit * 12); text: transcript.hoveredLink; font.pixelSize: Theme.secondarySize }
     }
-    MenuPopup {
-        id: menu
-
-        property int row: -1
-
-        MenuEntry { text: qsTr("Copy as Markdown"); keys: Workbench.keys("copyMessage", Workbench.commandsRevision); onTriggered: transcript.rows.copy(menu.row) }
-        MenuEntry { text: qsTr("Copy raw record"); onTriggered: transcript.rows.copyRecord(menu.row) }
-    }
+    TranscriptMenu { id: menu; rows: transcript.rows; hasSelection: transcript.hasTextSelection; onCopyRequested: transcript.copy(); onFollowed: link => transcript.follow(link) }
     CommandHandler { command: "copyMessage"; enabled: transcript.visible; onTriggered: transcript.rows.copy(transcript.currentRow()) }
     CommandHandler { command: "previousPrompt"; enabled: transcript.visible; onTriggered: transcript.rows.jumpToPrompt(transcript.currentRow(), -1) }
     CommandHandler { command: "nextPrompt"; enabled: transcript.visible; onTriggered: transcript.rows.jumpToPrompt(transcript.currentRow(), 1) }

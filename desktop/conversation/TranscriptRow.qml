@@ -1,5 +1,6 @@
 import QtQuick
 import Ravant.Conversation
+import Ravant.Controls
 import Ravant.Theme
 
 /// A row of a transcript, whichever kind it is of.
@@ -10,6 +11,7 @@ RowItem {
     required property int keyboardRow
     readonly property bool isCurrent: keyboardRow >= 0 && rows.stopOf(index) === keyboardRow
     readonly property bool isPartOfTools: kind === TranscriptWindow.ToolCall || kind === TranscriptWindow.ToolText
+    readonly property bool isMessage: kind === TranscriptWindow.UserMessage || kind === TranscriptWindow.Prose || kind === TranscriptWindow.Heading
     readonly property int space: !opensBlock ? 0 : kind === TranscriptWindow.ToolText ? Theme.unit : isPartOfTools ? 0 : isFirst ? Theme.unit * 4 : Theme.unit * 3
 
     signal menuRequested
@@ -39,6 +41,12 @@ RowItem {
         radius: 1
         color: Theme.accent
     }
+    Rectangle {
+        anchors { fill: loader; leftMargin: -Theme.unit * 2; rightMargin: -Theme.unit * 2 }
+        visible: self.place < 0
+        radius: 6
+        color: Theme.attentionGround
+    }
     Loader {
         id: loader
 
@@ -57,9 +65,20 @@ RowItem {
             : self.kind === TranscriptWindow.Reasoning || self.kind === TranscriptWindow.RunProgress ? progress
             : prose
     }
+    HoverHandler { id: pointer; enabled: self.isMessage && self.isFirst }
+    Loader {
+        anchors { right: parent.right; rightMargin: Math.max(Theme.unit * 3, self.width - loader.x - loader.width - width - Theme.unit); top: loader.top }
+        active: pointer.hovered
+        sourceComponent: copyButton
+    }
     TapHandler { onTapped: self.clicked() }
     TapHandler { acceptedButtons: Qt.RightButton; onTapped: self.menuRequested() }
 
+    Component {
+        id: copyButton
+
+        IconButton { iconName: "copy"; name: qsTr("Copy message"); ground: Theme.window; focusPolicy: Qt.NoFocus; onClicked: self.rows.copyItem(self.item) }
+    }
     Component { id: user; UserRow { row: self } }
     Component { id: prose; ProseRow { row: self } }
     Component { id: code; CodeRow { row: self } }

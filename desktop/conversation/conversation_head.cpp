@@ -5,9 +5,8 @@
 #include <algorithm>
 #include <chrono>
 
-#include "app/default_model.hpp"
-#include "app/prompt_submission.hpp"
 #include "core/conversation_state.hpp"
+#include "desktop/program/conversation_archive.hpp"
 #include "desktop/text/shown_text.hpp"
 #include "platform/text/duration_text.hpp"
 #include "platform/text/text.hpp"
@@ -21,32 +20,11 @@ constexpr std::chrono::milliseconds kRest{200};
 
 QString shown(std::string_view text) { return QString::fromStdString(shownText(text)); }
 
-/// Sends a prompt as the conversation's last one was sent: the text of the prompt that failed, else `words`.
-awaitable<void> send(Application& application, ConversationId id, std::optional<ConversationItemId> failure,
-                     std::string words) {
-  const auto summary = co_await application.conversations().conversation(id);
-  if (!summary) co_return;
-  if (failure) {
-    const auto prompt = co_await application.transcripts().promptOf(*failure);
-    if (!prompt) co_return;
-    words = prompt->text;
-  }
-  const auto projects = co_await application.projects().projects();
-  const auto project = std::ranges::find(projects, summary->conversation.project, &Project::id);
-  const auto agents = co_await application.agents().agents();
-  const auto agent = std::ranges::find(agents, summary->conversation.agent.value_or(AgentId()), &Agent::id);
-  if (project == projects.end()) co_return;
-  if (agent == agents.end()) throw std::runtime_error("The agent of this conversation is no longer there.");
-  auto model = summary->conversation.lastUsedModel;
-  if (!model) model = co_await defaultModel(application, *agent);
-  if (!model) throw std::runtime_error("The agent of this conversation has no model that is enabled.");
-  co_await submitPrompt(application, {.prompt = std::move(words),
-                                      .project = *project,
-                                      .agent = *agent,
-                                      .model = *std::move(model),
-                                      .effort = summary->conversation.lastUsedEffortRawValue,
-                                      .conversation = id,
-                                      .resumedSessionId = summary->conversation.agentResumedSessionId});
+/// An age that is told as a duration is told to be one.
+QString ageOf(Timestamp time, Timestamp now) {
+  const QString age = shown(shortAge(time, now));
+  const bool isDuration = age.endsWith(QLatin1String(" min")) || age.endsWith(QLatin1String(" h"));
+  return isDuration ? ConversationHead::tr("%1 ago").arg(age) : age;
 }
 
 }  // namespace
@@ -88,14 +66,13 @@ awaitable<void> ConversationHead::read() {
   isReading_ = true;
   while (shown_ && std::exchange(isStale_, false)) {
     const ConversationId conversation = *shown_;
-    std::optional<ConversationSummary> summary;
     try {
-      summary = co_await alive(application_.conversations().conversation(conversation));
+      auto summary = co_await alive(application_.conversations().conversation(conversation));
+      if (shown_ == conversation) summary_ = std::move(summary);
     } catch (const std::exception&) {
-      // The transcript beside it says what is wrong with the store.
+      // The transcript beside it says what is wrong with the store; what was read before still stands.
     }
     if (shown_ != conversation) continue;
-    summary_ = std::move(summary);
     clock_.start(isRunning() ? std::chrono::milliseconds(kRunClock) : std::chrono::milliseconds(kRestClock));
     tell();
   }
@@ -121,7 +98,7 @@ void ConversationHead::tell() {
         parts.append(tr("failed"));
         break;
       default:
-        if (summary_->items > 0) parts.append(shown(shortAge(summary_->conversation.lastActivityAt, now)));
+        if (summary_->items > 0) parts.append(ageOf(summary_->conversation.lastActivityAt, now));
     }
     line_ = parts.join(QStringLiteral("  ·  "));
   }
@@ -133,18 +110,7 @@ void ConversationHead::rename(const QString& title) {
 }
 
 void ConversationHead::archive() {
-  if (shown_) start(putAside(*shown_, title_));
-}
-
-awaitable<void> ConversationHead::putAside(ConversationId conversation, QString title) {
-  co_await alive(application_.conversations().archiveConversation(conversation));
-  const ProjectId project = summary_ ? summary_->conversation.project : ProjectId();
-  DesktopWindow& window = DesktopWindow::instance();
-  window.state().conversationWasArchived(conversation, {});
-  window.notices()->tell(tr("Archived “%1”").arg(title), [&application = application_, conversation, project] {
-    InterfaceLoop::instance().spawn(application.conversations().unarchiveConversation(conversation));
-    DesktopWindow::instance().openConversation(textOf(conversation), textOf(project));
-  });
+  if (shown_) archiveConversation(*shown_);
 }
 
 void ConversationHead::copyId() const {
@@ -152,14 +118,16 @@ void ConversationHead::copyId() const {
 }
 
 void ConversationHead::tryAgain(const QString& failure) {
-  // The run goes on whatever is shown meanwhile.
-  if (shown_) {
-    InterfaceLoop::instance().spawn(send(application_, *shown_, ConversationItemId(failure.toLongLong()), {}));
-  }
+  if (shown_) start(sendAgain(*shown_, ConversationItemId(failure.toLongLong())));
+}
+
+awaitable<void> ConversationHead::sendAgain(ConversationId conversation, ConversationItemId failure) {
+  const auto prompt = co_await alive(application_.transcripts().promptOf(failure));
+  if (prompt) DesktopWindow::instance().sendPrompt(conversation, QString::fromStdString(prompt->text));
 }
 
 void ConversationHead::goOn() {
-  if (shown_) InterfaceLoop::instance().spawn(send(application_, *shown_, {}, "Continue."));
+  if (shown_) DesktopWindow::instance().sendPrompt(*shown_, QStringLiteral("Continue."));
 }
 
 }  // namespace ravant::desktop

@@ -33,10 +33,10 @@ class ConversationHead : public QObject, public ViewModel {
 
   /// An empty one makes the title that of the first prompt.
   Q_INVOKABLE void rename(const QString& title);
-  /// Leaves it; a notice leads back.
+  /// A notice leads back.
   Q_INVOKABLE void archive();
   Q_INVOKABLE void copyId() const;
-  /// Sends the prompt of the failure once more, with what the conversation used last.
+  /// Sends the prompt of the failure once more, with what the composer has chosen.
   Q_INVOKABLE void tryAgain(const QString& failure);
   /// Asks the agent to go on where it was interrupted.
   Q_INVOKABLE void goOn();
@@ -48,7 +48,7 @@ class ConversationHead : public QObject, public ViewModel {
  private:
   void look();
   awaitable<void> read();
-  awaitable<void> putAside(ConversationId conversation, QString title);
+  awaitable<void> sendAgain(ConversationId conversation, ConversationItemId failure);
   void tell();
 
   Application& application_;

@@ -1,6 +1,7 @@
 #include "desktop/conversation/item_rows.hpp"
 
 #include <QCoreApplication>
+#include <QTextDocumentFragment>
 #include <algorithm>
 #include <chrono>
 #include <limits>
@@ -110,7 +111,8 @@ void markEnds(std::vector<TranscriptRow>& rows) {
 }
 
 std::vector<TranscriptRow> userRows(const ShownItem& shownItem, const ItemFolds& folds) {
-  const TranscriptRow row{.kind = RowKind::userMessage, .key = shownItem.key + "/0", .item = shownItem.item.id};
+  TranscriptRow row{.kind = RowKind::userMessage, .key = shownItem.key + "/0", .item = shownItem.item.id};
+  row.source = QString::fromStdString(shownItem.item.text);
   const auto lines = textLines(shownItem.item.text, kLongestLine);
   const bool isWhole = folds.whole.contains(0);
   std::vector<TranscriptRow> rows;
@@ -179,6 +181,8 @@ QString durationOf(const ToolInvocation& call, Timestamp now) {
   return QString::fromStdString(shortDuration(lasted));
 }
 
+constexpr PieceLimit kCallPiece{.lines = kShownOutputLines, .bytes = kLongestPiece};
+
 /// The texts of an open call, of which long ones are shown in part.
 void addCallTexts(std::vector<TranscriptRow>& rows, const TranscriptRow& call, const ItemFolds& folds,
                   const CallTexts& texts, ToolCallKind kind) {
@@ -195,8 +199,8 @@ void addCallTexts(std::vector<TranscriptRow>& rows, const TranscriptRow& call, c
     const Highlighter highlighter(isInput && kind == ToolCallKind::edit ? "diff" : "");
     Highlighter::State state;
     const auto pieces = folds.pieces.find({call.invocation, part});
-    addPieces(rows, base, textLines(text, kLongestLine), {.lines = kShownOutputLines, .bytes = kLongestPiece},
-              pieces == folds.pieces.end() ? 1 : pieces->second, [&](TranscriptRow& row) {
+    addPieces(rows, base, textLines(text, kLongestLine), kCallPiece, pieces == folds.pieces.end() ? 1 : pieces->second,
+              [&](TranscriptRow& row) {
                 row.name = cut(label + QStringLiteral(": ") + row.text);
                 row.paint = paintOf(row.text, highlighter, state);
               });
@@ -296,6 +300,32 @@ bool TranscriptRow::operator==(const TranscriptRow& other) const {
   return isPaintedAlike && plain(*this) == plain(other);
 }
 
+QStringList linksOf(const TranscriptRow& row) {
+  QStringList links;
+  const QLatin1String before("href=\"");
+  for (auto at = row.html.indexOf(before); at >= 0; at = row.html.indexOf(before, at)) {
+    at += before.size();
+    const auto end = row.html.indexOf(QLatin1Char('"'), at);
+    if (end < 0) break;
+    links.append(QTextDocumentFragment::fromHtml(row.html.mid(at, end - at)).toPlainText());
+    at = end;
+  }
+  links.removeDuplicates();
+  return links;
+}
+
+std::vector<QString> callPieces(const CallTexts& texts, CallPart part, std::size_t most) {
+  const std::string text = part == CallPart::input ? readableInput(texts.input) : texts.output;
+  const auto all = textLines(text, kLongestLine);
+  std::vector<QString> pieces;
+  for (std::span<const TextLine> lines(all); !lines.empty() && pieces.size() < most;) {
+    const std::size_t length = pieceLength(lines, kCallPiece);
+    pieces.push_back(joined(lines.first(length)));
+    lines = lines.subspan(length);
+  }
+  return pieces;
+}
+
 QString shown(std::string_view text) { return QString::fromStdString(shownText(text)); }
 
 bool isRunning(const ConversationItem& item) {
@@ -357,6 +387,7 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
     }
     row.html = QString::fromStdString(block.html);
     row.level = block.level;
+    row.source = QString::fromStdString(block.source);
     if (row.kind != RowKind::rule) {
       row.name = cut(agent + QStringLiteral(": ") + QString::fromStdString(plainText(block)));
     }

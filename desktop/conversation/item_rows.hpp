@@ -42,6 +42,9 @@ struct CallTexts {
   std::string output;
 };
 
+/// What the rows of an open call show of its text, in order.
+std::vector<QString> callPieces(const CallTexts& texts, CallPart part, std::size_t most);
+
 /// An item of the window with what was made of it.
 struct ShownItem {
   /// Without the agent's records, and without the outputs of calls.
@@ -72,6 +75,9 @@ enum class Growing { no, yes };
 std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks, const std::string& key,
                                        ConversationItemId item, const ItemFolds& folds, const QString& agent,
                                        Growing growing);
+
+/// The targets of the links in a row, each once.
+QStringList linksOf(const TranscriptRow& row);
 
 /// Whether a call of it still runs.
 bool isRunning(const ConversationItem& item);

@@ -38,7 +38,7 @@ void LinkOpener::open(const QString& href) {
   }
 }
 
-QString LinkOpener::target(const QString& href) const {
+QString targetOfLink(const QString& href) {
   switch (linkKind(href.toStdString())) {
     case LinkKind::external:
       return href;

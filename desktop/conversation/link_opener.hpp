@@ -8,6 +8,9 @@
 
 namespace ravant::desktop {
 
+/// What is shown of a link's target before it is followed; empty where it may not be.
+QString targetOfLink(const QString& href);
+
 /// Opens what links of a transcript lead to: addresses outside, files in the project of the conversation only.
 class LinkOpener : public QObject, public ViewModel {
   Q_OBJECT
@@ -18,8 +21,6 @@ class LinkOpener : public QObject, public ViewModel {
   explicit LinkOpener(QObject* parent = nullptr) : QObject(parent) {}
 
   Q_INVOKABLE void open(const QString& href);
-  /// What is shown of the target before it is followed; empty where it may not be.
-  Q_INVOKABLE QString target(const QString& href) const;
 
  Q_SIGNALS:
   void conversationChanged();

@@ -1,7 +1,11 @@
 #include "desktop/conversation/text_painter.hpp"
 
+#include <QTextBlock>
 #include <QTextDocument>
+#include <QTimer>
 
+#include "core/store/search/search_letter.hpp"
+#include "desktop/conversation/found_places.hpp"
 #include "desktop/theme/theme.hpp"
 
 namespace ravant::desktop {
@@ -56,14 +60,13 @@ class TextPainter::Highlighter : public QSyntaxHighlighter {
         setFormat(static_cast<int>(span.begin), static_cast<int>(span.length), formatOf(span.token));
       }
     }
-    const QString& marked = painter_.marked_;
-    if (marked.isEmpty()) return;
-    for (auto at = text.indexOf(marked, 0, Qt::CaseInsensitive); at >= 0;
-         at = text.indexOf(marked, at + marked.size(), Qt::CaseInsensitive)) {
-      QTextCharFormat format = this->format(static_cast<int>(at));
-      format.setBackground(Theme::instance().attentionGround());
-      format.setForeground(Theme::instance().attention());
-      setFormat(static_cast<int>(at), static_cast<int>(marked.size()), format);
+    const Theme& theme = Theme::instance();
+    for (const FoundSpan& span : foundSpans(text, painter_.folded_)) {
+      const bool isCurrent = currentBlock().position() + span.begin == painter_.position_;
+      QTextCharFormat format = this->format(static_cast<int>(span.begin));
+      format.setBackground(isCurrent ? theme.attention() : theme.attentionGround());
+      format.setForeground(isCurrent ? theme.window() : theme.attention());
+      setFormat(static_cast<int>(span.begin), static_cast<int>(span.length), format);
     }
   }
 
@@ -85,10 +88,34 @@ void TextPainter::setCode(const QVariant& code) {
 
 void TextPainter::paint() {
   if (!document_ || !document_->textDocument()) return;
-  document_->textDocument()->setIndentWidth(5 * Theme::instance().unit());
+  QTextDocument* const document = document_->textDocument();
+  document->setIndentWidth(5 * Theme::instance().unit());
   if (!highlighter_ && marked_.isEmpty() && !code_) return;
-  if (!highlighter_) highlighter_ = new Highlighter(document_->textDocument(), *this);
+  if (!highlighter_) highlighter_ = new Highlighter(document, *this);
+  if (!growth_)
+    growth_ = connect(document, &QTextDocument::contentsChange, this, [this] {
+      const int before = position_;
+      lookForPlace();
+      if (position_ != before) QTimer::singleShot(0, highlighter_, &QSyntaxHighlighter::rehighlight);
+    });
+  folded_ = foldedForSearch(marked_.toStdString());
+  lookForPlace();
   highlighter_->rehighlight();
+}
+
+void TextPainter::lookForPlace() {
+  int position = -1;
+  int left = place_;
+  if (left > 0 && !folded_.empty()) {
+    for (QTextBlock block = document_->textDocument()->begin(); block.isValid() && position < 0; block = block.next()) {
+      const auto spans = foundSpans(block.text(), folded_);
+      if (left <= std::ssize(spans)) {
+        position = block.position() + static_cast<int>(spans[static_cast<std::size_t>(left) - 1].begin);
+      }
+      left -= static_cast<int>(spans.size());
+    }
+  }
+  if (std::exchange(position_, position) != position) Q_EMIT positionChanged();
 }
 
 }  // namespace ravant::desktop

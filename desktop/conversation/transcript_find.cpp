@@ -4,55 +4,124 @@ namespace ravant::desktop {
 
 TranscriptFind::TranscriptFind(QObject* parent) : QObject(parent) {}
 
-void TranscriptFind::setConversation(const QString& conversation) {
-  if (std::exchange(conversation_, conversation) == conversation) return;
-  at_.reset();
-  stop_.request_stop();
-  turns_.take();
-  tell({});
-  Q_EMIT conversationChanged();
+void TranscriptFind::setRows(TranscriptWindow* rows) {
+  if (rows_ == rows) return;
+  if (rows_) rows_->disconnect(this);
+  rows_ = rows;
+  if (rows_) {
+    connect(rows_, &TranscriptWindow::conversationChanged, this, &TranscriptFind::begin);
+    connect(rows_, &TranscriptWindow::placesChanged, this, &TranscriptFind::arrive);
+  }
+  Q_EMIT rowsChanged();
 }
 
 void TranscriptFind::setText(const QString& text) {
   if (std::exchange(text_, text) == text) return;
   Q_EMIT textChanged();
+  begin();
+  if (!text_.isEmpty()) seek(FindDirection::previous);
+}
+
+void TranscriptFind::begin() {
+  stop_.request_stop();
+  turns_.take();
   at_.reset();
-  // From the end: what is looked for is most often what was said last.
-  seek(FindDirection::previous);
+  isSeeking_ = false;
+  steps_.clear();
+  show({}, false);
+  if (rows_) rows_->setMarkedText(text_);
 }
 
 void TranscriptFind::next() { seek(FindDirection::next); }
 void TranscriptFind::previous() { seek(FindDirection::previous); }
 
-void TranscriptFind::seek(FindDirection direction) {
-  stop_.request_stop();
-  stop_ = {};
-  if (text_.isEmpty() || conversation_.isEmpty()) {
-    turns_.take();
-    return tell({});
-  }
-  start(look(direction, stop_.get_token()));
+void TranscriptFind::end() {
+  setText({});
+  begin();
+  if (rows_) rows_->leavePlaces();
 }
 
-awaitable<void> TranscriptFind::look(FindDirection direction, std::stop_token stop) {
+void TranscriptFind::seek(FindDirection direction) {
+  if (text_.isEmpty() || !rows_ || !rows_->shown()) return;
+  if (isSeeking_) return steps_.push_back(direction);
+  beyond_ = Beyond::nothing;
+  if (!at_) direction = FindDirection::previous;
+  if (at_ && rows_->stepPlace(direction)) return;
+  isSeeking_ = true;
+  stop_ = {};
+  start(lookOrGiveUp(direction, at_, stop_.get_token()));
+}
+
+awaitable<void> TranscriptFind::lookOrGiveUp(FindDirection direction, std::optional<ConversationItemId> from,
+                                             std::stop_token stop) {
+  try {
+    co_await look(direction, from, std::move(stop));
+  } catch (const std::exception&) {
+    isSeeking_ = false;
+    throw;
+  }
+}
+
+awaitable<void> TranscriptFind::look(FindDirection direction, std::optional<ConversationItemId> from,
+                                     std::stop_token stop) {
   const auto turn = turns_.take();
-  const auto conversation = idOf<ConversationId>(conversation_);
+  const ConversationId conversation = *rows_->shown();
   const std::string text = text_.toStdString();
-  TranscriptFinder& finder = DesktopWindow::instance().application().transcriptFinder();
-  const auto hit = co_await alive(finder.find(conversation, text, at_, direction, stop));
+  Application& application = DesktopWindow::instance().application();
+  TranscriptFinder& finder = application.transcriptFinder();
+  if (const auto visible = rows_->lastVisible(); !from && visible) {
+    // What is visible is searched too.
+    const auto behind = co_await alive(application.transcripts().page(conversation, visible, PageDirection::after, 1));
+    if (!behind.empty()) from = behind.front().id;
+    if (!turns_.isLatest(turn)) co_return;
+  }
+  const auto hit = co_await alive(finder.find(conversation, text, from, direction, stop));
   if (!turns_.isLatest(turn)) co_return;
   if (!hit) {
-    tell(tr("Nothing found"));
+    isSeeking_ = false;
+    steps_.clear();
+    show(tr("“%1” is not here").arg(text_), true);
     co_return;
   }
+  const auto count = co_await alive(finder.count(conversation, text, hit->item, stop));
+  if (!turns_.isLatest(turn) || !rows_) co_return;
+  const auto before = std::exchange(count_, count).position;
+  if (at_ && before && count.position) {
+    if (direction == FindDirection::next && *count.position <= *before) beyond_ = Beyond::end;
+    if (direction == FindDirection::previous && *count.position >= *before) beyond_ = Beyond::beginning;
+  }
   at_ = hit->item;
-  Q_EMIT found(textOf(hit->item));
-  const auto count = co_await alive(finder.count(conversation, text, at_, stop));
-  if (turns_.isLatest(turn)) tell(tr("%1 of %2").arg(count.position.value_or(0)).arg(count.items));
+  rows_->showWords(hit->item, text_, direction);
 }
 
-void TranscriptFind::tell(const QString& status) {
-  if (std::exchange(status_, status) != status) Q_EMIT statusChanged();
+void TranscriptFind::arrive() {
+  tell();
+  if (!std::exchange(isSeeking_, false) || steps_.empty()) return;
+  const FindDirection direction = steps_.front();
+  steps_.pop_front();
+  seek(direction);
+  // A step within an item is over at once.
+  if (!isSeeking_ && !steps_.empty()) {
+    isSeeking_ = true;
+    arrive();
+  }
+}
+
+void TranscriptFind::tell() {
+  if (!at_ || text_.isEmpty() || !rows_) return;
+  QString status = tr("%1 of %n messages", "", static_cast<int>(count_.items)).arg(count_.position.value_or(0));
+  if (count_.items == 1) status = tr("1 message");
+  if (rows_->places() > 1) status += tr(", place %1 of %2").arg(rows_->currentPlace()).arg(rows_->places());
+  if (beyond_ == Beyond::end) status = tr("From the beginning: %1").arg(status);
+  if (beyond_ == Beyond::beginning) status = tr("From the end: %1").arg(status);
+  show(status, false);
+}
+
+void TranscriptFind::show(const QString& status, bool isFruitless) {
+  const bool isSame = status_ == status && isFruitless_ == isFruitless;
+  status_ = status;
+  isFruitless_ = isFruitless;
+  if (!isSame) Q_EMIT statusChanged();
 }
 
 }  // namespace ravant::desktop

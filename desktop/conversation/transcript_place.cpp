@@ -29,8 +29,10 @@ ItemFolds& TranscriptWindow::foldsOf(ConversationItemId item) {
 }
 
 ItemFolds TranscriptWindow::folds(ConversationItemId item) const {
-  const auto folds = reading_.folds.find(item);
-  return folds == reading_.folds.end() ? ItemFolds() : folds->second;
+  const auto own = reading_.folds.find(item);
+  ItemFolds folds = own == reading_.folds.end() ? ItemFolds() : own->second;
+  if (found_ && found_->item == item) desktop::open(folds, found_->folds);
+  return folds;
 }
 
 std::optional<TranscriptWindow::Return> TranscriptWindow::returnOfReader() const {

@@ -15,7 +15,7 @@ constexpr std::size_t kMostReadHere = 100 * 1000;
 }  // namespace
 
 bool TranscriptWindow::Work::isNone() const {
-  return !opens && !around && !place && !isBehindRead && inserted.empty() && !isSummaryRead && !isRunOver &&
+  return !opens && !around && !place && !words && !isBehindRead && inserted.empty() && !isSummaryRead && !isRunOver &&
          items.empty() && invocations.empty() && texts.empty() && !isOlderRead && !isNewerRead && !isSeen;
 }
 
@@ -23,6 +23,7 @@ void TranscriptWindow::Work::add(Work later) {
   opens |= later.opens;
   if (later.around) around = later.around;
   if (later.place) place = later.place;
+  if (later.words) words = later.words;
   isBehindRead |= later.isBehindRead;
   isSummaryRead |= later.isSummaryRead;
   isRunOver |= later.isRunOver;
@@ -121,6 +122,10 @@ awaitable<void> TranscriptWindow::doNext(Work& job, Turns::Turn turn) {
   if (turns_.isLatest(turn) && job.around) {
     co_await readAround(*job.around, turn);
     job.around.reset();
+  }
+  if (turns_.isLatest(turn) && job.words) {
+    co_await findPlaces(*job.words, turn);
+    job.words.reset();
   }
   if (turns_.isLatest(turn) && job.place) {
     co_await readPlace(*job.place, turn);

@@ -20,6 +20,9 @@ void makeInterrupted(TranscriptRow& row) {
   row.name = row.text.startsWith(prefix) ? row.text : prefix + row.text;
 }
 
+/// The head of the conversation tells how long all of it runs; a step is told to last when it does so for long.
+constexpr std::chrono::seconds kToldDuration{10};
+
 QString clockTime(Timestamp time) {
   return QDateTime::fromSecsSinceEpoch(std::chrono::floor<std::chrono::seconds>(time).time_since_epoch().count())
       .toString(QStringLiteral("HH:mm"));
@@ -161,7 +164,7 @@ void TranscriptWindow::addLiveRows(std::vector<TranscriptRow>& rows) {
   const auto now = application_.modelContainer()->clock().now();
   TranscriptRow state{.kind = RowKind::runState, .key = fmt::format("state{}", run->number)};
   state.outcome = run->growing ? RowOutcome::none : RowOutcome::running;
-  if (run->state && !run->growing && now - run->state->since >= std::chrono::seconds(1)) {
+  if (run->state && !run->growing && now - run->state->since >= kToldDuration) {
     state.detail = QString::fromStdString(shortDuration(now - run->state->since));
   }
   if (!run->reasoning.empty()) {

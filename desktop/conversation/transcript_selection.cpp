@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "desktop/conversation/link_opener.hpp"
 #include "desktop/conversation/transcript_window.hpp"
 
 namespace ravant::desktop {
@@ -51,7 +52,9 @@ void TranscriptWindow::select(int from, int to) {
 void TranscriptWindow::clearSelection() { setSelected({}); }
 
 void TranscriptWindow::setSelected(std::set<ConversationItemId> selected) {
-  if (std::exchange(selected_, std::move(selected)) == selected_ || rows_.empty()) return;
+  if (std::exchange(selected_, std::move(selected)) == selected_) return;
+  Q_EMIT selectionChanged();
+  if (rows_.empty()) return;
   Q_EMIT dataChanged(index(0), index(rowCount() - 1), {isSelectedRole});
 }
 
@@ -76,10 +79,37 @@ void TranscriptWindow::copyBlock(int row) {
   QGuiApplication::clipboard()->setText(source);
 }
 
-void TranscriptWindow::copyRecord(int row) {
+QString TranscriptWindow::itemOf(int row) const {
   const ConversationItemId item = itemAt(row);
-  if (item != ConversationItemId()) start(putRecordOnClipboard(item));
+  return item == ConversationItemId() ? QString() : textOf(item);
 }
+
+void TranscriptWindow::copyItem(const QString& item) {
+  const ConversationItemId id(item.toLongLong());
+  const auto row = rowOf(id);
+  if (selected_.contains(id) && row) return copy(static_cast<int>(*row));
+  if (const ShownItem* const shownItem = find(id)) QGuiApplication::clipboard()->setText(storedTextOf(*shownItem));
+}
+
+void TranscriptWindow::copyRecord(const QString& item) {
+  start(putRecordOnClipboard(ConversationItemId(item.toLongLong())));
+}
+
+void TranscriptWindow::copyLink() const {
+  QGuiApplication::clipboard()->setText(QStringLiteral("ravant-desktop --conversation %1").arg(conversation()));
+}
+
+QStringList TranscriptWindow::linksAt(int row) const {
+  QStringList links;
+  const int stop = stopOf(row);
+  for (int each = std::max(stop, 0); each < rowCount() && stopOf(each) == stop; ++each) {
+    links += linksOf(rows_[static_cast<std::size_t>(each)]);
+  }
+  links.removeDuplicates();
+  return links;
+}
+
+QString TranscriptWindow::linkTarget(const QString& link) const { return targetOfLink(link); }
 
 awaitable<void> TranscriptWindow::putRecordOnClipboard(ConversationItemId id) {
   const auto item = co_await alive(application_.transcripts().item(id));

@@ -25,7 +25,9 @@ TranscriptWindow::TranscriptWindow(QObject* parent)
       live_(DesktopWindow::instance().changes()),
       places_(application_) {
   connect(&DesktopWindow::instance(), &DesktopWindow::itemRequested, this,
-          [this](ConversationItemId item) { jumpToItem(QString::number(item.value())); });
+          [this](ConversationItemId item, const QString& words) {
+            words.isEmpty() ? jumpToItem(textOf(item)) : showWords(item, words, FindDirection::next);
+          });
   growth_.setSingleShot(true);
   growth_.setInterval(kGrowthInterval);
   clock_.setInterval(kClockInterval);
@@ -113,6 +115,7 @@ void TranscriptWindow::setConversation(const QString& conversation) {
   reading_ = {};
   setTrouble({});
   callTexts_.clear();
+  found_.reset();
   selected_.clear();
   replacing_.clear();
   summary_.reset();
@@ -192,6 +195,7 @@ void TranscriptWindow::jumpToPrompt(int row, int direction) { start(findPrompt(i
 void TranscriptWindow::setOpen(int row, bool isOpen) {
   if (row < 0 || row >= rowCount()) return;
   const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
+  keepUnfolded();
   if (at.kind == RowKind::reasoning) {
     isReasoningOpen_ = isOpen;
   } else if (at.kind == RowKind::toolGroup) {
@@ -224,6 +228,7 @@ void TranscriptWindow::addPieces(const TranscriptRow& row) {
 void TranscriptWindow::showMore(int row) {
   if (row < 0 || row >= rowCount()) return;
   const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
+  keepUnfolded();
   if (at.kind == RowKind::toolText) {
     addPieces(at);
   } else {
@@ -296,6 +301,10 @@ QVariant TranscriptWindow::data(const QModelIndex& index, int role) const {
       return row.kind != RowKind::unread && selected_.contains(row.item);
     case paintRole:
       return QVariant::fromValue(row.paint);
+    case placeRole:
+      return placeIn(row);
+    case linksRole:
+      return linksOf(row);
     default:
       return {};
   }
@@ -321,7 +330,9 @@ QHash<int, QByteArray> TranscriptWindow::roleNames() const {
           {iconRole, "iconName"},
           {nameRole, "name"},
           {isSelectedRole, "isSelected"},
-          {paintRole, "paint"}};
+          {paintRole, "paint"},
+          {placeRole, "place"},
+          {linksRole, "links"}};
 }
 
 }  // namespace ravant::desktop

@@ -9,7 +9,9 @@
 #include <unordered_set>
 
 #include "core/store/conversation_model_actor.hpp"
+#include "core/store/search/transcript_finder.hpp"
 #include "core/store/transcript_reader.hpp"
+#include "desktop/conversation/found_places.hpp"
 #include "desktop/conversation/item_rows.hpp"
 #include "desktop/conversation/live_texts.hpp"
 #include "desktop/conversation/reading_places.hpp"
@@ -43,8 +45,10 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   Q_PROPERTY(double extent READ extent NOTIFY placeChanged)
   /// Why something could not be read, which is tried again with what comes next; empty where nothing is amiss.
   Q_PROPERTY(QString trouble READ trouble NOTIFY troubleChanged)
+  /// Whether items are selected.
+  Q_PROPERTY(bool hasSelection READ hasSelection NOTIFY selectionChanged)
   /// What is marked wherever it stands in the rows.
-  Q_PROPERTY(QString markedText READ markedText WRITE setMarkedText NOTIFY markedTextChanged)
+  Q_PROPERTY(QString markedText READ markedText NOTIFY markedTextChanged)
 
  public:
   enum Kind {
@@ -90,7 +94,9 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     iconRole,
     nameRole,
     isSelectedRole,
-    paintRole
+    paintRole,
+    placeRole,
+    linksRole
   };
 
   static constexpr std::size_t kMostRows = 600;
@@ -130,6 +136,20 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// Shows the end, or the item; `jumped` follows.
   Q_INVOKABLE void jumpToEnd();
   Q_INVOKABLE void jumpToItem(const QString& item);
+  /// Shows the first place, or backwards the last, at which the words stand in the item: all of them one behind the
+  /// other, else each of them. `placed` follows. What has to be unfolded for it is folded again when other words, or
+  /// those of another item, are shown.
+  void showWords(ConversationItemId item, const QString& words, FindDirection direction);
+  /// To the next place of the same item; false where there is none.
+  bool stepPlace(FindDirection direction);
+  /// Ends the showing of places; what was unfolded for it stays.
+  void leavePlaces();
+  /// In the item whose words are shown.
+  int places() const { return found_ ? static_cast<int>(found_->places.size()) : 0; }
+  /// From 1.
+  int currentPlace() const { return found_ ? static_cast<int>(found_->current) + 1 : 0; }
+  /// The last stored item that is visible; none at the end of the conversation.
+  std::optional<ConversationItemId> lastVisible() const;
   /// From 0, the beginning, to 1, the end.
   Q_INVOKABLE void jumpToPlace(double place);
   /// How many items of the whole conversation stand before the row's.
@@ -150,12 +170,23 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// The items from one row to the other are selected, and no others.
   Q_INVOKABLE void select(int from, int to);
   Q_INVOKABLE void clearSelection();
+  bool hasSelection() const { return !selected_.empty(); }
   /// The stored text of what is selected, else of the row's item, onto the clipboard.
   Q_INVOKABLE void copy(int row);
   /// Of the row's code block or call's text, else of its item.
   Q_INVOKABLE void copyBlock(int row);
-  /// The agent's own record of the row's item.
-  Q_INVOKABLE void copyRecord(int row);
+  /// The item of the row; empty where it is not stored.
+  Q_INVOKABLE QString itemOf(int row) const;
+  /// As `copy`, where the item is among what is selected, else its own text.
+  Q_INVOKABLE void copyItem(const QString& item);
+  /// The agent's own record of the item.
+  Q_INVOKABLE void copyRecord(const QString& item);
+  /// The command that opens the conversation.
+  Q_INVOKABLE void copyLink() const;
+  /// The links of all rows of the stop at which the row is.
+  Q_INVOKABLE QStringList linksAt(int row) const;
+  /// What is shown of a link's target.
+  Q_INVOKABLE QString linkTarget(const QString& link) const;
   QString storedText(int row) const;
 
   int rowCount(const QModelIndex& parent = {}) const override;
@@ -176,7 +207,12 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void lookedAtChanged();
   void shownChanged();
   void placeChanged();
+  void selectionChanged();
   void markedTextChanged();
+  /// The view goes to the place in this row, of which `placeRole` tells more.
+  void placed(int row);
+  /// `places` or `currentPlace` may have changed.
+  void placesChanged();
   /// The rows are others: the view goes to this one, or to the end where it is -1.
   void jumped(int row);
   /// The rows are those that the reader left: this much of the row is above the upper edge.
@@ -185,11 +221,17 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void settled();
 
  private:
+  struct ShownWords {
+    ConversationItemId item;
+    QString text;
+    FindDirection direction = FindDirection::next;
+  };
   /// What is to be read.
   struct Work {
     bool opens = false;
     std::optional<ConversationItemId> around = {};
     std::optional<double> place = {};
+    std::optional<ShownWords> words = {};
     bool isBehindRead = false;
     bool isSummaryRead = false;
     bool isRunOver = false;
@@ -206,6 +248,12 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     void add(Work later);
   };
   enum class Side { front, back };
+
+  awaitable<void> findPlaces(ShownWords words, Turns::Turn turn);
+  void keepUnfolded();
+  void foldAgain();
+  void placeChangesFrom(const std::string& row);
+  int placeIn(const TranscriptRow& row) const;
 
   void work();
   awaitable<void> workOff();
@@ -311,6 +359,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   double place_ = 0;
   double extent_ = 1;
   QString markedText_;
+  std::optional<FoundPlaces> found_;
 
   bool isLookedAt_ = false;
   bool wasAway_ = true;

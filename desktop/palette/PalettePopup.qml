@@ -108,5 +108,9 @@ TitledPanel {
     CommandHandler { command: "showPalette"; onTriggered: { popup.close(); popup.searches = false; popup.open() } }
     CommandHandler { command: "newConversationInOtherProject"; onTriggered: popup.openWith("New Conversation ") }
     CommandHandler { command: "searchEverything"; onTriggered: { popup.close(); popup.searches = true; popup.open() } }
+    Connections {
+        target: Workbench
+        function onSearchRequested(words: string): void { popup.close(); popup.searches = true; popup.open(); field.text = words; popup.rows.query = words }
+    }
     CommandHandler { command: "settings"; onTriggered: popup.goTo.openSettings() }
 }

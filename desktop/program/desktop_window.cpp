@@ -126,6 +126,12 @@ void DesktopWindow::openItem(ConversationId conversation, ProjectId project, Con
   Q_EMIT itemRequested(item, words);
 }
 
+void DesktopWindow::sendPrompt(ConversationId conversation, const QString& words) {
+  Q_EMIT promptRequested(conversation, words);
+}
+
+void DesktopWindow::searchFor(const QString& words) { Q_EMIT searchRequested(words); }
+
 void DesktopWindow::openConversation(const QString& conversation, const QString& project) {
   state_->openConversation(idOf<ConversationId>(conversation), idOf<ProjectId>(project));
 }

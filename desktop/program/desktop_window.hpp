@@ -97,6 +97,10 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void open(const OpenRequest& request);
   /// Shows the conversation and has its transcript go to where in the item the words are that were searched for.
   void openItem(ConversationId conversation, ProjectId project, ConversationItemId item, const QString& words);
+  /// Has the words sent in the conversation that is shown, as if they had been written below it.
+  void sendPrompt(ConversationId conversation, const QString& words);
+  /// Searches all conversations for the words.
+  Q_INVOKABLE void searchFor(const QString& words);
 
   Q_INVOKABLE void openConversation(const QString& conversation, const QString& project);
   Q_INVOKABLE void startNewConversation(const QString& project);
@@ -134,6 +138,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   /// Of the conversation that is shown, behind `selectionChanged`. `words` are what was searched for, as typed: the
   /// last one may be a beginning.
   void itemRequested(ravant::ConversationItemId item, const QString& words);
+  void promptRequested(ravant::ConversationId conversation, const QString& words);
+  void searchRequested(const QString& words);
 
  private:
   friend class CommandHandler;

@@ -3,17 +3,13 @@
 #include <algorithm>
 
 #include "core/store/store_error.hpp"
+#include "desktop/program/conversation_archive.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::desktop {
 namespace {
 
 QString quoted(const QString& title) { return QStringLiteral("“%1”").arg(title); }
-
-awaitable<void> setArchived(Application& application, ConversationId id, bool archived) {
-  ConversationModelActor& conversations = application.conversations();
-  co_await (archived ? conversations.archiveConversation(id) : conversations.unarchiveConversation(id));
-}
 
 /// For after the way back: also where no list is there any more, at the end of the program.
 awaitable<void> deleteConversation(Application& application, ConversationId id, QString title,
@@ -42,20 +38,12 @@ void ConversationActions::rename(const QString& conversation, const QString& tit
 }
 
 void ConversationActions::archive(const QString& conversation) {
-  const auto listed = roster_->conversation(idOf<ConversationId>(conversation));
-  if (!listed || listed->archived) return;
-  const auto showAgain = leave(*listed);
-  DesktopWindow& window = DesktopWindow::instance();
-  InterfaceLoop::instance().spawn(setArchived(window.application(), listed->id, true));
-  window.notices()->tell(tr("%1 was archived").arg(quoted(listed->title)), [id = listed->id, showAgain] {
-    InterfaceLoop::instance().spawn(setArchived(DesktopWindow::instance().application(), id, false));
-    showAgain();
-  });
+  archiveConversation(idOf<ConversationId>(conversation));
 }
 
 void ConversationActions::unarchive(const QString& conversation) {
-  InterfaceLoop::instance().spawn(
-      setArchived(DesktopWindow::instance().application(), idOf<ConversationId>(conversation), false));
+  InterfaceLoop::instance().spawn(DesktopWindow::instance().application().conversations().unarchiveConversation(
+      idOf<ConversationId>(conversation)));
 }
 
 void ConversationActions::remove(const QString& conversation) {
@@ -80,10 +68,6 @@ void ConversationActions::remove(const QString& conversation) {
 }
 
 std::function<void()> ConversationActions::leave(const ListedConversation& conversation) {
-  DesktopWindow& window = DesktopWindow::instance();
-  if (window.shownConversation() != conversation.id) return [] {};
-  const WindowState::Selection before = window.state().selection();
-
   std::vector<ConversationId> beside;
   for (const auto& other : roster_->conversations()) {
     if (other->project == conversation.project && other->archived == conversation.archived) beside.push_back(other->id);
@@ -95,12 +79,7 @@ std::function<void()> ConversationActions::leave(const ListedConversation& conve
   } else if (own != beside.begin() && own != beside.end()) {
     next = *(own - 1);
   }
-  window.state().conversationWasArchived(conversation.id, next);
-  if (!next) window.state().setSelection(before.content, NewConversation{conversation.project});
-  return [before, after = window.state().selection()] {
-    WindowState& state = DesktopWindow::instance().state();
-    if (state.selection() == after) state.setSelection(before.content, before.detail);
-  };
+  return leaveConversation(conversation.id, conversation.project, next);
 }
 
 }  // namespace ravant::desktop

@@ -101,7 +101,11 @@ FocusScope {
         Accessible.role: Accessible.Grouping
         Accessible.name: qsTr("Conversation")
 
+        Keys.onEscapePressed: event => event.accepted = page.takeEscape()
+
         ConversationPage {
+            id: page
+
             anchors { top: parent.top; bottom: composer.top; left: parent.left; right: parent.right }
             visible: Workbench.detailKind === Workbench.Conversation
         }

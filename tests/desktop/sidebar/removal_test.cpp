@@ -108,12 +108,15 @@ TEST_F(SidebarRemovalTest, ArchivesAtOnceAndShowsTheNextOne) {
   archived.setArchived(true);
   ASSERT_TRUE(comesToShow(tree, all));
   tree.open(1);
+  const auto comesToShowIt = [&](ConversationId wanted) {
+    return until([&] { return window.conversation() == textOf(wanted); });
+  };
   actions.archive(textOf(tiles));
-  EXPECT_EQ(window.conversation(), textOf(keys));
+  EXPECT_TRUE(comesToShowIt(keys));
   EXPECT_TRUE(comesToShow(tree, {"v weather", "  Keys"}));
   EXPECT_TRUE(comesToShow(archived, {"  Tiles | weather"}));
   actions.archive(textOf(keys));
-  EXPECT_EQ(window.newConversationProject(), textOf(project.id)) << "there is no other one";
+  EXPECT_TRUE(until([&] { return window.newConversationProject() == textOf(project.id); })) << "there is no other one";
   EXPECT_TRUE(comesToShow(tree, {"v weather", "  No conversation yet in weather"}));
   undo();
   EXPECT_EQ(window.conversation(), textOf(keys));
@@ -123,6 +126,7 @@ TEST_F(SidebarRemovalTest, ArchivesAtOnceAndShowsTheNextOne) {
   EXPECT_THAT(lines(archived), IsEmpty());
 
   actions.archive(textOf(tiles));
+  ASSERT_TRUE(comesToShowIt(keys));
   tree.open(0);
   undo();
   EXPECT_EQ(window.conversation(), textOf(keys)) << "who went elsewhere is left there";
