@@ -123,7 +123,7 @@ class KeyboardJourney(DesktopCase):
         self.desktop.keys("Ctrl+F")
         self.focused("text", "Find in this conversation")
         self.desktop.type("NOTES")
-        self.wait_for(None, re.compile("^[0-9]+ of [0-9]+$"))
+        self.wait_for(None, re.compile("^([0-9]+ of )?[0-9]+ messages?"))
         self.desktop.keys("Esc")
         self.wait_gone("text", "Find in this conversation")
 
