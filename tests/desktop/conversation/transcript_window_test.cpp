@@ -556,7 +556,7 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
   void expectFresh(const TranscriptWindow& window) {
     std::vector<TranscriptRow> stored;
     for (const TranscriptRow& row : window.rows()) {
-      if (row.item != ConversationItemId()) stored.push_back(row);
+      if (row.item != ConversationItemId() && row.kind != RowKind::unread) stored.push_back(row);
     }
     std::set<ConversationItemId> held;
     std::vector<ConversationItemId> order;
