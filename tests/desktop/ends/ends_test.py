@@ -114,27 +114,6 @@ class Ends(DesktopCase):
         self.desktop.program.process.send_signal(signal.SIGTERM)
         self.assertEqual(self.desktop.end(signal.SIGTERM), 0)
 
-    def test_the_session_bus_goes_away_and_the_window_goes_on(self):
-        self.run_ravant("project", "add", str(self.work))
-        self.register_agent()
-        self.desktop.start("--project", str(self.work))
-        self.write("Say more.")
-        self.desktop.end_bus()
-        # A run elsewhere whose end would be told by a notice, then one of the window itself.
-        self.ask("Say hello.")
-        elsewhere = self.conversations()[0]["items"]
-        self.desktop.wait_until(self.is_sent, "the prompt of the window")
-        self.desktop.wait_until(lambda: [found["items"] for found in self.conversations()] == [elsewhere] * 2, "an answer")
-        self.assertEqual(self.desktop.end(signal.SIGHUP), 0)
-
-    def is_sent(self):
-        """Presses Enter: a composer that learns of another conversation can be busy, and nothing tells when it is not."""
-        self.desktop.keys("Enter")
-        return len(self.conversations()) == 2
-
-    def conversations(self):
-        return json.loads(self.run_ravant("conversation", "list", "--json"))
-
     def test_a_backup_takes_the_place_of_a_store_that_is_none(self):
         self.run_ravant("project", "add", str(self.work))
         store = self.desktop.data / "store.sqlite"

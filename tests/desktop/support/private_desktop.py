@@ -171,7 +171,7 @@ class PrivateDesktop:
     def _start_buses(self):
         socket, configuration = self.folder / "bus", self.folder / "bus.conf"
         configuration.write_text(BUS.format(folder=self.folder, services=self.services))
-        self._bus_daemon = self._start("dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile")
+        self._start("dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={socket}"
         # Its socket is there before it listens.
         self.bus = until(self._session_bus, self.patience)
@@ -186,11 +186,6 @@ class PrivateDesktop:
         if not address:
             raise self._failed("the accessibility bus did not start")
         self.accessibility = connect(address)
-
-    def end_bus(self):
-        """Ends the session bus, and with it what a screen reader could be told: from then on nothing can be found."""
-        self._bus_daemon.terminate()
-        self._bus_daemon.wait()
 
     def _session_bus(self):
         try:
