@@ -8,7 +8,7 @@ T.Dialog {
     id: panel
 
     /// A height that depends on `y` would be bound to itself: that follows where the panel finds room.
-    readonly property real upperEdge: Math.min(Theme.unit * 20, Math.round(parent.height / 10))
+    readonly property real upperEdge: Math.min(Theme.unit * 20, Math.round((parent?.height ?? 0) / 10))
 
     parent: T.Overlay.overlay
     x: Math.round((parent.width - width) / 2)
