@@ -44,8 +44,8 @@ DraftPlace PromptOrder::place() const { return conversation ? DraftPlace(*conver
 PromptSender::PromptSender(Application& application, StoreChanges& changes)
     : application_(application), queue_(application), drafts_(DraftStore::make(application.modelContainer())) {
   connect(&changes, &StoreChanges::itemChanged, this,
-          [this](ConversationId conversation, ConversationItemId, ChangeOperation operation) {
-            if (operation == ChangeOperation::inserted) itemWasAdded(conversation);
+          [this](ConversationId conversation, ConversationItemId item, ChangeOperation operation) {
+            if (operation == ChangeOperation::inserted) itemWasAdded(conversation, item);
           });
 }
 
@@ -102,16 +102,31 @@ void PromptSender::leave(const std::shared_ptr<UnderWay>& entry) {
   if (std::erase(underWay_, entry) > 0) Q_EMIT underWayChanged();
 }
 
-void PromptSender::itemWasAdded(ConversationId conversation) {
-  const auto stored = std::ranges::find_if(underWay_, [&](const auto& entry) {
+void PromptSender::itemWasAdded(ConversationId conversation, ConversationItemId item) {
+  const auto awaited = std::ranges::find_if(underWay_, [&](const auto& entry) {
     return entry->way == Way::run && entry->place == DraftPlace(conversation) && !entry->isStored;
   });
-  if (stored == underWay_.end()) return;
-  (*stored)->isStored = true;
-  Q_EMIT underWayChanged();
-  InterfaceLoop::instance().spawn(settle(shared_from_this(), *stored));
+  if (awaited == underWay_.end()) return;
+  (*awaited)->added.push_back(item);
+  InterfaceLoop::instance().spawn(settleOncePrompt(shared_from_this(), *awaited, item));
+}
+
+awaitable<bool> PromptSender::isPrompt(ConversationItemId item) {
+  const auto prompt = co_await application_.transcripts().promptOf(item);
+  co_return prompt && prompt->id == item;
+}
+
+awaitable<void> PromptSender::settleOncePrompt(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry,
+                                               ConversationItemId item) {
+  // A run that is refused leaves a failure and no prompt.
+  if (!co_await self->isPrompt(item) || std::exchange(entry->isStored, true)) co_return;
+  Q_EMIT self->underWayChanged();
+  const auto* const conversation = std::get_if<ConversationId>(&entry->place);
   // The run had not begun when it was stopped.
-  if ((*stored)->isStopped) InterfaceLoop::instance().spawn(application_.runners().cancelRunner(conversation));
+  if (entry->isStopped && conversation != nullptr) {
+    InterfaceLoop::instance().spawn(self->application_.runners().cancelRunner(*conversation));
+  }
+  co_await settle(self, entry);
 }
 
 awaitable<void> PromptSender::settle(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry) {
@@ -125,8 +140,16 @@ awaitable<void> PromptSender::sendToEnd(std::shared_ptr<PromptSender> self, Prom
   std::string words;
   try {
     co_await self->submit(std::move(order), entry);
-    if (!std::exchange(entry->isStored, true)) co_await settle(self, entry);
-    co_return;
+    if (entry->isStored) co_return;
+    co_await self->application_.modelContainer()->changeFeed()->flush();
+    bool isStored = false;
+    for (const ConversationItemId item : std::vector(entry->added))
+      isStored = isStored || co_await self->isPrompt(item);
+    if (entry->isStored) co_return;
+    if (isStored) {
+      entry->isStored = true;
+      co_return co_await settle(self, entry);
+    }
   } catch (const Stopped&) {
   } catch (const std::exception& error) {
     words = sentence(error.what());

@@ -83,8 +83,9 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
   struct UnderWay {
     Way way;
     std::string prompt;
-    DraftPlace draft;  ///< where its text stands
-    DraftPlace place;  ///< where it goes; a refused one returns there
+    DraftPlace draft;                            ///< where its text stands
+    DraftPlace place;                            ///< where it goes; a refused one returns there
+    std::vector<ConversationItemId> added = {};  ///< to the transcript since; the first prompt among them is this
     bool isStored = false;
     bool isStopped = false;
   };
@@ -96,7 +97,10 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
 
   std::shared_ptr<UnderWay> enter(const PromptOrder& order, Way way);
   void leave(const std::shared_ptr<UnderWay>& entry);
-  void itemWasAdded(ConversationId conversation);
+  void itemWasAdded(ConversationId conversation, ConversationItemId item);
+  static awaitable<void> settleOncePrompt(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry,
+                                          ConversationItemId item);
+  awaitable<bool> isPrompt(ConversationItemId item);
   static awaitable<void> sendToEnd(std::shared_ptr<PromptSender> self, PromptOrder order,
                                    std::shared_ptr<UnderWay> entry);
   /// All that is to be queued in the conversation, one after another.
