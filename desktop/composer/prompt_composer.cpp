@@ -27,7 +27,8 @@ PromptComposer::PromptComposer(QObject* parent)
       sender_(std::make_shared<PromptSender>(application_, window_.changes())),
       draft_(sender_, window_.changes()),
       history_(application_),
-      queue_(sender_, window_.changes(), *window_.notices()) {
+      queue_(sender_, window_.changes(), *window_.notices()),
+      pickers_(application_) {
   connect(&window_, &DesktopWindow::selectionChanged, this, &PromptComposer::followSelection);
   connect(window_.end(), &OrderlyEnd::stateChanged, &draft_, &DraftKeeper::writeNow);
   followStore();
