@@ -44,6 +44,21 @@ std::vector<SettingDescription> settingsOfWindows() {
            .description = "How wide the column of lists is",
            .least = 240,
            .greatest = 480,
+           .whenWrong = kDefault},
+          {.key = std::string(setting::kNewConversationAgent),
+           .type = SettingType::text,
+           .defaultValue = std::string(),
+           .description = "The agent that was chosen last for new conversations",
+           .whenWrong = kDefault},
+          {.key = std::string(setting::kNewConversationModel),
+           .type = SettingType::text,
+           .defaultValue = std::string(),
+           .description = "The model that was chosen last for new conversations",
+           .whenWrong = kDefault},
+          {.key = std::string(setting::kNewConversationEffort),
+           .type = SettingType::text,
+           .defaultValue = std::string(),
+           .description = "The effort that was chosen last for new conversations",
            .whenWrong = kDefault}};
 }
 

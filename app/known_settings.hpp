@@ -30,6 +30,10 @@ inline constexpr std::string_view kWindowGeometry = "window.geometry";
 inline constexpr std::string_view kSidebarWidth = "window.sidebarWidth";
 inline constexpr std::string_view kContentWidth = "window.contentWidth";
 inline constexpr std::string_view kSidebarShown = "window.sidebar";
+/// What was chosen last in a window for new conversations: the raw value of an agent type, a slug, an effort.
+inline constexpr std::string_view kNewConversationAgent = "newConversation.agent";
+inline constexpr std::string_view kNewConversationModel = "newConversation.model";
+inline constexpr std::string_view kNewConversationEffort = "newConversation.effort";
 inline constexpr std::string_view kDesktopNotifications = "notifications.desktop";
 inline constexpr std::string_view kBell = "notifications.bell";
 /// The command line of an editor with `{file}`, `{line}` and `{column}` in it; empty for what the desktop opens files

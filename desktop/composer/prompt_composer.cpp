@@ -27,7 +27,8 @@ PromptComposer::PromptComposer(QObject* parent)
       sender_(std::make_shared<PromptSender>(application_, window_.changes())),
       draft_(sender_, window_.changes()),
       history_(application_),
-      queue_(sender_, window_.changes(), *window_.notices()) {
+      queue_(sender_, window_.changes(), *window_.notices()),
+      pickers_(application_) {
   connect(&window_, &DesktopWindow::selectionChanged, this, &PromptComposer::followSelection);
   connect(window_.end(), &OrderlyEnd::stateChanged, &draft_, &DraftKeeper::writeNow);
   followStore();
@@ -214,10 +215,11 @@ void PromptComposer::send(PromptSender::QueueEnd end) {
 void PromptComposer::sendWords(ConversationId conversation, const QString& words) {
   const PromptOptions& options = pickers_.options();
   if (place_ != DraftPlace(conversation) || isBusy()) return;
-  if (readPlace_ != place_ || !options.obstacle.empty() || !options.agent) {
-    return window_.notices()->tellError(options.obstacle.empty()
-                                            ? tr("The conversation is still being read: try again in a moment.")
-                                            : QString::fromStdString(options.obstacle));
+  if (readPlace_ != place_) {
+    return window_.notices()->tellError(tr("The conversation is still being read: try again in a moment."));
+  }
+  if (options.obstacle != PromptObstacle::none || !options.agent) {
+    return window_.notices()->tellError(tr("Nothing was sent: what is missing is said above the prompt."));
   }
   refusal_.clear();
   sender_->send({.prompt = words.toStdString(),

@@ -20,8 +20,12 @@ void chooseAgentOf(const Conversation& conversation, const std::vector<Agent>& a
   }
 }
 
-awaitable<void> chooseAgentOfNew(Application& application, std::optional<AgentId> wanted, PromptOptions& options) {
-  const auto chosen = std::ranges::find_if(options.agents, [&](const Agent& agent) { return agent.id == wanted; });
+bool isWanted(const Agent& agent, const WantedOptions& wanted) {
+  return wanted.agent ? agent.id == *wanted.agent : agent.type == wanted.agentType;
+}
+
+awaitable<void> chooseAgentOfNew(Application& application, WantedOptions wanted, PromptOptions& options) {
+  const auto chosen = std::ranges::find_if(options.agents, [&](const Agent& agent) { return isWanted(agent, wanted); });
   if (chosen != options.agents.end()) {
     options.agent = *chosen;
     co_return;
@@ -57,10 +61,11 @@ awaitable<PromptOptions> readPromptOptions(Application& application, std::option
   if (conversation) {
     chooseAgentOf(*conversation, all, options);
   } else {
-    co_await chooseAgentOfNew(application, wanted.agent, options);
+    co_await chooseAgentOfNew(application, wanted, options);
   }
   if (!options.agent) co_return options;
-  if (!conversation && wanted.agent && wanted.agent != options.agent->id) wanted = {};
+  const bool namesAgent = wanted.agent || wanted.agentType;
+  if (!conversation && namesAgent && !isWanted(*options.agent, wanted)) wanted = {};
   const Agent agent = *options.agent;
   std::vector<Agent> choosable{agent};
   if (!conversation) {

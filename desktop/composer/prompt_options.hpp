@@ -11,6 +11,8 @@ namespace ravant::desktop {
 /// What the user has chosen for the next prompt, where it is not what the conversation had last.
 struct WantedOptions {
   std::optional<AgentId> agent = {};  ///< counts for new conversations only
+  /// Where no agent is named: the first one of the type.
+  std::optional<AgentType> agentType = {};
   std::optional<std::string> model = {};
   /// An empty effort is the model's own.
   std::optional<std::string> effort = {};

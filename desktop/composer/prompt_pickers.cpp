@@ -3,11 +3,16 @@
 #include <algorithm>
 
 #include "agent/ravant_model.hpp"
+#include "app/known_settings.hpp"
 #include "core/reasoning_effort_label.hpp"
 #include "desktop/program/desktop_window.hpp"
+#include "platform/async/on_pool.hpp"
+#include "platform/log/log.hpp"
 
 namespace ravant::desktop {
 namespace {
+
+constexpr Log kLog("com.ravant.desktop", "PromptPickers");
 
 QString fromText(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
 
@@ -17,7 +22,49 @@ QString sectionOf(const ModelOption& model) {
   return known == nullptr ? agent : agent + QStringLiteral(" · ") + fromText(displayName(known->provider));
 }
 
+std::optional<std::string> kept(const SettingsFile& settings, std::string_view key) {
+  std::string text = settings.text(key);
+  return text.empty() ? std::nullopt : std::optional(std::move(text));
+}
+
+/// Blocks.
+void keep(const std::filesystem::path& path, const std::map<std::string, std::string>& choices) {
+  SettingsFile file(path, knownSettings());
+  for (const auto& [key, value] : choices) file.set(key, value);
+}
+
 }  // namespace
+
+PromptPickers::PromptPickers(Application& application) : application_(application) {
+  const SettingsFile& settings = application_.settings();
+  ofNew_ = {.agentType = agentTypeFromRawValue(settings.text(setting::kNewConversationAgent)),
+            .model = kept(settings, setting::kNewConversationModel),
+            .effort = kept(settings, setting::kNewConversationEffort)};
+}
+
+void PromptPickers::choose() {
+  Q_EMIT chosen();
+  if (!conversation_ && keeping_.want()) start(keepUntilCurrent());
+}
+
+awaitable<void> PromptPickers::keepUntilCurrent() {
+  while (keeping_.goOn()) {
+    const auto agent = std::ranges::find_if(options_.agents, [&](const Agent& each) {
+      return ofNew_.agent ? each.id == *ofNew_.agent : each.type == ofNew_.agentType;
+    });
+    const auto type = agent != options_.agents.end() ? rawValue(agent->type) : std::string_view();
+    const std::map<std::string, std::string> choices{
+        {std::string(setting::kNewConversationAgent), std::string(type)},
+        {std::string(setting::kNewConversationModel), ofNew_.model.value_or("")},
+        {std::string(setting::kNewConversationEffort), ofNew_.effort.value_or("")}};
+    try {
+      co_await alive(onPool(application_.modelContainer()->work(),
+                            [path = application_.settings().path(), choices] { keep(path, choices); }));
+    } catch (const SettingsError& error) {
+      kLog.warning("what is chosen for new conversations could not be kept: {}", error.what());
+    }
+  }
+}
 
 const WantedOptions& PromptPickers::wanted() { return choice(); }
 
@@ -76,7 +123,7 @@ void PromptPickers::chooseAgent(int row) {
   const ChoiceList::Choice* const chosenAgent = agents_.at(row);
   if (chosenAgent == nullptr || conversation_) return;
   ofNew_ = {.agent = idOf<AgentId>(chosenAgent->value)};
-  Q_EMIT chosen();
+  choose();
 }
 
 void PromptPickers::chooseModel(int row) {
@@ -84,14 +131,15 @@ void PromptPickers::chooseModel(int row) {
   if (model == nullptr) return;
   if (options_.agent) choice().agent = model->owner.isEmpty() ? options_.agent->id : idOf<AgentId>(model->owner);
   choice().model = model->value.toStdString();
-  Q_EMIT chosen();
+  choose();
 }
 
 void PromptPickers::chooseEffort(int row) {
   const ChoiceList::Choice* const effort = efforts_.at(row);
   if (effort == nullptr) return;
+  if (options_.agent) choice().agent = options_.agent->id;
   choice().effort = effort->value.toStdString();
-  Q_EMIT chosen();
+  choose();
 }
 
 }  // namespace ravant::desktop

@@ -6,12 +6,14 @@
 
 #include "desktop/composer/choice_list.hpp"
 #include "desktop/composer/prompt_options.hpp"
+#include "desktop/loop/rereading.hpp"
+#include "desktop/loop/view_model.hpp"
 
 namespace ravant::desktop {
 
 /// What the prompt is sent with, as the pickers show it, and what was chosen in them: for each conversation, and for
 /// new ones.
-class PromptPickers : public QObject {
+class PromptPickers : public QObject, public ViewModel {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("belongs to the composer")
@@ -28,7 +30,8 @@ class PromptPickers : public QObject {
   Q_PROPERTY(ravant::desktop::ChoiceList* efforts READ efforts CONSTANT)
 
  public:
-  using QObject::QObject;
+  /// `application` outlives this.
+  explicit PromptPickers(Application& application);
 
   /// From here on, the choices are those for the conversation; without one, for new ones.
   void open(std::optional<ConversationId> conversation) { conversation_ = conversation; }
@@ -65,7 +68,10 @@ class PromptPickers : public QObject {
  private:
   WantedOptions& choice() { return conversation_ ? ofConversations_[*conversation_] : ofNew_; }
   void fillLists();
+  void choose();
+  awaitable<void> keepUntilCurrent();
 
+  Application& application_;
   std::optional<ConversationId> conversation_;
   PromptOptions options_;
   std::optional<AgentType> foreignAgent_;
@@ -74,6 +80,7 @@ class PromptPickers : public QObject {
   ChoiceList efforts_;
   std::map<ConversationId, WantedOptions> ofConversations_;
   WantedOptions ofNew_;
+  Rereading keeping_;
 };
 
 }  // namespace ravant::desktop
