@@ -5,6 +5,7 @@
 #include <ranges>
 
 #include "app/window_settings.hpp"
+#include "platform/async/on_pool.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -16,6 +17,15 @@ DesktopWindow* theWindow = nullptr;
 template <class Wanted, class Selection>
 const Wanted* selected(const std::optional<Selection>& selection) {
   return selection ? std::get_if<Wanted>(&*selection) : nullptr;
+}
+
+QList<QUrl> foldersAmong(const QList<QUrl>& files) {
+  QList<QUrl> folders;
+  std::ranges::copy_if(files, std::back_inserter(folders), [](const QUrl& file) {
+    std::error_code unreadable;
+    return file.isLocalFile() && std::filesystem::is_directory(file.toLocalFile().toStdString(), unreadable);
+  });
+  return folders;
 }
 
 QString fromText(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
@@ -117,6 +127,36 @@ awaitable<void> DesktopWindow::show(OpenRequest request) {
   } else if (request.page == OpenRequest::Page::newConversation) {
     runCommand(WindowCommand::newConversation);
   }
+}
+
+void DesktopWindow::addProjectFolders(const QList<QUrl>& folders) { start(addAll(folders)); }
+
+awaitable<void> DesktopWindow::addAll(QList<QUrl> folders) {
+  std::optional<ProjectId> last;
+  for (const QUrl& url : folders) {
+    if (!url.isLocalFile()) {
+      notices_.tellError(tr("%1 is not a folder of this machine").arg(url.toDisplayString()));
+      continue;
+    }
+    try {
+      last = co_await alive(projectIn(application_, url.toLocalFile().toStdString()));
+    } catch (const std::runtime_error& error) {
+      notices_.tellError(QString::fromUtf8(error.what()));
+    }
+  }
+  if (last) startNewConversation(textOf(*last));
+}
+
+void DesktopWindow::takeDropped(const QList<QUrl>& files) { start(sort(files)); }
+
+awaitable<void> DesktopWindow::sort(QList<QUrl> dropped) {
+  const QList<QUrl> folders =
+      co_await alive(onPool(application_.modelContainer()->work(), [dropped] { return foldersAmong(dropped); }));
+  QList<QUrl> files;
+  std::ranges::copy_if(dropped, std::back_inserter(files), [&](const QUrl& url) { return !folders.contains(url); });
+  const bool isWritten = detailKind() == DetailKind::Conversation || detailKind() == DetailKind::NewConversation;
+  if (!files.isEmpty() && isWritten) Q_EMIT filesDropped(files);
+  co_await addAll(isWritten ? folders : dropped);
 }
 
 void DesktopWindow::openItem(ConversationId conversation, ProjectId project, ConversationItemId item) {

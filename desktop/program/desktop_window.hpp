@@ -1,8 +1,9 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QStringList>
-#include <QtQml/qqmlregistration.h>
+#include <QUrl>
 #include <memory>
 #include <vector>
 
@@ -21,8 +22,8 @@ class QQmlEngine;
 
 namespace ravant::desktop {
 
-/// The window as its parts and QML see it (`Workbench`): what it shows, its commands and their keys, its notices. The way
-/// by which features reach each other, the core and the store's changes.
+/// The window as its parts and QML see it (`Workbench`): what it shows, its commands and their keys, its notices. The
+/// way by which features reach each other, the core and the store's changes.
 ///
 /// There is one in a process. On the interface thread.
 class DesktopWindow final : public QObject, public ViewModel, private WindowState::Face {
@@ -118,6 +119,11 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
 
  public Q_SLOTS:
   void commandsChanged();
+  /// Makes a project of each and shows the page for a new conversation in the last one. A folder that is a project
+  /// already is shown likewise; what becomes none is told with the reason.
+  void addProjectFolders(const QList<QUrl>& folders);
+  /// What was dropped anywhere on the window: folders become projects, files go to who takes them.
+  void takeDropped(const QList<QUrl>& files);
 
  Q_SIGNALS:
   void selectionChanged();
@@ -128,6 +134,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void settingsChanged();
   void awaitedChanged();
   void raised(const QString& activationToken);
+  /// Onto the window, for the prompt that is written in it.
+  void filesDropped(const QList<QUrl>& files);
   /// Of the conversation that is shown, behind `selectionChanged`.
   void itemRequested(ravant::ConversationItemId item);
 
@@ -138,6 +146,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   CommandHandler* handlerOf(WindowCommand command) const;
 
   awaitable<void> show(OpenRequest request);
+  awaitable<void> addAll(QList<QUrl> folders);
+  awaitable<void> sort(QList<QUrl> dropped);
   awaitable<void> run(WindowCommand command);
 
   void windowChanged() override;

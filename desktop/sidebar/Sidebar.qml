@@ -14,8 +14,7 @@ FocusScope {
     ProjectTree { id: projectTree; shown: sidebar.visible && sidebar.Window.visibility !== Window.Hidden && sidebar.Window.visibility !== Window.Minimized }
     ProjectActions { id: projectActions }
     ConversationActions { id: conversationActions }
-    ProjectFolders { id: folders }
-    FolderChooser { id: chooser; title: qsTr("Add project"); onChosen: folder => folders.addOne(folder) }
+    FolderChooser { id: chooser; title: qsTr("Add project"); onChosen: folder => Workbench.addProjectFolders([folder]) }
     RecentPopup {}
 
     CommandHandler { command: "addNewProject"; onTriggered: chooser.open() }

@@ -25,8 +25,7 @@ Controls.PopupWindow {
     onActiveChanged: Workbench.active = active
     onClosing: close => { close.accepted = false; Workbench.end.request() }
 
-    ProjectFolders { id: folders }
-    DropArea { anchors.fill: parent; keys: ["text/uri-list"]; onDropped: drop => folders.add(drop.urls) }
+    DropArea { anchors.fill: parent; keys: ["text/uri-list"]; onDropped: drop => Workbench.takeDropped(drop.urls) }
     Regions { anchors.fill: parent; focus: true; placement: root.placement }
     CommandKeys {}
     PalettePopup {}
