@@ -166,11 +166,12 @@ void DesktopWindow::openItem(ConversationId conversation, ProjectId project, Con
 
 void DesktopWindow::openConversation(const QString& conversation, const QString& project) {
   state_->openConversation(idOf<ConversationId>(conversation), idOf<ProjectId>(project));
+  focusPrompt();
 }
 
 void DesktopWindow::startNewConversation(const QString& project) {
   state_->startNewConversation(idOf<ProjectId>(project));
-  perform(WindowCommand::focusInput);
+  focusPrompt();
 }
 
 void DesktopWindow::showLatest() { runCommand(WindowCommand::allConversations); }
@@ -193,7 +194,7 @@ void DesktopWindow::runCommand(WindowCommand command) { start(run(command)); }
 
 awaitable<void> DesktopWindow::run(WindowCommand command) {
   co_await alive(state_->run(command));
-  if (command == WindowCommand::newConversation) perform(WindowCommand::focusInput);
+  if (command == WindowCommand::newConversation) focusPrompt();
 }
 
 bool DesktopWindow::canRun(const QString& command, int) const {
@@ -236,6 +237,7 @@ CommandHandler* DesktopWindow::handlerOf(WindowCommand command) const {
 void DesktopWindow::windowChanged() {
   Q_EMIT selectionChanged();
   commandsChanged();
+  Q_EMIT selectionShown();
 }
 
 void DesktopWindow::perform(WindowCommand command) {

@@ -99,6 +99,10 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   /// Shows the conversation and has its transcript go to the item.
   void openItem(ConversationId conversation, ProjectId project, ConversationItemId item);
 
+  /// Gives the keyboard to the prompt of what is shown, where there is one.
+  Q_INVOKABLE void focusPrompt() { perform(WindowCommand::focusInput); }
+
+  /// The keyboard is in the prompt behind these two.
   Q_INVOKABLE void openConversation(const QString& conversation, const QString& project);
   Q_INVOKABLE void startNewConversation(const QString& project);
   Q_INVOKABLE void showLatest();
@@ -127,6 +131,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
 
  Q_SIGNALS:
   void selectionChanged();
+  /// Behind `selectionChanged`, when the parts of the window show it.
+  void selectionShown();
   void commandsRevisionChanged();
   void activeChanged();
   void endVisibleChanged();

@@ -91,8 +91,8 @@ FocusScope {
         Keys.onPressed: event => currentIndex = conversationList.rowByKey(currentIndex, event.key)
         Keys.onReturnPressed: conversationList.open(currentIndex)
         Keys.onEnterPressed: conversationList.open(currentIndex)
-        Keys.onSpacePressed: conversationList.open(currentIndex)
-        Keys.onDeletePressed: conversationActions.remove(currentRow?.conversationId ?? "")
+        Keys.onSpacePressed: { conversationList.open(currentIndex); forceActiveFocus() }
+        Keys.onDeletePressed: { conversationActions.remove(currentRow?.conversationId ?? ""); forceActiveFocus() }
         Keys.onMenuPressed: showMenu()
         delegate: ConversationRow {
             width: list.width

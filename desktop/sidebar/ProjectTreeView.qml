@@ -40,8 +40,8 @@ ListView {
     Keys.onPressed: event => currentIndex = tree.rowByKey(currentIndex, event.key)
     Keys.onReturnPressed: tree.open(currentIndex)
     Keys.onEnterPressed: tree.open(currentIndex)
-    Keys.onSpacePressed: tree.open(currentIndex)
-    Keys.onDeletePressed: tree.remove(currentIndex)
+    Keys.onSpacePressed: { tree.open(currentIndex); forceActiveFocus() }
+    Keys.onDeletePressed: { tree.remove(currentIndex); forceActiveFocus() }
     Keys.onMenuPressed: showMenu()
 
     delegate: TreeRow {

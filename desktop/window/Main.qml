@@ -30,7 +30,6 @@ Controls.PopupWindow {
     CommandKeys {}
     PalettePopup {}
     Attention {}
-    NoticeList { room: root.width - Theme.unit * 8; anchors { bottom: parent.bottom; horizontalCenter: parent.horizontalCenter; bottomMargin: Theme.unit * 4 } }
     EndQuestion {}
     WindowTitle { id: shownTitle }
     CommandHandler { command: "quit"; onTriggered: Workbench.end.request() }

@@ -138,8 +138,20 @@ FocusScope {
         color: Theme.isDark ? "#80000000" : "#40000000"
         TapHandler { onTapped: regions.leaveSidebar() }
     }
-    ProjectPresence { id: presence }
-    RegionRing { id: ring; regions: [sidebar, content, detail] }
+    NoticeList {
+        id: notices
+
+        z: 3
+        x: Math.round(stage.x + (stage.width - width) / 2)
+        y: Math.max(Theme.unit * 2, stage.height - (stage === detail ? composer.implicitHeight : 0) - height - Theme.unit * 2)
+        room: stage.width - Theme.unit * 8
+
+        readonly property Item stage: detail.width >= Theme.unit * 80 ? detail : regions
+    }
+    ProjectPresence { id: presence; onChanged: if (isEmpty) ring.enter(detail) }
+    RegionRing { id: ring; regions: [notices, sidebar, content, detail] }
+    KeyboardKeeper { id: keyboard; within: regions; onLost: ring.previous() }
+    Keys.onPressed: event => event.accepted = keyboard.takeKey(event.text, event.modifiers)
     Connections {
         target: Workbench
         function onSelectionChanged() { if (regions.sidebarLiesOver) regions.leaveSidebar() }
