@@ -9,6 +9,8 @@ Item {
     required property string name
     property bool selected: false
     property bool current: false
+    /// Whether a menu for it is open.
+    property bool hasMenu: false
     readonly property bool hovered: pointer.hovered
     default property alias content: inside.data
 
@@ -27,7 +29,7 @@ Item {
     Rectangle {
         anchors { fill: parent; leftMargin: Theme.unit; rightMargin: Theme.unit }
         radius: 6
-        color: row.selected ? Theme.selected : row.hovered ? Theme.hover : "transparent"
+        color: row.selected ? Theme.selected : row.hovered || row.hasMenu ? Theme.hover : "transparent"
         border { width: row.current && (row.ListView.view?.activeFocus ?? false) ? 2 : 0; color: Theme.accent }
     }
     Item { id: inside; anchors.fill: parent }

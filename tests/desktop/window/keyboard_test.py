@@ -125,6 +125,28 @@ class Keyboard(DesktopCase):
         self.desktop.wait_until(lambda: self.focused_region() == "Conversation", "the keyboard in what is shown")
         self.desktop.end()
 
+    def test_a_project_is_chosen_for_a_new_conversation(self):
+        other = self.desktop.home / "tiles"
+        other.mkdir()
+        self.desktop.start()
+        self.desktop.keys("Ctrl+Shift+N")
+        self.has_keyboard("text", "Prompt")  # there is no choice yet
+        self.run_ravant("project", "add", str(other))
+        self.desktop.wait_for("list item", "tiles", [], self.desktop.find("tree", "Projects"))
+        self.desktop.keys("Ctrl+Shift+N")
+        self.has_keyboard("text", "New conversation in")
+        self.assertEqual([row.name for row in self.choices()], [f"work, {self.work}", f"tiles, {other}"])
+        self.desktop.type("tile")
+        self.desktop.wait_until(lambda: len(self.choices()) == 1, "the one that is meant")
+        self.desktop.keys("Enter")
+        self.has_keyboard("text", "Prompt")
+        self.desktop.wait_for("heading", "tiles", ["showing"])
+        self.desktop.end()
+
+    def choices(self):
+        rows = self.desktop.find_all("list item", None, ["showing"], self.desktop.find("list", "Projects to choose from"))
+        return sorted(rows, key=lambda row: row.extents[1])
+
 
 if __name__ == "__main__":
     Keyboard.main(*(str(Path(word).resolve()) for word in sys.argv[1:3]), *sys.argv[3:])
