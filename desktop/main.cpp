@@ -1,11 +1,14 @@
 #include <QGuiApplication>
 #include <QQuickWindow>
 #include <QSessionManager>
+#include <QStandardPaths>
+#include <boost/asio/signal_set.hpp>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
 
+#include "app/known_settings.hpp"
 #include "app/locations.hpp"
 #include "desktop/program/desktop_program.hpp"
 #include "desktop/start/running_instance.hpp"
@@ -53,8 +56,23 @@ Place takePlace(const std::filesystem::path& dataFolder, const OpenRequest& requ
                            " and does not answer");
 }
 
-StartTrouble::Decision decideOn(const Locations& locations, const std::exception& error) {
+/// What cannot be read of the settings leaves the looks as they are.
+void lookAsSettingsSay(const Locations& locations, Theme& theme) {
+  try {
+    SettingsFile settings(locations.settingsFile, knownSettings());
+    settings.load();
+    applyLooks(settings, theme);
+  } catch (const SettingsError&) {
+  }
+}
+
+StartTrouble::Decision decideOn(const Locations& locations, const std::exception& error, Theme& theme) {
+  lookAsSettingsSay(locations, theme);
   StartTrouble trouble(locations, error);
+  asio::signal_set signals(InterfaceLoop::instance().executor(), SIGTERM, SIGINT, SIGHUP);
+  signals.async_wait([self = QPointer(&trouble)](const boost::system::error_code& none, int) {
+    if (!none && self) self->quit();
+  });
   WindowEngine engine;
   auto decision = StartTrouble::Decision::quit;
   QObject::connect(&trouble, &StartTrouble::decided, [&](StartTrouble::Decision decided) {
@@ -77,6 +95,22 @@ void endWithSession(QSessionManager& manager, OrderlyEnd& end) {
   }
 }
 
+/// Whether the desktop means this program by its name: one over a data folder of its own is another one.
+bool isOfTheDesktop(const Locations& locations) {
+  const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+  return locations.dataFolder == std::filesystem::path(data.toStdString()) / "ravant";
+}
+
+/// Throws `std::runtime_error` where no display is named.
+void expectDisplay(int argc, char** argv) {
+  const bool isChosen = std::any_of(argv + 1, argv + argc, [](std::string_view word) {
+    return word.ends_with("-platform") || word.find("-platform=") != word.npos;
+  });
+  const auto isSet = [](const char* variable) { return !qEnvironmentVariableIsEmpty(variable); };
+  if (isChosen || isSet("QT_QPA_PLATFORM") || isSet("DISPLAY") || isSet("WAYLAND_DISPLAY")) return;
+  throw std::runtime_error("there is no display: neither WAYLAND_DISPLAY nor DISPLAY is set");
+}
+
 void tellReadOnly(DesktopWindow& window) {
   const std::string file = window.application().modelContainer()->file().string();
   window.notices()->tellError(QString::fromStdString(
@@ -95,7 +129,9 @@ int show(DesktopProgram& program, Theme& theme, const StartOptions& options, con
   if (place.lock)
     QObject::connect(&listener.emplace(program.application().locations().dataFolder), &InstanceListener::requested,
                      open);
-  if (!options.dataFolder) QObject::connect(&bus.emplace(), &SessionBus::requested, open);
+  if (isOfTheDesktop(program.application().locations())) {
+    QObject::connect(&bus.emplace(), &SessionBus::requested, open);
+  }
   QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, &window,
                    [&window](QSessionManager& manager) { endWithSession(manager, *window.end()); });
 
@@ -129,6 +165,7 @@ int start(int argc, char** argv, const StartOptions& options) {
   const Place place = takePlace(locations.dataFolder, options.request);
   if (place.isOfAnother) return EXIT_SUCCESS;
 
+  expectDisplay(argc, argv);
   const QGuiApplication application(argc, argv);
   QGuiApplication::setApplicationName(QStringLiteral("Ravant"));
   QGuiApplication::setDesktopFileName(QStringLiteral("com.ravant.Ravant"));
@@ -143,7 +180,7 @@ int start(int argc, char** argv, const StartOptions& options) {
     try {
       program.emplace(locations);
     } catch (const std::exception& error) {
-      if (decideOn(locations, error) == StartTrouble::Decision::quit) return EXIT_FAILURE;
+      if (decideOn(locations, error, theme) == StartTrouble::Decision::quit) return EXIT_FAILURE;
       continue;
     }
     return show(*program, theme, options, place);

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "core/conversation_state.hpp"
+#include "core/store/store_error.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -53,31 +54,43 @@ void RunEnds::lookAt(ConversationId conversation) {
 }
 
 awaitable<void> RunEnds::look(ConversationId conversation) {
-  do {
-    looking_[conversation] = Look::once;
-    co_await lookOnce(conversation);
-  } while (looking_[conversation] == Look::again);
+  try {
+    do {
+      looking_[conversation] = Look::once;
+      co_await lookOnce(conversation);
+    } while (looking_[conversation] == Look::again);
+  } catch (const StoreError&) {
+    looking_.erase(conversation);
+    throw;
+  }
   looking_.erase(conversation);
 }
 
 awaitable<void> RunEnds::lookOnce(ConversationId conversation) {
   const auto summary = co_await alive(window_.application().conversations().conversation(conversation));
-  if (summary && summary->run) {
-    running_.insert(conversation);
-    co_return;
-  }
-  const bool wasRunning = running_.erase(conversation) > 0;
+  const bool runs = summary && summary->run;
+  const bool wasRunning = runs ? !running_.insert(conversation).second : running_.erase(conversation) > 0;
   if (!summary) co_return;
   TranscriptReader& transcripts = window_.application().transcripts();
   const auto last = co_await alive(transcripts.last(conversation));
   if (!last) co_return;
   const auto prompt = co_await alive(transcripts.promptOf(last->id));
-  const auto* const message = prompt ? std::get_if<UserMessage>(&prompt->detail) : nullptr;
-  if (!message || !message->endReason || (!wasRunning && prompt->createdAt < begunAt_)) co_return;
-  const auto told = told_.find(conversation);
-  if (told != told_.end() && told->second == prompt->id) co_return;
-  told_.insert_or_assign(conversation, prompt->id);
-  if (const auto kind = kindOf(*message->endReason)) tell(*summary, *kind);
+  if (!prompt) co_return;
+  // Behind one that ends, the next of its queue can have begun by now.
+  const auto [seen, isFirst] = prompts_.try_emplace(conversation, prompt->id);
+  if (const auto before = std::exchange(seen->second, prompt->id); before != prompt->id) {
+    if (const auto ended = co_await alive(transcripts.item(before))) tellEndOf(*ended, *summary, wasRunning);
+  }
+  if (!runs) tellEndOf(*prompt, *summary, wasRunning);
+}
+
+void RunEnds::tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning) {
+  const auto* const message = std::get_if<UserMessage>(&prompt.detail);
+  if (!message || !message->endReason || (!wasRunning && prompt.createdAt < begunAt_)) return;
+  const auto told = told_.find(summary.conversation.id);
+  if (told != told_.end() && told->second == prompt.id) return;
+  told_.insert_or_assign(summary.conversation.id, prompt.id);
+  if (const auto kind = kindOf(*message->endReason)) tell(summary, *kind);
 }
 
 void RunEnds::tell(const ConversationSummary& summary, RunEnd::Kind kind) {

@@ -49,6 +49,8 @@ class RunEnds : public QObject, public ViewModel {
   void lookAt(ConversationId conversation);
   awaitable<void> look(ConversationId conversation);
   awaitable<void> lookOnce(ConversationId conversation);
+  /// Once, and only where it has ended since this is there, or was seen to run.
+  void tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning);
   void tell(const ConversationSummary& summary, RunEnd::Kind kind);
   void speak(const QString& words);
 
@@ -56,6 +58,7 @@ class RunEnds : public QObject, public ViewModel {
   Timestamp begunAt_;
   std::map<ConversationId, Look> looking_;
   std::set<ConversationId> running_;
+  std::map<ConversationId, ConversationItemId> prompts_;  ///< the last one that was seen
   std::map<ConversationId, ConversationItemId> told_;  ///< the prompt whose end was told last
   QString spoken_;
   QTimer silence_;

@@ -12,6 +12,8 @@ Item {
     property bool current: false
     /// In a list that floats, the selected row is the only one that stands out: `PointerChoice` selects what is pointed at.
     property bool floats: false
+    /// Whether a menu for it is open.
+    property bool hasMenu: false
     readonly property bool hovered: pointer.hovered
     default property alias content: inside.data
     readonly property bool hasFocus: current && (ListView.view?.activeFocus ?? false)
@@ -37,7 +39,7 @@ Item {
         Rectangle {
             anchors { fill: parent; leftMargin: Theme.unit; rightMargin: Theme.unit }
             radius: 6
-            color: row.selected ? row.floats ? Theme.raisedSelected : Theme.selected : row.hovered && !row.floats ? Theme.hover : "transparent"
+            color: row.selected ? row.floats ? Theme.raisedSelected : Theme.selected : (row.hovered && !row.floats) || row.hasMenu ? Theme.hover : "transparent"
             border { width: row.hasFocus && LastInput.byKeys ? 2 : 0; color: Theme.accent }
         }
     }

@@ -25,7 +25,6 @@ TitledPanel {
 
     function choose(row: int) { if (rows.count === 0) searchInstead(); else { close(); rows.choose(row) } }
     function searchInstead() { if (canSearchInstead) { searches = true; rows.open(); rows.query = field.text } }
-    function openWith(query: string) { close(); searches = false; open(); field.text = query; rows.query = query }
 
     Item {
         id: inside
@@ -106,7 +105,6 @@ TitledPanel {
     }
 
     CommandHandler { command: "showPalette"; onTriggered: { popup.close(); popup.searches = false; popup.open() } }
-    CommandHandler { command: "newConversationInOtherProject"; onTriggered: popup.openWith("New Conversation ") }
     CommandHandler { command: "searchEverything"; onTriggered: { popup.close(); popup.searches = true; popup.open() } }
     Connections {
         target: Workbench

@@ -6,6 +6,7 @@
 
 #include "app/window_settings.hpp"
 #include "desktop/program/shown_keys.hpp"
+#include "platform/async/on_pool.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -17,6 +18,15 @@ DesktopWindow* theWindow = nullptr;
 template <class Wanted, class Selection>
 const Wanted* selected(const std::optional<Selection>& selection) {
   return selection ? std::get_if<Wanted>(&*selection) : nullptr;
+}
+
+QList<QUrl> foldersAmong(const QList<QUrl>& files) {
+  QList<QUrl> folders;
+  std::ranges::copy_if(files, std::back_inserter(folders), [](const QUrl& file) {
+    std::error_code unreadable;
+    return file.isLocalFile() && std::filesystem::is_directory(file.toLocalFile().toStdString(), unreadable);
+  });
+  return folders;
 }
 
 QString fromText(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
@@ -120,6 +130,36 @@ awaitable<void> DesktopWindow::show(OpenRequest request) {
   }
 }
 
+void DesktopWindow::addProjectFolders(const QList<QUrl>& folders) { start(addAll(folders)); }
+
+awaitable<void> DesktopWindow::addAll(QList<QUrl> folders) {
+  std::optional<ProjectId> last;
+  for (const QUrl& url : folders) {
+    if (!url.isLocalFile()) {
+      notices_.tellError(tr("%1 is not a folder of this machine").arg(url.toDisplayString()));
+      continue;
+    }
+    try {
+      last = co_await alive(projectIn(application_, url.toLocalFile().toStdString()));
+    } catch (const std::runtime_error& error) {
+      notices_.tellError(QString::fromUtf8(error.what()));
+    }
+  }
+  if (last) startNewConversation(textOf(*last));
+}
+
+void DesktopWindow::takeDropped(const QList<QUrl>& files) { start(sort(files)); }
+
+awaitable<void> DesktopWindow::sort(QList<QUrl> dropped) {
+  const QList<QUrl> folders =
+      co_await alive(onPool(application_.modelContainer()->work(), [dropped] { return foldersAmong(dropped); }));
+  QList<QUrl> files;
+  std::ranges::copy_if(dropped, std::back_inserter(files), [&](const QUrl& url) { return !folders.contains(url); });
+  const bool isWritten = detailKind() == DetailKind::Conversation || detailKind() == DetailKind::NewConversation;
+  if (!files.isEmpty() && isWritten) Q_EMIT filesDropped(files);
+  co_await addAll(isWritten ? folders : dropped);
+}
+
 void DesktopWindow::openItem(ConversationId conversation, ProjectId project, ConversationItemId item,
                              const QString& words) {
   state_->openConversation(conversation, project);
@@ -134,11 +174,12 @@ void DesktopWindow::searchFor(const QString& words) { Q_EMIT searchRequested(wor
 
 void DesktopWindow::openConversation(const QString& conversation, const QString& project) {
   state_->openConversation(idOf<ConversationId>(conversation), idOf<ProjectId>(project));
+  focusPrompt();
 }
 
 void DesktopWindow::startNewConversation(const QString& project) {
   state_->startNewConversation(idOf<ProjectId>(project));
-  perform(WindowCommand::focusInput);
+  focusPrompt();
 }
 
 void DesktopWindow::showLatest() { runCommand(WindowCommand::allConversations); }
@@ -161,7 +202,7 @@ void DesktopWindow::runCommand(WindowCommand command) { start(run(command)); }
 
 awaitable<void> DesktopWindow::run(WindowCommand command) {
   co_await alive(state_->run(command));
-  if (command == WindowCommand::newConversation) perform(WindowCommand::focusInput);
+  if (command == WindowCommand::newConversation) focusPrompt();
 }
 
 bool DesktopWindow::canRun(const QString& command, int) const {
@@ -213,6 +254,7 @@ CommandHandler* DesktopWindow::handlerOf(WindowCommand command) const {
 void DesktopWindow::windowChanged() {
   Q_EMIT selectionChanged();
   commandsChanged();
+  Q_EMIT selectionShown();
 }
 
 void DesktopWindow::perform(WindowCommand command) {

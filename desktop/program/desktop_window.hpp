@@ -3,6 +3,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QStringList>
+#include <QUrl>
 #include <memory>
 #include <vector>
 
@@ -102,6 +103,10 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   /// Searches all conversations for the words.
   Q_INVOKABLE void searchFor(const QString& words);
 
+  /// Gives the keyboard to the prompt of what is shown, where there is one.
+  Q_INVOKABLE void focusPrompt() { perform(WindowCommand::focusInput); }
+
+  /// The keyboard is in the prompt behind these two.
   Q_INVOKABLE void openConversation(const QString& conversation, const QString& project);
   Q_INVOKABLE void startNewConversation(const QString& project);
   Q_INVOKABLE void showLatest();
@@ -125,9 +130,16 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
 
  public Q_SLOTS:
   void commandsChanged();
+  /// Makes a project of each and shows the page for a new conversation in the last one. A folder that is a project
+  /// already is shown likewise; what becomes none is told with the reason.
+  void addProjectFolders(const QList<QUrl>& folders);
+  /// What was dropped anywhere on the window: folders become projects, files go to who takes them.
+  void takeDropped(const QList<QUrl>& files);
 
  Q_SIGNALS:
   void selectionChanged();
+  /// Behind `selectionChanged`, when the parts of the window show it.
+  void selectionShown();
   void commandsRevisionChanged();
   void activeChanged();
   void endVisibleChanged();
@@ -135,6 +147,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void settingsChanged();
   void awaitedChanged();
   void raised(const QString& activationToken);
+  /// Onto the window, for the prompt that is written in it.
+  void filesDropped(const QList<QUrl>& files);
   /// Of the conversation that is shown, behind `selectionChanged`. `words` are what was searched for, as typed: the
   /// last one may be a beginning.
   void itemRequested(ravant::ConversationItemId item, const QString& words);
@@ -149,6 +163,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   std::optional<KeySequence> keysOf(const QString& command) const;
 
   awaitable<void> show(OpenRequest request);
+  awaitable<void> addAll(QList<QUrl> folders);
+  awaitable<void> sort(QList<QUrl> dropped);
   awaitable<void> run(WindowCommand command);
 
   void windowChanged() override;

@@ -52,7 +52,7 @@ void openFile(const SettingsFile& settings, const FilePlace& place) {
                                            place.file.string(), setting::kEditor));
     }
     if (QDesktopServices::openUrl(QUrl::fromLocalFile(file))) return;
-    throw std::runtime_error(fmt::format("The desktop opens {} with nothing. Name an editor in the settings: \"{}\".",
+    throw std::runtime_error(fmt::format("No program opens {}. Set an editor (\"{}\") in the settings file.",
                                          place.file.string(), setting::kEditor));
   }
   QStringList words = commandFor(editor, place);

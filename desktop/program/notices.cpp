@@ -11,8 +11,25 @@ constexpr std::chrono::seconds kTimeToUndo(8);
 }  // namespace
 
 void Notices::tell(const QString& text, std::function<void()> undo, std::function<void()> settle) {
-  add({.id = ++lastId_, .text = text, .isError = false, .undo = std::move(undo), .settle = std::move(settle)});
-  QTimer::singleShot(kTimeToUndo, this, [this, id = lastId_] { dismiss(id); });
+  auto time = std::make_unique<QTimer>();
+  time->setSingleShot(true);
+  time->setInterval(kTimeToUndo);
+  connect(time.get(), &QTimer::timeout, this, [this, id = lastId_ + 1] { dismiss(id); }, Qt::QueuedConnection);
+  if (!isHeld_) time->start();
+  add({.id = ++lastId_,
+       .text = text,
+       .isError = false,
+       .undo = std::move(undo),
+       .settle = std::move(settle),
+       .time = std::move(time)});
+}
+
+void Notices::setHeld(bool held) {
+  if (std::exchange(isHeld_, held) == held) return;
+  for (const Notice& notice : notices_) {
+    if (notice.time) held ? notice.time->stop() : notice.time->start();
+  }
+  Q_EMIT heldChanged();
 }
 
 void Notices::tellError(const QString& text) {

@@ -4,7 +4,8 @@
 #include <QAbstractListModel>
 #include <QTimer>
 #include <functional>
-#include <list>
+#include <memory>
+#include <vector>
 
 namespace ravant::desktop {
 
@@ -13,19 +14,24 @@ class Notices : public QAbstractListModel {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("belongs to the window")
+  /// While the user is at one of them, none goes by itself.
+  Q_PROPERTY(bool held READ isHeld WRITE setHeld NOTIFY heldChanged)
 
  public:
   enum Role { idRole = Qt::UserRole, textRole, isErrorRole, canUndoRole };
 
   using QAbstractListModel::QAbstractListModel;
 
-  /// Stays for eight seconds. With `undo` it has a button; `settle` is called once the way back is over, also at the
-  /// end of the program.
+  /// Stays for eight seconds, which begin anew where it was held. With `undo` it has a button; `settle` is called once
+  /// the way back is over, also at the end of the program.
   void tell(const QString& text, std::function<void()> undo = {}, std::function<void()> settle = {});
   /// Stays until it is dismissed; one that is shown already is not shown twice.
   void tellError(const QString& text);
   /// Settles all of them.
   void settleAll();
+
+  bool isHeld() const { return isHeld_; }
+  void setHeld(bool held);
 
   Q_INVOKABLE void undo(int id);
   Q_INVOKABLE void dismiss(int id);
@@ -34,6 +40,9 @@ class Notices : public QAbstractListModel {
   QVariant data(const QModelIndex& index, int role) const override;
   QHash<int, QByteArray> roleNames() const override;
 
+ Q_SIGNALS:
+  void heldChanged();
+
  private:
   struct Notice {
     int id;
@@ -41,6 +50,7 @@ class Notices : public QAbstractListModel {
     bool isError;
     std::function<void()> undo;
     std::function<void()> settle;
+    std::unique_ptr<QTimer> time = {};  ///< null for one that stays
   };
 
   void add(Notice notice);
@@ -48,6 +58,7 @@ class Notices : public QAbstractListModel {
   std::vector<Notice>::iterator find(int id);
 
   int lastId_ = 0;
+  bool isHeld_ = false;
   std::vector<Notice> notices_;
 };
 

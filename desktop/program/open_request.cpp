@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "app/project_of_folder.hpp"
 #include "platform/async/on_pool.hpp"
 #include "platform/text/utf8.hpp"
 
@@ -11,20 +12,30 @@ namespace {
 
 constexpr std::size_t kFewestCharacters = 6;
 
-std::filesystem::path folderAt(const std::filesystem::path& path) {
+std::filesystem::path folderAt(const std::filesystem::path& path, const std::vector<Project>& projects) {
+  const std::string shown = repairUtf8(path.string());
   std::error_code fault;
   std::filesystem::path folder = std::filesystem::canonical(path, fault);
-  if (fault) throw std::runtime_error(fmt::format("{}: {}", path.string(), fault.message()));
-  if (!std::filesystem::is_directory(folder)) throw std::runtime_error(path.string() + " is not a folder");
-  if (!isValidUtf8(folder.string())) throw std::runtime_error("a project's path must be valid UTF-8");
+  if (fault) throw std::runtime_error(fmt::format("{}: {}", shown, fault.message()));
+  if (!std::filesystem::is_directory(folder, fault)) throw std::runtime_error(shown + " is not a folder");
+  if (!isValidUtf8(folder.string())) throw std::runtime_error(shown + ": a project's path must be valid UTF-8");
+  const bool isKnown = std::ranges::find(projects, folder.string(), &Project::path) != projects.end();
+  const auto objection = isKnown ? std::nullopt : objectionTo({}, folder, homeFolder());
+  if (objection) {
+    throw std::runtime_error(
+        fmt::format("{} does not become a project: {}, and an agent may change everything in a project's folder", shown,
+                    *objection));
+  }
   return folder;
 }
 
 }  // namespace
 
 awaitable<ProjectId> projectIn(Application& application, std::filesystem::path folder) {
-  const std::filesystem::path found =
-      co_await onPool(application.modelContainer()->work(), [path = std::move(folder)] { return folderAt(path); });
+  const auto look = [path = std::move(folder), known = co_await application.projects().projects()] {
+    return folderAt(path, known);
+  };
+  const std::filesystem::path found = co_await onPool(application.modelContainer()->work(), look);
   const std::string name = found.has_filename() ? found.filename().string() : found.string();
   co_return (co_await application.projects().create(found, name)).id;
 }

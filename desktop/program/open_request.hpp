@@ -20,7 +20,8 @@ struct OpenRequest {
   bool operator==(const OpenRequest&) const = default;
 };
 
-/// The project in the folder, which becomes one where it is none. Throws `std::runtime_error` for what is no folder.
+/// The project in the folder, which becomes one where it is none. Throws `std::runtime_error` with the reason for what
+/// cannot be one, or should not: the root of the file system, or a home folder.
 awaitable<ProjectId> projectIn(Application& application, std::filesystem::path folder);
 
 /// The one conversation whose id begins so. Throws `std::runtime_error` where there is none, or more than one.

@@ -17,13 +17,21 @@ constexpr Log kLog("com.ravant.desktop", "OrderlyEnd");
 
 /// Whoever ends a group of processes can send each of them the signal twice: what comes so soon is the same wish.
 constexpr std::chrono::milliseconds kOneWish(300);
+/// A prompt that waited begins within it behind the one before.
+constexpr std::chrono::seconds kUntilIdle(2);
 
 }  // namespace
 
 OrderlyEnd::OrderlyEnd(Application& application, DesktopWindow& window)
     : application_(application),
       window_(window),
-      signals_(InterfaceLoop::instance().executor(), SIGTERM, SIGINT, SIGHUP) {}
+      signals_(InterfaceLoop::instance().executor(), SIGTERM, SIGINT, SIGHUP) {
+  idle_.setSingleShot(true);
+  idle_.setInterval(kUntilIdle);
+  connect(&idle_, &QTimer::timeout, this, [this] {
+    if (state_ == State::Background && runs() == 0) stopAndQuit();
+  });
+}
 
 int OrderlyEnd::runs() const { return static_cast<int>(application_.runners().activeConversations().size()); }
 
@@ -50,6 +58,7 @@ void OrderlyEnd::keepRunning() {
 
 void OrderlyEnd::cancel() {
   runsChanged_.reset();
+  idle_.stop();
   if (state_ == State::Asking || state_ == State::Background) setState(State::Open);
 }
 
@@ -79,8 +88,14 @@ void OrderlyEnd::setState(State state) {
 awaitable<void> OrderlyEnd::endWhenIdle() {
   runsChanged_ = application_.notifications().observe(std::string(kActiveConversationsChanged),
                                                       InterfaceLoop::instance().executor());
-  while (state_ == State::Background && runs() > 0) co_await alive(runsChanged_->next());
-  if (state_ == State::Background) stopAndQuit();
+  while (state_ == State::Background && runsChanged_) {
+    if (runs() > 0) {
+      idle_.stop();
+    } else {
+      idle_.start();
+    }
+    co_await alive(runsChanged_->next());
+  }
 }
 
 awaitable<void> OrderlyEnd::end() {

@@ -2,6 +2,7 @@
 
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
+#include <QTimer>
 #include <boost/asio/signal_set.hpp>
 
 #include "app/application.hpp"
@@ -25,7 +26,7 @@ class OrderlyEnd final : public QObject, public ViewModel {
   Q_PROPERTY(int runs READ runs NOTIFY stateChanged)
 
  public:
-  /// `Background`: the window is hidden until the last run is over, and then the program ends.
+  /// `Background`: the window is hidden until the last run is over and none follows, and then the program ends.
   enum class State { Open, Asking, Background, Ending, Ended };
   Q_ENUM(State)
 
@@ -58,6 +59,7 @@ class OrderlyEnd final : public QObject, public ViewModel {
   DesktopWindow& window_;
   State state_ = State::Open;
   asio::signal_set signals_;
+  QTimer idle_;
   std::shared_ptr<NotificationObserver> runsChanged_;  ///< null unless the program waits in the background
 };
 

@@ -36,7 +36,7 @@ FocusScope {
         Row {
             id: buttons
 
-            anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            anchors { right: parent.right; rightMargin: Theme.unit * 1.5; verticalCenter: parent.verticalCenter }
             IconButton {
                 iconName: "archive"
                 name: conversationList.archived ? qsTr("Conversations that are not archived") : qsTr("Archived conversations")
@@ -51,9 +51,9 @@ FocusScope {
             }
         }
     }
-    Divider { id: headLine; anchors { top: head.bottom; left: parent.left; right: parent.right } height: 1 }
+    Divider { anchors { bottom: head.bottom; left: parent.left; right: parent.right } height: 1 }
     PlainLabel {
-        anchors { top: headLine.bottom; topMargin: Theme.unit * 4; left: parent.left; right: parent.right; margins: Theme.unit * 4 }
+        anchors { top: head.bottom; topMargin: Theme.unit * 4; left: parent.left; right: parent.right; margins: Theme.unit * 4 }
         visible: conversationList.read && conversationList.count === 0
         text: conversationList.archived ? qsTr("No archived conversation.") : qsTr("No conversation yet.")
         color: Theme.dim
@@ -73,7 +73,7 @@ FocusScope {
         function rename() { renamed = currentRow?.conversationId ?? ""; }
         function leaveRename() { renamed = ""; forceActiveFocus(); }
 
-        anchors { top: headLine.bottom; bottom: parent.bottom; left: parent.left; right: parent.right }
+        anchors { top: head.bottom; bottom: parent.bottom; left: parent.left; right: parent.right }
         topMargin: Theme.unit
         model: conversationList
         clip: true
@@ -88,17 +88,19 @@ FocusScope {
         Accessible.role: Accessible.List
         Accessible.name: conversationList.title
         Accessible.focusable: true
+        onHeightChanged: if (currentIndex >= 0) positionViewAtIndex(currentIndex, ListView.Contain)
         onActiveFocusChanged: if (activeFocus && currentIndex < 0) currentIndex = Math.max(0, conversationList.rowOfConversation(Workbench.conversation))
         Keys.onPressed: event => currentIndex = conversationList.rowByKey(currentIndex, event.key)
         Keys.onReturnPressed: conversationList.open(currentIndex)
         Keys.onEnterPressed: conversationList.open(currentIndex)
-        Keys.onSpacePressed: conversationList.open(currentIndex)
-        Keys.onDeletePressed: conversationActions.remove(currentRow?.conversationId ?? "")
+        Keys.onSpacePressed: { conversationList.open(currentIndex); forceActiveFocus() }
+        Keys.onDeletePressed: { conversationActions.remove(currentRow?.conversationId ?? ""); forceActiveFocus() }
         Keys.onMenuPressed: showMenu()
         delegate: ConversationRow {
             width: list.width
             current: ListView.isCurrentItem && !renames
             selected: conversationId === Workbench.conversation
+            hasMenu: ListView.isCurrentItem && menu.visible
             renames: list.renamed !== "" && list.renamed === conversationId
             onClicked: { list.currentIndex = index; list.forceActiveFocus(); conversationList.open(index) }
             onMenuRequested: { list.currentIndex = index; menu.popup() }

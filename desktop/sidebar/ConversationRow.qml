@@ -36,13 +36,15 @@ ListRow {
         anchors { left: parent.left; leftMargin: Theme.unit * 9; right: aside.left; rightMargin: Theme.unit * 2 }
         y: row.note === "" ? (row.height - height) / 2 : Theme.unit * 1.5
         visible: !row.renames
+        horizontalAlignment: Text.AlignLeft
         text: row.title
-        color: Theme.text
+        color: row.stateWord === "" && !row.selected ? Theme.dim : Theme.text
         font.weight: row.stateWord === "unread" ? Font.Medium : Font.Normal
     }
     PlainLabel {
         anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 3; bottom: parent.bottom; bottomMargin: Theme.unit * 1.5 }
         visible: row.note !== "" && !row.renames
+        horizontalAlignment: Text.AlignLeft
         text: row.note
         color: Theme.faint
         font.pixelSize: Theme.secondarySize
@@ -58,7 +60,7 @@ ListRow {
     Loader {
         id: editor
 
-        anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        anchors { left: words.left; leftMargin: -Theme.unit * 2; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: words.verticalCenter }
         active: row.renames
         sourceComponent: RowEditor { implicitHeight: Theme.rowHeight - Theme.unit }
         onLoaded: (item as RowEditor).begin(row.title)

@@ -13,6 +13,7 @@ ListView {
     required property ProjectTree tree
     required property ProjectActions projects
     required property ConversationActions conversations
+    required property bool listShown
     /// The project or conversation whose name is being changed.
     property string renamed
     /// The project that the pointer holds, and the row in front of which it would be put.
@@ -20,6 +21,7 @@ ListView {
     property int dropRow: -1
 
     readonly property TreeRow currentRow: currentItem as TreeRow
+    readonly property string selectedProject: listShown ? Workbench.contentProject : Workbench.conversation !== "" ? "" : Workbench.newConversationProject !== "" ? Workbench.newConversationProject : Workbench.contentProject
     readonly property MenuPopup menu: currentRow?.isProject ? projectMenu : conversationMenu
 
     function rename(row: int) { currentIndex = row; renamed = currentRow?.ownId ?? ""; }
@@ -36,18 +38,21 @@ ListView {
     Accessible.name: qsTr("Projects")
     Accessible.focusable: true
 
+    onHeightChanged: if (currentIndex >= 0) positionViewAtIndex(currentIndex, ListView.Contain)
     onActiveFocusChanged: if (activeFocus && currentIndex < 0) currentIndex = Math.max(0, tree.rowOfShown())
     Keys.onPressed: event => currentIndex = tree.rowByKey(currentIndex, event.key)
     Keys.onReturnPressed: tree.open(currentIndex)
     Keys.onEnterPressed: tree.open(currentIndex)
-    Keys.onSpacePressed: tree.open(currentIndex)
-    Keys.onDeletePressed: tree.remove(currentIndex)
+    Keys.onSpacePressed: { tree.open(currentIndex); forceActiveFocus() }
+    Keys.onDeletePressed: { tree.remove(currentIndex); forceActiveFocus() }
     Keys.onMenuPressed: showMenu()
 
     delegate: TreeRow {
         width: view.width
         current: ListView.isCurrentItem && !renames
-        selected: isConversation ? conversationId === Workbench.conversation : isProject && projectId === Workbench.contentProject
+        isOpened: isConversation && conversationId === Workbench.conversation
+        selected: isConversation ? isOpened && !view.listShown : isProject && projectId === view.selectedProject
+        hasMenu: ListView.isCurrentItem && view.menu.visible
         renames: view.renamed !== "" && view.renamed === ownId
         onClicked: { view.currentIndex = index; view.forceActiveFocus(); view.tree.open(index) }
         onFolded: { view.currentIndex = index; view.tree.setOpen(index, !isOpen) }

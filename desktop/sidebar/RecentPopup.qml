@@ -4,6 +4,7 @@ import QtQuick
 import Ravant.Controls
 import Ravant.Program
 import Ravant.Sidebar
+import Ravant.Theme
 
 /// The conversations that were shown last: Ctrl Tab walks on, and letting Ctrl go opens.
 TitledPanel {
@@ -18,32 +19,55 @@ TitledPanel {
 
     CommandHandler { id: command; command: "recentConversations"; onTriggered: popup.walk() }
 
-    height: list.contentHeight + topPadding + bottomPadding
+    height: Math.min(heading.height + list.contentHeight + topPadding + bottomPadding, parent.height - upperEdge - Theme.unit * 4)
     onAboutToShow: focusBefore = parent?.Window.activeFocusItem ?? null
     onClosed: focusBefore?.forceActiveFocus()
 
-    contentItem: ListView {
-        id: list
-
-        model: RecentConversations { id: recent; shown: popup.visible }
-        implicitHeight: contentHeight
-        clip: true
+    contentItem: FocusScope {
         focus: true
-        highlightMoveDuration: 0
-        Accessible.role: Accessible.List
-        Accessible.name: popup.title
-        Keys.onReturnPressed: popup.take()
-        Keys.onEnterPressed: popup.take()
-        Keys.onTabPressed: popup.walk()
-        Keys.onReleased: event => { if (event.key === Qt.Key_Control) popup.take() }
 
+        PlainLabel {
+            id: heading
+
+            anchors { top: parent.top; left: parent.left; right: parent.right }
+            height: Theme.rowHeight
+            leftPadding: Theme.unit * 3
+            verticalAlignment: Text.AlignVCenter
+            text: popup.title
+            color: Theme.dim
+            font { pixelSize: Theme.secondarySize; weight: Font.DemiBold }
+        }
+        VerticalScroll {
+            z: 1
+            anchors { top: list.top; bottom: list.bottom; right: list.right }
+            orientation: Qt.Vertical
+            interactive: false
+            size: list.visibleArea.heightRatio
+            position: list.visibleArea.yPosition
+        }
         ReadingOrder { list: list }
+        ListView {
+            id: list
 
-        delegate: ConversationRow {
-            width: list.width
-            current: ListView.isCurrentItem
-            selected: ListView.isCurrentItem
-            onClicked: { list.currentIndex = index; popup.take() }
+            anchors { top: heading.bottom; bottom: parent.bottom; left: parent.left; right: parent.right }
+            model: RecentConversations { id: recent; shown: popup.visible }
+            clip: true
+            focus: true
+            highlightMoveDuration: 0
+            Accessible.role: Accessible.List
+            Accessible.name: popup.title
+            Keys.onReturnPressed: popup.take()
+            Keys.onEnterPressed: popup.take()
+            Keys.onTabPressed: popup.walk()
+            Keys.onReleased: event => { if (event.key === Qt.Key_Control) popup.take() }
+
+            delegate: ConversationRow {
+                width: list.width
+                current: ListView.isCurrentItem
+                selected: ListView.isCurrentItem
+                floats: true
+                onClicked: { list.currentIndex = index; popup.take() }
+            }
         }
     }
 }

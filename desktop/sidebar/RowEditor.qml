@@ -8,7 +8,7 @@ TextLine {
     signal taken(string words)
     signal abandoned
 
-    function begin(words: string) { text = words; selectAll(); forceActiveFocus(); }
+    function begin(words: string) { text = words; select(length, 0); forceActiveFocus(); }
 
     name: qsTr("New name")
     onAccepted: { taken(text); abandoned() }

@@ -8,15 +8,18 @@ import Ravant.Theme
 FocusScope {
     id: sidebar
 
+    /// Whether the list that is selected here stands beside it, and shows which conversation is open.
+    property bool listShown: false
+
     Accessible.role: Accessible.Grouping
     Accessible.name: qsTr("Sidebar")
 
     ProjectTree { id: projectTree; shown: sidebar.visible && sidebar.Window.visibility !== Window.Hidden && sidebar.Window.visibility !== Window.Minimized }
     ProjectActions { id: projectActions }
     ConversationActions { id: conversationActions }
-    ProjectFolders { id: folders }
-    FolderChooser { id: chooser; title: qsTr("Add project"); onChosen: folder => folders.addOne(folder) }
+    FolderChooser { id: chooser; title: qsTr("Add project"); onChosen: folder => Workbench.addProjectFolders([folder]) }
     RecentPopup {}
+    ProjectChooser {}
 
     CommandHandler { command: "addNewProject"; onTriggered: chooser.open() }
     CommandHandler {
@@ -50,7 +53,7 @@ FocusScope {
         IconButton {
             id: pencil
 
-            anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            anchors { right: parent.right; rightMargin: Theme.unit * 1.5; verticalCenter: parent.verticalCenter }
             iconName: "pencil"
             name: qsTr("New conversation")
             keys: Workbench.keys("newConversation", Workbench.commandsRevision)
@@ -64,7 +67,7 @@ FocusScope {
         iconName: "clock"
         text: qsTr("Latest conversations")
         keys: Workbench.keys("allConversations", Workbench.commandsRevision)
-        selected: Workbench.contentKind === Workbench.Latest
+        selected: Workbench.contentKind === Workbench.Latest && (sidebar.listShown || Workbench.conversation === "")
         onClicked: Workbench.showLatest()
     }
     Item {
@@ -80,7 +83,7 @@ FocusScope {
             font { pixelSize: Theme.secondarySize; weight: Font.DemiBold }
         }
         IconButton {
-            anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            anchors { right: parent.right; rightMargin: Theme.unit * 1.5; verticalCenter: parent.verticalCenter }
             iconName: "plus"
             name: qsTr("Add project")
             keys: Workbench.keys("addNewProject", Workbench.commandsRevision)
@@ -101,6 +104,7 @@ FocusScope {
         anchors { top: heading.bottom; bottom: footLine.top; left: parent.left; right: parent.right }
         focus: true
         tree: projectTree
+        listShown: sidebar.listShown
         projects: projectActions
         conversations: conversationActions
     }
@@ -121,7 +125,7 @@ FocusScope {
             Accessible.name: text
         }
         IconButton {
-            anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            anchors { right: parent.right; rightMargin: Theme.unit * 1.5; verticalCenter: parent.verticalCenter }
             iconName: "settings"
             name: qsTr("Settings")
             keys: Workbench.keys("settings", Workbench.commandsRevision)

@@ -19,6 +19,8 @@ ListRow {
     required property bool isOpen
     /// Whether its name is being changed.
     property bool renames: false
+    /// Whether it is the row of the conversation that is shown, be it selected here or in a list.
+    property bool isOpened: false
     readonly property bool isProject: kind === SidebarRows.Project
     readonly property bool isConversation: kind === SidebarRows.Conversation
     /// Of the project or the conversation that it is the row of; else empty.
@@ -70,8 +72,9 @@ ListRow {
             verticalCenter: parent.verticalCenter
         }
         visible: !row.renames
+        horizontalAlignment: Text.AlignLeft
         text: row.title
-        color: row.isQuiet && !row.selected ? Theme.dim : Theme.text
+        color: row.isQuiet && !row.isOpened ? Theme.dim : Theme.text
         font.weight: row.isProject ? Font.DemiBold : row.stateWord === "unread" ? Font.Medium : Font.Normal
     }
     Row {
@@ -104,7 +107,7 @@ ListRow {
     Loader {
         id: editor
 
-        anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        anchors { left: words.left; leftMargin: -Theme.unit * 2; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
         active: row.renames
         sourceComponent: RowEditor { implicitHeight: Theme.rowHeight - Theme.unit }
         onLoaded: (item as RowEditor).begin(row.title)

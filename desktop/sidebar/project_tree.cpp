@@ -112,7 +112,9 @@ void ProjectTree::open(int row) {
 
 // The tree is the list that the conversation was picked from: none is shown beside it.
 void ProjectTree::openConversation(const ListedConversation& conversation) {
-  DesktopWindow::instance().state().setSelection(std::nullopt, conversation.id);
+  DesktopWindow& window = DesktopWindow::instance();
+  window.state().setSelection(std::nullopt, conversation.id);
+  window.focusPrompt();
 }
 
 void ProjectTree::setOpen(int row, bool isOpen) {

@@ -7,11 +7,11 @@ Question {
     id: question
 
     words: Workbench.end.runs === 1 ? qsTr("A prompt is still running") : qsTr("%1 prompts are still running").arg(Workbench.end.runs)
-    explanation: qsTr("Stopped prompts keep what their agents have done so far. In the background they go on, and Ravant ends with the last one.")
+    explanation: qsTr("In the background they finish, then Ravant quits. If stopped, what the agents have done so far is kept.")
     onClosed: if (Workbench.end.state === OrderlyEnd.Asking) Workbench.end.cancel()
 
-    PushButton { text: qsTr("Stop and quit"); weight: PushButton.Primary; onClicked: Workbench.end.stopAndQuit() }
-    PushButton { text: qsTr("Keep running in the background"); onClicked: Workbench.end.keepRunning() }
+    PushButton { text: qsTr("Keep running in the background"); weight: PushButton.Primary; onClicked: Workbench.end.keepRunning() }
+    PushButton { text: qsTr("Stop and quit"); onClicked: Workbench.end.stopAndQuit() }
     PushButton { text: qsTr("Cancel"); onClicked: Workbench.end.cancel() }
 
     Connections {

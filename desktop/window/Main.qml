@@ -25,13 +25,11 @@ Controls.PopupWindow {
     onActiveChanged: Workbench.active = active
     onClosing: close => { close.accepted = false; Workbench.end.request() }
 
-    ProjectFolders { id: folders }
-    DropArea { anchors.fill: parent; keys: ["text/uri-list"]; onDropped: drop => folders.add(drop.urls) }
+    DropArea { anchors.fill: parent; keys: ["text/uri-list"]; onDropped: drop => Workbench.takeDropped(drop.urls) }
     Regions { anchors.fill: parent; focus: true; placement: root.placement }
     CommandKeys {}
     PalettePopup {}
     Attention {}
-    NoticeList { room: root.width - Theme.unit * 8; anchors { bottom: parent.bottom; horizontalCenter: parent.horizontalCenter; bottomMargin: Theme.unit * 4 } }
     EndQuestion {}
     WindowTitle { id: shownTitle }
     CommandHandler { command: "quit"; onTriggered: Workbench.end.request() }

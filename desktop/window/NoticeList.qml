@@ -3,57 +3,81 @@ import Ravant.Controls
 import Ravant.Program
 import Ravant.Theme
 
-/// What the window says for a while, the latest at the bottom.
-Column {
+/// What the window says for a while, the latest at the bottom. While the keyboard or the pointer is at it, all of it stays.
+FocusScope {
     id: list
 
     /// How wide a notice may be.
     required property real room
 
-    spacing: Theme.unit * 2
+    visible: notices.count > 0
+    implicitWidth: column.implicitWidth
+    implicitHeight: column.implicitHeight
+    Accessible.role: Accessible.Grouping
+    Accessible.name: qsTr("Notices")
 
-    Repeater {
-        model: Workbench.notices
+    Binding { target: Workbench.notices; property: "held"; value: list.activeFocus || pointer.hovered }
+    HoverHandler { id: pointer }
+    Column {
+        id: column
 
-        Rectangle {
-            id: notice
+        spacing: Theme.unit * 2
 
-            required property int noticeId
-            required property string text
-            required property bool isError
-            required property bool canUndo
+        Repeater {
+            id: notices
 
-            width: Math.min(list.room, row.implicitWidth + Theme.unit * 7)
-            height: Math.max(Theme.unit * 10, words.implicitHeight + Theme.unit * 4)
-            radius: 12
-            color: isError ? Theme.badGround : Theme.raised
-            border { width: 1; color: Theme.line }
-            Accessible.role: Accessible.AlertMessage
-            Accessible.name: text
+            model: Workbench.notices
 
-            Row {
-                id: row
+            Rectangle {
+                id: notice
 
-                anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
-                spacing: Theme.unit * 3
-                PlainLabel {
-                    id: words
+                required property int noticeId
+                required property string text
+                required property bool isError
+                required property bool canUndo
+                readonly property real besideWords: Theme.unit * 7 + (sign.visible ? sign.width + row.spacing : 0) + (undo.visible ? undo.width + row.spacing : 0) + dismiss.width + row.spacing
 
-                    anchors.verticalCenter: parent.verticalCenter
-                    width: Math.min(implicitWidth, Theme.unit * 100, list.room - Theme.unit * 40)
-                    wrapMode: Text.Wrap
-                    text: notice.text
-                    color: notice.isError ? Theme.bad : Theme.text
-                }
-                PushButton {
-                    visible: notice.canUndo
-                    text: qsTr("Undo")
-                    onClicked: Workbench.notices.undo(notice.noticeId)
-                }
-                IconButton {
-                    iconName: "cross"
-                    name: qsTr("Dismiss")
-                    onClicked: Workbench.notices.dismiss(notice.noticeId)
+                anchors.horizontalCenter: parent?.horizontalCenter
+                width: Math.min(list.room, words.implicitWidth + besideWords, Theme.unit * 150)
+                height: Math.max(Theme.unit * 10, words.implicitHeight + Theme.unit * 4)
+                radius: 12
+                color: isError ? Theme.badGround : Theme.raised
+                border { width: 1; color: Theme.line }
+                Accessible.role: Accessible.AlertMessage
+                Accessible.name: text
+                Keys.onEscapePressed: Workbench.notices.dismiss(noticeId)
+
+                Row {
+                    id: row
+
+                    anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
+                    spacing: Theme.unit * 3
+                    ThemeIcon { id: sign; anchors.verticalCenter: parent.verticalCenter; visible: notice.isError; name: "warning"; color: Theme.bad }
+                    PlainLabel {
+                        id: words
+
+                        anchors.verticalCenter: parent.verticalCenter
+                        width: Math.min(implicitWidth, notice.width - notice.besideWords)
+                        wrapMode: Text.Wrap
+                        elide: Text.ElideNone
+                        text: notice.text
+                    }
+                    PushButton {
+                        id: undo
+
+                        anchors.verticalCenter: parent.verticalCenter
+                        visible: notice.canUndo
+                        text: qsTr("Undo")
+                        onClicked: Workbench.notices.undo(notice.noticeId)
+                    }
+                    IconButton {
+                        id: dismiss
+
+                        anchors.verticalCenter: parent.verticalCenter
+                        iconName: "cross"
+                        name: qsTr("Dismiss")
+                        onClicked: Workbench.notices.dismiss(notice.noticeId)
+                    }
                 }
             }
         }

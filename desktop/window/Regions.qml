@@ -37,7 +37,7 @@ FocusScope {
         color: Theme.sidebar
 
         IconButton {
-            anchors { top: parent.top; topMargin: Theme.unit * 2; horizontalCenter: parent.horizontalCenter }
+            anchors { top: parent.top; topMargin: (Theme.headHeight - height) / 2; horizontalCenter: parent.horizontalCenter }
             iconName: "sidebar"
             name: qsTr("Show sidebar")
             keys: Workbench.keys("toggleSidebar", Workbench.commandsRevision)
@@ -51,7 +51,8 @@ FocusScope {
         z: 2
         anchors { top: parent.top; bottom: parent.bottom; left: parent.left }
         visible: regions.isNarrow ? regions.sidebarLiesOver : regions.placement.sidebarShown
-        width: regions.sidebarWidth
+        width: Math.min(regions.sidebarWidth, regions.width - Theme.unit * 20)
+        listShown: content.visible
         Keys.onEscapePressed: event => { event.accepted = regions.sidebarLiesOver; regions.leaveSidebar() }
     }
     Divider {
@@ -75,7 +76,7 @@ FocusScope {
 
         anchors { top: parent.top; bottom: parent.bottom; left: parent.left; leftMargin: regions.leftOfContent }
         visible: regions.hasContent && (regions.hasRoomForContent || Workbench.detailKind === Workbench.None)
-        width: visible ? regions.contentWidth : 0
+        width: !visible ? 0 : regions.hasRoomForContent ? regions.contentWidth : regions.width - regions.leftOfContent
     }
     Divider {
         id: contentEdge
@@ -98,6 +99,7 @@ FocusScope {
 
         anchors { top: parent.top; bottom: parent.bottom; left: contentEdge.right; right: parent.right }
         focus: true
+        visible: width > Theme.unit
         Accessible.role: Accessible.Grouping
         Accessible.name: qsTr("Conversation")
 
@@ -113,11 +115,17 @@ FocusScope {
             anchors { top: parent.top; bottom: composer.top; left: parent.left; right: parent.right }
             visible: Workbench.detailKind === Workbench.NewConversation
         }
+        Ways {
+            x: Theme.unit * 2
+            y: (Theme.headHeight - height) / 2
+            z: 1
+            visible: Workbench.detailKind !== Workbench.Conversation
+        }
         EmptyState {
             anchors.fill: parent
             visible: Workbench.detailKind === Workbench.None && presence.hasProjects
             words: qsTr("No conversation is selected.")
-            offer: qsTr("Begin a conversation")
+            offer: qsTr("New conversation")
             onAccepted: Workbench.run("newConversation")
         }
         EmptyState {
@@ -142,8 +150,20 @@ FocusScope {
         color: Theme.isDark ? "#80000000" : "#40000000"
         TapHandler { onTapped: regions.leaveSidebar() }
     }
-    ProjectPresence { id: presence }
-    RegionRing { id: ring; regions: [sidebar, content, detail] }
+    NoticeList {
+        id: notices
+
+        z: 3
+        x: Math.round(stage.x + (stage.width - width) / 2)
+        y: Math.max(Theme.unit * 2, stage.height - (stage === detail ? composer.implicitHeight : 0) - height - Theme.unit * 2)
+        room: stage.width - Theme.unit * 8
+
+        readonly property Item stage: detail.width >= Theme.unit * 60 ? detail : regions
+    }
+    ProjectPresence { id: presence; onChanged: if (isEmpty) ring.enter(detail) }
+    RegionRing { id: ring; regions: [notices, sidebar, content, detail] }
+    KeyboardKeeper { id: keyboard; within: regions; onLost: ring.previous() }
+    Keys.onPressed: event => event.accepted = keyboard.takeKey(event.text, event.modifiers)
     Connections {
         target: Workbench
         function onSelectionChanged() { if (regions.sidebarLiesOver) regions.leaveSidebar() }

@@ -11,7 +11,7 @@ QtWindow.Window {
     required property StartTrouble trouble
 
     title: "Ravant"
-    width: Theme.unit * 160
+    width: Math.min(Theme.unit * 160, QtWindow.Screen.desktopAvailableWidth - Theme.unit * 8)
     height: Math.max(Theme.unit * 70, words.implicitHeight + Theme.unit * 16)
     minimumWidth: 480
     visible: true
@@ -44,6 +44,7 @@ QtWindow.Window {
         }
         PlainLabel {
             width: parent.width
+            visible: text !== ""
             wrapMode: Text.WrapAnywhere
             text: root.trouble.place
             color: Theme.dim
@@ -74,7 +75,7 @@ QtWindow.Window {
                 onClicked: root.trouble.restore()
             }
             PushButton { text: qsTr("Try again"); focus: true; enabled: !root.trouble.isBusy; onClicked: root.trouble.tryAgain() }
-            PushButton { text: qsTr("Show folder"); onClicked: root.trouble.showFolder() }
+            PushButton { text: qsTr("Show folder"); visible: root.trouble.hasFolder; onClicked: root.trouble.showFolder() }
             PushButton { text: qsTr("Quit"); enabled: !root.trouble.isBusy; onClicked: root.trouble.quit() }
         }
     }

@@ -1,18 +1,33 @@
 #include "desktop/window/project_presence.hpp"
 
+#include "core/store/store_error.hpp"
+
 namespace ravant::desktop {
 
 ProjectPresence::ProjectPresence(DesktopWindow& window, QObject* parent) : QObject(parent), window_(window) {
-  const auto readAgain = [this] { start(read()); };
+  const auto readAgain = [this] { refresh(); };
   connect(&window_.changes(), &StoreChanges::everythingChanged, this, readAgain);
   connect(&window_.changes(), &StoreChanges::projectChanged, this, readAgain);
-  readAgain();
+  refresh();
+}
+
+void ProjectPresence::refresh() {
+  isStale_ = true;
+  if (!std::exchange(isReading_, true)) start(readUntilCurrent());
+}
+
+awaitable<void> ProjectPresence::readUntilCurrent() {
+  try {
+    while (std::exchange(isStale_, false)) co_await read();
+  } catch (const StoreError&) {
+    isReading_ = false;
+    throw;
+  }
+  isReading_ = false;
 }
 
 awaitable<void> ProjectPresence::read() {
-  const auto turn = turns_.take();
   const auto projects = co_await alive(window_.application().projects().projects());
-  if (!turns_.isLatest(turn)) co_return;
   isKnown_ = true;
   hasProjects_ = !projects.empty();
   Q_EMIT changed();

@@ -26,10 +26,14 @@ class ProjectPresence : public QObject, public ViewModel {
   void changed();
 
  private:
+  /// One reading is under way, and one more waits for all that is announced meanwhile.
+  void refresh();
+  awaitable<void> readUntilCurrent();
   awaitable<void> read();
 
   DesktopWindow& window_;
-  Turns turns_;
+  bool isReading_ = false;
+  bool isStale_ = false;
   bool isKnown_ = false;
   bool hasProjects_ = false;
 };

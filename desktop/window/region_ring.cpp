@@ -15,7 +15,7 @@ bool holdsFocus(const QQuickItem* region) {
 bool focus(QQuickItem* region, Qt::FocusReason reason) {
   region->forceActiveFocus(reason);
   QQuickItem* const focused = region->window()->activeFocusItem();
-  if (focused != region && holdsFocus(region)) return true;
+  if (focused != region && holdsFocus(region) && focused->isVisible()) return true;
   QQuickItem* const first = region->nextItemInFocusChain(true);
   if (!first || !region->isAncestorOf(first)) return false;
   first->forceActiveFocus(reason);

@@ -18,7 +18,14 @@ Appearance appearanceOf(const SettingsFile& settings) {
   return wanted == setting::kLight ? Appearance::light : Appearance::system;
 }
 
+int zoomOf(const SettingsFile& settings) { return static_cast<int>(settings.integer(setting::kWindowZoom)); }
+
 }  // namespace
+
+void applyLooks(const SettingsFile& settings, Theme& theme) {
+  theme.setAppearance(appearanceOf(settings));
+  theme.setZoom(zoomOf(settings));
+}
 
 SettingsFollower::SettingsFollower(DesktopWindow& window, Theme& theme) : window_(window), theme_(theme) {
   settled_.setSingleShot(true);
@@ -28,6 +35,7 @@ SettingsFollower::SettingsFollower(DesktopWindow& window, Theme& theme) : window
   connect(&watcher_, &QFileSystemWatcher::directoryChanged, &settled_, qOverload<>(&QTimer::start));
   watch();
   apply();
+  connect(&theme_, &Theme::sizesChanged, this, [this] { ownZooms_.append(theme_.zoom()); });
 }
 
 // A file that is replaced is another one, so the folder is watched too.
@@ -55,7 +63,11 @@ void SettingsFollower::load() {
 void SettingsFollower::apply() {
   const SettingsFile& settings = window_.application().settings();
   theme_.setAppearance(appearanceOf(settings));
-  theme_.setZoom(static_cast<int>(settings.integer(setting::kWindowZoom)));
+  // The window's own zoom is written late: what comes back of one that was left again is nobody's wish.
+  const int zoom = zoomOf(settings);
+  if (zoom != fileZoom_ && !ownZooms_.contains(zoom)) theme_.setZoom(zoom);
+  if (zoom == theme_.zoom()) ownZooms_.clear();
+  fileZoom_ = zoom;
   window_.loadKeybindings();
   for (const KeybindingFault& fault : window_.keybindings().faults()) {
     window_.notices()->tellError(

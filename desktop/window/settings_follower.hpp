@@ -9,6 +9,9 @@
 
 namespace ravant::desktop {
 
+/// Has the colours and the zoom be as the settings say.
+void applyLooks(const SettingsFile& settings, Theme& theme);
+
 /// Has what the settings say of the window count as soon as their file changes, whoever changes it: colours, zoom,
 /// keys. What is wrong with the file or with a key is told in the window, and everything stays as it was.
 class SettingsFollower final : public QObject {
@@ -27,6 +30,8 @@ class SettingsFollower final : public QObject {
   Theme& theme_;
   QFileSystemWatcher watcher_;
   QTimer settled_;
+  std::optional<int> fileZoom_;  ///< of the file when it was read last
+  QList<int> ownZooms_;          ///< that the window had meanwhile
 };
 
 }  // namespace ravant::desktop

@@ -33,14 +33,28 @@ bool isOfItsContent(const StoreError& error) {
   return error.kind() == notAStore || error.kind() == damaged || error.kind() == notUpgraded;
 }
 
+QString reasonOf(const Locations& locations, const std::exception& error) {
+  std::error_code unknown;
+  const std::filesystem::path& folder = locations.dataFolder;
+  const bool isNoFolder = std::filesystem::exists(folder, unknown) && !std::filesystem::is_directory(folder, unknown);
+  if (!isNoFolder) return QString::fromUtf8(error.what());
+  return StartTrouble::tr("The data folder %1 is a file, not a folder.").arg(QString::fromStdString(folder.string()));
+}
+
 }  // namespace
 
 StartTrouble::StartTrouble(Locations locations, const std::exception& error)
     : locations_(std::move(locations)),
       place_(dynamic_cast<const SettingsError*>(&error) ? locations_.settingsFile : locations_.dataFolder),
-      reason_(QString::fromUtf8(error.what())) {
+      hasFolder_(std::filesystem::is_directory(place_) || std::filesystem::is_directory(locations_.dataFolder)),
+      reason_(reasonOf(locations_, error)) {
   const auto* const refused = dynamic_cast<const StoreError*>(&error);
   if (refused && isOfItsContent(*refused)) lookForBackups();
+}
+
+QString StartTrouble::place() const {
+  const QString place = QString::fromStdString(place_.string());
+  return reason_.contains(place) ? QString() : place;
 }
 
 StartTrouble::~StartTrouble() { QThreadPool::globalInstance()->waitForDone(); }

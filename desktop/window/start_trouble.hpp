@@ -18,7 +18,9 @@ class StartTrouble : public QObject {
   Q_OBJECT
   QML_ELEMENT
   QML_UNCREATABLE("belongs to the start")
-  Q_PROPERTY(QString place READ place CONSTANT)
+  /// Empty where the reason names it.
+  Q_PROPERTY(QString place READ place NOTIFY changed)
+  Q_PROPERTY(bool hasFolder READ hasFolder CONSTANT)
   Q_PROPERTY(QString reason READ reason NOTIFY changed)
   /// What there is to open instead, in words; empty while that is not known, or where it is no help.
   Q_PROPERTY(QString backupWords READ backupWords NOTIFY changed)
@@ -31,7 +33,8 @@ class StartTrouble : public QObject {
   StartTrouble(Locations locations, const std::exception& error);
   ~StartTrouble() override;
 
-  QString place() const { return QString::fromStdString(place_.string()); }
+  QString place() const;
+  bool hasFolder() const { return hasFolder_; }
   const QString& reason() const { return reason_; }
   const QString& backupWords() const { return backupWords_; }
   bool hasBackup() const { return backup_.has_value(); }
@@ -52,6 +55,7 @@ class StartTrouble : public QObject {
 
   Locations locations_;
   std::filesystem::path place_;
+  bool hasFolder_;
   QString reason_;
   QString backupWords_;
   std::optional<StoreBackup> backup_;

@@ -1,25 +1,40 @@
 #include "desktop/window/window_title.hpp"
 
 #include "core/conversation_state.hpp"
+#include "core/store/store_error.hpp"
 
 namespace ravant::desktop {
 
 WindowTitle::WindowTitle(DesktopWindow& window, QObject* parent) : QObject(parent), window_(window) {
-  const auto readAgain = [this] { start(read()); };
+  const auto readAgain = [this] { refresh(); };
   connect(&window_, &DesktopWindow::selectionChanged, this, readAgain);
   connect(&window_.changes(), &StoreChanges::everythingChanged, this, readAgain);
   connect(&window_.changes(), &StoreChanges::conversationChanged, this, [this, readAgain](ConversationId changed) {
     if (window_.shownConversation() == changed) readAgain();
   });
-  readAgain();
+  refresh();
+}
+
+void WindowTitle::refresh() {
+  isStale_ = true;
+  if (!std::exchange(isReading_, true)) start(readUntilCurrent());
+}
+
+awaitable<void> WindowTitle::readUntilCurrent() {
+  try {
+    while (std::exchange(isStale_, false)) co_await read();
+  } catch (const StoreError&) {
+    isReading_ = false;
+    throw;
+  }
+  isReading_ = false;
 }
 
 awaitable<void> WindowTitle::read() {
-  const auto turn = turns_.take();
   const auto shown = window_.shownConversation();
   const auto summary =
       shown ? co_await alive(window_.application().conversations().conversation(*shown)) : std::nullopt;
-  if (!turns_.isLatest(turn)) co_return;
+  if (shown != window_.shownConversation()) co_return;  // it is read anew
   const QString name = QStringLiteral("Ravant");
   show(summary ? tr("%1 — %2").arg(QString::fromStdString(displayTitle(*summary)), name) : name);
 }

@@ -23,11 +23,15 @@ class WindowTitle : public QObject, public ViewModel {
   void changed();
 
  private:
+  /// One reading is under way, and one more waits for all that is announced meanwhile.
+  void refresh();
+  awaitable<void> readUntilCurrent();
   awaitable<void> read();
   void show(const QString& text);
 
   DesktopWindow& window_;
-  Turns turns_;
+  bool isReading_ = false;
+  bool isStale_ = false;
   QString text_ = QStringLiteral("Ravant");
 };
 

@@ -84,6 +84,19 @@ TEST_F(RunEndsTest, TellsOfARunThatBeganBeforeTheProgram) {
   EXPECT_EQ(ends.spoken(), QStringLiteral("Claude Code finished"));
 }
 
+TEST_F(RunEndsTest, TellsOfOneThatFinishedThoughTheNextRuns) {
+  RunEnds ends(workbench.window(), nullptr);
+  follow(ends);
+  begin(conversation);
+  workbench.settle();
+  // Behind the look at the one that runs.
+  for (int look = 0; look < 4; ++look) await(workbench.application().conversations().conversations({}));
+  await(items()->endRun(conversation, "", PromptOutcome::finished));
+  begin(conversation);
+  EXPECT_TRUE(until([&] { return !told.empty(); }));
+  EXPECT_THAT(told, ElementsAre("Claude Code finished"));
+}
+
 TEST_F(RunEndsTest, LeadsFromOneThatNeedsTheUserToTheNext) {
   std::vector<ConversationId> ids;
   const auto listed = [&] { return await(workbench.application().conversations().conversations({})); };

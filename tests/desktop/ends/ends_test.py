@@ -2,6 +2,7 @@
 """How the window begins and ends, and what it leaves: `ends_test.py RAVANT_DESKTOP RAVANT`."""
 
 import json
+import re
 import signal
 import sqlite3
 import sys
@@ -40,8 +41,15 @@ class Ends(DesktopCase):
         self.desktop.wait_until(lambda: self.projects() == [str(self.work)], "the project")
         self.desktop.launch("--data-dir", str(self.desktop.home / "other"))
         self.desktop.wait_for("frame", "Ravant")
-        self.assertEqual(self.desktop.end(), 0)
+        other = self.desktop.program
         self.desktop.program = first
+        self.assertEqual(self.desktop.end(), 0)
+        # What the desktop asks of Ravant is not for one over a data folder of its own, also where that is alone.
+        self.assertFalse(self.has_name())
+        self.desktop.program = other
+        self.assertEqual(self.desktop.end(), 0)
+        self.desktop.start(RAVANT_DATA_DIR=str(self.desktop.home / "other"))
+        self.assertFalse(self.has_name())
         self.assertEqual(self.desktop.end(), 0)
 
     def test_what_a_killed_one_left_keeps_no_start_away_and_its_selection_is_back(self):
@@ -83,7 +91,7 @@ class Ends(DesktopCase):
         store = self.desktop.data / "store.sqlite"
         store.write_text("This is no store.\n" * 1000, encoding="utf-8")
         self.desktop.start()
-        self.desktop.wait_for(name=str(self.desktop.data))
+        self.desktop.wait_for(name=re.compile(re.escape(str(self.desktop.data))))
         self.desktop.press(self.desktop.find("push button", "Quit"))
         self.assertEqual(self.desktop.wait_for_end(), 1)
         self.desktop.start()
@@ -92,6 +100,23 @@ class Ends(DesktopCase):
         self.desktop.press(self.desktop.find("push button", "Try again"))
         self.desktop.wait_for("panel", "Sidebar", ["showing"])
         self.assertEqual(self.desktop.end(), 0)
+
+    def test_a_data_folder_that_is_none_is_told_once_and_a_signal_ends_it(self):
+        file = self.desktop.home / "notes.txt"
+        file.write_text("x", encoding="utf-8")
+        self.desktop.start("--data-dir", str(file))
+        self.desktop.wait_for(name=f"The data folder {file} is a file, not a folder.")
+        self.assertEqual(len(self.desktop.find_all(name=re.compile(re.escape(str(file))), states=["showing"])), 1)
+        self.assertIsNone(self.desktop.find("push button", "Show folder", ["showing"]))
+        self.assertEqual(self.desktop.end(), 1)
+
+    def test_without_a_display_it_says_so(self):
+        environment = {name: value for name, value in self.desktop.environment.items()
+                       if name not in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM")}
+        done = subprocess.run([self.program], env=environment, cwd=self.work, stdin=subprocess.DEVNULL,
+                              capture_output=True, text=True, timeout=60, check=False)
+        self.assertEqual((done.returncode, done.stdout), (1, ""))
+        self.assertRegex(done.stderr, "^ravant-desktop: there is no display: [^\n]*\n$")
 
     def test_a_run_in_flight_is_asked_about_and_leaves_no_process(self):
         self.start_with_a_run()

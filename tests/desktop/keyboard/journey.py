@@ -160,7 +160,7 @@ class KeyboardJourney(DesktopCase):
         self.desktop.keys("Ctrl+Shift+A")
         self.wait_for("push button", "Undo")
         self.desktop.wait_until(lambda: "Greeting" not in self.names("Projects"), "it to leave the sidebar")
-        self.step_to("Tab", "push button", "Undo")
+        self.step_to("F6", "push button", "Undo")
         self.desktop.keys("Enter")
         self.wait_for_row("Projects", "Greeting")
 
@@ -219,7 +219,7 @@ class KeyboardJourney(DesktopCase):
         self.step_to("Up", "list item", "Queued: two")
         self.desktop.keys("Delete")
         self.wait_for_names("Queued prompts", "Queued: four", "Queued: three")
-        self.step_to("Tab", "push button", "Undo")
+        self.step_to("F6", "push button", "Undo")
         self.desktop.keys("Enter")
         self.wait_for_names("Queued prompts", "Queued: two", "Queued: four", "Queued: three")
 

@@ -12,7 +12,9 @@ namespace {
 
 using desktop::CommandHandler;
 using desktop::DesktopWindow;
+using desktop::Notices;
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 TEST(DesktopWindowTest, ShowsWhatItShowedBeforeItsEnd) {
   TemporaryFolder folder;
@@ -86,6 +88,65 @@ TEST(DesktopWindowTest, LeavesAConversationThatAnotherWriterRemoves) {
   await(workbench.application().conversations().deleteConversation(conversation));
 
   EXPECT_TRUE(until([&] { return workbench.window().conversation().isEmpty(); }));
+}
+
+struct WindowAndFoldersTest : testing::Test {
+  static QUrl url(const std::filesystem::path& path) {
+    return QUrl::fromLocalFile(QString::fromStdString(path.string()));
+  }
+
+  std::vector<std::string> told() {
+    std::vector<std::string> words;
+    const Notices& shown = *window.notices();
+    for (int row = 0; row < shown.rowCount(); ++row) {
+      words.push_back(shown.data(shown.index(row), Notices::textRole).toString().toStdString());
+    }
+    return words;
+  }
+
+  Workbench workbench;
+  DesktopWindow& window = workbench.window();
+  const Project project = workbench.addProject("weather");
+  const std::filesystem::path home = workbench.folder().path();
+  const std::filesystem::path file = workbench.folder().write("notes.txt", "x");
+};
+
+TEST_F(WindowAndFoldersTest, MakesProjectsOfFoldersAndTellsWhyOthersAreNone) {
+  const std::filesystem::path fresh = home / "fresh";
+  std::filesystem::create_directory(fresh);
+  window.addProjectFolders({url(file), url("/"), url(home), url(home / "nowhere"),
+                            QUrl(QStringLiteral("https://example.org/x")), url(fresh)});
+  ASSERT_TRUE(until([&] { return !window.newConversationProject().isEmpty(); }));
+  EXPECT_THAT(told(), ElementsAre(HasSubstr("notes.txt is not a folder"), HasSubstr("root of the file system"),
+                                  HasSubstr("it is your home folder"), HasSubstr("No such file"),
+                                  HasSubstr("not a folder of this machine")));
+  const auto projects = await(workbench.application().projects().projects());
+  ASSERT_EQ(projects.size(), 2U);
+  EXPECT_EQ(projects.back().path, std::filesystem::canonical(fresh).string());
+  EXPECT_EQ(window.newConversationProject(), desktop::textOf(projects.back().id));
+
+  window.addProjectFolders({url(project.path)});
+  EXPECT_TRUE(until([&] { return window.newConversationProject() == desktop::textOf(project.id); })) << "it is known";
+}
+
+TEST_F(WindowAndFoldersTest, RefusesTheHomeFolderOfAStartToo) {
+  window.open({.project = home});
+  EXPECT_TRUE(until([&] { return !told().empty(); }));
+  EXPECT_THAT(told(), ElementsAre(HasSubstr("it is your home folder")));
+  EXPECT_EQ(await(workbench.application().projects().projects()).size(), 1U);
+}
+
+TEST_F(WindowAndFoldersTest, GivesDroppedFilesToThePromptThatIsWritten) {
+  QList<QUrl> taken;
+  QObject::connect(&window, &DesktopWindow::filesDropped, [&](const QList<QUrl>& files) { taken += files; });
+  window.takeDropped({url(file)});
+  EXPECT_TRUE(until([&] { return !told().empty(); }));
+  EXPECT_THAT(taken, testing::IsEmpty());
+
+  window.startNewConversation(desktop::textOf(workbench.addProject("tiles").id));
+  window.takeDropped({url(file), url(project.path)});
+  EXPECT_TRUE(until([&] { return window.newConversationProject() == desktop::textOf(project.id); }));
+  EXPECT_THAT(taken, ElementsAre(url(file)));
 }
 
 }  // namespace

@@ -1,12 +1,8 @@
 #include <gmock/gmock.h>
 
-#include <QUrl>
-#include <fstream>
-
 #include "desktop/sidebar/conversation_actions.hpp"
 #include "desktop/sidebar/conversation_list.hpp"
 #include "desktop/sidebar/project_actions.hpp"
-#include "desktop/sidebar/project_folders.hpp"
 #include "desktop/sidebar/project_tree.hpp"
 #include "tests/desktop/sidebar/shown_rows.hpp"
 #include "tests/support/store.hpp"
@@ -19,7 +15,6 @@ using desktop::ConversationList;
 using desktop::DesktopWindow;
 using desktop::Notices;
 using desktop::ProjectActions;
-using desktop::ProjectFolders;
 using desktop::ProjectTree;
 using desktop::textOf;
 using testing::ElementsAre;
@@ -142,32 +137,6 @@ TEST_F(SidebarRemovalTest, DeletesAtTheEndOfTheProgramWhatWasNotUndone) {
   }
   await(workbench.window().close());
   EXPECT_TRUE(until([&] { return stored() == 1; }));
-}
-
-TEST_F(SidebarRemovalTest, MakesProjectsOfFoldersAndTellsWhyOthersAreNone) {
-  ProjectFolders folders;
-  DesktopWindow& window = workbench.window();
-  const auto url = [](const std::filesystem::path& path) {
-    return QUrl::fromLocalFile(QString::fromStdString(path.string()));
-  };
-  ::setenv("HOME", workbench.folder().path().c_str(), 1);
-  const std::filesystem::path file = workbench.folder().write("notes.txt", "x");
-  const std::filesystem::path fresh = workbench.folder() / "fresh";
-  std::filesystem::create_directory(fresh);
-
-  folders.add({url(file), url("/"), url(workbench.folder().path()), url(workbench.folder() / "nowhere"),
-               QUrl(QStringLiteral("https://example.org/x")), url(fresh)});
-  ASSERT_TRUE(until([&] { return !window.newConversationProject().isEmpty(); }));
-  EXPECT_THAT(notices(), ElementsAre(HasSubstr("notes.txt is not a folder"), HasSubstr("root of the file system"),
-                                     HasSubstr("it is your home folder"), HasSubstr("No such file"),
-                                     HasSubstr("not a folder of this machine")));
-  const auto projects = await(workbench.application().projects().projects());
-  ASSERT_EQ(projects.size(), 2U);
-  EXPECT_EQ(projects.back().path, std::filesystem::canonical(fresh).string());
-  EXPECT_EQ(window.newConversationProject(), textOf(projects.back().id));
-
-  folders.addOne(url(std::filesystem::path(project.path)));
-  EXPECT_TRUE(until([&] { return window.newConversationProject() == textOf(project.id); })) << "it is one already";
 }
 
 }  // namespace

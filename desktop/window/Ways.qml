@@ -1,0 +1,22 @@
+import QtQuick
+import Ravant.Controls
+import Ravant.Program
+import Ravant.Theme
+
+/// Back and forward where what is shown has no head of its own.
+Row {
+    IconButton {
+        iconName: "chevron-left"
+        name: qsTr("Back")
+        keys: Workbench.keys("goBack", Workbench.commandsRevision)
+        enabled: Workbench.canRun("goBack", Workbench.commandsRevision)
+        onClicked: Workbench.run("goBack")
+    }
+    IconButton {
+        iconName: "chevron-right"
+        name: qsTr("Forward")
+        keys: Workbench.keys("goForward", Workbench.commandsRevision)
+        enabled: Workbench.canRun("goForward", Workbench.commandsRevision)
+        onClicked: Workbench.run("goForward")
+    }
+}

@@ -1,0 +1,152 @@
+#!/usr/bin/python3 -B
+"""Where the keyboard is after each way through the window: `keyboard_test.py RAVANT_DESKTOP RAVANT`."""
+
+import re
+import sys
+from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
+
+# pylint: disable=wrong-import-position
+from accessible import walk  # noqa: E402
+from desktop_case import DesktopCase  # noqa: E402
+
+
+class Keyboard(DesktopCase):
+    def setUp(self):
+        super().setUp()
+        self.register_agent()
+        for title in ("apples", "birds", "cherries"):
+            self.run_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", title)
+
+    def has_keyboard(self, role, name=None):
+        return self.desktop.wait_for(role, name, ["focused", "showing"])
+
+    def shows(self, title):
+        self.desktop.wait_for("frame", f"{title} — Ravant")
+
+    def expect_writing(self, title):
+        """What is typed is in the prompt of the conversation, and in no other one."""
+        self.shows(title)
+        self.has_keyboard("text", "Prompt")
+        self.desktop.wait_until(lambda: self.prompt() == "", "its own prompt")
+        self.desktop.type("a word")
+        self.desktop.wait_until(lambda: self.prompt() == "a word", "what was typed")
+        self.desktop.keys("Ctrl+A", "Del")
+        self.desktop.wait_until(lambda: self.prompt() == "", "an empty prompt")
+
+    def prompt(self):
+        return self.desktop.find("text", "Prompt", ["showing"]).text
+
+    def to_tree(self):
+        self.desktop.keys("Ctrl+L")
+        self.has_keyboard("text", "Prompt")
+        self.desktop.keys("F6")
+        self.has_keyboard("list item")
+
+    def focused_region(self):
+        for region in self.desktop.find_all("panel", None, ["showing"]):
+            if region.name and any("focused" in found.states for found, _ in walk(region)):
+                return region.name
+        return None
+
+    def test_what_is_shown_is_written_in(self):
+        self.desktop.start()
+        self.desktop.keys("Alt+Down")
+        self.expect_writing("cherries")
+        self.desktop.keys("Alt+Down")
+        self.expect_writing("birds")
+        self.desktop.keys("Alt+Left")
+        self.expect_writing("cherries")
+        self.desktop.keys("Ctrl+Tab", "Enter")
+        self.expect_writing("birds")
+        self.desktop.keys("Ctrl+K")
+        self.has_keyboard("text", "Go to or run")
+        self.desktop.type("apples")
+        self.desktop.wait_for("list item", re.compile("^apples"), ["selected"], self.desktop.find("list", "Results"))
+        self.desktop.keys("Enter")
+        self.expect_writing("apples")
+        self.desktop.end()
+        self.desktop.start()
+        self.expect_writing("apples")
+        self.desktop.end()
+
+    def test_what_closes_gives_the_keyboard_back(self):
+        self.desktop.start()
+        self.desktop.keys("Alt+Down")
+        self.has_keyboard("text", "Prompt")
+        for opened, what in (("Ctrl+K", "Go to or run"), ("Ctrl+Shift+F", "Search everything"),
+                             ("Ctrl+M", "Choose or type a model")):
+            self.desktop.keys(opened)
+            self.has_keyboard("text", what)
+            self.desktop.keys("Esc")
+            self.expect_writing("cherries")
+        self.desktop.keys("Ctrl+O")
+        self.desktop.wait_for("dialog", "Add project")
+        self.desktop.keys("Esc")
+        self.desktop.wait_gone("dialog", "Add project", ["showing"])
+        self.expect_writing("cherries")
+        self.desktop.end()
+
+    def test_a_list_is_walked_and_left(self):
+        self.desktop.start()
+        self.desktop.keys("Alt+Down")
+        self.shows("cherries")
+        self.to_tree()
+        self.desktop.keys("Down", "Space")
+        self.shows("birds")
+        self.has_keyboard("list item", "birds")
+        self.desktop.type("w")
+        self.has_keyboard("text", "Prompt")
+        self.desktop.wait_until(lambda: self.prompt() == "w", "the letter that the list has no use for")
+        self.desktop.keys("BackSpace")
+        self.to_tree()
+        self.desktop.keys("Enter")
+        self.expect_writing("birds")
+
+        self.to_tree()
+        self.desktop.keys("Delete")
+        self.shows("apples")
+        self.has_keyboard("list item")
+        self.desktop.keys("Shift+F6", "Shift+F6")
+        self.desktop.keys("F6")
+        self.desktop.wait_until(lambda: self.focused_region() == "Notices", "the keyboard at the notice")
+        self.has_keyboard("push button", "Undo")
+        self.desktop.keys("Enter")
+        self.expect_writing("birds")
+
+        self.desktop.keys("Ctrl+Shift+A")
+        self.desktop.wait_for("push button", "Undo")
+        self.desktop.wait_until(lambda: self.focused_region() == "Conversation", "the keyboard in what is shown")
+        self.desktop.keys("F6")
+        self.has_keyboard("push button", "Undo")
+        self.desktop.keys("Esc")
+        self.desktop.wait_gone("push button", "Undo")
+        self.desktop.wait_until(lambda: self.focused_region() == "Conversation", "the keyboard in what is shown")
+        self.desktop.end()
+
+    def test_a_project_is_chosen_for_a_new_conversation(self):
+        other = self.desktop.home / "tiles"
+        other.mkdir()
+        self.desktop.start()
+        self.desktop.keys("Ctrl+Shift+N")
+        self.has_keyboard("text", "Prompt")  # there is no choice yet
+        self.run_ravant("project", "add", str(other))
+        self.desktop.wait_for("list item", "tiles", [], self.desktop.find("tree", "Projects"))
+        self.desktop.keys("Ctrl+Shift+N")
+        self.has_keyboard("text", "New conversation in")
+        self.assertEqual([row.name for row in self.choices()], [f"work, {self.work}", f"tiles, {other}"])
+        self.desktop.type("tile")
+        self.desktop.wait_until(lambda: len(self.choices()) == 1, "the one that is meant")
+        self.desktop.keys("Enter")
+        self.has_keyboard("text", "Prompt")
+        self.desktop.wait_for("heading", "tiles", ["showing"])
+        self.desktop.end()
+
+    def choices(self):
+        rows = self.desktop.find_all("list item", None, ["showing"], self.desktop.find("list", "Projects to choose from"))
+        return sorted(rows, key=lambda row: row.extents[1])
+
+
+if __name__ == "__main__":
+    Keyboard.main(*(str(Path(word).resolve()) for word in sys.argv[1:3]), *sys.argv[3:])
