@@ -13,6 +13,8 @@ FocusScope {
     /// The row at which the walk by keys stands; -1 while the keyboard is elsewhere.
     readonly property int keyboardRow: list.activeFocus ? list.currentIndex : -1
     property bool follows: true
+    /// From other rows to the place in them that is gone to: no row that stands elsewhere is made.
+    property bool isReplacing: false
     property int selectionAnchor: -1
     property string hoveredLink
     property RowText textSelection
@@ -67,9 +69,16 @@ FocusScope {
         follows = false
         rows.showMore(row)
     }
+    function enter(row: int) {
+        if (isReplacing && row < 0) list.positionViewAtEnd()
+        else if (isReplacing) list.positionViewAtIndex(row, ListView.Beginning)
+        settle()
+    }
+    function settle() { isReplacing = false }
     /// To where the reader left: so much of the row is above the upper edge.
     function comeBack(row: int, above: real) {
         follows = false
+        enter(row)
         list.currentIndex = rows.stopOf(row)
         list.positionViewAtIndex(row, ListView.Beginning)
         list.contentY = Math.max(list.originY, Math.min(list.originY + list.contentHeight - list.height, list.contentY + above))
@@ -108,6 +117,7 @@ FocusScope {
         else event.accepted = false
     }
     function arrive(row: int) {
+        enter(row)
         follows = row < 0
         list.currentIndex = row < 0 ? -1 : rows.stopOf(row)
         if (row < 0) list.positionViewAtEnd()
@@ -123,7 +133,8 @@ FocusScope {
         function look() { transcript.rows.showing(indexAt(width / 2, contentY), indexAt(width / 2, contentY + height - 1), (contentY - originY) / Math.max(1, height), (originY + contentHeight - contentY - height) / Math.max(1, height)); keepPlace(indexAt(width / 2, contentY)) }
         function keepPlace(row: int) { if (row >= 0) transcript.rows.keepPlace(transcript.follows ? -1 : row, contentY - (itemAtIndex(row)?.y ?? contentY)) }
 
-        anchors.fill: parent
+        width: parent.width
+        height: transcript.isReplacing ? 0 : parent.height
         focus: true
         activeFocusOnTab: true
         model: transcript.rows
@@ -166,6 +177,8 @@ FocusScope {
     }
     Connections {
         target: transcript.rows
+        function onModelAboutToBeReset() { transcript.isReplacing = true }
+        function onModelReset() { Qt.callLater(transcript.settle) }
         function onJumped(row) { transcript.arrive(row) }
         function onReturned(row, above) { transcript.comeBack(row, above) }
         function onPlaced(row) { transcript.follows = false; list.currentIndex = transcript.rows.stopOf(row); places.show(row) }

@@ -1,6 +1,19 @@
 #include "desktop/conversation/live_texts.hpp"
 
 namespace ravant::desktop {
+namespace {
+
+/// Characters by which a stored message is told from another one.
+constexpr std::size_t kTelling = 32;
+
+bool isBeginningOf(const LiveRun& run, std::string_view message) {
+  const GrowingText* const oldest = !run.complete.empty() ? &run.complete.front()
+                                    : run.growing         ? &*run.growing
+                                                          : nullptr;
+  return oldest && message.starts_with(std::string_view(oldest->text).substr(0, kTelling));
+}
+
+}  // namespace
 
 LiveTexts::LiveTexts(StoreChanges& changes) {
   // What was stored meanwhile is not told one by one: it may be what was growing.
@@ -8,7 +21,8 @@ LiveTexts::LiveTexts(StoreChanges& changes) {
     isIncomplete_ = batch.isIncomplete;
     if (!isIncomplete_) return;
     for (auto& [conversation, run] : runs_) {
-      run = {.state = run.state, .isCut = run.isCut || run.growing, .number = run.number + 1};
+      const bool isCut = run.isCut || run.growing;
+      run = {.state = run.state, .isCut = isCut, .wasCut = run.wasCut || isCut, .number = run.number + 1};
     }
   });
   connect(&changes, &StoreChanges::grew, this, &LiveTexts::add);
@@ -26,7 +40,8 @@ const LiveRun* LiveTexts::find(ConversationId conversation) const {
   return run == runs_.end() ? nullptr : &run->second;
 }
 
-std::optional<GrowingText> LiveTexts::replacedBy(ConversationId conversation, ConversationItemKind kind) {
+std::optional<GrowingText> LiveTexts::replacedBy(ConversationId conversation, ConversationItemKind kind,
+                                                 std::string_view text) {
   const auto found = runs_.find(conversation);
   if (found == runs_.end()) return {};
   LiveRun& run = found->second;
@@ -34,17 +49,18 @@ std::optional<GrowingText> LiveTexts::replacedBy(ConversationId conversation, Co
   run.reasoning.clear();
   if (kind != ConversationItemKind::agentMessage) return {};
   if (!run.growing) run.isCut = false;
+  if (run.wasCut && !text.empty() && !isBeginningOf(run, text)) return {};
   if (run.complete.empty()) return std::exchange(run.growing, {});
-  GrowingText text = std::move(run.complete.front());
+  GrowingText replaced = std::move(run.complete.front());
   run.complete.pop_front();
-  return text;
+  return replaced;
 }
 
 void LiveTexts::add(ConversationId conversation, const Growth& growth) {
   LiveRun& run = runs_[conversation];
   const bool isText = growth.kind != GrowthKind::reasoning;
   if (isText && (isIncomplete_ || (run.isCut && !growth.isNewMessage))) {
-    run.isCut = true;
+    run.isCut = run.wasCut = true;
     return;
   }
   if (isText) run.isCut = false;

@@ -26,6 +26,8 @@ struct LiveRun {
   std::optional<RunState> state = {};
   /// What grows began in what was not told: the rest of it is not shown before it is stored.
   bool isCut = false;
+  /// Whether that was so with any text of the run: a message may be stored that never was here.
+  bool wasCut = false;
   /// Of what stands behind the stored items; another one behind others.
   int number = 0;
 };
@@ -40,8 +42,9 @@ class LiveTexts : public QObject {
   /// Null where nothing is known of a run.
   const LiveRun* find(ConversationId conversation) const;
   /// An entry of the transcript was read that stands behind all that was there: takes the growing text that it
-  /// replaces, where it is a message.
-  std::optional<GrowingText> replacedBy(ConversationId conversation, ConversationItemKind kind);
+  /// replaces, where it is a message. `text` is the entry's, where it is known.
+  std::optional<GrowingText> replacedBy(ConversationId conversation, ConversationItemKind kind,
+                                        std::string_view text = {});
   void drop(ConversationId conversation) { runs_.erase(conversation); }
 
   /// The one that is shown: of others, a stored message drops what was growing.

@@ -120,7 +120,7 @@ awaitable<void> TranscriptWindow::doNext(Work& job, Turns::Turn turn) {
   }
   if (turns_.isLatest(turn)) update();
   if (turns_.isLatest(turn) && job.around) {
-    co_await readAround(*job.around, turn);
+    co_await readAround(*job.around, {}, turn);
     job.around.reset();
   }
   if (turns_.isLatest(turn) && job.words) {
@@ -172,7 +172,7 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
   if (!turns_.isLatest(turn)) co_return;
   const bool returns = !target && reading_.place && reading_.place->item != ConversationItemId();
   std::optional<Part> part;
-  if (target || returns) part = co_await partAround(target ? *target : reading_.place->item);
+  if (target || returns) part = co_await partAround(target ? *target : reading_.place->item, {});
   if (!turns_.isLatest(turn)) co_return;
   if (!part) {
     part = co_await partAtEnd();
@@ -233,7 +233,7 @@ awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
         firstUnread_.reset();
         wasAway_ = false;
       }
-      if (auto text = live_.replacedBy(*shown_, kindOf(item.item))) item.key = std::move(text->key);
+      if (auto text = live_.replacedBy(*shown_, kindOf(item.item), item.item.text)) item.key = std::move(text->key);
       replacing_.insert(item.item.id);
     }
     add(std::move(made), Side::back);
@@ -246,14 +246,10 @@ awaitable<void> TranscriptWindow::settleGrowth(std::vector<ConversationItemId>& 
     const ConversationItemId id = inserted.front();
     if (replacing_.erase(id) > 0 || !live_.find(*shown_)) continue;
     // It was read with others, or is beyond what is shown: its text does not grow any more.
-    std::optional<ConversationItemKind> kind;
-    if (const ShownItem* const item = find(id)) {
-      kind = kindOf(item->item);
-    } else if (const auto read = co_await alive(application_.transcripts().item(id))) {
-      kind = kindOf(*read);
-    }
+    const ShownItem* const shownItem = find(id);
+    const auto read = shownItem ? std::optional(shownItem->item) : co_await alive(application_.transcripts().item(id));
     if (!turns_.isLatest(turn)) co_return;
-    if (kind) live_.replacedBy(*shown_, *kind);
+    if (read) live_.replacedBy(*shown_, kindOf(*read), read->text);
   }
 }
 
@@ -275,19 +271,21 @@ awaitable<void> TranscriptWindow::readPage(PageDirection direction, Turns::Turn 
   }
 }
 
-awaitable<void> TranscriptWindow::readAround(ConversationItemId target, Turns::Turn turn) {
+awaitable<void> TranscriptWindow::readAround(ConversationItemId target, std::optional<std::int64_t> position,
+                                             Turns::Turn turn) {
   if (const auto row = rowOf(target)) {
     Q_EMIT jumped(static_cast<int>(*row));
     co_return;
   }
-  auto part = co_await partAround(target);
+  auto part = co_await partAround(target, position);
   if (!turns_.isLatest(turn) || !part) co_return;
   co_await show(*std::move(part), target, turn);
   if (!turns_.isLatest(turn)) co_return;
   if (const auto row = rowOf(target)) Q_EMIT jumped(static_cast<int>(*row));
 }
 
-awaitable<std::optional<TranscriptWindow::Part>> TranscriptWindow::partAround(ConversationItemId target) {
+awaitable<std::optional<TranscriptWindow::Part>> TranscriptWindow::partAround(ConversationItemId target,
+                                                                              std::optional<std::int64_t> position) {
   const ConversationId conversation = *shown_;
   TranscriptReader& reader = application_.transcripts();
   auto item = co_await alive(reader.item(target));
@@ -299,10 +297,13 @@ awaitable<std::optional<TranscriptWindow::Part>> TranscriptWindow::partAround(Co
   auto after = co_await alive(reader.page(conversation, target, PageDirection::after, kJumpItems));
   const bool isLast = after.empty();
   std::ranges::move(after, std::back_inserter(part.items));
-  const auto position = co_await alive(reader.position(target));
-  if (!position) co_return std::nullopt;
+  part.count = count_;
+  if (!position) {
+    position = co_await alive(reader.position(target));
+    if (!position) co_return std::nullopt;
+    part.count = co_await alive(reader.count(conversation));
+  }
   part.first = *position - before;
-  part.count = co_await alive(reader.count(conversation));
   part.isAtEnd = isLast || part.first + static_cast<std::int64_t>(part.items.size()) >= part.count;
   co_return part;
 }
@@ -321,13 +322,12 @@ awaitable<void> TranscriptWindow::show(Part part, std::optional<ConversationItem
 }
 
 awaitable<void> TranscriptWindow::readPlace(double place, Turns::Turn turn) {
-  TranscriptReader& reader = application_.transcripts();
-  const std::int64_t count = co_await alive(reader.count(*shown_));
-  if (!turns_.isLatest(turn) || count == 0) co_return;
-  const auto wanted = std::clamp(static_cast<std::int64_t>(place * static_cast<double>(count)), std::int64_t{0}, count);
+  if (count_ == 0) co_return;
+  const auto wanted =
+      std::clamp(static_cast<std::int64_t>(place * static_cast<double>(count_)), std::int64_t{0}, count_ - 1);
   // The item at the place is the last of those that are followed by the others.
-  const auto target = co_await alive(reader.beforeLast(*shown_, std::max<std::int64_t>(count - wanted - 1, 0)));
-  if (turns_.isLatest(turn) && target) co_await readAround(*target, turn);
+  const auto target = co_await alive(application_.transcripts().beforeLast(*shown_, count_ - wanted - 1));
+  if (turns_.isLatest(turn) && target) co_await readAround(*target, wanted, turn);
 }
 
 awaitable<void> TranscriptWindow::readItem(ConversationItemId id, Turns::Turn turn) {

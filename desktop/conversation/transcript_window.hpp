@@ -269,10 +269,11 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   };
   awaitable<Part> partAtEnd();
   /// Nothing where the item is not, or not any more.
-  awaitable<std::optional<Part>> partAround(ConversationItemId target);
+  awaitable<std::optional<Part>> partAround(ConversationItemId target, std::optional<std::int64_t> position);
   /// In place of all rows.
   awaitable<void> show(Part part, std::optional<ConversationItemId> target, Turns::Turn turn);
-  awaitable<void> readAround(ConversationItemId target, Turns::Turn turn);
+  /// `position` where it is known, with that of the others.
+  awaitable<void> readAround(ConversationItemId target, std::optional<std::int64_t> position, Turns::Turn turn);
   awaitable<void> readPlace(double place, Turns::Turn turn);
   awaitable<void> readSummary(Turns::Turn turn);
   awaitable<void> readBehind(Turns::Turn turn);

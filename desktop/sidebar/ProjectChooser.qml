@@ -11,7 +11,7 @@ TitledPanel {
     id: popup
 
     title: qsTr("New conversation in")
-    height: Math.min(search.height + list.contentHeight + Theme.unit * 6 + topPadding + bottomPadding, parent.height - y - Theme.unit * 4)
+    height: Math.min(search.height + list.contentHeight + Theme.unit * 6 + topPadding + bottomPadding, parent.height - upperEdge - Theme.unit * 4)
     onOpened: search.forceActiveFocus()
 
     function take(row: int) { close(); choices.choose(row) }
@@ -61,6 +61,7 @@ TitledPanel {
                 implicitHeight: Theme.unit * 8
                 name: spokenName
                 selected: ListView.isCurrentItem
+                floats: true
                 onClicked: popup.take(index)
 
                 PlainLabel {
