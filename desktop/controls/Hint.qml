@@ -9,12 +9,13 @@ import Ravant.Theme
 Basic.ToolTip {
     id: hint
 
-    required property T.Control control
+    /// Nothing where `visible` says when.
+    property T.Control control: null
     property string keys
     /// Whether the control was pressed since the pointer came.
     property bool isDone: false
 
-    visible: text !== "" && (control.hovered && !isDone || control.visualFocus && LastInput.byKeys)
+    visible: text !== "" && control !== null && (control.hovered && !isDone || control.visualFocus && LastInput.byKeys)
     delay: 600
     timeout: 5000
     margins: Theme.unit

@@ -8,7 +8,7 @@ TextEdit {
 
     required property RowItem row
     /// Whether the whole of a block is, so that what is stored of it can stand for it.
-    readonly property bool isAllSelected: selectionStart === 0 && selectionEnd === length && row.opensBlock && row.closesBlock && row.hiddenLines === 0
+    readonly property bool isAllSelected: selectionStart === 0 && selectionEnd === length && row.opensBlock && row.closesBlock && row.more === ""
 
     readOnly: true
     selectByMouse: true

@@ -31,8 +31,8 @@ MenuPopup {
         delegate: MenuEntry {
             required property string modelData
 
-            text: qsTr("Open %1").arg(menu.rows.linkTarget(modelData))
-            onTriggered: menu.followed(modelData)
+            text: qsTr("Open %1").arg((menu as TranscriptMenu).rows.linkTarget(modelData))
+            onTriggered: (menu as TranscriptMenu).followed(modelData)
         }
         onObjectAdded: (index, object) => menu.insertItem(4 + index, object as MenuEntry)
         onObjectRemoved: (index, object) => menu.removeItem(object as MenuEntry)

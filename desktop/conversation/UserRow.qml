@@ -7,10 +7,10 @@ Item {
     id: message
 
     required property RowItem row
-    readonly property int top: row.opensBlock ? Theme.unit * 3 : 0
-    readonly property int bottom: !row.closesBlock ? 0 : more.visible ? Theme.unit * 2 : Theme.unit
+    readonly property int above: row.opensBlock ? Theme.unit * 3 : 0
+    readonly property int below: !row.closesBlock ? 0 : more.visible ? Theme.unit * 2 : Theme.unit
 
-    implicitHeight: column.implicitHeight + top + bottom
+    implicitHeight: column.implicitHeight + above + below
     clip: !row.opensBlock || !row.closesBlock
 
     Rectangle {
@@ -24,7 +24,7 @@ Item {
         id: column
 
         x: Theme.unit * 3
-        y: message.top
+        y: message.above
         width: parent.width - Theme.unit * 6
         RowText {
             row: message.row

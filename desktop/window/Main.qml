@@ -2,7 +2,6 @@ import QtQuick
 import Ravant.Attention
 import Ravant.Palette
 import Ravant.Program
-import Ravant.Sidebar
 import Ravant.Theme
 import Ravant.Controls as Controls
 import Ravant.Window

@@ -87,7 +87,7 @@ FocusScope {
     }
     ResizeHandle {
         anchors { top: parent.top; bottom: parent.bottom; horizontalCenter: contentEdge.horizontalCenter }
-        visible: content.visible
+        visible: content.visible && regions.hasRoomForContent
         name: qsTr("Width of the list")
         value: regions.placement.contentWidth
         minimumValue: 240

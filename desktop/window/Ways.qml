@@ -1,7 +1,6 @@
 import QtQuick
 import Ravant.Controls
 import Ravant.Program
-import Ravant.Theme
 
 /// Back and forward where what is shown has no head of its own.
 Row {

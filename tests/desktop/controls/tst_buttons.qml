@@ -51,6 +51,7 @@ Item {
                 spy.target = button
                 spy.clear()
                 button.forceActiveFocus(Qt.TabFocusReason)
+                keyClick(Qt.Key_F1)
                 verify(ring(button).visible)
                 press()
                 compare(spy.count, 1, press)

@@ -5,6 +5,7 @@ import json
 import re
 import signal
 import sqlite3
+import subprocess
 import sys
 from contextlib import closing
 from pathlib import Path

@@ -126,12 +126,16 @@ class Pictures(DesktopCase):
         written.replace(self.desktop.settings)
 
     def looks_so(self, appearance, zoom):
-        x, y, width, height = self.desktop.find("frame", None, ["showing"]).extents
+        frame = self.desktop.find("frame", None, ["showing"])
+        if not frame:
+            return False
+        x, y, width, height = frame.extents
         middle = self.desktop.pixels()[2][y + height // 2][x * 3:(x + width) * 3]
         is_dark = sum(middle) / len(middle) < 128
         if is_dark != (appearance == "dark"):
             return False
-        return (self.desktop.find("push button", None, ["showing"]).extents[3] > HIGH_BUTTON) == (zoom == 200)
+        button = self.desktop.find("push button", None, ["showing"])
+        return button and (button.extents[3] > HIGH_BUTTON) == (zoom == 200)
 
     def wait_until_still(self):
         """Until two looks at the window are the same; where something runs, which moves, until all has its place."""
@@ -199,7 +203,8 @@ class Pictures(DesktopCase):
         self.take("no-agent")
         self.register_agent("exit 1")
         (self.desktop.programs / "agent").unlink()
-        self.desktop.press(self.desktop.find("push button", "Scan again", ["showing"]))
+        self.desktop.end()
+        self.desktop.start()
         self.desktop.wait_for("push button", "Set its path", ["showing"])
         self.take("agent-trouble")
         self.desktop.end()

@@ -22,15 +22,15 @@ Item {
 
         readonly property var blank: ({ index: 0, keyboardRow: -1, item: "", isFirst: true, isLast: true, opensBlock: true,
             closesBlock: true, isOpen: false, isGrowing: false, canAct: false, outcome: TranscriptWindow.NoOutcome, level: 0,
-            hiddenLines: 0, html: "", words: "", label: "", detail: "", iconName: "", isSelected: false, paint: null })
+            more: "", links: [], place: 0, html: "", words: "", label: "", detail: "", iconName: "", isSelected: false, paint: null })
         readonly property var kinds: [
-            { name: "user", kind: TranscriptWindow.UserMessage, html: root.sentence.repeat(4), hiddenLines: 12 },
+            { name: "user", kind: TranscriptWindow.UserMessage, html: root.sentence.repeat(4), more: "Show 12 more lines" },
             { name: "prose", kind: TranscriptWindow.Prose, html: root.sentence.repeat(4) },
             { name: "growing", kind: TranscriptWindow.Prose, html: root.sentence, isGrowing: true },
             { name: "heading", kind: TranscriptWindow.Heading, level: 2, html: root.sentence },
             { name: "quotation", kind: TranscriptWindow.Quotation, html: root.sentence.repeat(4) },
             { name: "table", kind: TranscriptWindow.Table, html: "<table><tr><td>a</td><td>" + root.sentence + "</td></tr></table>" },
-            { name: "code", kind: TranscriptWindow.Code, label: "cpp", words: root.sentence + "\n" + root.sentence, hiddenLines: 1 },
+            { name: "code", kind: TranscriptWindow.Code, label: "cpp", words: root.sentence + "\n" + root.sentence, more: "Show 1 more line" },
             { name: "rule", kind: TranscriptWindow.Rule },
             { name: "group", kind: TranscriptWindow.ToolGroup, label: "Ran 3 commands", words: "git log --oneline " + root.sentence,
                 detail: "1.2 s", outcome: TranscriptWindow.Running, isOpen: false },
@@ -68,6 +68,8 @@ Item {
             const width = text instanceof Text ? Math.min(text.contentWidth, text.width) : text.contentWidth
             return text.mapToItem(row, text.leftPadding, 0, width, Math.min(text.height, text.contentHeight))
         }
+        /// Below the last line of prose, whose lines stand apart, is nothing to be seen.
+        function leading(text) { return text instanceof TextEdit && text.textFormat === TextEdit.RichText ? text.font.pixelSize * 0.55 : 0 }
         function luminance(colour) {
             const part = value => value <= 0.03928 ? value / 12.92 : Math.pow((value + 0.055) / 1.055, 2.4)
             return 0.2126 * part(colour.r) + 0.7152 * part(colour.g) + 0.0722 * part(colour.b)
@@ -100,7 +102,7 @@ Item {
             for (const { item, inside } of shown) {
                 const where = place(item, row)
                 verify(contrast(item.color, Theme.window) > 2.5, "colour of " + item.text)
-                verify(where.y >= -0.5 && where.y + where.height <= row.height + 0.5, "%1 from %2 to %3 in %4".arg(item.text).arg(where.y).arg(where.y + where.height).arg(row.height))
+                verify(where.y >= -0.5 && where.y + where.height - leading(item) <= row.height + 0.5, "%1 from %2 to %3 in %4".arg(item.text).arg(where.y).arg(where.y + where.height).arg(row.height))
                 verify(item.contentHeight <= item.height + 0.5, item.text)
                 if (inside) continue
                 verify(where.x >= 0 && where.x + where.width <= row.width + 0.5, "%1 to %2 in %3".arg(item.text).arg(where.x + where.width).arg(row.width))

@@ -1,9 +1,9 @@
 #!/usr/bin/python3 -B
 """Walks the accessibility tree of the window in the states it can be in: `walk.py RAVANT_DESKTOP RAVANT`.
 
-In each state: whatever takes focus has a name and a place in the window, no name is twice in one list, and rows are told
-from the top to the bottom. And every button that is there does something when a screen reader presses it, and what scripts
-look for is found by its name.
+In each state: whatever takes focus has a name and a place in the window, no name is twice in one list but in a
+transcript, where people and agents repeat themselves, and rows are told from the top to the bottom. And every button
+that is there does something when a screen reader presses it, and what scripts look for is found by its name.
 """
 
 import re
@@ -58,12 +58,10 @@ def faults(root):
             if role in LISTS:
                 rows = [child for child in accessible.children if "showing" in child.states and child.name]
                 names = [child.name for child in rows]
-                if role in ("list", "tree"):
-                    tops = [child.extents[1] for child in rows]
-                    found += [f'"{names[at]}" is told after what stands below it in {accessible!r}'
-                              for at in range(1, len(tops)) if tops[at] < tops[at - 1]]
+                found += [f'{after!r} is told after what stands below it in {accessible!r}' for before, after in
+                          zip(rows, rows[1:]) if role in ("list", "tree") and after.extents[1] < before.extents[1]]
                 found += [f'"{twice}" is {names.count(twice)} times in {accessible!r}'
-                          for twice in sorted(set(names)) if names.count(twice) > 1]
+                          for twice in sorted(set(names)) if accessible.name != "Transcript" and names.count(twice) > 1]
         except Gone:
             continue
     return found
