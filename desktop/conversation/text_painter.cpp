@@ -92,15 +92,20 @@ void TextPainter::paint() {
   document->setIndentWidth(5 * Theme::instance().unit());
   if (!highlighter_ && marked_.isEmpty() && !code_) return;
   if (!highlighter_) highlighter_ = new Highlighter(document, *this);
-  if (!growth_)
-    growth_ = connect(document, &QTextDocument::contentsChange, this, [this] {
-      const int before = position_;
-      lookForPlace();
-      if (position_ != before) QTimer::singleShot(0, highlighter_, &QSyntaxHighlighter::rehighlight);
-    });
+  if (!growth_) growth_ = connect(document, &QTextDocument::contentsChange, this, &TextPainter::lookAgain);
   folded_ = foldedForSearch(marked_.toStdString());
   lookForPlace();
   highlighter_->rehighlight();
+}
+
+// In the midst of a change the document cannot be asked where anything stands.
+void TextPainter::lookAgain() {
+  if (place_ <= 0 && position_ < 0) return;
+  QTimer::singleShot(0, this, [this] {
+    const int before = position_;
+    if (document_ && document_->textDocument()) lookForPlace();
+    if (position_ != before && highlighter_) highlighter_->rehighlight();
+  });
 }
 
 void TextPainter::lookForPlace() {

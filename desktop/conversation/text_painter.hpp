@@ -42,6 +42,7 @@ class TextPainter : public QObject {
   class Highlighter;
 
   void paint();
+  void lookAgain();
   void lookForPlace();
 
   QQuickTextDocument* document_ = nullptr;

@@ -69,7 +69,7 @@ Item {
             return text.mapToItem(row, text.leftPadding, 0, width, Math.min(text.height, text.contentHeight))
         }
         /// Below the last line of prose, whose lines stand apart, is nothing to be seen.
-        function leading(text) { return text instanceof TextEdit && text.textFormat === TextEdit.RichText ? text.font.pixelSize * 0.55 : 0 }
+        function leading(text) { return text instanceof TextEdit && text.textFormat === TextEdit.RichText ? text.font.pixelSize * 0.6 : 0 }
         function luminance(colour) {
             const part = value => value <= 0.03928 ? value / 12.92 : Math.pow((value + 0.055) / 1.055, 2.4)
             return 0.2126 * part(colour.r) + 0.7152 * part(colour.g) + 0.0722 * part(colour.b)
