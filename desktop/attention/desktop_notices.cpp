@@ -58,8 +58,7 @@ void DesktopNotices::show(const RunEnd& end) {
   if (window_.isLookingAt(end.conversation) || !settings.boolean(setting::kDesktopNotifications)) return;
   QDBusConnection bus = QDBusConnection::sessionBus();
   if (!bus.isConnected()) return;
-  auto* const call =
-      new QDBusPendingCallWatcher(bus.asyncCall(noticeOf(end, settings.boolean(setting::kBell))), this);
+  auto* const call = new QDBusPendingCallWatcher(bus.asyncCall(noticeOf(end, settings.boolean(setting::kBell))), this);
   connect(call, &QDBusPendingCallWatcher::finished, this, [this, call, conversation = end.conversation] {
     const QDBusPendingReply<uint> number = *call;
     call->deleteLater();
@@ -72,8 +71,7 @@ void DesktopNotices::open(uint notice, const QString& action) {
   if (found == shown_.end() || action != kOpen) return;
   const Shown shown = found->second;
   shown_.erase(found);
-  window_.open(
-      {.conversation = shown.conversation.text(), .activationToken = shown.activationToken.toStdString()});
+  window_.open({.conversation = shown.conversation.text(), .activationToken = shown.activationToken.toStdString()});
 }
 
 void DesktopNotices::takeToken(uint notice, const QString& token) {

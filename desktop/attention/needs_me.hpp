@@ -1,7 +1,7 @@
 #pragma once
 
-#include <QObject>
 #include <QtQml/qqmlregistration.h>
+#include <QObject>
 
 #include "desktop/loop/view_model.hpp"
 #include "desktop/program/desktop_window.hpp"

@@ -1,8 +1,8 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QTimer>
-#include <QtQml/qqmlregistration.h>
 #include <map>
 #include <set>
 
@@ -59,7 +59,7 @@ class RunEnds : public QObject, public ViewModel {
   std::map<ConversationId, Look> looking_;
   std::set<ConversationId> running_;
   std::map<ConversationId, ConversationItemId> prompts_;  ///< the last one that was seen
-  std::map<ConversationId, ConversationItemId> told_;  ///< the prompt whose end was told last
+  std::map<ConversationId, ConversationItemId> told_;     ///< the prompt whose end was told last
   QString spoken_;
   QTimer silence_;
 };

@@ -36,8 +36,8 @@ class ViewModel {
   ViewModel() = default;
   ~ViewModel() = default;
 
-  /// Runs a member coroutine on the interface's loop, unless the object is gone before its first step. What it throws is
-  /// announced by `InterfaceLoop::failed`.
+  /// Runs a member coroutine on the interface's loop, unless the object is gone before its first step. What it throws
+  /// is announced by `InterfaceLoop::failed`.
   void start(awaitable<void> operation) { InterfaceLoop::instance().spawn(whileAlive(life_, std::move(operation))); }
 
   /// Every wait inside such a coroutine: `co_await alive(operation)`. Where the object is gone when the operation is

@@ -9,8 +9,8 @@
 
 namespace ravant::desktop {
 
-/// Sees to it that the keyboard is always somewhere: in the prompt of what is newly shown, and when what had it is gone or
-/// hidden, in what had it before.
+/// Sees to it that the keyboard is always somewhere: in the prompt of what is newly shown, and when what had it is gone
+/// or hidden, in what had it before.
 class KeyboardKeeper : public QObject {
   Q_OBJECT
   QML_ELEMENT

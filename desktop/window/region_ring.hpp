@@ -1,9 +1,9 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QQmlListProperty>
 #include <QQuickItem>
-#include <QtQml/qqmlregistration.h>
 
 namespace ravant::desktop {
 

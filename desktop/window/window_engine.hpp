@@ -13,8 +13,8 @@ class WindowEngine {
  public:
   WindowEngine();
 
-  /// A file of `desktop/window`, with the properties that it requires. Null where it cannot be shown. The window is gone
-  /// with this.
+  /// A file of `desktop/window`, with the properties that it requires. Null where it cannot be shown. The window is
+  /// gone with this.
   QQuickWindow* load(const QString& file, const QVariantMap& properties);
 
  private:

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <QtQml/qqmlregistration.h>
 #include <QList>
 #include <QRect>
 #include <QTimer>
 #include <QWindow>
-#include <QtQml/qqmlregistration.h>
 #include <map>
 
 #include "app/window_settings.hpp"

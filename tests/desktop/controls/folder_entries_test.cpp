@@ -19,7 +19,8 @@ using testing::IsEmpty;
 class FolderEntriesTest : public testing::Test {
  protected:
   FolderEntriesTest() {
-    for (const char* name : {"alpha", "Weather", ".hidden", "Weather/docs"}) std::filesystem::create_directories(at(name));
+    for (const char* name : {"alpha", "Weather", ".hidden", "Weather/docs"})
+      std::filesystem::create_directories(at(name));
     for (const char* name : {"notes.txt", "run"}) std::ofstream(at(name)) << "x";
     std::filesystem::permissions(at("run"), std::filesystem::perms::owner_all);
     QObject::connect(&entries, &FolderEntries::chosen, [this](const QList<QUrl>& files) {

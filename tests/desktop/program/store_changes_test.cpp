@@ -20,12 +20,10 @@ TEST(StoreChangesTest, TellsEachEntityOnceWithWhatHappenedLastAndGrowthInOrder) 
   std::vector<ChangeOperation> told;
   std::string grown;
   StoreChanges& changes = workbench.program().changes();
-  QObject::connect(&changes, &StoreChanges::conversationChanged,
-                   [&](ConversationId id, ChangeOperation operation) {
-                     if (id == conversation) told.push_back(operation);
-                   });
-  QObject::connect(&changes, &StoreChanges::grew,
-                   [&](ConversationId, const Growth& growth) { grown += growth.text; });
+  QObject::connect(&changes, &StoreChanges::conversationChanged, [&](ConversationId id, ChangeOperation operation) {
+    if (id == conversation) told.push_back(operation);
+  });
+  QObject::connect(&changes, &StoreChanges::grew, [&](ConversationId, const Growth& growth) { grown += growth.text; });
 
   const auto& feed = workbench.application().modelContainer()->changeFeed();
   await([](Application& application, ConversationId id, std::shared_ptr<ChangeFeed> shared) -> awaitable<void> {
