@@ -41,6 +41,8 @@ PromptComposer::PromptComposer(QObject* parent)
   connect(&draft_, &DraftKeeper::arrived, this,
           [this](const QString& text) { show(ComposedPrompt::parse(text.toStdString())); });
   connect(&history_, &PromptHistory::reached, this, [this](const QString& text) {
+    const bool isUntouched = prompt_.text().empty() || (walked_ && *walked_ == prompt_);
+    if (!isUntouched) return history_.end();
     show(ComposedPrompt::parse(text.toStdString()));
     if (history_.current()) walked_ = prompt_;
     draft_.typed(prompt_.text());

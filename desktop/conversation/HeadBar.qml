@@ -15,11 +15,16 @@ Item {
     signal renamed
 
     function rename() { field.text = head.title; isRenaming = true; field.forceActiveFocus(); field.selectAll() }
-    function keep() { if (isRenaming) { isRenaming = false; head.rename(field.text); renamed() } }
+    function keep() { if (isRenaming) { isRenaming = false; if (field.text !== head.title) head.rename(field.text); renamed() } }
     function drop() { isRenaming = false; renamed() }
 
     implicitHeight: Theme.headHeight
 
+    // The title that is being written is of the conversation that is left.
+    Connections {
+        target: bar.head
+        function onConversationChanged() { bar.isRenaming = false }
+    }
     Row {
         id: ways
 

@@ -61,9 +61,10 @@ FocusScope {
     }
     /// What was at a place stays there.
     function fold(row: int, isOpen: bool) {
+        const followed = follows
         follows = false
         list.contentY = Math.round(list.contentY)
-        rows.setOpen(row, isOpen)
+        follows = !rows.setOpen(row, isOpen) && followed
     }
     function showMore(row: int) {
         follows = false

@@ -75,13 +75,27 @@ void LiveTexts::add(ConversationId conversation, const Growth& growth) {
   Q_EMIT grew(conversation);
 }
 
+void LiveTexts::setShown(std::optional<ConversationId> conversation) {
+  const LiveRun* const left = shown_ && shown_ != conversation ? find(*shown_) : nullptr;
+  if (left && left->isOver) drop(*shown_);
+  shown_ = conversation;
+}
+
 void LiveTexts::setState(ConversationId conversation, const std::optional<RunState>& state) {
   if (!state) {
-    if (shown_ != conversation) drop(conversation);
+    const auto run = runs_.find(conversation);
+    if (shown_ != conversation) {
+      drop(conversation);
+    } else if (run != runs_.end()) {
+      run->second.state.reset();
+      run->second.isOver = true;
+    }
     Q_EMIT ended(conversation);
     return;
   }
-  runs_[conversation].state = state;
+  LiveRun& run = runs_[conversation];
+  run.state = state;
+  run.isOver = false;
   Q_EMIT stateChanged(conversation);
 }
 

@@ -24,6 +24,8 @@ struct LiveRun {
   std::deque<GrowingText> complete = {};
   std::string reasoning = {};
   std::optional<RunState> state = {};
+  /// What is left of it is shown until it was read.
+  bool isOver = false;
   /// What grows began in what was not told: the rest of it is not shown before it is stored.
   bool isCut = false;
   /// Whether that was so with any text of the run: a message may be stored that never was here.
@@ -48,7 +50,7 @@ class LiveTexts : public QObject {
   void drop(ConversationId conversation) { runs_.erase(conversation); }
 
   /// The one that is shown: of others, a stored message drops what was growing.
-  void setShown(std::optional<ConversationId> conversation) { shown_ = conversation; }
+  void setShown(std::optional<ConversationId> conversation);
 
  Q_SIGNALS:
   void grew(ConversationId conversation);

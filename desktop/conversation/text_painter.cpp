@@ -77,6 +77,7 @@ class TextPainter::Highlighter : public QSyntaxHighlighter {
 TextPainter::TextPainter(QObject* parent) : QObject(parent) {
   connect(this, &TextPainter::changed, this, &TextPainter::paint);
   connect(&Theme::instance(), &Theme::colorsChanged, this, &TextPainter::paint);
+  connect(&Theme::instance(), &Theme::sizesChanged, this, &TextPainter::paint);
 }
 
 TextPainter::~TextPainter() { delete highlighter_; }

@@ -171,8 +171,9 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
   if (!unread) unread = co_await alive(application_.conversations().firstUnread(conversation));
   if (!turns_.isLatest(turn)) co_return;
   const bool returns = !target && reading_.place && reading_.place->item != ConversationItemId();
+  const std::optional<ConversationItemId> shownFirst = returns ? std::optional(reading_.place->item) : target;
   std::optional<Part> part;
-  if (target || returns) part = co_await partAround(target ? *target : reading_.place->item, {});
+  if (shownFirst) part = co_await partAround(*shownFirst, {});
   if (!turns_.isLatest(turn)) co_return;
   if (!part) {
     part = co_await partAtEnd();
@@ -183,7 +184,7 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
   if (!turns_.isLatest(turn)) co_return;
   firstUnread_ = unread;
   if (isLookedAt_) wasAway_ = false;
-  co_await show(*std::move(part), returns ? std::optional(reading_.place->item) : target, turn);
+  co_await show(*std::move(part), returns || target ? shownFirst : std::nullopt, turn);
   if (!turns_.isLatest(turn)) co_return;
   if (isFirstTime) seenCount_ = seen.value_or(count_);
   if (const auto row = target ? rowOf(*target) : std::nullopt) {

@@ -192,9 +192,10 @@ std::int64_t TranscriptWindow::positionOf(int row) const {
 
 void TranscriptWindow::jumpToPrompt(int row, int direction) { start(findPrompt(itemAt(row), direction)); }
 
-void TranscriptWindow::setOpen(int row, bool isOpen) {
-  if (row < 0 || row >= rowCount()) return;
-  const TranscriptRow at = rows_[static_cast<std::size_t>(row)];
+bool TranscriptWindow::setOpen(int row, bool isOpen) {
+  if (row < 0 || row >= rowCount()) return false;
+  const std::vector<TranscriptRow> before = rows_;
+  const TranscriptRow& at = before[static_cast<std::size_t>(row)];
   keepUnfolded();
   if (at.kind == RowKind::reasoning) {
     isReasoningOpen_ = isOpen;
@@ -218,6 +219,7 @@ void TranscriptWindow::setOpen(int row, bool isOpen) {
   }
   if (ShownItem* const changed = find(at.item)) makeRows(*changed);
   update();
+  return rows_ != before;
 }
 
 void TranscriptWindow::addPieces(const TranscriptRow& row) {

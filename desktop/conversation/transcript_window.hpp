@@ -158,8 +158,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   Q_INVOKABLE void jumpToPrompt(int row, int direction);
 
   /// Folds or unfolds a group, a call, or reasoning; of other items, what their blocks hide. An open call that is
-  /// unfolded again shows more of its output.
-  Q_INVOKABLE void setOpen(int row, bool isOpen);
+  /// unfolded again shows more of its output. Whether anything looks otherwise now.
+  Q_INVOKABLE bool setOpen(int row, bool isOpen);
   /// Of a code block, a message or a call's output.
   Q_INVOKABLE void showMore(int row);
 

@@ -11,6 +11,13 @@ constexpr std::chrono::seconds kTimeToUndo(8);
 }  // namespace
 
 void Notices::tell(const QString& text, std::function<void()> undo, std::function<void()> settle) {
+  const auto same = std::ranges::find_if(notices_, [&](const Notice& notice) {
+    return notice.text == text && notice.time && !notice.undo && !notice.settle;
+  });
+  if (same != notices_.end() && !undo && !settle) {
+    if (!isHeld_) same->time->start();
+    return;
+  }
   auto time = std::make_unique<QTimer>();
   time->setSingleShot(true);
   time->setInterval(kTimeToUndo);

@@ -23,7 +23,7 @@ class Notices : public QAbstractListModel {
   using QAbstractListModel::QAbstractListModel;
 
   /// Stays for eight seconds, which begin anew where it was held. With `undo` it has a button; `settle` is called once
-  /// the way back is over, also at the end of the program.
+  /// the way back is over, also at the end of the program. Without either, what is shown already is not shown twice.
   void tell(const QString& text, std::function<void()> undo = {}, std::function<void()> settle = {});
   /// Stays until it is dismissed; one that is shown already is not shown twice.
   void tellError(const QString& text);

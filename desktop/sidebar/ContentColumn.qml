@@ -19,6 +19,11 @@ FocusScope {
     }
     ConversationActions { id: conversationActions }
     CommandHandler { command: "rename"; enabled: list.activeFocus; onTriggered: list.rename() }
+    CommandHandler {
+        command: "archive"
+        enabled: list.activeFocus && list.currentRow !== null && !list.currentRow.isArchived
+        onTriggered: conversationActions.archive(list.currentRow.conversationId)
+    }
 
     Rectangle { anchors.fill: parent; color: Theme.window }
 

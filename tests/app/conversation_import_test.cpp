@@ -94,7 +94,7 @@ TEST_F(Import, goesOnWithTheAgentThatIsRegisteredLater) {
   } catch (const PromptRefusedError& error) {
     refusal = error.what();
   }
-  EXPECT_THAT(refusal, HasSubstr("ravant agent add claude"));
+  EXPECT_THAT(refusal, HasSubstr("Claude Code, is not registered"));
   run(application->agents().createAgent(AgentType::pi, "", {}));
   EXPECT_EQ(conversation(id).agent, std::nullopt);
   const Agent claude = run(application->agents().createAgent(AgentType::claude, "", {}));

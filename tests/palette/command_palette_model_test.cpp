@@ -25,9 +25,10 @@ TEST_F(PaletteTest, showsEachKindInItsSection) {
   EXPECT_THAT(titles(), ElementsAre("Commands", "Conversations", "Projects", "Pinned", "Integrations", "Linear Issues",
                                     "Pull Requests"));
   // There is no way back yet: the first of the commands behind stand in the place of two.
-  EXPECT_THAT(ids("Commands"), ElementsAre("command.newConversation", "command.allConversations",
-                                           "command.addNewProject", "command.focusInput", "command.settings",
-                                           "command.toggleGitChanges", "command.nextNeedingMe", "command.chooseModel"));
+  EXPECT_THAT(ids("Commands"),
+              ElementsAre("command.newConversation", "command.allConversations", "command.addNewProject",
+                          "command.focusInput", "command.settings", "command.toggleGitChanges",
+                          "command.newConversationInOtherProject", "command.nextNeedingMe"));
   EXPECT_THAT(ids("Conversations"), ElementsAre(CommandPaletteModel::conversationItemID(conversation)));
   EXPECT_THAT(ids("Projects"), ElementsAre(CommandPaletteModel::projectItemID(project)));
   EXPECT_THAT(ids("Pinned"), ElementsAre("pinned.00000000-0000-0000-0000-000000000003"));

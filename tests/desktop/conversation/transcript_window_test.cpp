@@ -524,7 +524,8 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
       case 11:
         return below(2) == 0 ? window.jumpToEnd() : window.jumpToPrompt(row, below(2) == 0 ? -1 : 1);
       case 12:
-        return window.setOpen(row, below(2) == 0);
+        window.setOpen(row, below(2) == 0);
+        return;
       case 13:
         return window.keepPlace(row - 1, 3);
       case 14:

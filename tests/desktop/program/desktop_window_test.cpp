@@ -149,5 +149,18 @@ TEST_F(WindowAndFoldersTest, GivesDroppedFilesToThePromptThatIsWritten) {
   EXPECT_THAT(taken, ElementsAre(url(file)));
 }
 
+TEST(NoticesTest, SaysTheSameOnceUnlessThereIsAWayBack) {
+  Notices notices;
+  int undone = 0;
+  for (int time = 0; time < 2; ++time) {
+    notices.tell(QStringLiteral("Nothing needs you."));
+    notices.tell(QStringLiteral("Archived"), [&] { ++undone; });
+    notices.tellError(QStringLiteral("No room"));
+  }
+  ASSERT_EQ(notices.rowCount(), 4);
+  for (int row = 3; row >= 0; --row) notices.undo(notices.index(row).data(Notices::idRole).toInt());
+  EXPECT_EQ(undone, 2) << "each archive can be undone";
+}
+
 }  // namespace
 }  // namespace ravant::test
