@@ -12,18 +12,17 @@ ProjectPresence::ProjectPresence(DesktopWindow& window, QObject* parent) : QObje
 }
 
 void ProjectPresence::refresh() {
-  isStale_ = true;
-  if (!std::exchange(isReading_, true)) start(readUntilCurrent());
+  if (rereading_.want()) start(readUntilCurrent());
 }
 
 awaitable<void> ProjectPresence::readUntilCurrent() {
-  try {
-    while (std::exchange(isStale_, false)) co_await read();
-  } catch (const StoreError&) {
-    isReading_ = false;
-    throw;
+  while (rereading_.goOn()) {
+    try {
+      co_await read();
+    } catch (const std::exception&) {
+      if (rereading_.giveUp()) throw;
+    }
   }
-  isReading_ = false;
 }
 
 awaitable<void> ProjectPresence::read() {

@@ -3,6 +3,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 
+#include "desktop/loop/rereading.hpp"
 #include "desktop/program/desktop_window.hpp"
 
 namespace ravant::desktop {
@@ -26,14 +27,12 @@ class ProjectPresence : public QObject, public ViewModel {
   void changed();
 
  private:
-  /// One reading is under way, and one more waits for all that is announced meanwhile.
   void refresh();
   awaitable<void> readUntilCurrent();
   awaitable<void> read();
 
   DesktopWindow& window_;
-  bool isReading_ = false;
-  bool isStale_ = false;
+  Rereading rereading_;
   bool isKnown_ = false;
   bool hasProjects_ = false;
 };

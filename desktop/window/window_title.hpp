@@ -3,6 +3,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 
+#include "desktop/loop/rereading.hpp"
 #include "desktop/program/desktop_window.hpp"
 
 namespace ravant::desktop {
@@ -23,15 +24,13 @@ class WindowTitle : public QObject, public ViewModel {
   void changed();
 
  private:
-  /// One reading is under way, and one more waits for all that is announced meanwhile.
   void refresh();
   awaitable<void> readUntilCurrent();
   awaitable<void> read();
   void show(const QString& text);
 
   DesktopWindow& window_;
-  bool isReading_ = false;
-  bool isStale_ = false;
+  Rereading rereading_;
   QString text_ = QStringLiteral("Ravant");
 };
 
