@@ -9,7 +9,6 @@
 #include <QMimeData>
 
 #include "app/known_settings.hpp"
-#include "platform/sqlite/database.hpp"
 #include "tests/desktop/support/workbench.hpp"
 
 namespace ravant::test {
@@ -274,24 +273,6 @@ TEST_F(Composer, keepsDraftsAndNeverReplacesWhatIsTyped) {
   type("typed at once");
   EXPECT_TRUE(until([&] { return text() == "kept\n\ntyped at once"; })) << "neither is lost";
   EXPECT_TRUE(untilDraft(other, "kept\n\ntyped at once"));
-}
-
-TEST_F(Composer, keepsWhatIsTypedWhileTheStoreIsSlowToWrite) {
-  const ConversationId conversation = newConversation();
-  open(conversation);
-  type("first");
-  ASSERT_TRUE(untilDraft(conversation, "first"));
-  const auto drafts = DraftStore::make(application.modelContainer());
-  sqlite::Database other(application.modelContainer()->file());
-  other.execute("BEGIN IMMEDIATE");
-  type("first and more");
-  for (int look = 0; look < 500; ++look) {
-    Q_EMIT workbench.window().changes().conversationChanged(conversation, ChangeOperation::updated);
-    ASSERT_EQ(await(drafts->draft(conversation)), "first");
-    ASSERT_EQ(text(), "first and more") << "at look " << look;
-  }
-  other.execute("ROLLBACK");
-  EXPECT_TRUE(untilDraft(conversation, "first and more"));
 }
 
 TEST_F(Composer, takesFilesAndNoPicturesFromTheClipboard) {
