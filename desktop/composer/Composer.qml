@@ -193,12 +193,14 @@ FocusScope {
                 anchors { bottom: parent.bottom; right: parent.right; margins: Theme.unit * 2 }
                 spacing: Theme.unit
 
-                ContextMeter {
+                MeterButton {
                     id: meter
 
+                    subject: qsTr("Context")
                     isNarrow: box.isNarrow
                     anchors.verticalCenter: parent.verticalCenter
                     words: composer.contextWords
+                    figures: composer.contextFigures
                     share: composer.contextShare
                     isNearlyFull: composer.isContextNearlyFull
                 }

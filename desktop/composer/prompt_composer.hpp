@@ -42,6 +42,7 @@ class PromptComposer : public QObject, public ViewModel {
   Q_PROPERTY(QString stopObstacle READ stopObstacle NOTIFY changed)
   /// How much of the agent's context is taken; empty where that is not known.
   Q_PROPERTY(QString contextWords READ contextWords NOTIFY changed)
+  Q_PROPERTY(QString contextFigures READ contextFigures NOTIFY changed)
   Q_PROPERTY(double contextShare READ contextShare NOTIFY changed)
   Q_PROPERTY(bool isContextNearlyFull READ isContextNearlyFull NOTIFY changed)
   Q_PROPERTY(ravant::desktop::PromptPickers* pickers READ pickers CONSTANT)
@@ -64,6 +65,7 @@ class PromptComposer : public QObject, public ViewModel {
   bool isQueueHeld() const { return queue_.count() > 0 && readPlace_ == place_ && !isBusy(); }
   QString stopObstacle() const;
   QString contextWords() const { return context().words; }
+  QString contextFigures() const { return context().figures; }
   double contextShare() const { return context().share; }
   bool isContextNearlyFull() const { return context().isNearlyFull(); }
   PromptPickers* pickers() { return &pickers_; }

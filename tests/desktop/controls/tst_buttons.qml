@@ -22,6 +22,7 @@ Item {
         Component { id: field; FieldButton { width: 200; iconName: "search"; text: "Go to or run" } }
         Component { id: picker; PickerButton { subject: "Model"; choice: "demo" } }
         Component { id: wide; RowButton { width: 200; iconName: "plus"; text: "New conversation" } }
+        Component { id: meter; MeterButton { subject: "Context"; words: "82k of 200k"; figures: "Context: 82k of 200k tokens\nLast output: 800"; share: 0.41; isNearlyFull: false } }
         SignalSpy { id: spy; signalName: "clicked" }
 
         function part(item, fits) {
@@ -40,7 +41,8 @@ Item {
                 { tag: "icon", component: icon, name: "Find" },
                 { tag: "field", component: field, name: "Go to or run" },
                 { tag: "picker", component: picker, name: "Model, demo" },
-                { tag: "row", component: wide, name: "New conversation" }]
+                { tag: "row", component: wide, name: "New conversation" },
+                { tag: "meter", component: meter, name: "Context, 82k of 200k tokens" }]
         }
         function test_is_pressed_in_every_way_unless_it_is_disabled(data) {
             const button = createTemporaryObject(data.component, root)
