@@ -1,5 +1,7 @@
 #include "desktop/conversation/live_texts.hpp"
 
+#include <ranges>
+
 namespace ravant::desktop {
 namespace {
 
@@ -15,15 +17,20 @@ bool isBeginningOf(const LiveRun& run, std::string_view message) {
 
 }  // namespace
 
+void LiveRun::cut() {
+  isCut = isCut || growing;
+  wasCut = wasCut || isCut;
+  ++number;
+  growing.reset();
+  complete.clear();
+  reasoning.clear();
+}
+
 LiveTexts::LiveTexts(StoreChanges& changes) {
-  // What was stored meanwhile is not told one by one: it may be what was growing.
   connect(&changes, &StoreChanges::committed, this, [this](const ChangeBatch& batch) {
     isIncomplete_ = batch.isIncomplete;
     if (!isIncomplete_) return;
-    for (auto& [conversation, run] : runs_) {
-      const bool isCut = run.isCut || run.growing;
-      run = {.state = run.state, .isCut = isCut, .wasCut = run.wasCut || isCut, .number = run.number + 1};
-    }
+    for (LiveRun& run : runs_ | std::views::values) run.cut();
   });
   connect(&changes, &StoreChanges::grew, this, &LiveTexts::add);
   connect(&changes, &StoreChanges::runChanged, this, &LiveTexts::setState);
@@ -54,6 +61,10 @@ std::optional<GrowingText> LiveTexts::replacedBy(ConversationId conversation, Co
   GrowingText replaced = std::move(run.complete.front());
   run.complete.pop_front();
   return replaced;
+}
+
+void LiveTexts::skip(ConversationId conversation) {
+  if (const auto run = runs_.find(conversation); run != runs_.end()) run->second.cut();
 }
 
 void LiveTexts::add(ConversationId conversation, const Growth& growth) {

@@ -32,6 +32,11 @@ struct LiveRun {
   bool wasCut = false;
   /// Of what stands behind the stored items; another one behind others.
   int number = 0;
+
+  /// Whether an entry that was stored may take the place of something here.
+  bool isReplaceable() const { return growing || !complete.empty() || !reasoning.empty() || isCut; }
+  /// Some of what was stored is not told: it may be what was growing.
+  void cut();
 };
 
 /// Collects what the runs of this process are writing and doing, whichever conversation is shown.
@@ -48,6 +53,8 @@ class LiveTexts : public QObject {
   std::optional<GrowingText> replacedBy(ConversationId conversation, ConversationItemKind kind,
                                         std::string_view text = {});
   void drop(ConversationId conversation) { runs_.erase(conversation); }
+  /// Entries were stored that are not read one by one.
+  void skip(ConversationId conversation);
 
   /// The one that is shown: of others, a stored message drops what was growing.
   void setShown(std::optional<ConversationId> conversation);

@@ -19,6 +19,10 @@ bool TranscriptWindow::Work::isNone() const {
          items.empty() && invocations.empty() && texts.empty() && !isOlderRead && !isNewerRead && !isSeen;
 }
 
+bool TranscriptWindow::Work::isAwaited() const {
+  return around || place || words || !texts.empty() || isOlderRead || isNewerRead;
+}
+
 void TranscriptWindow::Work::add(Work later) {
   opens |= later.opens;
   if (later.around) around = later.around;
@@ -43,12 +47,25 @@ void TranscriptWindow::setTrouble(const QString& words) {
 void TranscriptWindow::work() {
   if (!isWorking_ && shown_ && !work_.isNone()) {
     isWorking_ = true;
+    rest_.stop();
     start(workOff());
   }
 }
 
+void TranscriptWindow::workSoon() {
+  if (isWorking_ || rest_.isActive()) return;
+  if (const auto rest = pace_.rest(); rest.count() > 0) {
+    rest_.start(rest);
+  } else {
+    work();
+  }
+}
+
 awaitable<void> TranscriptWindow::workOff() {
-  while (shown_ && !work_.isNone()) {
+  std::optional<ConversationId> begun;
+  while (shown_ && !work_.isNone() && (begun != shown_ || work_.isAwaited())) {
+    begun = shown_;
+    pace_.begin();
     Work job = std::exchange(work_, {});
     const auto turn = turns_.take();
     std::optional<std::string> trouble;
@@ -62,9 +79,12 @@ awaitable<void> TranscriptWindow::workOff() {
     if (!trouble) continue;
     job.add(std::exchange(work_, {}));
     work_ = std::move(job);
-    break;
+    isWorking_ = false;
+    if (isSettled()) Q_EMIT settled();
+    co_return;
   }
   isWorking_ = false;
+  if (shown_ && !work_.isNone()) workSoon();
   if (isSettled()) Q_EMIT settled();
 }
 
@@ -221,11 +241,24 @@ awaitable<void> TranscriptWindow::readSummary(Turns::Turn turn) {
   if (std::exchange(agent_, agent) != agent) makeAllRows();
 }
 
+bool TranscriptWindow::canSkip() const {
+  const ConversationItemId last = visible_ ? visible_->second : ConversationItemId();
+  const bool isEndVisible = last == ConversationItemId() || (!items_.empty() && last == items_.back().item.id);
+  return isAtEnd_ && isEndVisible && !reading_.place && selected_.empty();
+}
+
 awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
   while (isAtEnd_) {
     const auto anchor = items_.empty() ? std::nullopt : std::optional(items_.back().item.id);
     auto items = co_await alive(application_.transcripts().page(*shown_, anchor, PageDirection::after, kPageItems));
     if (!turns_.isLatest(turn) || items.empty()) co_return;
+    if (items.size() == kPageItems && canSkip()) {
+      live_.skip(*shown_);
+      if (isLookedAt_) firstUnread_.reset();
+      co_await show(co_await partAtEnd(), std::nullopt, turn);
+      if (turns_.isLatest(turn)) Q_EMIT jumped(-1);
+      co_return;
+    }
     auto made = co_await prepared(std::move(items));
     if (!turns_.isLatest(turn)) co_return;
     for (ShownItem& item : made) {
@@ -242,10 +275,11 @@ awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
   }
 }
 
-awaitable<void> TranscriptWindow::settleGrowth(std::vector<ConversationItemId>& inserted, Turns::Turn turn) {
-  for (; !inserted.empty(); inserted.erase(inserted.begin())) {
+awaitable<void> TranscriptWindow::settleGrowth(std::deque<ConversationItemId>& inserted, Turns::Turn turn) {
+  for (; !inserted.empty(); inserted.pop_front()) {
     const ConversationItemId id = inserted.front();
-    if (replacing_.erase(id) > 0 || !live_.find(*shown_)) continue;
+    const LiveRun* const run = live_.find(*shown_);
+    if (replacing_.erase(id) > 0 || !run || !run->isReplaceable()) continue;
     // It was read with others, or is beyond what is shown: its text does not grow any more.
     const ShownItem* const shownItem = find(id);
     const auto read = shownItem ? std::optional(shownItem->item) : co_await alive(application_.transcripts().item(id));

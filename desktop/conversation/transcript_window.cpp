@@ -30,6 +30,8 @@ TranscriptWindow::TranscriptWindow(QObject* parent)
           });
   growth_.setSingleShot(true);
   growth_.setInterval(kGrowthInterval);
+  rest_.setSingleShot(true);
+  connect(&rest_, &QTimer::timeout, this, &TranscriptWindow::workSoon);
   clock_.setInterval(kClockInterval);
   seen_.setSingleShot(true);
   seen_.setInterval(kSeenInterval);
@@ -66,13 +68,13 @@ void TranscriptWindow::follow(StoreChanges& changes) {
             } else {
               work_.items.insert(item);
             }
-            work();
+            workSoon();
           });
   connect(&changes, &StoreChanges::invocationChanged, this,
           [this, isShown](ConversationId conversation, ToolInvocationId invocation, ChangeOperation) {
             if (!isShown(conversation)) return;
             work_.invocations.insert(invocation);
-            work();
+            workSoon();
           });
   connect(&changes, &StoreChanges::conversationChanged, this,
           [this, isShown](ConversationId conversation, ChangeOperation) {
@@ -81,12 +83,12 @@ void TranscriptWindow::follow(StoreChanges& changes) {
             // Each entry of a run changes its conversation too; what else it changes is read when the run is over.
             if (run && run->state) return;
             work_.isSummaryRead = work_.isBehindRead = true;
-            work();
+            workSoon();
           });
   connect(&changes, &StoreChanges::everythingChanged, this, [this] {
     if (!shown_) return;
     work_.opens = true;
-    work();
+    workSoon();
   });
   connect(&live_, &LiveTexts::grew, this, [this](ConversationId conversation) {
     if (shown_ == conversation && !growth_.isActive()) growth_.start();
@@ -124,6 +126,7 @@ void TranscriptWindow::setConversation(const QString& conversation) {
   firstUnread_.reset();
   wasAway_ = true;
   isReasoningOpen_ = false;
+  rest_.stop();
   growth_.stop();
   clock_.stop();
   replaceAll({});

@@ -16,6 +16,7 @@
 #include "desktop/conversation/live_texts.hpp"
 #include "desktop/conversation/reading_places.hpp"
 #include "desktop/conversation/transcript_row.hpp"
+#include "desktop/loop/pace.hpp"
 #include "desktop/loop/view_model.hpp"
 #include "desktop/program/desktop_window.hpp"
 
@@ -199,7 +200,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   const std::map<ToolInvocationId, CallTexts>& openTexts() const { return callTexts_; }
   const Reading& reading() const { return reading_; }
   /// Whether everything that was announced so far has been read.
-  bool isSettled() const { return !isWorking_ && !growth_.isActive(); }
+  bool isSettled() const { return !isWorking_ && !growth_.isActive() && !rest_.isActive(); }
   std::optional<ConversationId> shown() const { return shown_; }
 
  Q_SIGNALS:
@@ -235,7 +236,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     bool isBehindRead = false;
     bool isSummaryRead = false;
     bool isRunOver = false;
-    std::vector<ConversationItemId> inserted = {};
+    std::deque<ConversationItemId> inserted = {};
     std::set<ConversationItemId> items = {};
     std::set<ToolInvocationId> invocations = {};
     std::set<ToolInvocationId> texts = {};
@@ -244,6 +245,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     bool isSeen = false;
 
     bool isNone() const;
+    /// Whether the reader waits for it.
+    bool isAwaited() const;
     /// Does what came later, too.
     void add(Work later);
   };
@@ -256,6 +259,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   int placeIn(const TranscriptRow& row) const;
 
   void work();
+  /// What the reader does not wait for.
+  void workSoon();
   awaitable<void> workOff();
   /// Takes out of the job what was done.
   awaitable<void> doNext(Work& job, Turns::Turn turn);
@@ -276,8 +281,10 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   awaitable<void> readAround(ConversationItemId target, std::optional<std::int64_t> position, Turns::Turn turn);
   awaitable<void> readPlace(double place, Turns::Turn turn);
   awaitable<void> readSummary(Turns::Turn turn);
+  /// Whether the view goes along with the end, and nothing in it would be lost by going there at once.
+  bool canSkip() const;
   awaitable<void> readBehind(Turns::Turn turn);
-  awaitable<void> settleGrowth(std::vector<ConversationItemId>& inserted, Turns::Turn turn);
+  awaitable<void> settleGrowth(std::deque<ConversationItemId>& inserted, Turns::Turn turn);
   awaitable<void> readPage(PageDirection direction, Turns::Turn turn);
   awaitable<void> readItem(ConversationItemId id, Turns::Turn turn);
   awaitable<void> readInvocation(ToolInvocationId id, Turns::Turn turn);
@@ -370,6 +377,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
 
   Work work_;
   bool isWorking_ = false;
+  Pace pace_;
+  QTimer rest_;
   QTimer growth_;
   QTimer clock_;
   QTimer seen_;

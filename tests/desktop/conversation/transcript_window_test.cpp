@@ -148,6 +148,32 @@ TEST_F(TranscriptWindowTest, DropsWhatWasReadOfAConversationThatWasLeft) {
   EXPECT_EQ(window.items(), 1);
 }
 
+TEST_F(TranscriptWindowTest, GoesAlongWithAnEndThatRunsAwayWithoutReadingAllBetween) {
+  prompt("Go.");
+  TranscriptWindow window;
+  const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  open(window);
+  grow("What is never stored", true);
+  settle(window);
+  int read = 0;
+  QObject::connect(&window, &TranscriptWindow::rowsInserted,
+                   [&](const QModelIndex&, int first, int last) { read += last - first + 1; });
+  QObject::connect(&window, &TranscriptWindow::modelReset, [&] { read += window.rowCount(); });
+  const turn::AppendAgentMessage one{.rawJSON = "{}", .text = "One."};
+  ASSERT_TRUE(await(writer_->apply(conversation_, std::vector<TranscriptAction>(2000, one))));
+  settle(window);
+  EXPECT_LT(read, 500);
+  EXPECT_TRUE(window.isAtEnd());
+  EXPECT_EQ(window.items(), 2001);
+  grow("Last", true);
+  settle(window);
+  ASSERT_TRUE(window.rows().back().isGrowing);
+  message("Last");
+  settle(window);
+  EXPECT_NE(window.rows().back().item, ConversationItemId());
+  EXPECT_THAT(kindsOf(window), testing::Each(RowKind::prose)) << "nothing that grew is left behind";
+}
+
 TEST_F(TranscriptWindowTest, StaysWithWhoReadsWhileMuchComesBehind) {
   for (int count = 0; count < 300; ++count) message("One.\n\nTwo.");
   TranscriptWindow window;
