@@ -2,6 +2,7 @@
 
 #include <QStringView>
 #include <cstddef>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,13 +42,29 @@ struct FoundPlaces {
   const Place* place() const { return current < places.size() ? &places[current] : nullptr; }
 };
 
-/// What has to be open, beside `folds`, for all that an item says to be shown where the words stand in it.
-ItemFolds foldsThatShow(const ShownItem& item, const std::map<ToolInvocationId, CallTexts>& texts,
-                        std::string_view folded);
+/// An item in which words are looked for.
+struct SearchedItem {
+  ShownItem item;
+  ItemFolds folds;
+  QString agent;  ///< its display name
+  Timestamp now;
+  std::map<ToolInvocationId, CallTexts> texts;  ///< of all calls
+};
+
+struct FoundWords {
+  QString words;
+  FoundPlaces places;
+  /// What is open with `places`, and the rows of the item then.
+  ItemFolds folds = {};
+  std::vector<TranscriptRow> rows = {};
+  std::map<ToolInvocationId, CallTexts> texts = {};  ///< of the calls that were opened
+};
+
+/// Where the words stand in an item: all of them one behind the other, else the first of them that stands in it, the
+/// longest first. Nothing where no words are. Takes as long as the item is.
+std::optional<FoundWords> foundWords(SearchedItem searched, const QString& words);
 /// Both are open.
 void open(ItemFolds& folds, const ItemFolds& others);
-/// In the rows of the item, from the top to the bottom; where the words stand in none of them, the row they come from.
-std::vector<FoundPlaces::Place> placesOf(const ShownItem& item, std::string_view folded);
 bool contains(std::string_view text, std::string_view folded);
 
 }  // namespace ravant::desktop

@@ -1,7 +1,6 @@
 #include "desktop/conversation/item_rows.hpp"
 
 #include <QCoreApplication>
-#include <QTextDocumentFragment>
 #include <algorithm>
 #include <chrono>
 #include <limits>
@@ -104,6 +103,20 @@ RowKind rowKindOf(MarkdownBlockKind kind) {
   Q_UNREACHABLE();
 }
 
+QStringList linksIn(const QString& html) {
+  QStringList links;
+  const QLatin1String before("href=\"");
+  for (auto at = html.indexOf(before); at >= 0; at = html.indexOf(before, at)) {
+    at += before.size();
+    const auto end = html.indexOf(QLatin1Char('"'), at);
+    if (end < 0) break;
+    links.append(QString::fromStdString(plainText(html.mid(at, end - at).toStdString())));
+    at = end;
+  }
+  links.removeDuplicates();
+  return links;
+}
+
 void markEnds(std::vector<TranscriptRow>& rows) {
   if (rows.empty()) return;
   rows.front().isFirst = true;
@@ -119,6 +132,7 @@ std::vector<TranscriptRow> userRows(const ShownItem& shownItem, const ItemFolds&
   addPieces(rows, row, lines, {.lines = kShownLines, .bytes = kLongestLine}, isWhole ? kAllPieces : 1,
             [](TranscriptRow& piece) {
               piece.html = QString::fromStdString(linkedText(piece.text.toStdString()));
+              piece.links = linksIn(piece.html);
               piece.name = cut(words("You: ") + piece.text);
             });
   markEnds(rows);
@@ -271,6 +285,7 @@ void addTable(std::vector<TranscriptRow>& rows, const TranscriptRow& base, const
     row.opensBlock = piece == 0;
     row.closesBlock = end == shown;
     row.html = QString::fromStdString(writer.html(begin, end));
+    row.links = linksIn(row.html);
     row.hiddenLines = row.closesBlock ? static_cast<int>(count - shown) : 0;
     if (row.hiddenLines > 0) row.more = words("Show %1 more rows").arg(row.hiddenLines);
     row.name = cut(author + QString::fromStdString(writer.plainText(begin, end)));
@@ -294,24 +309,10 @@ bool TranscriptRow::operator==(const TranscriptRow& other) const {
   const auto plain = [](const TranscriptRow& row) {
     return std::tie(row.kind, row.key, row.item, row.invocation, row.block, row.isFirst, row.isLast, row.opensBlock,
                     row.closesBlock, row.isOpen, row.isGrowing, row.canAct, row.outcome, row.level, row.hiddenLines,
-                    row.more, row.html, row.text, row.label, row.detail, row.icon, row.name, row.source);
+                    row.more, row.html, row.links, row.text, row.label, row.detail, row.icon, row.name, row.source);
   };
   const bool isPaintedAlike = paint == other.paint || (paint && other.paint && *paint == *other.paint);
   return isPaintedAlike && plain(*this) == plain(other);
-}
-
-QStringList linksOf(const TranscriptRow& row) {
-  QStringList links;
-  const QLatin1String before("href=\"");
-  for (auto at = row.html.indexOf(before); at >= 0; at = row.html.indexOf(before, at)) {
-    at += before.size();
-    const auto end = row.html.indexOf(QLatin1Char('"'), at);
-    if (end < 0) break;
-    links.append(QTextDocumentFragment::fromHtml(row.html.mid(at, end - at)).toPlainText());
-    at = end;
-  }
-  links.removeDuplicates();
-  return links;
 }
 
 std::vector<QString> callPieces(const CallTexts& texts, CallPart part, std::size_t most) {
@@ -386,6 +387,7 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
       continue;
     }
     row.html = QString::fromStdString(block.html);
+    if (growing == Growing::no || index + 1 < blocks.size()) row.links = linksIn(row.html);
     row.level = block.level;
     row.source = QString::fromStdString(block.source);
     if (row.kind != RowKind::rule) {

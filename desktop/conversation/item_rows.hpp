@@ -76,9 +76,6 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
                                        ConversationItemId item, const ItemFolds& folds, const QString& agent,
                                        Growing growing);
 
-/// The targets of the links in a row, each once.
-QStringList linksOf(const TranscriptRow& row);
-
 /// Whether a call of it still runs.
 bool isRunning(const ConversationItem& item);
 

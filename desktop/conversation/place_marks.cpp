@@ -1,5 +1,6 @@
 #include "desktop/conversation/place_marks.hpp"
 
+#include <QElapsedTimer>
 #include <QQuickWindow>
 #include <QSGRectangleNode>
 #include <algorithm>
@@ -13,6 +14,8 @@ namespace {
 
 constexpr Log kLog("com.ravant.desktop", "PlaceMarks");
 constexpr std::chrono::milliseconds kInterval{300};
+/// A reading is followed by so many times as much rest.
+constexpr int kRest = 10;
 /// Pixels of each mark: in a long conversation, one stands for all that belong there.
 constexpr int kMarkHeight = 2;
 
@@ -23,7 +26,7 @@ PlaceMarks::PlaceMarks(QQuickItem* parent) : QQuickItem(parent) {
   soon_.setSingleShot(true);
   soon_.setInterval(kInterval);
   connect(&soon_, &QTimer::timeout, this, [this] {
-    if (!std::exchange(isReading_, true)) start(read());
+    if (conversation_ && !std::exchange(isReading_, true)) start(read(*conversation_, turns_.take()));
   });
   connect(&Theme::instance(), &Theme::colorsChanged, this, &QQuickItem::update);
   StoreChanges& changes = DesktopWindow::instance().changes();
@@ -58,33 +61,39 @@ void PlaceMarks::readSoon(Missing missing) {
   if (!soon_.isActive()) soon_.start();
 }
 
-awaitable<void> PlaceMarks::read() {
-  while (conversation_ && missing_ != Missing::nothing) {
-    const auto turn = turns_.take();
-    const bool isAll = std::exchange(missing_, Missing::nothing) == Missing::all || !marks_.last;
-    try {
-      auto read = co_await alive(DesktopWindow::instance().application().transcripts().marks(
-          *conversation_, isAll ? std::nullopt : marks_.last));
-      if (!turns_.isLatest(turn)) continue;
-      if (isAll) {
-        marks_ = std::move(read);
-      } else if (!read.last) {
-        missing_ = Missing::all;
-      } else {
-        for (const TranscriptMark& mark : read.marks) {
-          marks_.marks.push_back({.position = marks_.items + mark.position, .kind = mark.kind});
-        }
-        marks_.items += read.items;
-        marks_.last = read.last;
-      }
-      update();
-    } catch (const StoreError& error) {
-      kLog.warning("the marks of a conversation cannot be read: {}", error.what());
-      missing_ = Missing::all;
-      break;
-    }
+awaitable<void> PlaceMarks::read(ConversationId conversation, Turns::Turn turn) {
+  const Missing missing = std::exchange(missing_, Missing::nothing);
+  bool isTriedAgain = true;
+  QElapsedTimer elapsed;
+  elapsed.start();
+  try {
+    auto read = co_await alive(DesktopWindow::instance().application().transcripts().marks(
+        conversation, missing == Missing::all ? std::nullopt : marks_.last));
+    if (turns_.isLatest(turn)) add(std::move(read), missing);
+  } catch (const std::exception& error) {
+    kLog.warning("the marks of a conversation cannot be read: {}", error.what());
+    if (turns_.isLatest(turn)) missing_ = Missing::all;
+    isTriedAgain = !turns_.isLatest(turn);
   }
   isReading_ = false;
+  soon_.setInterval(
+      std::max<std::chrono::milliseconds>(kInterval, std::chrono::milliseconds(elapsed.elapsed()) * kRest));
+  if (missing_ != Missing::nothing && isTriedAgain) soon_.start();
+}
+
+void PlaceMarks::add(TranscriptMarks read, Missing missing) {
+  if (missing == Missing::all || !marks_.last) {
+    marks_ = std::move(read);
+  } else if (!read.last) {
+    missing_ = Missing::all;
+  } else {
+    for (const TranscriptMark& mark : read.marks) {
+      marks_.marks.push_back({.position = marks_.items + mark.position, .kind = mark.kind});
+    }
+    marks_.items += read.items;
+    marks_.last = read.last;
+  }
+  update();
 }
 
 std::vector<PlaceMarks::Kind> PlaceMarks::lines(int height) const {

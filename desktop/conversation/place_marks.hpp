@@ -50,7 +50,8 @@ class PlaceMarks : public QQuickItem, public ViewModel {
   enum class Missing : std::uint8_t { nothing, end, all };
 
   void readSoon(Missing missing);
-  awaitable<void> read();
+  awaitable<void> read(ConversationId conversation, Turns::Turn turn);
+  void add(TranscriptMarks read, Missing missing);
 
   std::optional<ConversationId> conversation_;
   TranscriptMarks marks_;

@@ -49,29 +49,34 @@ void TranscriptFind::seek(FindDirection direction) {
   if (at_ && rows_->stepPlace(direction)) return;
   isSeeking_ = true;
   stop_ = {};
-  start(lookOrGiveUp(direction, at_, stop_.get_token()));
+  start(lookOrGiveUp({.conversation = *rows_->shown(),
+                      .text = text_,
+                      .from = at_,
+                      .visible = rows_->lastVisible(),
+                      .direction = direction},
+                     turns_.take(), stop_.get_token()));
 }
 
-awaitable<void> TranscriptFind::lookOrGiveUp(FindDirection direction, std::optional<ConversationItemId> from,
-                                             std::stop_token stop) {
+awaitable<void> TranscriptFind::lookOrGiveUp(Question question, Turns::Turn turn, std::stop_token stop) {
   try {
-    co_await look(direction, from, std::move(stop));
+    co_await look(std::move(question), turn, std::move(stop));
   } catch (const std::exception&) {
-    isSeeking_ = false;
+    if (turns_.isLatest(turn)) isSeeking_ = false;
     throw;
   }
 }
 
-awaitable<void> TranscriptFind::look(FindDirection direction, std::optional<ConversationItemId> from,
-                                     std::stop_token stop) {
-  const auto turn = turns_.take();
-  const ConversationId conversation = *rows_->shown();
-  const std::string text = text_.toStdString();
+awaitable<void> TranscriptFind::look(Question question, Turns::Turn turn, std::stop_token stop) {
+  const ConversationId conversation = question.conversation;
+  const FindDirection direction = question.direction;
+  const std::string text = question.text.toStdString();
+  std::optional<ConversationItemId> from = question.from;
   Application& application = DesktopWindow::instance().application();
   TranscriptFinder& finder = application.transcriptFinder();
-  if (const auto visible = rows_->lastVisible(); !from && visible) {
+  if (!from && question.visible) {
     // What is visible is searched too.
-    const auto behind = co_await alive(application.transcripts().page(conversation, visible, PageDirection::after, 1));
+    const auto behind =
+        co_await alive(application.transcripts().page(conversation, question.visible, PageDirection::after, 1));
     if (!behind.empty()) from = behind.front().id;
     if (!turns_.isLatest(turn)) co_return;
   }
@@ -80,7 +85,7 @@ awaitable<void> TranscriptFind::look(FindDirection direction, std::optional<Conv
   if (!hit) {
     isSeeking_ = false;
     steps_.clear();
-    show(tr("“%1” is not here").arg(text_), true);
+    show(tr("“%1” is not here").arg(question.text), true);
     co_return;
   }
   const auto count = co_await alive(finder.count(conversation, text, hit->item, stop));
@@ -91,7 +96,7 @@ awaitable<void> TranscriptFind::look(FindDirection direction, std::optional<Conv
     if (direction == FindDirection::previous && *count.position >= *before) beyond_ = Beyond::beginning;
   }
   at_ = hit->item;
-  rows_->showWords(hit->item, text_, direction);
+  rows_->showWords(hit->item, question.text, direction);
 }
 
 void TranscriptFind::arrive() {

@@ -50,12 +50,20 @@ class TranscriptFind : public QObject, public ViewModel {
 
  private:
   enum class Beyond { nothing, end, beginning };
+  /// What was asked, whatever is shown when it is looked for.
+  struct Question {
+    ConversationId conversation;
+    QString text;
+    std::optional<ConversationItemId> from;
+    std::optional<ConversationItemId> visible;  ///< the last that is
+    FindDirection direction;
+  };
 
   void begin();
   void arrive();
   void seek(FindDirection direction);
-  awaitable<void> lookOrGiveUp(FindDirection direction, std::optional<ConversationItemId> from, std::stop_token stop);
-  awaitable<void> look(FindDirection direction, std::optional<ConversationItemId> from, std::stop_token stop);
+  awaitable<void> lookOrGiveUp(Question question, Turns::Turn turn, std::stop_token stop);
+  awaitable<void> look(Question question, Turns::Turn turn, std::stop_token stop);
   void tell();
   void show(const QString& status, bool isFruitless);
 

@@ -1,35 +1,7 @@
-#include <algorithm>
-
-#include "core/store/search/search_letter.hpp"
 #include "desktop/conversation/transcript_window.hpp"
+#include "platform/async/on_pool.hpp"
 
 namespace ravant::desktop {
-namespace {
-
-/// All of it, then each of its words, the longest first.
-std::vector<std::string> wordings(const QString& text) {
-  std::vector<std::string> wordings{text.trimmed().toStdString()};
-  QStringList words = text.split(QLatin1Char(' '), Qt::SkipEmptyParts);
-  std::ranges::sort(words, std::ranges::greater(), &QString::size);
-  if (words.size() > 1) {
-    for (const QString& word : words) wordings.push_back(word.toStdString());
-  }
-  return wordings;
-}
-
-bool isIn(const ShownItem& item, const std::map<ToolInvocationId, CallTexts>& texts, std::string_view folded) {
-  if (folded.empty()) return false;
-  if (contains(item.item.text, folded)) return true;
-  const auto* group = std::get_if<ToolInvocationGroup>(&item.item.detail);
-  return group && std::ranges::any_of(group->invocations, [&](const ToolInvocation& call) {
-           const auto text = texts.find(call.id);
-           return contains(call.toolName, folded) || contains(call.text, folded) ||
-                  (text != texts.end() &&
-                   (contains(text->second.input, folded) || contains(text->second.output, folded)));
-         });
-}
-
-}  // namespace
 
 void TranscriptWindow::showWords(ConversationItemId item, const QString& words, FindDirection direction) {
   work_.around = item;
@@ -72,29 +44,42 @@ awaitable<void> TranscriptWindow::findPlaces(ShownWords words, Turns::Turn turn)
       if (call) texts[id] = {.input = call->input.value_or(""), .output = call->output.value_or("")};
     }
   }
-  ShownItem* const item = find(words.item);
-  if (!item) {
+  const ShownItem* const searchedItem = find(words.item);
+  if (!searchedItem) {
     Q_EMIT placesChanged();
     co_return;
   }
-  if (found_ && found_->item != words.item) foldAgain();
+  const auto own = reading_.folds.find(words.item);
+  const auto searched =
+      std::make_shared<SearchedItem>(SearchedItem{.item = *searchedItem,
+                                                  .folds = own == reading_.folds.end() ? ItemFolds() : own->second,
+                                                  .agent = agent_,
+                                                  .now = application_.modelContainer()->clock().now(),
+                                                  .texts = std::move(texts)});
+  auto found = co_await alive(onPool(application_.modelContainer()->work(),
+                                     [searched, text = words.text] { return foundWords(std::move(*searched), text); }));
+  if (!turns_.isLatest(turn) || !found) co_return;
+  showFound(*std::move(found), words.direction);
+}
 
-  const std::vector<std::string> wanted = wordings(words.text);
-  const auto standing = std::ranges::find_if(
-      wanted, [&](const std::string& wording) { return isIn(*item, texts, foldedForSearch(wording)); });
-  const std::string& wording = standing == wanted.end() ? wanted.front() : *standing;
-  FoundPlaces found{.item = words.item, .folded = foldedForSearch(wording)};
-  if (found.folded.empty()) co_return;
-  makeRows(*item);
-  found.folds = foldsThatShow(*item, texts, found.folded);
-  for (const ToolInvocationId call : found.folds.openCalls) callTexts_[call] = std::move(texts[call]);
+void TranscriptWindow::showFound(FoundWords found, FindDirection direction) {
+  ShownItem* const item = find(found.places.item);
+  if (!item) {
+    Q_EMIT placesChanged();
+    return;
+  }
+  if (found_ && found_->item != found.places.item) foldAgain();
   const std::string before = found_ && found_->place() ? found_->place()->row : std::string();
-  found_ = std::move(found);
-  makeRows(*item);
+  callTexts_.merge(std::move(found.texts));
+  found_ = std::move(found.places);
+  found_->current = direction == FindDirection::next || found_->places.empty() ? 0 : found_->places.size() - 1;
+  if (folds(found_->item) == found.folds) {
+    item->rows = std::move(found.rows);
+  } else {
+    makeRows(*item);
+  }
   update();
-  found_->places = placesOf(*item, found_->folded);
-  found_->current = words.direction == FindDirection::next || found_->places.empty() ? 0 : found_->places.size() - 1;
-  setMarkedText(QString::fromStdString(wording));
+  setMarkedText(found.words);
   placeChangesFrom(before);
 }
 

@@ -15,8 +15,8 @@ constexpr std::size_t kMostReadHere = 100 * 1000;
 }  // namespace
 
 bool TranscriptWindow::Work::isNone() const {
-  return !opens && !around && !place && !words && !isBehindRead && inserted.empty() && !isSummaryRead && !isRunOver &&
-         items.empty() && invocations.empty() && texts.empty() && !isOlderRead && !isNewerRead && !isSeen;
+  return !opens && !isReadAgain && !around && !place && !words && !isBehindRead && inserted.empty() && !isSummaryRead &&
+         !isRunOver && items.empty() && invocations.empty() && texts.empty() && !isOlderRead && !isNewerRead && !isSeen;
 }
 
 bool TranscriptWindow::Work::isAwaited() const {
@@ -25,6 +25,7 @@ bool TranscriptWindow::Work::isAwaited() const {
 
 void TranscriptWindow::Work::add(Work later) {
   opens |= later.opens;
+  isReadAgain |= later.isReadAgain;
   if (later.around) around = later.around;
   if (later.place) place = later.place;
   if (later.words) words = later.words;
@@ -89,11 +90,11 @@ awaitable<void> TranscriptWindow::workOff() {
 }
 
 awaitable<void> TranscriptWindow::doNext(Work& job, Turns::Turn turn) {
-  if (job.opens) {
-    co_await open(job.around, turn);
+  if (job.opens || job.isReadAgain) {
+    co_await open(job.opens ? job.around : std::nullopt, job.opens ? Stays::no : Stays::yes, turn);
     if (!turns_.isLatest(turn)) co_return;
-    job.opens = false;
-    job.around.reset();
+    if (job.opens) job.around.reset();
+    job.opens = job.isReadAgain = false;
     // All of it was read.
     job.isBehindRead = job.isSummaryRead = job.isOlderRead = job.isNewerRead = false;
     job.items.clear();
@@ -177,7 +178,7 @@ awaitable<std::vector<ShownItem>> TranscriptWindow::prepared(std::vector<Convers
       onPool(application_.modelContainer()->work(), [shared, prepare] { return prepare(std::move(*shared)); }));
 }
 
-awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target, Turns::Turn turn) {
+awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target, Stays stays, Turns::Turn turn) {
   const ConversationId conversation = *shown_;
   co_await readSummary(turn);
   if (!turns_.isLatest(turn)) co_return;
@@ -196,6 +197,7 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
   if (shownFirst) part = co_await partAround(*shownFirst, {});
   if (!turns_.isLatest(turn)) co_return;
   if (!part) {
+    if (shownFirst || !isAtEnd_) stays = Stays::no;
     part = co_await partAtEnd();
     target.reset();
   }
@@ -204,8 +206,13 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
   if (!turns_.isLatest(turn)) co_return;
   firstUnread_ = unread;
   if (isLookedAt_) wasAway_ = false;
-  co_await show(*std::move(part), returns || target ? shownFirst : std::nullopt, turn);
+  co_await show(*std::move(part), returns || target ? shownFirst : std::nullopt, stays, turn);
   if (!turns_.isLatest(turn)) co_return;
+  if (stays == Stays::yes) {
+    work_.isOlderRead = first_ > 0;
+    work_.isNewerRead = !isAtEnd_;
+    co_return;
+  }
   if (isFirstTime) seenCount_ = seen.value_or(count_);
   if (const auto row = target ? rowOf(*target) : std::nullopt) {
     Q_EMIT jumped(static_cast<int>(*row));
@@ -314,7 +321,7 @@ awaitable<void> TranscriptWindow::readAround(ConversationItemId target, std::opt
   }
   auto part = co_await partAround(target, position);
   if (!turns_.isLatest(turn) || !part) co_return;
-  co_await show(*std::move(part), target, turn);
+  co_await show(*std::move(part), target, Stays::no, turn);
   if (!turns_.isLatest(turn)) co_return;
   if (const auto row = rowOf(target)) Q_EMIT jumped(static_cast<int>(*row));
 }
@@ -343,15 +350,16 @@ awaitable<std::optional<TranscriptWindow::Part>> TranscriptWindow::partAround(Co
   co_return part;
 }
 
-awaitable<void> TranscriptWindow::show(Part part, std::optional<ConversationItemId> target, Turns::Turn turn) {
+awaitable<void> TranscriptWindow::show(Part part, std::optional<ConversationItemId> target, Stays stays,
+                                       Turns::Turn turn) {
   auto made = co_await prepared(std::move(part.items));
   if (!turns_.isLatest(turn)) co_return;
   first_ = part.first;
   count_ = part.count;
   isAtEnd_ = part.isAtEnd;
   isOpened_ = true;
-  replaceAll(std::move(made));
-  if (target) visible_ = {*target, *target};
+  stays == Stays::yes ? replaceItems(std::move(made)) : replaceAll(std::move(made));
+  if (target && stays == Stays::no) visible_ = {*target, *target};
   trim(Side::front);
   update();
 }

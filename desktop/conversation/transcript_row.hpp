@@ -2,6 +2,7 @@
 
 #include <QMetaType>
 #include <QString>
+#include <QStringList>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -64,6 +65,8 @@ struct TranscriptRow {
   int hiddenLines = 0;  ///< that are not shown
   QString more = {};    ///< what the button says that shows them
   QString html = {};
+  /// The targets of its links, each once; none while it grows.
+  QStringList links = {};
   QString text = {};    ///< plain: code, words, the subject of a call
   QString label = {};   ///< language, verb, summary of a group
   QString detail = {};  ///< result, duration

@@ -72,6 +72,14 @@ void TranscriptWindow::replaceAll(std::vector<ShownItem> items) {
   endResetModel();
 }
 
+void TranscriptWindow::replaceItems(std::vector<ShownItem> items) {
+  for (ShownItem& item : items) {
+    if (ShownItem* const shownItem = find(item.item.id)) item.key = std::move(shownItem->key);
+  }
+  items_.assign(std::make_move_iterator(items.begin()), std::make_move_iterator(items.end()));
+  makeAllRows();
+}
+
 bool TranscriptWindow::canLeave(Side side) const {
   if (items_.size() < 2) return false;
   if (!visible_) return true;
@@ -79,9 +87,22 @@ bool TranscriptWindow::canLeave(Side side) const {
   return visible_->second != items_.back().item.id && visible_->second != ConversationItemId();
 }
 
-void TranscriptWindow::trim(Side side) {
+std::size_t TranscriptWindow::hiddenRows() const {
+  const auto place = [this](ConversationItemId id) {
+    return std::ranges::find(items_, id, [](const ShownItem& each) { return each.item.id; });
+  };
+  const auto first = visible_ ? place(visible_->first) : items_.end();
+  const auto last = visible_ ? place(visible_->second) : items_.end();
   std::size_t rows = 0;
-  for (const ShownItem& item : items_) rows += item.rows.size();
+  for (auto item = items_.begin(); item != items_.end(); ++item) {
+    const bool isVisible = item >= first && item <= last;
+    if (!isVisible) rows += item->rows.size();
+  }
+  return rows;
+}
+
+void TranscriptWindow::trim(Side side) {
+  std::size_t rows = hiddenRows();
   while (rows > kMostRows) {
     const Side other = side == Side::front ? Side::back : Side::front;
     if (!canLeave(side) && !canLeave(other)) return;

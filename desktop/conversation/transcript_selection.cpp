@@ -103,7 +103,7 @@ QStringList TranscriptWindow::linksAt(int row) const {
   QStringList links;
   const int stop = stopOf(row);
   for (int each = std::max(stop, 0); each < rowCount() && stopOf(each) == stop; ++each) {
-    links += linksOf(rows_[static_cast<std::size_t>(each)]);
+    links += rows_[static_cast<std::size_t>(each)].links;
   }
   links.removeDuplicates();
   return links;

@@ -87,7 +87,7 @@ void TranscriptWindow::follow(StoreChanges& changes) {
           });
   connect(&changes, &StoreChanges::everythingChanged, this, [this] {
     if (!shown_) return;
-    work_.opens = true;
+    (isOpened_ ? work_.isReadAgain : work_.opens) = true;
     workSoon();
   });
   connect(&live_, &LiveTexts::grew, this, [this](ConversationId conversation) {
@@ -309,7 +309,7 @@ QVariant TranscriptWindow::data(const QModelIndex& index, int role) const {
     case placeRole:
       return placeIn(row);
     case linksRole:
-      return linksOf(row);
+      return row.links;
     default:
       return {};
   }

@@ -22,8 +22,8 @@
 
 namespace ravant::desktop {
 
-/// A part of a conversation as rows, with what its run is writing behind the last: at most `kMostRows`, but for an item
-/// that has more by itself. Follows the store.
+/// A part of a conversation as rows, with what its run is writing behind the last: at most `kMostRows` beside those of
+/// the items that are visible. Follows the store.
 ///
 /// On the interface thread.
 class TranscriptWindow : public QAbstractListModel, public ViewModel {
@@ -230,6 +230,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// What is to be read.
   struct Work {
     bool opens = false;
+    /// All that is shown, where it stands.
+    bool isReadAgain = false;
     std::optional<ConversationItemId> around = {};
     std::optional<double> place = {};
     std::optional<ShownWords> words = {};
@@ -251,8 +253,11 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     void add(Work later);
   };
   enum class Side { front, back };
+  /// Whether what is visible stays where it stands when its items are read.
+  enum class Stays { no, yes };
 
   awaitable<void> findPlaces(ShownWords words, Turns::Turn turn);
+  void showFound(FoundWords found, FindDirection direction);
   void keepUnfolded();
   void foldAgain();
   void placeChangesFrom(const std::string& row);
@@ -264,7 +269,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   awaitable<void> workOff();
   /// Takes out of the job what was done.
   awaitable<void> doNext(Work& job, Turns::Turn turn);
-  awaitable<void> open(std::optional<ConversationItemId> target, Turns::Turn turn);
+  awaitable<void> open(std::optional<ConversationItemId> target, Stays stays, Turns::Turn turn);
   /// Items that stand beside each other.
   struct Part {
     std::vector<ConversationItem> items;
@@ -275,8 +280,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   awaitable<Part> partAtEnd();
   /// Nothing where the item is not, or not any more.
   awaitable<std::optional<Part>> partAround(ConversationItemId target, std::optional<std::int64_t> position);
-  /// In place of all rows.
-  awaitable<void> show(Part part, std::optional<ConversationItemId> target, Turns::Turn turn);
+  /// In place of all items.
+  awaitable<void> show(Part part, std::optional<ConversationItemId> target, Stays stays, Turns::Turn turn);
   /// `position` where it is known, with that of the others.
   awaitable<void> readAround(ConversationItemId target, std::optional<std::int64_t> position, Turns::Turn turn);
   awaitable<void> readPlace(double place, Turns::Turn turn);
@@ -297,6 +302,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void follow(StoreChanges& changes);
   void add(std::vector<ShownItem> items, Side side);
   void replaceAll(std::vector<ShownItem> items);
+  /// Under the keys that those have which are shown.
+  void replaceItems(std::vector<ShownItem> items);
   void makeRows(ShownItem& item);
   void makeAllRows();
   void addPieces(const TranscriptRow& row);
@@ -316,6 +323,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void setSelected(std::set<ConversationItemId> selected);
 
   bool canLeave(Side side) const;
+  /// Rows of items of which nothing is visible.
+  std::size_t hiddenRows() const;
   /// Rows leave at the side where they can, else at the other.
   void trim(Side side);
   /// The rows as they are to be.

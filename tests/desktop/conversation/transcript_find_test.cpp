@@ -110,6 +110,32 @@ TEST_F(TranscriptFindTest, LeadsToTheWordsWhereverTheyAreHidden) {
   EXPECT_TRUE(window_.markedText().isEmpty());
 }
 
+TEST_F(TranscriptFindTest, UnfoldsOnlySoMuchOfWhatHasTheWordsEverywhere) {
+  for (int each = 0; each < 30; ++each) call(std::to_string(each), lines(4000, 3900, "the needle"));
+  std::string many;
+  for (int count = 0; count < 20'000; ++count) many += "needle ";
+  message("```\n" + many + "\n```");
+  open();
+  placeAfter([&] { find_.setText(QStringLiteral("needle")); });
+  EXPECT_LT(window_.places(), 5000);
+  EXPECT_GT(window_.places(), 500);
+  placeAfter([&] { find_.previous(); });
+  EXPECT_LT(window_.rowCount(), 130);
+  EXPECT_GE(window_.places(), 2);
+}
+
+TEST_F(TranscriptFindTest, LooksForNothingInAConversationThatWasLeft) {
+  prompt("A needle.");
+  open();
+  find_.setText(QStringLiteral("needle"));
+  window_.setConversation({});
+  workbench_.settle();
+  EXPECT_TRUE(find_.status().isEmpty());
+  EXPECT_EQ(window_.places(), 0);
+  open();
+  placeAfter([&] { find_.next(); });
+}
+
 TEST_F(TranscriptFindTest, SaysWhatIsNotThere) {
   prompt("Hay.");
   open();

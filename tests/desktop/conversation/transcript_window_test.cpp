@@ -306,6 +306,75 @@ TEST_F(TranscriptWindowTest, ComesBackToWhereAndHowItWasLeft) {
   EXPECT_EQ(returned.count(), 1) << "who was at the end is at the end";
 }
 
+TEST_F(TranscriptWindowTest, ReadsOnBesideAMessageOfMoreRowsThanAreHeld) {
+  for (int count = 0; count < 100; ++count) message("Before.");
+  std::string many;
+  for (std::size_t row = 0; row < TranscriptWindow::kMostRows + 100; ++row) many += "Paragraph.\n\n";
+  message(many);
+  for (int count = 0; count < 100; ++count) message("Behind.");
+  see();
+  TranscriptWindow window;
+  const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  open(window);
+  window.jumpToItem(desktop::textOf(await(workbench_.application().transcripts().items(conversation_, {}))[100].id));
+  settle(window);
+  const auto big = std::ranges::max_element(window.rows(), {}, [](const TranscriptRow& row) { return row.block; });
+  const ConversationItemId item = big->item;
+  const auto rowsOfIt = [&] { return std::ranges::equal_range(window.rows(), item, {}, &TranscriptRow::item); };
+  const auto first = [&] { return static_cast<int>(rowsOfIt().begin() - window.rows().begin()); };
+  const auto last = [&] { return static_cast<int>(rowsOfIt().end() - window.rows().begin()) - 1; };
+  window.showing(first(), first() + 8, 0, 80);
+  settle(window);
+  EXPECT_GT(first(), 0) << "what is above";
+  window.showing(last() - 8, last(), 80, 0);
+  settle(window);
+  EXPECT_LT(last() + 1, window.rowCount()) << "what is below";
+}
+
+TEST_F(TranscriptWindowTest, LeavesWhatIsReadWhereItStandsWhenAllIsReadAgain) {
+  for (int count = 0; count < 200; ++count) message("One.\n\nTwo.");
+  TranscriptWindow window;
+  const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  open(window);
+  const auto readAgain = [&] {
+    Q_EMIT workbench_.program().changes().everythingChanged();
+    settle(window);
+  };
+  const QSignalSpy jumped(&window, &TranscriptWindow::jumped);
+  const QSignalSpy returned(&window, &TranscriptWindow::returned);
+  const QPersistentModelIndex end = window.index(window.rowCount() - 1);
+  readAgain();
+  EXPECT_EQ(end.row(), window.rowCount() - 1);
+  EXPECT_EQ(jumped.count(), 0) << "who follows the end does so";
+
+  window.jumpToPlace(0.5);
+  settle(window);
+  window.showing(30, 50, 3, 3);
+  window.keepPlace(30, 7);
+  settle(window);
+  const QPersistentModelIndex read = window.index(40);
+  readAgain();
+  EXPECT_TRUE(read.isValid());
+  EXPECT_EQ(returned.count(), 0);
+  window.jumpToEnd();
+  readAgain();
+  EXPECT_TRUE(window.isAtEnd());
+  EXPECT_EQ(jumped.back()[0].toInt(), -1) << "whoever goes elsewhere arrives";
+}
+
+TEST_F(TranscriptWindowTest, TellsTheLinksOfWhatIsComplete) {
+  prompt("See https://weather.example/?a=1&b=2");
+  see();
+  TranscriptWindow window;
+  open(window);
+  EXPECT_EQ(window.rows()[0].links, QStringList{QStringLiteral("https://weather.example/?a=1&b=2")});
+  grow("[one](https://one.example) and [again](https://one.example)\n\n[two](https://two.example)", true);
+  settle(window);
+  ASSERT_EQ(window.rowCount(), 3);
+  EXPECT_EQ(window.rows()[1].links, QStringList{QStringLiteral("https://one.example")});
+  EXPECT_TRUE(window.rows()[2].links.isEmpty()) << "it grows";
+}
+
 TEST_F(TranscriptWindowTest, TriesAgainWhatCouldNotBeReadAndLosesNothingOfIt) {
   prompt("Go.");
   sqlite::Database store = workbench_.application().modelContainer()->connect();
@@ -522,7 +591,7 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
   void step(TranscriptWindow& window) {
     const int rows = window.rowCount();
     const int row = rows == 0 ? 0 : below(rows);
-    switch (below(16)) {
+    switch (below(17)) {
       case 0:
         return prompt("Prompt " + std::to_string(++number_));
       case 1:
@@ -556,6 +625,8 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
         return window.keepPlace(row - 1, 3);
       case 14:
         return leaveAndComeBack(window);
+      case 15:
+        return Q_EMIT workbench_.program().changes().everythingChanged();
       default:
         return window.showMore(row);
     }
