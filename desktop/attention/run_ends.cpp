@@ -77,7 +77,9 @@ awaitable<void> RunEnds::look(ConversationId conversation) {
 
 void RunEnds::tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning) {
   const auto* const message = std::get_if<UserMessage>(&prompt.detail);
-  if (!message || !message->endReason || (!wasRunning && prompt.createdAt < begunAt_)) return;
+  if (!message || !message->endReason) return;
+  const bool isOld = message->endedAt ? *message->endedAt < begunAt_ : !wasRunning && prompt.createdAt < begunAt_;
+  if (isOld) return;
   const auto told = told_.find(summary.conversation.id);
   if (told != told_.end() && told->second == prompt.id) return;
   told_.insert_or_assign(summary.conversation.id, prompt.id);
