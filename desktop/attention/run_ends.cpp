@@ -3,7 +3,6 @@
 #include <chrono>
 
 #include "core/conversation_state.hpp"
-#include "core/store/store_error.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -32,10 +31,15 @@ RunEnds::RunEnds(DesktopWindow& window, QObject* parent)
   silence_.setInterval(kUntilSilence);
   connect(&silence_, &QTimer::timeout, this, [this] { speak({}); });
   StoreChanges& changes = window.changes();
-  connect(&changes, &StoreChanges::conversationChanged, this, &RunEnds::lookAt);
-  connect(&changes, &StoreChanges::itemChanged, this, &RunEnds::lookAt);
+  const auto lookAgain = [this](ConversationId conversation) { looksAt(conversation).soon(); };
+  connect(&changes, &StoreChanges::conversationChanged, this, lookAgain);
+  connect(&changes, &StoreChanges::itemChanged, this, lookAgain);
+  connect(&changes, &StoreChanges::runChanged, this,
+          [this](ConversationId conversation, const std::optional<RunState>& state) {
+            if (!state) looksAt(conversation).now();
+          });
   connect(&changes, &StoreChanges::everythingChanged, this, [this] {
-    for (const ConversationId running : std::set(running_)) lookAt(running);
+    for (const ConversationId running : running_) looksAt(running).soon();
     start(findRunning());
   });
   start(findRunning());
@@ -47,26 +51,13 @@ awaitable<void> RunEnds::findRunning() {
   }
 }
 
-void RunEnds::lookAt(ConversationId conversation) {
-  const auto [looking, isFirst] = looking_.try_emplace(conversation, Look::once);
-  if (isFirst) return start(look(conversation));
-  looking->second = Look::again;
+Rereading& RunEnds::looksAt(ConversationId conversation) {
+  const auto read = [this, conversation] { return look(conversation); };
+  // Without a rest: two prompts could end within it, and only the latest one is seen.
+  return looks_.try_emplace(conversation, *this, read, std::chrono::milliseconds(0)).first->second;
 }
 
 awaitable<void> RunEnds::look(ConversationId conversation) {
-  try {
-    do {
-      looking_[conversation] = Look::once;
-      co_await lookOnce(conversation);
-    } while (looking_[conversation] == Look::again);
-  } catch (const StoreError&) {
-    looking_.erase(conversation);
-    throw;
-  }
-  looking_.erase(conversation);
-}
-
-awaitable<void> RunEnds::lookOnce(ConversationId conversation) {
   const auto summary = co_await alive(window_.application().conversations().conversation(conversation));
   const bool runs = summary && summary->run;
   const bool wasRunning = runs ? !running_.insert(conversation).second : running_.erase(conversation) > 0;
@@ -86,7 +77,9 @@ awaitable<void> RunEnds::lookOnce(ConversationId conversation) {
 
 void RunEnds::tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning) {
   const auto* const message = std::get_if<UserMessage>(&prompt.detail);
-  if (!message || !message->endReason || (!wasRunning && prompt.createdAt < begunAt_)) return;
+  if (!message || !message->endReason) return;
+  const bool isOld = message->endedAt ? *message->endedAt < begunAt_ : !wasRunning && prompt.createdAt < begunAt_;
+  if (isOld) return;
   const auto told = told_.find(summary.conversation.id);
   if (told != told_.end() && told->second == prompt.id) return;
   told_.insert_or_assign(summary.conversation.id, prompt.id);

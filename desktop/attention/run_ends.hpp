@@ -6,7 +6,7 @@
 #include <map>
 #include <set>
 
-#include "desktop/loop/view_model.hpp"
+#include "desktop/loop/rereading.hpp"
 #include "desktop/program/desktop_window.hpp"
 
 namespace ravant::desktop {
@@ -43,12 +43,9 @@ class RunEnds : public QObject, public ViewModel {
   void spokenChanged();
 
  private:
-  enum class Look { once, again };
-
   awaitable<void> findRunning();
-  void lookAt(ConversationId conversation);
+  Rereading& looksAt(ConversationId conversation);
   awaitable<void> look(ConversationId conversation);
-  awaitable<void> lookOnce(ConversationId conversation);
   /// Once, and only where it has ended since this is there, or was seen to run.
   void tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning);
   void tell(const ConversationSummary& summary, RunEnd::Kind kind);
@@ -56,7 +53,7 @@ class RunEnds : public QObject, public ViewModel {
 
   DesktopWindow& window_;
   Timestamp begunAt_;
-  std::map<ConversationId, Look> looking_;
+  std::map<ConversationId, Rereading> looks_;
   std::set<ConversationId> running_;
   std::map<ConversationId, ConversationItemId> prompts_;  ///< the last one that was seen
   std::map<ConversationId, ConversationItemId> told_;     ///< the prompt whose end was told last

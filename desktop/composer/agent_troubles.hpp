@@ -50,7 +50,7 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
   /// Nothing while it is not known what is shown.
   void follow(std::optional<Subject> subject);
   /// Looks again.
-  void refresh();
+  void refresh() { rereading_.now(); }
 
   int count() const { return static_cast<int>(troubles_.size()); }
   const QString& readyAgents() const { return readyAgents_; }
@@ -88,7 +88,6 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
     bool operator==(const Trouble&) const = default;
   };
 
-  awaitable<void> readUntilCurrent();
   awaitable<void> read();
   awaitable<std::optional<Trouble>> troubleOfFolder(Subject subject);
   awaitable<std::vector<Trouble>> troublesOfAgents(std::vector<Agent> agents);
@@ -106,7 +105,7 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
   std::vector<Trouble> troubles_;
   QString readyAgents_;
   bool isScanning_ = false;
-  Rereading rereading_;
+  Rereading rereading_{*this, [this] { return read(); }};
 };
 
 }  // namespace ravant::desktop

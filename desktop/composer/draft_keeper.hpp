@@ -3,6 +3,8 @@
 #include <QObject>
 #include <QPointer>
 #include <QTimer>
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,43 +18,54 @@ namespace ravant::desktop {
 
 /// The text of a composer in the store: read when its place is shown or another program changes it, written while it is
 /// typed. What was typed here is never replaced by what comes from elsewhere, and what stood there is never overwritten
-/// unread. A reading or writing that fails is tried again for as long as something typed is not kept. On the interface
-/// thread.
+/// unread. A reading or writing that fails is tried again for as long as something typed is not kept. A long text is
+/// written less often. On the interface thread.
 class DraftKeeper final : public QObject, public ViewModel {
   Q_OBJECT
 
  public:
-  DraftKeeper(std::shared_ptr<PromptSender> sender, StoreChanges& changes);
-  ~DraftKeeper() override;
+  /// `text` tells what the composer holds; whoever shows the composer writes before that is gone.
+  DraftKeeper(std::shared_ptr<PromptSender> sender, StoreChanges& changes, std::function<std::string()> text);
 
   /// Writes what is left of the place before, and reads this one.
   void open(std::optional<DraftPlace> place);
-  /// The text that stands there; written soon.
-  void typed(std::string text);
-  /// The text is on its way: the field is empty, and the draft stays with the sender.
+  /// The composer holds another text; written soon.
+  void typed();
+  /// The text is on its way: the field is about to be empty, and the draft stays with the sender.
   void handOver();
+  /// What was typed since then stands elsewhere from here on, and the field is empty.
+  void moveAway();
   void writeNow();
 
  Q_SIGNALS:
   /// In place of what the composer shows.
-  void arrived(const QString& text);
+  void arrived(const std::string& text);
 
  private:
-  awaitable<void> readUntilCurrent();
+  /// What stood in a place before something was typed there, once a writing has found it.
+  struct Before {
+    std::optional<std::string> text;
+  };
+
   awaitable<void> read();
-  void refresh();
+  awaitable<void> readOrTryAgain();
   void writeSoon();
-  void isWritten(const DraftPlace& place);
-  void writeFailed(const DraftPlace& place, bool wasRead);
-  static awaitable<void> write(std::shared_ptr<PromptSender> sender, DraftPlace place, std::string text, bool isRead,
-                               QPointer<DraftKeeper> self);
+  /// What stood there stands in front of what was typed meanwhile.
+  void putInFront(const std::string& before);
+  void isWritten(const DraftPlace& place, const std::shared_ptr<Before>& before);
+  void writeFailed(const DraftPlace& place);
+  static awaitable<void> write(std::shared_ptr<PromptSender> sender, DraftPlace place, std::string text,
+                               std::shared_ptr<Before> before, QPointer<DraftKeeper> self);
 
   std::shared_ptr<PromptSender> sender_;
+  std::function<std::string()> text_;
   std::optional<DraftPlace> place_;
-  std::string text_;
-  bool isRead_ = false;
-  bool isTouched_ = false;           ///< since it was read or written
-  std::vector<DraftPlace> written_;  ///< to these something is on its way
+  std::shared_ptr<Before> before_;    ///< nothing once the place was read
+  std::optional<std::string> shown_;  ///< what was read last, where nothing was typed since
+  bool isTouched_ = false;            ///< since it was read or written
+  bool hasWritten_ = false;           ///< since the place was opened or the text was handed over
+  std::vector<DraftPlace> written_;   ///< to these something is on its way
+  std::chrono::milliseconds pace_{};  ///< from a letter to its writing
   QTimer delay_;
   Turns turns_;
   Rereading rereading_;

@@ -7,30 +7,17 @@ namespace ravant::desktop {
 NewConversationPlace::NewConversationPlace(QObject* parent) : QObject(parent), window_(DesktopWindow::instance()) {
   StoreChanges& changes = window_.changes();
   connect(&window_, &DesktopWindow::selectionChanged, this, [this] {
-    if (window_.newConversationProject() != textOf(project_.id)) refresh();
+    if (window_.newConversationProject() != textOf(project_.id)) rereading_.now();
   });
-  connect(&changes, &StoreChanges::everythingChanged, this, &NewConversationPlace::refresh);
+  connect(&changes, &StoreChanges::everythingChanged, this, [this] { rereading_.soon(); });
   connect(&changes, &StoreChanges::projectChanged, this, [this](ProjectId project) {
-    if (project == project_.id) refresh();
+    if (project == project_.id) rereading_.soon();
   });
-  refresh();
-}
-
-void NewConversationPlace::refresh() {
-  if (!window_.newConversationProject().isEmpty() && rereading_.want()) start(readUntilCurrent());
-}
-
-awaitable<void> NewConversationPlace::readUntilCurrent() {
-  while (rereading_.goOn()) {
-    try {
-      co_await read();
-    } catch (const std::exception&) {
-      if (rereading_.giveUp()) throw;
-    }
-  }
+  rereading_.now();
 }
 
 awaitable<void> NewConversationPlace::read() {
+  if (window_.newConversationProject().isEmpty()) co_return;
   const std::vector<Project> projects = co_await alive(window_.application().projects().projects());
   const auto project = std::ranges::find(projects, idOf<ProjectId>(window_.newConversationProject()), &Project::id);
   if (project == projects.end() || *project == project_) co_return;

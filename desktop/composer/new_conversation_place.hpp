@@ -26,13 +26,11 @@ class NewConversationPlace : public QObject, public ViewModel {
   void changed();
 
  private:
-  void refresh();
-  awaitable<void> readUntilCurrent();
   awaitable<void> read();
 
   DesktopWindow& window_;
   Project project_;
-  Rereading rereading_;
+  Rereading rereading_{*this, [this] { return read(); }};
 };
 
 }  // namespace ravant::desktop

@@ -25,7 +25,7 @@ PromptComposer::PromptComposer(QObject* parent)
       window_(DesktopWindow::instance()),
       application_(window_.application()),
       sender_(std::make_shared<PromptSender>(application_, window_.changes())),
-      draft_(sender_, window_.changes()),
+      draft_(sender_, window_.changes(), [this] { return prompt_.text(); }),
       history_(application_),
       queue_(sender_, window_.changes(), *window_.notices()),
       pickers_(application_) {
@@ -33,39 +33,41 @@ PromptComposer::PromptComposer(QObject* parent)
   connect(window_.end(), &OrderlyEnd::stateChanged, &draft_, &DraftKeeper::writeNow);
   followStore();
   connect(sender_.get(), &PromptSender::underWayChanged, this, [this] {
-    if (isStarting_) refresh();
+    if (isStarting_) rereading_.now();
     Q_EMIT changed();
   });
   connect(sender_.get(), &PromptSender::began, this, &PromptComposer::openBegun);
   connect(sender_.get(), &PromptSender::returned, this, [this](ReturnedPrompt* returned) { takeBack(*returned); });
-  connect(&draft_, &DraftKeeper::arrived, this,
-          [this](const QString& text) { show(ComposedPrompt::parse(text.toStdString())); });
+  connect(&draft_, &DraftKeeper::arrived, this, [this](const std::string& text) { show(ComposedPrompt::parse(text)); });
   connect(&history_, &PromptHistory::reached, this, [this](const QString& text) {
-    const bool isUntouched = prompt_.text().empty() || (walked_ && *walked_ == prompt_);
+    const bool isUntouched = prompt_.isEmpty() || (walked_ && *walked_ == prompt_);
     if (!isUntouched) return history_.end();
     show(ComposedPrompt::parse(text.toStdString()));
     if (history_.current()) walked_ = prompt_;
-    draft_.typed(prompt_.text());
+    draft_.typed();
   });
   connect(&queue_, &QueuedPrompts::countChanged, this, &PromptComposer::changed);
-  connect(&pickers_, &PromptPickers::chosen, this, &PromptComposer::refresh);
+  connect(&pickers_, &PromptPickers::chosen, this, [this] { rereading_.now(); });
   connect(&window_, &DesktopWindow::promptRequested, this, &PromptComposer::sendWords);
   followSelection();
 }
 
+PromptComposer::~PromptComposer() { draft_.writeNow(); }
+
 void PromptComposer::followStore() {
   StoreChanges& changes = window_.changes();
-  connect(&changes, &StoreChanges::everythingChanged, this, &PromptComposer::refresh);
-  connect(&changes, &StoreChanges::agentsChanged, this, &PromptComposer::refresh);
+  const auto readAgain = [this] { rereading_.soon(); };
+  connect(&changes, &StoreChanges::everythingChanged, this, readAgain);
+  connect(&changes, &StoreChanges::agentsChanged, this, readAgain);
   connect(&changes, &StoreChanges::conversationChanged, this, [this](ConversationId changed) {
-    if (changed == conversation()) refresh();
+    if (changed == conversation()) rereading_.soon();
   });
   connect(&changes, &StoreChanges::projectChanged, this, [this](ProjectId changed) {
-    if (changed == project_.id) refresh();
+    if (changed == project_.id) rereading_.soon();
   });
   connect(&changes, &StoreChanges::runChanged, this,
           [this](ConversationId changed, const std::optional<RunState>& state) {
-            if (changed == conversation() && !state) refresh();
+            if (changed == conversation() && !state) rereading_.now();
           });
 }
 
@@ -80,31 +82,20 @@ void PromptComposer::followSelection() {
   place_ = place;
   isStarting_ = place_ && sender_->isUnderWay(*place_);
   refusal_.clear();
+  wish_.reset();
   draft_.open(place);
   queue_.open(conversation());
   history_.open(place);
   pickers_.open(conversation());
   troubles_.follow({});
   show({});
-  refresh();
+  rereading_.now();
   if (isNew()) Q_EMIT fieldWanted();
 }
 
-void PromptComposer::refresh() {
-  if (place_ && rereading_.want()) start(readUntilCurrent());
-}
-
-awaitable<void> PromptComposer::readUntilCurrent() {
-  while (rereading_.goOn()) {
-    try {
-      if (place_) co_await read(*place_);
-    } catch (const std::exception&) {
-      if (rereading_.giveUp()) throw;
-    }
-  }
-}
-
-awaitable<void> PromptComposer::read(DraftPlace place) {
+awaitable<void> PromptComposer::read() {
+  if (!place_) co_return;
+  const DraftPlace place = *place_;
   const bool isOnItsWay = sender_->isUnderWay(place);
   std::optional<ConversationSummary> summary;
   if (const auto* const shown = std::get_if<ConversationId>(&place)) {
@@ -134,6 +125,7 @@ awaitable<void> PromptComposer::read(DraftPlace place) {
                                           .agent = shown.agent,
                                           .obstacle = shown.obstacle});
   Q_EMIT changed();
+  sendIfWished();
 }
 
 void PromptComposer::setText(const QString& text) {
@@ -141,7 +133,8 @@ void PromptComposer::setText(const QString& text) {
   if (words == prompt_.words) return;
   const bool couldSend = canSend();
   prompt_.words = std::move(words);
-  draft_.typed(prompt_.text());
+  wish_.reset();
+  draft_.typed();
   if (canSend() != couldSend) Q_EMIT changed();
 }
 
@@ -165,10 +158,12 @@ QString PromptComposer::placeholder() const {
 
 bool PromptComposer::canSend() const {
   const PromptOptions& options = pickers_.options();
-  const bool isReady = place_ && readPlace_ == place_ && options.obstacle == PromptObstacle::none && options.agent;
-  const bool isBeingMade = isNew() && sender_->isUnderWay(*place_);
-  const bool hasText = !trimmed(prompt_.words).empty() || !prompt_.longText.empty() || !prompt_.attachments.empty();
-  return isReady && !isBeingMade && hasText;
+  const bool isReady = isRead() && options.obstacle == PromptObstacle::none && options.agent;
+  return isReady && !isBeingMade() && hasText();
+}
+
+bool PromptComposer::hasText() const {
+  return !trimmed(prompt_.words).empty() || !prompt_.longText.empty() || !prompt_.attachments.empty();
 }
 
 bool PromptComposer::isBusy() const {
@@ -180,60 +175,6 @@ bool PromptComposer::isBusy() const {
 QString PromptComposer::stopObstacle() const {
   const bool isElsewhere = isRunning() && summary_->run->place == LivingRun::Place::elsewhere;
   return isElsewhere ? tr("Another Ravant program runs this prompt: stop it there") : QString();
-}
-
-void PromptComposer::send() { send(PromptSender::QueueEnd::back); }
-
-void PromptComposer::sendNow() {
-  const bool isQueued = canSend() && isBusy();
-  send(PromptSender::QueueEnd::front);
-  if (isQueued) {
-    window_.notices()->tell(
-        tr("%1 takes nothing into a run: the prompt is sent first when the run is over").arg(pickers_.agentName()));
-  }
-}
-
-void PromptComposer::send(PromptSender::QueueEnd end) {
-  if (!canSend()) return;
-  const PromptOptions& options = pickers_.options();
-  PromptOrder order{.prompt = prompt_.text(),
-                    .project = project_,
-                    .conversation = conversation(),
-                    .agent = options.agent->id,
-                    .model = options.model,
-                    .effort = options.effort};
-  const bool isQueued = isBusy();
-  draft_.handOver();
-  refusal_.clear();
-  if (isQueued) {
-    sender_->queue(std::move(order), end);
-  } else {
-    isStarting_ = true;
-    sender_->send(std::move(order));
-  }
-  show({});
-}
-
-void PromptComposer::sendWords(ConversationId conversation, const QString& words) {
-  const PromptOptions& options = pickers_.options();
-  if (place_ != DraftPlace(conversation) || isBusy()) return;
-  if (readPlace_ != place_) {
-    return window_.notices()->tellError(tr("The conversation is still being read: try again in a moment."));
-  }
-  if (options.obstacle != PromptObstacle::none || !options.agent) {
-    return window_.notices()->tellError(tr("Nothing was sent: what is missing is said above the prompt."));
-  }
-  refusal_.clear();
-  sender_->send({.prompt = words.toStdString(),
-                 .project = project_,
-                 .conversation = conversation,
-                 .agent = options.agent->id,
-                 .model = options.model,
-                 .effort = options.effort});
-}
-
-void PromptComposer::stop() {
-  if (place_ && isUnderWay() && stopObstacle().isEmpty()) sender_->stop(*place_);
 }
 
 bool PromptComposer::takeKey(int key, int modifiers) {
@@ -331,6 +272,7 @@ void PromptComposer::removeLongText() {
 
 void PromptComposer::show(ComposedPrompt prompt) {
   walked_.reset();
+  wish_.reset();
   prompt_ = std::move(prompt);
   Q_EMIT textReplaced();
   Q_EMIT changed();
@@ -338,36 +280,9 @@ void PromptComposer::show(ComposedPrompt prompt) {
 
 void PromptComposer::edited() {
   refusal_.clear();
-  draft_.typed(prompt_.text());
+  wish_.reset();
+  draft_.typed();
   Q_EMIT changed();
-}
-
-void PromptComposer::putInFront(const std::string& text) {
-  show(joined(ComposedPrompt::parse(text), prompt_));
-  draft_.typed(prompt_.text());
-  draft_.writeNow();
-}
-
-void PromptComposer::takeBack(ReturnedPrompt& returned) {
-  const auto* const queuedIn = std::get_if<ConversationId>(&returned.place);
-  if (queuedIn != nullptr && returned.model) {
-    pickers_.remember(*queuedIn, {.model = returned.model, .effort = returned.effort});
-  }
-  if (returned.place != place_) return;
-  returned.isTaken = true;
-  isStarting_ = false;
-  refusal_ = returned.words;
-  putInFront(returned.prompt);
-  refresh();
-  troubles_.refresh();
-  Q_EMIT fieldWanted();
-}
-
-void PromptComposer::openBegun(ProjectId project, ConversationId conversation) {
-  if (place_ != DraftPlace(project)) return;
-  const PromptOptions& options = pickers_.options();
-  pickers_.remember(conversation, {.model = options.model, .effort = options.effort.value_or("")});
-  window_.openConversation(textOf(conversation), textOf(project));
 }
 
 }  // namespace ravant::desktop

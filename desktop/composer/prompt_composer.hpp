@@ -15,6 +15,7 @@
 #include "desktop/composer/prompt_pickers.hpp"
 #include "desktop/composer/prompt_sender.hpp"
 #include "desktop/composer/queued_prompts.hpp"
+#include "desktop/loop/rereading.hpp"
 #include "desktop/program/desktop_window.hpp"
 
 namespace ravant::desktop {
@@ -51,6 +52,7 @@ class PromptComposer : public QObject, public ViewModel {
 
  public:
   explicit PromptComposer(QObject* parent = nullptr);
+  ~PromptComposer() override;
 
   QString text() const { return QString::fromStdString(prompt_.words); }
   void setText(const QString& text);
@@ -103,15 +105,18 @@ class PromptComposer : public QObject, public ViewModel {
   ContextUse context() const { return summary_ ? contextUse(summary_->conversation) : ContextUse(); }
   void followStore();
   void followSelection();
-  void refresh();
-  awaitable<void> readUntilCurrent();
-  awaitable<void> read(DraftPlace place);
+  awaitable<void> read();
+  bool isRead() const { return place_ && readPlace_ == place_; }
+  /// Whether the conversation that is to begin here is on its way.
+  bool isBeingMade() const { return isNew() && sender_->isUnderWay(*place_); }
+  bool hasText() const;
   void show(ComposedPrompt prompt);
   void edited();
   void putInFront(const std::string& text);
   void takeBack(ReturnedPrompt& returned);
   void openBegun(ProjectId project, ConversationId conversation);
   void send(PromptSender::QueueEnd end);
+  void sendIfWished();
   /// What the field holds stays there. Nothing while a prompt is under way or runs.
   void sendWords(ConversationId conversation, const QString& words);
   bool takeReturn(int modifiers);
@@ -134,9 +139,10 @@ class PromptComposer : public QObject, public ViewModel {
   std::string refusal_;
   std::optional<ConversationSummary> summary_;
   Project project_;
-  std::optional<DraftPlace> readPlace_;  ///< what these two and the pickers are of
-  bool isStarting_ = false;              ///< sent from here, and not yet read as a run
-  Rereading rereading_;
+  std::optional<DraftPlace> readPlace_;         ///< what these two and the pickers are of
+  bool isStarting_ = false;                     ///< sent from here, and not yet read as a run
+  std::optional<PromptSender::QueueEnd> wish_;  ///< to be sent once it is known whether it can be
+  Rereading rereading_{*this, [this] { return read(); }};
 };
 
 }  // namespace ravant::desktop

@@ -30,7 +30,8 @@ void PromptHistory::goBack() {
   if (position_ < prompts_.size()) {
     show(position_ + 1);
   } else if (!isComplete_ && !isReading_) {
-    start(readEarlier());
+    isReading_ = true;
+    start(readEarlier(*place_, turns_.take()));
   }
 }
 
@@ -56,12 +57,11 @@ awaitable<std::deque<ConversationId>> PromptHistory::conversations(DraftPlace pl
   co_return ids;
 }
 
-awaitable<void> PromptHistory::readEarlier() {
-  isReading_ = true;
-  const auto turn = turns_.take();
+awaitable<void> PromptHistory::readEarlier(DraftPlace place, Turns::Turn turn) {
+  if (!turns_.isLatest(turn)) co_return;
   const std::size_t known = prompts_.size();
   if (!unread_) {
-    auto found = co_await alive(conversations(*place_));
+    auto found = co_await alive(conversations(place));
     if (!turns_.isLatest(turn)) co_return;
     unread_ = std::move(found);
   }

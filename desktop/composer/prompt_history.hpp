@@ -35,7 +35,7 @@ class PromptHistory final : public QObject, public ViewModel {
   void reached(const QString& text);
 
  private:
-  awaitable<void> readEarlier();
+  awaitable<void> readEarlier(DraftPlace place, Turns::Turn turn);
   awaitable<std::deque<ConversationId>> conversations(DraftPlace place);
   void show(std::size_t position);
 

@@ -44,25 +44,23 @@ PromptPickers::PromptPickers(Application& application) : application_(applicatio
 
 void PromptPickers::choose() {
   Q_EMIT chosen();
-  if (!conversation_ && keeping_.want()) start(keepUntilCurrent());
+  if (!conversation_) keeping_.now();
 }
 
-awaitable<void> PromptPickers::keepUntilCurrent() {
-  while (keeping_.goOn()) {
-    const auto agent = std::ranges::find_if(options_.agents, [&](const Agent& each) {
-      return ofNew_.agent ? each.id == *ofNew_.agent : each.type == ofNew_.agentType;
-    });
-    const auto type = agent != options_.agents.end() ? rawValue(agent->type) : std::string_view();
-    const std::map<std::string, std::string> choices{
-        {std::string(setting::kNewConversationAgent), std::string(type)},
-        {std::string(setting::kNewConversationModel), ofNew_.model.value_or("")},
-        {std::string(setting::kNewConversationEffort), ofNew_.effort.value_or("")}};
-    try {
-      co_await alive(onPool(application_.modelContainer()->work(),
-                            [path = application_.settings().path(), choices] { keep(path, choices); }));
-    } catch (const SettingsError& error) {
-      kLog.warning("what is chosen for new conversations could not be kept: {}", error.what());
-    }
+awaitable<void> PromptPickers::keepChoices() {
+  const auto agent = std::ranges::find_if(options_.agents, [&](const Agent& each) {
+    return ofNew_.agent ? each.id == *ofNew_.agent : each.type == ofNew_.agentType;
+  });
+  const auto type = agent != options_.agents.end() ? rawValue(agent->type) : std::string_view();
+  const std::map<std::string, std::string> choices{
+      {std::string(setting::kNewConversationAgent), std::string(type)},
+      {std::string(setting::kNewConversationModel), ofNew_.model.value_or("")},
+      {std::string(setting::kNewConversationEffort), ofNew_.effort.value_or("")}};
+  try {
+    co_await alive(onPool(application_.modelContainer()->work(),
+                          [path = application_.settings().path(), choices] { keep(path, choices); }));
+  } catch (const SettingsError& error) {
+    kLog.warning("what is chosen for new conversations could not be kept: {}", error.what());
   }
 }
 

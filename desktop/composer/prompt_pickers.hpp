@@ -69,7 +69,7 @@ class PromptPickers : public QObject, public ViewModel {
   WantedOptions& choice() { return conversation_ ? ofConversations_[*conversation_] : ofNew_; }
   void fillLists();
   void choose();
-  awaitable<void> keepUntilCurrent();
+  awaitable<void> keepChoices();
 
   Application& application_;
   std::optional<ConversationId> conversation_;
@@ -80,7 +80,7 @@ class PromptPickers : public QObject, public ViewModel {
   ChoiceList efforts_;
   std::map<ConversationId, WantedOptions> ofConversations_;
   WantedOptions ofNew_;
-  Rereading keeping_;
+  Rereading keeping_{*this, [this] { return keepChoices(); }};
 };
 
 }  // namespace ravant::desktop

@@ -1,6 +1,7 @@
 #include "desktop/composer/prompt_sender.hpp"
 
 #include <algorithm>
+#include <exception>
 #include <utility>
 
 #include "app/model_efforts.hpp"
@@ -192,6 +193,7 @@ awaitable<void> PromptSender::submit(PromptOrder order, std::shared_ptr<UnderWay
 
 awaitable<void> PromptSender::addToQueue(std::shared_ptr<PromptSender> self, ConversationId conversation) {
   std::deque<ToQueue>& waiting = self->toQueue_[conversation];
+  std::exception_ptr failure;
   while (!waiting.empty()) {
     const ToQueue wanted = waiting.front();
     std::string words;
@@ -201,12 +203,17 @@ awaitable<void> PromptSender::addToQueue(std::shared_ptr<PromptSender> self, Con
       words = sentence(error.what());
     }
     self->leave(wanted.entry);
-    if (!words.empty()) {
-      co_await self->giveBack({.place = conversation, .prompt = wanted.order.prompt, .words = words});
+    try {
+      if (!words.empty()) {
+        co_await self->giveBack({.place = conversation, .prompt = wanted.order.prompt, .words = words});
+      }
+    } catch (const std::exception&) {
+      failure = std::current_exception();
     }
     waiting.pop_front();
   }
   self->toQueue_.erase(conversation);
+  if (failure) std::rethrow_exception(failure);
 }
 
 awaitable<void> PromptSender::addOne(ToQueue wanted) {

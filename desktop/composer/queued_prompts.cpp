@@ -25,15 +25,15 @@ awaitable<void> putBack(std::shared_ptr<PromptSender> sender, QueuedPrompt promp
 QueuedPrompts::QueuedPrompts(std::shared_ptr<PromptSender> sender, StoreChanges& changes, Notices& notices)
     : sender_(std::move(sender)), notices_(notices) {
   connect(&changes, &StoreChanges::queueChanged, this, [this](ConversationId conversation) {
-    if (conversation == conversation_) refresh();
+    if (conversation == conversation_) rereading_.soon();
   });
-  connect(&changes, &StoreChanges::everythingChanged, this, &QueuedPrompts::refresh);
+  connect(&changes, &StoreChanges::everythingChanged, this, [this] { rereading_.soon(); });
 }
 
 void QueuedPrompts::open(std::optional<ConversationId> conversation) {
   conversation_ = conversation;
   show({});
-  refresh();
+  rereading_.now();
 }
 
 void QueuedPrompts::edit(int row) {
@@ -56,21 +56,8 @@ void QueuedPrompts::remove(int row) {
   if (row >= 0 && row < count()) start(removeWithUndo(prompts_[static_cast<std::size_t>(row)].id));
 }
 
-void QueuedPrompts::refresh() {
-  if (conversation_ && rereading_.want()) start(readUntilCurrent());
-}
-
-awaitable<void> QueuedPrompts::readUntilCurrent() {
-  while (rereading_.goOn()) {
-    try {
-      if (conversation_) co_await read();
-    } catch (const std::exception&) {
-      if (rereading_.giveUp()) throw;
-    }
-  }
-}
-
 awaitable<void> QueuedPrompts::read() {
+  if (!conversation_) co_return;
   const ConversationId conversation = *conversation_;
   auto prompts = co_await alive(sender_->prompts().prompts(conversation));
   if (conversation == conversation_) show(std::move(prompts));

@@ -43,8 +43,6 @@ class QueuedPrompts : public QAbstractListModel, public ViewModel {
   void countChanged();
 
  private:
-  void refresh();
-  awaitable<void> readUntilCurrent();
   awaitable<void> read();
   awaitable<void> removeWithUndo(QueuedPromptId id);
   void show(std::vector<QueuedPrompt> prompts);
@@ -54,7 +52,7 @@ class QueuedPrompts : public QAbstractListModel, public ViewModel {
   Notices& notices_;
   std::optional<ConversationId> conversation_;
   std::vector<QueuedPrompt> prompts_;
-  Rereading rereading_;
+  Rereading rereading_{*this, [this] { return read(); }};
 };
 
 }  // namespace ravant::desktop

@@ -1,14 +1,13 @@
 import QtQuick
 import Ravant.Controls
 
-/// Lets the user choose files of this machine, or one program; made when it is first opened.
+/// Lets the user choose files of this machine; made when it is first opened.
 Loader {
     id: chooser
 
     property string title
     /// Where it begins; at home where it is empty.
     property url folder
-    property bool choosesProgram: false
 
     signal accepted(var files)
     /// With or without files.
@@ -21,7 +20,7 @@ Loader {
     sourceComponent: PathChooser {
         title: chooser.title
         folder: chooser.folder
-        wanted: chooser.choosesProgram ? FolderEntries.Programs : FolderEntries.Files
+        wanted: FolderEntries.Files
         onAccepted: files => chooser.accepted(files)
         onClosed: chooser.closed()
     }

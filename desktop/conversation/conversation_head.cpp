@@ -16,7 +16,6 @@ namespace {
 
 constexpr std::chrono::seconds kRunClock{1};
 constexpr std::chrono::minutes kRestClock{1};
-constexpr std::chrono::milliseconds kRest{200};
 
 QString shown(std::string_view text) { return QString::fromStdString(shownText(text)); }
 
@@ -32,17 +31,15 @@ QString ageOf(Timestamp time, Timestamp now) {
 ConversationHead::ConversationHead(QObject* parent)
     : QObject(parent), application_(DesktopWindow::instance().application()) {
   const StoreChanges& changes = DesktopWindow::instance().changes();
-  rest_.setSingleShot(true);
-  rest_.setInterval(kRest);
   connect(&clock_, &QTimer::timeout, this, &ConversationHead::tell);
-  connect(&rest_, &QTimer::timeout, this, &ConversationHead::look);
-  const auto lookSoon = [this](ConversationId conversation) {
-    if (shown_ == conversation && !rest_.isActive()) rest_.start();
+  const auto readAgain = [this] { rereading_.soon(); };
+  const auto readIfShown = [this](ConversationId conversation) {
+    if (shown_ == conversation) rereading_.soon();
   };
-  connect(&changes, &StoreChanges::conversationChanged, this, lookSoon);
-  connect(&changes, &StoreChanges::runChanged, this, lookSoon);
-  connect(&changes, &StoreChanges::projectChanged, this, &ConversationHead::look);
-  connect(&changes, &StoreChanges::everythingChanged, this, &ConversationHead::look);
+  connect(&changes, &StoreChanges::conversationChanged, this, readIfShown);
+  connect(&changes, &StoreChanges::runChanged, this, readIfShown);
+  connect(&changes, &StoreChanges::projectChanged, this, readAgain);
+  connect(&changes, &StoreChanges::everythingChanged, this, readAgain);
 }
 
 void ConversationHead::setConversation(const QString& conversation) {
@@ -53,30 +50,17 @@ void ConversationHead::setConversation(const QString& conversation) {
   clock_.stop();
   tell();
   Q_EMIT conversationChanged();
-  look();
-}
-
-void ConversationHead::look() {
-  if (!shown_) return;
-  isStale_ = true;
-  if (!isReading_) start(read());
+  rereading_.now();
 }
 
 awaitable<void> ConversationHead::read() {
-  isReading_ = true;
-  while (shown_ && std::exchange(isStale_, false)) {
-    const ConversationId conversation = *shown_;
-    try {
-      auto summary = co_await alive(application_.conversations().conversation(conversation));
-      if (shown_ == conversation) summary_ = std::move(summary);
-    } catch (const std::exception&) {
-      // The transcript beside it says what is wrong with the store; what was read before still stands.
-    }
-    if (shown_ != conversation) continue;
-    clock_.start(isRunning() ? std::chrono::milliseconds(kRunClock) : std::chrono::milliseconds(kRestClock));
-    tell();
-  }
-  isReading_ = false;
+  if (!shown_) co_return;
+  const ConversationId conversation = *shown_;
+  auto summary = co_await alive(application_.conversations().conversation(conversation));
+  if (shown_ != conversation) co_return;  // it is read anew
+  summary_ = std::move(summary);
+  clock_.start(isRunning() ? std::chrono::milliseconds(kRunClock) : std::chrono::milliseconds(kRestClock));
+  tell();
 }
 
 void ConversationHead::tell() {

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "core/store/conversation_model_actor.hpp"
-#include "desktop/loop/view_model.hpp"
+#include "desktop/loop/rereading.hpp"
 #include "desktop/program/desktop_window.hpp"
 
 namespace ravant::desktop {
@@ -46,7 +46,6 @@ class ConversationHead : public QObject, public ViewModel {
   void changed();
 
  private:
-  void look();
   awaitable<void> read();
   awaitable<void> sendAgain(ConversationId conversation, ConversationItemId failure);
   void tell();
@@ -54,13 +53,10 @@ class ConversationHead : public QObject, public ViewModel {
   Application& application_;
   std::optional<ConversationId> shown_;
   std::optional<ConversationSummary> summary_;
-  bool isReading_ = false;
-  bool isStale_ = false;
   QString title_;
   QString line_;
   QTimer clock_;
-  /// A run changes its conversation with each of its entries: they are looked at together.
-  QTimer rest_;
+  Rereading rereading_{*this, [this] { return read(); }};
 };
 
 }  // namespace ravant::desktop

@@ -1,38 +1,40 @@
 #pragma once
 
-#include <utility>
+#include <QTimer>
+#include <chrono>
+#include <functional>
+
+#include "desktop/loop/view_model.hpp"
 
 namespace ravant::desktop {
 
-/// A reading that is wanted again and again: one at a time, and once more where it was wanted meanwhile.
+/// What a view model reads again and again: one reading at a time, and another one where it was wanted meanwhile. The
+/// last wish is never lost. An error is reported as those of every coroutine of the view model, and the next wish is
+/// followed as ever.
 ///
-///     if (rereading_.want()) start(readUntilCurrent());
-///
-///     while (rereading_.goOn()) {
-///       try { co_await read(); } catch (const std::exception&) { if (rereading_.giveUp()) throw; }
-///     }
+/// A member of its view model, whose coroutine `read` makes. On the interface thread.
 class Rereading {
  public:
-  /// Whether the reading is to be started.
-  bool want() {
-    isWanted_ = true;
-    return !std::exchange(isUnderWay_, true);
-  }
-  /// Whether to read; else the reading is over.
-  bool goOn() {
-    if (std::exchange(isWanted_, false)) return true;
-    isUnderWay_ = false;
-    return false;
-  }
-  /// After a failure: false where it is wanted again anyway, else the reading is over.
-  bool giveUp() {
-    isUnderWay_ = isWanted_;
-    return !isUnderWay_;
-  }
+  static constexpr std::chrono::milliseconds kRest{150};
+
+  /// While announcements come one after another, `rest` lies between two readings.
+  Rereading(ViewModel& owner, std::function<awaitable<void>()> read, std::chrono::milliseconds rest = kRest);
+
+  /// Something was announced: at once, unless the latest reading is no longer ago than the rest.
+  void soon();
+  /// Somebody waits: at once, or right behind the reading that is under way.
+  void now();
 
  private:
+  void begin();
+  awaitable<void> readOnce();
+
+  ViewModel& owner_;
+  std::function<awaitable<void>()> read_;
+  QTimer rest_;
   bool isUnderWay_ = false;
   bool isWanted_ = false;
+  bool isUrgent_ = false;
 };
 
 }  // namespace ravant::desktop

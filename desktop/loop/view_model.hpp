@@ -48,6 +48,8 @@ class ViewModel {
   }
 
  private:
+  friend class Rereading;
+
   struct Life {};
   struct Gone {};
 

@@ -1,28 +1,12 @@
 #include "desktop/window/project_presence.hpp"
 
-#include "core/store/store_error.hpp"
-
 namespace ravant::desktop {
 
 ProjectPresence::ProjectPresence(DesktopWindow& window, QObject* parent) : QObject(parent), window_(window) {
-  const auto readAgain = [this] { refresh(); };
+  const auto readAgain = [this] { rereading_.soon(); };
   connect(&window_.changes(), &StoreChanges::everythingChanged, this, readAgain);
   connect(&window_.changes(), &StoreChanges::projectChanged, this, readAgain);
-  refresh();
-}
-
-void ProjectPresence::refresh() {
-  if (rereading_.want()) start(readUntilCurrent());
-}
-
-awaitable<void> ProjectPresence::readUntilCurrent() {
-  while (rereading_.goOn()) {
-    try {
-      co_await read();
-    } catch (const std::exception&) {
-      if (rereading_.giveUp()) throw;
-    }
-  }
+  rereading_.now();
 }
 
 awaitable<void> ProjectPresence::read() {

@@ -27,12 +27,10 @@ class ProjectPresence : public QObject, public ViewModel {
   void changed();
 
  private:
-  void refresh();
-  awaitable<void> readUntilCurrent();
   awaitable<void> read();
 
   DesktopWindow& window_;
-  Rereading rereading_;
+  Rereading rereading_{*this, [this] { return read(); }};
   bool isKnown_ = false;
   bool hasProjects_ = false;
 };

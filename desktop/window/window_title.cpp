@@ -1,32 +1,17 @@
 #include "desktop/window/window_title.hpp"
 
 #include "core/conversation_state.hpp"
-#include "core/store/store_error.hpp"
 
 namespace ravant::desktop {
 
 WindowTitle::WindowTitle(DesktopWindow& window, QObject* parent) : QObject(parent), window_(window) {
-  const auto readAgain = [this] { refresh(); };
-  connect(&window_, &DesktopWindow::selectionChanged, this, readAgain);
+  const auto readAgain = [this] { rereading_.soon(); };
+  connect(&window_, &DesktopWindow::selectionChanged, this, [this] { rereading_.now(); });
   connect(&window_.changes(), &StoreChanges::everythingChanged, this, readAgain);
   connect(&window_.changes(), &StoreChanges::conversationChanged, this, [this, readAgain](ConversationId changed) {
     if (window_.shownConversation() == changed) readAgain();
   });
-  refresh();
-}
-
-void WindowTitle::refresh() {
-  if (rereading_.want()) start(readUntilCurrent());
-}
-
-awaitable<void> WindowTitle::readUntilCurrent() {
-  while (rereading_.goOn()) {
-    try {
-      co_await read();
-    } catch (const std::exception&) {
-      if (rereading_.giveUp()) throw;
-    }
-  }
+  rereading_.now();
 }
 
 awaitable<void> WindowTitle::read() {

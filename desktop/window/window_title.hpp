@@ -24,13 +24,11 @@ class WindowTitle : public QObject, public ViewModel {
   void changed();
 
  private:
-  void refresh();
-  awaitable<void> readUntilCurrent();
   awaitable<void> read();
   void show(const QString& text);
 
   DesktopWindow& window_;
-  Rereading rereading_;
+  Rereading rereading_{*this, [this] { return read(); }};
   QString text_ = QStringLiteral("Ravant");
 };
 

@@ -9,6 +9,7 @@
 #include <QMimeData>
 
 #include "app/known_settings.hpp"
+#include "platform/sqlite/transaction.hpp"
 #include "tests/desktop/support/workbench.hpp"
 
 namespace ravant::test {
@@ -432,6 +433,104 @@ TEST_F(Composer, keepsALongTextOutOfTheField) {
   EXPECT_TRUE(until([&] { return !composer->longText().isEmpty(); }));
   composer->showLongText();
   EXPECT_EQ(text(), whole);
+}
+
+TEST_F(Composer, takesAlongWhatIsTypedWhileTheConversationIsMade) {
+  startNew();
+  type("one");
+  ASSERT_TRUE(until([&] { return composer->canSend(); }));
+  composer->send();
+  type("and more");
+  ASSERT_TRUE(until([&] { return workbench.window().shownConversation().has_value(); }));
+  EXPECT_EQ(text(), "and more");
+  EXPECT_TRUE(untilDraft(shown(), "and more"));
+  EXPECT_TRUE(untilDraft(project.id, std::nullopt)) << "it is there once";
+  EXPECT_EQ(text(), "and more");
+
+  // It had become the page's draft already.
+  startNew();
+  type("two");
+  ASSERT_TRUE(until([&] { return composer->canSend(); }));
+  sqlite::Database other = application.modelContainer()->connect();
+  {
+    const sqlite::Transaction writing(other);
+    composer->send();
+    type("more of it");
+    composer->takeKey(Qt::Key_Return, static_cast<int>(Qt::NoModifier));
+    Q_EMIT workbench.window().end()->stateChanged();
+  }
+  ASSERT_TRUE(until([&] { return workbench.window().shownConversation().has_value(); }));
+  EXPECT_TRUE(untilDraft(project.id, std::nullopt));
+  EXPECT_TRUE(untilLast(shown(), "more of it finished")) << "it was to be sent too";
+  EXPECT_TRUE(until([&] { return text().empty(); }));
+}
+
+TEST_F(Composer, sendsWhatWasToBeSentBeforeItWasKnownWhereto) {
+  const ConversationId conversation = newConversation();
+  workbench.window().openConversation(textOf(conversation), textOf(project.id));
+  type("quick");
+  ASSERT_FALSE(composer->canSend());
+  composer->send();
+  EXPECT_TRUE(untilLast(conversation, "quick finished"));
+
+  const ConversationId other = newConversation();
+  workbench.window().openConversation(textOf(other), textOf(project.id));
+  type("half");
+  composer->send();
+  type("half a thought");
+  ASSERT_TRUE(until([&] { return composer->canSend(); }));
+  EXPECT_EQ(text(), "half a thought") << "who types on has not finished";
+}
+
+TEST_F(Composer, neverReplacesTypedWordsByAnEarlierPrompt) {
+  const ConversationId conversation = newConversation();
+  const ConversationId other = newConversation();
+  open(conversation);
+  sendWhenReady("one");
+  ASSERT_TRUE(untilLast(conversation, "one finished"));
+  ASSERT_TRUE(until([&] { return !composer->isUnderWay(); }));
+  const auto pressUp = [&] { return composer->takeKey(Qt::Key_Up, static_cast<int>(Qt::NoModifier)); };
+  EXPECT_TRUE(pressUp());
+  type("typed");
+  workbench.settle();
+  await(application.transcripts().last(conversation));
+  workbench.settle();
+  EXPECT_EQ(text(), "typed");
+
+  type("");
+  EXPECT_TRUE(pressUp());
+  open(other);
+  workbench.settle();
+  EXPECT_EQ(text(), "") << "of what is not shown any more";
+}
+
+TEST_F(Composer, queuesOnAfterAPromptThatCouldNotEvenBeKept) {
+  hold();
+  const ConversationId conversation = newConversation();
+  const ConversationId elsewhere = newConversation();
+  open(conversation);
+  sendWhenReady("one");
+  ASSERT_TRUE(until([&] { return composer->isRunning(); }));
+  sqlite::Database other = application.modelContainer()->connect();
+  other.execute("CREATE TRIGGER refusal BEFORE INSERT ON draft BEGIN SELECT RAISE(ABORT, 'refused'); END");
+  composer->attach({QUrl::fromLocalFile(QStringLiteral("/gone/file.txt"))});
+  type("two");
+  composer->send();
+  QStringList failures;
+  QObject::connect(&desktop::InterfaceLoop::instance(), &desktop::InterfaceLoop::failed, composer.get(),
+                   [&](const QString& words) { failures.append(words); });
+  workbench.window().openConversation(textOf(elsewhere), textOf(project.id));
+  ASSERT_TRUE(until([&] { return !failures.isEmpty(); }));
+  other.execute("DROP TRIGGER refusal");
+
+  open(conversation);
+  ASSERT_TRUE(until([&] { return composer->isRunning(); }));
+  type("");
+  while (!composer->attachments().isEmpty()) composer->detach(0);
+  sendWhenReady("three");
+  EXPECT_TRUE(until([&] { return queued() == std::vector<std::string>{"three"}; }));
+  letGo();
+  EXPECT_TRUE(untilLast(conversation, "three finished"));
 }
 
 }  // namespace

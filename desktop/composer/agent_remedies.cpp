@@ -1,0 +1,116 @@
+#include <algorithm>
+
+#include "agent/ravant_provider.hpp"
+#include "app/agent_scan.hpp"
+#include "desktop/composer/agent_troubles.hpp"
+#include "platform/async/on_pool.hpp"
+#include "platform/text/text.hpp"
+#include "platform/text/utf8.hpp"
+
+namespace ravant::desktop {
+namespace {
+
+/// As the store wants it. Blocks.
+std::string canonicalFolder(const std::string& chosen) {
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::canonical(chosen, error);
+  if (error) throw std::runtime_error(chosen + ": " + error.message());
+  if (!isValidUtf8(folder.string())) throw std::runtime_error("a project's path must be valid UTF-8");
+  return folder.string();
+}
+
+}  // namespace
+
+void AgentTroubles::mend(int row) {
+  if (row < 0 || row >= count() || !subject_) return;
+  const Trouble& trouble = troubles_[static_cast<std::size_t>(row)];
+  switch (trouble.remedy) {
+    case Remedy::Scan:
+      return scan();
+    case Remedy::Enable:
+      return start(enable(*trouble.agent));
+    case Remedy::Model:
+      return Q_EMIT modelWanted();
+    case Remedy::Folder:
+      return Q_EMIT folderWanted();
+    case Remedy::Anew:
+      return window_.startNewConversation(textOf(subject_->project));
+    case Remedy::Path:
+    case Remedy::Add:
+    case Remedy::Key:
+      return;
+  }
+}
+
+awaitable<void> AgentTroubles::enable(AgentId agent) {
+  co_await alive(window_.application().agents().setEnabled(agent, true));
+}
+
+void AgentTroubles::scan() {
+  if (!isScanning_) start(scanOnce());
+}
+
+awaitable<void> AgentTroubles::scanOnce() {
+  Application& application = window_.application();
+  isScanning_ = true;
+  Q_EMIT changed();
+  QString words;
+  try {
+    const auto options = locatorOptions(application.settings(), application.processes());
+    const auto scanned = co_await alive(scanAgents(application.agents(), options, application.io()));
+    const auto news = std::ranges::count_if(
+        scanned, [](const ScannedAgent& agent) { return agent.outcome != ScannedAgent::Outcome::known; });
+    words = news == 0 ? tr("No other agent was found")
+                      : (news == 1 ? tr("An agent was found") : tr("%1 agents were found").arg(news));
+  } catch (const std::exception& error) {
+    window_.notices()->tellError(QString::fromUtf8(error.what()));
+  }
+  isScanning_ = false;
+  if (!words.isEmpty()) window_.notices()->tell(words);
+  Q_EMIT changed();
+  refresh();
+}
+
+void AgentTroubles::setPath(int row, const QString& path) {
+  const std::string typed(trimmed(path.toStdString()));
+  if (row < 0 || row >= count() || typed.empty() || !subject_) return;
+  const Trouble& trouble = troubles_[static_cast<std::size_t>(row)];
+  if (trouble.remedy == Remedy::Path) start(storePath(*trouble.agent, typed));
+  if (trouble.remedy == Remedy::Add) start(addAgent(subject_->foreignAgent.value_or(AgentType::claude), typed));
+}
+
+awaitable<void> AgentTroubles::storePath(AgentId agent, std::string path) {
+  co_await alive(window_.application().agents().setPath(agent, path));
+  refresh();
+}
+
+awaitable<void> AgentTroubles::addAgent(AgentType type, std::string path) {
+  co_await alive(window_.application().agents().createAgentIfMissing(type, path, {}));
+}
+
+void AgentTroubles::enterKey(int provider, const QString& key) {
+  if (provider < 0 || provider >= static_cast<int>(kRavantProviders.size()) || key.trimmed().isEmpty()) return;
+  start(storeKey(std::string(rawValue(kRavantProviders.at(static_cast<std::size_t>(provider)))), key.toStdString()));
+}
+
+awaitable<void> AgentTroubles::storeKey(std::string account, std::string key) {
+  co_await alive(window_.application().providerKeys().setRavantProviderAPIKey(std::move(key), std::move(account)));
+  window_.notices()->tell(tr("The key is stored"));
+  // Which agent and model begin depends on the keys, so whoever shows them reads them again.
+  Q_EMIT window_.changes().agentsChanged();
+}
+
+void AgentTroubles::setFolder(const QUrl& folder) {
+  if (subject_ && folder.isLocalFile()) start(storeFolder(subject_->project, folder.toLocalFile().toStdString()));
+}
+
+awaitable<void> AgentTroubles::storeFolder(ProjectId project, std::string folder) {
+  Application& application = window_.application();
+  const std::string path =
+      co_await alive(onPool(application.modelContainer()->work(), [folder] { return canonicalFolder(folder); }));
+  if (!co_await alive(application.projects().setPath(project, path))) {
+    window_.notices()->tellError(tr("%1 is the folder of another project").arg(QString::fromStdString(path)));
+  }
+}
+
+}  // namespace ravant::desktop
