@@ -5,10 +5,10 @@
 #include "agent/ravant_provider.hpp"
 #include "app/agent_scan.hpp"
 #include "app/agent_trouble.hpp"
+#include "desktop/program/open_request.hpp"
 #include "platform/async/on_pool.hpp"
 #include "platform/files/working_folder.hpp"
 #include "platform/text/text.hpp"
-#include "platform/text/utf8.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -26,15 +26,6 @@ std::string troubleOf(const std::string& folder) {
     return error.what();
   }
   return {};
-}
-
-/// As the store wants it. Blocks.
-std::string canonicalFolder(const std::string& chosen) {
-  std::error_code error;
-  const std::filesystem::path folder = std::filesystem::canonical(chosen, error);
-  if (error) throw std::runtime_error(chosen + ": " + error.message());
-  if (!isValidUtf8(folder.string())) throw std::runtime_error("a project's path must be valid UTF-8");
-  return folder.string();
 }
 
 }  // namespace
@@ -260,8 +251,9 @@ void AgentTroubles::setFolder(const QUrl& folder) {
 
 awaitable<void> AgentTroubles::storeFolder(ProjectId project, std::string folder) {
   Application& application = window_.application();
-  const std::string path =
-      co_await alive(onPool(application.modelContainer()->work(), [folder] { return canonicalFolder(folder); }));
+  const std::vector<Project> known = co_await alive(application.projects().projects());
+  const std::string path = co_await alive(onPool(application.modelContainer()->work(),
+                                                 [folder, known] { return projectFolderAt(folder, known).string(); }));
   if (!co_await alive(application.projects().setPath(project, path))) {
     window_.notices()->tellError(tr("%1 is the folder of another project").arg(QString::fromStdString(path)));
   }

@@ -12,7 +12,9 @@ namespace {
 
 constexpr std::size_t kFewestCharacters = 6;
 
-std::filesystem::path folderAt(const std::filesystem::path& path, const std::vector<Project>& projects) {
+}  // namespace
+
+std::filesystem::path projectFolderAt(const std::filesystem::path& path, const std::vector<Project>& projects) {
   const std::string shown = repairUtf8(path.string());
   std::error_code fault;
   std::filesystem::path folder = std::filesystem::canonical(path, fault);
@@ -29,11 +31,9 @@ std::filesystem::path folderAt(const std::filesystem::path& path, const std::vec
   return folder;
 }
 
-}  // namespace
-
 awaitable<ProjectId> projectIn(Application& application, std::filesystem::path folder) {
   const auto look = [path = std::move(folder), known = co_await application.projects().projects()] {
-    return folderAt(path, known);
+    return projectFolderAt(path, known);
   };
   const std::filesystem::path found = co_await onPool(application.modelContainer()->work(), look);
   const std::string name = found.has_filename() ? found.filename().string() : found.string();
