@@ -239,7 +239,15 @@ void AgentTroubles::enterKey(int provider, const QString& key) {
 }
 
 awaitable<void> AgentTroubles::storeKey(std::string account, std::string key) {
-  co_await alive(window_.application().providerKeys().setRavantProviderAPIKey(std::move(key), std::move(account)));
+  try {
+    co_await alive(window_.application().providerKeys().setRavantProviderAPIKey(std::move(key), std::move(account)));
+  } catch (const KeyStoreError& error) {
+    if (error.kind() != KeyStoreError::Case::unavailable) throw;
+    throw std::runtime_error(tr("The key is not stored: %1. Start such a service, or keep keys in a file that only you "
+                                "can read: set \"keyStore\" to \"file\" in the settings and start Ravant again.")
+                                 .arg(QString::fromUtf8(error.what()))
+                                 .toStdString());
+  }
   window_.notices()->tell(tr("The key is stored"));
   // Which agent and model begin depends on the keys, so whoever shows them reads them again.
   Q_EMIT window_.changes().agentsChanged();
