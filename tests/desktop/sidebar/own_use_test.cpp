@@ -12,7 +12,7 @@ namespace {
 
 using testing::MatchesRegex;
 
-TEST(OwnUseTest, TellsMemoryAndFilesAndReadsAgainOnlyWhenSomethingHappens) {
+TEST(OwnUseTest, TellsMemoryAndFilesAndReadsThemAgainWhenTheWindowIsLookedAt) {
   Workbench workbench;
   desktop::OwnUse use(workbench.window(), nullptr);
   ASSERT_TRUE(until([&] { return !use.words().isEmpty(); }));
@@ -23,9 +23,6 @@ TEST(OwnUseTest, TellsMemoryAndFilesAndReadsAgainOnlyWhenSomethingHappens) {
   std::ofstream(folder / "file") << 'x';
   std::filesystem::resize_file(folder / "file", 5'000'000'000);
   std::filesystem::create_symlink(folder / "file", folder / "link");
-  workbench.addProject("weather");
-  workbench.settle();
-  EXPECT_FALSE(use.words().contains(QLatin1String("GB"))) << "so soon after the last reading";
   workbench.window().setActive(true);
   EXPECT_TRUE(until([&] { return use.words().contains(QLatin1String("5 GB stored")); })) << use.words().toStdString();
 }
