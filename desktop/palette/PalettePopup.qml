@@ -20,7 +20,7 @@ TitledPanel {
     width: Math.min(Theme.unit * 160, parent.width - Theme.unit * 8)
     height: Math.min(inside.implicitHeight + topPadding + bottomPadding, parent.height - upperEdge - Theme.unit * 4)
     onAboutToShow: { rows.open(); field.text = "" }
-    onOpened: field.forceActiveFocus()
+    onVisibleChanged: if (visible) field.forceActiveFocus()
     onClosed: rows.close()
 
     function begin(search: bool) { close(); rows.close(); searches = search; open() }
