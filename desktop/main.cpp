@@ -11,6 +11,7 @@
 #include "app/known_settings.hpp"
 #include "app/locations.hpp"
 #include "desktop/program/desktop_program.hpp"
+#include "desktop/start/display.hpp"
 #include "desktop/start/running_instance.hpp"
 #include "desktop/start/session_bus.hpp"
 #include "desktop/start/start_options.hpp"
@@ -101,20 +102,11 @@ bool isOfTheDesktop(const Locations& locations) {
   return locations.dataFolder == std::filesystem::path(data.toStdString()) / "ravant";
 }
 
-/// Throws `std::runtime_error` where no display is named.
-void expectDisplay(int argc, char** argv) {
-  const bool isChosen = std::any_of(argv + 1, argv + argc, [](std::string_view word) {
-    return word.ends_with("-platform") || word.find("-platform=") != word.npos;
-  });
-  const auto isSet = [](const char* variable) { return !qEnvironmentVariableIsEmpty(variable); };
-  if (isChosen || isSet("QT_QPA_PLATFORM") || isSet("DISPLAY") || isSet("WAYLAND_DISPLAY")) return;
-  throw std::runtime_error("there is no display: neither WAYLAND_DISPLAY nor DISPLAY is set");
-}
-
 void tellReadOnly(DesktopWindow& window) {
-  const std::string file = window.application().modelContainer()->file().string();
-  window.notices()->tellError(QString::fromStdString(
-      fmt::format("{} cannot be written, or there is no room: what is there can be read, and nothing is kept.", file)));
+  const QString file = QString::fromStdString(window.application().modelContainer()->file().string());
+  window.notices()->tellError(
+      QObject::tr("%1 cannot be written, or there is no room: what is there can be read, and nothing is kept.")
+          .arg(file));
 }
 
 /// Until the program's end. Answers its exit status.

@@ -33,7 +33,7 @@ constexpr std::array kDescriptions = {
     CommandDescription{nextNeedingMe, "nextNeedingMe", "Next that needs you", "exclamationmark.bubble", "Ctrl+J", none,
                        CommandListing::palette},
     CommandDescription{stopRun, "stopRun", "Stop the run", "stop", "Ctrl+.", conversation, CommandListing::palette},
-    CommandDescription{sendNow, "sendNow", "Send now, into the run", "paperplane", "Ctrl+Enter"},
+    CommandDescription{sendNow, "sendNow", "Send now, before what waits", "paperplane", "Ctrl+Enter"},
     CommandDescription{chooseModel, "chooseModel", "Choose model", "cpu", "Ctrl+M", none, CommandListing::palette},
     CommandDescription{chooseAgent, "chooseAgent", "Choose agent", "person", "Ctrl+Shift+M", none,
                        CommandListing::palette},

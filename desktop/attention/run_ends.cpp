@@ -3,11 +3,15 @@
 #include <chrono>
 
 #include "core/conversation_state.hpp"
+#include "core/tool_call_summary.hpp"
+#include "platform/async/on_pool.hpp"
 
 namespace ravant::desktop {
 namespace {
 
 constexpr std::chrono::seconds kUntilSilence(10);
+constexpr std::int64_t kItemsAtOnce = 60;
+constexpr int kMostPages = 20;
 
 std::optional<RunEnd::Kind> kindOf(PromptOutcome outcome) {
   switch (outcome) {
@@ -21,6 +25,21 @@ std::optional<RunEnd::Kind> kindOf(PromptOutcome outcome) {
       return std::nullopt;
   }
   __builtin_unreachable();
+}
+
+/// Takes in the files that the calls of the items changed. False where the next prompt is among the items.
+bool takeChanges(const std::vector<ConversationItem>& items, std::set<std::string>& files) {
+  for (const ConversationItem& item : items) {
+    if (std::holds_alternative<UserMessage>(item.detail)) return false;
+    const auto* const group = std::get_if<ToolInvocationGroup>(&item.detail);
+    if (!group) continue;
+    for (const ToolInvocation& call : group->invocations) {
+      if (call.status != ToolInvocationStatus::completed) continue;
+      const ToolCallSummary summary = toolCallSummary(call);
+      if (summary.kind == ToolCallKind::edit && !summary.subject.empty()) files.insert(summary.subject);
+    }
+  }
+  return !items.empty();
 }
 
 }  // namespace
@@ -70,29 +89,53 @@ awaitable<void> RunEnds::look(ConversationId conversation) {
   // Behind one that ends, the next of its queue can have begun by now.
   const auto [seen, isFirst] = prompts_.try_emplace(conversation, prompt->id);
   if (const auto before = std::exchange(seen->second, prompt->id); before != prompt->id) {
-    if (const auto ended = co_await alive(transcripts.item(before))) tellEndOf(*ended, *summary, wasRunning);
+    if (const auto ended = co_await alive(transcripts.item(before))) co_await tellEndOf(*ended, *summary, wasRunning);
   }
-  if (!runs) tellEndOf(*prompt, *summary, wasRunning);
+  if (!runs) co_await tellEndOf(*prompt, *summary, wasRunning);
 }
 
-void RunEnds::tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning) {
+awaitable<void> RunEnds::tellEndOf(ConversationItem prompt, ConversationSummary summary, bool wasRunning) {
   const auto* const message = std::get_if<UserMessage>(&prompt.detail);
-  if (!message || !message->endReason) return;
+  if (!message || !message->endReason) co_return;
   const bool isOld = message->endedAt ? *message->endedAt < begunAt_ : !wasRunning && prompt.createdAt < begunAt_;
-  if (isOld) return;
+  if (isOld) co_return;
   const auto told = told_.find(summary.conversation.id);
-  if (told != told_.end() && told->second == prompt.id) return;
+  if (told != told_.end() && told->second == prompt.id) co_return;
   told_.insert_or_assign(summary.conversation.id, prompt.id);
-  if (const auto kind = kindOf(*message->endReason)) tell(summary, *kind);
+  const auto kind = kindOf(*message->endReason);
+  if (!kind) co_return;
+  tell(summary, *kind, *kind == RunEnd::Kind::finished ? co_await changesBehind(prompt) : QString());
 }
 
-void RunEnds::tell(const ConversationSummary& summary, RunEnd::Kind kind) {
+awaitable<QString> RunEnds::changesBehind(ConversationItem prompt) {
+  Application& application = window_.application();
+  std::set<std::string> files;
+  ConversationItemId last = prompt.id;
+  for (int pages = 0; pages < kMostPages; ++pages) {
+    auto items =
+        co_await alive(application.transcripts().page(prompt.conversation, last, PageDirection::after, kItemsAtOnce));
+    if (!items.empty()) last = items.back().id;
+    const auto look = [items = std::move(items), known = std::move(files)] {
+      auto found = known;
+      const bool goesOn = takeChanges(items, found);
+      return std::pair(goesOn, std::move(found));
+    };
+    bool goesOn = false;
+    std::tie(goesOn, files) = co_await alive(onPool(application.modelContainer()->work(), look));
+    if (goesOn) continue;
+    if (files.empty()) co_return QString();
+    co_return files.size() == 1 ? tr(", 1 file changed") : tr(", %1 files changed").arg(files.size());
+  }
+  co_return QString();
+}
+
+void RunEnds::tell(const ConversationSummary& summary, RunEnd::Kind kind, const QString& changes) {
   const QString agent = summary.agentType ? QString::fromUtf8(displayName(*summary.agentType).data()) : tr("The agent");
   const RunEnd end{.conversation = summary.conversation.id,
                    .project = summary.conversation.project,
                    .kind = kind,
                    .title = QString::fromStdString(displayTitle(summary)),
-                   .words = (kind == RunEnd::Kind::failed ? tr("%1 failed") : tr("%1 finished")).arg(agent)};
+                   .words = (kind == RunEnd::Kind::failed ? tr("%1 failed") : tr("%1 finished")).arg(agent) + changes};
   speak({});
   speak(window_.shownConversation() == end.conversation ? end.words : tr("%1: %2").arg(end.words, end.title));
   Q_EMIT ended(end);

@@ -19,7 +19,7 @@ struct RunEnd {
   ProjectId project;
   Kind kind;
   QString title;  ///< the conversation's
-  QString words;  ///< "Claude Code finished"
+  QString words;  ///< "Claude Code finished, 3 files changed"
 
   bool operator==(const RunEnd&) const = default;
 };
@@ -47,8 +47,10 @@ class RunEnds : public QObject, public ViewModel {
   Rereading& looksAt(ConversationId conversation);
   awaitable<void> look(ConversationId conversation);
   /// Once, and only where it has ended since this is there, or was seen to run.
-  void tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning);
-  void tell(const ConversationSummary& summary, RunEnd::Kind kind);
+  awaitable<void> tellEndOf(ConversationItem prompt, ConversationSummary summary, bool wasRunning);
+  /// Says which files the prompt's calls changed, as far as they tell it and the prompt is not too long to be read.
+  awaitable<QString> changesBehind(ConversationItem prompt);
+  void tell(const ConversationSummary& summary, RunEnd::Kind kind, const QString& changes);
   void speak(const QString& words);
 
   DesktopWindow& window_;

@@ -3,23 +3,11 @@
 #include "agent/ravant_provider.hpp"
 #include "app/agent_scan.hpp"
 #include "desktop/composer/agent_troubles.hpp"
+#include "desktop/program/open_request.hpp"
 #include "platform/async/on_pool.hpp"
 #include "platform/text/text.hpp"
-#include "platform/text/utf8.hpp"
 
 namespace ravant::desktop {
-namespace {
-
-/// As the store wants it. Blocks.
-std::string canonicalFolder(const std::string& chosen) {
-  std::error_code error;
-  const std::filesystem::path folder = std::filesystem::canonical(chosen, error);
-  if (error) throw std::runtime_error(chosen + ": " + error.message());
-  if (!isValidUtf8(folder.string())) throw std::runtime_error("a project's path must be valid UTF-8");
-  return folder.string();
-}
-
-}  // namespace
 
 void AgentTroubles::mend(int row) {
   if (row < 0 || row >= count() || !subject_) return;
@@ -94,7 +82,15 @@ void AgentTroubles::enterKey(int provider, const QString& key) {
 }
 
 awaitable<void> AgentTroubles::storeKey(std::string account, std::string key) {
-  co_await alive(window_.application().providerKeys().setRavantProviderAPIKey(std::move(key), std::move(account)));
+  try {
+    co_await alive(window_.application().providerKeys().setRavantProviderAPIKey(std::move(key), std::move(account)));
+  } catch (const KeyStoreError& error) {
+    if (error.kind() != KeyStoreError::Case::unavailable) throw;
+    throw std::runtime_error(tr("The key is not stored: %1. Start such a service, or keep keys in a file that only you "
+                                "can read: set \"keyStore\" to \"file\" in the settings and start Ravant again.")
+                                 .arg(QString::fromUtf8(error.what()))
+                                 .toStdString());
+  }
   window_.notices()->tell(tr("The key is stored"));
   // Which agent and model begin depends on the keys, so whoever shows them reads them again.
   Q_EMIT window_.changes().agentsChanged();
@@ -106,8 +102,9 @@ void AgentTroubles::setFolder(const QUrl& folder) {
 
 awaitable<void> AgentTroubles::storeFolder(ProjectId project, std::string folder) {
   Application& application = window_.application();
-  const std::string path =
-      co_await alive(onPool(application.modelContainer()->work(), [folder] { return canonicalFolder(folder); }));
+  const std::vector<Project> known = co_await alive(application.projects().projects());
+  const std::string path = co_await alive(onPool(application.modelContainer()->work(),
+                                                 [folder, known] { return projectFolderAt(folder, known).string(); }));
   if (!co_await alive(application.projects().setPath(project, path))) {
     window_.notices()->tellError(tr("%1 is the folder of another project").arg(QString::fromStdString(path)));
   }

@@ -2,12 +2,13 @@ import QtQuick
 import QtQuick.Controls.Basic as Basic
 import Ravant.Theme
 
-/// A button that is an icon; its name is read aloud and shown as a hint.
+/// A button that is an icon; its name is read aloud, and shown as a hint where no shorter one is given.
 Basic.AbstractButton {
     id: button
 
     required property string iconName
     required property string name
+    property string hint: name
     property string keys
     property color ink: Theme.dim
     property color ground: "transparent"
@@ -30,5 +31,5 @@ Basic.AbstractButton {
         color: button.enabled && (button.down || button.hovered) ? Theme.hover : button.checked ? Theme.accentGround : button.ground
         FocusRing { control: button }
     }
-    Hint { control: button; text: button.name; keys: button.keys }
+    Hint { control: button; text: button.hint; keys: button.keys }
 }

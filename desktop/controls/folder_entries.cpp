@@ -29,12 +29,15 @@ QString absolute(const QString& typed) {
 void FolderEntries::begin(const QUrl& folder) {
   picked_.clear();
   Q_EMIT pickedChanged();
+  read_.reset();
+  cameFrom_.clear();
   setPath(asFolder(folder.isLocalFile() ? folder.toLocalFile() : QDir::homePath()));
 }
 
 void FolderEntries::setPath(const QString& path) {
   if (path == path_ && read_) return;
   path_ = path;
+  isTaken_ = false;
   Q_EMIT pathChanged();
   const QString whole = absolute(path);
   const qsizetype slash = whole.lastIndexOf(kSlash);
@@ -67,14 +70,13 @@ FolderEntries::Reading FolderEntries::readFolder(const QString& folder, Wanted w
 void FolderEntries::read() {
   read_.reset();
   narrow({});
-  const auto answer = [self = QPointer(this)](const QString& folder, Reading reading) {
-    if (self && self->folder_ == folder && !self->read_) self->show(std::move(reading));
+  const auto answer = [self = QPointer(this), number = ++readings_](Reading reading) {
+    if (self && self->readings_ == number) self->show(std::move(reading));
   };
   QThreadPool::globalInstance()->start([folder = folder_, wanted = wanted_, answer] {
     Reading reading = readFolder(folder, wanted);
     QMetaObject::invokeMethod(
-        QCoreApplication::instance(),
-        [folder, answer, reading = std::move(reading)]() mutable { answer(folder, std::move(reading)); },
+        QCoreApplication::instance(), [answer, reading = std::move(reading)]() mutable { answer(std::move(reading)); },
         Qt::QueuedConnection);
   });
 }

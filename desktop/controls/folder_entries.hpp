@@ -32,7 +32,7 @@ class FolderEntries : public QAbstractListModel {
 
   using QAbstractListModel::QAbstractListModel;
 
-  /// Begins in a folder: where it is none of this machine, at home. Nothing is picked.
+  /// Begins in a folder, as it is by then: where it is none of this machine, at home. Nothing is picked.
   Q_INVOKABLE void begin(const QUrl& folder);
   /// Goes into a folder, or chooses: a file, or the folder that is shown. While the folder is being read, that waits.
   Q_INVOKABLE void take();
@@ -89,6 +89,7 @@ class FolderEntries : public QAbstractListModel {
   QString folder_;               ///< that is read or shown
   QString beginning_;            ///< behind the last slash
   std::optional<Reading> read_;  ///< nothing while the folder is being read
+  int readings_ = 0;             ///< that were begun; the answer of the last one counts
   bool isTaken_ = false;         ///< as soon as the folder is read
   QString cameFrom_;             ///< the row of which is the current one then
   std::vector<Entry> rows_;

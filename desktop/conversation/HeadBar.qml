@@ -25,25 +25,7 @@ Item {
         target: bar.head
         function onConversationChanged() { bar.isRenaming = false }
     }
-    Row {
-        id: ways
-
-        anchors { left: parent.left; leftMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
-        IconButton {
-            iconName: "chevron-left"
-            name: qsTr("Back")
-            keys: Workbench.keys("goBack", Workbench.commandsRevision)
-            enabled: Workbench.canRun("goBack", Workbench.commandsRevision)
-            onClicked: Workbench.run("goBack")
-        }
-        IconButton {
-            iconName: "chevron-right"
-            name: qsTr("Forward")
-            keys: Workbench.keys("goForward", Workbench.commandsRevision)
-            enabled: Workbench.canRun("goForward", Workbench.commandsRevision)
-            onClicked: Workbench.run("goForward")
-        }
-    }
+    Ways { id: ways; anchors { left: parent.left; leftMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter } }
     Column {
         anchors { left: ways.right; leftMargin: Theme.unit * 2; right: buttons.left; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
         visible: !bar.isRenaming

@@ -20,11 +20,12 @@ TitledPanel {
     width: Math.min(Theme.unit * 160, parent.width - Theme.unit * 8)
     height: Math.min(inside.implicitHeight + topPadding + bottomPadding, parent.height - upperEdge - Theme.unit * 4)
     onAboutToShow: { rows.open(); field.text = "" }
-    onOpened: field.forceActiveFocus()
+    onVisibleChanged: if (visible) field.forceActiveFocus()
     onClosed: rows.close()
 
-    function choose(row: int) { if (rows.count === 0) searchInstead(); else { close(); rows.choose(row) } }
-    function searchInstead() { if (canSearchInstead) { searches = true; rows.open(); rows.query = field.text } }
+    function begin(search: bool) { close(); rows.close(); searches = search; open() }
+    function take() { if (canSearchInstead) searchInstead(); else rows.take() }
+    function searchInstead() { rows.close(); searches = true; rows.open(); rows.query = field.text }
 
     Item {
         id: inside
@@ -44,8 +45,8 @@ TitledPanel {
             onTextEdited: popup.rows.query = text
             Keys.onUpPressed: popup.rows.step(-1)
             Keys.onDownPressed: popup.rows.step(1)
-            Keys.onReturnPressed: popup.choose(popup.rows.current)
-            Keys.onEnterPressed: popup.choose(popup.rows.current)
+            Keys.onReturnPressed: popup.take()
+            Keys.onEnterPressed: popup.take()
         }
         ListView {
             id: list
@@ -69,7 +70,7 @@ TitledPanel {
                 height: popup.entryHeight
                 stacked: popup.searches
                 selected: entry.index === popup.rows.current
-                onClicked: popup.choose(entry.index)
+                onClicked: popup.rows.choose(entry.index)
             }
         }
         ReadingOrder { list: list }
@@ -104,11 +105,12 @@ TitledPanel {
         }
     }
 
-    CommandHandler { command: "showPalette"; onTriggered: { popup.close(); popup.searches = false; popup.open() } }
-    CommandHandler { command: "searchEverything"; onTriggered: { popup.close(); popup.searches = true; popup.open() } }
+    CommandHandler { command: "showPalette"; onTriggered: popup.begin(false) }
+    CommandHandler { command: "searchEverything"; onTriggered: popup.begin(true) }
     Connections {
         target: Workbench
-        function onSearchRequested(words: string): void { popup.close(); popup.searches = true; popup.open(); field.text = words; popup.rows.query = words }
+        function onSearchRequested(words: string): void { popup.begin(true); field.text = words; popup.rows.query = words }
     }
+    Connections { target: popup.rows; function onChosen(): void { popup.close() } }
     CommandHandler { command: "settings"; onTriggered: popup.goTo.openSettings() }
 }

@@ -97,7 +97,11 @@ void PaletteModel::setCurrent(int row) {
 void PaletteModel::choose(int row) {
   auto index = static_cast<std::size_t>(std::max(row, 0));
   for (const CommandPaletteSection& section : palette_->sections()) {
-    if (index < section.items.size()) return start(execute(section.items[index]));
+    if (index < section.items.size()) {
+      const CommandPaletteItem item = section.items[index];
+      Q_EMIT chosen();
+      return start(execute(item));
+    }
     index -= section.items.size();
   }
 }

@@ -42,8 +42,10 @@ class PaletteRows : public QAbstractListModel {
   /// Begins with an empty query.
   Q_INVOKABLE virtual void open() = 0;
   Q_INVOKABLE virtual void close() = 0;
-  /// Does what the row is for.
+  /// Does what the row is for, behind `chosen`.
   Q_INVOKABLE virtual void choose(int row) = 0;
+  /// The same with the current one, as soon as the rows are those of the query.
+  Q_INVOKABLE virtual void take() { choose(current_); }
   /// From the last row to the first one, and back.
   Q_INVOKABLE void step(int by);
 
@@ -66,6 +68,7 @@ class PaletteRows : public QAbstractListModel {
   void countChanged();
   void sectionCountChanged();
   void emptyWordsChanged();
+  void chosen();
 
  protected:
   virtual void look() = 0;  ///< for the query, which is another one

@@ -65,6 +65,7 @@ void SearchModel::open() {
 
 void SearchModel::close() {
   turns_.take();
+  isLooking_ = isTaken_ = false;
   stop_.request_stop();
 }
 
@@ -79,6 +80,8 @@ void SearchModel::look() {
   stop_ = std::stop_source();
   const QString words = query().trimmed();
   if (words.isEmpty()) return forget();
+  isLooking_ = true;
+  isTaken_ = false;
   start(search(turns_.take(), words.toStdString(), stop_.get_token()));
 }
 
@@ -98,6 +101,8 @@ awaitable<void> SearchModel::search(Turns::Turn turn, std::string words, std::st
     places_.push_back({hit.conversation, of->second.conversation.project, hit.item});
   }
   show(std::move(rows), 0, result.hadWords ? nothingFound() : tr("Type a letter or a digit to search for."));
+  isLooking_ = false;
+  if (std::exchange(isTaken_, false)) choose(0);
 }
 
 QString SearchModel::nothingFound() const {
@@ -119,8 +124,18 @@ awaitable<std::map<ConversationId, ConversationSummary>> SearchModel::conversati
 
 void SearchModel::choose(int row) {
   if (row < 0 || row >= static_cast<int>(places_.size())) return;
-  const Place& place = places_[static_cast<std::size_t>(row)];
-  window_.openItem(place.conversation, place.project, place.item, found_);
+  const Place place = places_[static_cast<std::size_t>(row)];
+  const QString words = found_;
+  Q_EMIT chosen();
+  window_.openItem(place.conversation, place.project, place.item, words);
+}
+
+void SearchModel::take() {
+  if (isLooking_) {
+    isTaken_ = true;
+  } else {
+    choose(current());
+  }
 }
 
 }  // namespace ravant::desktop

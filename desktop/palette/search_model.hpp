@@ -23,6 +23,7 @@ class SearchModel : public PaletteRows, public ViewModel {
   void open() override;
   void close() override;
   void choose(int row) override;
+  void take() override;
 
  private:
   struct Place {
@@ -40,6 +41,8 @@ class SearchModel : public PaletteRows, public ViewModel {
   DesktopWindow& window_;
   Turns turns_;
   std::stop_source stop_;
+  bool isLooking_ = false;
+  bool isTaken_ = false;       ///< the first row, as soon as it is found
   std::vector<Place> places_;  ///< of the rows
   QString found_;              ///< the words for which these were found
 };

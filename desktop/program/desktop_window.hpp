@@ -104,13 +104,13 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   Q_INVOKABLE void searchFor(const QString& words);
 
   /// Gives the keyboard to the prompt of what is shown, where there is one.
-  Q_INVOKABLE void focusPrompt() { perform(WindowCommand::focusInput); }
+  void focusPrompt() { perform(WindowCommand::focusInput); }
 
   /// The keyboard is in the prompt behind these two.
-  Q_INVOKABLE void openConversation(const QString& conversation, const QString& project);
+  void openConversation(const QString& conversation, const QString& project);
   Q_INVOKABLE void startNewConversation(const QString& project);
   Q_INVOKABLE void showLatest();
-  Q_INVOKABLE void showProject(const QString& project);
+  void showProject(const QString& project);
 
   int commandsRevision() const { return commandsRevision_; }
   QStringList commands() const;

@@ -13,6 +13,8 @@
 namespace ravant::desktop {
 namespace {
 
+std::runtime_error trouble(const QString& words) { return std::runtime_error(words.toStdString()); }
+
 const QString kFile = QStringLiteral("{file}");
 
 QStringList commandFor(const QString& editor, const FilePlace& place) {
@@ -38,7 +40,8 @@ bool isHarmlessText(const QString& file) {
 void makeSettings(const std::filesystem::path& file) {
   if (std::filesystem::exists(file)) return;
   std::filesystem::create_directories(file.parent_path());
-  if (!(std::ofstream(file, std::ios::app) << "{\n}\n")) throw std::runtime_error(file.string() + " cannot be written");
+  if (!(std::ofstream(file, std::ios::app) << "{\n}\n"))
+    throw trouble(QObject::tr("%1 cannot be written").arg(QString::fromStdString(file.string())));
 }
 
 }  // namespace
@@ -47,18 +50,18 @@ void openFile(const SettingsFile& settings, const FilePlace& place) {
   const QString editor = QString::fromStdString(settings.text(setting::kEditor)).trimmed();
   if (editor.isEmpty()) {
     const QString file = QString::fromStdString(place.file.string());
+    const QString name = QString::fromUtf8(setting::kEditor.data());
     if (!isHarmlessText(file)) {
-      throw std::runtime_error(fmt::format("{} is not opened without an editor. Name one in the settings: \"{}\".",
-                                           place.file.string(), setting::kEditor));
+      throw trouble(
+          QObject::tr("%1 is not opened without an editor. Name one in the settings: \"%2\".").arg(file, name));
     }
     if (QDesktopServices::openUrl(QUrl::fromLocalFile(file))) return;
-    throw std::runtime_error(fmt::format("No program opens {}. Set an editor (\"{}\") in the settings file.",
-                                         place.file.string(), setting::kEditor));
+    throw trouble(QObject::tr("No program opens %1. Set an editor (\"%2\") in the settings file.").arg(file, name));
   }
   QStringList words = commandFor(editor, place);
   const QString program = words.takeFirst();
   if (!QProcess::startDetached(program, words)) {
-    throw std::runtime_error(fmt::format("The editor \"{}\" cannot be started.", program.toStdString()));
+    throw trouble(QObject::tr("The editor \"%1\" cannot be started.").arg(program));
   }
 }
 

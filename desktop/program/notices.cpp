@@ -74,6 +74,7 @@ Notices::Notice Notices::take(std::vector<Notice>::iterator notice) {
   Notice taken = std::move(*notice);
   notices_.erase(notice);
   endRemoveRows();
+  if (notices_.empty()) setHeld(false);
   return taken;
 }
 

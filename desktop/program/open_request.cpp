@@ -12,28 +12,32 @@ namespace {
 
 constexpr std::size_t kFewestCharacters = 6;
 
-std::filesystem::path folderAt(const std::filesystem::path& path, const std::vector<Project>& projects) {
+std::runtime_error trouble(const QString& words) { return std::runtime_error(words.toStdString()); }
+
+}  // namespace
+
+std::filesystem::path projectFolderAt(const std::filesystem::path& path, const std::vector<Project>& projects) {
   const std::string shown = repairUtf8(path.string());
   std::error_code fault;
   std::filesystem::path folder = std::filesystem::canonical(path, fault);
   if (fault) throw std::runtime_error(fmt::format("{}: {}", shown, fault.message()));
-  if (!std::filesystem::is_directory(folder, fault)) throw std::runtime_error(shown + " is not a folder");
-  if (!isValidUtf8(folder.string())) throw std::runtime_error(shown + ": a project's path must be valid UTF-8");
+  if (!std::filesystem::is_directory(folder, fault))
+    throw trouble(QObject::tr("%1 is not a folder").arg(QString::fromStdString(shown)));
+  if (!isValidUtf8(folder.string()))
+    throw trouble(QObject::tr("%1: a project's path must be valid UTF-8").arg(QString::fromStdString(shown)));
   const bool isKnown = std::ranges::find(projects, folder.string(), &Project::path) != projects.end();
   const auto objection = isKnown ? std::nullopt : objectionTo({}, folder, homeFolder());
   if (objection) {
-    throw std::runtime_error(
-        fmt::format("{} does not become a project: {}, and an agent may change everything in a project's folder", shown,
-                    *objection));
+    throw trouble(
+        QObject::tr("%1 does not become a project: %2, and an agent may change everything in a project's folder")
+            .arg(QString::fromStdString(shown), QString::fromStdString(*objection)));
   }
   return folder;
 }
 
-}  // namespace
-
 awaitable<ProjectId> projectIn(Application& application, std::filesystem::path folder) {
   const auto look = [path = std::move(folder), known = co_await application.projects().projects()] {
-    return folderAt(path, known);
+    return projectFolderAt(path, known);
   };
   const std::filesystem::path found = co_await onPool(application.modelContainer()->work(), look);
   const std::string name = found.has_filename() ? found.filename().string() : found.string();
@@ -49,9 +53,10 @@ awaitable<Conversation> conversationNamed(Application& application, std::string 
                     std::ranges::all_of(digits, [](unsigned char digit) { return std::isxdigit(digit) != 0; });
   const auto found =
       isId ? co_await application.conversations().conversationsWithPrefix(digits) : std::vector<ConversationSummary>();
-  if (found.empty()) throw std::runtime_error(fmt::format("There is no conversation {}.", id));
+  if (found.empty()) throw trouble(QObject::tr("There is no conversation %1.").arg(QString::fromStdString(id)));
   if (found.size() > 1) {
-    throw std::runtime_error(fmt::format("{} conversations begin with {}: give more of the id.", found.size(), id));
+    throw trouble(QObject::tr("%1 conversations begin with %2: give more of the id.")
+                      .arg(QString::number(found.size()), QString::fromStdString(id)));
   }
   co_return found.front().conversation;
 }

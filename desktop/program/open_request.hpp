@@ -20,8 +20,11 @@ struct OpenRequest {
   bool operator==(const OpenRequest&) const = default;
 };
 
-/// The project in the folder, which becomes one where it is none. Throws `std::runtime_error` with the reason for what
-/// cannot be one, or should not: the root of the file system, or a home folder.
+/// The folder as a project has it. Throws `std::runtime_error` with the reason for what cannot be a project's, or
+/// should not and is none's: the root of the file system, or a home folder. Blocks.
+std::filesystem::path projectFolderAt(const std::filesystem::path& path, const std::vector<Project>& projects);
+
+/// The project in the folder, which becomes one where it is none. Throws as `projectFolderAt` does.
 awaitable<ProjectId> projectIn(Application& application, std::filesystem::path folder);
 
 /// The one conversation whose id begins so. Throws `std::runtime_error` where there is none, or more than one.

@@ -41,7 +41,7 @@ void StoreChanges::announceEntity(const Change& change) {
                  [&](ToolInvocationId id) { Q_EMIT invocationChanged(*change.conversation, id, change.operation); },
                  [&](QueuedPromptId) { Q_EMIT queueChanged(*change.conversation); },
                  [&](AgentId) { Q_EMIT agentsChanged(); }, [&](AgentModelId) { Q_EMIT agentsChanged(); },
-                 [&](PinnedItemId) { Q_EMIT pinsChanged(); }, [](const auto&) {}},
+                 [](const auto&) {}},
       change.entity);
 }
 

@@ -29,7 +29,6 @@ class StoreChanges final : public QObject {
   void queueChanged(ConversationId conversation);
   /// Agents or their models.
   void agentsChanged();
-  void pinsChanged();
   /// Not once for each batch, but in order: each has its own text.
   void grew(ConversationId conversation, const Growth& growth);
   /// What a run does now; nothing when it is over.

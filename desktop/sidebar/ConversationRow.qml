@@ -13,8 +13,10 @@ ListRow {
     required property string title
     required property string spokenName
     required property string note
-    required property string stateWord
-    required property string age
+    required property int shownState
+    required property string newCount
+    required property string aside
+    required property string description
     required property bool isArchived
     property bool renames: false
 
@@ -22,24 +24,25 @@ ListRow {
     signal renameLeft
 
     name: spokenName
+    Accessible.description: description
     implicitHeight: note === "" ? Theme.rowHeight : Theme.unit * 11
 
     StateMark {
         id: mark
 
         anchors { left: parent.left; leftMargin: Theme.unit * 3; verticalCenter: words.verticalCenter }
-        stateWord: row.stateWord
+        shownState: row.shownState
     }
     PlainLabel {
         id: words
 
-        anchors { left: parent.left; leftMargin: Theme.unit * 9; right: aside.left; rightMargin: Theme.unit * 2 }
+        anchors { left: parent.left; leftMargin: Theme.unit * 9; right: beside.left; rightMargin: Theme.unit * 2 }
         y: row.note === "" ? (row.height - height) / 2 : Theme.unit * 1.5
         visible: !row.renames
         horizontalAlignment: Text.AlignLeft
         text: row.title
-        color: row.stateWord === "" && !row.selected ? Theme.dim : Theme.text
-        font.weight: row.stateWord === "unread" ? Font.Medium : Font.Normal
+        color: row.shownState === SidebarRows.Quiet && !row.selected ? Theme.dim : Theme.text
+        font.weight: row.shownState === SidebarRows.Unread ? Font.Medium : Font.Normal
     }
     PlainLabel {
         anchors { left: words.left; right: parent.right; rightMargin: Theme.unit * 3; bottom: parent.bottom; bottomMargin: Theme.unit * 1.5 }
@@ -50,12 +53,13 @@ ListRow {
         font.pixelSize: Theme.secondarySize
     }
     RowAside {
-        id: aside
+        id: beside
 
         anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: words.verticalCenter }
         visible: !row.renames
-        stateWord: row.stateWord
-        age: row.age
+        shownState: row.shownState
+        newCount: row.newCount
+        words: row.aside
     }
     Loader {
         id: editor

@@ -17,6 +17,7 @@ FocusScope {
     ProjectTree { id: projectTree; shown: sidebar.visible && sidebar.Window.visibility !== Window.Hidden && sidebar.Window.visibility !== Window.Minimized }
     ProjectActions { id: projectActions }
     ConversationActions { id: conversationActions }
+    OwnUse { id: ownUse }
     FolderChooser { id: chooser; title: qsTr("Add project"); onChosen: folder => Workbench.addProjectFolders([folder]) }
     RecentPopup {}
     ProjectChooser {}
@@ -116,6 +117,8 @@ FocusScope {
         height: Theme.unit * 10
 
         PlainLabel {
+            id: running
+
             anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
             text: projectTree.running
             color: Theme.dim
@@ -124,7 +127,19 @@ FocusScope {
             Accessible.role: Accessible.StaticText
             Accessible.name: text
         }
+        PlainLabel {
+            anchors { left: running.right; leftMargin: running.text === "" ? 0 : Theme.unit * 3; right: settings.left; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
+            horizontalAlignment: Text.AlignLeft
+            text: ownUse.words
+            color: Theme.faint
+            font.pixelSize: Theme.secondarySize
+            Accessible.ignored: text === ""
+            Accessible.role: Accessible.StaticText
+            Accessible.name: ownUse.spoken
+        }
         IconButton {
+            id: settings
+
             anchors { right: parent.right; rightMargin: Theme.unit * 1.5; verticalCenter: parent.verticalCenter }
             iconName: "settings"
             name: qsTr("Settings")

@@ -1,16 +1,16 @@
 import QtQuick
 import Ravant.Controls
+import Ravant.Sidebar
 import Ravant.Theme
 
 /// The shape that stands for the state of a conversation; a quiet one has none, and costs none.
 Loader {
-    /// Its word; empty for a quiet one.
-    required property string stateWord
+    required property int shownState
 
     width: Theme.iconSize
     height: Theme.iconSize
-    active: stateWord !== ""
-    sourceComponent: stateWord === "running" ? running : stateWord === "interrupted" ? interrupted : stateWord === "unread" ? unread : stateWord === "failed" ? failed : draft
+    active: shownState !== SidebarRows.Quiet
+    sourceComponent: shownState === SidebarRows.Running ? running : shownState === SidebarRows.Interrupted ? interrupted : shownState === SidebarRows.Unread ? unread : shownState === SidebarRows.Failed ? failed : draft
     Accessible.ignored: true
 
     Component {

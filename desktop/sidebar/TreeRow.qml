@@ -13,9 +13,10 @@ ListRow {
     required property string conversationId
     required property string title
     required property string spokenName
-    required property string note
-    required property string stateWord
-    required property string age
+    required property int shownState
+    required property string newCount
+    required property string aside
+    required property string description
     required property bool isOpen
     /// Whether its name is being changed.
     property bool renames: false
@@ -25,7 +26,7 @@ ListRow {
     readonly property bool isConversation: kind === SidebarRows.Conversation
     /// Of the project or the conversation that it is the row of; else empty.
     readonly property string ownId: isProject ? projectId : conversationId
-    readonly property bool isQuiet: !isProject && stateWord === ""
+    readonly property bool isQuiet: !isProject && shownState === SidebarRows.Quiet
 
     signal folded
     signal renamed(string words)
@@ -35,7 +36,7 @@ ListRow {
     signal dropped
 
     name: spokenName
-    Accessible.description: isProject ? (isOpen ? qsTr("expanded") : qsTr("collapsed")) : ""
+    Accessible.description: description
 
     DragHandler {
         target: null
@@ -59,7 +60,7 @@ ListRow {
     StateMark {
         anchors { left: parent.left; leftMargin: Theme.unit * 6; verticalCenter: parent.verticalCenter }
         visible: row.isConversation
-        stateWord: row.isConversation ? row.stateWord : ""
+        shownState: row.isConversation ? row.shownState : SidebarRows.Quiet
     }
     PlainLabel {
         id: words
@@ -67,7 +68,7 @@ ListRow {
         anchors {
             left: parent.left
             leftMargin: row.isProject ? Theme.unit * 8 : Theme.unit * 12
-            right: aside.visible ? aside.left : parent.right
+            right: beside.visible ? beside.left : parent.right
             rightMargin: Theme.unit * 2
             verticalCenter: parent.verticalCenter
         }
@@ -75,10 +76,10 @@ ListRow {
         horizontalAlignment: Text.AlignLeft
         text: row.title
         color: row.isQuiet && !row.isOpened ? Theme.dim : Theme.text
-        font.weight: row.isProject ? Font.DemiBold : row.stateWord === "unread" ? Font.Medium : Font.Normal
+        font.weight: row.isProject ? Font.DemiBold : row.shownState === SidebarRows.Unread ? Font.Medium : Font.Normal
     }
     Row {
-        id: aside
+        id: beside
 
         anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
         visible: !row.renames
@@ -86,22 +87,14 @@ ListRow {
 
         StateMark {
             anchors.verticalCenter: parent.verticalCenter
-            visible: row.isProject && row.stateWord !== ""
-            stateWord: row.isProject ? row.stateWord : ""
+            visible: row.isProject && row.shownState !== SidebarRows.Quiet
+            shownState: row.isProject ? row.shownState : SidebarRows.Quiet
         }
         RowAside {
             anchors.verticalCenter: parent.verticalCenter
-            visible: row.isConversation
-            stateWord: row.stateWord
-            age: row.age
-        }
-        PlainLabel {
-            anchors.verticalCenter: parent.verticalCenter
-            visible: row.isProject
-            width: Math.min(implicitWidth, Theme.unit * 26)
-            text: row.stateWord === "" ? row.note : row.stateWord
-            color: row.stateWord === "failed" ? Theme.bad : row.stateWord === "interrupted" ? Theme.attention : Theme.faint
-            font.pixelSize: Theme.secondarySize
+            shownState: row.shownState
+            newCount: row.newCount
+            words: row.aside
         }
     }
     Loader {

@@ -20,11 +20,13 @@ bool isBefore(const ConversationRoster::Listed& one, const ConversationRoster::L
 }
 
 ListedConversation listed(const ConversationSummary& summary) {
+  const ConversationState state = stateOf(summary);
   const bool isElsewhere = summary.run && summary.run->place == LivingRun::Place::elsewhere;
   return {.id = summary.conversation.id,
           .project = summary.conversation.project,
           .title = QString::fromStdString(displayTitle(summary)).simplified(),
-          .state = stateOf(summary),
+          .state = state,
+          .unread = state == ConversationState::unread ? summary.unread : 0,
           .isRunning = summary.run.has_value(),
           .isRunElsewhere = isElsewhere,
           .archived = summary.conversation.archived,

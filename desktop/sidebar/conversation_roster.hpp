@@ -20,7 +20,8 @@ struct ListedConversation {
   ProjectId project;
   QString title;  ///< in one line
   ConversationState state = ConversationState::quiet;
-  bool isRunning = false;  ///< also where a more urgent state is shown
+  std::int64_t unread = 0;  ///< items of one that is unread; 0 in every other state
+  bool isRunning = false;   ///< also where a more urgent state is shown
   bool isRunElsewhere = false;
   bool archived = false;
   Timestamp lastActivityAt;

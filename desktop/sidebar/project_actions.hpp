@@ -23,7 +23,7 @@ class ProjectActions : public QObject, public ViewModel {
   /// Puts it by so many places further down, or up where negative.
   Q_INVOKABLE void move(const QString& project, int places);
   /// Puts it in front of the other one; behind all of them where that is empty.
-  Q_INVOKABLE void moveBefore(const QString& project, const QString& other);
+  void moveBefore(const QString& project, const QString& other);
   Q_INVOKABLE void openFolder(const QString& project);
   Q_INVOKABLE void copyPath(const QString& project);
 

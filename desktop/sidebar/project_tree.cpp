@@ -12,6 +12,7 @@ constexpr std::size_t kNewest = 8;
 struct Branch {
   std::vector<ConversationRoster::Listed> shown;
   std::size_t all = 0;
+  int unread = 0;
   ConversationState state = ConversationState::quiet;
 };
 
@@ -61,6 +62,7 @@ std::vector<SidebarRow> ProjectTree::wantedRows() const {
     Branch& branch = branches[conversation->project];
     ++branch.all;
     branch.state = std::min(branch.state, conversation->state);
+    if (conversation->state == ConversationState::unread) ++branch.unread;
     if (branch.shown.size() < room[conversation->project]) branch.shown.push_back(conversation);
   }
   std::vector<SidebarRow> rows;
@@ -74,6 +76,7 @@ std::vector<SidebarRow> ProjectTree::wantedRows() const {
                     .name = name,
                     .note = branches_.of(project.id),
                     .state = isOpen ? ConversationState::quiet : branch.state,
+                    .unread = isOpen ? 0 : branch.unread,
                     .isOpen = isOpen});
     if (!isOpen) continue;
     for (const auto& conversation : branch.shown) rows.push_back(rowOf(conversation));

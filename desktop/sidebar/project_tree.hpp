@@ -32,7 +32,7 @@ class ProjectTree : public ravant::desktop::SidebarRows {
   Q_INVOKABLE void rename(int row, const QString& words);
   /// Removes the project or deletes the conversation, which can be taken back.
   Q_INVOKABLE void remove(int row);
-  Q_INVOKABLE int rowOfProject(const QString& project) const;
+  int rowOfProject(const QString& project) const;
   /// The row in front of which a project would come that is let go over this row; behind all where there is none.
   Q_INVOKABLE int dropRow(int row) const;
   Q_INVOKABLE void moveProject(const QString& project, int dropRow);

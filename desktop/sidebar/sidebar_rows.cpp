@@ -26,6 +26,23 @@ QString nameOf(const SidebarRow& row) {
   return row.state == ConversationState::quiet ? name : name + QStringLiteral(", ") + wordOf(row.state);
 }
 
+constexpr std::int64_t kMostCounted = 99;
+
+QString newCount(const SidebarRow& row) {
+  if (!row.conversation || row.conversation->unread == 0) return {};
+  return row.conversation->unread > kMostCounted ? QStringLiteral("%1+").arg(kMostCounted)
+                                                 : QString::number(row.conversation->unread);
+}
+
+QString descriptionOf(const SidebarRow& row) {
+  if (row.kind == SidebarRow::Kind::project) {
+    const QString fold = row.isOpen ? SidebarRows::tr("expanded") : SidebarRows::tr("collapsed");
+    return row.unread == 0 ? fold : SidebarRows::tr("%1 unread").arg(row.unread) + QStringLiteral(", ") + fold;
+  }
+  const QString count = newCount(row);
+  return count.isEmpty() ? QString() : SidebarRows::tr("%1 new").arg(count);
+}
+
 Timestamp present() { return DesktopWindow::instance().application().modelContainer()->clock().now(); }
 
 }  // namespace
@@ -52,7 +69,7 @@ void SidebarRows::goOn() {
   const Timestamp before = std::exchange(now_, present());
   for (int row = 0; row < count(); ++row) {
     const SidebarRow& shown = rows_[static_cast<std::size_t>(row)];
-    if (age(shown, before) != age(shown, now_)) Q_EMIT dataChanged(index(row), index(row), {ageRole});
+    if (aside(shown, before) != aside(shown, now_)) Q_EMIT dataChanged(index(row), index(row), {asideRole});
   }
   refresh();
 }
@@ -115,8 +132,20 @@ int SidebarRows::rowOfConversation(const QString& conversation) const {
   return found == rows_.end() ? -1 : static_cast<int>(found - rows_.begin());
 }
 
-QString SidebarRows::age(const SidebarRow& row, Timestamp at) const {
-  return row.conversation ? QString::fromStdString(shortAge(row.conversation->lastActivityAt, at)) : QString();
+QString SidebarRows::aside(const SidebarRow& row, Timestamp at) const {
+  switch (row.state) {
+    case ConversationState::failed:
+    case ConversationState::interrupted:
+      return wordOf(row.state);
+    case ConversationState::running:
+    case ConversationState::draft:
+      return row.conversation ? QString() : wordOf(row.state);
+    case ConversationState::unread:
+    case ConversationState::quiet:
+      break;
+  }
+  if (row.conversation) return QString::fromStdString(shortAge(row.conversation->lastActivityAt, at));
+  return row.state == ConversationState::unread ? tr("%1 unread").arg(row.unread) : row.note;
 }
 
 int SidebarRows::rowCount(const QModelIndex& parent) const { return parent.isValid() ? 0 : count(); }
@@ -141,9 +170,13 @@ QVariant SidebarRows::data(const QModelIndex& index, int role) const {
     case groupRole:
       return row.group;
     case stateRole:
-      return wordOf(row.state);
-    case ageRole:
-      return age(row, now_);
+      return static_cast<int>(row.state);
+    case newCountRole:
+      return newCount(row);
+    case asideRole:
+      return aside(row, now_);
+    case descriptionRole:
+      return descriptionOf(row);
     case isOpenRole:
       return row.isOpen;
     case isArchivedRole:
@@ -154,10 +187,19 @@ QVariant SidebarRows::data(const QModelIndex& index, int role) const {
 }
 
 QHash<int, QByteArray> SidebarRows::roleNames() const {
-  return {{kindRole, "kind"},     {projectRole, "projectId"},    {conversationRole, "conversationId"},
-          {titleRole, "title"},   {nameRole, "spokenName"},      {noteRole, "note"},
-          {groupRole, "group"},   {stateRole, "stateWord"},      {ageRole, "age"},
-          {isOpenRole, "isOpen"}, {isArchivedRole, "isArchived"}};
+  return {{kindRole, "kind"},
+          {projectRole, "projectId"},
+          {conversationRole, "conversationId"},
+          {titleRole, "title"},
+          {nameRole, "spokenName"},
+          {noteRole, "note"},
+          {groupRole, "group"},
+          {stateRole, "shownState"},
+          {newCountRole, "newCount"},
+          {asideRole, "aside"},
+          {descriptionRole, "description"},
+          {isOpenRole, "isOpen"},
+          {isArchivedRole, "isArchived"}};
 }
 
 }  // namespace ravant::desktop

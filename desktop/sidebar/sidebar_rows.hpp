@@ -20,6 +20,7 @@ struct SidebarRow {
   QString note;                             ///< a project's branch; the project of a conversation in a list of all
   QString group;                            ///< a day, in a list by days
   ConversationState state = ConversationState::quiet;
+  int unread = 0;  ///< conversations of a project that is closed
   bool isOpen = false;
 
   bool operator==(const SidebarRow&) const = default;
@@ -39,6 +40,9 @@ class SidebarRows : public QAbstractListModel {
  public:
   enum Kind { Project, Conversation, ShowAll, Empty };
   Q_ENUM(Kind)
+  /// As in `ConversationState`, of which a project that is closed shows the most urgent.
+  enum State { Failed, Running, Interrupted, Unread, Draft, Quiet };
+  Q_ENUM(State)
   enum Role {
     kindRole = Qt::UserRole,
     projectRole,
@@ -48,7 +52,9 @@ class SidebarRows : public QAbstractListModel {
     noteRole,
     groupRole,
     stateRole,
-    ageRole,
+    newCountRole,     ///< of items that were not looked at; empty for a conversation that is not unread
+    asideRole,        ///< what stands at the right: a word of the state, an age, or a project's branch
+    descriptionRole,  ///< what is read aloud behind the name
     isOpenRole,
     isArchivedRole
   };
@@ -86,7 +92,7 @@ class SidebarRows : public QAbstractListModel {
  private:
   void goOn();
   void apply(std::vector<SidebarRow> wanted);
-  QString age(const SidebarRow& row, Timestamp at) const;
+  QString aside(const SidebarRow& row, Timestamp at) const;
 
   std::shared_ptr<ConversationRoster> roster_;
   std::vector<SidebarRow> rows_;

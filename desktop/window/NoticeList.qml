@@ -17,7 +17,7 @@ FocusScope {
     Accessible.name: qsTr("Notices")
 
     Binding { target: Workbench.notices; property: "held"; value: list.activeFocus || pointer.hovered }
-    HoverHandler { id: pointer }
+    HoverHandler { id: pointer; enabled: list.visible }
     Column {
         id: column
 
@@ -75,7 +75,8 @@ FocusScope {
 
                         anchors.verticalCenter: parent.verticalCenter
                         iconName: "cross"
-                        name: qsTr("Dismiss")
+                        name: qsTr("Dismiss: %1").arg(notice.text)
+                        hint: qsTr("Dismiss")
                         onClicked: Workbench.notices.dismiss(notice.noticeId)
                     }
                 }

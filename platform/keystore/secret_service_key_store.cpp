@@ -9,9 +9,12 @@
 #include <utility>
 
 #include "platform/keystore/libsecret.hpp"
+#include "platform/log/log.hpp"
 
 namespace ravant {
 namespace {
+
+constexpr Log kLog("com.ravant.platform", "SecretServiceKeyStore");
 
 const SecretSchema kSchema = {"com.ravant.keys",
                               SECRET_SCHEMA_NONE,
@@ -92,7 +95,9 @@ void throwIfFailed(GError* raised) {
                         g_error_matches(error.get(), G_DBUS_ERROR, G_DBUS_ERROR_NO_REPLY);
   const bool isAbsent =
       !isSilent && (error->domain == G_IO_ERROR || error->domain == G_DBUS_ERROR || error->domain == G_SPAWN_ERROR);
-  throw KeyStoreError(isAbsent ? KeyStoreError::Case::unavailable : KeyStoreError::Case::failed, error->message);
+  if (!isAbsent) throw KeyStoreError(KeyStoreError::Case::failed, error->message);
+  kLog.info("no key store: {}", error->message);
+  throw KeyStoreError(KeyStoreError::Case::unavailable, "no service for keys (Secret Service) runs in this session");
 }
 
 /// Where no service has ever been, libsecret says in a program with a main loop of GLib that it has lost one.

@@ -71,6 +71,30 @@ TEST_F(RunEndsTest, TellsOfWhatFinishedAndFailedOnceAndOfNothingElse) {
   EXPECT_THAT(told, ElementsAre("Claude Code failed", "Claude Code finished"));
 }
 
+TEST_F(RunEndsTest, SaysHowManyFilesThePromptChanged) {
+  const auto call = [&](const char* tool, const std::string& file, ToolInvocationStatus status) {
+    await(items()->appendToolInvocation(conversation, "{}", "", tool, file, R"({"file_path":")" + file + R"("})", {},
+                                        status));
+  };
+  using enum ToolInvocationStatus;
+  RunEnds ends(workbench.window(), nullptr);
+  follow(ends);
+  begin(conversation);
+  call("Edit", "/w/before.cpp", completed);
+  end(conversation, PromptOutcome::finished);
+  EXPECT_TRUE(until([&] { return told.size() == 1; }));
+
+  begin(conversation);
+  for (const char* file : {"/w/a.cpp", "/w/b.cpp", "/w/a.cpp"}) call("Edit", file, completed);
+  await(items()->appendAgentMessage(conversation, "{}", "And more.", {}, {}));
+  call("Write", "/w/c.cpp", completed);
+  call("Read", "/w/d.cpp", completed);
+  call("Edit", "/w/e.cpp", failed);
+  end(conversation, PromptOutcome::finished);
+  EXPECT_TRUE(until([&] { return told.size() == 2; }));
+  EXPECT_THAT(told, ElementsAre("Claude Code finished, 1 file changed", "Claude Code finished, 3 files changed"));
+}
+
 TEST_F(RunEndsTest, TellsOfARunThatBeganBeforeTheProgram) {
   begin(conversation);
   workbench.settle();

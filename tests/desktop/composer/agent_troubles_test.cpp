@@ -11,6 +11,7 @@ namespace ravant::test {
 namespace {
 
 using desktop::AgentTroubles;
+using desktop::Notices;
 using desktop::PromptComposer;
 using desktop::textOf;
 using testing::HasSubstr;
@@ -90,6 +91,15 @@ TEST_F(Troubles, ofAConversationAreMendedWhereItIsWritten) {
   Q_EMIT workbench.window().changes().agentsChanged();
   ASSERT_TRUE(untilOne(AgentTroubles::Remedy::Folder));
   EXPECT_THAT(words(), HasSubstr("Nothing can run in the project weather"));
+  troubles().setFolder(QUrl(QStringLiteral("file:///")));
+  ASSERT_TRUE(until([&] { return workbench.window().notices()->rowCount() == 1; }));
+  EXPECT_THAT(workbench.window()
+                  .notices()
+                  ->data(workbench.window().notices()->index(0), Notices::textRole)
+                  .toString()
+                  .toStdString(),
+              HasSubstr("the root of the file system"));
+  ASSERT_TRUE(untilOne(AgentTroubles::Remedy::Folder));
   troubles().setFolder(QUrl::fromLocalFile(QString::fromStdString((workbench.folder() / "moved").string())));
   ASSERT_TRUE(until([&] { return troubles().count() == 0; }));
   EXPECT_EQ(composer.projectFolder().toLocalFile().toStdString(), (workbench.folder() / "moved").string());

@@ -91,6 +91,25 @@ TEST_F(FolderEntriesTest, SaysWhyThereIsNothing) {
   EXPECT_THAT(chosen, IsEmpty());
 }
 
+TEST_F(FolderEntriesTest, BeginsAnewWithWhatIsThereAndChoosesNothingByItself) {
+  begin(FolderEntries::Folders);
+  entries.setPath(QString::fromStdString(at("Weather/")));
+  entries.take();
+  std::filesystem::create_directory(at("new"));
+  entries.begin(QUrl::fromLocalFile(QString::fromStdString(folder.path())));
+  EXPECT_THAT(names(), IsEmpty());
+  ASSERT_TRUE(until([&] { return entries.rowCount() > 0; }));
+  EXPECT_THAT(names(), testing::Contains("new"));
+
+  entries.take();
+  std::filesystem::remove(at("new"));
+  chosen.clear();
+  entries.begin(QUrl::fromLocalFile(QString::fromStdString(folder.path())));
+  ASSERT_TRUE(until([&] { return entries.rowCount() > 0; }));
+  EXPECT_THAT(names(), testing::Not(testing::Contains("new")));
+  EXPECT_THAT(chosen, IsEmpty());
+}
+
 TEST_F(FolderEntriesTest, ChoosesSeveralFilesOrAProgram) {
   begin(FolderEntries::Files);
   EXPECT_THAT(names(), ElementsAre("alpha", "Weather", "notes.txt", "run"));

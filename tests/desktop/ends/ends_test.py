@@ -114,10 +114,11 @@ class Ends(DesktopCase):
     def test_without_a_display_it_says_so(self):
         environment = {name: value for name, value in self.desktop.environment.items()
                        if name not in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM")}
-        done = subprocess.run([self.program], env=environment, cwd=self.work, stdin=subprocess.DEVNULL,
-                              capture_output=True, text=True, timeout=60, check=False)
-        self.assertEqual((done.returncode, done.stdout), (1, ""))
-        self.assertRegex(done.stderr, "^ravant-desktop: there is no display: [^\n]*\n$")
+        for named in ({}, {"DISPLAY": ":9999"}, {"WAYLAND_DISPLAY": "nobody", "DISPLAY": ":9999"}):
+            done = subprocess.run([self.program], env=environment | named, cwd=self.work, stdin=subprocess.DEVNULL,
+                                  capture_output=True, text=True, timeout=60, check=False)
+            self.assertEqual((done.returncode, done.stdout), (1, ""), named)
+            self.assertRegex(done.stderr, "^ravant-desktop: there is no display: [^\n]*\n$")
 
     def test_a_run_in_flight_is_asked_about_and_leaves_no_process(self):
         self.start_with_a_run()

@@ -151,8 +151,20 @@ TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
   EXPECT_EQ(wanted, last.value().id);
   EXPECT_EQ(words.toStdString(), "mailbox pai");
 
+  // Rows of the shorter query are still there when Enter comes.
+  ASSERT_EQ(search.rowCount(), 1);
+  search.setQuery(QStringLiteral("mailbox mend"));
+  search.take();
+  EXPECT_EQ(workbench.window().shownConversation(), second);
+  EXPECT_TRUE(until([&] { return workbench.window().shownConversation() == first; }));
+  EXPECT_EQ(words.toStdString(), "mailbox mend");
+
+  search.setQuery(QStringLiteral("mailbox paint"));
+  search.take();
   search.setQuery(QStringLiteral("letterbox"));
   EXPECT_TRUE(until([&] { return search.emptyWords().contains(QLatin1String("letterbox")); }));
+  search.take();
+  EXPECT_EQ(workbench.window().shownConversation(), first);
 }
 
 }  // namespace

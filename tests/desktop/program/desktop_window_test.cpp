@@ -149,6 +149,14 @@ TEST_F(WindowAndFoldersTest, GivesDroppedFilesToThePromptThatIsWritten) {
   EXPECT_THAT(taken, ElementsAre(url(file)));
 }
 
+TEST(NoticesTest, AreHeldByNoneThatIsGone) {
+  Notices notices;
+  notices.tell(QStringLiteral("Moved"));
+  notices.setHeld(true);
+  notices.dismiss(notices.index(0).data(Notices::idRole).toInt());
+  EXPECT_FALSE(notices.isHeld());
+}
+
 TEST(NoticesTest, SaysTheSameOnceUnlessThereIsAWayBack) {
   Notices notices;
   int undone = 0;

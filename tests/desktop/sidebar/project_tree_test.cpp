@@ -62,12 +62,15 @@ TEST_F(ProjectTreeTest, ShowsTheStatesOfConversationsThatAnotherProcessWrites) {
   run(other.items->endRun(tiles, "", PromptOutcome::failed));
   EXPECT_TRUE(comesToShow(tree, {"v weather", "  Tiles, failed", "  Keys"}));
   say(keys);
-  EXPECT_TRUE(comesToShow(tree, {"v weather", "  Keys, unread", "  Tiles, failed"}));
+  EXPECT_TRUE(comesToShow(tree, {"v weather", "  Keys, unread | 1 new", "  Tiles, failed"}));
+  say(keys);
+  EXPECT_TRUE(comesToShow(tree, {"v weather", "  Keys, unread | 2 new", "  Tiles, failed"}));
 
   tree.setOpen(0, false);
   EXPECT_TRUE(comesToShow(tree, {"> weather, failed"}));
   run(other.conversations->archiveConversation(tiles));
   EXPECT_TRUE(comesToShow(tree, {"> weather, unread"}));
+  EXPECT_EQ(tree.data(tree.index(0), ProjectTree::asideRole).toString(), QStringLiteral("1 unread"));
   run(other.conversations->deleteConversation(keys));
   EXPECT_TRUE(comesToShow(tree, {"> weather"}));
   run(other.conversations->unarchiveConversation(tiles));
@@ -167,6 +170,10 @@ TEST_F(ProjectTreeTest, ReadsTheBranchAgainWhenARunEndsAndWhenTheWindowIsLookedA
   EXPECT_TRUE(comesToShow(tree, {"v weather | main", "  Tiles"}));
 }
 
+std::string newIn(const ConversationSummary& summary) {
+  return stateOf(summary) == ConversationState::unread ? fmt::format(" | {} new", summary.unread) : "";
+}
+
 /// What a tree with nothing hidden and nothing shown on demand has to show, read from the store alone.
 std::vector<std::string> treeIn(OpenStore& store) {
   std::vector<std::string> rows;
@@ -183,7 +190,7 @@ std::vector<std::string> treeIn(OpenStore& store) {
     }
     rows.push_back("v " + project.name);
     for (const auto& summary : conversations | std::views::take(8)) {
-      rows.push_back("  " + named(displayTitle(summary), stateOf(summary)));
+      rows.push_back("  " + named(displayTitle(summary), stateOf(summary)) + newIn(summary));
     }
     if (conversations.empty()) rows.push_back("  No conversation yet in " + project.name);
     if (conversations.size() > 8)
@@ -196,8 +203,9 @@ std::vector<std::string> listIn(OpenStore& store) {
   std::vector<std::string> rows;
   for (const auto& summary : run(store.conversations->conversations({}))) {
     const ConversationState state = stateOf(summary);
-    rows.push_back(fmt::format("  {}{}{} | {}", displayTitle(summary), state == ConversationState::quiet ? "" : ", ",
-                               state == ConversationState::quiet ? "" : rawValue(state), summary.projectName));
+    rows.push_back(fmt::format("  {}{}{}{} | {}", displayTitle(summary), state == ConversationState::quiet ? "" : ", ",
+                               state == ConversationState::quiet ? "" : rawValue(state), newIn(summary),
+                               summary.projectName));
   }
   return rows;
 }

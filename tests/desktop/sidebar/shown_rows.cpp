@@ -10,6 +10,7 @@ using desktop::SidebarRows;
 std::string line(const SidebarRows& model, int row) {
   const auto text = [&](SidebarRows::Role role) { return model.data(model.index(row), role).toString().toStdString(); };
   std::string shown = text(SidebarRows::nameRole);
+  if (const std::string count = text(SidebarRows::newCountRole); !count.empty()) shown += " | " + count + " new";
   if (const std::string note = text(SidebarRows::noteRole); !note.empty()) shown += " | " + note;
   const bool isProject = model.data(model.index(row), SidebarRows::kindRole).toInt() == SidebarRows::Project;
   if (!isProject) return "  " + shown;

@@ -76,9 +76,9 @@ class Notices(DesktopCase):
         self.ask("Say hello.")
         self.wait(lambda: self.service.shown, "a notice")
         _, _, _, title, words, actions, hints, _ = self.service.shown[1]
-        self.assertEqual((title, words, actions[0]), ("Say hello.", "Claude Code finished", "default"))
+        self.assertEqual((title, words, actions[0]), ("Say hello.", "Claude Code finished, 1 file changed", "default"))
         self.assertEqual((hints["desktop-entry"], hints["suppress-sound"]), ("com.ravant.Ravant", True))
-        said = self.desktop.wait_for(None, "Claude Code finished: Say hello.", ["showing"])
+        said = self.desktop.wait_for(None, "Claude Code finished, 1 file changed: Say hello.", ["showing"])
         self.wait(lambda: said._path in alerts, "the event of what appears")
         self.service.press(1)
         self.desktop.wait_for("frame", "Say hello. — Ravant")
@@ -92,7 +92,7 @@ class Notices(DesktopCase):
 
         self.set(notifications_desktop=False)
         self.ask("Say nothing.")
-        self.desktop.wait_for(None, "Claude Code finished: Say nothing.", ["showing"])
+        self.desktop.wait_for(None, "Claude Code finished, 1 file changed: Say nothing.", ["showing"])
         serve()
         self.assertEqual(len(self.service.shown), 2)
         self.assertEqual(self.desktop.end(), 0)

@@ -73,7 +73,7 @@ class Regions(DesktopCase):
     def test_a_run_that_ends_is_said_to_a_reader(self):
         self.desktop.start()
         self.ask("Say hello.")
-        self.desktop.wait_for(None, re.compile("^Claude Code finished: Say hello"), ["showing"])
+        self.desktop.wait_for(None, re.compile("^Claude Code finished.*: Say hello"), ["showing"])
         self.desktop.keys("Ctrl+J")
         self.desktop.wait_for("frame", "Say hello. — Ravant")
         self.desktop.end()

@@ -2,7 +2,7 @@ import QtQuick
 import Ravant.Controls
 import Ravant.Program
 
-/// Back and forward where what is shown has no head of its own.
+/// Back and forward among what was shown.
 Row {
     IconButton {
         iconName: "chevron-left"

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QtQml/qqmlregistration.h>
+#include <QObject>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+
+#include "desktop/loop/view_model.hpp"
+#include "desktop/program/desktop_window.hpp"
+
+namespace ravant::desktop {
+
+/// What this program takes: its memory, and the files of its data folder. Read when the window becomes the active one
+/// and with changes of the store, after a rest, so that nothing is read while nothing happens. On the interface thread.
+class OwnUse : public QObject, public ViewModel {
+  Q_OBJECT
+  QML_ELEMENT
+  Q_PROPERTY(QString words READ words NOTIFY changed)
+  /// The same with what the sizes are of, to be read aloud.
+  Q_PROPERTY(QString spoken READ spoken NOTIFY changed)
+
+ public:
+  explicit OwnUse(QObject* parent = nullptr) : OwnUse(DesktopWindow::instance(), parent) {}
+  OwnUse(DesktopWindow& window, QObject* parent);
+
+  /// Empty until it is known.
+  const QString& words() const { return words_; }
+  const QString& spoken() const { return spoken_; }
+
+ Q_SIGNALS:
+  void changed();
+
+ private:
+  struct Use {
+    std::int64_t memory = 0;  ///< bytes of main memory
+    std::int64_t files = 0;   ///< bytes
+  };
+
+  static Use useWith(const std::filesystem::path& dataFolder);
+  void readAfterRest();
+  awaitable<void> read();
+
+  DesktopWindow& window_;
+  std::optional<std::chrono::steady_clock::time_point> readAt_;
+  QString words_;
+  QString spoken_;
+};
+
+}  // namespace ravant::desktop
