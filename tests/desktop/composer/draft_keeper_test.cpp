@@ -76,6 +76,23 @@ TEST_F(Drafts, keepsWhatStoodThereAndWhatIsTypedWhileItIsReadAndWritten) {
   EXPECT_THAT(arrived, ElementsAre("kept\n\nnew"));
 }
 
+TEST_F(Drafts, showsNothingOlderThanWhatIsBeingWritten) {
+  store("kept");
+  sqlite::Database other = application.modelContainer()->connect();
+  {
+    const sqlite::Transaction writing(other);
+    occupyStore();
+    keeper.open(conversation);
+    runPosted();
+    type("new");
+    keeper.writeNow();
+    runPosted();
+  }
+  EXPECT_TRUE(untilStored("kept\n\nnew"));
+  ASSERT_TRUE(until([&] { return !arrived.empty(); }));
+  EXPECT_THAT(arrived, ElementsAre("kept\n\nnew"));
+}
+
 TEST_F(Drafts, neverShowsWhatWasTypedEarlier) {
   keeper.open(conversation);
   type("a");
