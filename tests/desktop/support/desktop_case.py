@@ -37,7 +37,7 @@ class DesktopCase(unittest.TestCase):
     @classmethod
     def main(cls, program, ravant, *arguments):
         """Runs the tests of a script: its first arguments are the two programs."""
-        DesktopCase.program, DesktopCase.ravant = program, ravant
+        DesktopCase.program, DesktopCase.ravant = str(Path(program).resolve()), str(Path(ravant).resolve())
         unittest.main(argv=[cls.__name__, *arguments])
 
     def run_ravant(self, *arguments, fails=False):
