@@ -140,6 +140,15 @@ class Ends(DesktopCase):
         self.desktop.program.process.send_signal(signal.SIGTERM)
         self.assertEqual(self.desktop.end(signal.SIGTERM), 0)
 
+    def test_the_display_goes_away_in_a_run_and_leaves_no_process(self):
+        self.start_with_a_run()
+        program = self.desktop.program
+        self.desktop.end_display()
+        self.assertEqual(self.desktop.wait_for_end(), 1)
+        self.assertTrue(until(lambda: not program.children(), self.desktop.patience), program.children())
+        self.assertRegex(program.said(), "^The X11 connection broke [^\n]*\n$")
+        program.words.write_text("", encoding="utf-8")
+
     def test_the_session_bus_goes_away_and_the_window_goes_on(self):
         self.desktop.run_beside("gnome-keyring-daemon", "--foreground", "--components=secrets")
         self.assertTrue(until(lambda: self.desktop.has_name("org.freedesktop.secrets"), self.desktop.patience))

@@ -152,8 +152,9 @@ class PrivateDesktop:
         reader, writer = os.pipe()
         try:
             try:
-                self._start("Xvfb", "-displayfd", str(writer), "-screen", "0", f"{self.screen}x24", "-nolisten", "tcp",
-                            "-noreset", "-fbdir", str(self.folder), pass_fds=(writer,))
+                self._display = self._start("Xvfb", "-displayfd", str(writer), "-screen", "0", f"{self.screen}x24",
+                                            "-nolisten", "tcp", "-noreset", "-fbdir", str(self.folder),
+                                            pass_fds=(writer,))
             finally:
                 os.close(writer)
             number = b""
@@ -205,6 +206,11 @@ class PrivateDesktop:
         """Ends the session bus, and with it what a screen reader could be told: from then on nothing can be found."""
         self._bus_daemon.terminate()
         self._bus_daemon.wait()
+
+    def end_display(self):
+        """Ends the display server, and with it whatever has a window on it."""
+        self._display.kill()
+        self._display.wait()
 
     def _session_bus(self):
         try:
