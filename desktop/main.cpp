@@ -148,6 +148,8 @@ int show(DesktopProgram& program, Theme& theme, const StartOptions& options, con
   } else {
     window.end()->stopAndQuit();
   }
+  // Qt exits where it loses the display: what runs must not stay behind.
+  std::atexit([] { endAllChildren(Termination::askedFirst); });
   const int status = QCoreApplication::exec();
   return shown ? status : EXIT_FAILURE;
 }

@@ -68,6 +68,11 @@ WindowPlacement::WindowPlacement(Theme& theme)
   soon_.setInterval(kSoon);
   connect(&soon_, &QTimer::timeout, this, &WindowPlacement::keep);
   connect(&theme_, &Theme::sizesChanged, this, &WindowPlacement::keepSoon);
+  // A zoom that comes from the file is in it: written late, it would overwrite the next one.
+  connect(&DesktopWindow::instance(), &DesktopWindow::settingsChanged, this, [this] {
+    const std::string zoom(setting::kWindowZoom);
+    if (settings_.integer(zoom) == theme_.zoom()) kept_.insert_or_assign(zoom, std::int64_t{theme_.zoom()});
+  });
   const OrderlyEnd* const end = DesktopWindow::instance().end();
   connect(end, &OrderlyEnd::stateChanged, this, [this, end] {
     if (end->state() == OrderlyEnd::State::Ending) keep();

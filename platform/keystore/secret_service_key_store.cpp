@@ -100,6 +100,16 @@ void throwIfFailed(GError* raised) {
   throw KeyStoreError(KeyStoreError::Case::unavailable, "no service for keys (Secret Service) runs in this session");
 }
 
+/// The connection that libsecret shares, kept from ending the program when the bus does: by GLib's default it would.
+/// Throws where there is no bus.
+std::unique_ptr<GDBusConnection, Unref> harmlessBus(GCancellable* cancellable) {
+  GError* error = nullptr;
+  std::unique_ptr<GDBusConnection, Unref> bus(g_bus_get_sync(G_BUS_TYPE_SESSION, cancellable, &error));
+  throwIfFailed(error);
+  g_dbus_connection_set_exit_on_close(bus.get(), FALSE);
+  return bus;
+}
+
 /// Where no service has ever been, libsecret says in a program with a main loop of GLib that it has lost one.
 void keepQuietAboutLoss() {
   static const guint handler = g_log_set_handler(
@@ -133,6 +143,7 @@ void unlock(GCancellable* cancellable) {
 
 std::optional<std::string> SecretServiceKeyStore::read(const KeyName& name, std::stop_token stop) {
   const Limit limit(limit_, std::move(stop));
+  const auto bus = harmlessBus(limit.cancellable());
   unlock(limit.cancellable());
   GError* error = nullptr;
   const std::unique_ptr<char, FreeSecret> secret(secret_password_lookup_sync(&kSchema, limit.cancellable(), &error,
@@ -144,6 +155,7 @@ std::optional<std::string> SecretServiceKeyStore::read(const KeyName& name, std:
 
 void SecretServiceKeyStore::store(const KeyName& name, const std::string& secret, const std::string& label) {
   const Limit limit(limit_);
+  const auto bus = harmlessBus(limit.cancellable());
   GError* error = nullptr;
   secret_password_store_sync(&kSchema, SECRET_COLLECTION_DEFAULT, label.c_str(), secret.c_str(), limit.cancellable(),
                              &error, "service", name.service.c_str(), "account", name.account.c_str(), nullptr);
@@ -152,6 +164,7 @@ void SecretServiceKeyStore::store(const KeyName& name, const std::string& secret
 
 bool SecretServiceKeyStore::remove(const KeyName& name) {
   const Limit limit(limit_);
+  const auto bus = harmlessBus(limit.cancellable());
   unlock(limit.cancellable());
   GError* error = nullptr;
   const bool isRemoved =

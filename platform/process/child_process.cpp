@@ -194,9 +194,10 @@ class Children {
   std::map<std::string, ProcessTree> trees_;
 };
 
+/// Never destroyed: whoever exits can still end them.
 Children& children() {
-  static Children ofThisProgram;
-  return ofThisProgram;
+  static Children* const ofThisProgram = new Children;
+  return *ofThisProgram;
 }
 
 /// See kProcessTokenVariable.

@@ -83,4 +83,4 @@ class Reading(DesktopCase):
 
 
 if __name__ == "__main__":
-    Reading.main(*(str(Path(word).resolve()) for word in sys.argv[1:3]), *sys.argv[3:])
+    Reading.main(*sys.argv[1:])

@@ -17,6 +17,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 # pylint: disable=wrong-import-position
 from accessible import call  # noqa: E402
 from desktop_case import DesktopCase  # noqa: E402
+from private_desktop import until  # noqa: E402
 
 NAME, OBJECT = "com.ravant.Ravant", "/com/ravant/Ravant"
 
@@ -84,8 +85,7 @@ class Ends(DesktopCase):
         self.assertEqual(self.desktop.end(), 0)
 
     def has_name(self):
-        return call(self.desktop.bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                    "NameHasOwner", GLib.Variant("(s)", (NAME,)))[0]
+        return self.desktop.has_name(NAME)
 
     def test_a_store_that_cannot_be_opened_is_told_and_can_be_mended(self):
         self.desktop.data.mkdir(parents=True)
@@ -140,6 +140,39 @@ class Ends(DesktopCase):
         self.start_with_a_run()
         self.desktop.program.process.send_signal(signal.SIGTERM)
         self.assertEqual(self.desktop.end(signal.SIGTERM), 0)
+
+    def test_the_display_goes_away_in_a_run_and_leaves_no_process(self):
+        self.start_with_a_run()
+        program = self.desktop.program
+        self.desktop.end_display()
+        self.assertEqual(self.desktop.wait_for_end(), 1)
+        self.assertTrue(until(lambda: not program.children(), self.desktop.patience), program.children())
+        self.assertRegex(program.said(), "^The X11 connection broke [^\n]*\n$")
+        program.words.write_text("", encoding="utf-8")
+
+    def test_the_session_bus_goes_away_and_the_window_goes_on(self):
+        self.desktop.run_beside("gnome-keyring-daemon", "--foreground", "--components=secrets")
+        self.assertTrue(until(lambda: self.desktop.has_name("org.freedesktop.secrets"), self.desktop.patience))
+        self.run_ravant("project", "add", str(self.work))
+        self.register_agent()
+        program = self.desktop.start("--project", str(self.work))
+        self.write("Say more.")
+        self.desktop.wait_until(lambda: self.desktop.connections_of(program.pid) > 1, "one to the key store")
+        self.desktop.end_bus()
+        # A run elsewhere whose end would be told by a notice, then one of the window itself.
+        self.ask("Say hello.")
+        elsewhere = self.conversations()[0]["items"]
+        self.desktop.wait_until(self.is_sent, "the prompt of the window")
+        self.desktop.wait_until(lambda: [found["items"] for found in self.conversations()] == [elsewhere] * 2, "an answer")
+        self.assertEqual(self.desktop.end(signal.SIGHUP), 0)
+
+    def is_sent(self):
+        """Presses Enter: a composer that learns of another conversation can be busy, and nothing tells when it is not."""
+        self.desktop.keys("Enter")
+        return len(self.conversations()) == 2
+
+    def conversations(self):
+        return json.loads(self.run_ravant("conversation", "list", "--json"))
 
     def test_a_backup_takes_the_place_of_a_store_that_is_none(self):
         self.run_ravant("project", "add", str(self.work))

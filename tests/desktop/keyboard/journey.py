@@ -65,7 +65,7 @@ class KeyboardJourney(DesktopCase):
     # A day.
 
     def test_a_first_day(self):
-        self.register_agent()
+        self.register_demo_agent()
         self.desktop.start()
         self.tells_what_to_do_first()
         self.adds_a_folder()

@@ -1,11 +1,13 @@
 #!/usr/bin/python3 -B
-"""Writes pictures of the window in its states, for people to look at: `pictures.py RAVANT_DESKTOP RAVANT FOLDER`.
+"""Writes pictures of the window in its states, for people to look at: `pictures.py RAVANT_DESKTOP RAVANT FOLDER [once]`.
 
-They are of the real program over stores that are filled anew each time, each in both colours and at 100 and 200 %. Fails
+They are of the real program over stores that are filled anew each time, each in both colours and at 100 and 200 %, or
+`once`: in these looks by turns. Fails
 where a picture is blank, and where a button or field has no place of its own in the window. Ages are told in words
 ("now"), so two runs differ in little but what the machine draws.
 """
 
+import itertools
 import json
 import re
 import signal
@@ -94,6 +96,7 @@ def said():
 
 class Pictures(DesktopCase):
     folder = None
+    turns = None
 
     def setUp(self):
         super().setUp()
@@ -102,12 +105,11 @@ class Pictures(DesktopCase):
     # Pictures.
 
     def take(self, state, looks=LOOKS, prepare=lambda: None):
-        """In each look; `prepare` brings about what is not there in the next look any more."""
+        """In each look, or the next; `prepare` brings about what is not there in the next look any more."""
         self.desktop.xdotool("mousemove", *CORNER)
-        for appearance, zoom in looks:
-            self.set_look(appearance, zoom)
+        for appearance, zoom in [next(look for look in self.turns if look in looks)] if self.turns else looks:
+            self.change_look(appearance, zoom)
             prepare()
-            self.desktop.wait_until(lambda: self.looks_so(appearance, zoom), f"a window in {appearance} at {zoom} %")
             self.wait_until_still()
             name = state + "-" + (appearance if zoom == 100 else f"{appearance}-{zoom}")
             with self.subTest(name):
@@ -116,14 +118,15 @@ class Pictures(DesktopCase):
                 self.assertGreaterEqual(len(found), FEWEST_COLOURS, "a blank picture")
                 self.assertEqual(misplaced(self.desktop.app()), [], self.desktop.tree())
             self.desktop.screenshot(self.folder / f"{name}.png")
-        self.set_look(*LOOKS[0])
+        self.change_look(*LOOKS[0])
 
-    def set_look(self, appearance, zoom):
+    def change_look(self, appearance, zoom):
         settings = json.loads(self.desktop.settings.read_text(encoding="utf-8"))
         settings["appearance"], settings.setdefault("window", {})["zoom"] = appearance, zoom
         written = self.desktop.folder / "settings.json"
         written.write_text(json.dumps(settings), encoding="utf-8")
         written.replace(self.desktop.settings)
+        self.desktop.wait_until(lambda: self.looks_so(appearance, zoom), f"a window in {appearance} at {zoom} %")
 
     def looks_so(self, appearance, zoom):
         frame = self.desktop.find("frame", None, ["showing"])
@@ -311,4 +314,7 @@ class Pictures(DesktopCase):
 if __name__ == "__main__":
     Pictures.folder = Path(sys.argv[3])
     Pictures.folder.mkdir(parents=True, exist_ok=True)
+    if sys.argv[4:5] == ["once"]:
+        Pictures.turns = itertools.cycle(LOOKS)
+        del sys.argv[4]
     Pictures.main(*sys.argv[1:3], *sys.argv[4:])

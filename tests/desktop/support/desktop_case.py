@@ -2,6 +2,7 @@
 
 import json
 import os
+import shlex
 import subprocess
 import unittest
 from pathlib import Path
@@ -12,6 +13,12 @@ DEMO_AGENT = Path(__file__).resolve().parents[3] / "examples/demo-agent"
 
 # What a button says of itself that cannot be pressed: Qt 6.4 does not tell readers otherwise.
 UNAVAILABLE = "not available"
+
+# The demo agent without its pauses.
+HURRYING_AGENT = f"""
+sleep() {{ :; }}
+. {shlex.quote(str(DEMO_AGENT))}
+"""
 
 # Says what it was asked, waits until it is told to go on, says a last word.
 WAITING_AGENT = r"""
@@ -37,7 +44,7 @@ class DesktopCase(unittest.TestCase):
     @classmethod
     def main(cls, program, ravant, *arguments):
         """Runs the tests of a script: its first arguments are the two programs."""
-        DesktopCase.program, DesktopCase.ravant = program, ravant
+        DesktopCase.program, DesktopCase.ravant = str(Path(program).resolve()), str(Path(ravant).resolve())
         unittest.main(argv=[cls.__name__, *arguments])
 
     def run_ravant(self, *arguments, fails=False):
@@ -89,13 +96,16 @@ class DesktopCase(unittest.TestCase):
         self.desktop.keys("Enter")
         self.desktop.wait_until(lambda: self.prompt() == "", "an empty composer")
 
-    def register_agent(self, script=None):
-        """The demo agent, or a shell script in the place of one, as the only agent."""
-        agent = DEMO_AGENT
-        if script:
-            agent = self.desktop.programs / "agent"
-            agent.write_text(f"#!/bin/sh\n{script}\n")
-            agent.chmod(0o755)
+    def register_demo_agent(self):
+        """As the only agent."""
+        self.run_ravant("agent", "add", "claude", "--path", str(DEMO_AGENT))
+        self.set(claude_asRoot=True)
+
+    def register_agent(self, script=HURRYING_AGENT):
+        """A shell script as the only agent."""
+        agent = self.desktop.programs / "agent"
+        agent.write_text(f"#!/bin/sh\n{script}\n")
+        agent.chmod(0o755)
         self.run_ravant("agent", "add", "claude", "--path", str(agent))
         self.set(claude_asRoot=True)
 

@@ -152,8 +152,9 @@ class PrivateDesktop:
         reader, writer = os.pipe()
         try:
             try:
-                self._start("Xvfb", "-displayfd", str(writer), "-screen", "0", f"{self.screen}x24", "-nolisten", "tcp",
-                            "-noreset", "-fbdir", str(self.folder), pass_fds=(writer,))
+                self._display = self._start("Xvfb", "-displayfd", str(writer), "-screen", "0", f"{self.screen}x24",
+                                            "-nolisten", "tcp", "-noreset", "-fbdir", str(self.folder),
+                                            pass_fds=(writer,))
             finally:
                 os.close(writer)
             number = b""
@@ -171,7 +172,7 @@ class PrivateDesktop:
     def _start_buses(self):
         socket, configuration = self.folder / "bus", self.folder / "bus.conf"
         configuration.write_text(BUS.format(folder=self.folder, services=self.services))
-        self._start("dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile")
+        self._bus_daemon = self._start("dbus-daemon", f"--config-file={configuration}", "--nofork", "--nopidfile")
         self.environment["DBUS_SESSION_BUS_ADDRESS"] = f"unix:path={socket}"
         # Its socket is there before it listens.
         self.bus = until(self._session_bus, self.patience)
@@ -186,6 +187,30 @@ class PrivateDesktop:
         if not address:
             raise self._failed("the accessibility bus did not start")
         self.accessibility = connect(address)
+
+    def has_name(self, name):
+        """Whether somebody has the name on the session bus."""
+        return self._ask_bus("NameHasOwner", name)
+
+    def connections_of(self, pid):
+        """How many a process has to the session bus."""
+        names = [name for name in self._ask_bus("ListNames") if name.startswith(":")]
+        return sum(self._ask_bus("GetConnectionUnixProcessID", name) == pid for name in names)
+
+    def _ask_bus(self, method, *names):
+        bus = "org.freedesktop.DBus"
+        arguments = GLib.Variant("(s)", names) if names else None
+        return call(self.bus, bus, "/org/freedesktop/DBus", bus, method, arguments)[0]
+
+    def end_bus(self):
+        """Ends the session bus, and with it what a screen reader could be told: from then on nothing can be found."""
+        self._bus_daemon.terminate()
+        self._bus_daemon.wait()
+
+    def end_display(self):
+        """Ends the display server, and with it whatever has a window on it."""
+        self._display.kill()
+        self._display.wait()
 
     def _session_bus(self):
         try:

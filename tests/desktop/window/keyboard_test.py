@@ -149,4 +149,4 @@ class Keyboard(DesktopCase):
 
 
 if __name__ == "__main__":
-    Keyboard.main(*(str(Path(word).resolve()) for word in sys.argv[1:3]), *sys.argv[3:])
+    Keyboard.main(*sys.argv[1:])

@@ -62,6 +62,28 @@ TEST(WindowPlacementTest, KeepsWhatChangedAndNothingElse) {
   EXPECT_TRUE(until([&] { return kept().integer(setting::kSidebarWidth) == 300; }, std::chrono::milliseconds(900)));
 }
 
+TEST(WindowPlacementTest, WritesNoZoomThatCameFromTheFile) {
+  Workbench workbench;
+  ColorScheme scheme;
+  Theme theme(scheme);
+  const SettingsFollower follower(workbench.window(), theme);
+  QWindow window;
+  WindowPlacement placement(theme);
+  placement.follow(window);
+  workbench.folder().write("settings.json", R"({"window":{"zoom":150}})");
+  ASSERT_TRUE(until([&] { return theme.zoom() == 150; }));
+  workbench.folder().write("settings.json", R"({"window":{"zoom":120}})");
+  placement.setSidebarWidth(300);
+  workbench.window().end()->stopAndQuit();
+  SettingsFile settings(workbench.application().settings().path(), knownSettings());
+  const auto read = [&](std::string_view key) {
+    settings.load();
+    return settings.integer(key);
+  };
+  ASSERT_TRUE(until([&] { return read(setting::kSidebarWidth) == 300; }));
+  EXPECT_FALSE(until([&] { return read(setting::kWindowZoom) != 120; }, std::chrono::milliseconds(300)));
+}
+
 TEST(SettingsFollowerTest, AppliesWhatIsWrittenAndTellsWhatIsWrong) {
   Workbench workbench;
   ColorScheme scheme;
