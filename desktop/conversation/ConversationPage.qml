@@ -48,6 +48,7 @@ FocusScope {
         focus: true
         clip: true
         rows: window
+        findPlaces: words.places
         onFollow: link => links.open(link)
         onHover: link => transcript.hoveredLink = window.linkTarget(link)
         onTryAgain: item => headModel.tryAgain(item)

@@ -29,6 +29,7 @@ void TranscriptFind::begin() {
   isSeeking_ = false;
   steps_.clear();
   show({}, false);
+  mark({});
   if (rows_) rows_->setMarkedText(text_);
 }
 
@@ -96,6 +97,7 @@ awaitable<void> TranscriptFind::look(Question question, Turns::Turn turn, std::s
     if (direction == FindDirection::previous && *count.position >= *before) beyond_ = Beyond::beginning;
   }
   at_ = hit->item;
+  mark(QList<double>(count.places.begin(), count.places.end()));
   rows_->showWords(hit->item, question.text, direction);
 }
 
@@ -120,6 +122,10 @@ void TranscriptFind::tell() {
   if (beyond_ == Beyond::end) status = tr("From the beginning: %1").arg(status);
   if (beyond_ == Beyond::beginning) status = tr("From the end: %1").arg(status);
   show(status, false);
+}
+
+void TranscriptFind::mark(QList<double> places) {
+  if (std::exchange(places_, places) != places) Q_EMIT placesChanged();
 }
 
 void TranscriptFind::show(const QString& status, bool isFruitless) {

@@ -25,6 +25,8 @@ class TranscriptFind : public QObject, public ViewModel {
   Q_PROPERTY(QString status READ status NOTIFY statusChanged)
   /// Whether there is nothing of what is searched for.
   Q_PROPERTY(bool isFruitless READ isFruitless NOTIFY statusChanged)
+  /// Where in the conversation there is something of it: from 0, the beginning, to 1, the end.
+  Q_PROPERTY(QList<double> places READ places NOTIFY placesChanged)
 
  public:
   explicit TranscriptFind(QObject* parent = nullptr);
@@ -36,6 +38,7 @@ class TranscriptFind : public QObject, public ViewModel {
   void setText(const QString& text);
   const QString& status() const { return status_; }
   bool isFruitless() const { return isFruitless_; }
+  const QList<double>& places() const { return places_; }
 
   /// Downwards, from the end on at the beginning.
   Q_INVOKABLE void next();
@@ -47,6 +50,7 @@ class TranscriptFind : public QObject, public ViewModel {
   void rowsChanged();
   void textChanged();
   void statusChanged();
+  void placesChanged();
 
  private:
   enum class Beyond { nothing, end, beginning };
@@ -66,11 +70,13 @@ class TranscriptFind : public QObject, public ViewModel {
   awaitable<void> look(Question question, Turns::Turn turn, std::stop_token stop);
   void tell();
   void show(const QString& status, bool isFruitless);
+  void mark(QList<double> places);
 
   QPointer<TranscriptWindow> rows_;
   QString text_;
   QString status_;
   bool isFruitless_ = false;
+  QList<double> places_;
   std::optional<ConversationItemId> at_;
   TranscriptFinder::Count count_;
   Beyond beyond_ = Beyond::nothing;

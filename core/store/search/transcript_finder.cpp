@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <span>
 #include <utility>
 
 #include "core/store/row_values.hpp"
@@ -25,6 +26,18 @@ std::string selectBeside(std::string_view comparison, std::string_view order) {
       fmt::format("AND (item.created_at, item.id) {} (SELECT created_at, id FROM conversation_item WHERE id = ?2) "
                   "ORDER BY item.created_at {}, item.id {}",
                   comparison, order, order));
+}
+
+std::vector<double> placesOf(std::span<const std::int64_t> positions, std::int64_t all) {
+  std::vector<double> places;
+  std::int64_t next = 0;
+  for (const std::int64_t position : positions) {
+    const auto part = position * static_cast<std::int64_t>(TranscriptFinder::kMostPlaces) / all;
+    if (part < next) continue;
+    next = part + 1;
+    places.push_back(static_cast<double>(position) / static_cast<double>(all));
+  }
+  return places;
 }
 
 }  // namespace
@@ -64,12 +77,16 @@ class TranscriptFindings {
     const std::string folded = foldedForSearch(text);
     return store_.read([&] {
       TranscriptFinder::Count count;
+      std::vector<std::int64_t> positions;
+      std::int64_t all = 0;
       auto row = all_.query(bound(conversation));
-      while (!folded.empty() && !stop.stop_requested() && row.step()) {
+      for (; !folded.empty() && !stop.stop_requested() && row.step(); ++all) {
         if (!hitIn(row, conversation, folded)) continue;
         ++count.items;
+        positions.push_back(all);
         if (item == readId<ConversationItemId>(row, 0)) count.position = count.items;
       }
+      count.places = placesOf(positions, all);
       return count;
     });
   }

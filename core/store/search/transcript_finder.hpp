@@ -4,6 +4,7 @@
 #include <optional>
 #include <stop_token>
 #include <string>
+#include <vector>
 
 #include "core/store/search/search_reader.hpp"
 
@@ -28,10 +29,14 @@ class TranscriptFinder : public StoreActor<TranscriptFindings> {
                                            std::optional<ConversationItemId> from, FindDirection direction,
                                            std::stop_token stop = {});
 
+  static constexpr std::size_t kMostPlaces = 400;
   /// How many items `find` goes through, and which of them, counted from 1, `item` is.
   struct Count {
     std::int64_t items = 0;
     std::optional<std::int64_t> position = {};
+    /// Where they stand in the conversation, in order, from 0, the beginning, to 1: of those that are closer to each
+    /// other than a `kMostPlaces`th, the first.
+    std::vector<double> places = {};
 
     bool operator==(const Count&) const = default;
   };

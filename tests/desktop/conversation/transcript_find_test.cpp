@@ -79,6 +79,7 @@ TEST_F(TranscriptFindTest, LeadsToTheWordsWhereverTheyAreHidden) {
   EXPECT_EQ(code.kind, RowKind::code);
   EXPECT_THAT(text(code), testing::HasSubstr("needle of the code"));
   EXPECT_EQ(find_.status(), QStringLiteral("4 of 4 messages"));
+  EXPECT_EQ(find_.places(), (QList<double>{0, 0.25, 0.5, 0.75}));
   EXPECT_GT(window_.rowCount(), all) << "what is beyond the first lines is shown";
 
   const TranscriptRow& user = placeAfter(next);
@@ -108,6 +109,7 @@ TEST_F(TranscriptFindTest, LeadsToTheWordsWhereverTheyAreHidden) {
   find_.end();
   EXPECT_EQ(window_.rowCount(), open) << "what one reads stays";
   EXPECT_TRUE(window_.markedText().isEmpty());
+  EXPECT_TRUE(find_.places().isEmpty());
 }
 
 TEST_F(TranscriptFindTest, UnfoldsOnlySoMuchOfWhatHasTheWordsEverywhere) {
@@ -119,7 +121,7 @@ TEST_F(TranscriptFindTest, UnfoldsOnlySoMuchOfWhatHasTheWordsEverywhere) {
   placeAfter([&] { find_.setText(QStringLiteral("needle")); });
   EXPECT_LT(window_.places(), 5000);
   EXPECT_GT(window_.places(), 500);
-  placeAfter([&] { find_.previous(); });
+  placeAfter([&] { find_.next(); });
   EXPECT_LT(window_.rowCount(), 130);
   EXPECT_GE(window_.places(), 2);
 }

@@ -258,7 +258,10 @@ TEST(Finder, GoesFromItemToItemRoundTheEnds) {
               ElementsAre(0, 2, 2, 3, 0));
   EXPECT_THAT((std::vector{find({}, previous), find(3, previous), find(1, previous), find(0, previous)}),
               ElementsAre(3, 2, 0, 3));
-  EXPECT_EQ(run(finder->count(id, "a->b", items[2].id)), (TranscriptFinder::Count{.items = 3, .position = 2}));
+  EXPECT_EQ(run(finder->count(id, "a->b", items[2].id)),
+            (TranscriptFinder::Count{.items = 3, .position = 2, .places = {0, 0.5, 0.75}}));
+  for (int each = 0; each < 1000; ++each) run(store.items->appendAgentMessage(id, "{}", "a->b", {}, {}));
+  EXPECT_THAT(run(finder->count(id, "a->b")).places, SizeIs(TranscriptFinder::kMostPlaces));
   EXPECT_EQ(run(finder->find(id, "e a", {}, next)).value().snippet.marks, (std::vector<TextSpan>{{0, 4}}));
   EXPECT_TRUE(run(finder->find(id, "A->B", items[0].id, next)).value().invocation);
   EXPECT_FALSE(run(finder->find(id, "missing", {}, next)));
