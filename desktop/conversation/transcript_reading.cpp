@@ -262,7 +262,7 @@ awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
     if (items.size() == kPageItems && canSkip()) {
       live_.skip(*shown_);
       if (isLookedAt_) firstUnread_.reset();
-      co_await show(co_await partAtEnd(), std::nullopt, turn);
+      co_await show(co_await partAtEnd(), std::nullopt, Stays::no, turn);
       if (turns_.isLatest(turn)) Q_EMIT jumped(-1);
       co_return;
     }
