@@ -89,22 +89,37 @@ awaitable<void> RunEnds::look(ConversationId conversation) {
   // Behind one that ends, the next of its queue can have begun by now.
   const auto [seen, isFirst] = prompts_.try_emplace(conversation, prompt->id);
   if (const auto before = std::exchange(seen->second, prompt->id); before != prompt->id) {
-    if (const auto ended = co_await alive(transcripts.item(before))) co_await tellEndOf(*ended, *summary, wasRunning);
+    if (const auto ended = co_await alive(transcripts.item(before))) tellEndOf(*ended, *summary, wasRunning);
   }
-  if (!runs) co_await tellEndOf(*prompt, *summary, wasRunning);
+  if (!runs) tellEndOf(*prompt, *summary, wasRunning);
 }
 
-awaitable<void> RunEnds::tellEndOf(ConversationItem prompt, ConversationSummary summary, bool wasRunning) {
+void RunEnds::tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning) {
   const auto* const message = std::get_if<UserMessage>(&prompt.detail);
-  if (!message || !message->endReason) co_return;
+  if (!message || !message->endReason) return;
   const bool isOld = message->endedAt ? *message->endedAt < begunAt_ : !wasRunning && prompt.createdAt < begunAt_;
-  if (isOld) co_return;
+  if (isOld) return;
   const auto told = told_.find(summary.conversation.id);
-  if (told != told_.end() && told->second == prompt.id) co_return;
+  if (told != told_.end() && told->second == prompt.id) return;
   told_.insert_or_assign(summary.conversation.id, prompt.id);
   const auto kind = kindOf(*message->endReason);
-  if (!kind) co_return;
-  tell(summary, *kind, *kind == RunEnd::Kind::finished ? co_await changesBehind(prompt) : QString());
+  if (kind == RunEnd::Kind::finished) {
+    start(tellFinished(prompt, summary));
+  } else if (kind) {
+    tell(summary, *kind, {});
+  }
+}
+
+awaitable<void> RunEnds::tellFinished(ConversationItem prompt, ConversationSummary summary) {
+  QString changes;
+  std::exception_ptr error;
+  try {
+    changes = co_await changesBehind(std::move(prompt));
+  } catch (const std::exception&) {
+    error = std::current_exception();
+  }
+  tell(summary, RunEnd::Kind::finished, changes);
+  if (error) std::rethrow_exception(error);
 }
 
 awaitable<QString> RunEnds::changesBehind(ConversationItem prompt) {
@@ -115,9 +130,10 @@ awaitable<QString> RunEnds::changesBehind(ConversationItem prompt) {
     auto items =
         co_await alive(application.transcripts().page(prompt.conversation, last, PageDirection::after, kItemsAtOnce));
     if (!items.empty()) last = items.back().id;
-    const auto look = [items = std::move(items), known = std::move(files)] {
+    const auto page = std::make_shared<const std::vector<ConversationItem>>(std::move(items));
+    const auto look = [page, known = files] {
       auto found = known;
-      const bool goesOn = takeChanges(items, found);
+      const bool goesOn = takeChanges(*page, found);
       return std::pair(goesOn, std::move(found));
     };
     bool goesOn = false;

@@ -47,7 +47,8 @@ class RunEnds : public QObject, public ViewModel {
   Rereading& looksAt(ConversationId conversation);
   awaitable<void> look(ConversationId conversation);
   /// Once, and only where it has ended since this is there, or was seen to run.
-  awaitable<void> tellEndOf(ConversationItem prompt, ConversationSummary summary, bool wasRunning);
+  void tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning);
+  awaitable<void> tellFinished(ConversationItem prompt, ConversationSummary summary);
   /// Says which files the prompt's calls changed, as far as they tell it and the prompt is not too long to be read.
   awaitable<QString> changesBehind(ConversationItem prompt);
   void tell(const ConversationSummary& summary, RunEnd::Kind kind, const QString& changes);

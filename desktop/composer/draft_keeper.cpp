@@ -36,6 +36,7 @@ DraftKeeper::DraftKeeper(std::shared_ptr<PromptSender> sender, StoreChanges& cha
 void DraftKeeper::open(std::optional<DraftPlace> place) {
   writeNow();
   place_ = place;
+  ++opening_;
   before_ = std::make_shared<Before>();
   shown_.reset();
   hasWritten_ = false;
@@ -73,45 +74,54 @@ void DraftKeeper::writeNow() {
   delay_.stop();
   if (!std::exchange(isTouched_, false) || !place_) return;
   hasWritten_ = true;
-  written_.push_back(*place_);
-  std::string text = text_();
-  pace_ = paceOf(text);
-  InterfaceLoop::instance().spawn(write(sender_, *place_, std::move(text), before_, this));
+  Writing writing{.place = *place_, .text = text_(), .before = before_, .opening = opening_};
+  pace_ = paceOf(writing.text);
+  begin(std::move(writing));
 }
 
-awaitable<void> DraftKeeper::write(std::shared_ptr<PromptSender> sender, DraftPlace place, std::string text,
-                                   std::shared_ptr<Before> before, QPointer<DraftKeeper> self) {
+void DraftKeeper::begin(Writing writing) {
+  written_.push_back(writing.place);
+  InterfaceLoop::instance().spawn(write(sender_, std::move(writing), this));
+}
+
+awaitable<void> DraftKeeper::write(std::shared_ptr<PromptSender> sender, Writing writing, QPointer<DraftKeeper> self) {
+  const auto& [place, text, before, opening] = writing;
   try {
     if (before && !before->text) {
       const auto stored = co_await sender->drafts().draft(place);
       const bool isDraft = stored && *stored != text && !sender->isUnderWay(place, *stored);
       if (!before->text) before->text = isDraft ? *stored : std::string();
     }
-    if (before && !before->text->empty()) text = joined(*before->text, text);
-    co_await sender->drafts().keep(place, std::move(text));
-    if (self) self->isWritten(place, before);
+    const std::string front = before ? *before->text : std::string();
+    co_await sender->drafts().keep(place, front.empty() ? text : joined(front, text));
+    if (self) self->isWritten(place, before, front);
   } catch (const std::exception&) {
-    if (before) before->text.reset();
-    if (self) self->writeFailed(place);
+    if (self) self->writeFailed(std::move(writing));
     throw;
   }
 }
 
-void DraftKeeper::isWritten(const DraftPlace& place, const std::shared_ptr<Before>& before) {
+void DraftKeeper::isWritten(const DraftPlace& place, const std::shared_ptr<Before>& before, const std::string& front) {
   written_.erase(std::ranges::find(written_, place));
   if (place != place_) return;
   if (before && before == before_) {
     before_.reset();
-    putInFront(*before->text);
+    putInFront(front);
   }
   rereading_.soon();
 }
 
-void DraftKeeper::writeFailed(const DraftPlace& place) {
-  written_.erase(std::ranges::find(written_, place));
-  if (place != place_) return;
-  isTouched_ = true;
-  delay_.start(kNextTry);
+void DraftKeeper::writeFailed(Writing writing) {
+  written_.erase(std::ranges::find(written_, writing.place));
+  if (writing.opening == opening_) {
+    isTouched_ = true;
+    delay_.start(kNextTry);
+  } else if (writing.place == place_) {
+    if (!writing.before) before_.reset();
+    putInFront(writing.text);
+  } else {
+    QTimer::singleShot(kNextTry, this, [this, writing = std::move(writing)] { begin(writing); });
+  }
 }
 
 awaitable<void> DraftKeeper::readOrTryAgain() {

@@ -52,14 +52,22 @@ class DraftKeeper final : public QObject, public ViewModel {
   void writeSoon();
   /// What stood there stands in front of what was typed meanwhile.
   void putInFront(const std::string& before);
-  void isWritten(const DraftPlace& place, const std::shared_ptr<Before>& before);
-  void writeFailed(const DraftPlace& place);
-  static awaitable<void> write(std::shared_ptr<PromptSender> sender, DraftPlace place, std::string text,
-                               std::shared_ptr<Before> before, QPointer<DraftKeeper> self);
+  void isWritten(const DraftPlace& place, const std::shared_ptr<Before>& before, const std::string& front);
+  /// What was typed in a place, to be stored.
+  struct Writing {
+    DraftPlace place;
+    std::string text;
+    std::shared_ptr<Before> before;  ///< nothing where the place was read
+    int opening = 0;                 ///< in which it was typed
+  };
+  void begin(Writing writing);
+  void writeFailed(Writing writing);
+  static awaitable<void> write(std::shared_ptr<PromptSender> sender, Writing writing, QPointer<DraftKeeper> self);
 
   std::shared_ptr<PromptSender> sender_;
   std::function<std::string()> text_;
   std::optional<DraftPlace> place_;
+  int opening_ = 0;                   ///< counts them
   std::shared_ptr<Before> before_;    ///< nothing once the place was read
   std::optional<std::string> shown_;  ///< what was read last, where nothing was typed since
   bool isTouched_ = false;            ///< since it was read or written

@@ -67,7 +67,13 @@ RowItem {
     }
     HoverHandler { id: pointer; enabled: self.isMessage && self.isFirst }
     Loader {
-        anchors { right: parent.right; rightMargin: Math.max(Theme.unit * 3, self.width - loader.x - loader.width - width - Theme.unit); top: loader.top }
+        id: copyPlace
+
+        readonly property real margin: self.width - loader.x - loader.width
+        readonly property bool isBeside: margin >= width + Theme.unit * 4
+        readonly property bool isOnBlock: !isBeside && self.kind === TranscriptWindow.UserMessage
+
+        anchors { right: parent.right; rightMargin: isBeside ? margin - width - Theme.unit : margin + (isOnBlock ? Theme.unit : 0); top: loader.top; topMargin: isOnBlock ? Theme.unit : 0 }
         active: pointer.hovered
         sourceComponent: copyButton
     }
@@ -77,7 +83,7 @@ RowItem {
     Component {
         id: copyButton
 
-        IconButton { iconName: "copy"; name: qsTr("Copy message"); ground: Theme.window; focusPolicy: Qt.NoFocus; onClicked: self.rows.copyItem(self.item) }
+        IconButton { iconName: "copy"; name: qsTr("Copy message"); ground: copyPlace.isOnBlock ? Theme.accentGround : Theme.window; focusPolicy: Qt.NoFocus; onClicked: self.rows.copyItem(self.item) }
     }
     Component { id: user; UserRow { row: self } }
     Component { id: prose; ProseRow { row: self } }

@@ -64,7 +64,10 @@ std::optional<GrowingText> LiveTexts::replacedBy(ConversationId conversation, Co
 }
 
 void LiveTexts::skip(ConversationId conversation) {
-  if (const auto run = runs_.find(conversation); run != runs_.end()) run->second.cut();
+  const auto run = runs_.find(conversation);
+  if (run == runs_.end()) return;
+  run->second.cut();
+  run->second.wasCut = true;
 }
 
 void LiveTexts::add(ConversationId conversation, const Growth& growth) {

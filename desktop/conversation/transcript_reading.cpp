@@ -20,11 +20,12 @@ bool TranscriptWindow::Work::isNone() const {
 }
 
 bool TranscriptWindow::Work::isAwaited() const {
-  return around || place || words || !texts.empty() || isOlderRead || isNewerRead;
+  return opens || around || place || words || !texts.empty() || isOlderRead || isNewerRead;
 }
 
 void TranscriptWindow::Work::add(Work later) {
   opens |= later.opens;
+  isEndWanted |= later.isEndWanted;
   isReadAgain |= later.isReadAgain;
   if (later.around) around = later.around;
   if (later.place) place = later.place;
@@ -64,9 +65,9 @@ void TranscriptWindow::workSoon() {
 
 awaitable<void> TranscriptWindow::workOff() {
   std::optional<ConversationId> begun;
+  pace_.begin();
   while (shown_ && !work_.isNone() && (begun != shown_ || work_.isAwaited())) {
     begun = shown_;
-    pace_.begin();
     Work job = std::exchange(work_, {});
     const auto turn = turns_.take();
     std::optional<std::string> trouble;
@@ -91,10 +92,11 @@ awaitable<void> TranscriptWindow::workOff() {
 
 awaitable<void> TranscriptWindow::doNext(Work& job, Turns::Turn turn) {
   if (job.opens || job.isReadAgain) {
-    co_await open(job.opens ? job.around : std::nullopt, job.opens ? Stays::no : Stays::yes, turn);
+    const Opening opening = !job.opens ? Opening::again : job.isEndWanted ? Opening::atEnd : Opening::asItWasLeft;
+    co_await open(job.opens ? job.around : std::nullopt, opening, turn);
     if (!turns_.isLatest(turn)) co_return;
     if (job.opens) job.around.reset();
-    job.opens = job.isReadAgain = false;
+    job.opens = job.isReadAgain = job.isEndWanted = false;
     // All of it was read.
     job.isBehindRead = job.isSummaryRead = job.isOlderRead = job.isNewerRead = false;
     job.items.clear();
@@ -103,7 +105,8 @@ awaitable<void> TranscriptWindow::doNext(Work& job, Turns::Turn turn) {
   if (!isOpened_) co_return;
   if (job.isBehindRead && isAtEnd_) {
     co_await readBehind(turn);
-    if (turns_.isLatest(turn)) job.isBehindRead = false;
+    // Where the end went out of what is shown, what stands behind is counted below.
+    if (turns_.isLatest(turn)) job.isBehindRead = !isAtEnd_;
   }
   if (turns_.isLatest(turn)) co_await settleGrowth(job.inserted, turn);
   while (turns_.isLatest(turn) && !job.items.empty()) {
@@ -178,7 +181,8 @@ awaitable<std::vector<ShownItem>> TranscriptWindow::prepared(std::vector<Convers
       onPool(application_.modelContainer()->work(), [shared, prepare] { return prepare(std::move(*shared)); }));
 }
 
-awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target, Stays stays, Turns::Turn turn) {
+awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target, Opening opening, Turns::Turn turn) {
+  Stays stays = opening == Opening::again ? Stays::yes : Stays::no;
   const ConversationId conversation = *shown_;
   co_await readSummary(turn);
   if (!turns_.isLatest(turn)) co_return;
@@ -191,7 +195,8 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
   std::optional<ConversationItemId> unread = firstUnread_;
   if (!unread) unread = co_await alive(application_.conversations().firstUnread(conversation));
   if (!turns_.isLatest(turn)) co_return;
-  const bool returns = !target && reading_.place && reading_.place->item != ConversationItemId();
+  const bool returns =
+      !target && opening != Opening::atEnd && reading_.place && reading_.place->item != ConversationItemId();
   const std::optional<ConversationItemId> shownFirst = returns ? std::optional(reading_.place->item) : target;
   std::optional<Part> part;
   if (shownFirst) part = co_await partAround(*shownFirst, {});
@@ -213,6 +218,7 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
     work_.isNewerRead = !isAtEnd_;
     co_return;
   }
+  if (opening == Opening::atEnd) reading_.place.reset();
   if (isFirstTime) seenCount_ = seen.value_or(count_);
   if (const auto row = target ? rowOf(*target) : std::nullopt) {
     Q_EMIT jumped(static_cast<int>(*row));
@@ -251,7 +257,7 @@ awaitable<void> TranscriptWindow::readSummary(Turns::Turn turn) {
 bool TranscriptWindow::canSkip() const {
   const ConversationItemId last = visible_ ? visible_->second : ConversationItemId();
   const bool isEndVisible = last == ConversationItemId() || (!items_.empty() && last == items_.back().item.id);
-  return isAtEnd_ && isEndVisible && !reading_.place && selected_.empty();
+  return isAtEnd_ && isEndVisible && !reading_.place && selected_.empty() && !found_;
 }
 
 awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {

@@ -287,7 +287,7 @@ void TranscriptWindow::update() {
   if (isAtEnd_) count_ = first_ + static_cast<std::int64_t>(items_.size());
   if (isLookedAt_ && isAtEnd_ && isOpened_ && !items_.empty()) {
     seenCount_ = count_;
-    if (seenUpTo_ != items_.back().item.id && !seen_.isActive()) seen_.start();
+    if (seenUpTo_ != items_.back().item.id && !seen_.isActive() && trouble_.isEmpty()) seen_.start();
   }
   Q_EMIT shownChanged();
 }

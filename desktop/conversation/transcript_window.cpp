@@ -45,7 +45,7 @@ TranscriptWindow::TranscriptWindow(QObject* parent)
   connect(&clock_, &QTimer::timeout, this, &TranscriptWindow::tick);
   connect(&seen_, &QTimer::timeout, this, [this] {
     work_.isSeen = true;
-    work();
+    workSoon();
   });
   keeping_.setSingleShot(true);
   keeping_.setInterval(kKeepInterval);
@@ -173,7 +173,7 @@ void TranscriptWindow::jumpToEnd() {
     Q_EMIT jumped(-1);
     return;
   }
-  work_.opens = true;
+  work_.opens = work_.isEndWanted = true;
   work();
 }
 

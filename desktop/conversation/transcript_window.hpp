@@ -230,6 +230,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// What is to be read.
   struct Work {
     bool opens = false;
+    /// Wherever the reader left.
+    bool isEndWanted = false;
     /// All that is shown, where it stands.
     bool isReadAgain = false;
     std::optional<ConversationItemId> around = {};
@@ -253,6 +255,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
     void add(Work later);
   };
   enum class Side { front, back };
+  enum class Opening { asItWasLeft, atEnd, again };
   /// Whether what is visible stays where it stands when its items are read.
   enum class Stays { no, yes };
 
@@ -269,7 +272,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   awaitable<void> workOff();
   /// Takes out of the job what was done.
   awaitable<void> doNext(Work& job, Turns::Turn turn);
-  awaitable<void> open(std::optional<ConversationItemId> target, Stays stays, Turns::Turn turn);
+  awaitable<void> open(std::optional<ConversationItemId> target, Opening opening, Turns::Turn turn);
   /// Items that stand beside each other.
   struct Part {
     std::vector<ConversationItem> items;

@@ -86,6 +86,15 @@ void SearchModel::look() {
 }
 
 awaitable<void> SearchModel::search(Turns::Turn turn, std::string words, std::stop_token stop) {
+  try {
+    co_await showFound(turn, std::move(words), std::move(stop));
+  } catch (const std::exception&) {
+    if (turns_.isLatest(turn)) isLooking_ = isTaken_ = false;
+    throw;
+  }
+}
+
+awaitable<void> SearchModel::showFound(Turns::Turn turn, std::string words, std::stop_token stop) {
   const SearchResult result = co_await alive(window_.application().searchReader().search(
       {.text = words, .lastWord = LastWord::begun, .limit = kMostPlaces}, std::move(stop)));
   if (!turns_.isLatest(turn) || !result.isComplete) co_return;

@@ -36,6 +36,7 @@ class SearchModel : public PaletteRows, public ViewModel {
   void forget();
   QString nothingFound() const;
   awaitable<void> search(Turns::Turn turn, std::string words, std::stop_token stop);
+  awaitable<void> showFound(Turns::Turn turn, std::string words, std::stop_token stop);
   awaitable<std::map<ConversationId, ConversationSummary>> conversationsOf(std::vector<SearchHit> hits);
 
   DesktopWindow& window_;

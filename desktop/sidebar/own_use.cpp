@@ -37,24 +37,20 @@ std::int64_t sizeOfFiles(const std::filesystem::path& folder) {
 
 }  // namespace
 
-OwnUse::OwnUse(DesktopWindow& window, QObject* parent) : QObject(parent), window_(window) {
-  connect(&window.changes(), &StoreChanges::committed, this, &OwnUse::readAfterRest);
+OwnUse::OwnUse(DesktopWindow& window, QObject* parent)
+    : QObject(parent), window_(window), rereading_(*this, [this] { return read(); }, kRest) {
+  connect(&window.changes(), &StoreChanges::committed, this, [this] { rereading_.soon(); });
   connect(&window, &DesktopWindow::activeChanged, this, [this] {
-    if (window_.isActive()) start(read());
+    if (window_.isActive()) rereading_.now();
   });
-  start(read());
+  rereading_.now();
 }
 
 OwnUse::Use OwnUse::useWith(const std::filesystem::path& dataFolder) {
   return {.memory = memoryInUse(), .files = sizeOfFiles(dataFolder)};
 }
 
-void OwnUse::readAfterRest() {
-  if (!readAt_ || std::chrono::steady_clock::now() - *readAt_ >= kRest) start(read());
-}
-
 awaitable<void> OwnUse::read() {
-  readAt_ = std::chrono::steady_clock::now();
   Application& application = window_.application();
   const auto look = [folder = application.locations().dataFolder] { return useWith(folder); };
   const Use use = co_await alive(onPool(application.modelContainer()->work(), look));

@@ -2,11 +2,10 @@
 
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <optional>
 
+#include "desktop/loop/rereading.hpp"
 #include "desktop/loop/view_model.hpp"
 #include "desktop/program/desktop_window.hpp"
 
@@ -39,11 +38,10 @@ class OwnUse : public QObject, public ViewModel {
   };
 
   static Use useWith(const std::filesystem::path& dataFolder);
-  void readAfterRest();
   awaitable<void> read();
 
   DesktopWindow& window_;
-  std::optional<std::chrono::steady_clock::time_point> readAt_;
+  Rereading rereading_;
   QString words_;
   QString spoken_;
 };

@@ -7,6 +7,10 @@
 #include "platform/text/duration_text.hpp"
 
 namespace ravant::desktop {
+
+static_assert(static_cast<int>(ConversationState::failed) == SidebarRows::Failed);
+static_assert(static_cast<int>(ConversationState::quiet) == SidebarRows::Quiet);
+
 namespace {
 
 using RowKey = std::tuple<SidebarRow::Kind, ProjectId, ConversationId>;

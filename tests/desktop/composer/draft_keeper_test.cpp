@@ -14,6 +14,9 @@ using desktop::PromptSender;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+constexpr const char* kRefusal =
+    "CREATE TRIGGER refusal BEFORE INSERT ON draft BEGIN SELECT RAISE(ABORT, 'refused'); END";
+
 class Drafts : public testing::Test {
  protected:
   Drafts() {
@@ -23,7 +26,7 @@ class Drafts : public testing::Test {
     });
   }
 
-  void type(const char* typed) {
+  void type(const std::string& typed) {
     text = typed;
     keeper.typed();
   }
@@ -102,7 +105,7 @@ TEST_F(Drafts, neverShowsWhatWasTypedEarlier) {
   for (const char letter : std::string_view("bcdefghijkl")) {
     Q_EMIT workbench.window().changes().conversationChanged(conversation, ChangeOperation::updated);
     typed += letter;
-    type(typed.c_str());
+    type(typed);
     keeper.writeNow();
     workbench.settle();
   }
@@ -125,7 +128,7 @@ TEST_F(Drafts, leavesTheTextAloneWhileItIsTyped) {
 
 TEST_F(Drafts, triesAgainUntilWhatIsTypedIsStored) {
   sqlite::Database other = application.modelContainer()->connect();
-  other.execute("CREATE TRIGGER refusal BEFORE INSERT ON draft BEGIN SELECT RAISE(ABORT, 'refused'); END");
+  other.execute(kRefusal);
   store("");
   keeper.open(conversation);
   workbench.settle();
@@ -136,6 +139,34 @@ TEST_F(Drafts, triesAgainUntilWhatIsTypedIsStored) {
   ASSERT_TRUE(until([&] { return !told.isEmpty(); }));
   other.execute("DROP TRIGGER refusal");
   EXPECT_TRUE(untilStored("wanted"));
+}
+
+TEST_F(Drafts, losesNothingOfAPlaceThatWasLeftBeforeItsTextCouldBeStored) {
+  sqlite::Database other = application.modelContainer()->connect();
+  store("");
+  bool wasRefused = false;
+  QObject::connect(&InterfaceLoop::instance(), &InterfaceLoop::failed, [&](const QString&) { wasRefused = true; });
+  const auto go = [this](const DraftPlace& place) {
+    keeper.open(place);
+    text.clear();
+  };
+  for (const bool comesBack : {false, true}) {
+    const std::string wanted = comesBack ? "wanted again" : "wanted";
+    go(conversation);
+    workbench.settle();
+    ASSERT_TRUE(until([&] { return text.empty() || text == "wanted"; }));
+    other.execute(kRefusal);
+    type(wanted);
+    wasRefused = false;
+    go(project.id);
+    if (comesBack) go(conversation);
+    ASSERT_TRUE(until([&] { return wasRefused; }));
+    other.execute("DROP TRIGGER refusal");
+    EXPECT_TRUE(untilStored(wanted));
+    EXPECT_EQ(text, comesBack ? wanted : "");
+    go(project.id);
+    store("");
+  }
 }
 
 }  // namespace
