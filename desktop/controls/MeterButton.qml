@@ -52,7 +52,7 @@ Basic.AbstractButton {
                 width: Theme.unit * 12
                 height: 3
                 radius: 1.5
-                color: Theme.line
+                color: meter.down || meter.hovered ? Theme.strongLine : Theme.line
 
                 Rectangle {
                     width: Math.max(height, parent.width * meter.share)

@@ -70,10 +70,10 @@ RowItem {
         id: copyPlace
 
         readonly property real margin: self.width - loader.x - loader.width
-        readonly property bool isBeside: margin >= width + Theme.unit * 4
-        readonly property bool isOnBlock: !isBeside && self.kind === TranscriptWindow.UserMessage
+        readonly property bool isBeside: margin >= Theme.rowHeight + Theme.unit * 4
+        readonly property bool isPrompt: self.kind === TranscriptWindow.UserMessage
 
-        anchors { right: parent.right; rightMargin: isBeside ? margin - width - Theme.unit : margin + (isOnBlock ? Theme.unit : 0); top: loader.top; topMargin: isOnBlock ? Theme.unit : 0 }
+        anchors { right: parent.right; rightMargin: isBeside ? margin - Theme.rowHeight - Theme.unit : margin + Theme.unit; top: loader.top; topMargin: Theme.unit * (isPrompt ? 1.5 : -1) }
         active: pointer.hovered
         sourceComponent: copyButton
     }
@@ -83,7 +83,7 @@ RowItem {
     Component {
         id: copyButton
 
-        IconButton { iconName: "copy"; name: qsTr("Copy message"); ground: copyPlace.isOnBlock ? Theme.accentGround : Theme.window; focusPolicy: Qt.NoFocus; onClicked: self.rows.copyItem(self.item) }
+        IconButton { iconName: "copy"; name: qsTr("Copy message"); ground: copyPlace.isPrompt && !copyPlace.isBeside ? Theme.accentGround : Theme.window; focusPolicy: Qt.NoFocus; onClicked: self.rows.copyItem(self.item) }
     }
     Component { id: user; UserRow { row: self } }
     Component { id: prose; ProseRow { row: self } }

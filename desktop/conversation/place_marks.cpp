@@ -122,7 +122,7 @@ QSGNode* PlaceMarks::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
     const bool isPrompt = kinds[line] == Kind::prompt;
     QSGRectangleNode* const mark = window()->createRectangleNode();
     const double wide = isPrompt ? std::round(width() / 2) : width();
-    mark->setRect(width() - wide, static_cast<double>(line) * kMarkHeight, wide, kMarkHeight);
+    mark->setRect(std::round((width() - wide) / 2), static_cast<double>(line) * kMarkHeight, wide, kMarkHeight);
     mark->setColor(isPrompt ? theme.strongLine() : kinds[line] == Kind::found ? theme.attention() : theme.bad());
     all->appendChildNode(mark);
   }

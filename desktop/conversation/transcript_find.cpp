@@ -118,7 +118,7 @@ void TranscriptFind::tell() {
   if (!at_ || text_.isEmpty() || !rows_) return;
   QString status = tr("%1 of %n messages", "", static_cast<int>(count_.items)).arg(count_.position.value_or(0));
   if (count_.items == 1) status = tr("1 message");
-  if (rows_->places() > 1) status += tr(", place %1 of %2").arg(rows_->currentPlace()).arg(rows_->places());
+  if (rows_->places() > 1) status += tr(", match %1 of %2").arg(rows_->currentPlace()).arg(rows_->places());
   if (beyond_ == Beyond::end) status = tr("From the beginning: %1").arg(status);
   if (beyond_ == Beyond::beginning) status = tr("From the end: %1").arg(status);
   show(status, false);

@@ -28,11 +28,16 @@ ListRow {
         id: words
 
         anchors { left: icon.right; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter; verticalCenterOffset: entry.stacked ? -Theme.unit * 2 : 0 }
-        width: Math.min(implicitWidth, hint.x - x - Theme.unit * 3)
+        width: Math.min(implicitWidth, hint.x - x - Theme.unit * 3 - aside.room)
         text: entry.markup === "" ? entry.title : entry.markup
         textFormat: entry.markup === "" ? Text.PlainText : Text.StyledText
     }
     PlainLabel {
+        id: aside
+
+        /// Kept for it beside a long title.
+        readonly property real room: entry.stacked || text === "" ? 0 : Math.min(implicitWidth, entry.width / 3) + Theme.unit * 3
+
         x: entry.stacked ? words.x : words.x + words.width + Theme.unit * 3
         y: entry.stacked ? words.y + words.height : words.y + words.baselineOffset - baselineOffset
         width: hint.x - x - Theme.unit * 3

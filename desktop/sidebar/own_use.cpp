@@ -54,7 +54,7 @@ awaitable<void> OwnUse::read() {
   Application& application = window_.application();
   const auto look = [folder = application.locations().dataFolder] { return useWith(folder); };
   const Use use = co_await alive(onPool(application.modelContainer()->work(), look));
-  const QString words = tr("%1 · %2 stored").arg(sizeWords(use.memory), sizeWords(use.files));
+  const QString words = tr("%1 memory · %2 stored").arg(sizeWords(use.memory), sizeWords(use.files));
   if (std::exchange(words_, words) == words) co_return;
   spoken_ = tr("Ravant uses %1 of memory, %2 are stored").arg(sizeWords(use.memory), sizeWords(use.files));
   Q_EMIT changed();

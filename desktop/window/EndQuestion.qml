@@ -7,7 +7,7 @@ Question {
     id: question
 
     words: Workbench.end.runs === 1 ? qsTr("A prompt is still running") : qsTr("%1 prompts are still running").arg(Workbench.end.runs)
-    explanation: qsTr("In the background they finish, then Ravant quits. If stopped, what the agents have done so far is kept.")
+    explanation: qsTr("In the background Ravant goes on until nothing runs any more, then quits. If stopped, what was done so far is kept.")
     onClosed: if (Workbench.end.state === OrderlyEnd.Asking) Workbench.end.cancel()
 
     PushButton { text: qsTr("Keep running in the background"); weight: PushButton.Primary; onClicked: Workbench.end.keepRunning() }

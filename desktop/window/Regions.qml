@@ -75,7 +75,7 @@ FocusScope {
         id: content
 
         anchors { top: parent.top; bottom: parent.bottom; left: parent.left; leftMargin: regions.leftOfContent }
-        visible: regions.hasContent && (regions.hasRoomForContent || Workbench.detailKind === Workbench.None)
+        visible: regions.hasContent && (regions.hasRoomForContent || Workbench.detailKind === Workbench.None && !presence.isEmpty)
         width: !visible ? 0 : regions.hasRoomForContent ? regions.contentWidth : regions.width - regions.leftOfContent
     }
     Divider {

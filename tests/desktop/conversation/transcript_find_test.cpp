@@ -95,14 +95,14 @@ TEST_F(TranscriptFindTest, LeadsToTheWordsWhereverTheyAreHidden) {
   const TranscriptRow& prose = placeAfter(next);
   EXPECT_THAT(text(prose), testing::HasSubstr("Néedle"));
   EXPECT_EQ(place(), 1);
-  EXPECT_EQ(find_.status(), QStringLiteral("3 of 4 messages, place 1 of 2"));
+  EXPECT_EQ(find_.status(), QStringLiteral("3 of 4 messages, match 1 of 2"));
   EXPECT_EQ(window_.rowCount(), all) << "the call is folded again";
   placeAfter(next);
   EXPECT_EQ(place(), 2) << "the same row";
   placeAfter(next);
   EXPECT_EQ(find_.status(), QStringLiteral("4 of 4 messages"));
   for (int press = 0; press < 4; ++press) find_.next();
-  EXPECT_TRUE(until([&] { return find_.status() == QStringLiteral("3 of 4 messages, place 2 of 2"); }))
+  EXPECT_TRUE(until([&] { return find_.status() == QStringLiteral("3 of 4 messages, match 2 of 2"); }))
       << "no press is lost: " << find_.status().toStdString();
 
   const int open = window_.rowCount();
