@@ -45,6 +45,11 @@ void Notices::tellError(const QString& text) {
   add({.id = ++lastId_, .text = text, .isError = true, .undo = {}, .settle = {}});
 }
 
+void Notices::withdrawError(const QString& text) {
+  const auto isSame = [&](const Notice& notice) { return notice.isError && notice.text == text; };
+  if (const auto found = std::ranges::find_if(notices_, isSame); found != notices_.end()) dismiss(found->id);
+}
+
 void Notices::settleAll() {
   while (!notices_.empty()) dismiss(notices_.front().id);
 }

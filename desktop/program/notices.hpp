@@ -27,6 +27,8 @@ class Notices : public QAbstractListModel {
   void tell(const QString& text, std::function<void()> undo = {}, std::function<void()> settle = {});
   /// Stays until it is dismissed; one that is shown already is not shown twice.
   void tellError(const QString& text);
+  /// What was told is not so any more.
+  void withdrawError(const QString& text);
   /// Settles all of them.
   void settleAll();
 

@@ -52,12 +52,18 @@ void SettingsFollower::watch() {
 
 void SettingsFollower::load() {
   watch();
+  for (const QString& fault : std::exchange(faults_, {})) window_.notices()->withdrawError(fault);
   try {
     window_.application().settings().load();
   } catch (const SettingsError& error) {
-    return window_.notices()->tellError(QString::fromUtf8(error.what()));
+    return tellFault(QString::fromUtf8(error.what()));
   }
   apply();
+}
+
+void SettingsFollower::tellFault(const QString& words) {
+  faults_.append(words);
+  window_.notices()->tellError(words);
 }
 
 void SettingsFollower::apply() {
@@ -70,7 +76,7 @@ void SettingsFollower::apply() {
   fileZoom_ = zoom;
   window_.loadKeybindings();
   for (const KeybindingFault& fault : window_.keybindings().faults()) {
-    window_.notices()->tellError(
+    tellFault(
         QString::fromStdString(fmt::format("{}, line {}: {}", settings.path().string(), fault.line, fault.words)));
   }
   Q_EMIT window_.settingsChanged();

@@ -25,13 +25,16 @@ class SettingsFollower final : public QObject {
   void watch();
   void load();
   void apply();
+  /// Of the file, until it is read anew.
+  void tellFault(const QString& words);
 
   DesktopWindow& window_;
   Theme& theme_;
   QFileSystemWatcher watcher_;
   QTimer settled_;
   std::optional<int> fileZoom_;  ///< of the file when it was read last
-  QList<int> ownZooms_;          ///< that the window had meanwhile
+  QStringList faults_;
+  QList<int> ownZooms_;  ///< that the window had meanwhile
 };
 
 }  // namespace ravant::desktop
