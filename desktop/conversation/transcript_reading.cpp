@@ -65,6 +65,7 @@ void TranscriptWindow::workSoon() {
 
 awaitable<void> TranscriptWindow::workOff() {
   std::optional<ConversationId> begun;
+  bool hasFailed = false;
   pace_.begin();
   while (shown_ && !work_.isNone() && (begun != shown_ || work_.isAwaited())) {
     begun = shown_;
@@ -81,12 +82,11 @@ awaitable<void> TranscriptWindow::workOff() {
     if (!trouble) continue;
     job.add(std::exchange(work_, {}));
     work_ = std::move(job);
-    isWorking_ = false;
-    if (isSettled()) Q_EMIT settled();
-    co_return;
+    hasFailed = true;
+    break;
   }
   isWorking_ = false;
-  if (shown_ && !work_.isNone()) workSoon();
+  if (shown_ && !work_.isNone() && !hasFailed) workSoon();
   if (isSettled()) Q_EMIT settled();
 }
 
