@@ -76,7 +76,7 @@ Basic.AbstractButton {
         color: meter.down || meter.hovered ? Theme.hover : "transparent"
         FocusRing { control: meter }
     }
-    Hint {
+    HintBubble {
         id: hint
 
         property bool isKept: false

@@ -29,14 +29,5 @@ Item {
         textFormat: TextEdit.RichText
         text: prose.row.style.page(prose.row.html, prose.row.style.sheet, prose.row.level)
     }
-    Rectangle {
-        readonly property rect end: words.positionToRectangle(words.length)
-
-        visible: prose.row.isGrowing
-        x: words.x + (words.length > 0 ? end.x : 0) + 2
-        y: end.y + 3
-        width: Theme.unit
-        height: Theme.proseSize + 2
-        color: Theme.accent
-    }
+    Caret { words: words }
 }

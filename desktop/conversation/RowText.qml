@@ -25,16 +25,21 @@ TextEdit {
     onLinkHovered: link => row.hovered(link)
     onSelectedTextChanged: if (selectedText !== "") row.textSelected(edit)
 
-    Repeater {
-        model: edit.row.links
-        delegate: Item {
-            required property string modelData
+    Loader {
+        active: edit.row.links.length > 0
+        anchors.fill: parent
+        sourceComponent: Item {
+            Repeater {
+                model: edit.row.links
+                delegate: Item {
+                    required property string modelData
 
-            width: edit.width
-            height: edit.height
-            Accessible.role: Accessible.Link
-            Accessible.name: edit.row.rows.linkTarget(modelData)
-            Accessible.onPressAction: edit.row.followed(modelData)
+                    anchors.fill: parent
+                    Accessible.role: Accessible.Link
+                    Accessible.name: edit.row.rows.linkTarget(modelData)
+                    Accessible.onPressAction: edit.row.followed(modelData)
+                }
+            }
         }
     }
     TapHandler { onTapped: if (edit.selectedText === "") edit.row.clicked() }

@@ -28,24 +28,10 @@ RowItem {
     Accessible.selected: isSelected
     Accessible.onPressAction: press()
 
-    Rectangle {
-        anchors { fill: loader; leftMargin: -Theme.unit * 2; rightMargin: -Theme.unit * 2; topMargin: -Theme.unit; bottomMargin: -Theme.unit }
-        visible: self.isSelected
-        radius: 6
-        color: Theme.selected
-    }
-    Rectangle {
-        anchors { top: loader.top; topMargin: self.isFirst ? 0 : -self.space; bottom: loader.bottom; right: loader.left; rightMargin: Theme.unit * 2 }
-        visible: self.isCurrent
-        width: 2
-        radius: 1
-        color: Theme.accent
-    }
-    Rectangle {
-        anchors { fill: loader; leftMargin: -Theme.unit * 2; rightMargin: -Theme.unit * 2 }
-        visible: self.place < 0
-        radius: 6
-        color: Theme.attentionGround
+    Loader {
+        anchors.fill: loader
+        active: self.isSelected || self.isCurrent || self.place < 0
+        sourceComponent: ground
     }
     Loader {
         id: loader
@@ -77,9 +63,35 @@ RowItem {
         active: pointer.hovered
         sourceComponent: copyButton
     }
-    TapHandler { onTapped: self.clicked() }
-    TapHandler { acceptedButtons: Qt.RightButton; onTapped: self.menuRequested() }
+    TapHandler {
+        acceptedButtons: Qt.LeftButton | Qt.RightButton
+        onTapped: (point, button) => button === Qt.RightButton ? self.menuRequested() : self.clicked()
+    }
 
+    Component {
+        id: ground
+
+        Item {
+            Rectangle {
+                anchors { fill: parent; leftMargin: -Theme.unit * 2; rightMargin: -Theme.unit * 2; topMargin: -Theme.unit; bottomMargin: -Theme.unit }
+                visible: self.isSelected
+                radius: 6
+                color: Theme.selected
+            }
+            Rectangle {
+                anchors { fill: parent; topMargin: self.isFirst ? 0 : -self.space; leftMargin: -Theme.unit * 2 - 2; rightMargin: parent.width + Theme.unit * 2 }
+                visible: self.isCurrent
+                radius: 1
+                color: Theme.accent
+            }
+            Rectangle {
+                anchors { fill: parent; leftMargin: -Theme.unit * 2; rightMargin: -Theme.unit * 2 }
+                visible: self.place < 0
+                radius: 6
+                color: Theme.attentionGround
+            }
+        }
+    }
     Component {
         id: copyButton
 
