@@ -15,7 +15,6 @@ FocusScope {
     property bool follows: true
     /// From other rows to the place in them that is gone to: no row that stands elsewhere is made.
     property bool isReplacing: false
-    property int selectionAnchor: -1
     property string hoveredLink
     property RowText textSelection
     readonly property bool hasTextSelection: (textSelection?.selectedText ?? "") !== ""
@@ -89,17 +88,15 @@ FocusScope {
     function lookForEnd() { follows = list.atYEnd && rows.isAtEnd }
     function point(row: int) {
         list.currentIndex = rows.stopOf(row)
-        selectionAnchor = list.currentIndex
         clearSelection()
         list.forceActiveFocus()
     }
     /// To the next stop; with Shift what lies between is selected.
     function step(direction: int, modifiers: int) {
-        const isSelecting = modifiers & Qt.ShiftModifier
-        list.currentIndex = rows.nextStop(list.currentIndex, direction)
+        const from = list.currentIndex
+        list.currentIndex = rows.nextStop(from, direction)
         list.positionViewAtIndex(list.currentIndex, ListView.Contain)
-        if (isSelecting) rows.select(selectionAnchor < 0 ? list.currentIndex - direction : selectionAnchor, list.currentIndex)
-        else { selectionAnchor = list.currentIndex; rows.clearSelection() }
+        modifiers & Qt.ShiftModifier ? rows.select(from, list.currentIndex) : rows.clearSelection()
         lookForEnd()
     }
     function page(direction: int) {
@@ -189,6 +186,13 @@ FocusScope {
     SelectionCopy { area: transcript; isSelected: transcript.hasTextSelection; onCopied: transcript.copy() }
     PlaceBar { id: bar; anchors { top: parent.top; bottom: parent.bottom; right: parent.right } rows: transcript.rows; onMoved: transcript.follows = false }
     TroubleBar { anchors { left: parent.left; right: parent.right; bottom: parent.bottom } words: transcript.rows.trouble; onTryAgain: transcript.rows.tryAgain() }
+    PushButton {
+        anchors { top: parent.top; topMargin: Theme.unit * 3; horizontalCenter: parent.horizontalCenter }
+        visible: transcript.rows.unreadAbove > 0
+        iconName: "arrow-up"
+        text: qsTr("%n new above", "", transcript.rows.unreadAbove)
+        onClicked: { transcript.follows = false; transcript.rows.jumpToUnread() }
+    }
     PushButton {
         anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; horizontalCenter: parent.horizontalCenter }
         visible: endOffer.isOffered && transcript.rows.newItems > 0

@@ -11,7 +11,8 @@ RowItem {
     required property int keyboardRow
     readonly property bool isCurrent: keyboardRow >= 0 && rows.stopOf(index) === keyboardRow
     readonly property bool isPartOfTools: kind === TranscriptWindow.ToolCall || kind === TranscriptWindow.ToolText
-    readonly property bool isMessage: kind === TranscriptWindow.UserMessage || kind === TranscriptWindow.Prose || kind === TranscriptWindow.Heading
+    /// Whether it is of a message, which can be copied as a whole.
+    readonly property bool isMessage: item !== "" && (kind <= TranscriptWindow.Table || kind === TranscriptWindow.Code && copyPlace.isBeside)
     readonly property int space: !opensBlock ? 0 : kind === TranscriptWindow.ToolText ? Theme.unit : isPartOfTools ? 0 : isFirst ? Theme.unit * 4 : Theme.unit * 3
 
     signal menuRequested
@@ -51,7 +52,7 @@ RowItem {
             : self.kind === TranscriptWindow.Reasoning || self.kind === TranscriptWindow.RunProgress ? progress
             : prose
     }
-    HoverHandler { id: pointer; enabled: self.isMessage && self.isFirst }
+    HoverHandler { id: pointer; enabled: self.isMessage }
     Loader {
         id: copyPlace
 

@@ -192,8 +192,8 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
     if (!turns_.isLatest(turn)) co_return;
     reading_ = std::move(kept);
   }
-  std::optional<ConversationItemId> unread = firstUnread_;
-  if (!unread) unread = co_await alive(application_.conversations().firstUnread(conversation));
+  std::optional<UnreadItems> unread = unread_;
+  if (!unread) unread = co_await readUnread(conversation);
   if (!turns_.isLatest(turn)) co_return;
   const bool returns =
       !target && opening != Opening::atEnd && reading_.place && reading_.place->item != ConversationItemId();
@@ -206,10 +206,7 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
     part = co_await partAtEnd();
     target.reset();
   }
-  std::optional<std::int64_t> seen;
-  if (unread) seen = co_await alive(application_.transcripts().position(*unread));
-  if (!turns_.isLatest(turn)) co_return;
-  firstUnread_ = unread;
+  unread_ = unread;
   if (isLookedAt_) wasAway_ = false;
   co_await show(*std::move(part), returns || target ? shownFirst : std::nullopt, stays, turn);
   if (!turns_.isLatest(turn)) co_return;
@@ -219,7 +216,7 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
     co_return;
   }
   if (opening == Opening::atEnd) reading_.place.reset();
-  if (isFirstTime) seenCount_ = seen.value_or(count_);
+  if (isFirstTime) seenCount_ = unread ? unread->position : count_;
   if (const auto row = target ? rowOf(*target) : std::nullopt) {
     Q_EMIT jumped(static_cast<int>(*row));
   } else if (const auto place = target ? std::nullopt : returnOfReader()) {
@@ -236,6 +233,13 @@ awaitable<TranscriptWindow::Part> TranscriptWindow::partAtEnd() {
   if (!part.items.empty()) part.first = (co_await alive(reader.position(part.items.front().id))).value_or(0);
   part.count = part.first + static_cast<std::int64_t>(part.items.size());
   co_return part;
+}
+
+awaitable<std::optional<TranscriptWindow::UnreadItems>> TranscriptWindow::readUnread(ConversationId conversation) {
+  const auto first = co_await alive(application_.conversations().firstUnread(conversation));
+  if (!first) co_return std::nullopt;
+  const auto position = co_await alive(application_.transcripts().position(*first));
+  co_return UnreadItems{.first = *first, .position = position.value_or(0)};
 }
 
 awaitable<void> TranscriptWindow::readSummary(Turns::Turn turn) {
@@ -257,7 +261,7 @@ awaitable<void> TranscriptWindow::readSummary(Turns::Turn turn) {
 bool TranscriptWindow::canSkip() const {
   const ConversationItemId last = visible_ ? visible_->second : ConversationItemId();
   const bool isEndVisible = last == ConversationItemId() || (!items_.empty() && last == items_.back().item.id);
-  return isAtEnd_ && isEndVisible && !reading_.place && selected_.empty() && !found_;
+  return isAtEnd_ && isEndVisible && !reading_.place && selected_.isNone() && !found_;
 }
 
 awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
@@ -267,7 +271,7 @@ awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
     if (!turns_.isLatest(turn) || items.empty()) co_return;
     if (items.size() == kPageItems && canSkip()) {
       live_.skip(*shown_);
-      if (isLookedAt_) firstUnread_.reset();
+      if (isLookedAt_) unread_.reset();
       co_await show(co_await partAtEnd(), std::nullopt, Stays::no, turn);
       if (turns_.isLatest(turn)) Q_EMIT jumped(-1);
       co_return;
@@ -277,7 +281,7 @@ awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
     for (ShownItem& item : made) {
       if (isLookedAt_ && kindOf(item.item) == ConversationItemKind::userMessage) {
         // Whoever watches how the conversation goes on has seen what there was.
-        firstUnread_.reset();
+        unread_.reset();
         wasAway_ = false;
       }
       if (auto text = live_.replacedBy(*shown_, kindOf(item.item), item.item.text)) item.key = std::move(text->key);
@@ -431,9 +435,9 @@ awaitable<void> TranscriptWindow::markSeen(Turns::Turn turn) {
   const bool wasAway = std::exchange(wasAway_, false);
   if (seenUpTo_ == last) co_return;
   if (wasAway) {
-    const auto unread = co_await alive(application_.conversations().firstUnread(*shown_));
+    const auto unread = co_await readUnread(*shown_);
     if (!turns_.isLatest(turn)) co_return;
-    if (unread) firstUnread_ = unread;
+    if (unread) unread_ = unread;
     update();
   }
   co_await alive(application_.conversations().markSeen(*shown_, last));

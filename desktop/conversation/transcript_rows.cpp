@@ -144,7 +144,7 @@ std::vector<TranscriptRow> TranscriptWindow::wantedRows() {
       if (prompt->endReason == PromptOutcome::cancelled) stopped = &item;
       isInterrupted = prompt->endReason == PromptOutcome::interrupted;
     }
-    if (firstUnread_ == item.item.id && !isOnlyBehindPrompt(index)) {
+    if (unread_ && unread_->first == item.item.id && !isOnlyBehindPrompt(index)) {
       rows.push_back(
           {.kind = RowKind::unread, .key = "new", .item = item.item.id, .text = tr("New"), .name = tr("New")});
     }
@@ -176,6 +176,11 @@ void TranscriptWindow::markEnd(std::vector<TranscriptRow>& rows) const {
 }
 
 void TranscriptWindow::addLiveRows(std::vector<TranscriptRow>& rows) {
+  if (summary_ && summary_->run && summary_->run->place == LivingRun::Place::elsewhere) {
+    rows.push_back({.kind = RowKind::runState, .key = "elsewhere"});
+    rows.back().outcome = RowOutcome::running;
+    rows.back().label = rows.back().name = tr("Running in another program");
+  }
   const LiveRun* const run = live_.find(*shown_);
   if (!run) return parsed_.clear();
   std::erase_if(parsed_, [&](const auto& each) {

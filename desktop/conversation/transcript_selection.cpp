@@ -14,9 +14,9 @@ bool isStop(const TranscriptRow& row) {
          (row.isFirst || row.kind == RowKind::toolCall || row.item == ConversationItemId());
 }
 
-QString storedTextOf(const ShownItem& shown) {
-  QString text = QString::fromStdString(shown.item.text);
-  const auto* group = std::get_if<ToolInvocationGroup>(&shown.item.detail);
+QString storedTextOf(const ConversationItem& item) {
+  QString text = QString::fromStdString(item.text);
+  const auto* group = std::get_if<ToolInvocationGroup>(&item.detail);
   if (!group) return text;
   QStringList calls;
   for (const ToolInvocation& call : group->invocations) {
@@ -42,33 +42,36 @@ int TranscriptWindow::nextStop(int row, int direction) const {
 }
 
 void TranscriptWindow::select(int from, int to) {
-  const auto [first, last] = std::minmax(from, to);
-  std::set<ConversationItemId> selected;
-  for (int row = std::max(first, 0); row <= last && row < rowCount(); ++row) selected.insert(itemAt(row));
-  selected.erase(ConversationItemId());
-  setSelected(std::move(selected));
+  if (items_.empty()) return;
+  // What is not stored yet stands behind the last item.
+  const auto placeOf = [this](int row) {
+    const ShownItem* const item = find(itemAt(row));
+    return ItemPlace::of(item ? item->item : items_.back().item);
+  };
+  ItemSelection selected = selected_;
+  selected.extend(placeOf(from), placeOf(to));
+  setSelected(selected);
 }
 
 void TranscriptWindow::clearSelection() { setSelected({}); }
 
-void TranscriptWindow::setSelected(std::set<ConversationItemId> selected) {
-  if (std::exchange(selected_, std::move(selected)) == selected_) return;
+void TranscriptWindow::setSelected(const ItemSelection& selected) {
+  if (std::exchange(selected_, selected) == selected) return;
   Q_EMIT selectionChanged();
   if (rows_.empty()) return;
   Q_EMIT dataChanged(index(0), index(rowCount() - 1), {isSelectedRole});
 }
 
-QString TranscriptWindow::storedText(int row) const {
-  QStringList texts;
-  const ConversationItemId at = itemAt(row);
-  for (const ShownItem& item : items_) {
-    if (selected_.empty() ? item.item.id == at : selected_.contains(item.item.id)) texts.append(storedTextOf(item));
-  }
-  return texts.join(QStringLiteral("\n\n"));
+bool TranscriptWindow::isSelected(const TranscriptRow& row) const {
+  if (selected_.isNone() || row.kind == RowKind::unread) return false;
+  const auto item = std::ranges::find(items_, row.item, [](const ShownItem& each) { return each.item.id; });
+  return item != items_.end() && selected_.contains(ItemPlace::of(item->item));
 }
 
 void TranscriptWindow::copy(int row) {
-  const QString text = storedText(row);
+  if (!selected_.isNone()) return start(putSelectionOnClipboard());
+  const ShownItem* const item = find(itemAt(row));
+  const QString text = item ? storedTextOf(item->item) : QString();
   if (!text.isEmpty()) QGuiApplication::clipboard()->setText(text);
 }
 
@@ -85,10 +88,10 @@ QString TranscriptWindow::itemOf(int row) const {
 }
 
 void TranscriptWindow::copyItem(const QString& item) {
-  const ConversationItemId id(item.toLongLong());
-  const auto row = rowOf(id);
-  if (selected_.contains(id) && row) return copy(static_cast<int>(*row));
-  if (const ShownItem* const shownItem = find(id)) QGuiApplication::clipboard()->setText(storedTextOf(*shownItem));
+  const ShownItem* const at = find(ConversationItemId(item.toLongLong()));
+  if (!at) return;
+  if (selected_.contains(ItemPlace::of(at->item))) return start(putSelectionOnClipboard());
+  QGuiApplication::clipboard()->setText(storedTextOf(at->item));
 }
 
 void TranscriptWindow::copyRecord(const QString& item) {
@@ -110,6 +113,25 @@ QStringList TranscriptWindow::linksAt(int row) const {
 }
 
 QString TranscriptWindow::linkTarget(const QString& link) const { return targetOfLink(link); }
+
+awaitable<void> TranscriptWindow::putSelectionOnClipboard() {
+  const ConversationId conversation = *shown_;
+  const ItemPlace first = selected_.first();
+  const ItemPlace last = selected_.last();
+  TranscriptReader& reader = application_.transcripts();
+  QStringList texts;
+  if (const auto item = co_await alive(reader.item(first.id))) texts.append(storedTextOf(*item));
+  for (std::optional anchor = first.id; anchor;) {
+    const auto page = co_await alive(reader.page(conversation, anchor, PageDirection::after, kPageItems));
+    anchor.reset();
+    for (const ConversationItem& item : page) {
+      if (last < ItemPlace::of(item)) break;
+      texts.append(storedTextOf(item));
+      if (item.id == page.back().id) anchor = item.id;
+    }
+  }
+  QGuiApplication::clipboard()->setText(texts.join(QStringLiteral("\n\n")));
+}
 
 awaitable<void> TranscriptWindow::putRecordOnClipboard(ConversationItemId id) {
   const auto item = co_await alive(application_.transcripts().item(id));

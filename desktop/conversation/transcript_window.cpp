@@ -119,11 +119,12 @@ void TranscriptWindow::setConversation(const QString& conversation) {
   callTexts_.clear();
   found_.reset();
   selected_.clear();
+  unreadAbove_ = 0;
   replacing_.clear();
   summary_.reset();
   visible_.reset();
   seenUpTo_.reset();
-  firstUnread_.reset();
+  unread_.reset();
   wasAway_ = true;
   isReasoningOpen_ = false;
   rest_.stop();
@@ -132,6 +133,7 @@ void TranscriptWindow::setConversation(const QString& conversation) {
   replaceAll({});
   Q_EMIT conversationChanged();
   Q_EMIT shownChanged();
+  Q_EMIT unreadAboveChanged();
   if (!shown_) return;
   work_.opens = true;
   work();
@@ -158,13 +160,23 @@ void TranscriptWindow::showing(int first, int last, double above, double below) 
   if (above < kNear && first_ > 0) work_.isOlderRead = true;
   if (below < kNear && !isAtEnd_) work_.isNewerRead = true;
   work();
+  const std::int64_t begin = positionOf(first);
+  const std::int64_t end = positionOf(last);
+  lookForUnread(begin, end);
   const auto count = static_cast<double>(std::max<std::int64_t>(count_, 1));
-  const double place = static_cast<double>(positionOf(first)) / count;
-  const double extent = static_cast<double>(positionOf(last) - positionOf(first) + 1) / count;
+  const double place = static_cast<double>(begin) / count;
+  const double extent = static_cast<double>(end - begin + 1) / count;
   if (place == place_ && extent == extent_) return;
   place_ = place;
   extent_ = extent;
   Q_EMIT placeChanged();
+}
+
+void TranscriptWindow::lookForUnread(std::int64_t first, std::int64_t last) {
+  if (unread_ && first <= unread_->position && unread_->position <= last) unread_->wasVisible = true;
+  const bool isAbove = unread_ && !unread_->wasVisible && unread_->position < first;
+  const int above = isAbove ? static_cast<int>(count_ - unread_->position) : 0;
+  if (std::exchange(unreadAbove_, above) != above) Q_EMIT unreadAboveChanged();
 }
 
 void TranscriptWindow::jumpToEnd() {
@@ -180,6 +192,10 @@ void TranscriptWindow::jumpToEnd() {
 void TranscriptWindow::jumpToItem(const QString& item) {
   work_.around = ConversationItemId(item.toLongLong());
   work();
+}
+
+void TranscriptWindow::jumpToUnread() {
+  if (unread_) jumpToItem(textOf(unread_->first));
 }
 
 void TranscriptWindow::jumpToPlace(double place) {
@@ -303,7 +319,7 @@ QVariant TranscriptWindow::data(const QModelIndex& index, int role) const {
     case Qt::DisplayRole:
       return row.name;
     case isSelectedRole:
-      return row.kind != RowKind::unread && selected_.contains(row.item);
+      return isSelected(row);
     case paintRole:
       return QVariant::fromValue(row.paint);
     case placeRole:

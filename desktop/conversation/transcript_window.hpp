@@ -13,6 +13,7 @@
 #include "core/store/transcript_reader.hpp"
 #include "desktop/conversation/found_places.hpp"
 #include "desktop/conversation/item_rows.hpp"
+#include "desktop/conversation/item_selection.hpp"
 #include "desktop/conversation/live_texts.hpp"
 #include "desktop/conversation/reading_places.hpp"
 #include "desktop/conversation/transcript_row.hpp"
@@ -41,6 +42,9 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   Q_PROPERTY(int items READ items NOTIFY shownChanged)
   /// Of those, how many came behind what the reader saw of the end.
   Q_PROPERTY(int newItems READ newItems NOTIFY shownChanged)
+  /// Of what was not seen when the conversation was opened, how many items there are, while none of them was visible and
+  /// they begin above what is; else 0.
+  Q_PROPERTY(int unreadAbove READ unreadAbove NOTIFY unreadAboveChanged)
   /// Of what is visible in the whole conversation: where it begins, and how much it is, from 0 to 1.
   Q_PROPERTY(double place READ place NOTIFY placeChanged)
   Q_PROPERTY(double extent READ extent NOTIFY placeChanged)
@@ -52,6 +56,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   Q_PROPERTY(QString markedText READ markedText NOTIFY markedTextChanged)
 
  public:
+  /// Those to `Table` are of messages only.
   enum Kind {
     UserMessage,
     Prose,
@@ -121,6 +126,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   bool isOpened() const { return isOpened_; }
   int items() const { return static_cast<int>(count_); }
   int newItems() const;
+  int unreadAbove() const { return unreadAbove_; }
   double place() const { return place_; }
   double extent() const { return extent_; }
   const QString& trouble() const { return trouble_; }
@@ -137,6 +143,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// Shows the end, or the item; `jumped` follows.
   Q_INVOKABLE void jumpToEnd();
   Q_INVOKABLE void jumpToItem(const QString& item);
+  /// Shows the first item that was not seen.
+  Q_INVOKABLE void jumpToUnread();
   /// Shows the first place, or backwards the last, at which the words stand in the item: all of them one behind the
   /// other, else each of them. `placed` follows. What has to be unfolded for it is folded again when other words, or
   /// those of another item, are shown.
@@ -168,11 +176,11 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// itself at the ends.
   Q_INVOKABLE int nextStop(int row, int direction) const;
   Q_INVOKABLE int stopOf(int row) const;
-  /// The items from one row to the other are selected, and no others.
+  /// The items to the row are selected, whatever of them leaves the rows; from the other row where none were.
   Q_INVOKABLE void select(int from, int to);
   Q_INVOKABLE void clearSelection();
-  bool hasSelection() const { return !selected_.empty(); }
-  /// The stored text of what is selected, else of the row's item, onto the clipboard.
+  bool hasSelection() const { return !selected_.isNone(); }
+  /// The stored text of what is selected, by and by, else of the row's item, onto the clipboard.
   Q_INVOKABLE void copy(int row);
   /// Of the row's code block or call's text, else of its item.
   Q_INVOKABLE void copyBlock(int row);
@@ -188,7 +196,6 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   Q_INVOKABLE QStringList linksAt(int row) const;
   /// What is shown of a link's target.
   Q_INVOKABLE QString linkTarget(const QString& link) const;
-  QString storedText(int row) const;
 
   int rowCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role) const override;
@@ -207,6 +214,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void conversationChanged();
   void lookedAtChanged();
   void shownChanged();
+  void unreadAboveChanged();
   void placeChanged();
   void selectionChanged();
   void markedTextChanged();
@@ -256,6 +264,12 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   };
   enum class Side { front, back };
   enum class Opening { asItWasLeft, atEnd, again };
+  /// What was not seen when the conversation was opened.
+  struct UnreadItems {
+    ConversationItemId first;
+    std::int64_t position = 0;
+    bool wasVisible = false;
+  };
   /// Whether what is visible stays where it stands when its items are read.
   enum class Stays { no, yes };
 
@@ -289,6 +303,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   awaitable<void> readAround(ConversationItemId target, std::optional<std::int64_t> position, Turns::Turn turn);
   awaitable<void> readPlace(double place, Turns::Turn turn);
   awaitable<void> readSummary(Turns::Turn turn);
+  awaitable<std::optional<UnreadItems>> readUnread(ConversationId conversation);
   /// Whether the view goes along with the end, and nothing in it would be lost by going there at once.
   bool canSkip() const;
   awaitable<void> readBehind(Turns::Turn turn);
@@ -299,6 +314,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   awaitable<void> readTexts(ToolInvocationId id, Turns::Turn turn);
   awaitable<void> markSeen(Turns::Turn turn);
   awaitable<void> findPrompt(ConversationItemId from, int direction);
+  awaitable<void> putSelectionOnClipboard();
   awaitable<void> putRecordOnClipboard(ConversationItemId item);
   awaitable<std::vector<ShownItem>> prepared(std::vector<ConversationItem> items);
 
@@ -323,7 +339,10 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   ShownItem* find(ConversationItemId item);
   std::optional<std::size_t> rowOf(ConversationItemId item) const;
   ConversationItemId itemAt(int row) const;
-  void setSelected(std::set<ConversationItemId> selected);
+  void setSelected(const ItemSelection& selected);
+  bool isSelected(const TranscriptRow& row) const;
+  /// What is visible, by the positions of its ends.
+  void lookForUnread(std::int64_t first, std::int64_t last);
 
   bool canLeave(Side side) const;
   /// Rows of items of which nothing is visible.
@@ -373,7 +392,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   std::map<std::string, ParsedText> parsed_;
   /// Stored messages that took the place of what grew before they were announced.
   std::set<ConversationItemId> replacing_;
-  std::set<ConversationItemId> selected_;
+  ItemSelection selected_;
   /// The first and the last item that is visible, the default where it is none that is stored.
   std::optional<std::pair<ConversationItemId, ConversationItemId>> visible_;
   double place_ = 0;
@@ -385,7 +404,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   bool wasAway_ = true;
   std::int64_t seenCount_ = 0;
   std::optional<ConversationItemId> seenUpTo_;
-  std::optional<ConversationItemId> firstUnread_;
+  std::optional<UnreadItems> unread_;
+  int unreadAbove_ = 0;
 
   Work work_;
   bool isWorking_ = false;
