@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bench/shown_window.hpp"
-#include "desktop/conversation/transcript_window.hpp"
+#include "desktop/conversation/transcript_view.hpp"
 #include "desktop/window/qml_plugins.hpp"
 
 namespace ravant::bench {
@@ -118,7 +118,7 @@ class WindowBench {
   void measureGrowth() {
     rows_->jumpToEnd();
     runFor(std::chrono::milliseconds(500));
-    QMetaObject::invokeMethod(list_->parentItem(), "page", Q_ARG(int, -1));
+    window_.findChild<desktop::TranscriptView*>()->page(-1);
     runFor(std::chrono::milliseconds(200));
     const double place = list_->property("contentY").toDouble();
     const auto feed = program_.application().modelContainer()->changeFeed();
