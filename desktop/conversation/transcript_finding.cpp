@@ -39,7 +39,7 @@ awaitable<void> TranscriptWindow::findPlaces(ShownWords words, Turns::Turn turn)
       for (const ToolInvocation& call : group->invocations) calls.push_back(call.id);
     }
     for (const ToolInvocationId id : calls) {
-      auto call = co_await alive(application_.transcripts().invocation(id));
+      auto call = co_await alive(reader_->invocation(id));
       if (!turns_.isLatest(turn)) co_return;
       if (call) texts[id] = {.input = call->input.value_or(""), .output = call->output.value_or("")};
     }

@@ -14,34 +14,6 @@ constexpr std::size_t kMostReadHere = 100 * 1000;
 
 }  // namespace
 
-bool TranscriptWindow::Work::isNone() const {
-  return !opens && !isReadAgain && !around && !place && !words && !isBehindRead && inserted.empty() && !isSummaryRead &&
-         !isRunOver && items.empty() && invocations.empty() && texts.empty() && !isOlderRead && !isNewerRead && !isSeen;
-}
-
-bool TranscriptWindow::Work::isAwaited() const {
-  return opens || around || place || words || !texts.empty() || isOlderRead || isNewerRead;
-}
-
-void TranscriptWindow::Work::add(Work later) {
-  opens |= later.opens;
-  isEndWanted |= later.isEndWanted;
-  isReadAgain |= later.isReadAgain;
-  if (later.around) around = later.around;
-  if (later.place) place = later.place;
-  if (later.words) words = later.words;
-  isBehindRead |= later.isBehindRead;
-  isSummaryRead |= later.isSummaryRead;
-  isRunOver |= later.isRunOver;
-  isOlderRead |= later.isOlderRead;
-  isNewerRead |= later.isNewerRead;
-  isSeen |= later.isSeen;
-  std::ranges::move(later.inserted, std::back_inserter(inserted));
-  items.merge(later.items);
-  invocations.merge(later.invocations);
-  texts.merge(later.texts);
-}
-
 void TranscriptWindow::setTrouble(const QString& words) {
   if (std::exchange(trouble_, words) != words) Q_EMIT troubleChanged();
 }
@@ -69,7 +41,7 @@ awaitable<void> TranscriptWindow::workOff() {
   pace_.begin();
   while (shown_ && !work_.isNone() && (begun != shown_ || work_.isAwaited())) {
     begun = shown_;
-    Work job = std::exchange(work_, {});
+    TranscriptWork job = std::exchange(work_, {});
     const auto turn = turns_.take();
     std::optional<std::string> trouble;
     try {
@@ -90,7 +62,7 @@ awaitable<void> TranscriptWindow::workOff() {
   if (isSettled()) Q_EMIT settled();
 }
 
-awaitable<void> TranscriptWindow::doNext(Work& job, Turns::Turn turn) {
+awaitable<void> TranscriptWindow::doNext(TranscriptWork& job, Turns::Turn turn) {
   if (job.opens || job.isReadAgain) {
     const Opening opening = !job.opens ? Opening::again : job.isEndWanted ? Opening::atEnd : Opening::asItWasLeft;
     co_await open(job.opens ? job.around : std::nullopt, opening, turn);
@@ -122,7 +94,7 @@ awaitable<void> TranscriptWindow::doNext(Work& job, Turns::Turn turn) {
     job.texts.erase(job.texts.begin());
   }
   if (turns_.isLatest(turn) && job.isBehindRead && !isAtEnd_) {
-    const std::int64_t count = co_await alive(application_.transcripts().count(*shown_));
+    const std::int64_t count = co_await alive(reader_->count(*shown_));
     if (turns_.isLatest(turn)) count_ = count;
     job.isBehindRead = false;
   }
@@ -198,12 +170,12 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
   const bool returns =
       !target && opening != Opening::atEnd && reading_.place && reading_.place->item != ConversationItemId();
   const std::optional<ConversationItemId> shownFirst = returns ? std::optional(reading_.place->item) : target;
-  std::optional<Part> part;
-  if (shownFirst) part = co_await partAround(*shownFirst, {});
+  std::optional<TranscriptPart> part;
+  if (shownFirst) part = co_await alive(partAround(reader_, conversation, *shownFirst, kJumpItems));
   if (!turns_.isLatest(turn)) co_return;
   if (!part) {
     if (shownFirst || !isAtEnd_) stays = Stays::no;
-    part = co_await partAtEnd();
+    part = co_await alive(partAtEnd(reader_, conversation, kOpenedItems));
     target.reset();
   }
   unread_ = unread;
@@ -226,19 +198,10 @@ awaitable<void> TranscriptWindow::open(std::optional<ConversationItemId> target,
   }
 }
 
-awaitable<TranscriptWindow::Part> TranscriptWindow::partAtEnd() {
-  Part part;
-  TranscriptReader& reader = application_.transcripts();
-  part.items = co_await alive(reader.page(*shown_, std::nullopt, PageDirection::before, kOpenedItems));
-  if (!part.items.empty()) part.first = (co_await alive(reader.position(part.items.front().id))).value_or(0);
-  part.count = part.first + static_cast<std::int64_t>(part.items.size());
-  co_return part;
-}
-
 awaitable<std::optional<TranscriptWindow::UnreadItems>> TranscriptWindow::readUnread(ConversationId conversation) {
   const auto first = co_await alive(application_.conversations().firstUnread(conversation));
   if (!first) co_return std::nullopt;
-  const auto position = co_await alive(application_.transcripts().position(*first));
+  const auto position = co_await alive(reader_->position(*first));
   co_return UnreadItems{.first = *first, .position = position.value_or(0)};
 }
 
@@ -258,58 +221,11 @@ awaitable<void> TranscriptWindow::readSummary(Turns::Turn turn) {
   if (std::exchange(agent_, agent) != agent) makeAllRows();
 }
 
-bool TranscriptWindow::canSkip() const {
-  const ConversationItemId last = visible_ ? visible_->second : ConversationItemId();
-  const bool isEndVisible = last == ConversationItemId() || (!items_.empty() && last == items_.back().item.id);
-  return isAtEnd_ && isEndVisible && !reading_.place && selected_.isNone() && !found_;
-}
-
-awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
-  while (isAtEnd_) {
-    const auto anchor = items_.empty() ? std::nullopt : std::optional(items_.back().item.id);
-    auto items = co_await alive(application_.transcripts().page(*shown_, anchor, PageDirection::after, kPageItems));
-    if (!turns_.isLatest(turn) || items.empty()) co_return;
-    if (items.size() == kPageItems && canSkip()) {
-      live_.skip(*shown_);
-      if (isLookedAt_) unread_.reset();
-      co_await show(co_await partAtEnd(), std::nullopt, Stays::no, turn);
-      if (turns_.isLatest(turn)) Q_EMIT jumped(-1);
-      co_return;
-    }
-    auto made = co_await prepared(std::move(items));
-    if (!turns_.isLatest(turn)) co_return;
-    for (ShownItem& item : made) {
-      if (isLookedAt_ && kindOf(item.item) == ConversationItemKind::userMessage) {
-        // Whoever watches how the conversation goes on has seen what there was.
-        unread_.reset();
-        wasAway_ = false;
-      }
-      if (auto text = live_.replacedBy(*shown_, kindOf(item.item), item.item.text)) item.key = std::move(text->key);
-      replacing_.insert(item.item.id);
-    }
-    add(std::move(made), Side::back);
-    update();
-  }
-}
-
-awaitable<void> TranscriptWindow::settleGrowth(std::deque<ConversationItemId>& inserted, Turns::Turn turn) {
-  for (; !inserted.empty(); inserted.pop_front()) {
-    const ConversationItemId id = inserted.front();
-    const LiveRun* const run = live_.find(*shown_);
-    if (replacing_.erase(id) > 0 || !run || !run->isReplaceable()) continue;
-    // It was read with others, or is beyond what is shown: its text does not grow any more.
-    const ShownItem* const shownItem = find(id);
-    const auto read = shownItem ? std::optional(shownItem->item) : co_await alive(application_.transcripts().item(id));
-    if (!turns_.isLatest(turn)) co_return;
-    if (read) live_.replacedBy(*shown_, kindOf(*read), read->text);
-  }
-}
-
 awaitable<void> TranscriptWindow::readPage(PageDirection direction, Turns::Turn turn) {
   const bool isOlder = direction == PageDirection::before;
   if (items_.empty() || (isOlder ? first_ == 0 : isAtEnd_)) co_return;
   const ConversationItemId anchor = isOlder ? items_.front().item.id : items_.back().item.id;
-  auto items = co_await alive(application_.transcripts().page(*shown_, anchor, direction, kPageItems));
+  auto items = co_await alive(reader_->page(*shown_, anchor, direction, kPageItems));
   if (!turns_.isLatest(turn)) co_return;
   auto made = co_await prepared(std::move(items));
   if (!turns_.isLatest(turn)) co_return;
@@ -329,38 +245,15 @@ awaitable<void> TranscriptWindow::readAround(ConversationItemId target, std::opt
     Q_EMIT jumped(static_cast<int>(*row));
     co_return;
   }
-  auto part = co_await partAround(target, position);
+  const auto known = position ? std::optional(PlaceAmongAll{.position = *position, .count = count_}) : std::nullopt;
+  auto part = co_await alive(partAround(reader_, *shown_, target, kJumpItems, known));
   if (!turns_.isLatest(turn) || !part) co_return;
   co_await show(*std::move(part), target, Stays::no, turn);
   if (!turns_.isLatest(turn)) co_return;
   if (const auto row = rowOf(target)) Q_EMIT jumped(static_cast<int>(*row));
 }
 
-awaitable<std::optional<TranscriptWindow::Part>> TranscriptWindow::partAround(ConversationItemId target,
-                                                                              std::optional<std::int64_t> position) {
-  const ConversationId conversation = *shown_;
-  TranscriptReader& reader = application_.transcripts();
-  auto item = co_await alive(reader.item(target));
-  if (!item || item->conversation != conversation) co_return std::nullopt;
-  Part part;
-  part.items = co_await alive(reader.page(conversation, target, PageDirection::before, kJumpItems));
-  const auto before = static_cast<std::int64_t>(part.items.size());
-  part.items.push_back(*std::move(item));
-  auto after = co_await alive(reader.page(conversation, target, PageDirection::after, kJumpItems));
-  const bool isLast = after.empty();
-  std::ranges::move(after, std::back_inserter(part.items));
-  part.count = count_;
-  if (!position) {
-    position = co_await alive(reader.position(target));
-    if (!position) co_return std::nullopt;
-    part.count = co_await alive(reader.count(conversation));
-  }
-  part.first = *position - before;
-  part.isAtEnd = isLast || part.first + static_cast<std::int64_t>(part.items.size()) >= part.count;
-  co_return part;
-}
-
-awaitable<void> TranscriptWindow::show(Part part, std::optional<ConversationItemId> target, Stays stays,
+awaitable<void> TranscriptWindow::show(TranscriptPart part, std::optional<ConversationItemId> target, Stays stays,
                                        Turns::Turn turn) {
   auto made = co_await prepared(std::move(part.items));
   if (!turns_.isLatest(turn)) co_return;
@@ -379,88 +272,26 @@ awaitable<void> TranscriptWindow::readPlace(double place, Turns::Turn turn) {
   const auto wanted =
       std::clamp(static_cast<std::int64_t>(place * static_cast<double>(count_)), std::int64_t{0}, count_ - 1);
   // The item at the place is the last of those that are followed by the others.
-  const auto target = co_await alive(application_.transcripts().beforeLast(*shown_, count_ - wanted - 1));
+  const auto target = co_await alive(reader_->beforeLast(*shown_, count_ - wanted - 1));
   if (turns_.isLatest(turn) && target) co_await readAround(*target, wanted, turn);
-}
-
-awaitable<void> TranscriptWindow::readItem(ConversationItemId id, Turns::Turn turn) {
-  auto item = co_await alive(application_.transcripts().item(id));
-  if (!turns_.isLatest(turn)) co_return;
-  if (!item || item->conversation != *shown_) {
-    if (std::erase_if(items_, [&](const ShownItem& each) { return each.item.id == id; }) > 0) --count_;
-    if (items_.empty()) {
-      work_.opens = true;
-      co_return;
-    }
-    const auto first = co_await alive(application_.transcripts().position(items_.front().item.id));
-    if (turns_.isLatest(turn) && first) first_ = *first;
-    co_return;
-  }
-  if (!find(id)) co_return;
-  std::vector<ConversationItem> read;
-  read.push_back(*std::move(item));
-  auto made = co_await prepared(std::move(read));
-  ShownItem* const shownItem = find(id);
-  if (!turns_.isLatest(turn) || !shownItem) co_return;
-  made.front().key = std::move(shownItem->key);
-  *shownItem = std::move(made.front());
-  makeRows(*shownItem);
-  if (kindOf(shownItem->item) == ConversationItemKind::userMessage) co_await readSummary(turn);
-}
-
-awaitable<void> TranscriptWindow::readInvocation(ToolInvocationId id, Turns::Turn turn) {
-  auto invocation = co_await alive(application_.transcripts().invocation(id));
-  if (!turns_.isLatest(turn) || !invocation) co_return;
-  ShownItem* const group = find(invocation->parentGroup);
-  if (!group || kindOf(group->item) != ConversationItemKind::toolInvocationGroup) co_return;
-  if (const auto texts = callTexts_.find(id); texts != callTexts_.end()) {
-    texts->second = {.input = invocation->input.value_or(""), .output = invocation->output.value_or("")};
-  }
-  group->setInvocation(*std::move(invocation), projectFolder_);
-  makeRows(*group);
-}
-
-awaitable<void> TranscriptWindow::readTexts(ToolInvocationId id, Turns::Turn turn) {
-  auto invocation = co_await alive(application_.transcripts().invocation(id));
-  if (!turns_.isLatest(turn) || !invocation) co_return;
-  callTexts_[id] = {.input = invocation->input.value_or(""), .output = invocation->output.value_or("")};
-  if (ShownItem* const group = find(invocation->parentGroup)) makeRows(*group);
-}
-
-awaitable<void> TranscriptWindow::markSeen(Turns::Turn turn) {
-  if (!isLookedAt_ || !isAtEnd_ || items_.empty()) co_return;
-  seenCount_ = count_;
-  Q_EMIT shownChanged();
-  const ConversationItemId last = items_.back().item.id;
-  const bool wasAway = std::exchange(wasAway_, false);
-  if (seenUpTo_ == last) co_return;
-  if (wasAway) {
-    const auto unread = co_await readUnread(*shown_);
-    if (!turns_.isLatest(turn)) co_return;
-    if (unread) unread_ = unread;
-    update();
-  }
-  co_await alive(application_.conversations().markSeen(*shown_, last));
-  if (turns_.isLatest(turn)) seenUpTo_ = last;
 }
 
 awaitable<void> TranscriptWindow::findPrompt(ConversationItemId from, int direction) {
   if (!shown_) co_return;
   const ConversationId conversation = *shown_;
-  TranscriptReader& reader = application_.transcripts();
   std::optional<ConversationItemId> target;
   if (direction < 0) {
     std::optional<ConversationItemId> start = from == ConversationItemId() ? std::nullopt : std::optional(from);
-    auto prompt = start ? co_await alive(reader.promptOf(*start)) : std::nullopt;
+    auto prompt = start ? co_await alive(reader_->promptOf(*start)) : std::nullopt;
     if (!start || (prompt && prompt->id == from)) {
-      const auto before = co_await alive(reader.page(conversation, start, PageDirection::before, 1));
+      const auto before = co_await alive(reader_->page(conversation, start, PageDirection::before, 1));
       if (before.empty()) co_return;
-      prompt = co_await alive(reader.promptOf(before.back().id));
+      prompt = co_await alive(reader_->promptOf(before.back().id));
     }
     if (prompt) target = prompt->id;
   } else {
     for (std::optional anchor = from; anchor && !target;) {
-      const auto page = co_await alive(reader.page(conversation, anchor, PageDirection::after, kPageItems));
+      const auto page = co_await alive(reader_->page(conversation, anchor, PageDirection::after, kPageItems));
       anchor = page.empty() ? std::nullopt : std::optional(page.back().id);
       const auto prompt = std::ranges::find(page, ConversationItemKind::userMessage, kindOf);
       if (prompt != page.end()) target = prompt->id;

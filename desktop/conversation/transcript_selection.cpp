@@ -118,11 +118,10 @@ awaitable<void> TranscriptWindow::putSelectionOnClipboard() {
   const ConversationId conversation = *shown_;
   const ItemPlace first = selected_.first();
   const ItemPlace last = selected_.last();
-  TranscriptReader& reader = application_.transcripts();
   QStringList texts;
-  if (const auto item = co_await alive(reader.item(first.id))) texts.append(storedTextOf(*item));
+  if (const auto item = co_await alive(reader_->item(first.id))) texts.append(storedTextOf(*item));
   for (std::optional anchor = first.id; anchor;) {
-    const auto page = co_await alive(reader.page(conversation, anchor, PageDirection::after, kPageItems));
+    const auto page = co_await alive(reader_->page(conversation, anchor, PageDirection::after, kPageItems));
     anchor.reset();
     for (const ConversationItem& item : page) {
       if (last < ItemPlace::of(item)) break;
@@ -134,7 +133,7 @@ awaitable<void> TranscriptWindow::putSelectionOnClipboard() {
 }
 
 awaitable<void> TranscriptWindow::putRecordOnClipboard(ConversationItemId id) {
-  const auto item = co_await alive(application_.transcripts().item(id));
+  const auto item = co_await alive(reader_->item(id));
   if (item) QGuiApplication::clipboard()->setText(QString::fromStdString(item->rawJSON));
 }
 

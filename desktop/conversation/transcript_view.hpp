@@ -8,7 +8,8 @@
 
 namespace ravant::desktop {
 
-/// Where the list of a transcript stands among its rows: at the end, along with which it goes, or where the reader went.
+/// Where the list of a transcript stands among its rows: at the end, along with which it goes, or where the reader
+/// went.
 ///
 /// What depends on rows that are laid out is done when the events that are under way are over, once for all of them.
 class TranscriptView : public QObject {
@@ -19,7 +20,8 @@ class TranscriptView : public QObject {
   Q_PROPERTY(ravant::desktop::TranscriptWindow* rows READ rows WRITE setRows NOTIFY rowsChanged REQUIRED)
   /// Whether it goes along with the end.
   Q_PROPERTY(bool follows READ follows WRITE setFollows NOTIFY followsChanged)
-  /// From other rows to the place in them that is gone to: while there is no room, no row that stands elsewhere is made.
+  /// From other rows to the place in them that is gone to: while there is no room, no row that stands elsewhere is
+  /// made.
   Q_PROPERTY(bool isReplacing READ isReplacing NOTIFY isReplacingChanged)
 
  public:

@@ -22,6 +22,7 @@ static_assert(static_cast<int>(RowOutcome::failed) == TranscriptWindow::Failed);
 TranscriptWindow::TranscriptWindow(QObject* parent)
     : QAbstractListModel(parent),
       application_(DesktopWindow::instance().application()),
+      reader_(std::static_pointer_cast<TranscriptReader>(application_.transcripts().shared_from_this())),
       live_(DesktopWindow::instance().changes()),
       places_(application_) {
   connect(&DesktopWindow::instance(), &DesktopWindow::itemRequested, this,

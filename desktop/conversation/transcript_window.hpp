@@ -16,7 +16,9 @@
 #include "desktop/conversation/item_selection.hpp"
 #include "desktop/conversation/live_texts.hpp"
 #include "desktop/conversation/reading_places.hpp"
+#include "desktop/conversation/transcript_part.hpp"
 #include "desktop/conversation/transcript_row.hpp"
+#include "desktop/conversation/transcript_work.hpp"
 #include "desktop/loop/pace.hpp"
 #include "desktop/loop/view_model.hpp"
 #include "desktop/program/desktop_window.hpp"
@@ -42,8 +44,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   Q_PROPERTY(int items READ items NOTIFY shownChanged)
   /// Of those, how many came behind what the reader saw of the end.
   Q_PROPERTY(int newItems READ newItems NOTIFY shownChanged)
-  /// Of what was not seen when the conversation was opened, how many items there are, while none of them was visible and
-  /// they begin above what is; else 0.
+  /// Of what was not seen when the conversation was opened, how many items there are, while none of them was visible
+  /// and they begin above what is; else 0.
   Q_PROPERTY(int unreadAbove READ unreadAbove NOTIFY unreadAboveChanged)
   /// Of what is visible in the whole conversation: where it begins, and how much it is, from 0 to 1.
   Q_PROPERTY(double place READ place NOTIFY placeChanged)
@@ -230,38 +232,6 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void settled();
 
  private:
-  struct ShownWords {
-    ConversationItemId item;
-    QString text;
-    FindDirection direction = FindDirection::next;
-  };
-  /// What is to be read.
-  struct Work {
-    bool opens = false;
-    /// Wherever the reader left.
-    bool isEndWanted = false;
-    /// All that is shown, where it stands.
-    bool isReadAgain = false;
-    std::optional<ConversationItemId> around = {};
-    std::optional<double> place = {};
-    std::optional<ShownWords> words = {};
-    bool isBehindRead = false;
-    bool isSummaryRead = false;
-    bool isRunOver = false;
-    std::deque<ConversationItemId> inserted = {};
-    std::set<ConversationItemId> items = {};
-    std::set<ToolInvocationId> invocations = {};
-    std::set<ToolInvocationId> texts = {};
-    bool isOlderRead = false;
-    bool isNewerRead = false;
-    bool isSeen = false;
-
-    bool isNone() const;
-    /// Whether the reader waits for it.
-    bool isAwaited() const;
-    /// Does what came later, too.
-    void add(Work later);
-  };
   enum class Side { front, back };
   enum class Opening { asItWasLeft, atEnd, again };
   /// What was not seen when the conversation was opened.
@@ -285,20 +255,10 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void workSoon();
   awaitable<void> workOff();
   /// Takes out of the job what was done.
-  awaitable<void> doNext(Work& job, Turns::Turn turn);
+  awaitable<void> doNext(TranscriptWork& job, Turns::Turn turn);
   awaitable<void> open(std::optional<ConversationItemId> target, Opening opening, Turns::Turn turn);
-  /// Items that stand beside each other.
-  struct Part {
-    std::vector<ConversationItem> items;
-    std::int64_t first = 0;  ///< position of the first of them
-    std::int64_t count = 0;  ///< of the whole conversation
-    bool isAtEnd = true;
-  };
-  awaitable<Part> partAtEnd();
-  /// Nothing where the item is not, or not any more.
-  awaitable<std::optional<Part>> partAround(ConversationItemId target, std::optional<std::int64_t> position);
   /// In place of all items.
-  awaitable<void> show(Part part, std::optional<ConversationItemId> target, Stays stays, Turns::Turn turn);
+  awaitable<void> show(TranscriptPart part, std::optional<ConversationItemId> target, Stays stays, Turns::Turn turn);
   /// `position` where it is known, with that of the others.
   awaitable<void> readAround(ConversationItemId target, std::optional<std::int64_t> position, Turns::Turn turn);
   awaitable<void> readPlace(double place, Turns::Turn turn);
@@ -362,6 +322,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void tick();
 
   Application& application_;
+  std::shared_ptr<TranscriptReader> reader_;
   LiveTexts live_;
   std::optional<ConversationId> shown_;
   Turns turns_;
@@ -407,7 +368,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   std::optional<UnreadItems> unread_;
   int unreadAbove_ = 0;
 
-  Work work_;
+  TranscriptWork work_;
   bool isWorking_ = false;
   Pace pace_;
   QTimer rest_;
