@@ -92,7 +92,7 @@ FocusScope {
 
             width: parent.width
             height: field.height + pickers.height + (hasLineOfActions ? actions.height + Theme.unit * 2 : 0) + Theme.unit * 8
-            radius: 10
+            radius: Theme.composerRadius
             color: Theme.raised
             border { width: field.activeFocus ? 2 : 1; color: field.activeFocus ? Theme.accent : Theme.line }
 

@@ -31,7 +31,7 @@ Basic.Popup {
     onClosed: before?.forceActiveFocus()
     onChosen: close()
     enter: FadeIn {}
-    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
+    background: Rectangle { color: Theme.raised; radius: Theme.floatingRadius; border { width: 1; color: Theme.line } }
 
     contentItem: Item {
         TextLine {

@@ -24,7 +24,7 @@ Basic.ToolTip {
         font.pixelSize: Theme.secondarySize
         text: hint.keys === "" ? hint.text : hint.text + "   " + hint.keys
     }
-    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
+    background: Rectangle { color: Theme.raised; radius: Theme.floatingRadius; border { width: 1; color: Theme.line } }
 
     Connections {
         target: hint.control

@@ -13,16 +13,16 @@ Item {
 
     Rectangle {
         anchors.fill: parent
-        anchors.topMargin: code.row.opensBlock ? 0 : -8
-        anchors.bottomMargin: code.row.closesBlock ? 0 : -8
-        radius: 8
+        anchors.topMargin: code.row.opensBlock ? 0 : -radius
+        anchors.bottomMargin: code.row.closesBlock ? 0 : -radius
+        radius: Theme.blockRadius
         color: Theme.sunken
         border { width: 1; color: Theme.line }
     }
     Rectangle {
         visible: !code.row.opensBlock
-        anchors { left: parent.left; right: parent.right; top: parent.top; margins: 1; topMargin: -8 }
-        height: 9
+        anchors { left: parent.left; right: parent.right; top: parent.top; margins: 1; topMargin: -Theme.blockRadius }
+        height: Theme.blockRadius + 1
         color: Theme.sunken
     }
     Item {

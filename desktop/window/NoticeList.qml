@@ -40,7 +40,7 @@ FocusScope {
                 anchors.horizontalCenter: parent?.horizontalCenter
                 width: Math.min(list.room, words.implicitWidth + besideWords, Theme.unit * 150)
                 height: Math.max(Theme.unit * 10, words.implicitHeight + Theme.unit * 4)
-                radius: 12
+                radius: Theme.floatingRadius
                 color: isError ? Theme.badGround : Theme.raised
                 border { width: 1; color: Theme.line }
                 Accessible.role: Accessible.AlertMessage
