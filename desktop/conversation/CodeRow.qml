@@ -52,6 +52,8 @@ Item {
         id: view
 
         row: code.row
+        ground: Theme.sunken
+        text: words
         anchors { top: head.bottom; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: 1 }
         height: words.implicitHeight + Theme.unit * (code.row.opensBlock ? 2 : 0) + Theme.unit * (code.row.closesBlock ? 1 : 0)
         contentWidth: words.width + Theme.unit * 6
