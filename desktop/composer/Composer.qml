@@ -57,18 +57,24 @@ FocusScope {
             Accessible.name: text
         }
         Refusal { width: parent.width; words: composer.troubles.count > 0 ? "" : composer.refusal }
-        PlainLabel {
+        Column {
             width: parent.width
-            visible: composer.isQueueHeld
-            leftPadding: Theme.unit * 3
-            text: qsTr("These wait until you send one of them, or another prompt.")
-            color: Theme.faint
-            font.pixelSize: Theme.secondarySize
-            Accessible.ignored: !visible
-            Accessible.role: Accessible.StaticText
-            Accessible.name: text
+            visible: composer.isQueueHeld || queued.count > 0
+
+            PlainLabel {
+                width: parent.width
+                visible: composer.isQueueHeld
+                leftPadding: Theme.unit * 3
+                bottomPadding: Theme.unit
+                text: qsTr("These wait until you send one of them, or another prompt.")
+                color: Theme.faint
+                font.pixelSize: Theme.secondarySize
+                Accessible.ignored: !visible
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
+            QueueList { id: queued; width: parent.width; queue: composer.queue; onDismissed: field.forceActiveFocus() }
         }
-        QueueList { width: parent.width; queue: composer.queue; onDismissed: field.forceActiveFocus() }
         AttachmentChips {
             width: parent.width
             attachments: composer.attachments
