@@ -135,7 +135,7 @@ FocusScope {
                     subject: qsTr("Agent")
                     choice: composer.pickers.agentName
                     enabled: composer.pickers.canChooseAgent
-                    obstacle: qsTr("A conversation keeps its agent")
+                    obstacle: qsTr("A conversation keeps its agent.")
                     keys: Workbench.keys("chooseAgent", Workbench.commandsRevision)
                     onClicked: agents.open()
 
@@ -177,7 +177,7 @@ FocusScope {
                     choice: composer.pickers.effortName
                     label: composer.pickers.hasEffort ? composer.pickers.effortName : qsTr("Default effort")
                     enabled: composer.pickers.canChooseEffort
-                    obstacle: qsTr("This model has no efforts to choose from")
+                    obstacle: qsTr("This model has no efforts to choose from.")
                     keys: Workbench.keys("chooseEffort", Workbench.commandsRevision)
                     onClicked: efforts.open()
 

@@ -140,7 +140,7 @@ TitledPanel {
         }
         PlainLabel {
             anchors { left: parent.left; leftMargin: Theme.unit * 4; right: buttons.left; rightMargin: Theme.unit * 2; verticalCenter: buttons.verticalCenter }
-            text: entries.wanted === FolderEntries.Folders ? qsTr("Enter opens a folder, Ctrl Enter chooses it") : entries.wanted === FolderEntries.Files ? qsTr("Ctrl Enter chooses several") : ""
+            text: entries.wanted === FolderEntries.Folders ? qsTr("Enter opens a folder, Ctrl Enter chooses it.") : entries.wanted === FolderEntries.Files ? qsTr("Ctrl Enter chooses several.") : ""
             color: Theme.faint
             font.pixelSize: Theme.secondarySize
         }
