@@ -136,7 +136,7 @@ awaitable<std::vector<AgentTroubles::Trouble>> AgentTroubles::troublesOfAgents(s
     if (!words) continue;
     const bool lacksKey = agent.type == AgentType::ravant;
     QString said = sentence(QString::fromStdString(*words));
-    if (lacksKey) said += tr(" Enter one here to work with it.");
+    if (lacksKey) said += tr(" Enter a key here to work with %1.").arg(nameOf(agent.type));
     troubles.push_back({.remedy = lacksKey ? Remedy::Key : Remedy::Path,
                         .words = std::move(said),
                         .agent = agent.id,

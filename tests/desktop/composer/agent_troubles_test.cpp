@@ -54,7 +54,7 @@ TEST_F(Troubles, areThoseOfAllAgentsUntilOneCanBegin) {
   ASSERT_TRUE(until([&] { return troubles().count() == 2; }));
   EXPECT_EQ(troubles().readyAgents(), QString());
   EXPECT_EQ(words(0).substr(0, words(0).find(". ")), "Ravant has no key of OpenRouter or Mistral");
-  EXPECT_THAT(words(0), testing::EndsWith(". Enter one here to work with it."));
+  EXPECT_THAT(words(0), testing::EndsWith(". Enter a key here to work with Ravant."));
   EXPECT_EQ(remedy(0), AgentTroubles::Remedy::Key);
   EXPECT_EQ(words(1), "Claude Code was not found at /gone/claude.");
   EXPECT_EQ(remedy(1), AgentTroubles::Remedy::Path);
