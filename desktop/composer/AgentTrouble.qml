@@ -18,7 +18,7 @@ Rectangle {
     readonly property bool takesPath: remedy === AgentTroubles.Path || remedy === AgentTroubles.Add
 
     height: content.implicitHeight + Theme.unit * 4
-    radius: 8
+    radius: Theme.blockRadius
     color: Theme.attentionGround
     Accessible.role: Accessible.Grouping
     Accessible.name: words

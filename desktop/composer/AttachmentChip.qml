@@ -17,7 +17,7 @@ Rectangle {
 
     width: content.implicitWidth
     height: Theme.smallRowHeight
-    radius: 6
+    radius: Theme.rowRadius
     color: Theme.sunken
     border { width: 1; color: Theme.line }
     Accessible.role: Accessible.ListItem

@@ -57,18 +57,24 @@ FocusScope {
             Accessible.name: text
         }
         Refusal { width: parent.width; words: composer.troubles.count > 0 ? "" : composer.refusal }
-        PlainLabel {
+        Column {
             width: parent.width
-            visible: composer.isQueueHeld
-            leftPadding: Theme.unit * 3
-            text: qsTr("These wait until you send one of them, or another prompt.")
-            color: Theme.faint
-            font.pixelSize: Theme.secondarySize
-            Accessible.ignored: !visible
-            Accessible.role: Accessible.StaticText
-            Accessible.name: text
+            visible: composer.isQueueHeld || queued.count > 0
+
+            PlainLabel {
+                width: parent.width
+                visible: composer.isQueueHeld
+                leftPadding: Theme.unit * 3
+                bottomPadding: Theme.unit
+                text: qsTr("These wait until you send one of them, or another prompt.")
+                color: Theme.faint
+                font.pixelSize: Theme.secondarySize
+                Accessible.ignored: !visible
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
+            QueueList { id: queued; width: parent.width; queue: composer.queue; onDismissed: field.forceActiveFocus() }
         }
-        QueueList { width: parent.width; queue: composer.queue; onDismissed: field.forceActiveFocus() }
         AttachmentChips {
             width: parent.width
             attachments: composer.attachments
@@ -92,7 +98,7 @@ FocusScope {
 
             width: parent.width
             height: field.height + pickers.height + (hasLineOfActions ? actions.height + Theme.unit * 2 : 0) + Theme.unit * 8
-            radius: 10
+            radius: Theme.composerRadius
             color: Theme.raised
             border { width: field.activeFocus ? 2 : 1; color: field.activeFocus ? Theme.accent : Theme.line }
 
@@ -129,7 +135,7 @@ FocusScope {
                     subject: qsTr("Agent")
                     choice: composer.pickers.agentName
                     enabled: composer.pickers.canChooseAgent
-                    obstacle: qsTr("A conversation keeps its agent")
+                    obstacle: qsTr("A conversation keeps its agent.")
                     keys: Workbench.keys("chooseAgent", Workbench.commandsRevision)
                     onClicked: agents.open()
 
@@ -171,7 +177,7 @@ FocusScope {
                     choice: composer.pickers.effortName
                     label: composer.pickers.hasEffort ? composer.pickers.effortName : qsTr("Default effort")
                     enabled: composer.pickers.canChooseEffort
-                    obstacle: qsTr("This model has no efforts to choose from")
+                    obstacle: qsTr("This model has no efforts to choose from.")
                     keys: Workbench.keys("chooseEffort", Workbench.commandsRevision)
                     onClicked: efforts.open()
 

@@ -14,10 +14,10 @@ ListView {
 
     visible: count > 0
     /// As many rows as leave room for what is above.
-    readonly property int mostRows: Math.max(1, Math.min(5, Math.floor((list.Window.height - Theme.unit * 80) / Theme.smallRowHeight)))
+    readonly property int mostRows: Math.max(1, Math.min(5, Math.floor((list.Window.height - Theme.unit * 80) / Theme.rowHeight)))
     readonly property bool scrolls: count > mostRows
 
-    implicitHeight: Math.min(contentHeight, Theme.smallRowHeight * mostRows)
+    implicitHeight: Math.min(contentHeight, Theme.rowHeight * mostRows)
     clip: true
     boundsBehavior: Flickable.StopAtBounds
     keyNavigationEnabled: true

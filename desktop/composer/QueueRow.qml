@@ -17,7 +17,7 @@ ListRow {
 
     function openMenu() { menu.popup(row, Theme.unit * 4, -menu.implicitHeight) }
 
-    implicitHeight: Theme.smallRowHeight
+    implicitHeight: Theme.rowHeight
     onClicked: ListView.view.currentIndex = index
     onMenuRequested: openMenu()
 
@@ -37,7 +37,6 @@ ListRow {
 
         anchors { right: parent.right; rightMargin: Theme.unit * (row.isBesideBar ? 4 : 2); verticalCenter: parent.verticalCenter }
         IconButton {
-            height: Theme.smallRowHeight
             visible: row.width > Theme.unit * 80
             focusPolicy: Qt.NoFocus
             iconName: "pencil"
@@ -45,7 +44,6 @@ ListRow {
             onClicked: row.queue.edit(row.index)
         }
         IconButton {
-            height: Theme.smallRowHeight
             visible: row.width > Theme.unit * 80
             focusPolicy: Qt.NoFocus
             iconName: "cross"
@@ -53,7 +51,6 @@ ListRow {
             onClicked: row.queue.remove(row.index)
         }
         IconButton {
-            height: Theme.smallRowHeight
             focusPolicy: Qt.NoFocus
             iconName: "more"
             name: qsTr("More")

@@ -10,7 +10,7 @@ Rectangle {
 
     visible: words !== ""
     height: visible ? label.implicitHeight + Theme.unit * 4 : 0
-    radius: 8
+    radius: Theme.blockRadius
     color: Theme.badGround
     Accessible.role: Accessible.AlertMessage
     Accessible.name: words

@@ -78,20 +78,23 @@ awaitable<void> AgentTroubles::addAgent(AgentType type, std::string path) {
 
 void AgentTroubles::enterKey(int provider, const QString& key) {
   if (provider < 0 || provider >= static_cast<int>(kRavantProviders.size()) || key.trimmed().isEmpty()) return;
-  start(storeKey(std::string(rawValue(kRavantProviders.at(static_cast<std::size_t>(provider)))), key.toStdString()));
+  start(storeKey(kRavantProviders.at(static_cast<std::size_t>(provider)), key.toStdString()));
 }
 
-awaitable<void> AgentTroubles::storeKey(std::string account, std::string key) {
+awaitable<void> AgentTroubles::storeKey(RavantProvider provider, std::string key) {
+  const QString name = QString::fromUtf8(displayName(provider).data());
   try {
-    co_await alive(window_.application().providerKeys().setRavantProviderAPIKey(std::move(key), std::move(account)));
+    co_await alive(
+        window_.application().providerKeys().setRavantProviderAPIKey(std::move(key), std::string(rawValue(provider))));
   } catch (const KeyStoreError& error) {
     if (error.kind() != KeyStoreError::Case::unavailable) throw;
-    throw std::runtime_error(tr("The key is not stored: %1. Start such a service, or keep keys in a file that only you "
-                                "can read: set \"keyStore\" to \"file\" in the settings and start Ravant again.")
-                                 .arg(QString::fromUtf8(error.what()))
-                                 .toStdString());
+    throw std::runtime_error(
+        tr("The key of %1 is not stored: %2. Start such a service, or keep keys in a file that only "
+           "you can read: set \"keyStore\" to \"file\" in the settings and start Ravant again.")
+            .arg(name, QString::fromUtf8(error.what()))
+            .toStdString());
   }
-  window_.notices()->tell(tr("The key is stored"));
+  window_.notices()->tell(tr("The key of %1 is stored").arg(name));
   // Which agent and model begin depends on the keys, so whoever shows them reads them again.
   Q_EMIT window_.changes().agentsChanged();
 }

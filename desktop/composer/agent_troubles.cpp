@@ -5,6 +5,7 @@
 #include "agent/ravant_provider.hpp"
 #include "app/agent_scan.hpp"
 #include "app/agent_trouble.hpp"
+#include "desktop/program/sentence.hpp"
 #include "platform/async/on_pool.hpp"
 #include "platform/files/working_folder.hpp"
 
@@ -116,9 +117,10 @@ awaitable<std::optional<AgentTroubles::Trouble>> AgentTroubles::troubleOfFolder(
   const std::string words = co_await onPool(window_.application().modelContainer()->work(),
                                             [folder = subject.folder] { return troubleOf(folder); });
   if (words.empty()) co_return std::nullopt;
-  co_return Trouble{.remedy = Remedy::Folder,
-                    .words = tr("Nothing can run in the project %1: %2")
-                                 .arg(QString::fromStdString(subject.projectName), QString::fromStdString(words))};
+  co_return Trouble{
+      .remedy = Remedy::Folder,
+      .words = sentence(tr("Nothing can run in the project %1: %2")
+                            .arg(QString::fromStdString(subject.projectName), QString::fromStdString(words)))};
 }
 
 awaitable<std::vector<AgentTroubles::Trouble>> AgentTroubles::troublesOfAgents(std::vector<Agent> agents) {
@@ -132,8 +134,11 @@ awaitable<std::vector<AgentTroubles::Trouble>> AgentTroubles::troublesOfAgents(s
   for (const Agent& agent : agents) {
     const auto words = co_await agentTrouble(application, agent, searchPath);
     if (!words) continue;
-    troubles.push_back({.remedy = agent.type == AgentType::ravant ? Remedy::Key : Remedy::Path,
-                        .words = QString::fromStdString(*words),
+    const bool lacksKey = agent.type == AgentType::ravant;
+    QString said = sentence(QString::fromStdString(*words));
+    if (lacksKey) said += tr(" Enter a key here to work with %1.").arg(nameOf(agent.type));
+    troubles.push_back({.remedy = lacksKey ? Remedy::Key : Remedy::Path,
+                        .words = std::move(said),
                         .agent = agent.id,
                         .path = QString::fromStdString(agent.path)});
   }

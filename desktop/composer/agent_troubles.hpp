@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "agent/ravant_provider.hpp"
 #include "desktop/composer/prompt_options.hpp"
 #include "desktop/loop/rereading.hpp"
 #include "desktop/program/desktop_window.hpp"
@@ -97,7 +98,7 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
   awaitable<void> storePath(AgentId agent, std::string path);
   awaitable<void> addAgent(AgentType type, std::string path);
   awaitable<void> enable(AgentId agent);
-  awaitable<void> storeKey(std::string account, std::string key);
+  awaitable<void> storeKey(RavantProvider provider, std::string key);
   awaitable<void> storeFolder(ProjectId project, std::string folder);
 
   DesktopWindow& window_;

@@ -174,7 +174,7 @@ bool PromptComposer::isBusy() const {
 
 QString PromptComposer::stopObstacle() const {
   const bool isElsewhere = isRunning() && summary_->run->place == LivingRun::Place::elsewhere;
-  return isElsewhere ? tr("Another Ravant program runs this prompt: stop it there") : QString();
+  return isElsewhere ? tr("Another Ravant program runs this prompt: stop it there.") : QString();
 }
 
 bool PromptComposer::takeKey(int key, int modifiers) {

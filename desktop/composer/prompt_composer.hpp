@@ -17,6 +17,7 @@
 #include "desktop/composer/queued_prompts.hpp"
 #include "desktop/loop/rereading.hpp"
 #include "desktop/program/desktop_window.hpp"
+#include "desktop/program/sentence.hpp"
 
 namespace ravant::desktop {
 
@@ -60,7 +61,7 @@ class PromptComposer : public QObject, public ViewModel {
   QString longText() const;
   QUrl projectFolder() const { return QUrl::fromLocalFile(QString::fromStdString(project_.path)); }
   QString placeholder() const;
-  QString refusal() const { return QString::fromStdString(refusal_); }
+  QString refusal() const { return sentence(QString::fromStdString(refusal_)); }
   bool canSend() const;
   bool isRunning() const { return summary_ && summary_->run; }
   bool isUnderWay() const { return isRunning() || isStarting_; }

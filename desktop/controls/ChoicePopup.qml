@@ -22,7 +22,7 @@ Basic.Popup {
     y: -height - Theme.unit
     margins: Theme.unit
     width: Math.min(Theme.unit * 80, parent.Window.width - Theme.unit * 4)
-    height: Math.min(Theme.unit * 90, parent.Window.height - Theme.unit * 4, list.contentHeight + search.height + Theme.unit * 4)
+    height: Math.min(Theme.unit * 90, parent.Window.height - Theme.unit * 4, list.contentHeight + search.height + Theme.unit * 5)
     padding: Theme.unit
     focus: true
     closePolicy: Basic.Popup.CloseOnEscape | Basic.Popup.CloseOnPressOutside
@@ -31,13 +31,13 @@ Basic.Popup {
     onClosed: before?.forceActiveFocus()
     onChosen: close()
     enter: FadeIn {}
-    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
+    background: Rectangle { color: Theme.raised; radius: Theme.floatingRadius; border { width: 1; color: Theme.line } }
 
     contentItem: Item {
         TextLine {
             id: search
 
-            anchors { top: parent.top; left: parent.left; right: parent.right; margins: Theme.unit }
+            anchors { top: parent.top; left: parent.left; right: parent.right; margins: Theme.unit * 2 }
             name: popup.name
             placeholderText: popup.name
             focus: true
@@ -50,7 +50,7 @@ Basic.Popup {
         ListView {
             id: list
 
-            anchors { top: search.bottom; topMargin: Theme.unit; left: parent.left; right: parent.right; bottom: parent.bottom }
+            anchors { top: search.bottom; topMargin: currentSection === "" ? Theme.unit : 0; left: parent.left; right: parent.right; bottom: parent.bottom }
             clip: true
             cacheBuffer: 0
             boundsBehavior: Flickable.StopAtBounds

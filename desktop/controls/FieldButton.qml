@@ -36,7 +36,7 @@ Basic.AbstractButton {
         }
     }
     background: Rectangle {
-        radius: 6
+        radius: Theme.rowRadius
         color: Theme.raised
         border { width: 1; color: button.down || button.hovered ? Theme.strongLine : Theme.line }
         FocusRing { control: button }

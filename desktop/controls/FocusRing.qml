@@ -10,6 +10,6 @@ Rectangle {
     anchors.fill: parent
     visible: control.activeFocus && LastInput.byKeys
     color: "transparent"
-    radius: 6
+    radius: Theme.rowRadius
     border { width: 2; color: Theme.accent }
 }

@@ -17,5 +17,5 @@ Basic.ToolTip {
         font.pixelSize: Theme.secondarySize
         text: bubble.keys === "" ? bubble.text : bubble.text + "   " + bubble.keys
     }
-    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
+    background: Rectangle { color: Theme.raised; radius: Theme.floatingRadius; border { width: 1; color: Theme.line } }
 }

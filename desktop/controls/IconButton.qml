@@ -27,7 +27,7 @@ Basic.AbstractButton {
         ThemeIcon { anchors.centerIn: parent; name: button.iconName; color: button.ink }
     }
     background: Rectangle {
-        radius: 6
+        radius: Theme.rowRadius
         color: button.enabled && (button.down || button.hovered) ? Theme.hover : button.checked ? Theme.accentGround : button.ground
         FocusRing { control: button }
     }

@@ -38,7 +38,7 @@ Item {
 
         Rectangle {
             anchors { fill: parent; leftMargin: Theme.unit; rightMargin: Theme.unit }
-            radius: 6
+            radius: Theme.rowRadius
             color: row.selected ? row.floats ? Theme.raisedSelected : Theme.selected : (row.hovered && !row.floats) || row.hasMenu ? Theme.hover : "transparent"
             border { width: row.hasFocus && LastInput.byKeys ? 2 : 0; color: Theme.accent }
         }

@@ -29,5 +29,5 @@ Basic.MenuItem {
             font.pixelSize: Theme.secondarySize
         }
     }
-    background: Rectangle { radius: 6; color: entry.highlighted ? Theme.raisedSelected : "transparent" }
+    background: Rectangle { radius: Theme.rowRadius; color: entry.highlighted ? Theme.raisedSelected : "transparent" }
 }

@@ -14,5 +14,5 @@ Basic.Menu {
     padding: Theme.unit
     implicitWidth: Theme.unit * 60
     enter: FadeIn {}
-    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
+    background: Rectangle { color: Theme.raised; radius: Theme.floatingRadius; border { width: 1; color: Theme.line } }
 }

@@ -51,7 +51,7 @@ Basic.AbstractButton {
                 visible: meter.hasBar && !meter.isNarrow
                 width: Theme.unit * 12
                 height: 3
-                radius: 1.5
+                radius: height / 2
                 color: meter.down || meter.hovered ? Theme.strongLine : Theme.line
 
                 Rectangle {
@@ -72,7 +72,7 @@ Basic.AbstractButton {
         }
     }
     background: Rectangle {
-        radius: 6
+        radius: Theme.rowRadius
         color: meter.down || meter.hovered ? Theme.hover : "transparent"
         FocusRing { control: meter }
     }

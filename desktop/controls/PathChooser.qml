@@ -43,7 +43,7 @@ TitledPanel {
         TextLine {
             id: field
 
-            anchors { left: parent.left; right: up.left; top: heading.bottom; leftMargin: Theme.unit * 3; rightMargin: Theme.unit }
+            anchors { left: parent.left; right: up.left; top: heading.bottom; leftMargin: Theme.unit * 2; rightMargin: Theme.unit }
             name: qsTr("Path")
             text: entries.path
             Accessible.description: entries.currentName
@@ -57,7 +57,7 @@ TitledPanel {
         IconButton {
             id: up
 
-            anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: field.verticalCenter }
+            anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: field.verticalCenter }
             iconName: "arrow-up"
             name: qsTr("Folder above")
             onClicked: entries.goUp()
@@ -128,7 +128,7 @@ TitledPanel {
         Row {
             id: buttons
 
-            anchors { right: parent.right; bottom: parent.bottom; margins: Theme.unit * 3 }
+            anchors { right: parent.right; bottom: parent.bottom; margins: Theme.unit * 2 }
             spacing: Theme.unit * 2
             PushButton { text: qsTr("Cancel"); onClicked: chooser.close() }
             PushButton {
@@ -140,7 +140,7 @@ TitledPanel {
         }
         PlainLabel {
             anchors { left: parent.left; leftMargin: Theme.unit * 4; right: buttons.left; rightMargin: Theme.unit * 2; verticalCenter: buttons.verticalCenter }
-            text: entries.wanted === FolderEntries.Folders ? qsTr("Enter opens a folder, Ctrl Enter chooses it") : entries.wanted === FolderEntries.Files ? qsTr("Ctrl Enter chooses several") : ""
+            text: entries.wanted === FolderEntries.Folders ? qsTr("Enter opens a folder, Ctrl Enter chooses it.") : entries.wanted === FolderEntries.Files ? qsTr("Ctrl Enter chooses several.") : ""
             color: Theme.faint
             font.pixelSize: Theme.secondarySize
         }

@@ -44,7 +44,7 @@ Basic.AbstractButton {
         }
     }
     background: Rectangle {
-        radius: 6
+        radius: Theme.rowRadius
         color: button.enabled && (button.down || button.hovered) ? Theme.hover : "transparent"
         FocusRing { control: button }
     }

@@ -30,10 +30,10 @@ Basic.AbstractButton {
 
     contentItem: ButtonFace { iconName: button.iconName; words: button.text; ink: button.ink }
     background: Rectangle {
-        radius: 6
+        radius: Theme.rowRadius
         color: button.isTouched ? button.touchedGround : button.ground
         border { width: button.weight === PushButton.Ordinary ? 1 : 0; color: Theme.strongLine }
-        FocusRing { control: button; anchors.margins: -3; radius: 8 }
+        FocusRing { control: button; anchors.margins: -3; radius: Theme.blockRadius }
     }
     Hint { control: button; text: button.hint; keys: button.keys }
 }

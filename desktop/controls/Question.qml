@@ -20,7 +20,7 @@ Basic.Popup {
     closePolicy: Basic.Popup.CloseOnEscape
     onAboutToShow: row.children[0].focus = true
     enter: FadeIn {}
-    background: Rectangle { color: Theme.raised; radius: 12; border { width: 1; color: Theme.line } }
+    background: Rectangle { color: Theme.raised; radius: Theme.floatingRadius; border { width: 1; color: Theme.line } }
     T.Overlay.modal: Rectangle { color: Theme.isDark ? "#80000000" : "#40000000" }
 
     contentItem: Column {

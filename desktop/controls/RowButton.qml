@@ -31,7 +31,7 @@ Basic.AbstractButton {
     background: Item {
         Rectangle {
             anchors { fill: parent; leftMargin: Theme.unit; rightMargin: Theme.unit }
-            radius: 6
+            radius: Theme.rowRadius
             color: button.selected ? Theme.selected : button.down || button.hovered ? Theme.hover : "transparent"
             FocusRing { control: button }
         }

@@ -21,7 +21,7 @@ Basic.TextField {
     Accessible.name: name
 
     background: Rectangle {
-        radius: 6
+        radius: Theme.rowRadius
         color: Theme.raised
         border { width: field.activeFocus ? 2 : 1; color: field.activeFocus ? Theme.accent : Theme.strongLine }
     }

@@ -13,16 +13,16 @@ Item {
 
     Rectangle {
         anchors.fill: parent
-        anchors.topMargin: code.row.opensBlock ? 0 : -8
-        anchors.bottomMargin: code.row.closesBlock ? 0 : -8
-        radius: 8
+        anchors.topMargin: code.row.opensBlock ? 0 : -radius
+        anchors.bottomMargin: code.row.closesBlock ? 0 : -radius
+        radius: Theme.blockRadius
         color: Theme.sunken
         border { width: 1; color: Theme.line }
     }
     Rectangle {
         visible: !code.row.opensBlock
-        anchors { left: parent.left; right: parent.right; top: parent.top; margins: 1; topMargin: -8 }
-        height: 9
+        anchors { left: parent.left; right: parent.right; top: parent.top; margins: 1; topMargin: -Theme.blockRadius }
+        height: Theme.blockRadius + 1
         color: Theme.sunken
     }
     Item {
@@ -52,6 +52,8 @@ Item {
         id: view
 
         row: code.row
+        ground: Theme.sunken
+        text: words
         anchors { top: head.bottom; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: 1 }
         height: words.implicitHeight + Theme.unit * (code.row.opensBlock ? 2 : 0) + Theme.unit * (code.row.closesBlock ? 1 : 0)
         contentWidth: words.width + Theme.unit * 6

@@ -11,7 +11,7 @@ Rectangle {
     readonly property bool isInterrupted: row.kind === TranscriptWindow.Interrupted
 
     implicitHeight: Math.max(words.implicitHeight, Theme.rowHeight) + Theme.unit * 4
-    radius: 8
+    radius: Theme.blockRadius
     color: isInterrupted ? Theme.attentionGround : Theme.badGround
 
     ThemeIcon {

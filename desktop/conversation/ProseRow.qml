@@ -16,7 +16,7 @@ Item {
         visible: prose.inset > 0
         width: Theme.unit / 2
         height: parent.height
-        radius: 1
+        radius: width / 2
         color: Theme.strongLine
     }
     RowText {

@@ -2,11 +2,17 @@ import QtQuick
 import Ravant.Conversation
 import Ravant.Theme
 
-/// What is wider than a transcript, which scrolls sideways by itself, by keys and to what is found in it.
+/// What is wider than a transcript, which scrolls sideways by itself, by keys and to what is found in it. Where it goes on
+/// at the right, its edge fades.
 Flickable {
     id: view
 
     required property RowItem row
+    /// On which it stands.
+    required property color ground
+    /// Nothing lies over it while some of it is selected.
+    required property RowText text
+    readonly property bool goesOn: contentX + width < contentWidth - Theme.unit
 
     function show(x: real) {
         const most = Math.max(0, contentWidth - width)
@@ -20,6 +26,20 @@ Flickable {
     flickableDirection: Flickable.HorizontalFlick
     boundsBehavior: Flickable.StopAtBounds
 
+    Loader {
+        parent: view
+        anchors { top: parent.top; right: parent.right }
+        width: Theme.unit * 8
+        active: view.goesOn && view.text.selectedText === ""
+        sourceComponent: Rectangle {
+            implicitHeight: view.text.y + view.text.implicitHeight
+            gradient: Gradient {
+                orientation: Gradient.Horizontal
+                GradientStop { position: 0; color: Qt.alpha(view.ground, 0) }
+                GradientStop { position: 1; color: view.ground }
+            }
+        }
+    }
     Connections {
         target: view.row
         function onSidewaysRequested(direction) { view.step(direction) }

@@ -1,5 +1,6 @@
 import QtQuick
 import Ravant.Conversation
+import Ravant.Theme
 
 /// A table of the agent, which scrolls sideways by itself.
 SidewaysScroll {
@@ -7,6 +8,8 @@ SidewaysScroll {
 
     implicitHeight: words.implicitHeight
     contentWidth: words.width
+    ground: row.isSelected ? Theme.selected : row.place < 0 ? Theme.attentionGround : Theme.window
+    text: words
 
     RowText {
         id: words

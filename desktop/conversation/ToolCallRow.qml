@@ -15,7 +15,7 @@ Item {
     Rectangle { x: Theme.unit * 1.5; width: 1; height: parent.height; color: Theme.line }
     Rectangle {
         anchors { fill: parent; leftMargin: Theme.unit * 4; rightMargin: -Theme.unit }
-        radius: 6
+        radius: Theme.rowRadius
         color: pointer.hovered ? Theme.hover : "transparent"
     }
     ThemeIcon {

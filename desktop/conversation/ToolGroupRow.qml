@@ -13,7 +13,7 @@ Item {
 
     Rectangle {
         anchors { fill: parent; leftMargin: -Theme.unit; rightMargin: -Theme.unit }
-        radius: 6
+        radius: Theme.rowRadius
         color: pointer.hovered ? Theme.hover : "transparent"
     }
     ThemeIcon {

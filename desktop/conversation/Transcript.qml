@@ -125,7 +125,7 @@ FocusScope {
         visible: target.text !== ""
         width: target.width + Theme.unit * 4
         height: Theme.rowHeight
-        radius: 6
+        radius: Theme.rowRadius
         color: Theme.raised
         border { width: 1; color: Theme.line }
         PlainLabel { id: target; anchors.centerIn: parent; width: Math.min(implicitWidth, transcript.width - Theme.unit * 12); text: transcript.hoveredLink; font.pixelSize: Theme.secondarySize }

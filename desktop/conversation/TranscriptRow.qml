@@ -76,7 +76,7 @@ RowItem {
             Rectangle {
                 anchors { fill: parent; leftMargin: -Theme.unit * 2; rightMargin: -Theme.unit * 2; topMargin: -Theme.unit; bottomMargin: -Theme.unit }
                 visible: self.isSelected
-                radius: 6
+                radius: Theme.rowRadius
                 color: Theme.selected
             }
             Rectangle {
@@ -88,7 +88,7 @@ RowItem {
             Rectangle {
                 anchors { fill: parent; leftMargin: -Theme.unit * 2; rightMargin: -Theme.unit * 2 }
                 visible: self.place < 0
-                radius: 6
+                radius: Theme.rowRadius
                 color: Theme.attentionGround
             }
         }

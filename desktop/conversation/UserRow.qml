@@ -17,7 +17,7 @@ Item {
         anchors.fill: parent
         anchors.topMargin: message.row.opensBlock ? 0 : -radius
         anchors.bottomMargin: message.row.closesBlock ? 0 : -radius
-        radius: 8
+        radius: Theme.blockRadius
         color: Theme.accentGround
     }
     Column {

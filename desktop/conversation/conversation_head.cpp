@@ -72,9 +72,12 @@ void ConversationHead::tell() {
     QStringList parts{shown(oneLine(summary_->projectName))};
     if (summary_->agentType) parts.append(shown(displayName(*summary_->agentType)));
     switch (stateOf(*summary_)) {
-      case ConversationState::running:
-        parts.append(tr("running for %1").arg(shown(shortDuration(now - summary_->run->since))));
+      case ConversationState::running: {
+        const auto lasted = now - summary_->run->since;
+        parts.append(lasted < std::chrono::seconds(1) ? tr("running")
+                                                      : tr("running for %1").arg(shown(shortDuration(lasted))));
         break;
+      }
       case ConversationState::interrupted:
         parts.append(tr("interrupted"));
         break;

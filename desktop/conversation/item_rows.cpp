@@ -233,18 +233,22 @@ std::vector<TranscriptRow> groupRows(const ShownItem& shownItem, const ItemFolds
   if (runs && calls.size() == 1) group.text = shown(shownItem.calls.front().subject);
   group.outcome = runs ? RowOutcome::running : RowOutcome::none;
   Timestamp end = shownItem.item.createdAt;
+  int failed = 0;
   for (const ToolInvocation& call : calls) {
     end = std::max(end, call.completedAt.value_or(call.status == ToolInvocationStatus::running ? around.now : end));
-    if (call.status == ToolInvocationStatus::failed) group.outcome = runs ? group.outcome : RowOutcome::failed;
+    if (call.status == ToolInvocationStatus::failed) ++failed;
   }
-  group.detail = calls.size() > 1 ? words("%n calls", static_cast<int>(calls.size())) : QString();
-  if (end - shownItem.item.createdAt >= std::chrono::seconds(1)) {
-    if (!group.detail.isEmpty()) group.detail += QStringLiteral(", ");
-    group.detail += QString::fromStdString(shortDuration(end - shownItem.item.createdAt));
+  if (failed > 0 && !runs) group.outcome = RowOutcome::failed;
+  QStringList details;
+  if (calls.size() > 1) details.append(words("%n calls", static_cast<int>(calls.size())));
+  if (failed > 0) details.append(calls.size() > 1 ? words("%n failed", failed) : words("failed"));
+  if (const auto lasted = end - shownItem.item.createdAt; lasted >= std::chrono::seconds(1)) {
+    details.append(QString::fromStdString(shortDuration(lasted)));
   }
+  group.detail = details.join(QStringLiteral(", "));
   group.name = words("Tool calls: ") + group.label;
   if (!group.detail.isEmpty()) group.name += QStringLiteral(", ") + group.detail;
-  group.name += outcomeWords(group.outcome) + foldWords(group.isOpen);
+  group.name += (runs ? outcomeWords(group.outcome) : QString()) + foldWords(group.isOpen);
   std::vector<TranscriptRow> rows{group};
   for (std::size_t index = 0; group.isOpen && index < calls.size(); ++index) {
     const ToolCallSummary& summary = shownItem.calls[index];

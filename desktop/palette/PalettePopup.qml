@@ -13,6 +13,8 @@ TitledPanel {
     readonly property SearchModel search: SearchModel {}
     /// Of each row below a head; a view guesses it from those it has made.
     readonly property int entryHeight: searches ? Theme.unit * 12 : Theme.unit * 8
+    /// A heading brings its own.
+    readonly property int spaceAboveList: rows.sectionCount > 0 ? 0 : Theme.unit * 2
     readonly property bool canSearchInstead: !searches && rows.count === 0 && field.text !== ""
     readonly property PaletteRows rows: searches ? search : goTo
 
@@ -31,7 +33,7 @@ TitledPanel {
         id: inside
 
         anchors.fill: parent
-        implicitHeight: field.height + Theme.unit * 5 + Math.max(empty.visible ? empty.implicitHeight + Theme.unit * 6 : 0, popup.rows.sectionCount * Theme.rowHeight + popup.rows.count * popup.entryHeight)
+        implicitHeight: field.height + Theme.unit * 3 + popup.spaceAboveList + Math.max(empty.visible ? empty.implicitHeight + Theme.unit * 6 : 0, popup.rows.sectionCount * (Theme.rowHeight + Theme.unit * 2) + popup.rows.count * popup.entryHeight)
 
         TextLine {
             id: field
@@ -51,7 +53,7 @@ TitledPanel {
         ListView {
             id: list
 
-            anchors { left: parent.left; right: parent.right; top: field.bottom; bottom: parent.bottom; topMargin: Theme.unit * 2; bottomMargin: Theme.unit }
+            anchors { left: parent.left; right: parent.right; top: field.bottom; bottom: parent.bottom; topMargin: popup.spaceAboveList; bottomMargin: Theme.unit }
             clip: true
             boundsBehavior: Flickable.StopAtBounds
             model: popup.rows

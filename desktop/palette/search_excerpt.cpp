@@ -129,8 +129,19 @@ class MarkdownSigns {
   std::optional<std::size_t> bracket_;
 };
 
+/// Whether a piece that begins within JSON shows the end of a member's name, or of the whole.
+bool endsJson(std::string_view text) {
+  const std::size_t begin = behindLeftOut(text);
+  if (begin == 0) return false;
+  const std::string_view behindName = text.substr(endOfWord(text, begin));
+  if (behindName.starts_with("\":") && behindName.find_first_of("\"{[-0123456789tfn", 2) == 2) return true;
+  const std::size_t closing = text.find_last_not_of("}]\"") + 1;
+  const bool closesAnObject = text.substr(closing).contains('}') && text.substr(closing).starts_with('"');
+  return closesAnObject && std::ranges::count(text, '{') < std::ranges::count(text, '}');
+}
+
 bool isJson(std::string_view text) {
-  if (text.starts_with("{\"") || text.starts_with("[{\"")) return true;
+  if (text.starts_with("{\"") || text.starts_with("[{\"") || endsJson(text)) return true;
   for (std::size_t quote = text.find('"'); quote != std::string_view::npos; quote = text.find('"', quote + 1)) {
     const std::size_t end = endOfWord(text, quote + 1);
     if (end > quote + 1 && text.substr(end).starts_with("\":")) return true;
@@ -138,25 +149,74 @@ bool isJson(std::string_view text) {
   return false;
 }
 
-/// The signs between the texts of JSON, and what they say.
-std::vector<Cut> jsonSigns(std::string_view text) {
-  constexpr std::string_view kSigns = "{}[]\",: ";
-  std::vector<Cut> cuts;
-  for (std::size_t at = text.find_first_of(kSigns); at != std::string_view::npos; at = text.find_first_of(kSigns, at)) {
-    const std::size_t end = std::min(text.find_first_not_of(kSigns, at), text.size());
-    const std::string_view run = text.substr(at, end - at);
-    const bool isAtEdge = at <= behindLeftOut(text) || end >= beforeLeftOut(text);
-    const bool isBetween = run.contains('"');
-    if (isAtEdge && (isBetween || run.find_first_of("{}[]") != std::string_view::npos)) {
-      cuts.push_back({at, end});
-    } else if (isBetween) {
-      const std::string_view otherwise = run.contains(' ') ? " " : "";
-      cuts.push_back({at, end, run.contains(':') ? ": " : run.contains(',') ? " · " : otherwise});
+/// The signs between the texts of JSON, and what they say. The same signs within a text stay, as far as these can be
+/// told apart in a piece whose escapes are gone.
+class JsonSigns {
+ public:
+  explicit JsonSigns(std::string_view text) : text_(text) {}
+
+  std::vector<Cut> find() {
+    for (std::size_t at = text_.find_first_of(kSigns); at != std::string_view::npos;
+         at = text_.find_first_of(kSigns, at)) {
+      const std::size_t end = std::min(text_.find_first_not_of(kSigns, at), text_.size());
+      if (at <= behindLeftOut(text_)) {
+        cutAtEdge(at, end);
+      } else if (const std::size_t begin = isText_ ? endOfText(at, end) : at; begin < end) {
+        end >= beforeLeftOut(text_) ? cutAtEdge(begin, end) : cut(begin, end);
+      }
+      at = end;
     }
-    at = end;
+    return std::move(cuts_);
   }
-  return cuts;
-}
+
+ private:
+  static constexpr std::string_view kSigns = "{}[]\",: ";
+
+  /// Where among the signs those begin with which the text ends; `end` where it goes on.
+  std::size_t endOfText(std::size_t at, std::size_t end) const {
+    for (std::size_t quote = text_.find('"', at); quote < end; quote = text_.find('"', quote + 1)) {
+      if (endsText(quote, end)) return quote;
+    }
+    return end;
+  }
+
+  bool endsText(std::size_t quote, std::size_t end) const {
+    const std::string_view behind = text_.substr(quote + 1, end - quote - 1);
+    if (behind.starts_with(':')) return mayBeName(quote);
+    const std::string_view rest = behind.substr(std::min(behind.find_first_not_of("}]"), behind.size()));
+    if (rest.empty()) return end >= beforeLeftOut(text_);
+    return rest.starts_with(',') && rest.find_first_of("\"{[") != std::string_view::npos;
+  }
+
+  bool mayBeName(std::size_t end) const {
+    return mayBeName_ && !text_.substr(textBegin_, end - textBegin_).contains(' ');
+  }
+
+  void cutAtEdge(std::size_t begin, std::size_t end) {
+    const std::string_view run = text_.substr(begin, end - begin);
+    if (run.find_first_of("{}[]\"") != std::string_view::npos) cuts_.push_back({begin, end});
+    goOn(run, end);
+  }
+
+  void cut(std::size_t begin, std::size_t end) {
+    const std::string_view run = text_.substr(begin, end - begin);
+    if (!run.contains('"')) return;
+    cuts_.push_back({begin, end, run.contains(':') ? ": " : run.contains(',') ? " · " : ""});
+    goOn(run, end);
+  }
+
+  void goOn(std::string_view run, std::size_t end) {
+    if (run.contains('"')) isText_ = run.ends_with('"');
+    mayBeName_ = run.ends_with("{\"") || run.ends_with(",\"") || run.ends_with(", \"") || run.ends_with("{ \"");
+    textBegin_ = end;
+  }
+
+  std::string_view text_;
+  std::vector<Cut> cuts_;
+  bool isText_ = true;
+  bool mayBeName_ = true;
+  std::size_t textBegin_ = behindLeftOut(text_);
+};
 
 /// Leaves out no cut in which something is marked.
 SearchSnippet without(const SearchSnippet& snippet, const std::vector<Cut>& cuts) {
@@ -189,7 +249,7 @@ SearchSnippet readable(SearchSnippet snippet, ConversationItemKind kind) {
     case ConversationItemKind::agentMessage:
       return without(snippet, MarkdownSigns(snippet).find());
     case ConversationItemKind::toolInvocationGroup:
-      return isJson(snippet.text) ? without(snippet, jsonSigns(snippet.text)) : snippet;
+      return isJson(snippet.text) ? without(snippet, JsonSigns(snippet.text).find()) : snippet;
     case ConversationItemKind::userMessage:
     case ConversationItemKind::compactionEvent:
     case ConversationItemKind::failureEvent:

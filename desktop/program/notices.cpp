@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <chrono>
 
+#include "desktop/program/sentence.hpp"
+
 namespace ravant::desktop {
 namespace {
 
@@ -96,7 +98,7 @@ QVariant Notices::data(const QModelIndex& index, int role) const {
     case idRole:
       return notice.id;
     case textRole:
-      return notice.text;
+      return sentence(notice.text);
     case isErrorRole:
       return notice.isError;
     case canUndoRole:

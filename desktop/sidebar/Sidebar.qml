@@ -127,10 +127,13 @@ FocusScope {
             Accessible.role: Accessible.StaticText
             Accessible.name: text
         }
+        TextMetrics { id: wholeUse; text: ownUse.words; font: use.font }
         PlainLabel {
+            id: use
+
             anchors { left: running.right; leftMargin: running.text === "" ? 0 : Theme.unit * 3; right: settings.left; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
             horizontalAlignment: Text.AlignLeft
-            text: ownUse.words
+            text: wholeUse.advanceWidth <= width ? ownUse.words : ownUse.memoryWords
             color: Theme.faint
             font.pixelSize: Theme.secondarySize
             Accessible.ignored: text === ""

@@ -12,7 +12,9 @@ constexpr qint64 kNamedDays = 7;
 /// Names the days of a list that goes back in time; each is worked out once.
 class Days {
  public:
-  explicit Days(Timestamp now) : today_(dayOf(now)) {}
+  explicit Days(Timestamp now) : today_(dayOf(now)), todayBegins_(beginOf(today_)) {}
+
+  bool isEarlier(Timestamp time) const { return time < todayBegins_; }
 
   QString name(Timestamp time) {
     if (time < begin_ || time >= end_) look(time);
@@ -47,6 +49,7 @@ class Days {
   }
 
   QDate today_;
+  Timestamp todayBegins_;
   Timestamp begin_;
   Timestamp end_;
   QString name_;
@@ -93,6 +96,7 @@ std::vector<SidebarRow> ConversationList::wantedRows() const {
                     .conversation = conversation,
                     .note = isOfAll ? names[conversation->project] : QString(),
                     .group = days.name(conversation->lastActivityAt),
+                    .isOfEarlierDay = days.isEarlier(conversation->lastActivityAt),
                     .state = conversation->state});
   }
   return rows;

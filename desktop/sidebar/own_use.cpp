@@ -56,6 +56,7 @@ awaitable<void> OwnUse::read() {
   const Use use = co_await alive(onPool(application.modelContainer()->work(), look));
   const QString words = tr("%1 memory · %2 stored").arg(sizeWords(use.memory), sizeWords(use.files));
   if (std::exchange(words_, words) == words) co_return;
+  memoryWords_ = tr("%1 memory").arg(sizeWords(use.memory));
   spoken_ = tr("Ravant uses %1 of memory, %2 are stored").arg(sizeWords(use.memory), sizeWords(use.files));
   Q_EMIT changed();
 }

@@ -17,8 +17,10 @@ class OwnUse : public QObject, public ViewModel {
   Q_OBJECT
   QML_ELEMENT
   Q_PROPERTY(QString words READ words NOTIFY changed)
-  /// The same with what the sizes are of, to be read aloud.
+  /// Both with what the sizes are of, to be read aloud.
   Q_PROPERTY(QString spoken READ spoken NOTIFY changed)
+  /// Where there is no room for both.
+  Q_PROPERTY(QString memoryWords READ memoryWords NOTIFY changed)
 
  public:
   explicit OwnUse(QObject* parent = nullptr) : OwnUse(DesktopWindow::instance(), parent) {}
@@ -26,6 +28,7 @@ class OwnUse : public QObject, public ViewModel {
 
   /// Empty until it is known.
   const QString& words() const { return words_; }
+  const QString& memoryWords() const { return memoryWords_; }
   const QString& spoken() const { return spoken_; }
 
  Q_SIGNALS:
@@ -43,6 +46,7 @@ class OwnUse : public QObject, public ViewModel {
   DesktopWindow& window_;
   Rereading rereading_;
   QString words_;
+  QString memoryWords_;
   QString spoken_;
 };
 

@@ -83,7 +83,7 @@ std::vector<SidebarRow> ProjectTree::wantedRows() const {
     if (branch.all == 0) {
       rows.push_back({.kind = SidebarRow::Kind::empty,
                       .project = project.id,
-                      .title = tr("No conversation yet"),
+                      .title = tr("No conversation yet."),
                       .name = tr("No conversation yet in %1").arg(name)});
     } else if (branch.all > kNewest) {
       const bool showsAll = showsAll_.contains(project.id);

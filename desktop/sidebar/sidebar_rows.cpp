@@ -1,5 +1,7 @@
 #include "desktop/sidebar/sidebar_rows.hpp"
 
+#include <QDateTime>
+#include <QLocale>
 #include <algorithm>
 #include <tuple>
 
@@ -45,6 +47,14 @@ QString descriptionOf(const SidebarRow& row) {
   }
   const QString count = newCount(row);
   return count.isEmpty() ? QString() : SidebarRows::tr("%1 new").arg(count);
+}
+
+/// As the user's clock shows it, without seconds.
+QString hourOf(Timestamp time) {
+  static const bool hasHalves = QLocale::system().timeFormat(QLocale::ShortFormat).contains(u'a', Qt::CaseInsensitive);
+  const auto milliseconds = std::chrono::floor<std::chrono::milliseconds>(time).time_since_epoch().count();
+  return QLocale::c().toString(QDateTime::fromMSecsSinceEpoch(milliseconds).time(),
+                               hasHalves ? QStringLiteral("h:mm AP") : QStringLiteral("HH:mm"));
 }
 
 Timestamp present() { return DesktopWindow::instance().application().modelContainer()->clock().now(); }
@@ -148,6 +158,7 @@ QString SidebarRows::aside(const SidebarRow& row, Timestamp at) const {
     case ConversationState::quiet:
       break;
   }
+  if (row.isOfEarlierDay) return hourOf(row.conversation->lastActivityAt);
   if (row.conversation) return QString::fromStdString(shortAge(row.conversation->lastActivityAt, at));
   return row.state == ConversationState::unread ? tr("%1 unread").arg(row.unread) : row.note;
 }

@@ -19,6 +19,7 @@ struct SidebarRow {
   QString name;                             ///< what is read aloud, likewise
   QString note;                             ///< a project's branch; the project of a conversation in a list of all
   QString group;                            ///< a day, in a list by days
+  bool isOfEarlierDay = false;              ///< in such a list: the hour tells more than the age
   ConversationState state = ConversationState::quiet;
   int unread = 0;  ///< conversations of a project that is closed
   bool isOpen = false;
@@ -53,7 +54,7 @@ class SidebarRows : public QAbstractListModel {
     groupRole,
     stateRole,
     newCountRole,     ///< of items that were not looked at; empty for a conversation that is not unread
-    asideRole,        ///< what stands at the right: a word of the state, an age, or a project's branch
+    asideRole,        ///< what stands at the right: a word of the state, an age or an hour, or a project's branch
     descriptionRole,  ///< what is read aloud behind the name
     isOpenRole,
     isArchivedRole

@@ -13,6 +13,9 @@ namespace {
 constexpr std::array<std::pair<std::string_view, char>, 4> kEntities{
     {{"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}}};
 
+constexpr std::string_view kDoneTask = "li class=\"checked\"";
+constexpr std::string_view kOpenTask = "li class=\"unchecked\"";
+
 bool isBlock(HtmlTag tag) {
   constexpr std::array kInline{HtmlTag::a, HtmlTag::b, HtmlTag::code, HtmlTag::i, HtmlTag::s};
   return std::ranges::find(kInline, tag) == kInline.end();
@@ -30,6 +33,8 @@ std::string_view nameOf(HtmlTag tag) {
   return kNames[static_cast<std::size_t>(tag)];
 }
 
+std::string_view taskMark(bool isDone) { return isDone ? "☑ " : "☐ "; }
+
 bool HtmlWriter::begin(HtmlTag tag) {
   const Written written = depth_ < kDeepest ? Written::yes : Written::no;
   open_.push_back({tag, written});
@@ -43,6 +48,14 @@ bool HtmlWriter::begin(HtmlTag tag) {
 
 void HtmlWriter::open(HtmlTag tag) {
   if (begin(tag)) html_.append("<").append(nameOf(tag)) += '>';
+}
+
+void HtmlWriter::openTask(bool isDone) {
+  if (begin(HtmlTag::li)) {
+    html_.append("<").append(isDone ? kDoneTask : kOpenTask) += '>';
+  } else {
+    text(taskMark(isDone));
+  }
 }
 
 void HtmlWriter::openLink(std::string_view href) {
@@ -111,6 +124,9 @@ std::string plainText(std::string_view html) {
                                                         "/pre", "/h1", "/h2", "/h3", "/h4", "blockquote"};
       if (tag == "br") {
         text += '\n';
+      } else if (tag == kDoneTask || tag == kOpenTask) {
+        endLine(text);
+        text += taskMark(tag == kDoneTask);
       } else if (std::ranges::find(kLines, tag) != kLines.end()) {
         endLine(text);
       }

@@ -10,14 +10,19 @@ enum class HtmlTag { a, b, blockquote, br, code, h1, h2, h3, h4, i, li, ol, p, p
 
 std::string_view nameOf(HtmlTag tag);
 
-/// Writes HTML of the tags above, with no attribute but `href` of `a`: whatever is put in, what comes out is
-/// well-formed, has no other tag, and nests at most `kDeepest` deep. Tags beyond that are left out, what is in them is
-/// not.
+/// The box of an item of a task list, where it is text.
+std::string_view taskMark(bool isDone);
+
+/// Writes HTML of the tags above, with no attribute but `href` of `a` and `class` of a task's `li`: whatever is put in,
+/// what comes out is well-formed, has no other tag, and nests at most `kDeepest` deep. Tags beyond that are left out,
+/// what is in them is not.
 class HtmlWriter {
  public:
   static constexpr std::size_t kDeepest = 16;
 
   void open(HtmlTag tag);
+  /// An item of a task list, whose box stands where others have their bullet.
+  void openTask(bool isDone);
   /// `href` has passed the gate of `linkKind`.
   void openLink(std::string_view href);
   /// Closes what was opened last and is still open.

@@ -208,13 +208,14 @@ void MarkdownReader::beginList(MD_BLOCKTYPE type, void* detail) {
 void MarkdownReader::beginItem(const MD_BLOCK_LI_DETAIL& item) {
   List& list = lists_.back();
   list.parts = 0;
+  const bool isDone = item.is_task && item.task_mark != ' ';
   if (list.marks == List::Marks::html) {
-    html_.open(HtmlTag::li);
+    item.is_task ? html_.openTask(isDone) : html_.open(HtmlTag::li);
   } else {
     if (html_.size() > 0) html_.breakLine();
     html_.text(std::to_string(list.number++) + ". ");
+    if (item.is_task) mark_ = taskMark(isDone);
   }
-  if (item.is_task) mark_ = item.task_mark == ' ' ? "☐ " : "☑ ";
 }
 
 void MarkdownReader::beginCell(MD_BLOCKTYPE type, const MD_BLOCK_TD_DETAIL& cell) {

@@ -67,6 +67,13 @@ class Theme final : public QObject {
   Q_PROPERTY(int smallRowHeight READ smallRowHeight NOTIFY sizesChanged)
   Q_PROPERTY(int headHeight READ headHeight NOTIFY sizesChanged)
   Q_PROPERTY(int iconSize READ iconSize NOTIFY sizesChanged)
+  /// Of the corners of what lies in a line: rows, buttons, fields.
+  Q_PROPERTY(int rowRadius READ rowRadius NOTIFY sizesChanged)
+  /// Of what has a ground of its own between texts: code, messages, reasons.
+  Q_PROPERTY(int blockRadius READ blockRadius NOTIFY sizesChanged)
+  Q_PROPERTY(int composerRadius READ composerRadius NOTIFY sizesChanged)
+  /// Of what floats over the window.
+  Q_PROPERTY(int floatingRadius READ floatingRadius NOTIFY sizesChanged)
   /// In percent, from 80 to 200.
   Q_PROPERTY(int zoom READ zoom WRITE setZoom NOTIFY sizesChanged)
   /// Milliseconds of a fold or a panel that opens; 0 where the desktop asks for reduced motion.
@@ -130,6 +137,10 @@ class Theme final : public QObject {
   int smallRowHeight() const { return std::max(kLeastTarget, scaled(26)); }
   int headHeight() const { return scaled(48); }
   int iconSize() const { return scaled(16); }
+  int rowRadius() const { return scaled(6); }
+  int blockRadius() const { return scaled(8); }
+  int composerRadius() const { return scaled(10); }
+  int floatingRadius() const { return scaled(12); }
 
   int zoom() const { return zoom_; }
   /// The nearest possible one.

@@ -6,7 +6,7 @@ import Ravant.Program
 Question {
     id: question
 
-    words: Workbench.end.runs === 1 ? qsTr("A prompt is still running") : qsTr("%1 prompts are still running").arg(Workbench.end.runs)
+    words: Workbench.end.runs === 1 ? qsTr("A prompt is still running.") : qsTr("%1 prompts are still running.").arg(Workbench.end.runs)
     explanation: qsTr("In the background Ravant goes on until nothing runs any more, then quits. If stopped, what was done so far is kept.")
     onClosed: if (Workbench.end.state === OrderlyEnd.Asking) Workbench.end.cancel()
 

@@ -35,12 +35,12 @@ FocusScope {
                 required property string text
                 required property bool isError
                 required property bool canUndo
-                readonly property real besideWords: Theme.unit * 7 + (sign.visible ? sign.width + row.spacing : 0) + (undo.visible ? undo.width + row.spacing : 0) + dismiss.width + row.spacing
+                readonly property real besideWords: Theme.unit * 5 + (sign.visible ? sign.width + row.spacing : 0) + (undo.visible ? undo.width + row.spacing : 0) + dismiss.width + row.spacing
 
                 anchors.horizontalCenter: parent?.horizontalCenter
                 width: Math.min(list.room, words.implicitWidth + besideWords, Theme.unit * 150)
                 height: Math.max(Theme.unit * 10, words.implicitHeight + Theme.unit * 4)
-                radius: 12
+                radius: Theme.floatingRadius
                 color: isError ? Theme.badGround : Theme.raised
                 border { width: 1; color: Theme.line }
                 Accessible.role: Accessible.AlertMessage

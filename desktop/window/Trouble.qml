@@ -27,7 +27,7 @@ QtWindow.Window {
             spacing: Theme.unit * 2
             ThemeIcon { anchors.verticalCenter: parent.verticalCenter; name: "warning"; color: Theme.bad }
             PlainLabel {
-                text: qsTr("Ravant cannot start")
+                text: qsTr("Ravant cannot start.")
                 font { pixelSize: Theme.proseSize; weight: Font.DemiBold }
                 Accessible.ignored: false
                 Accessible.role: Accessible.StaticText

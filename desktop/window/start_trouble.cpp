@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "core/store/store_error.hpp"
+#include "desktop/program/sentence.hpp"
 #include "platform/settings/setting.hpp"
 #include "platform/text/duration_text.hpp"
 
@@ -37,7 +38,7 @@ QString reasonOf(const Locations& locations, const std::exception& error) {
   std::error_code unknown;
   const std::filesystem::path& folder = locations.dataFolder;
   const bool isNoFolder = std::filesystem::exists(folder, unknown) && !std::filesystem::is_directory(folder, unknown);
-  if (!isNoFolder) return QString::fromUtf8(error.what());
+  if (!isNoFolder) return sentence(QString::fromUtf8(error.what()));
   return StartTrouble::tr("The data folder %1 is a file, not a folder.").arg(QString::fromStdString(folder.string()));
 }
 
@@ -90,7 +91,7 @@ void StartTrouble::restore() {
     if (!self) return;
     self->isBusy_ = false;
     if (fault.isEmpty()) return self->tryAgain();
-    self->reason_ = fault;
+    self->reason_ = sentence(fault);
     Q_EMIT self->changed();
   });
 }

@@ -53,7 +53,8 @@ TEST_F(Troubles, areThoseOfAllAgentsUntilOneCanBegin) {
   workbench.window().startNewConversation(textOf(project.id));
   ASSERT_TRUE(until([&] { return troubles().count() == 2; }));
   EXPECT_EQ(troubles().readyAgents(), QString());
-  EXPECT_THAT(words(0), HasSubstr("has no key of OpenRouter or Mistral"));
+  EXPECT_EQ(words(0).substr(0, words(0).find(". ")), "Ravant has no key of OpenRouter or Mistral");
+  EXPECT_THAT(words(0), testing::EndsWith(". Enter a key here to work with Ravant."));
   EXPECT_EQ(remedy(0), AgentTroubles::Remedy::Key);
   EXPECT_EQ(words(1), "Claude Code was not found at /gone/claude.");
   EXPECT_EQ(remedy(1), AgentTroubles::Remedy::Path);

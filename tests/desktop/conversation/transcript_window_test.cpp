@@ -1,5 +1,6 @@
 #include "desktop/conversation/transcript_window.hpp"
 
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
@@ -99,6 +100,33 @@ TEST_F(TranscriptWindowTest, ShowsEachBlockAndEachCallAsARow) {
   EXPECT_EQ(window.nextStop(5, 1), 5);
   window.setOpen(4, false);
   EXPECT_EQ(window.rowCount(), 5);
+}
+
+TEST_F(TranscriptWindowTest, TellsInTheLineOfAGroupHowManyCallsFailed) {
+  const auto fail = [&](std::string id) {
+    await(writer_->completeToolInvocation(conversation_, std::move(id), "no", ToolOutcome::failed));
+  };
+  call("one", "make");
+  call("two", "make test");
+  fail("two");
+  complete("one", "done");
+  message("Once more.");
+  call("three", "make");
+  fail("three");
+  message("And again.");
+  call("four", "make");
+  fail("four");
+  call("five", "make");
+  see();
+  TranscriptWindow window;
+  open(window);
+  const auto name = [&](std::size_t row) { return window.rows()[row].name.toStdString(); };
+  constexpr auto kTime = "(, [0-9]+ s)?";
+  EXPECT_THAT(name(0), testing::MatchesRegex(fmt::format("Tool calls: .*, 2 calls, 1 failed{}, collapsed", kTime)));
+  EXPECT_THAT(name(2), testing::MatchesRegex(fmt::format("Tool calls: [^,]*, failed{}, collapsed", kTime)));
+  EXPECT_THAT(name(4),
+              testing::MatchesRegex(fmt::format("Tool calls: .*, 2 calls, 1 failed{}, running, expanded", kTime)));
+  EXPECT_THAT(window.rows()[0].detail.toStdString(), testing::StartsWith("2 calls, 1 failed")) << "it is shown, too";
 }
 
 TEST_F(TranscriptWindowTest, ChangesNothingButTheLastRowsOfAMessageThatGrowsAndIsStored) {

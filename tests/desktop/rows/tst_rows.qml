@@ -117,6 +117,33 @@ Item {
             }
         }
 
+        /// The first item below another one for which `fits` is true.
+        function find(item, fits) {
+            for (let index = 0; index < item.children.length; ++index) {
+                const child = item.children[index]
+                const found = fits(child) ? child : find(child, fits)
+                if (found) return found
+            }
+            return null
+        }
+        function test_fades_where_a_line_goes_on_data() { return [{ tag: "code" }, { tag: "table" }, { tag: "output" }] }
+        function test_fades_where_a_line_goes_on(data) {
+            const row = make(kinds.find(roles => roles.name === data.tag), 440)
+            waitForRendering(row)
+            const view = find(row, item => item.goesOn !== undefined)
+            const fades = () => find(view, item => item.gradient) !== null
+            verify(fades())
+            view.text.select(0, 4)
+            verify(!fades(), "over what is selected")
+            view.text.deselect()
+            verify(fades())
+            view.contentX = view.contentWidth - view.width
+            verify(!fades(), "at the end")
+            row.width = 1900
+            view.contentX = 0
+            verify(!fades(), "where there is room")
+        }
+
         function test_does_what_is_pressed_data() {
             return [
                 { tag: "group", signal: "toggled" },

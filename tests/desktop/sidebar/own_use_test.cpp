@@ -17,6 +17,7 @@ TEST(OwnUseTest, TellsMemoryAndFilesAndReadsThemAgainWhenTheWindowIsLookedAt) {
   desktop::OwnUse use(workbench.window(), nullptr);
   ASSERT_TRUE(until([&] { return !use.words().isEmpty(); }));
   EXPECT_THAT(use.words().toStdString(), MatchesRegex("[1-9][0-9]* MB memory · [1-9][0-9]* [kM]B stored"));
+  EXPECT_TRUE(use.words().startsWith(use.memoryWords() + QStringLiteral(" ·"))) << use.memoryWords().toStdString();
 
   const std::filesystem::path folder = workbench.application().locations().dataFolder / "more";
   std::filesystem::create_directories(folder);

@@ -19,6 +19,7 @@ using desktop::ConversationList;
 using desktop::DesktopWindow;
 using desktop::ProjectTree;
 using desktop::RecentConversations;
+using desktop::SidebarRows;
 using desktop::textOf;
 
 /// The store as another process has it open.
@@ -168,6 +169,24 @@ TEST_F(ProjectTreeTest, ReadsTheBranchAgainWhenARunEndsAndWhenTheWindowIsLookedA
   checkOut("main");
   workbench.window().setActive(true);
   EXPECT_TRUE(comesToShow(tree, {"v weather | main", "  Tiles"}));
+}
+
+TEST_F(ProjectTreeTest, TellsTheAgeOfTodayAndTheHourOfTheDaysBefore) {
+  const Project project = workbench.addProject("weather");
+  const Timestamp now = workbench.application().modelContainer()->clock().now();
+  other.clock->set(now - std::chrono::days(3));
+  say(converse(project, "Tiles"));
+  other.clock->set(now);
+  say(converse(project, "Keys"));
+  ProjectTree tree;
+  const ConversationList list;
+  ASSERT_TRUE(until([&] { return list.rowCount() == 2; }));
+  const auto aside = [](const SidebarRows& rows, int row) {
+    return rows.data(rows.index(row), SidebarRows::asideRole).toString().toStdString();
+  };
+  EXPECT_EQ(aside(list, 0), "now");
+  EXPECT_THAT(aside(list, 1), testing::MatchesRegex("[0-9]+:[0-9][0-9]( [AP]M)?")) << "its heading has the day";
+  EXPECT_THAT(aside(tree, 2), testing::Not(testing::HasSubstr(":"))) << "there is none";
 }
 
 std::string newIn(const ConversationSummary& summary) {

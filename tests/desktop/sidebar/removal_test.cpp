@@ -62,7 +62,7 @@ TEST_F(SidebarRemovalTest, TakesAProjectFromTheStoreWhenItCanNoLongerBeUndone) {
   actions.remove(textOf(project.id));
   EXPECT_THAT(lines(tree), IsEmpty());
   EXPECT_EQ(window.conversation(), QString()) << "what is removed is left";
-  EXPECT_THAT(notices(), ElementsAre("weather was removed; its folder stays"));
+  EXPECT_THAT(notices(), ElementsAre("weather was removed; its folder stays."));
   undo();
   EXPECT_EQ(lines(tree), all);
   EXPECT_EQ(window.conversation(), textOf(tiles));

@@ -64,6 +64,7 @@ TEST(ThemeTest, ZoomScalesEverySizeWithinItsBounds) {
   theme.setZoom(200);
   EXPECT_EQ(theme.interfaceSize(), 26);
   EXPECT_EQ(theme.unit(), 8);
+  EXPECT_EQ(theme.floatingRadius(), 24);
   theme.setZoom(1000);
   EXPECT_EQ(theme.zoom(), 200);
   theme.setZoom(10);
