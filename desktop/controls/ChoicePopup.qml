@@ -46,6 +46,15 @@ Basic.Popup {
             Keys.onDownPressed: list.incrementCurrentIndex()
             onAccepted: if (list.currentIndex >= 0) popup.chosen(list.currentIndex)
         }
+        VerticalScroll {
+            z: 1
+            anchors { top: list.top; bottom: list.bottom; right: list.right }
+            orientation: Qt.Vertical
+            interactive: false
+            // The list's own ratio is of the height that it guessed before it had all rows.
+            size: Math.min(1, list.height / Math.max(1, list.contentHeight))
+            position: list.visibleArea.yPosition
+        }
         ReadingOrder { list: list }
         ListView {
             id: list
@@ -56,7 +65,6 @@ Basic.Popup {
             boundsBehavior: Flickable.StopAtBounds
             model: popup.model
             highlightMoveDuration: 0
-            Basic.ScrollBar.vertical: VerticalScroll {}
             PointerChoice { list: list; onPointed: row => { if (row >= 0) list.currentIndex = row } }
             Accessible.role: Accessible.List
             Accessible.name: popup.name

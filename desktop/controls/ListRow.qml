@@ -17,7 +17,7 @@ Item {
     readonly property bool hovered: pointer.hovered
     default property alias content: inside.data
     readonly property bool hasFocus: current && (ListView.view?.activeFocus ?? false)
-    readonly property bool isBesideScrollBar: (ListView.view?.visibleArea.heightRatio ?? 1) < 1
+    readonly property bool isBesideScrollBar: (ListView.view?.contentHeight ?? 0) > (ListView.view?.height ?? 0)
 
     signal clicked
     signal menuRequested
