@@ -19,6 +19,7 @@
 #include "desktop/window/qml_plugins.hpp"
 #include "desktop/window/settings_follower.hpp"
 #include "desktop/window/start_trouble.hpp"
+#include "desktop/window/store_opening.hpp"
 #include "desktop/window/window_engine.hpp"
 #include "desktop/window/window_placement.hpp"
 #include "platform/files/private_file.hpp"
@@ -170,14 +171,16 @@ int start(int argc, char** argv, const StartOptions& options) {
   scheme.follow();
   InterfaceLoop loop;
   for (;;) {
-    std::optional<DesktopProgram> program;
+    std::unique_ptr<Application> opened;
     try {
-      program.emplace(locations);
+      opened = openStore(locations, [&] { lookAsSettingsSay(locations, theme); });
     } catch (const std::exception& error) {
       if (decideOn(locations, error, theme) == StartTrouble::Decision::quit) return EXIT_FAILURE;
       continue;
     }
-    return show(*program, theme, options, place);
+    if (!opened) return EXIT_SUCCESS;
+    DesktopProgram program(std::move(opened));
+    return show(program, theme, options, place);
   }
 }
 

@@ -4,8 +4,8 @@
 
 namespace ravant::desktop {
 
-DesktopProgram::DesktopProgram(const Locations& locations)
-    : application_(Application::open(locations)),
+DesktopProgram::DesktopProgram(std::unique_ptr<Application> application)
+    : application_(std::move(application)),
       window_(std::make_unique<DesktopWindow>(*application_, changes_)),
       queue_(*application_) {}
 

@@ -15,8 +15,9 @@ namespace ravant::desktop {
 /// Made behind the `InterfaceLoop` and destroyed before it, after everything that QML made. On the interface thread.
 class DesktopProgram {
  public:
+  explicit DesktopProgram(std::unique_ptr<Application> application);
   /// Blocks. Throws what `Application::open` throws.
-  explicit DesktopProgram(const Locations& locations);
+  explicit DesktopProgram(const Locations& locations) : DesktopProgram(Application::open(locations)) {}
   ~DesktopProgram();
   DesktopProgram(const DesktopProgram&) = delete;
   DesktopProgram& operator=(const DesktopProgram&) = delete;

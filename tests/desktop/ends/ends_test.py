@@ -1,6 +1,7 @@
 #!/usr/bin/python3 -B
 """How the window begins and ends, and what it leaves: `ends_test.py RAVANT_DESKTOP RAVANT`."""
 
+import fcntl
 import json
 import re
 import signal
@@ -68,6 +69,15 @@ class Ends(DesktopCase):
         self.desktop.start()
         self.assertIsNone(self.desktop.find("panel", "Sidebar", ["showing"]))
         self.desktop.end()
+
+    def test_tells_that_it_waits_for_a_store_which_another_program_upgrades(self):
+        self.run_ravant("project", "list")
+        with (self.desktop.data / "store.lock").open("rb+") as upgrading:
+            fcntl.flock(upgrading, fcntl.LOCK_EX)
+            self.desktop.launch()
+            self.desktop.wait_for("label", "Opening…")
+        self.desktop.wait_for("panel", "Sidebar")
+        self.assertEqual(self.desktop.end(), 0)
 
     def selection(self):
         with closing(sqlite3.connect(self.desktop.data / "store.sqlite")) as store:
