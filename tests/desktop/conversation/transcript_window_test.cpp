@@ -628,7 +628,7 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
   void step(TranscriptWindow& window) {
     const int rows = window.rowCount();
     const int row = rows == 0 ? 0 : below(rows);
-    switch (below(17)) {
+    switch (below(18)) {
       case 0:
         return prompt("Prompt " + std::to_string(++number_));
       case 1:
@@ -664,9 +664,17 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
         return leaveAndComeBack(window);
       case 15:
         return Q_EMIT workbench_.program().changes().everythingChanged();
+      case 16:
+        return rows == 0 ? void() : remove(window.rows()[static_cast<std::size_t>(row)].item);
       default:
         return window.showMore(row);
     }
+  }
+
+  void remove(ConversationItemId item) {
+    sqlite::Database store = workbench_.application().modelContainer()->connect();
+    store.execute(("DELETE FROM conversation_item WHERE id = " + item.text()).c_str());
+    Q_EMIT workbench_.program().changes().itemChanged(conversation_, item, ChangeOperation::removed);
   }
 
   void leaveAndComeBack(TranscriptWindow& window) {
