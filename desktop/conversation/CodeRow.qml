@@ -70,6 +70,7 @@ Item {
             text: code.row.style.code(code.row.words)
             font { family: Theme.codeFont; pixelSize: Theme.secondarySize; preferShaping: false }
         }
+        Caret { words: words }
     }
     MoreButton { id: more; row: code.row; anchors { top: view.bottom; left: parent.left; leftMargin: Theme.unit } }
 }

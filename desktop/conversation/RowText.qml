@@ -47,6 +47,7 @@ TextEdit {
     TextPainter {
         document: edit.textDocument
         code: edit.row.paint
+        hasCode: edit.row.html.includes("<code") || edit.row.html.includes("<pre")
         marked: edit.row.rows.markedText
         place: edit.row.place
         onPositionChanged: edit.row.placeFound(edit, position)

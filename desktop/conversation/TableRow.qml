@@ -19,4 +19,5 @@ SidewaysScroll {
         textFormat: TextEdit.RichText
         text: table.row.style.page(table.row.html, table.row.style.sheet, 0)
     }
+    Caret { words: words }
 }

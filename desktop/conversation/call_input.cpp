@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -10,9 +11,10 @@
 namespace ravant::desktop {
 namespace {
 
+using Edit = std::pair<std::string_view, std::string_view>;
+
 /// By which names agents give what an edit takes away and what it puts there.
-constexpr std::array kEdits = {std::pair<std::string_view, std::string_view>{"old_string", "new_string"},
-                               std::pair<std::string_view, std::string_view>{"oldText", "newText"}};
+constexpr std::array kEdits = {Edit{"old_string", "new_string"}, Edit{"oldText", "newText"}};
 
 void addLines(std::string& text, std::string_view before, std::string_view lines) {
   while (lines.ends_with('\n')) lines.remove_suffix(1);
@@ -36,6 +38,39 @@ void addMember(std::string& text, std::string_view key, const json::value& value
   }
 }
 
+/// How `object` names what it takes away and what it puts there, if it is an edit.
+const Edit* editIn(const json::object& object) {
+  const auto* const found = std::ranges::find_if(
+      kEdits, [&](const Edit& edit) { return stringAt(object, edit.first) && stringAt(object, edit.second); });
+  return found == kEdits.end() ? nullptr : found;
+}
+
+bool isListOfEdits(const json::value& value) {
+  const json::array* const members = value.if_array();
+  return members && !members->empty() && std::ranges::all_of(*members, [](const json::value& member) {
+           const json::object* const object = asObject(&member);
+           return object && editIn(*object);
+         });
+}
+
+void addObject(std::string& text, const json::object& object) {
+  const Edit* const edit = editIn(object);
+  for (const auto& [key, value] : object) {
+    if (edit && key == edit->first) {
+      addLines(text, "- ", *stringAt(object, key));
+    } else if (edit && key == edit->second) {
+      addLines(text, "+ ", *stringAt(object, key));
+    } else if (isListOfEdits(value)) {
+      for (const json::value& member : value.get_array()) {
+        if (!text.empty()) text += '\n';
+        addObject(text, member.get_object());
+      }
+    } else {
+      addMember(text, key, value);
+    }
+  }
+}
+
 }  // namespace
 
 std::string readableInput(std::string_view input) {
@@ -43,16 +78,7 @@ std::string readableInput(std::string_view input) {
   const json::object* const object = asObject(parsed ? &*parsed : nullptr);
   if (!object || object->empty()) return std::string(input);
   std::string text;
-  for (const auto& [key, value] : *object) {
-    bool isOfEdit = false;
-    for (const auto& [old, replacement] : kEdits) {
-      const bool isEdit = stringAt(*object, old) && stringAt(*object, replacement);
-      if (isEdit && key == old) addLines(text, "- ", *stringAt(*object, old));
-      if (isEdit && key == replacement) addLines(text, "+ ", *stringAt(*object, replacement));
-      isOfEdit = isOfEdit || (isEdit && (key == old || key == replacement));
-    }
-    if (!isOfEdit) addMember(text, key, value);
-  }
+  addObject(text, *object);
   return text;
 }
 

@@ -74,10 +74,11 @@ void addCode(std::vector<TranscriptRow>& rows, const TranscriptRow& base, std::s
   const auto lines = textLines(text, kLongestLine);
   const Highlighter highlighter(language);
   Highlighter::State state;
+  const QString name = shown(languageName(language));
   const QString source = QString::fromStdString(std::string(text));
   const bool isShort = pieceLength(lines, pieceLimit(false)) == lines.size();
   addPieces(rows, base, lines, pieceLimit(isWhole && !isShort), isWhole ? kAllPieces : 1, [&](TranscriptRow& row) {
-    row.name = cut(words("Code, %1: ").arg(base.label.isEmpty() ? words("plain") : base.label) + row.text);
+    row.name = cut(words("Code, %1: ").arg(name.isEmpty() ? words("plain") : name) + row.text);
     row.paint = paintOf(row.text, highlighter, state);
     row.source = source;
   });
@@ -195,6 +196,12 @@ QString durationOf(const ToolInvocation& call, Timestamp now) {
   return QString::fromStdString(shortDuration(lasted));
 }
 
+bool isDiff(std::string_view text) {
+  text = trimmed(text);
+  return text.starts_with("diff --git ") || text.starts_with("@@ -") || text.contains("\ndiff --git ") ||
+         (text.starts_with("--- ") && text.contains("\n+++ "));
+}
+
 constexpr PieceLimit kCallPiece{.lines = kShownOutputLines, .bytes = kLongestPiece};
 
 /// The texts of an open call, of which long ones are shown in part.
@@ -210,7 +217,8 @@ void addCallTexts(std::vector<TranscriptRow>& rows, const TranscriptRow& call, c
                              .block = static_cast<int>(part),
                              .label = label,
                              .source = QString::fromStdString(std::string(source))};
-    const Highlighter highlighter(isInput && kind == ToolCallKind::edit ? "diff" : "");
+    const bool isChange = isInput ? kind == ToolCallKind::edit : isDiff(text);
+    const Highlighter highlighter(isChange ? "diff" : "");
     Highlighter::State state;
     const auto pieces = folds.pieces.find({call.invocation, part});
     addPieces(rows, base, textLines(text, kLongestLine), kCallPiece, pieces == folds.pieces.end() ? 1 : pieces->second,
@@ -382,7 +390,7 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
     if (row.kind != RowKind::table && block.html.size() > kLongestProse) row.kind = RowKind::code;
     if (row.kind == RowKind::code) {
       const std::string language = block.language.value_or("");
-      row.label = shown(languageName(language));
+      row.label = shown(block.file.value_or(languageName(language)));
       addCode(rows, row, language, block.source, folds.whole.contains(row.block));
       continue;
     }

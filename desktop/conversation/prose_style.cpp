@@ -24,6 +24,7 @@ QString ProseStyle::sheet() const {
              "ul, ol { margin-top: 0; margin-bottom: 0 } li { margin-bottom: 2px } "
              "a { color: %1; text-decoration: none } "
              "code, pre { font-family: '%2'; font-size: %3px; background-color: %4 } "
+             "pre { white-space: pre-wrap; margin: 0 } "
              "th { color: %5; font-weight: normal } blockquote { margin: 0 } "
              "h1, h2, h3, h4 { font-weight: 600; font-size: %6px; line-height: 145% }</style>")
       .arg(theme.accent().name(), theme.codeFont())

@@ -60,6 +60,7 @@ class TextPainter::Highlighter : public QSyntaxHighlighter {
         setFormat(static_cast<int>(span.begin), static_cast<int>(span.length), formatOf(span.token));
       }
     }
+    if (painter_.hasCode_) keepLetters();
     const Theme& theme = Theme::instance();
     for (const FoundSpan& span : foundSpans(text, painter_.folded_)) {
       const bool isCurrent = currentBlock().position() + span.begin == painter_.position_;
@@ -71,6 +72,19 @@ class TextPainter::Highlighter : public QSyntaxHighlighter {
   }
 
  private:
+  // A ligature would change what is read: != is no ≠.
+  void keepLetters() {
+    const QTextBlock block = currentBlock();
+    const QString codeFont = Theme::instance().codeFont();
+    QTextCharFormat format;
+    format.setFontStyleStrategy(QFont::PreferNoShaping);
+    for (auto at = block.begin(); !at.atEnd(); ++at) {
+      const QTextFragment part = at.fragment();
+      const bool isCode = part.charFormat().fontFamilies().toStringList().contains(codeFont);
+      if (isCode) setFormat(part.position() - block.position(), part.length(), format);
+    }
+  }
+
   const TextPainter& painter_;
 };
 
@@ -91,7 +105,7 @@ void TextPainter::paint() {
   if (!document_ || !document_->textDocument()) return;
   QTextDocument* const document = document_->textDocument();
   document->setIndentWidth(5 * Theme::instance().unit());
-  if (!highlighter_ && marked_.isEmpty() && !code_) return;
+  if (!highlighter_ && marked_.isEmpty() && !code_ && !hasCode_) return;
   if (!highlighter_) highlighter_ = new Highlighter(document, *this);
   if (!growth_) growth_ = connect(document, &QTextDocument::contentsChange, this, &TextPainter::lookAgain);
   folded_ = foldedForSearch(marked_.toStdString());

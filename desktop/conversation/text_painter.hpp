@@ -13,13 +13,16 @@
 
 namespace ravant::desktop {
 
-/// Paints code, and marks what was found whatever its case and accents, in the document of a text that is shown.
+/// Paints code, keeps what is code in prose from being drawn with ligatures, and marks what was found whatever its case
+/// and accents, in the document of a text that is shown.
 class TextPainter : public QObject {
   Q_OBJECT
   QML_ELEMENT
   Q_PROPERTY(QQuickTextDocument* document MEMBER document_ NOTIFY changed)
   /// A row's `paint`.
   Q_PROPERTY(QVariant code READ code WRITE setCode NOTIFY changed)
+  /// Whether code stands in its prose.
+  Q_PROPERTY(bool hasCode MEMBER hasCode_ NOTIFY changed)
   Q_PROPERTY(QString marked MEMBER marked_ NOTIFY changed)
   /// Which of what is marked stands out, counted from 1.
   Q_PROPERTY(int place MEMBER place_ NOTIFY changed)
@@ -46,6 +49,7 @@ class TextPainter : public QObject {
   void lookForPlace();
 
   QQuickTextDocument* document_ = nullptr;
+  bool hasCode_ = false;
   QString marked_;
   std::string folded_;
   int place_ = 0;

@@ -62,6 +62,9 @@ class Highlighter {
 /// stands for, as the shortest word for it (`cpp`); empty where it is not known.
 std::string_view languageOf(std::string_view infoStringOrFileName);
 
+/// The file that what stands behind a fence names, if it does: `ts:src/a.ts`, `py title="a.py"`.
+std::string_view fileNamedIn(std::string_view infoString);
+
 /// As it is shown: `C++`. The word itself where it is not known.
 std::string languageName(std::string_view infoStringOrFileName);
 

@@ -27,8 +27,10 @@ struct MarkdownBlock {
   std::string html = {};
   /// What is copied: of code the code, else the Markdown as it was written. To be shown it goes through `shownText`.
   std::string source = {};
-  /// Of fenced code: the first word behind the fence.
+  /// Of fenced code: the first word behind the fence, or the file where the word is no language.
   std::optional<std::string> language = std::nullopt;
+  /// Of fenced code: the file that is named behind the fence.
+  std::optional<std::string> file = std::nullopt;
   /// Of headings, 1 to 6.
   int level = 0;
   std::optional<MarkdownTable> table = std::nullopt;

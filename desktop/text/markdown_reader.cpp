@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "desktop/text/highlighter.hpp"
 #include "desktop/text/markdown_tables.hpp"
 #include "platform/text/text.hpp"
 
@@ -139,7 +140,11 @@ void MarkdownReader::beginBlock(MD_BLOCKTYPE type, void* detail) {
   if (type == MD_BLOCK_H) block.level = static_cast<int>(static_cast<MD_BLOCK_H_DETAIL*>(detail)->level);
   if (type == MD_BLOCK_CODE) {
     const auto& code = *static_cast<MD_BLOCK_CODE_DETAIL*>(detail);
-    if (code.lang.size > 0) block.language = value(code.lang);
+    if (code.lang.size > 0) {
+      block.language = value(code.lang);
+      if (const std::string file(fileNamedIn(value(code.info))); !file.empty()) block.file = file;
+      if (block.file && languageOf(*block.language).empty()) block.language = block.file;
+    }
   }
   if (type == MD_BLOCK_TABLE) {
     extent.rows = static_cast<MD_BLOCK_TABLE_DETAIL*>(detail)->body_row_count;

@@ -10,6 +10,7 @@ namespace ravant::desktop {
 namespace {
 
 constexpr std::size_t kLongestName = 200;
+constexpr std::size_t kLongestInfo = 1000;
 
 bool isListed(std::string_view list, std::string_view word) {
   for (std::size_t at = list.find(word); at != list.npos && !word.empty(); at = list.find(word, at + 1)) {
@@ -20,7 +21,7 @@ bool isListed(std::string_view list, std::string_view word) {
 }
 
 /// What `word` is listed as in `list`, a member of each language.
-const Language* listedIn(std::string_view Language::* list, std::string_view word) {
+const Language* listedIn(std::string_view Language::*list, std::string_view word) {
   for (const std::span<const Language> languages : allLanguages()) {
     const auto found = std::ranges::find_if(languages, [&](const Language& l) { return isListed(l.*list, word); });
     if (found != languages.end()) return &*found;
@@ -59,6 +60,20 @@ const Language* findLanguage(std::string_view infoStringOrFileName) {
 std::string_view languageOf(std::string_view infoStringOrFileName) {
   const Language* const language = findLanguage(infoStringOrFileName);
   return language == nullptr ? std::string_view() : language->aliases.substr(0, language->aliases.find(' '));
+}
+
+std::string_view fileNamedIn(std::string_view infoString) {
+  constexpr std::string_view kBetween = " \t,:;{}()=\"'";
+  std::string_view rest = trimmed(infoString.substr(0, kLongestInfo));
+  while (!rest.empty()) {
+    const std::string_view word = rest.substr(0, rest.find_first_of(kBetween));
+    const std::size_t dot = word.rfind('.');
+    const bool isOfLanguage =
+        dot != word.npos && dot > 0 && listedIn(&Language::aliases, lowerCase(word.substr(dot + 1)));
+    if (isOfLanguage || (word.contains('/') && !word.starts_with("//"))) return word;
+    rest.remove_prefix(std::min(word.size() + 1, rest.size()));
+  }
+  return {};
 }
 
 std::string languageName(std::string_view infoStringOrFileName) {

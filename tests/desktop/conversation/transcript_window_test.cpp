@@ -530,6 +530,41 @@ TEST_F(TranscriptWindowTest, ShowsLongTextsInPiecesAndAllOfThem) {
   EXPECT_EQ(rows, 1001);
 }
 
+TEST_F(TranscriptWindowTest, PaintsChangesThatACallWasGivenOrBrought) {
+  const auto invoke = [&](const std::string& tool, const std::string& input, const std::string& output) {
+    await(writer_->appendToolInvocation(conversation_, "{}", "", tool, tool + output, input, {},
+                                        ToolInvocationStatus::running));
+    complete(tool + output, output);
+  };
+  invoke("Edit",
+         R"({"file_path":"a","edits":[{"old_string":"b","new_string":"c"},)"
+         R"({"old_string":"d","new_string":""}]})",
+         "ok");
+  invoke("Bash", R"({"command":"git show"})", "commit 1\n\ndiff --git a/a b/a\n--- a/a\n+++ b/a\n@@ -1 +1 @@\n-b\n+c");
+  invoke("Read", R"({"file_path":"a.md"})", "--- \n- no change");
+  TranscriptWindow window;
+  open(window);
+  window.setOpen(0, true);
+  for (int row = 0; row < window.rowCount(); ++row) {
+    if (window.rows()[static_cast<std::size_t>(row)].kind != RowKind::toolCall) continue;
+    window.setOpen(row, true);
+    settle(window);
+  }
+  std::vector<std::string> painted;
+  for (const TranscriptRow& row : window.rows()) {
+    if (row.kind != RowKind::toolText || !row.paint) continue;
+    const auto lines = row.text.split(QLatin1Char('\n'));
+    for (std::size_t line = 0; line < row.paint->lines.size(); ++line) {
+      for (const desktop::CodeSpan& span : row.paint->lines[line]) {
+        if (span.token == desktop::CodeToken::added || span.token == desktop::CodeToken::removed) {
+          painted.push_back(lines[static_cast<qsizetype>(line)].toStdString());
+        }
+      }
+    }
+  }
+  EXPECT_THAT(painted, ElementsAre("- b", "+ c", "- d", "-b", "+c"));
+}
+
 TEST_F(TranscriptWindowTest, SaysOfAStoppedAndAnInterruptedRunWhatBecameOfIt) {
   const auto end = [&](PromptOutcome outcome) {
     await(writer_->beginRun(conversation_));
@@ -621,7 +656,7 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
   void step(TranscriptWindow& window) {
     const int rows = window.rowCount();
     const int row = rows == 0 ? 0 : below(rows);
-    switch (below(17)) {
+    switch (below(18)) {
       case 0:
         return prompt("Prompt " + std::to_string(++number_));
       case 1:
@@ -657,9 +692,17 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
         return leaveAndComeBack(window);
       case 15:
         return Q_EMIT workbench_.program().changes().everythingChanged();
+      case 16:
+        return rows == 0 ? void() : remove(window.rows()[static_cast<std::size_t>(row)].item);
       default:
         return window.showMore(row);
     }
+  }
+
+  void remove(ConversationItemId item) {
+    sqlite::Database store = workbench_.application().modelContainer()->connect();
+    store.execute(("DELETE FROM conversation_item WHERE id = " + item.text()).c_str());
+    Q_EMIT workbench_.program().changes().itemChanged(conversation_, item, ChangeOperation::removed);
   }
 
   void leaveAndComeBack(TranscriptWindow& window) {

@@ -26,11 +26,15 @@ Item {
         readonly property var kinds: [
             { name: "user", kind: TranscriptWindow.UserMessage, html: root.sentence.repeat(4), more: "Show 12 more lines" },
             { name: "prose", kind: TranscriptWindow.Prose, html: root.sentence.repeat(4) },
+            { name: "code in a list", kind: TranscriptWindow.Prose,
+                html: "<ul><li>a<pre>" + root.sentence.replace(/ /g, "-").repeat(8) + "</pre></li></ul>" },
             { name: "growing", kind: TranscriptWindow.Prose, html: root.sentence, isGrowing: true },
             { name: "heading", kind: TranscriptWindow.Heading, level: 2, html: root.sentence },
             { name: "quotation", kind: TranscriptWindow.Quotation, html: root.sentence.repeat(4) },
             { name: "table", kind: TranscriptWindow.Table, html: "<table><tr><td>a</td><td>" + root.sentence + "</td></tr></table>" },
             { name: "code", kind: TranscriptWindow.Code, label: "cpp", words: root.sentence + "\n" + root.sentence, more: "Show 1 more line" },
+            { name: "growing code", kind: TranscriptWindow.Code, label: "cpp", words: root.sentence, isGrowing: true },
+            { name: "growing table", kind: TranscriptWindow.Table, html: "<table><tr><td>a</td></tr></table>", isGrowing: true },
             { name: "rule", kind: TranscriptWindow.Rule },
             { name: "group", kind: TranscriptWindow.ToolGroup, label: "Ran 3 commands", words: "git log --oneline " + root.sentence,
                 detail: "1.2 s", outcome: TranscriptWindow.Running, isOpen: false },
@@ -142,6 +146,15 @@ Item {
             row.width = 1900
             view.contentX = 0
             verify(!fades(), "where there is room")
+        }
+        function test_draws_code_in_prose_without_ligatures() {
+            const row = make({ name: "code", kind: TranscriptWindow.Prose, html: "<code>a != b =&gt; c -&gt; --fresh</code>" }, 760)
+            const text = texts(row, false)[0].item
+            waitForRendering(row)
+            const drawn = grabImage(row)
+            text.font.preferShaping = false
+            waitForRendering(row)
+            verify(drawn.equals(grabImage(row)))
         }
 
         function test_does_what_is_pressed_data() {

@@ -35,7 +35,8 @@ std::string shown(const MarkdownBlock& block) {
     case MarkdownBlockKind::quotation:
       return "quotation: " + block.html;
     case MarkdownBlockKind::code:
-      return fmt::format("code {}: {}", block.language.value_or("-"), block.source);
+      return fmt::format("code {}{}: {}", block.language.value_or("-"), block.file ? " of " + *block.file : "",
+                         block.source);
     case MarkdownBlockKind::table:
       return "table " + shown(*block.table);
     case MarkdownBlockKind::rule:
@@ -95,10 +96,15 @@ INSTANTIATE_TEST_SUITE_P(
                   {"quotation: <p>a b</p><blockquote><h1>c</h1></blockquote><p>———</p><ul><li>d</li></ul>"}},
         BlocksRow{"fences",
                   "```c++ x.cpp\r\n\r\na\t\"\r\n```\r\n~~~\n```\n~~~\n\n    in\n\n    dented",
-                  {"code c++: \na\t\"", "code -: ```", "code -: in\n\ndented"}},
+                  {"code c++ of x.cpp: \na\t\"", "code -: ```", "code -: in\n\ndented"}},
         BlocksRow{"tabsOfCode",
                   "```\n\ta\tb\n \t\tc\n```\n ```\n\td\n  e\n ```\n\n\tf\n\t\tg\n  \t  \th",
                   {"code -: \ta\tb\n \t\tc", "code -:    d\n e", "code -: f\n\tg\n  \th"}},
+        BlocksRow{"filesOfCode",
+                  "```ts:src/a.ts\n```\n```py title=\"b.py\"\n```\n```12:15:core/store/a.cpp\n```\n"
+                  "```Dockerfile\n```\n```{.python .numberLines}\n```\n```rust,ignore\n```\n```a&amp;b/c.rs\n```",
+                  {"code ts:src/a.ts of src/a.ts: ", "code py of b.py: ", "code core/store/a.cpp of core/store/a.cpp: ",
+                   "code Dockerfile: ", "code {.python: ", "code rust,ignore: ", "code a&b/c.rs of a&b/c.rs: "}},
         BlocksRow{"unfinishedFence", "a\n```py\nprint(", {"prose: a", "code py: print("}},
         BlocksRow{"fenceJustBegun", "```", {"code -: "}},
         BlocksRow{"table",
