@@ -61,6 +61,11 @@ std::optional<WindowGeometry> windowGeometryOf(const SettingsFile& settings) {
   return WindowGeometry::parse(settings.text(setting::kWindowGeometry));
 }
 
+void keepSettings(const std::filesystem::path& file, const std::map<std::string, SettingValue>& values) {
+  SettingsFile settings(file, knownSettings());
+  for (const auto& [key, value] : values) settings.set(key, value);
+}
+
 CommandPaletteOptions paletteOptionsOf(const SettingsFile& settings, any_io_executor interface) {
   return {.interface = std::move(interface),
           .keybindings = keybindingsOf(settings),

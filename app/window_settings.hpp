@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -36,6 +38,9 @@ struct WindowGeometry {
 
 /// The one that the settings hold; nothing where they hold none.
 std::optional<WindowGeometry> windowGeometryOf(const SettingsFile& settings);
+
+/// Sets each of the known settings, by its key, in the file as it is now. Blocks. Throws `SettingsError`.
+void keepSettings(const std::filesystem::path& file, const std::map<std::string, SettingValue>& values);
 
 CommandPaletteOptions paletteOptionsOf(const SettingsFile& settings, any_io_executor interface);
 

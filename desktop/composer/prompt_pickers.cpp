@@ -4,6 +4,7 @@
 
 #include "agent/ravant_model.hpp"
 #include "app/known_settings.hpp"
+#include "app/window_settings.hpp"
 #include "core/reasoning_effort_label.hpp"
 #include "desktop/program/desktop_window.hpp"
 #include "platform/async/on_pool.hpp"
@@ -14,23 +15,15 @@ namespace {
 
 constexpr Log kLog("com.ravant.desktop", "PromptPickers");
 
-QString fromText(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
-
 QString sectionOf(const ModelOption& model) {
-  const QString agent = fromText(displayName(model.agent.type));
+  const QString agent = QString::fromUtf8(displayName(model.agent.type));
   const RavantModel* const known = model.agent.type == AgentType::ravant ? findRavantModel(model.slug) : nullptr;
-  return known == nullptr ? agent : agent + QStringLiteral(" · ") + fromText(displayName(known->provider));
+  return known == nullptr ? agent : agent + QStringLiteral(" · ") + QString::fromUtf8(displayName(known->provider));
 }
 
 std::optional<std::string> kept(const SettingsFile& settings, std::string_view key) {
   std::string text = settings.text(key);
   return text.empty() ? std::nullopt : std::optional(std::move(text));
-}
-
-/// Blocks.
-void keep(const std::filesystem::path& path, const std::map<std::string, std::string>& choices) {
-  SettingsFile file(path, knownSettings());
-  for (const auto& [key, value] : choices) file.set(key, value);
 }
 
 }  // namespace
@@ -52,13 +45,13 @@ awaitable<void> PromptPickers::keepChoices() {
     return ofNew_.agent ? each.id == *ofNew_.agent : each.type == ofNew_.agentType;
   });
   const auto type = agent != options_.agents.end() ? rawValue(agent->type) : std::string_view();
-  const std::map<std::string, std::string> choices{
+  const std::map<std::string, SettingValue> choices{
       {std::string(setting::kNewConversationAgent), std::string(type)},
       {std::string(setting::kNewConversationModel), ofNew_.model.value_or("")},
       {std::string(setting::kNewConversationEffort), ofNew_.effort.value_or("")}};
   try {
     co_await alive(onPool(application_.modelContainer()->work(),
-                          [path = application_.settings().path(), choices] { keep(path, choices); }));
+                          [path = application_.settings().path(), choices] { keepSettings(path, choices); }));
   } catch (const SettingsError& error) {
     kLog.warning("what is chosen for new conversations could not be kept: {}", error.what());
   }
@@ -77,7 +70,7 @@ void PromptPickers::fillLists() {
   std::vector<ChoiceList::Choice> choices;
   for (const Agent& agent : options_.agents) {
     choices.push_back({.value = textOf(agent.id),
-                       .name = fromText(displayName(agent.type)),
+                       .name = QString::fromUtf8(displayName(agent.type)),
                        .detail = QString::fromStdString(agent.path)});
   }
   agents_.replace(std::move(choices), options_.agent ? textOf(options_.agent->id) : QString(), false);
@@ -99,8 +92,8 @@ void PromptPickers::fillLists() {
 }
 
 QString PromptPickers::agentName() const {
-  if (options_.agent) return fromText(displayName(options_.agent->type));
-  return foreignAgent_ ? fromText(displayName(*foreignAgent_)) : tr("none");
+  if (options_.agent) return QString::fromUtf8(displayName(options_.agent->type));
+  return foreignAgent_ ? QString::fromUtf8(displayName(*foreignAgent_)) : tr("none");
 }
 
 QString PromptPickers::modelName() const {

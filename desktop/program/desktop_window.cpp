@@ -29,8 +29,6 @@ QList<QUrl> foldersAmong(const QList<QUrl>& files) {
   return folders;
 }
 
-QString fromText(std::string_view text) { return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())); }
-
 }  // namespace
 
 DesktopWindow::DesktopWindow(Application& application, StoreChanges& changes)
@@ -190,7 +188,7 @@ void DesktopWindow::showProject(const QString& project) {
 
 QStringList DesktopWindow::commands() const {
   QStringList names;
-  for (const CommandDescription& command : commandDescriptions()) names.append(fromText(command.name));
+  for (const CommandDescription& command : commandDescriptions()) names.append(QString::fromUtf8(command.name));
   return names;
 }
 
@@ -227,7 +225,7 @@ std::optional<KeySequence> DesktopWindow::keysOf(const QString& command) const {
 
 QString DesktopWindow::title(const QString& command, int) const {
   const auto named = commandNamed(command.toStdString());
-  return named ? fromText(state_->title(*named)) : QString();
+  return named ? QString::fromUtf8(state_->title(*named)) : QString();
 }
 
 void DesktopWindow::loadKeybindings() {
@@ -241,7 +239,7 @@ void DesktopWindow::commandsChanged() {
 }
 
 CommandHandler* DesktopWindow::handlerOf(WindowCommand command) const {
-  const QString name = fromText(description(command).name);
+  const QString name = QString::fromUtf8(description(command).name);
   CommandHandler* youngest = nullptr;
   for (CommandHandler* const handler : handlers_ | std::views::reverse) {
     if (!handler->isEnabled() || handler->command() != name) continue;

@@ -151,10 +151,7 @@ void WindowPlacement::keep() {
 awaitable<void> WindowPlacement::write(Values changed) {
   try {
     co_await alive(onPool(DesktopWindow::instance().application().modelContainer()->work(),
-                          [path = settings_.path(), changed = std::move(changed)] {
-                            SettingsFile file(path, knownSettings());
-                            for (const auto& [key, value] : changed) file.set(key, value);
-                          }));
+                          [path = settings_.path(), changed = std::move(changed)] { keepSettings(path, changed); }));
   } catch (const SettingsError& error) {
     kLog.warning("where the window is could not be kept: {}", error.what());
   }

@@ -5,9 +5,7 @@
 #include <QGuiApplication>
 #include <QSignalSpy>
 
-#include "core/store/conversation_item_model_actor.hpp"
-#include "desktop/conversation/transcript_window.hpp"
-#include "tests/desktop/support/workbench.hpp"
+#include "tests/desktop/conversation/transcript_window_test.hpp"
 #include "tests/support/store.hpp"
 
 namespace ravant::test {
@@ -18,28 +16,10 @@ using desktop::TranscriptRow;
 using desktop::TranscriptWindow;
 
 /// A conversation of messages "0", "1", "2" and so on, each a row, all of which were seen.
-class LongTranscript : public testing::Test {
+class LongTranscript : public TranscriptWindowTest {
  protected:
-  LongTranscript()
-      : conversation_(workbench_.addConversation(workbench_.addProject("weather"))),
-        writer_(ConversationItemModelActor::make(workbench_.application().modelContainer())) {}
-
   void write(int messages) {
-    for (int count = 0; count < messages; ++count) say(std::to_string(next_++));
-  }
-  void say(std::string text) { await(writer_->appendAgentMessage(conversation_, "{}", std::move(text), {}, {})); }
-  void see() {
-    const auto last = await(workbench_.application().transcripts().last(conversation_));
-    await(workbench_.application().conversations().markSeen(conversation_, last->id));
-  }
-  void settle() {
-    workbench_.settle();
-    QCoreApplication::processEvents();
-    ASSERT_TRUE(until([&] { return window_.isSettled() && window_.isOpened(); }));
-  }
-  void open() {
-    window_.setConversation(desktop::textOf(conversation_));
-    settle();
+    for (int count = 0; count < messages; ++count) message(std::to_string(next_++));
   }
   int numberOf(int row) const { return window_.rows()[static_cast<std::size_t>(row)].html.toInt(); }
   bool holds(int number) const {
@@ -48,7 +28,7 @@ class LongTranscript : public testing::Test {
   /// So that row `first` to row `last` are visible, with nothing near an edge of what is held.
   void show(int first, int last, double above = 9, double below = 9) {
     window_.showing(first, last, above, below);
-    settle();
+    settle(window_);
   }
   std::vector<int> selected() const {
     std::vector<int> texts;
@@ -60,9 +40,6 @@ class LongTranscript : public testing::Test {
     return texts;
   }
 
-  Workbench workbench_;
-  ConversationId conversation_;
-  std::shared_ptr<ConversationItemModelActor> writer_;
   TranscriptWindow window_;
   QAbstractItemModelTester tester_{&window_, QAbstractItemModelTester::FailureReportingMode::Fatal};
 
@@ -73,7 +50,7 @@ class LongTranscript : public testing::Test {
 TEST_F(LongTranscript, KeepsWhatIsSelectedWhileRowsComeAndGo) {
   write(1500);
   see();
-  open();
+  open(window_);
   const int last = window_.rowCount() - 1;
   window_.select(last, last - 2);
   EXPECT_EQ(selected(), std::vector({1497, 1498, 1499}));
@@ -101,13 +78,13 @@ TEST_F(LongTranscript, LeadsToWhatWasNotSeen) {
   write(300);
   see();
   write(200);
-  open();
+  open(window_);
   EXPECT_EQ(window_.unreadAbove(), 0) << "nobody knows yet what is visible";
   show(window_.rowCount() - 20, window_.rowCount() - 1);
   EXPECT_EQ(window_.unreadAbove(), 200);
   const QSignalSpy jumped(&window_, &TranscriptWindow::jumped);
   window_.jumpToUnread();
-  settle();
+  settle(window_);
   ASSERT_EQ(jumped.count(), 1);
   const int row = jumped[0][0].toInt();
   EXPECT_EQ(window_.rows()[static_cast<std::size_t>(row)].kind, RowKind::unread);
@@ -120,7 +97,7 @@ TEST_F(LongTranscript, LeadsToWhatWasNotSeen) {
 TEST_F(LongTranscript, TellsThatAnotherProgramRunsInIt) {
   write(2);
   see();
-  open();
+  open(window_);
   const auto tells = [&] { return window_.rows().back().kind == RowKind::runState; };
   EXPECT_FALSE(tells());
   {

@@ -9,6 +9,7 @@
 #include "app/known_settings.hpp"
 #include "core/store/conversation_item_model_actor.hpp"
 #include "desktop/palette/search_model.hpp"
+#include "platform/sqlite/database.hpp"
 #include "tests/desktop/support/workbench.hpp"
 
 namespace ravant::test {
@@ -165,6 +166,44 @@ TEST(SearchModelTest, FindsInAllConversationsWhileOneTypesAndGoesThere) {
   EXPECT_TRUE(until([&] { return search.emptyWords().contains(QLatin1String("letterbox")); }));
   search.take();
   EXPECT_EQ(workbench.window().shownConversation(), first);
+}
+
+TEST(SearchModelTest, GoesOnAfterAnErrorOfTheStore) {
+  Workbench workbench;
+  const Project project = workbench.addProject("weather");
+  const ConversationId conversation = workbench.addConversation(project);
+  const auto& container = workbench.application().modelContainer();
+  await(ConversationItemModelActor::make(container)->appendUserPrompt(conversation, "Mend the mailbox",
+                                                                      AgentType::claude));
+  SearchModel search(workbench.window(), nullptr);
+  int answers = 0;
+  QObject::connect(&search, &PaletteRows::currentChanged, [&] { ++answers; });
+  QStringList failures;
+  QObject::connect(&desktop::InterfaceLoop::instance(), &desktop::InterfaceLoop::failed, &search,
+                   [&](const QString& words) { failures.append(words); });
+  search.open();
+  // The index takes in what was stored by and by.
+  ASSERT_TRUE(until([&] {
+    const int before = answers;
+    search.setQuery(before % 2 == 0 ? QStringLiteral("mailb") : QStringLiteral("mailbo"));
+    return until([&] { return answers > before; }) && search.rowCount() == 1;
+  }));
+
+  sqlite::Database store = container->connect();
+  store.execute("ALTER TABLE conversation_item RENAME TO elsewhere");
+  search.setQuery(QStringLiteral("mailbox"));
+  search.take();
+  ASSERT_TRUE(until([&] { return !failures.isEmpty(); }));
+  EXPECT_EQ(workbench.window().shownConversation(), std::nullopt) << "nobody knows whether it is the one";
+  EXPECT_THAT(titles(search), ElementsAre("Mend the mailbox")) << "what was found stays";
+  search.take();
+  EXPECT_EQ(workbench.window().shownConversation(), conversation) << "and Enter goes there";
+
+  store.execute("ALTER TABLE elsewhere RENAME TO conversation_item");
+  search.setQuery(QStringLiteral("mailbox mend"));
+  const int before = answers;
+  EXPECT_TRUE(until([&] { return answers > before; }));
+  EXPECT_THAT(texts(search, PaletteRows::markupRole), ElementsAre("<b>Mend</b> the <b>mailbox</b>"));
 }
 
 }  // namespace

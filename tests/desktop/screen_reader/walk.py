@@ -14,7 +14,7 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
-from accessible import Gone, find_all, misplaced, walk  # noqa: E402
+from accessible import Gone, dump, find_all, misplaced, remembered, walk  # noqa: E402
 from desktop_case import UNAVAILABLE, DesktopCase  # noqa: E402
 from private_desktop import until  # noqa: E402
 
@@ -80,18 +80,25 @@ def path_of(root, wanted):
 class ScreenReaderWalk(DesktopCase):
     def check(self, state):
         with self.subTest(state):
-            self.assertEqual(faults(self.still()), [], self.desktop.tree())
+            self.expect_no_faults(self.still())
+
+    def expect_no_faults(self, root):
+        self.assertEqual(faults(root), [], dump(root))
+
+    def look(self):
+        """The program's root, with what it and all below it say now."""
+        return remembered(self.desktop.wait_until(self.desktop.app, "an accessible program"))
 
     def still(self):
-        """The program's root once two looks at the tree are the same."""
+        """The second of two looks at the tree that are the same."""
         before = None
 
         def settled():
             nonlocal before
-            seen, before = before, self.desktop.tree()
-            return seen == before
-        self.desktop.wait_until(settled, "a tree that stays as it is")
-        return self.desktop.app()
+            look = self.look()
+            seen, before = before, dump(look)
+            return look if seen == before else None
+        return self.desktop.wait_until(settled, "a tree that stays as it is")
 
     def test_every_state_can_be_read_aloud(self):
         self.desktop.start()
@@ -146,9 +153,10 @@ class ScreenReaderWalk(DesktopCase):
         self.ask("Go.", fails=True)
         self.desktop.start("--conversation", self.conversation())
         self.desktop.wait_for("list item", re.compile("^Failed: "))
+        shown = self.still()
         missing = [(role, name) for role, name in RELIED_ON
-                   if not self.desktop.find(role, re.compile("^" + re.escape(name)), ["showing"])]
-        self.assertEqual(missing, [], self.desktop.tree())
+                   if not self.desktop.find(role, re.compile("^" + re.escape(name)), ["showing"], shown)]
+        self.assertEqual(missing, [], dump(shown))
         self.desktop.end()
 
     def test_a_store_that_cannot_be_opened_can_be_read_aloud(self):
@@ -208,7 +216,7 @@ class ScreenReaderWalk(DesktopCase):
     def check_at_work(self, state):
         """As `check`, of a window in which the time of a run goes on."""
         with self.subTest(state):
-            self.assertEqual(faults(self.desktop.app()), [], self.desktop.tree())
+            self.expect_no_faults(self.look())
 
     def test_every_button_does_something(self):
         self.run_ravant("project", "add", str(self.work))
@@ -216,21 +224,21 @@ class ScreenReaderWalk(DesktopCase):
         self.ask("Go.")
         shown = ("--conversation", self.conversation())
         self.desktop.start(*shown)
-        self.still()
-        names = {(button.role, button.name) for button in find_all(self.desktop.app(), states=["showing", "sensitive"])
+        look = self.still()
+        names = {(button.role, button.name) for button in find_all(look, states=["showing", "sensitive"])
                  if button.role in BUTTONS and button.name not in ELSEWHERE and button.description != UNAVAILABLE}
         self.assertTrue(names)
         for role, name in sorted(names):
             with self.subTest(f"{role} {name}"):
-                before = self.desktop.tree()
-                button = self.desktop.find(role, name, ["showing", "sensitive"])
+                before = dump(look)
+                button = self.desktop.find(role, name, ["showing", "sensitive"], look)
                 if button.description != UNAVAILABLE:
                     self.desktop.press(button)
                     self.assertTrue(until(lambda: self.desktop.tree() != before, self.desktop.patience),
                                     "nothing happened")
             self.desktop.end()
             self.desktop.start(*shown)
-            self.still()
+            look = self.still()
         self.desktop.end()
 
 

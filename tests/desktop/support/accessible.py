@@ -1,5 +1,7 @@
 """What a screen reader is told: the accessibility tree of a program, read over AT-SPI without a cache."""
 
+from functools import cached_property
+
 from gi.repository import Gio, GLib
 
 REGISTRY = "org.a11y.atspi.Registry"
@@ -86,7 +88,7 @@ class Accessible:
     @property
     def children(self):
         found = self._call("Accessible", "GetChildren")[0]
-        return [Accessible(self._connection, bus, path) for bus, path in found]
+        return [type(self)(self._connection, bus, path) for bus, path in found]
 
     @property
     def interfaces(self):
@@ -119,6 +121,23 @@ class Accessible:
 
     def take_focus(self):
         self._call("Component", "GrabFocus")
+
+
+class Remembered(Accessible):
+    """One object, and from it all below it, that is asked each thing once: a tree as it was when it was looked at."""
+
+    name = cached_property(Accessible.name.fget)
+    description = cached_property(Accessible.description.fget)
+    role = cached_property(Accessible.role.fget)
+    states = cached_property(Accessible.states.fget)
+    children = cached_property(Accessible.children.fget)
+    interfaces = cached_property(Accessible.interfaces.fget)
+    text = cached_property(Accessible.text.fget)
+    extents = cached_property(Accessible.extents.fget)
+
+
+def remembered(found):
+    return Remembered(found._connection, found._bus, found._path)
 
 
 def applications(connection):

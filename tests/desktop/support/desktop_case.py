@@ -77,6 +77,13 @@ class DesktopCase(unittest.TestCase):
     def asked(self, prompt, project=None):
         return ("run", "--project", str(project or self.work), "--agent", "claude", "--model", "demo", prompt)
 
+    def focused_region(self):
+        """The name of the outermost region in which the keyboard is, or None."""
+        for region in self.desktop.find_all("panel", None, ["showing"]):
+            if region.name and self.desktop.find(None, None, ["focused"], region):
+                return region.name
+        return None
+
     # What the user does.
 
     def prompt(self):

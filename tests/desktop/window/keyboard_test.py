@@ -8,7 +8,6 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
-from accessible import walk  # noqa: E402
 from desktop_case import DesktopCase  # noqa: E402
 
 
@@ -43,12 +42,6 @@ class Keyboard(DesktopCase):
         self.has_keyboard("text", "Prompt")
         self.desktop.keys("F6")
         self.has_keyboard("list item")
-
-    def focused_region(self):
-        for region in self.desktop.find_all("panel", None, ["showing"]):
-            if region.name and any("focused" in found.states for found, _ in walk(region)):
-                return region.name
-        return None
 
     def test_what_is_shown_is_written_in(self):
         self.desktop.start()

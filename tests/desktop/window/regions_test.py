@@ -9,10 +9,7 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
-from accessible import walk  # noqa: E402
 from desktop_case import DesktopCase  # noqa: E402
-
-REGIONS = ("Sidebar", "Content", "Conversation")
 
 
 class Regions(DesktopCase):
@@ -20,13 +17,6 @@ class Regions(DesktopCase):
         super().setUp()
         self.run_ravant("project", "add", str(self.work))
         self.register_agent()
-
-    def focused_region(self):
-        for name in REGIONS:
-            region = self.desktop.find("panel", name, ["showing"])
-            if region and any("focused" in found.states for found, _ in walk(region)):
-                return name
-        return None
 
     def expect_focus(self, region):
         self.desktop.wait_until(lambda: self.focused_region() == region, f"the focus in {region}")

@@ -1,0 +1,144 @@
+#include <fmt/format.h>
+#include <gmock/gmock.h>
+
+#include <QAbstractItemModelTester>
+#include <QClipboard>
+#include <QGuiApplication>
+
+#include "tests/desktop/conversation/transcript_window_test.hpp"
+
+namespace ravant::test {
+namespace {
+
+using desktop::RowKind;
+using desktop::TranscriptRow;
+using desktop::TranscriptWindow;
+using testing::ElementsAre;
+
+TEST_F(TranscriptWindowTest, ShowsEachBlockAndEachCallAsARow) {
+  prompt("Why is it slow?");
+  message("Because of this:\n\n```cpp\nint a;\n```\n\n| a | b |\n|---|--:|\n| x | 1 |");
+  call("one", "make");
+  complete("one", "first\nsecond");
+  see();
+  TranscriptWindow window;
+  const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
+  open(window);
+  EXPECT_THAT(kindsOf(window),
+              ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::code, RowKind::table, RowKind::toolGroup));
+  EXPECT_EQ(window.rows()[0].name, QStringLiteral("You: Why is it slow?"));
+  EXPECT_EQ(window.rows()[1].name, QStringLiteral("Claude Code: Because of this:"));
+  EXPECT_EQ(window.rows()[2].name, QStringLiteral("Code, C++: int a;"));
+  EXPECT_THAT(window.rows()[4].name.toStdString(), testing::StartsWith("Tool calls: "));
+
+  window.setOpen(4, true);
+  ASSERT_EQ(window.rowCount(), 6);
+  window.setOpen(5, true);
+  settle(window);
+  ASSERT_EQ(window.rowCount(), 8) << "input and output";
+  EXPECT_EQ(window.rows()[7].text, QStringLiteral("first\nsecond"));
+  EXPECT_EQ(window.nextStop(0, 1), 1);
+  EXPECT_EQ(window.nextStop(1, 1), 4) << "a message is one stop";
+  EXPECT_EQ(window.nextStop(4, 1), 5) << "a call is one, what is in it is not";
+  EXPECT_EQ(window.nextStop(5, 1), 5);
+  window.setOpen(4, false);
+  EXPECT_EQ(window.rowCount(), 5);
+}
+
+TEST_F(TranscriptWindowTest, OffersToTryAgainOnlyAtTheEnd) {
+  prompt("Go.");
+  await(writer_->appendFailureEvent(conversation_, "{}", "The connection was closed."));
+  see();
+  TranscriptWindow window;
+  open(window);
+  ASSERT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::failure));
+  EXPECT_TRUE(window.rows()[1].canAct);
+  EXPECT_EQ(window.rows()[1].name, QStringLiteral("Failed: The connection was closed."));
+  prompt("Go again.");
+  settle(window);
+  EXPECT_FALSE(window.rows()[1].canAct);
+}
+
+TEST_F(TranscriptWindowTest, CopiesWhatIsStored) {
+  prompt("A *star*.");
+  message("**Bold** and `code`.");
+  TranscriptWindow window;
+  open(window);
+  window.copy(1);
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("**Bold** and `code`."));
+  window.select(0, 1);
+  window.copy(0);
+  EXPECT_TRUE(until(
+      [] { return QGuiApplication::clipboard()->text() == QStringLiteral("A *star*.\n\n**Bold** and `code`."); }));
+}
+
+TEST_F(TranscriptWindowTest, TellsTheLinksOfWhatIsComplete) {
+  prompt("See https://weather.example/?a=1&b=2");
+  see();
+  TranscriptWindow window;
+  open(window);
+  EXPECT_EQ(window.rows()[0].links, QStringList{QStringLiteral("https://weather.example/?a=1&b=2")});
+  grow("[one](https://one.example) and [again](https://one.example)\n\n[two](https://two.example)", true);
+  settle(window);
+  ASSERT_EQ(window.rowCount(), 3);
+  EXPECT_EQ(window.rows()[1].links, QStringList{QStringLiteral("https://one.example")});
+  EXPECT_TRUE(window.rows()[2].links.isEmpty()) << "it grows";
+}
+
+TEST_F(TranscriptWindowTest, SaysOfAStoppedAndAnInterruptedRunWhatBecameOfIt) {
+  const auto end = [&](PromptOutcome outcome) {
+    await(writer_->beginRun(conversation_));
+    prompt("Go.");
+    message("So far.");
+    await(writer_->endRun(conversation_, "", outcome));
+  };
+  end(PromptOutcome::cancelled);
+  end(PromptOutcome::finished);
+  end(PromptOutcome::cancelled);
+  see();
+  TranscriptWindow window;
+  open(window);
+  EXPECT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::stopped, RowKind::userMessage,
+                                           RowKind::prose, RowKind::userMessage, RowKind::prose, RowKind::stopped));
+  prompt("Again.");
+  settle(window);
+  EXPECT_EQ(kindsOf(window).back(), RowKind::userMessage);
+
+  end(PromptOutcome::interrupted);
+  await(writer_->appendFailureEvent(conversation_, "{}", "Interrupted: Ravant ended while this ran."));
+  prompt("And again.");
+  settle(window);
+  const TranscriptRow& interrupted = window.rows()[window.rows().size() - 2];
+  EXPECT_EQ(interrupted.kind, RowKind::interrupted) << "wherever it stands";
+  EXPECT_EQ(interrupted.name, QStringLiteral("Interrupted: Ravant ended while this ran."));
+}
+
+TEST_F(TranscriptWindowTest, TellsInTheLineOfAGroupHowManyCallsFailed) {
+  const auto fail = [&](std::string id) {
+    await(writer_->completeToolInvocation(conversation_, std::move(id), "no", ToolOutcome::failed));
+  };
+  call("one", "make");
+  call("two", "make test");
+  fail("two");
+  complete("one", "done");
+  message("Once more.");
+  call("three", "make");
+  fail("three");
+  message("And again.");
+  call("four", "make");
+  fail("four");
+  call("five", "make");
+  see();
+  TranscriptWindow window;
+  open(window);
+  const auto name = [&](std::size_t row) { return window.rows()[row].name.toStdString(); };
+  constexpr auto kTime = "(, [0-9]+ s)?";
+  EXPECT_THAT(name(0), testing::MatchesRegex(fmt::format("Tool calls: .*, 2 calls, 1 failed{}, collapsed", kTime)));
+  EXPECT_THAT(name(2), testing::MatchesRegex(fmt::format("Tool calls: [^,]*, failed{}, collapsed", kTime)));
+  EXPECT_THAT(name(4),
+              testing::MatchesRegex(fmt::format("Tool calls: .*, 2 calls, 1 failed{}, running, expanded", kTime)));
+  EXPECT_THAT(window.rows()[0].detail.toStdString(), testing::StartsWith("2 calls, 1 failed")) << "it is shown, too";
+}
+
+}  // namespace
+}  // namespace ravant::test
