@@ -71,6 +71,8 @@ awaitable<void> RunEnds::findRunning() {
 }
 
 Rereading& RunEnds::looksAt(ConversationId conversation) {
+  if (const auto known = looks_.find(conversation); known != looks_.end()) return known->second;
+  std::erase_if(looks_, [](const auto& look) { return look.second.isIdle(); });
   const auto read = [this, conversation] { return look(conversation); };
   // Without a rest: two prompts could end within it, and only the latest one is seen.
   return looks_.try_emplace(conversation, *this, read, std::chrono::milliseconds(0)).first->second;

@@ -22,7 +22,7 @@ TitledPanel {
     width: Math.min(Theme.unit * 140, parent.width - Theme.unit * 8)
     height: Math.min(Theme.unit * 120, parent.height - upperEdge - Theme.unit * 4)
     onAboutToShow: entries.begin(folder)
-    onOpened: field.forceActiveFocus()
+    onVisibleChanged: if (visible) field.forceActiveFocus()
 
     FolderEntries {
         id: entries

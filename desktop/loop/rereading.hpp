@@ -24,6 +24,8 @@ class Rereading {
   void soon();
   /// Somebody waits: at once, or right behind the reading that is under way.
   void now();
+  /// Nothing is under way or wanted, and the rest is over: it can go.
+  bool isIdle() const { return !isUnderWay_ && !rest_.isActive(); }
 
  private:
   void begin();

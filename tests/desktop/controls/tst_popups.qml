@@ -32,6 +32,11 @@ Item {
             }
         }
         Component {
+            id: folders
+
+            PathChooser { parent: opener.parent; title: "Folder"; wanted: FolderEntries.Folders }
+        }
+        Component {
             id: choice
 
             ChoicePopup {
@@ -110,6 +115,16 @@ Item {
                     compare(popup.answer, data.answer)
                     tryVerify(() => opener.activeFocus)
                 }
+            }
+
+            function test_letters_typed_while_a_chooser_fades_in_arrive() {
+                const chooser = createTemporaryObject(folders, window.contentItem)
+                chooser.open()
+                verify(!chooser.opened)
+                for (const letter of ["x", "y"]) keyClick(letter)
+                verify(window.activeFocusItem.text.endsWith("xy"), window.activeFocusItem.text)
+                chooser.close()
+                tryVerify(() => opener.activeFocus)
             }
 
             function test_a_question_stays_where_it_is_until_it_is_answered() {

@@ -68,6 +68,7 @@ TEST_F(RereadingTest, readsAtOnceForWhoWaits) {
   shelf.state = 1;
   shelf.rereading.soon();
   EXPECT_TRUE(loop.isIdle()) << "it rests";
+  EXPECT_FALSE(shelf.rereading.isIdle());
   shelf.rereading.now();
   ASSERT_TRUE(untilIdle());
   EXPECT_EQ(shelf.shown, 1);
@@ -92,6 +93,7 @@ TEST_F(RereadingTest, tellsOfAnyErrorAndGoesOn) {
   shelf.state = 1;
   shelf.rereading.soon();
   EXPECT_TRUE(until([&] { return shelf.shown == 1; }));
+  EXPECT_TRUE(until([&] { return shelf.rereading.isIdle(); }));
 }
 
 TEST_F(RereadingTest, endsWithItsOwner) {
