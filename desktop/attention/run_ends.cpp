@@ -16,9 +16,9 @@ constexpr int kMostPages = 20;
 std::optional<RunEnd::Kind> kindOf(PromptOutcome outcome) {
   switch (outcome) {
     case PromptOutcome::finished:
-    case PromptOutcome::limit:
       return RunEnd::Kind::finished;
     case PromptOutcome::failed:
+    case PromptOutcome::limit:
       return RunEnd::Kind::failed;
     case PromptOutcome::cancelled:
     case PromptOutcome::interrupted:
@@ -93,7 +93,26 @@ awaitable<void> RunEnds::look(ConversationId conversation) {
   if (const auto before = std::exchange(seen->second, prompt->id); before != prompt->id) {
     if (const auto ended = co_await alive(transcripts.item(before))) tellEndOf(*ended, *summary, wasRunning);
   }
-  if (!runs) tellEndOf(*prompt, *summary, wasRunning);
+  if (runs) co_return;
+  if (last->kind == ConversationItemKind::failureEvent) {
+    const auto failure = co_await alive(transcripts.item(last->id));
+    if (failure && tellFailureBehind(*prompt, *failure, *summary)) co_return;
+  }
+  tellEndOf(*prompt, *summary, wasRunning);
+}
+
+bool RunEnds::tellFailureBehind(const ConversationItem& prompt, const ConversationItem& failure,
+                                const ConversationSummary& summary) {
+  const auto* const message = std::get_if<UserMessage>(&prompt.detail);
+  const bool isBehind = message && message->endReason == PromptOutcome::finished && message->endedAt &&
+                        failure.createdAt >= *message->endedAt;
+  if (!isBehind) return false;
+  if (failure.createdAt < begunAt_) return true;
+  const auto told = told_.find(summary.conversation.id);
+  if (told != told_.end() && told->second >= failure.id) return true;
+  told_.insert_or_assign(summary.conversation.id, failure.id);
+  tell(summary, RunEnd::Kind::failed, {});
+  return true;
 }
 
 void RunEnds::tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning) {
@@ -102,7 +121,7 @@ void RunEnds::tellEndOf(const ConversationItem& prompt, const ConversationSummar
   const bool isOld = message->endedAt ? *message->endedAt < begunAt_ : !wasRunning && prompt.createdAt < begunAt_;
   if (isOld) return;
   const auto told = told_.find(summary.conversation.id);
-  if (told != told_.end() && told->second == prompt.id) return;
+  if (told != told_.end() && told->second >= prompt.id) return;
   told_.insert_or_assign(summary.conversation.id, prompt.id);
   const auto kind = kindOf(*message->endReason);
   if (kind == RunEnd::Kind::finished) {

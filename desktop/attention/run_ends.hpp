@@ -24,8 +24,8 @@ struct RunEnd {
   bool operator==(const RunEnd&) const = default;
 };
 
-/// Tells of each prompt that finished or failed since the program began, once, whichever process ran it. One that was
-/// cancelled or interrupted is nothing to tell.
+/// Tells of each prompt that finished or failed since the program began, once, whichever process ran it, and of a queue
+/// that could not go on. A prompt that was cancelled or interrupted is nothing to tell; one that a limit ended failed.
 class RunEnds : public QObject, public ViewModel {
   Q_OBJECT
   QML_ELEMENT
@@ -48,6 +48,9 @@ class RunEnds : public QObject, public ViewModel {
   awaitable<void> look(ConversationId conversation);
   /// Once, and only where it has ended since this is there, or was seen to run.
   void tellEndOf(const ConversationItem& prompt, const ConversationSummary& summary, bool wasRunning);
+  /// The same for a failure that came after the prompt's end, as of a queue that could not go on. False for any other.
+  bool tellFailureBehind(const ConversationItem& prompt, const ConversationItem& failure,
+                         const ConversationSummary& summary);
   awaitable<void> tellFinished(ConversationItem prompt, ConversationSummary summary);
   /// Says which files the prompt's calls changed, as far as they tell it and the prompt is not too long to be read.
   awaitable<QString> changesBehind(ConversationItem prompt);
@@ -59,7 +62,7 @@ class RunEnds : public QObject, public ViewModel {
   std::map<ConversationId, Rereading> looks_;
   std::set<ConversationId> running_;
   std::map<ConversationId, ConversationItemId> prompts_;  ///< the last one that was seen
-  std::map<ConversationId, ConversationItemId> told_;     ///< the prompt whose end was told last
+  std::map<ConversationId, ConversationItemId> told_;     ///< the prompt or failure that was told last
   QString spoken_;
   QTimer silence_;
 };

@@ -100,7 +100,7 @@ FocusScope {
             height: field.height + pickers.height + (hasLineOfActions ? actions.height + Theme.unit * 2 : 0) + Theme.unit * 8
             radius: Theme.composerRadius
             color: Theme.raised
-            border { width: field.activeFocus ? 2 : 1; color: field.activeFocus ? Theme.accent : Theme.line }
+            border { width: field.activeFocus ? 2 : 1; color: field.activeFocus ? Theme.accent : Theme.strongLine }
 
             PromptField {
                 id: field

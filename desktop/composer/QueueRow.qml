@@ -66,6 +66,6 @@ ListRow {
         MenuEntry { text: qsTr("Send now"); onTriggered: row.queue.sendNow(row.index) }
         MenuEntry { text: qsTr("Move up"); enabled: !row.isFirst; onTriggered: row.queue.move(row.index, -1) }
         MenuEntry { text: qsTr("Move down"); enabled: !row.isLast; onTriggered: row.queue.move(row.index, 1) }
-        MenuEntry { text: qsTr("Remove"); keys: "Delete"; onTriggered: row.queue.remove(row.index) }
+        MenuEntry { text: qsTr("Remove"); keys: "Del"; onTriggered: row.queue.remove(row.index) }
     }
 }

@@ -7,6 +7,7 @@
 #include <QMimeData>
 #include <algorithm>
 
+#include "desktop/program/shown_keys.hpp"
 #include "platform/text/text.hpp"
 
 namespace ravant::desktop {
@@ -152,7 +153,11 @@ QString PromptComposer::longText() const {
 
 QString PromptComposer::placeholder() const {
   if (isNew()) return tr("What is to be done in %1?").arg(QString::fromStdString(project_.name));
-  if (isRunning()) return tr("Enter queues a prompt behind this run, Ctrl Enter puts it first");
+  if (isRunning()) {
+    const auto first = window_.keybindings().keys(WindowCommand::sendNow);
+    return first ? tr("Enter queues a prompt behind this run, %1 puts it first").arg(shownKeys(*first))
+                 : tr("Enter queues a prompt behind this run");
+  }
   return tr("Go on: Enter sends, Shift Enter begins a new line");
 }
 
@@ -199,7 +204,13 @@ bool PromptComposer::takeReturn(int modifiers) {
     return true;
   }
   const auto keys = window_.keybindings().keys(WindowCommand::sendNow);
-  if (held != static_cast<int>(Qt::ControlModifier) || !keys || keys->text() != "Ctrl+Enter") return false;
+  const auto isHeld = [held](Qt::KeyboardModifier modifier) { return (held & static_cast<int>(modifier)) != 0; };
+  const KeyChord pressed{.ctrl = isHeld(Qt::ControlModifier),
+                         .alt = isHeld(Qt::AltModifier),
+                         .shift = isHeld(Qt::ShiftModifier),
+                         .meta = isHeld(Qt::MetaModifier),
+                         .key = "Enter"};
+  if (!keys || keys->chords() != std::vector{pressed}) return false;
   sendNow();
   return true;
 }

@@ -38,7 +38,7 @@ Basic.AbstractButton {
     background: Rectangle {
         radius: Theme.rowRadius
         color: Theme.raised
-        border { width: 1; color: button.down || button.hovered ? Theme.strongLine : Theme.line }
+        border { width: 1; color: button.down || button.hovered ? Theme.dim : Theme.strongLine }
         FocusRing { control: button }
     }
 }

@@ -12,7 +12,7 @@ Row {
 
     Timer {
         interval: 500
-        running: mark.visible && Theme.motion > 0
+        running: mark.visible && mark.Window.visibility !== Window.Hidden && mark.Window.visibility !== Window.Minimized && Theme.motion > 0
         repeat: true
         onTriggered: mark.step = (mark.step + 1) % 3
     }

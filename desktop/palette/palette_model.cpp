@@ -88,10 +88,17 @@ awaitable<void> PaletteModel::read() { co_await alive(palette_->open()); }
 
 void PaletteModel::close() { palette_->close(); }
 
-void PaletteModel::look() { palette_->setQuery(query().toStdString()); }
+void PaletteModel::look() {
+  isSearchCurrent_ = false;
+  palette_->setQuery(query().toStdString());
+}
 
 void PaletteModel::setCurrent(int row) {
-  if (row >= 0) palette_->setSelectedIndex(static_cast<std::size_t>(row));
+  if (row < 0) return;
+  isSearchCurrent_ = row == foundCount_;
+  if (isSearchCurrent_) return paletteChanged();
+  palette_->setSelectedIndex(static_cast<std::size_t>(row));
+  paletteChanged();
 }
 
 void PaletteModel::choose(int row) {
@@ -104,6 +111,9 @@ void PaletteModel::choose(int row) {
     }
     index -= section.items.size();
   }
+  if (foundCount_ == 0 || index > 0) return;
+  Q_EMIT chosen();
+  window_.searchFor(query());
 }
 
 awaitable<void> PaletteModel::execute(CommandPaletteItem item) { co_await alive(palette_->execute(std::move(item))); }
@@ -114,7 +124,16 @@ void PaletteModel::paletteChanged() {
     const QString title = QString::fromStdString(section.title);
     for (const CommandPaletteItem& item : section.items) rows.push_back(rowOf(item, title));
   }
-  show(std::move(rows), static_cast<int>(palette_->selectedIndex()),
+  foundCount_ = static_cast<int>(rows.size());
+  if (foundCount_ > 0 && !query().trimmed().isEmpty()) {
+    rows.push_back({.id = QStringLiteral("search"),
+                    .title = tr("Search everything for “%1”").arg(query()),
+                    .icon = QStringLiteral("search"),
+                    .section = tr("Search")});
+  } else {
+    isSearchCurrent_ = false;
+  }
+  show(std::move(rows), isSearchCurrent_ ? foundCount_ : static_cast<int>(palette_->selectedIndex()),
        tr("Nothing to go to or to run is called “%1”.").arg(query()));
 }
 

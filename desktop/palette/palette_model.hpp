@@ -7,7 +7,8 @@
 
 namespace ravant::desktop {
 
-/// What there is to go to or to run in this window. Entries for which the window has no page are left out.
+/// What there is to go to or to run in this window. Entries for which the window has no page are left out. Behind what
+/// was found, the last row leads on to a search for the query.
 class PaletteModel : public PaletteRows, public ViewModel, private CommandPaletteModel::Observer {
   Q_OBJECT
   QML_ELEMENT
@@ -32,6 +33,9 @@ class PaletteModel : public PaletteRows, public ViewModel, private CommandPalett
 
   DesktopWindow& window_;
   std::shared_ptr<CommandPaletteModel> palette_;
+  int foundCount_ = 0;
+  /// Whether the row behind those that were found is the current one.
+  bool isSearchCurrent_ = false;
 };
 
 }  // namespace ravant::desktop

@@ -2,10 +2,14 @@
 
 #include <QJSEngine>
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace ravant::desktop {
 namespace {
+
+/// Those at which the unit of all spaces is as exact as a pixel lets it be.
+constexpr std::array kZoomSteps = {80, 100, 125, 150, 175, 200};
 
 struct Shades {
   QRgb light;
@@ -79,6 +83,13 @@ void Theme::setAppearance(Appearance appearance) {
 void Theme::followScheme() {
   const bool isDark = appearance_ == Appearance::dark || (appearance_ == Appearance::system && scheme_.prefersDark());
   if (std::exchange(isDark_, isDark) != isDark) Q_EMIT colorsChanged();
+}
+
+void Theme::stepZoom(int by) {
+  const auto above = std::ranges::upper_bound(kZoomSteps, zoom_);
+  const auto notBelow = std::ranges::lower_bound(kZoomSteps, zoom_);
+  if (by > 0 && above != kZoomSteps.end()) setZoom(*above);
+  if (by < 0 && notBelow != kZoomSteps.begin()) setZoom(*std::prev(notBelow));
 }
 
 void Theme::setZoom(int percent) {

@@ -145,6 +145,8 @@ class Theme final : public QObject {
   int zoom() const { return zoom_; }
   /// The nearest possible one.
   void setZoom(int percent);
+  /// To the next step, up with 1 and down with -1: between them, texts would grow and spaces not.
+  Q_INVOKABLE void stepZoom(int by);
   int motion() const;
 
  Q_SIGNALS:

@@ -32,7 +32,7 @@ Controls.PopupWindow {
     EndQuestion {}
     WindowTitle { id: shownTitle }
     CommandHandler { command: "quit"; onTriggered: Workbench.end.request() }
-    CommandHandler { command: "zoomIn"; onTriggered: Theme.zoom += 10 }
-    CommandHandler { command: "zoomOut"; onTriggered: Theme.zoom -= 10 }
+    CommandHandler { command: "zoomIn"; onTriggered: Theme.stepZoom(1) }
+    CommandHandler { command: "zoomOut"; onTriggered: Theme.stepZoom(-1) }
     CommandHandler { command: "resetZoom"; onTriggered: Theme.zoom = 100 }
 }

@@ -105,7 +105,19 @@ TEST_F(RunEndsTest, TellsOfARunThatBeganBeforeTheProgram) {
   workbench.window().openConversation(desktop::textOf(conversation), desktop::textOf(project.id));
   end(conversation, PromptOutcome::limit);
   EXPECT_TRUE(until([&] { return !told.empty(); }));
-  EXPECT_EQ(ends.spoken(), QStringLiteral("Claude Code finished"));
+  EXPECT_EQ(ends.spoken(), QStringLiteral("Claude Code failed"));
+}
+
+TEST_F(RunEndsTest, TellsOfAQueueThatCouldNotGoOn) {
+  RunEnds ends(workbench.window(), nullptr);
+  follow(ends);
+  runAnother(conversation);
+  const auto last = await(workbench.application().transcripts().last(conversation)).value();
+  await(items()->appendFailureEventBehind(last.id, conversation, "A queued prompt was not sent."));
+  EXPECT_TRUE(until([&] { return told.size() == 2; }));
+  // Neither is told again when the conversation goes on.
+  runAnother(conversation);
+  EXPECT_THAT(told, ElementsAre("Claude Code finished", "Claude Code failed", "Claude Code finished"));
 }
 
 TEST_F(RunEndsTest, TellsOfOneThatFinishedThoughTheNextRuns) {

@@ -63,7 +63,7 @@ TEST(PaletteModelTest, OffersWhatTheWindowCanShowAndFollowsTheStore) {
   EXPECT_THAT(titles(palette), Not(Contains("Cache headers")));
 
   palette.setQuery(QStringLiteral("tiles"));
-  EXPECT_THAT(titles(palette), ElementsAre("Cache of tiles"));
+  EXPECT_THAT(titles(palette), ElementsAre("Cache of tiles", "Search everything for “tiles”"));
   EXPECT_EQ(palette.currentName().toStdString(), "Cache of tiles, weather");
   palette.setQuery(QStringLiteral("no such thing"));
   EXPECT_THAT(titles(palette), IsEmpty());
@@ -74,7 +74,31 @@ TEST(PaletteModelTest, OffersWhatTheWindowCanShowAndFollowsTheStore) {
   palette.choose(0);
   EXPECT_TRUE(until([&] { return workbench.window().shownConversation() == conversation; }));
   palette.setQuery(QStringLiteral("archive conv"));
-  EXPECT_THAT(titles(palette), ElementsAre("Archive conversation"));
+  EXPECT_EQ(titles(palette).front(), "Archive conversation");
+}
+
+TEST(PaletteModelTest, LeadsOnToASearchBehindWhatItFound) {
+  Workbench workbench;
+  workbench.addProject("weather");
+  std::vector<std::string> searched;
+  QObject::connect(&workbench.window(), &desktop::DesktopWindow::searchRequested,
+                   [&](const QString& words) { searched.push_back(words.toStdString()); });
+  PaletteModel palette(workbench.window(), nullptr);
+  const QAbstractItemModelTester tester(&palette);
+  palette.open();
+  ASSERT_TRUE(until([&] { return palette.rowCount() > 0; }));
+  palette.step(-1);
+  EXPECT_EQ(palette.current(), palette.rowCount() - 1);
+  EXPECT_THAT(titles(palette), Not(Contains(testing::HasSubstr("Search everything for"))));
+
+  palette.setQuery(QStringLiteral("conversation"));
+  ASSERT_GT(palette.rowCount(), 1);
+  palette.step(-1);
+  EXPECT_EQ(titles(palette).at(static_cast<std::size_t>(palette.current())), "Search everything for “conversation”");
+  palette.take();
+  EXPECT_THAT(searched, ElementsAre("conversation"));
+  palette.setQuery(QStringLiteral("conversatio"));
+  EXPECT_EQ(palette.current(), 0);
 }
 
 TEST(PaletteModelTest, StepsRoundItsRows) {

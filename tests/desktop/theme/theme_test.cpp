@@ -72,5 +72,28 @@ TEST(ThemeTest, ZoomScalesEverySizeWithinItsBounds) {
   EXPECT_GE(theme.smallRowHeight(), 24);
 }
 
+TEST(ThemeTest, ZoomStepsAreThoseAtWhichSpacesGrowWithTexts) {
+  ColorScheme scheme;
+  Theme theme(scheme);
+  std::vector<int> steps;
+  for (int before = 0; before != theme.zoom();) {
+    before = theme.zoom();
+    theme.stepZoom(1);
+    EXPECT_EQ(theme.unit() * 100, theme.zoom() * 4);
+    steps.push_back(theme.zoom());
+  }
+  EXPECT_EQ(steps, std::vector({125, 150, 175, 200, 200}));
+  // What the settings hold between two steps is left in both directions.
+  theme.setZoom(110);
+  theme.stepZoom(-1);
+  EXPECT_EQ(theme.zoom(), 100);
+  theme.setZoom(110);
+  theme.stepZoom(1);
+  EXPECT_EQ(theme.zoom(), 125);
+  theme.setZoom(80);
+  theme.stepZoom(-1);
+  EXPECT_EQ(theme.zoom(), 80);
+}
+
 }  // namespace
 }  // namespace ravant::test
