@@ -54,7 +54,10 @@ awaitable<void> TranscriptWindow::readItem(ConversationItemId id, Turns::Turn tu
   auto item = co_await alive(reader_->item(id));
   if (!turns_.isLatest(turn)) co_return;
   if (!item || item->conversation != *shown_) {
-    if (std::erase_if(items_, [&](const ShownItem& each) { return each.item.id == id; }) > 0) --count_;
+    std::erase_if(items_, [&](const ShownItem& each) { return each.item.id == id; });
+    const std::int64_t count = co_await alive(reader_->count(*shown_));
+    if (!turns_.isLatest(turn)) co_return;
+    count_ = count;
     if (items_.empty()) {
       work_.opens = true;
       co_return;

@@ -166,7 +166,7 @@ class KeyboardJourney(DesktopCase):
 
     def zooms(self):
         height = self.row_height()
-        self.desktop.keys("Ctrl++", "Ctrl++")
+        self.desktop.keys("Ctrl++")
         self.desktop.wait_until(lambda: self.row_height() > height, "higher rows")
         self.desktop.keys("Ctrl+0")
         self.desktop.wait_until(lambda: self.row_height() == height, "rows as high as before")
