@@ -7,6 +7,8 @@ Item {
 
     property string words
     property string explanation
+    /// What there is already; empty for nothing.
+    property string note
     /// Of the one button; empty for none.
     property string offer
 
@@ -34,6 +36,17 @@ Item {
             text: state.explanation
             color: Theme.dim
             Accessible.ignored: false
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+        PlainLabel {
+            width: parent.width
+            visible: text !== ""
+            horizontalAlignment: Text.AlignHCenter
+            wrapMode: Text.Wrap
+            text: state.note
+            color: Theme.dim
+            Accessible.ignored: !visible
             Accessible.role: Accessible.StaticText
             Accessible.name: text
         }

@@ -213,9 +213,10 @@ QString DesktopWindow::keys(const QString& command, int) const {
   return bound ? shownKeys(*bound) : QString();
 }
 
-QString DesktopWindow::sequence(const QString& command, int) const {
+QVariantList DesktopWindow::sequences(const QString& command, int) const {
   const auto bound = keysOf(command);
-  return bound ? QString::fromStdString(bound->text()) : QString();
+  const QStringList keys = bound ? pressedKeys(*bound) : QStringList();
+  return {keys.begin(), keys.end()};
 }
 
 std::optional<KeySequence> DesktopWindow::keysOf(const QString& command) const {

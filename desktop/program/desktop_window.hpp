@@ -120,7 +120,7 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   /// As they are written for people.
   Q_INVOKABLE QString keys(const QString& command, int revision) const;
   /// As `Shortcut` reads them.
-  Q_INVOKABLE QString sequence(const QString& command, int revision) const;
+  Q_INVOKABLE QVariantList sequences(const QString& command, int revision) const;
   Q_INVOKABLE QString title(const QString& command, int revision) const;
 
   void runCommand(WindowCommand command);

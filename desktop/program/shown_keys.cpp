@@ -29,6 +29,19 @@ QString shown(const KeyChord& chord) {
 
 }  // namespace
 
+QStringList pressedKeys(const KeySequence& keys) {
+  QStringList chords;
+  QStringList onMainKeys;
+  for (KeyChord chord : keys.chords()) {
+    chords.append(QString::fromStdString(chord.text()));
+    if (chord.key == "Enter") chord.key = "Return";
+    onMainKeys.append(QString::fromStdString(chord.text()));
+  }
+  QStringList sequences = {chords.join(QStringLiteral(", ")), onMainKeys.join(QStringLiteral(", "))};
+  sequences.removeDuplicates();
+  return sequences;
+}
+
 QString shownKeys(const KeySequence& keys) {
   QStringList chords;
   for (const KeyChord& chord : keys.chords()) chords.append(shown(chord));

@@ -8,7 +8,7 @@ Instantiator {
     delegate: Shortcut {
         required property string modelData
 
-        sequence: Workbench.sequence(modelData, Workbench.commandsRevision)
+        sequences: Workbench.sequences(modelData, Workbench.commandsRevision)
         onActivated: Workbench.run(modelData)
     }
 }

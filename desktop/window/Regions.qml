@@ -133,6 +133,7 @@ FocusScope {
             visible: Workbench.detailKind === Workbench.None && presence.isEmpty
             words: qsTr("Add a folder to work in.")
             explanation: qsTr("Folders can be dropped anywhere on this window.")
+            note: presence.readyAgents
             offer: qsTr("Add project")
             onAccepted: Workbench.run("addNewProject")
         }

@@ -21,7 +21,7 @@ bool isListed(std::string_view list, std::string_view word) {
 }
 
 /// What `word` is listed as in `list`, a member of each language.
-const Language* listedIn(std::string_view Language::*list, std::string_view word) {
+const Language* listedIn(std::string_view Language::* list, std::string_view word) {
   for (const std::span<const Language> languages : allLanguages()) {
     const auto found = std::ranges::find_if(languages, [&](const Language& l) { return isListed(l.*list, word); });
     if (found != languages.end()) return &*found;

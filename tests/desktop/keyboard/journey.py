@@ -82,6 +82,7 @@ class KeyboardJourney(DesktopCase):
 
     def tells_what_to_do_first(self):
         self.wait_for("label", "Add a folder to work in.")
+        self.wait_for("label", "Claude Code is ready.")
         self.wait_for("push button", "Add project")
 
     def adds_a_folder(self):

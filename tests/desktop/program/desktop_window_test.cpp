@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <QKeySequence>
 #include <QQuickItem>
 #include <QQuickWindow>
 
@@ -26,6 +27,25 @@ TEST(DesktopWindowTest, ShowsWhatItShowedBeforeItsEnd) {
   EXPECT_EQ(first.window().detailKind(), DesktopWindow::DetailKind::Conversation);
   EXPECT_EQ(first.window().conversation(), desktop::textOf(conversation));
   EXPECT_TRUE(first.window().canRun(QStringLiteral("archive"), 0) == false) << "nobody does it";
+}
+
+TEST(DesktopWindowTest, TakesTheEnterOfBothKeys) {
+  Workbench workbench;
+  workbench.folder().write("settings.json", R"({"keybindings":{"find":"Alt+Enter","rename":"Ctrl+K Enter"}})");
+  workbench.application().settings().load();
+  DesktopWindow& window = workbench.window();
+  window.loadKeybindings();
+  const auto presses = [&](const char* command, QKeyCombination first,
+                           QKeyCombination then = QKeyCombination::fromCombined(0)) {
+    const QKeySequence pressed(first, then);
+    const QVariantList sequences = window.sequences(QString::fromUtf8(command), 0);
+    return std::count_if(sequences.begin(), sequences.end(),
+                         [&](const QVariant& keys) { return QKeySequence(keys.toString()) == pressed; });
+  };
+  EXPECT_EQ(presses("find", Qt::ALT | Qt::Key_Return), 1);
+  EXPECT_EQ(presses("find", Qt::ALT | Qt::Key_Enter), 1);
+  EXPECT_EQ(presses("rename", Qt::CTRL | Qt::Key_K, QKeyCombination(Qt::Key_Return)), 1);
+  EXPECT_EQ(window.sequences(QStringLiteral("goBack"), 0).size(), 1);
 }
 
 TEST(DesktopWindowTest, RunsACommandByTheYoungestHandlerThatIsEnabled) {
