@@ -8,6 +8,8 @@ import Ravant.Theme
 FocusScope {
     id: root
 
+    signal sent
+
     enabled: visible
     implicitHeight: visible ? parts.implicitHeight + Theme.unit * 4 : 0
     onVisibleChanged: if (visible && Workbench.detailKind === Workbench.NewConversation) field.forceActiveFocus()
@@ -16,6 +18,7 @@ FocusScope {
         id: composer
 
         onTextReplaced: field.replace(text)
+        onSent: root.sent()
         onFieldWanted: field.forceActiveFocus()
     }
     Connections {

@@ -114,6 +114,7 @@ std::optional<AgentTroubles::Trouble> AgentTroubles::troubleOfObstacle(const Sub
 }
 
 awaitable<std::optional<AgentTroubles::Trouble>> AgentTroubles::troubleOfFolder(Subject subject) {
+  if (subject.folder.empty()) co_return std::nullopt;
   const std::string words = co_await onPool(window_.application().modelContainer()->work(),
                                             [folder = subject.folder] { return troubleOf(folder); });
   if (words.empty()) co_return std::nullopt;

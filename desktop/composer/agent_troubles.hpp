@@ -36,7 +36,7 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
   struct Subject {
     ProjectId project;
     std::string projectName = {};
-    std::string folder = {};
+    std::string folder = {};  ///< empty where there is no project yet
     bool isNew = true;
     std::optional<AgentType> foreignAgent = {};
     std::vector<Agent> agents = {};

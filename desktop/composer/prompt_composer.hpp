@@ -95,6 +95,8 @@ class PromptComposer : public QObject, public ViewModel {
 
  Q_SIGNALS:
   void textReplaced();
+  /// A prompt goes to the agent, not into the queue.
+  void sent();
   void changed();
   /// The field is to have the keyboard: the page of a new conversation is shown, or a prompt came back.
   void fieldWanted();

@@ -37,6 +37,7 @@ void PromptComposer::send(PromptSender::QueueEnd end) {
   } else {
     isStarting_ = true;
     sender_->send(std::move(order));
+    Q_EMIT sent();
   }
   show({});
 }

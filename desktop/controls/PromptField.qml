@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Controls.Basic as Basic
+import Ravant.Controls
 import Ravant.Theme
 
 /// A text of many lines that is written. It grows to a height and scrolls from there; Tab leaves it.
@@ -14,13 +15,16 @@ FocusScope {
     /// Before the field takes it, unless an input method is at work.
     signal keyPressed(var event)
 
-    /// Shows another text, with the cursor behind it.
+    /// Shows another text, with the cursor behind it; what was typed before is not to be undone there.
     function replace(text: string) {
         area.text = text
         area.cursorPosition = area.length
+        history.clear()
     }
 
     implicitHeight: Math.min(area.implicitHeight, maximumHeight)
+
+    UndoHistory { id: history; document: area.textDocument }
 
     Flickable {
         id: scroll

@@ -8,6 +8,7 @@ FocusScope {
 
     readonly property string conversation: visible ? Workbench.conversation : ""
 
+    function toEnd() { transcript.toEnd() }
     /// Closes or clears what is topmost; false where there is nothing of the kind.
     function takeEscape(): bool {
         if (find.visible) find.close()

@@ -23,6 +23,7 @@ FocusScope {
     signal goOn
 
     function copy() { selection.isNone ? rows.copy(list.currentIndex) : selection.copy() }
+    function toEnd() { view.toEnd() }
     /// Whether there was something selected.
     function clearSelection(): bool {
         const had = !selection.isNone || rows.hasSelection

@@ -68,8 +68,8 @@ void TranscriptWindow::showFound(FoundWords found, FindDirection direction) {
     Q_EMIT placesChanged();
     return;
   }
-  if (found_ && found_->item != found.places.item) foldAgain();
   const std::string before = found_ && found_->place() ? found_->place()->row : std::string();
+  if (found_ && found_->item != found.places.item) foldAgain();
   callTexts_.merge(std::move(found.texts));
   found_ = std::move(found.places);
   found_->current = direction == FindDirection::next || found_->places.empty() ? 0 : found_->places.size() - 1;

@@ -103,6 +103,7 @@ FocusScope {
         Accessible.role: Accessible.Grouping
         Accessible.name: qsTr("Conversation")
 
+        onActiveFocusChanged: if (activeFocus) regions.sidebarLiesOver = false
         Keys.onEscapePressed: event => event.accepted = page.takeEscape()
 
         ConversationPage {
@@ -142,6 +143,7 @@ FocusScope {
 
             anchors { bottom: parent.bottom; left: parent.left; right: parent.right }
             visible: Workbench.detailKind === Workbench.Conversation || Workbench.detailKind === Workbench.NewConversation
+            onSent: page.toEnd()
         }
     }
     Rectangle {

@@ -12,7 +12,7 @@ QtWindow.Window {
 
     title: "Ravant"
     width: Math.min(Theme.unit * 160, QtWindow.Screen.desktopAvailableWidth - Theme.unit * 8)
-    height: Math.max(Theme.unit * 70, words.implicitHeight + Theme.unit * 16)
+    height: Math.min(Math.max(Theme.unit * 70, words.implicitHeight + Theme.unit * 16), QtWindow.Screen.desktopAvailableHeight - Theme.unit * 8)
     minimumWidth: 480
     visible: true
     color: Theme.window
@@ -37,6 +37,7 @@ QtWindow.Window {
         PlainLabel {
             width: parent.width
             wrapMode: Text.Wrap
+            maximumLineCount: 10
             text: root.trouble.reason
             Accessible.ignored: false
             Accessible.role: Accessible.AlertMessage

@@ -26,8 +26,8 @@ std::unique_ptr<Application> openStore(const Locations& locations, const std::fu
   if (opening.wait_for(kUntilTold) == std::future_status::ready) return opening.get();
 
   dress();
-  WindowEngine engine;
   bool isLeft = false;
+  WindowEngine engine;
   if (QQuickWindow* const window = engine.load(QStringLiteral("Opening.qml"), {})) {
     QObject::connect(window, &QWindow::visibleChanged, &waiting, [&](bool isVisible) { isLeft = !isVisible; });
   }

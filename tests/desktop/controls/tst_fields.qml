@@ -43,6 +43,17 @@ Item {
             compare(field.text, "abc")
         }
 
+        function test_a_prompt_undoes_nothing_of_another_one_data() { return [{ tag: "typed", rest: "abc" }, { tag: "deleted", rest: "" }] }
+        function test_a_prompt_undoes_nothing_of_another_one(data) {
+            const field = createTemporaryObject(prompt, root)
+            field.forceActiveFocus()
+            for (const key of "abc") keyClick(key)
+            if (data.rest === "") for (let press = 0; press < 3; ++press) keyClick(Qt.Key_Backspace)
+            compare(field.text, data.rest)
+            field.replace("")
+            keyClick(Qt.Key_Z, Qt.ControlModifier)
+            compare(field.text, "")
+        }
         function test_a_prompt_grows_to_its_height_and_is_left_by_tab() {
             const field = createTemporaryObject(prompt, root)
             const next = createTemporaryObject(button, root)

@@ -112,6 +112,18 @@ TEST_F(TranscriptFindTest, LeadsToTheWordsWhereverTheyAreHidden) {
   EXPECT_TRUE(find_.places().isEmpty());
 }
 
+TEST_F(TranscriptFindTest, LetsOnePlaceStandOutAtATime) {
+  message("A needle.");
+  message("Another needle.");
+  open();
+  std::map<int, int> shown;
+  const auto look = [&](const QModelIndex& row) { shown[row.row()] = row.data(TranscriptWindow::placeRole).toInt(); };
+  QObject::connect(&window_, &TranscriptWindow::dataChanged, &window_, [&](const QModelIndex& first) { look(first); });
+  placeAfter([&] { find_.setText(QStringLiteral("needle")); });
+  placeAfter([&] { find_.next(); });
+  EXPECT_THAT(shown, testing::UnorderedElementsAre(testing::Pair(0, 1), testing::Pair(1, 0)));
+}
+
 TEST_F(TranscriptFindTest, UnfoldsOnlySoMuchOfWhatHasTheWordsEverywhere) {
   for (int each = 0; each < 30; ++each) call(std::to_string(each), lines(4000, 3900, "the needle"));
   std::string many;
