@@ -120,8 +120,10 @@ QSGNode* PlaceMarks::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
   for (std::size_t line = 0; line < kinds.size(); ++line) {
     if (kinds[line] == Kind::none) continue;
     const bool isPrompt = kinds[line] == Kind::prompt;
+    // What can be everywhere leaves room to see where the reader is.
+    const bool isNarrow = kinds[line] != Kind::failure;
     QSGRectangleNode* const mark = window()->createRectangleNode();
-    const double wide = isPrompt ? std::round(width() / 2) : width();
+    const double wide = isNarrow ? std::round(width() / 2) : width();
     mark->setRect(std::round((width() - wide) / 2), static_cast<double>(line) * kMarkHeight, wide, kMarkHeight);
     mark->setColor(isPrompt ? theme.strongLine() : kinds[line] == Kind::found ? theme.attention() : theme.bad());
     all->appendChildNode(mark);
