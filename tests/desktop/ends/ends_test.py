@@ -20,6 +20,7 @@ from accessible import call  # noqa: E402
 from desktop_case import DesktopCase  # noqa: E402
 from private_desktop import until  # noqa: E402
 
+DEMO = Path(__file__).resolve().parents[3] / "examples" / "run-desktop-demo"
 NAME, OBJECT = "com.ravant.Ravant", "/com/ravant/Ravant"
 
 
@@ -136,6 +137,14 @@ class Ends(DesktopCase):
                                   stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
             self.assertEqual((done.returncode, done.stdout), (1, ""), (named, words))
             self.assertRegex(done.stderr, "^ravant-desktop: there is no display: [^\n]*\n$")
+
+    def test_the_demo_tells_its_caller_that_there_is_no_display(self):
+        environment = self.desktop.environment | {"DISPLAY": ":9999", "TMPDIR": str(self.desktop.home)}
+        done = subprocess.run([DEMO, self.ravant, self.program], env=environment, cwd=self.work,
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
+        self.assertEqual(done.returncode, 3, done)
+        self.assertIn("there is no display", done.stderr)
+        self.assertEqual(list(self.desktop.home.glob("ravant-demo.*")), [])
 
     def test_a_platform_without_a_display_needs_none(self):
         environment = {name: value for name, value in self.desktop.environment.items()
