@@ -20,6 +20,7 @@ from accessible import call  # noqa: E402
 from desktop_case import DesktopCase  # noqa: E402
 from private_desktop import until  # noqa: E402
 
+DEMO = Path(__file__).resolve().parents[3] / "examples" / "run-desktop-demo"
 NAME, OBJECT = "com.ravant.Ravant", "/com/ravant/Ravant"
 
 
@@ -124,11 +125,35 @@ class Ends(DesktopCase):
     def test_without_a_display_it_says_so(self):
         environment = {name: value for name, value in self.desktop.environment.items()
                        if name not in ("DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM")}
-        for named in ({}, {"DISPLAY": ":9999"}, {"WAYLAND_DISPLAY": "nobody", "DISPLAY": ":9999"}):
-            done = subprocess.run([self.program], env=environment | named, cwd=self.work, stdin=subprocess.DEVNULL,
-                                  capture_output=True, text=True, timeout=60, check=False)
-            self.assertEqual((done.returncode, done.stdout), (1, ""), named)
+        display = self.desktop.environment["DISPLAY"]
+        for named, words in (({}, ()), ({"DISPLAY": ":9999"}, ()),
+                             ({"WAYLAND_DISPLAY": "nobody", "DISPLAY": ":9999"}, ()),
+                             ({"QT_QPA_PLATFORM": "xcb"}, ()),
+                             ({"QT_QPA_PLATFORM": "wayland;xcb:verbose", "DISPLAY": ":9999"}, ()),
+                             # The display that answers is not the one of the platform.
+                             ({"QT_QPA_PLATFORM": "xcb", "DISPLAY": display}, ("--platform", "wayland-egl")),
+                             ({"QT_QPA_PLATFORM": "offscreen"}, ("-platform=xcb",))):
+            done = subprocess.run([self.program, *words], env=environment | named, cwd=self.work,
+                                  stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
+            self.assertEqual((done.returncode, done.stdout), (1, ""), (named, words))
             self.assertRegex(done.stderr, "^ravant-desktop: there is no display: [^\n]*\n$")
+
+    def test_the_demo_tells_its_caller_that_there_is_no_display(self):
+        environment = self.desktop.environment | {"DISPLAY": ":9999", "TMPDIR": str(self.desktop.home)}
+        done = subprocess.run([DEMO, self.ravant, self.program], env=environment, cwd=self.work,
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=60, check=False)
+        self.assertEqual(done.returncode, 3, done)
+        self.assertIn("there is no display", done.stderr)
+        self.assertEqual(list(self.desktop.home.glob("ravant-demo.*")), [])
+
+    def test_a_platform_without_a_display_needs_none(self):
+        environment = {name: value for name, value in self.desktop.environment.items()
+                       if name not in ("DISPLAY", "WAYLAND_DISPLAY")}
+        with subprocess.Popen([self.program], env=environment | {"QT_QPA_PLATFORM": "xcb;offscreen"}, cwd=self.work,
+                              stdin=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True) as program:
+            self.assertTrue(until(lambda: (self.desktop.data / "store.sqlite").exists(), self.desktop.patience))
+            program.send_signal(signal.SIGTERM)
+            self.assertNotIn("there is no display", program.communicate(timeout=60)[1])
 
     def test_a_run_in_flight_is_asked_about_and_leaves_no_process(self):
         self.start_with_a_run()
