@@ -73,6 +73,10 @@ FocusScope {
 
         readonly property ConversationRow currentRow: currentItem as ConversationRow
         property string renamed
+        /// Of all that is selected, only another conversation moves the place of the keyboard.
+        readonly property string shown: Workbench.conversation
+
+        onShownChanged: currentIndex = conversationList.rowOfConversation(shown)
 
         function showMenu() { if (currentRow) menu.popup(currentRow, Theme.unit * 8, currentRow.height); }
         function rename() { renamed = currentRow?.conversationId ?? ""; }
@@ -114,10 +118,6 @@ FocusScope {
         }
 
         Shortcut { sequence: "Shift+F10"; enabled: list.activeFocus; onActivated: list.showMenu() }
-        Connections {
-            target: Workbench
-            function onSelectionChanged() { list.currentIndex = conversationList.rowOfConversation(Workbench.conversation); }
-        }
         Connections {
             target: conversationList
             function onQueryChanged() { list.currentIndex = conversationList.rowOfConversation(Workbench.conversation); }

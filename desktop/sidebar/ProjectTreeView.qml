@@ -20,6 +20,11 @@ ListView {
     property string dragged
     property int dropRow: -1
 
+    /// Where something else is selected, the keyboard's place goes to it; not where only something is gone.
+    readonly property string shown: Workbench.conversation + " " + selectedProject
+
+    onShownChanged: if (tree.rowOfShown() >= 0) currentIndex = tree.rowOfShown()
+
     readonly property TreeRow currentRow: currentItem as TreeRow
     readonly property string selectedProject: listShown ? Workbench.contentProject : Workbench.conversation !== "" ? "" : Workbench.newConversationProject !== "" ? Workbench.newConversationProject : Workbench.contentProject
     readonly property MenuPopup menu: currentRow?.isProject ? projectMenu : conversationMenu
@@ -65,10 +70,6 @@ ListView {
 
     ReadingOrder { list: view }
     Shortcut { sequence: "Shift+F10"; enabled: view.activeFocus; onActivated: view.showMenu() }
-    Connections {
-        target: Workbench
-        function onSelectionChanged() { if (view.tree.rowOfShown() >= 0) view.currentIndex = view.tree.rowOfShown(); }
-    }
 
     Rectangle {
         x: Theme.unit * 2

@@ -3,6 +3,7 @@
 #include <chrono>
 
 #include "app/known_settings.hpp"
+#include "platform/files/private_file.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -42,6 +43,12 @@ SettingsFollower::SettingsFollower(DesktopWindow& window, Theme& theme) : window
 void SettingsFollower::watch() {
   std::error_code unknown;
   const std::filesystem::path& file = window_.application().settings().path();
+  // The first settings are to be seen, too.
+  try {
+    makePrivateFolder(file.parent_path());
+  } catch (const std::system_error&) {
+    // Then nobody can write any.
+  }
   for (const std::filesystem::path& path : {file, std::filesystem::canonical(file, unknown), file.parent_path()}) {
     if (std::filesystem::exists(path, unknown) && !watcher_.files().contains(textOf(path)) &&
         !watcher_.directories().contains(textOf(path))) {

@@ -1,6 +1,7 @@
 #!/usr/bin/python3 -B
 """Where the keyboard is after each way through the window: `keyboard_test.py RAVANT_DESKTOP RAVANT`."""
 
+import json
 import re
 import sys
 from pathlib import Path
@@ -62,6 +63,20 @@ class Keyboard(DesktopCase):
         self.desktop.end()
         self.desktop.start()
         self.expect_writing("apples")
+        self.desktop.end()
+
+    def test_what_goes_elsewhere_leaves_the_keyboard_at_its_row(self):
+        self.desktop.start()
+        self.desktop.keys("Alt+Down")
+        self.shows("cherries")
+        self.to_tree()
+        self.has_keyboard("list item", re.compile("^cherries"))
+        self.desktop.keys("Down", "Down")
+        self.has_keyboard("list item", re.compile("^apples"))
+        _, birds, _ = json.loads(self.run_ravant("conversation", "list", "--json"))
+        self.run_ravant("conversation", "delete", birds["id"], "--yes")
+        self.desktop.wait_gone("list item", re.compile("^birds"), ["showing"])
+        self.has_keyboard("list item", re.compile("^apples"))
         self.desktop.end()
 
     def test_what_closes_gives_the_keyboard_back(self):
