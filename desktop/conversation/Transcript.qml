@@ -135,4 +135,5 @@ FocusScope {
     CommandHandler { command: "copyMessage"; enabled: transcript.visible; onTriggered: transcript.rows.copy(view.currentRow()) }
     CommandHandler { command: "previousPrompt"; enabled: transcript.visible; onTriggered: transcript.rows.jumpToPrompt(view.currentRow(), -1) }
     CommandHandler { command: "nextPrompt"; enabled: transcript.visible; onTriggered: transcript.rows.jumpToPrompt(view.currentRow(), 1) }
+    CommandHandler { command: "jumpToEnd"; enabled: transcript.visible; onTriggered: view.toEnd() }
 }

@@ -30,6 +30,9 @@ constexpr std::array kIcons = {
     SymbolIcon{"sidebar.left", QLatin1String("sidebar")},
     SymbolIcon{"pencil", QLatin1String("pencil")},
     SymbolIcon{"archivebox", QLatin1String("archive")},
+    SymbolIcon{"paperclip", QLatin1String("paperclip")},
+    SymbolIcon{"arrow.down", QLatin1String("arrow-down")},
+    SymbolIcon{"trash", QLatin1String("trash")},
     SymbolIcon{"clock", QLatin1String("clock")},
 };
 

@@ -24,6 +24,12 @@ FocusScope {
         enabled: list.activeFocus && list.currentRow !== null && !list.currentRow.isArchived
         onTriggered: conversationActions.archive(list.currentRow.conversationId)
     }
+    CommandHandler { command: "archivedConversations"; enabled: column.visible; onTriggered: conversationList.archived = !conversationList.archived }
+    CommandHandler {
+        command: "deleteConversation"
+        enabled: list.activeFocus && list.currentRow !== null
+        onTriggered: conversationActions.remove(list.currentRow.conversationId)
+    }
 
     Rectangle { anchors.fill: parent; color: Theme.window }
 
@@ -45,6 +51,7 @@ FocusScope {
             IconButton {
                 iconName: "archive"
                 name: conversationList.archived ? qsTr("Conversations that are not archived") : qsTr("Archived conversations")
+                keys: Workbench.keys("archivedConversations", Workbench.commandsRevision)
                 checked: conversationList.archived
                 ink: conversationList.archived ? Theme.accent : Theme.dim
                 onClicked: conversationList.archived = !conversationList.archived

@@ -28,6 +28,11 @@ FocusScope {
         enabled: tree.activeFocus && tree.currentRow !== null && !tree.currentRow.isProject
         onTriggered: conversationActions.archive(tree.currentRow.ownId)
     }
+    CommandHandler {
+        command: "deleteConversation"
+        enabled: tree.activeFocus ? tree.currentRow?.isConversation ?? false : Workbench.conversation !== ""
+        onTriggered: conversationActions.remove(tree.activeFocus ? tree.currentRow.conversationId : Workbench.conversation)
+    }
     CommandHandler { command: "previousInSidebar"; onTriggered: projectTree.openNeighbour(-1) }
     CommandHandler { command: "nextInSidebar"; onTriggered: projectTree.openNeighbour(1) }
     CommandHandler {

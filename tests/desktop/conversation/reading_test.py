@@ -27,6 +27,7 @@ class Reading(DesktopCase):
         self.register_agent(TALKING_AGENT)
         self.run_ravant("project", "add", str(self.work))
         self.run_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "Tell me.")
+        self.run_ravant("settings", "set", "keybindings.jumpToEnd", "Alt+E")
         self.desktop.start("--conversation", self.conversation())
         self.row(60)
 
@@ -55,6 +56,8 @@ class Reading(DesktopCase):
         self.desktop.wait_for("text", "Prompt", ["focused"])
         self.desktop.keys("Escape")
         self.desktop.wait_gone("text", "Find in this conversation", ["showing"])
+        self.desktop.keys("Alt+E")
+        self.row(60)
         self.desktop.end()
 
     def test_copies_what_the_mouse_selected_unless_the_prompt_has_a_later_selection(self):

@@ -133,6 +133,46 @@ class Keyboard(DesktopCase):
         self.desktop.wait_until(lambda: self.focused_region() == "Conversation", "the keyboard in what is shown")
         self.desktop.end()
 
+    def run_by_palette(self, words, title):
+        self.desktop.keys("Ctrl+K")
+        self.has_keyboard("text", "Go to or run")
+        self.desktop.type(words)
+        self.desktop.wait_for("list item", re.compile(f"^{title}"), ["selected"], self.desktop.find("list", "Results"))
+        self.desktop.keys("Enter")
+
+    def test_what_has_no_keys_of_its_own_is_in_the_palette_and_can_be_given_some(self):
+        bindings = {"attachFiles": "Alt+1", "archivedConversations": "Alt+2", "deleteConversation": "Alt+3"}
+        for command, bound in bindings.items():
+            self.run_ravant("settings", "set", f"keybindings.{command}", bound)
+        self.desktop.start()
+        self.desktop.keys("Alt+Down")
+        self.shows("cherries")
+        for run in (lambda: self.desktop.keys("Alt+1"), lambda: self.run_by_palette("attach", "Attach files")):
+            run()
+            self.desktop.wait_for("dialog", "Attach files", ["showing"])
+            self.desktop.keys("Esc")
+            self.desktop.wait_gone("dialog", "Attach files", ["showing"])
+
+        self.desktop.keys("Ctrl+Shift+L", "Alt+2")
+        self.desktop.wait_for(name="No archived conversation.", states=["showing"])
+        self.desktop.keys("Alt+2")
+        self.desktop.wait_gone(name="No archived conversation.", states=["showing"])
+
+        # The one that is shown, but in a list the one that the keyboard is at, and none at a project.
+        self.run_by_palette("delete", "Delete conversation")
+        self.shows("birds")
+        self.desktop.keys("F6")
+        self.has_keyboard("push button", "Undo")
+        self.desktop.keys("F6")
+        self.has_keyboard("list item", "birds")
+        self.desktop.keys("Down", "Alt+3")
+        self.desktop.wait_for(name=re.compile("“apples” was deleted"), states=["showing"])
+        self.shows("birds")
+        self.desktop.keys("Home", "Alt+3", "Ctrl+L")
+        self.has_keyboard("text", "Prompt")
+        self.shows("birds")
+        self.desktop.end()
+
     def test_a_project_is_chosen_for_a_new_conversation(self):
         other = self.desktop.home / "tiles"
         other.mkdir()
