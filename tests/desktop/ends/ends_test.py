@@ -43,6 +43,11 @@ class Ends(DesktopCase):
         first = self.desktop.program
         self.hand_over("--project", str(self.work))
         self.desktop.wait_until(lambda: self.projects() == [str(self.work)], "the project")
+        self.desktop.wait_for("text", "Prompt", ["showing"])
+        self.desktop.keys("Ctrl+Shift+L")
+        self.desktop.wait_gone("text", "Prompt", ["showing"])
+        self.hand_over("--new-conversation")
+        self.desktop.wait_for("text", "Prompt", ["showing"])
         self.desktop.launch("--data-dir", str(self.desktop.home / "other"))
         self.desktop.wait_for("frame", "Ravant")
         other = self.desktop.program
