@@ -110,18 +110,32 @@ void tellReadOnly(DesktopWindow& window) {
           .arg(file));
 }
 
+/// What later starts want before the window is there: it is done when the window comes, and who only wants to see Ravant
+/// does not undo it.
+void keepRequest(StartOptions& options, const OpenRequest& request) {
+  const bool isNamed =
+      request.project || request.conversation || request.page == OpenRequest::Page::newConversation;
+  if (isNamed) options.request = request;
+  options.isActivated = false;
+  for (QWindow* const window : QGuiApplication::topLevelWindows()) {
+    window->show();
+    bringForward(*window, QString::fromStdString(request.activationToken));
+  }
+}
+
 /// Until the program's end. Answers its exit status.
-int show(DesktopProgram& program, Theme& theme, const StartOptions& options, const Place& place) {
+int show(DesktopProgram& program, Theme& theme, const StartOptions& options,
+         std::optional<InstanceListener>& listener) {
   DesktopWindow& window = program.window();
   SettingsFollower settings(window, theme);
   WindowPlacement placement(theme);
   if (!program.application().modelContainer()->isWritable()) tellReadOnly(window);
-  std::optional<InstanceListener> listener;
   std::optional<SessionBus> bus;
   const auto open = [&window](const OpenRequest& request) { window.open(request); };
-  if (place.lock)
-    QObject::connect(&listener.emplace(program.application().locations().dataFolder), &InstanceListener::requested,
-                     open);
+  if (listener) {
+    listener->disconnect();
+    QObject::connect(&*listener, &InstanceListener::requested, &window, open);
+  }
   if (isOfTheDesktop(program.application().locations())) {
     QObject::connect(&bus.emplace(), &SessionBus::requested, open);
   }
@@ -155,7 +169,7 @@ int show(DesktopProgram& program, Theme& theme, const StartOptions& options, con
   return shown ? status : EXIT_FAILURE;
 }
 
-int start(int argc, char** argv, const StartOptions& options) {
+int start(int argc, char** argv, StartOptions options) {
   const Locations locations = Locations::find(options.dataFolder);
   const Place place = takePlace(locations.dataFolder, options.request);
   if (place.isOfAnother) return EXIT_SUCCESS;
@@ -170,6 +184,11 @@ int start(int argc, char** argv, const StartOptions& options) {
   Theme theme(scheme);
   scheme.follow();
   InterfaceLoop loop;
+  std::optional<InstanceListener> listener;
+  if (place.lock) {
+    QObject::connect(&listener.emplace(locations.dataFolder), &InstanceListener::requested, qGuiApp,
+                     [&options](const OpenRequest& request) { keepRequest(options, request); });
+  }
   for (;;) {
     std::unique_ptr<Application> opened;
     try {
@@ -180,7 +199,7 @@ int start(int argc, char** argv, const StartOptions& options) {
     }
     if (!opened) return EXIT_SUCCESS;
     DesktopProgram program(std::move(opened));
-    return show(program, theme, options, place);
+    return show(program, theme, options, listener);
   }
 }
 

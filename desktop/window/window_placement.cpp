@@ -34,15 +34,6 @@ QRect usualPlace(const QRect& screen) {
   return place;
 }
 
-void bringForward(QWindow& window, const QString& activationToken) {
-  if (window.windowStates().testFlag(Qt::WindowMinimized)) window.showNormal();
-  // Where Qt's part for Wayland looks for it.
-  const bool isWayland = QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
-  if (isWayland && !activationToken.isEmpty()) qputenv("XDG_ACTIVATION_TOKEN", activationToken.toUtf8());
-  window.raise();
-  window.requestActivate();
-}
-
 }  // namespace
 
 QRect placedOn(const QList<QRect>& screens, QRect wanted) {
@@ -52,6 +43,15 @@ QRect placedOn(const QList<QRect>& screens, QRect wanted) {
   wanted.moveLeft(std::clamp(wanted.left(), screen.left(), screen.right() + 1 - wanted.width()));
   wanted.moveTop(std::clamp(wanted.top(), screen.top(), screen.bottom() + 1 - wanted.height()));
   return wanted;
+}
+
+void bringForward(QWindow& window, const QString& activationToken) {
+  if (window.windowStates().testFlag(Qt::WindowMinimized)) window.showNormal();
+  // Where Qt's part for Wayland looks for it.
+  const bool isWayland = QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+  if (isWayland && !activationToken.isEmpty()) qputenv("XDG_ACTIVATION_TOKEN", activationToken.toUtf8());
+  window.raise();
+  window.requestActivate();
 }
 
 WindowPlacement::WindowPlacement(Theme& theme)

@@ -17,6 +17,9 @@ namespace ravant::desktop {
 /// first one. `screens` are not empty.
 QRect placedOn(const QList<QRect>& screens, QRect wanted);
 
+/// Shows the window before all others, as far as the desktop lets it by the token, which can be empty.
+void bringForward(QWindow& window, const QString& activationToken);
+
 /// Where the window is and how its columns divide it, from one start to the next: what the settings keep, written by
 /// and by when it changes, and at the end.
 class WindowPlacement : public QObject, public ViewModel {

@@ -82,7 +82,10 @@ class Ends(DesktopCase):
             fcntl.flock(upgrading, fcntl.LOCK_EX)
             self.desktop.launch()
             self.desktop.wait_for("label", "Opening…")
-        self.desktop.wait_for("panel", "Sidebar")
+            self.hand_over("--project", str(self.work))
+            self.hand_over()
+        self.desktop.wait_for("text", "Prompt", ["showing"])
+        self.assertEqual(self.projects(), [str(self.work)])
         self.assertEqual(self.desktop.end(), 0)
 
     def selection(self):
