@@ -88,9 +88,13 @@ StartTrouble::Decision decideOn(const Locations& locations, const std::exception
 }
 
 /// The session manager asks before it ends the session: a user who may still answer is asked about the runs.
-void endWithSession(QSessionManager& manager, OrderlyEnd& end) {
+void endWithSession(QSessionManager& manager, DesktopWindow& window) {
+  OrderlyEnd& end = *window.end();
+  if (end.state() == OrderlyEnd::State::Ending || end.state() == OrderlyEnd::State::Ended) return;
   if (end.runs() > 0 && manager.allowsInteraction()) {
     manager.cancel();
+    // The question is seen also by who has the window in the background.
+    window.open({});
     end.request();
   } else {
     end.stopAndQuit();
@@ -140,7 +144,7 @@ int show(DesktopProgram& program, Theme& theme, const StartOptions& options,
     QObject::connect(&bus.emplace(), &SessionBus::requested, open);
   }
   QObject::connect(qGuiApp, &QGuiApplication::commitDataRequest, &window,
-                   [&window](QSessionManager& manager) { endWithSession(manager, *window.end()); });
+                   [&window](QSessionManager& manager) { endWithSession(manager, window); });
 
   WindowEngine engine;
   QObject::connect(window.end(), &OrderlyEnd::ended, qGuiApp, [] { QCoreApplication::exit(); });
