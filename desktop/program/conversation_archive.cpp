@@ -49,10 +49,14 @@ void archiveConversation(ConversationId conversation) {
 std::function<void()> leaveConversation(ConversationId conversation, ProjectId project,
                                         std::optional<ConversationId> next) {
   DesktopWindow& window = DesktopWindow::instance();
-  if (window.shownConversation() != conversation) return [] {};
   const WindowState::Selection before = window.state().selection();
-  window.state().conversationWasArchived(conversation, next);
-  if (!next) window.state().setSelection(before.content, NewConversation{project});
+  const bool isShown = window.shownConversation() == conversation;
+  if (isShown) {
+    window.state().setSelection(before.content,
+                                next ? DetailSelection(*next) : DetailSelection(NewConversation{project}));
+  }
+  window.state().conversationWasArchived(conversation, {});
+  if (!isShown) return [] {};
   return [before, after = window.state().selection()] {
     WindowState& state = DesktopWindow::instance().state();
     if (state.selection() == after) state.setSelection(before.content, before.detail);

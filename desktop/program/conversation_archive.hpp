@@ -13,8 +13,8 @@ namespace ravant::desktop {
 /// window.
 void archiveConversation(ConversationId conversation);
 
-/// Shows another conversation of the project instead of one that goes, or the page of a new one where there is none.
-/// Returns how to show it again. Nothing where it is not shown.
+/// Shows another conversation of the project instead of one that goes, or the page of a new one where there is none,
+/// and never goes back to it. Returns how to show it again: nothing where it was not shown.
 std::function<void()> leaveConversation(ConversationId conversation, ProjectId project,
                                         std::optional<ConversationId> next);
 

@@ -127,6 +127,24 @@ TEST_F(SidebarRemovalTest, ArchivesAtOnceAndShowsTheNextOne) {
   EXPECT_EQ(window.conversation(), textOf(keys)) << "who went elsewhere is left there";
 }
 
+TEST_F(SidebarRemovalTest, GoesBackNeitherToWhatWasArchivedNorToWhatWasNeverShown) {
+  ProjectTree tree;
+  ConversationActions actions;
+  DesktopWindow& window = workbench.window();
+  ASSERT_TRUE(comesToShow(tree, all));
+  tree.open(1);
+  tree.open(2);
+  actions.archive(textOf(tiles));
+  ASSERT_TRUE(until([&] { return notices().size() == 1; }));
+  window.showProject(textOf(project.id));
+  actions.archive(textOf(keys));
+  ASSERT_TRUE(until([&] { return window.newConversationProject() == textOf(project.id); }));
+  window.runCommand(WindowCommand::goBack);
+  workbench.settle();
+  EXPECT_EQ(window.contentKind(), DesktopWindow::ContentKind::Latest);
+  EXPECT_EQ(window.detailKind(), DesktopWindow::DetailKind::None) << "as the window began";
+}
+
 TEST_F(SidebarRemovalTest, DeletesAtTheEndOfTheProgramWhatWasNotUndone) {
   {
     ConversationActions actions;
