@@ -12,13 +12,13 @@ constexpr std::chrono::seconds kTimeToUndo(8);
 
 }  // namespace
 
-void Notices::tell(const QString& text, std::function<void()> undo, std::function<void()> settle) {
+int Notices::tell(const QString& text, std::function<void()> undo, std::function<void()> settle) {
   const auto same = std::ranges::find_if(notices_, [&](const Notice& notice) {
     return notice.text == text && notice.time && !notice.undo && !notice.settle;
   });
   if (same != notices_.end() && !undo && !settle) {
     if (!isHeld_) same->time->start();
-    return;
+    return same->id;
   }
   auto time = std::make_unique<QTimer>();
   time->setSingleShot(true);
@@ -31,6 +31,7 @@ void Notices::tell(const QString& text, std::function<void()> undo, std::functio
        .undo = std::move(undo),
        .settle = std::move(settle),
        .time = std::move(time)});
+  return lastId_;
 }
 
 void Notices::setHeld(bool held) {

@@ -24,7 +24,8 @@ class Notices : public QAbstractListModel {
 
   /// Stays for eight seconds, which begin anew where it was held. With `undo` it has a button; `settle` is called once
   /// the way back is over, also at the end of the program. Without either, what is shown already is not shown twice.
-  void tell(const QString& text, std::function<void()> undo = {}, std::function<void()> settle = {});
+  /// Returns its id.
+  int tell(const QString& text, std::function<void()> undo = {}, std::function<void()> settle = {});
   /// Stays until it is dismissed; one that is shown already is not shown twice.
   void tellError(const QString& text);
   /// What was told is not so any more.

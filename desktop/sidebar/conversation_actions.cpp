@@ -54,9 +54,8 @@ void ConversationActions::remove(const QString& conversation) {
     return window.notices()->tellError(tr("%1 was not deleted: a prompt is running in it").arg(quoted(listed->title)));
   }
   const auto showAgain = leave(*listed);
-  roster_->hide(listed->id);
   const std::weak_ptr<ConversationRoster> lists = roster_;
-  window.notices()->tell(
+  const int notice = window.notices()->tell(
       tr("%1 was deleted").arg(quoted(listed->title)),
       [lists, id = listed->id, showAgain] {
         if (const auto roster = lists.lock()) roster->show(id);
@@ -65,6 +64,7 @@ void ConversationActions::remove(const QString& conversation) {
       [lists, id = listed->id, title = listed->title] {
         InterfaceLoop::instance().spawn(deleteConversation(DesktopWindow::instance().application(), id, title, lists));
       });
+  roster_->hide(listed->id, notice);
 }
 
 std::function<void()> ConversationActions::leave(const ListedConversation& conversation) {

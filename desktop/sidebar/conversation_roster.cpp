@@ -47,6 +47,7 @@ ConversationRoster::ConversationRoster(DesktopWindow& window) : window_(window) 
   connect(&pause_, &QTimer::timeout, this, &ConversationRoster::readSoon);
   connect(&runsElsewhere_, &QTimer::timeout, this, &ConversationRoster::lookAtRunsElsewhere);
   connect(&window.changes(), &StoreChanges::committed, this, &ConversationRoster::take);
+  connect(&window, &DesktopWindow::selectionChanged, this, &ConversationRoster::keepWhatIsShown);
   readSoon();
 }
 
@@ -85,12 +86,27 @@ int ConversationRoster::running() const {
       std::ranges::count_if(conversations_, [](const Listed& conversation) { return conversation->isRunning; }));
 }
 
-void ConversationRoster::hide(ProjectId project) {
-  if (hiddenProjects_.insert(project).second) Q_EMIT changed();
+void ConversationRoster::hide(ProjectId project, int notice) {
+  if (hiddenProjects_.insert_or_assign(project, notice).second) Q_EMIT changed();
 }
 
-void ConversationRoster::hide(ConversationId conversation) {
-  if (hiddenConversations_.insert(conversation).second) Q_EMIT changed();
+void ConversationRoster::hide(ConversationId conversation, int notice) {
+  if (hiddenConversations_.insert_or_assign(conversation, notice).second) Q_EMIT changed();
+}
+
+void ConversationRoster::keepWhatIsShown() {
+  std::set<ProjectId> projects = {idOf<ProjectId>(window_.contentProject()),
+                                  idOf<ProjectId>(window_.newConversationProject())};
+  std::vector<int> notices;
+  if (const auto shown = window_.shownConversation()) {
+    if (const auto known = byId_.find(*shown); known != byId_.end()) projects.insert(known->second->project);
+    if (const auto hidden = hiddenConversations_.find(*shown); hidden != hiddenConversations_.end())
+      notices.push_back(hidden->second);
+  }
+  for (const auto& [project, notice] : hiddenProjects_) {
+    if (projects.contains(project)) notices.push_back(notice);
+  }
+  for (const int notice : notices) window_.notices()->undo(notice);
 }
 
 void ConversationRoster::show(ProjectId project) {

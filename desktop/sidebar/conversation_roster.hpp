@@ -55,9 +55,10 @@ class ConversationRoster : public QObject, public ViewModel {
   /// How many run, in this process and others.
   int running() const;
 
-  /// Leaves it out until it is shown again, whatever the store says: for what is about to be removed.
-  void hide(ProjectId project);
-  void hide(ConversationId conversation);
+  /// Leaves it out until it is shown again, whatever the store says: for what is about to be removed. Where the window
+  /// comes to show it nevertheless, the notice by which that can be undone is.
+  void hide(ProjectId project, int notice);
+  void hide(ConversationId conversation, int notice);
   /// As it stood, and soon as the store has it.
   void show(ProjectId project);
   void show(ConversationId conversation);
@@ -83,14 +84,15 @@ class ConversationRoster : public QObject, public ViewModel {
   awaitable<void> storeExpanded(ProjectId project, bool expanded);
   void put(const ConversationSummary& summary);
   void remove(ConversationId id);
+  void keepWhatIsShown();
   bool isHidden(const ListedConversation& conversation) const;
 
   DesktopWindow& window_;
   std::vector<Project> projects_;
   std::vector<Listed> conversations_;  ///< latest activity first
   std::map<ConversationId, Listed> byId_;
-  std::set<ProjectId> hiddenProjects_;
-  std::set<ConversationId> hiddenConversations_;
+  std::map<ProjectId, int> hiddenProjects_;  ///< and their notices
+  std::map<ConversationId, int> hiddenConversations_;
   std::map<ProjectId, bool> folds_;  ///< not stored yet
 
   bool isRead_ = false;

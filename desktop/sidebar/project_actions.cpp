@@ -67,9 +67,8 @@ void ProjectActions::remove(const QString& project) {
     state.setSelection(listsIt || !before.content ? LatestConversations() : before.content,
                        showsIt ? std::nullopt : before.detail);
   }
-  roster_->hide(id);
   const std::weak_ptr<ConversationRoster> lists = roster_;
-  window.notices()->tell(
+  const int notice = window.notices()->tell(
       tr("%1 was removed; its folder stays").arg(name),
       [lists, id, before, after = state.selection()] {
         if (const auto roster = lists.lock()) roster->show(id);
@@ -79,6 +78,7 @@ void ProjectActions::remove(const QString& project) {
       [lists, id, name] {
         InterfaceLoop::instance().spawn(removeProject(DesktopWindow::instance().application(), id, name, lists));
       });
+  roster_->hide(id, notice);
 }
 
 void ProjectActions::move(const QString& project, int places) {

@@ -145,6 +145,31 @@ TEST_F(SidebarRemovalTest, GoesBackNeitherToWhatWasArchivedNorToWhatWasNeverShow
   EXPECT_EQ(window.detailKind(), DesktopWindow::DetailKind::None) << "as the window began";
 }
 
+TEST_F(SidebarRemovalTest, KeepsWhatIsOpenedBeforeItIsGone) {
+  ProjectTree tree;
+  ConversationActions conversations;
+  ProjectActions projects;
+  DesktopWindow& window = workbench.window();
+  ASSERT_TRUE(comesToShow(tree, all));
+  conversations.remove(textOf(tiles));
+  window.openConversation(textOf(keys), textOf(project.id));
+  EXPECT_EQ(notices().size(), 1U);
+  window.openConversation(textOf(tiles), textOf(project.id));
+  EXPECT_THAT(notices(), IsEmpty());
+  EXPECT_EQ(lines(tree), all);
+
+  projects.remove(textOf(project.id));
+  window.openConversation(textOf(keys), textOf(project.id));
+  EXPECT_THAT(notices(), IsEmpty());
+  projects.remove(textOf(project.id));
+  window.startNewConversation(textOf(project.id));
+  EXPECT_THAT(notices(), IsEmpty());
+  window.notices()->settleAll();
+  workbench.settle();
+  EXPECT_EQ(stored(), 2U);
+  EXPECT_EQ(lines(tree), all);
+}
+
 TEST_F(SidebarRemovalTest, DeletesAtTheEndOfTheProgramWhatWasNotUndone) {
   {
     ConversationActions actions;
