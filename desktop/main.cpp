@@ -114,11 +114,10 @@ void tellReadOnly(DesktopWindow& window) {
           .arg(file));
 }
 
-/// What later starts want before the window is there: it is done when the window comes, and who only wants to see Ravant
-/// does not undo it.
+/// What later starts want before the window is there: it is done when the window comes, and who only wants to see
+/// Ravant does not undo it.
 void keepRequest(StartOptions& options, const OpenRequest& request) {
-  const bool isNamed =
-      request.project || request.conversation || request.page == OpenRequest::Page::newConversation;
+  const bool isNamed = request.project || request.conversation || request.page == OpenRequest::Page::newConversation;
   if (isNamed) options.request = request;
   options.isActivated = false;
   for (QWindow* const window : QGuiApplication::topLevelWindows()) {
