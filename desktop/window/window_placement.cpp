@@ -151,9 +151,14 @@ void WindowPlacement::keep() {
 awaitable<void> WindowPlacement::write(Values changed) {
   try {
     co_await alive(onPool(DesktopWindow::instance().application().modelContainer()->work(),
-                          [path = settings_.path(), changed = std::move(changed)] { keepSettings(path, changed); }));
+                          [path = settings_.path(), changed] { keepSettings(path, changed); }));
   } catch (const SettingsError& error) {
     kLog.warning("where the window is could not be kept: {}", error.what());
+    // It is tried again with the next change, and at the end.
+    std::erase_if(kept_, [&](const auto& value) {
+      const auto lost = changed.find(value.first);
+      return lost != changed.end() && lost->second == value.second;
+    });
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <QTest>
 #include <QWindow>
 
 #include "app/known_settings.hpp"
@@ -82,6 +83,28 @@ TEST(WindowPlacementTest, WritesNoZoomThatCameFromTheFile) {
   };
   ASSERT_TRUE(until([&] { return read(setting::kSidebarWidth) == 300; }));
   EXPECT_FALSE(until([&] { return read(setting::kWindowZoom) != 120; }, std::chrono::milliseconds(300)));
+}
+
+TEST(WindowPlacementTest, TriesAgainWhatCouldNotBeWritten) {
+  Workbench workbench;
+  ColorScheme scheme;
+  Theme theme(scheme);
+  const std::filesystem::path file = workbench.application().settings().path();
+  QWindow window;
+  WindowPlacement placement(theme);
+  placement.follow(window);
+  workbench.folder().write("settings.json", R"({"appearance":)");
+  placement.setSidebarWidth(300);
+  workbench.settle();
+  QTest::qWait(1200);
+  workbench.settle();
+  workbench.folder().write("settings.json", "{}");
+  workbench.window().end()->stopAndQuit();
+  EXPECT_TRUE(until([&] {
+    SettingsFile settings(file, knownSettings());
+    settings.load();
+    return settings.integer(setting::kSidebarWidth) == 300;
+  }));
 }
 
 TEST(SettingsFollowerTest, AppliesWhatIsWrittenAndTellsWhatIsWrong) {
