@@ -59,18 +59,22 @@ void SettingsFollower::watch() {
 
 void SettingsFollower::load() {
   watch();
-  for (const QString& fault : std::exchange(faults_, {})) window_.notices()->withdrawError(fault);
   try {
     window_.application().settings().load();
   } catch (const SettingsError& error) {
-    return tellFault(QString::fromUtf8(error.what()));
+    return tellFaults({QString::fromUtf8(error.what())});
   }
   apply();
 }
 
-void SettingsFollower::tellFault(const QString& words) {
-  faults_.append(words);
-  window_.notices()->tellError(words);
+void SettingsFollower::tellFaults(const QStringList& faults) {
+  const QStringList before = std::exchange(faults_, faults);
+  for (const QString& fault : before) {
+    if (!faults.contains(fault)) window_.notices()->withdrawError(fault);
+  }
+  for (const QString& fault : faults) {
+    if (!before.contains(fault)) window_.notices()->tellError(fault);
+  }
 }
 
 void SettingsFollower::apply() {
@@ -82,10 +86,12 @@ void SettingsFollower::apply() {
   if (zoom == theme_.zoom()) ownZooms_.clear();
   fileZoom_ = zoom;
   window_.loadKeybindings();
+  QStringList faults;
   for (const KeybindingFault& fault : window_.keybindings().faults()) {
-    tellFault(
+    faults.append(
         QString::fromStdString(fmt::format("{}, line {}: {}", settings.path().string(), fault.line, fault.words)));
   }
+  tellFaults(faults);
   Q_EMIT window_.settingsChanged();
 }
 

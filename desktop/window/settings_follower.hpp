@@ -25,8 +25,8 @@ class SettingsFollower final : public QObject {
   void watch();
   void load();
   void apply();
-  /// Of the file, until it is read anew.
-  void tellFault(const QString& words);
+  /// Those that the file has now: what was told before is not told again.
+  void tellFaults(const QStringList& faults);
 
   DesktopWindow& window_;
   Theme& theme_;

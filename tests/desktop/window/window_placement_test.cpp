@@ -128,13 +128,17 @@ TEST(SettingsFollowerTest, AppliesWhatIsWrittenAndTellsWhatIsWrong) {
   EXPECT_EQ(theme.zoom(), 120);
   EXPECT_EQ(window.keys(QStringLiteral("find"), 0), QStringLiteral("Ctrl Alt F"));
   EXPECT_THAT(notices(), testing::HasSubstr("settings.json, line 1"));
+  workbench.window().notices()->settleAll();
+  workbench.folder().write("settings.json", R"({"window":{"zoom":130},"keybindings":{"find":"Ctrl+Alt+F","no":"x"}})");
+  EXPECT_TRUE(until([&] { return theme.zoom() == 130; }));
+  EXPECT_EQ(notices(), "") << "what was dismissed does not come back because something else is written";
 
   workbench.folder().write("settings.json", R"({"appearance":)");
   EXPECT_TRUE(until([&] { return notices().contains("JSON"); }));
   EXPECT_EQ(workbench.window().notices()->rowCount(), 1) << "what was told of the file before is not shown any more";
-  EXPECT_TRUE(theme.isDark());
-  workbench.folder().write("settings.json", R"({"appearance":"light"})");
-  EXPECT_TRUE(until([&] { return !theme.isDark(); }));
+  EXPECT_FALSE(theme.isDark());
+  workbench.folder().write("settings.json", R"({"appearance":"dark"})");
+  EXPECT_TRUE(until([&] { return theme.isDark(); }));
   EXPECT_EQ(notices(), "");
 }
 
