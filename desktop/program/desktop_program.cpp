@@ -25,7 +25,13 @@ void DesktopProgram::begin() {
 }
 
 awaitable<void> DesktopProgram::prepare() {
-  co_await application_->prepare();
+  try {
+    co_await application_->prepare();
+  } catch (const std::exception&) {
+    // What was typed before is found all the same.
+    InterfaceLoop::instance().spawn(application_->keepSearchCurrent());
+    throw;
+  }
   co_await application_->keepSearchCurrent();
 }
 
