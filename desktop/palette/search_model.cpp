@@ -89,7 +89,11 @@ awaitable<void> SearchModel::search(Turns::Turn turn, std::string words, std::st
   try {
     co_await showFound(turn, std::move(words), std::move(stop));
   } catch (const std::exception&) {
-    if (turns_.isLatest(turn)) isLooking_ = isTaken_ = false;
+    if (turns_.isLatest(turn)) {
+      isLooking_ = isTaken_ = false;
+      places_.clear();
+      show({}, -1, tr("The search failed."));
+    }
     throw;
   }
 }
