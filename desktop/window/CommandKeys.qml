@@ -1,7 +1,7 @@
 import QtQuick
 import Ravant.Program
 
-/// The keys of every command, in the whole window.
+/// The keys of every command, in the whole window. Those of one that cannot run are left to what is focused.
 Instantiator {
     model: Workbench.commands
 
@@ -9,6 +9,7 @@ Instantiator {
         required property string modelData
 
         sequences: Workbench.sequences(modelData, Workbench.commandsRevision)
+        enabled: Workbench.canRun(modelData, Workbench.commandsRevision)
         onActivated: Workbench.run(modelData)
     }
 }
