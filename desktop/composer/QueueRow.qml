@@ -15,7 +15,9 @@ ListRow {
     /// The list's scroll bar stands at its end.
     property bool isBesideBar
 
-    function openMenu() { menu.popup(row, Theme.unit * 4, -menu.implicitHeight) }
+    /// At its button, with the first of it marked for who works by keys.
+    function openMenu() { menu.popup(row, row.width - menu.width - Theme.unit * 2, -menu.implicitHeight) }
+    function openMenuByKeys() { openMenu(); menu.currentIndex = 0 }
 
     implicitHeight: Theme.rowHeight
     onClicked: ListView.view.currentIndex = index
