@@ -8,6 +8,7 @@ ListView {
     id: list
 
     required property QueuedPrompts queue
+    required property bool isHeld
 
     /// By Esc.
     signal dismissed
@@ -42,6 +43,7 @@ ListView {
         width: ListView.view.width
         current: ListView.isCurrentItem
         queue: list.queue
+        isHeld: list.isHeld
         isBesideBar: list.scrolls
     }
 

@@ -12,6 +12,8 @@ ListRow {
     required property string text
     required property bool isFirst
     required property bool isLast
+    /// Whether nothing runs that it waits for.
+    property bool isHeld
     /// The list's scroll bar stands at its end.
     property bool isBesideBar
 
@@ -65,7 +67,7 @@ ListRow {
         onClosed: row.ListView.view?.forceActiveFocus()
 
         MenuEntry { text: qsTr("Edit"); onTriggered: row.queue.edit(row.index) }
-        MenuEntry { text: qsTr("Send now"); onTriggered: row.queue.sendNow(row.index) }
+        MenuEntry { text: row.isHeld ? qsTr("Send now") : qsTr("Put first"); enabled: row.isHeld || !row.isFirst; onTriggered: row.queue.sendNow(row.index) }
         MenuEntry { text: qsTr("Move up"); enabled: !row.isFirst; onTriggered: row.queue.move(row.index, -1) }
         MenuEntry { text: qsTr("Move down"); enabled: !row.isLast; onTriggered: row.queue.move(row.index, 1) }
         MenuEntry { text: qsTr("Remove"); keys: "Del"; onTriggered: row.queue.remove(row.index) }
