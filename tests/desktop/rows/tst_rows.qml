@@ -131,7 +131,8 @@ Item {
             return null
         }
         function test_tells_headings_of_each_level_from_each_other() {
-            const html = [1, 2, 3, 4].map(level => sheet.page("Words", sheet.sheet, level))
+            const html = []
+            for (let level = 1; level <= 4; ++level) html.push(sheet.page("Words", sheet.sheet, level))
             compare(new Set(html).size, 4)
             const prose = make({ name: "prose", kind: TranscriptWindow.Prose, html: "Words", isFirst: false }, 900)
             const heading = make({ name: "heading", kind: TranscriptWindow.Heading, html: "Words", level: 3, isFirst: false }, 900)
