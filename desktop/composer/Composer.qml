@@ -77,7 +77,7 @@ FocusScope {
                 Accessible.role: Accessible.StaticText
                 Accessible.name: text
             }
-            QueueList { id: queued; width: parent.width; queue: composer.queue; onDismissed: field.forceActiveFocus() }
+            QueueList { id: queued; width: parent.width; queue: composer.queue; isHeld: composer.isQueueHeld; onDismissed: field.forceActiveFocus() }
         }
         AttachmentChips {
             width: parent.width

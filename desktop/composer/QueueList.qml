@@ -8,6 +8,7 @@ ListView {
     id: list
 
     required property QueuedPrompts queue
+    required property bool isHeld
 
     /// By Esc.
     signal dismissed
@@ -25,8 +26,13 @@ ListView {
     model: queue
     Accessible.role: Accessible.List
     Accessible.name: qsTr("Queued prompts")
-    Keys.onReturnPressed: (currentItem as QueueRow).openMenu()
-    Keys.onEnterPressed: (currentItem as QueueRow).openMenu()
+    Keys.onReturnPressed: (currentItem as QueueRow)?.openMenuByKeys()
+    Keys.onEnterPressed: (currentItem as QueueRow)?.openMenuByKeys()
+    Keys.onMenuPressed: (currentItem as QueueRow)?.openMenuByKeys()
+    Keys.onPressed: event => {
+        event.accepted = event.key === Qt.Key_F10 && event.modifiers & Qt.ShiftModifier
+        if (event.accepted) (currentItem as QueueRow)?.openMenuByKeys()
+    }
     Keys.onDeletePressed: queue.remove(currentIndex)
     Keys.onEscapePressed: dismissed()
     onCountChanged: if (count === 0 && activeFocus) dismissed()
@@ -37,6 +43,7 @@ ListView {
         width: ListView.view.width
         current: ListView.isCurrentItem
         queue: list.queue
+        isHeld: list.isHeld
         isBesideBar: list.scrolls
     }
 

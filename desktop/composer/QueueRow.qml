@@ -12,10 +12,14 @@ ListRow {
     required property string text
     required property bool isFirst
     required property bool isLast
+    /// Whether nothing runs that it waits for.
+    property bool isHeld
     /// The list's scroll bar stands at its end.
     property bool isBesideBar
 
-    function openMenu() { menu.popup(row, Theme.unit * 4, -menu.implicitHeight) }
+    /// At its button, with the first of it marked for who works by keys.
+    function openMenu() { menu.popup(row, row.width - menu.width - Theme.unit * 2, -menu.implicitHeight) }
+    function openMenuByKeys() { openMenu(); menu.currentIndex = 0 }
 
     implicitHeight: Theme.rowHeight
     onClicked: ListView.view.currentIndex = index
@@ -63,7 +67,7 @@ ListRow {
         onClosed: row.ListView.view?.forceActiveFocus()
 
         MenuEntry { text: qsTr("Edit"); onTriggered: row.queue.edit(row.index) }
-        MenuEntry { text: qsTr("Send now"); onTriggered: row.queue.sendNow(row.index) }
+        MenuEntry { text: row.isHeld ? qsTr("Send now") : qsTr("Put first"); enabled: row.isHeld || !row.isFirst; onTriggered: row.queue.sendNow(row.index) }
         MenuEntry { text: qsTr("Move up"); enabled: !row.isFirst; onTriggered: row.queue.move(row.index, -1) }
         MenuEntry { text: qsTr("Move down"); enabled: !row.isLast; onTriggered: row.queue.move(row.index, 1) }
         MenuEntry { text: qsTr("Remove"); keys: "Del"; onTriggered: row.queue.remove(row.index) }

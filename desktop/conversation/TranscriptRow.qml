@@ -13,7 +13,7 @@ RowItem {
     readonly property bool isPartOfTools: kind === TranscriptWindow.ToolCall || kind === TranscriptWindow.ToolText
     /// Whether it is of a message, which can be copied as a whole.
     readonly property bool isMessage: item !== "" && (kind <= TranscriptWindow.Table || kind === TranscriptWindow.Code && copyPlace.isBeside)
-    readonly property int space: !opensBlock ? 0 : kind === TranscriptWindow.ToolText ? Theme.unit : isPartOfTools ? 0 : isFirst ? Theme.unit * 4 : Theme.unit * 3
+    readonly property int space: !opensBlock ? 0 : kind === TranscriptWindow.ToolText ? Theme.unit : isPartOfTools ? 0 : isFirst ? Theme.unit * 4 : kind === TranscriptWindow.Heading ? Theme.unit * 5 : Theme.unit * 3
 
     signal menuRequested
 

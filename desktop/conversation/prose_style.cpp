@@ -10,6 +10,18 @@ namespace {
 /// Of most texts, in parts of the letters' size.
 constexpr double kCharacterWidth = 0.55;
 
+constexpr int kLowestLevel = 4;
+
+/// The higher the larger, heavier and darker: each differs from the next by one of these.
+QString heading(const QString& html, int level) {
+  const Theme& theme = Theme::instance();
+  return QStringLiteral("<p style=\"font-size: %1px; font-weight: %2; color: %3\">")
+             .arg(level <= 2 ? theme.proseSize() : theme.interfaceSize())
+             .arg(level == 1 ? 700 : 600)
+             .arg((level < kLowestLevel ? theme.text() : theme.dim()).name()) +
+         html + QStringLiteral("</p>");
+}
+
 }  // namespace
 
 ProseStyle::ProseStyle(QObject* parent) : QObject(parent) {
@@ -25,7 +37,7 @@ QString ProseStyle::sheet() const {
              "a { color: %1; text-decoration: none } "
              "code, pre { font-family: '%2'; font-size: %3px; background-color: %4 } "
              "pre { white-space: pre-wrap; margin: 0 } "
-             "th { color: %5; font-weight: normal } blockquote { margin: 0 } "
+             "th { color: %5; font-weight: normal } blockquote { margin: 0 0 0 16px } "
              "h1, h2, h3, h4 { font-weight: 600; font-size: %6px; line-height: 145% }</style>")
       .arg(theme.accent().name(), theme.codeFont())
       .arg(theme.interfaceSize())
@@ -50,7 +62,7 @@ QString ProseStyle::withWidths(const QString& table) {
 }
 
 QString ProseStyle::page(const QString& html, const QString& sheet, int level) const {
-  if (level > 0) return sheet + QStringLiteral("<p><b>") + html + QStringLiteral("</b></p>");
+  if (level > 0) return sheet + heading(html, level);
   if (html.startsWith(QLatin1String("<table"))) return sheet + withWidths(html);
   const bool isBlock = html.startsWith(QLatin1String("<ul")) || html.startsWith(QLatin1String("<ol")) ||
                        html.startsWith(QLatin1String("<p>")) || html.startsWith(QLatin1String("<table")) ||

@@ -18,11 +18,24 @@ std::size_t characters(std::string_view text) {
       std::ranges::count_if(text, [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U; }));
 }
 
+std::string_view nameOf(ColumnAlignment alignment) {
+  switch (alignment) {
+    case ColumnAlignment::left:
+      return "left";
+    case ColumnAlignment::center:
+      return "center";
+    case ColumnAlignment::right:
+      break;
+  }
+  return "right";
+}
+
 }  // namespace
 
 TableWriter::TableWriter(const MarkdownTable& table, bool isInPieces) : table_(table) {
   for (std::size_t column = 0; column < table.alignments.size(); ++column) {
-    isRight_.push_back(table.alignments[column] == ColumnAlignment::right || isNumericColumn(table, column));
+    const bool isRight = table.alignments[column] == ColumnAlignment::left && isNumericColumn(table, column);
+    alignments_.push_back(isRight ? ColumnAlignment::right : table.alignments[column]);
   }
   if (!isInPieces) return;
   widths_.resize(table.alignments.size());
@@ -41,7 +54,7 @@ std::string TableWriter::line(std::string_view tag, const std::vector<std::strin
   for (std::size_t column = 0; column < cells.size(); ++column) {
     const std::string width = widths_.empty() ? "" : fmt::format(" width=\"{}\"", widths_[column]);
     html += fmt::format("<{} align=\"{}\"{} style=\"padding: 3px 16px 3px {}px\">{}</{}>", tag,
-                        isRight_[column] ? "right" : "left", width, column == 0 ? 0 : 16, cells[column], tag);
+                        nameOf(alignments_[column]), width, column == 0 ? 0 : 16, cells[column], tag);
   }
   return html + "</tr>";
 }

@@ -22,7 +22,8 @@ class TableWriter {
   std::string line(std::string_view tag, const std::vector<std::string>& cells) const;
 
   const MarkdownTable& table_;
-  std::vector<bool> isRight_;
+  /// As the table says, but columns of numbers that are not centred stand at the right.
+  std::vector<ColumnAlignment> alignments_;
   /// Characters of the widest cell; empty where a piece is all of it.
   std::vector<std::size_t> widths_;
 };

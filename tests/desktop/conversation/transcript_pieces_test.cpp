@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
+#include <QRegularExpression>
 
 #include "tests/desktop/conversation/transcript_window_test.hpp"
 
@@ -28,6 +29,17 @@ TEST_F(TranscriptWindowTest, ShowsTheBeginningOfLongCodeAndAllOfItInPieces) {
   EXPECT_EQ(window.rows()[2].hiddenLines, 0);
   window.setOpen(0, false);
   EXPECT_EQ(window.rowCount(), 2) << "all of the message folds";
+}
+
+TEST_F(TranscriptWindowTest, SetsTheColumnsOfATableAsItSays) {
+  message("| left | centre | right | number | centred number |\n|:--|:-:|--:|---|:-:|\n| a | b | c | 1 | 2 |");
+  TranscriptWindow window;
+  open(window);
+  ASSERT_EQ(window.rowCount(), 1);
+  static const QRegularExpression kCell(QStringLiteral("<td align=\"(\\w+)\""));
+  QStringList columns;
+  for (const auto& cell : kCell.globalMatch(window.rows()[0].html)) columns.append(cell.captured(1));
+  EXPECT_EQ(columns.join(QLatin1Char(' ')), QStringLiteral("left center right right center"));
 }
 
 /// All that the rows of the item show, and what it says where there is more.

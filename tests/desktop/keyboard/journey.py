@@ -205,13 +205,13 @@ class KeyboardJourney(DesktopCase):
         self.step_to("Shift+Tab", "list item", "Queued: two")
         self.desktop.keys("Down", "Down")
         self.focused("list item", "Queued: four")
-        self.choose("Move up")
+        self.choose("Move up", "Shift+F10")
         self.wait_for_names("Queued prompts", "Queued: two", "Queued: four", "Queued: three")
 
-    def choose(self, entry):
-        """From the menu of the row that has the focus."""
-        self.desktop.keys("Enter")
-        self.wait_for("menu item", entry)
+    def choose(self, entry, key="Enter"):
+        """From the menu of the row that has the focus, which a key opens at its first."""
+        self.desktop.keys(key)
+        self.focused("menu item", "Edit")
         self.step_to("Down", "menu item", entry)
         self.desktop.keys("Enter")
         self.wait_gone("menu item", entry)

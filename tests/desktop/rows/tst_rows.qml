@@ -130,6 +130,20 @@ Item {
             }
             return null
         }
+        function test_tells_headings_of_each_level_from_each_other() {
+            const html = []
+            for (let level = 1; level <= 4; ++level) html.push(sheet.page("Words", sheet.sheet, level))
+            compare(new Set(html).size, 4)
+            const prose = make({ name: "prose", kind: TranscriptWindow.Prose, html: "Words", isFirst: false }, 900)
+            const heading = make({ name: "heading", kind: TranscriptWindow.Heading, html: "Words", level: 3, isFirst: false }, 900)
+            verify(heading.space > prose.space, "more above it than below")
+        }
+        function test_sets_a_quotation_in_a_quotation_in() {
+            const row = make({ name: "quotation", kind: TranscriptWindow.Quotation, html: "<p>Outer</p><blockquote><p>Inner</p></blockquote>" }, 900)
+            const words = texts(row, false)[0].item
+            compare(words.positionToRectangle(0).x, 0)
+            verify(words.positionToRectangle(7).x >= 10)
+        }
         function test_fades_where_a_line_goes_on_data() { return [{ tag: "code" }, { tag: "table" }, { tag: "output" }] }
         function test_fades_where_a_line_goes_on(data) {
             const row = make(kinds.find(roles => roles.name === data.tag), 440)
