@@ -3,7 +3,8 @@
 
 They are of the real program over stores that are filled anew each time, each in both colours and at 100 and 200 %, or
 `once`: in these looks by turns. Fails
-where a picture is blank, and where a button or field has no place of its own in the window. Ages are told in words
+where a picture is blank, where a button or field has no place of its own in the window, and where words are cut off that
+must not be. Ages are told in words
 ("now"), so two runs differ in little but what the machine draws.
 """
 
@@ -17,7 +18,7 @@ from pathlib import Path
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
-from accessible import misplaced  # noqa: E402
+from accessible import cut_off, misplaced, remembered  # noqa: E402
 from desktop_case import DesktopCase  # noqa: E402
 from private_desktop import until  # noqa: E402
 
@@ -116,7 +117,9 @@ class Pictures(DesktopCase):
                 width, _, rows = self.desktop.pixels()
                 found = {row[left:left + 3] for row in rows[::SAMPLED_ROWS] for left in range(0, width * 3, 3)}
                 self.assertGreaterEqual(len(found), FEWEST_COLOURS, "a blank picture")
-                self.assertEqual(misplaced(self.desktop.app()), [], self.desktop.tree())
+                shown = remembered(self.desktop.app())
+                self.assertEqual(misplaced(shown) + [f"is cut off: {words}" for words in cut_off(shown)], [],
+                                 self.desktop.tree())
             self.desktop.screenshot(self.folder / f"{name}.png")
         self.change_look(*LOOKS[0])
 
