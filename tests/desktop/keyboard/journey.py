@@ -181,7 +181,8 @@ class KeyboardJourney(DesktopCase):
         """One that writes down what it is to open."""
         self.opened = self.desktop.home / "opened"
         editor = self.desktop.programs / "editor"
-        editor.write_text(f"#!/bin/sh\nprintf '%s' \"$*\" > '{self.opened}.new' && mv '{self.opened}.new' '{self.opened}'\n")
+        part = f"{self.opened}.part"
+        editor.write_text(f"#!/bin/sh\nprintf '%s' \"$*\" > '{part}' && mv '{part}' '{self.opened}'\n")
         editor.chmod(0o755)
         self.set(editor=str(editor))
 

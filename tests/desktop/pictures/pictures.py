@@ -3,8 +3,8 @@
 
 They are of the real program over stores that are filled anew each time, each in both colours and at 100 and 200 %, or
 `once`: in these looks by turns. Fails
-where a picture is blank, where a button or field has no place of its own in the window, and where words are cut off that
-must not be. Ages are told in words
+where a picture is blank, where a button or field has no place of its own in the window, and where words are cut off
+that must not be. Ages are told in words
 ("now"), so two runs differ in little but what the machine draws.
 """
 
