@@ -23,6 +23,12 @@ Item {
             name: face.iconName
             color: face.ink
         }
-        PlainLabel { anchors.verticalCenter: parent.verticalCenter; text: face.words; color: face.ink }
+        PlainLabel {
+            anchors.verticalCenter: parent.verticalCenter
+            width: Math.min(implicitWidth, face.width - x)
+            mustFit: true
+            text: face.words
+            color: face.ink
+        }
     }
 }

@@ -23,6 +23,7 @@ Basic.AbstractButton {
         }
         PlainLabel {
             anchors { left: parent.left; leftMargin: Theme.unit * 8; right: shortcut.left; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
+            mustFit: true
             text: button.text
             color: Theme.dim
         }
@@ -30,6 +31,7 @@ Basic.AbstractButton {
             id: shortcut
 
             anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            mustFit: true
             text: button.keys
             color: Theme.faint
             font.pixelSize: Theme.secondarySize

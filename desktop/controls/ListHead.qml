@@ -10,6 +10,7 @@ PlainLabel {
     topPadding: Theme.unit * 2
     leftPadding: Theme.unit * 4
     visible: section !== ""
+    mustFit: true
     text: section
     color: Theme.dim
     font { pixelSize: Theme.secondarySize; weight: Font.Medium }

@@ -17,6 +17,7 @@ Basic.MenuItem {
     contentItem: Item {
         PlainLabel {
             anchors { left: parent.left; right: keysLabel.left; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            mustFit: true
             text: entry.text
             color: entry.enabled ? Theme.text : Theme.faint
         }
@@ -24,6 +25,7 @@ Basic.MenuItem {
             id: keysLabel
 
             anchors { right: parent.right; verticalCenter: parent.verticalCenter }
+            mustFit: true
             text: entry.keys
             color: Theme.dim
             font.pixelSize: Theme.secondarySize

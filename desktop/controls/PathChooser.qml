@@ -37,6 +37,7 @@ TitledPanel {
 
             anchors { left: parent.left; right: parent.right; top: parent.top; leftMargin: Theme.unit * 4; rightMargin: Theme.unit * 4 }
             height: Theme.unit * 10
+            mustFit: true
             text: chooser.title
             font.weight: Font.DemiBold
         }
@@ -140,6 +141,7 @@ TitledPanel {
         }
         PlainLabel {
             anchors { left: parent.left; leftMargin: Theme.unit * 4; right: buttons.left; rightMargin: Theme.unit * 2; verticalCenter: buttons.verticalCenter }
+            mustFit: true
             text: entries.wanted === FolderEntries.Folders ? qsTr("Enter opens a folder, Ctrl Enter chooses it.") : entries.wanted === FolderEntries.Files ? qsTr("Ctrl Enter chooses several.") : ""
             color: Theme.faint
             font.pixelSize: Theme.secondarySize

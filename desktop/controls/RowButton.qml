@@ -24,6 +24,7 @@ Basic.AbstractButton {
         }
         PlainLabel {
             anchors { left: parent.left; leftMargin: Theme.unit * 8; right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+            mustFit: true
             text: button.text
             color: button.selected ? Theme.text : Theme.dim
         }

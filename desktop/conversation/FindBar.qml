@@ -36,6 +36,7 @@ Rectangle {
     }
     PlainLabel {
         anchors { left: field.right; leftMargin: Theme.unit * 3; right: everywhere.visible ? everywhere.left : buttons.left; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
+        mustFit: true
         text: bar.search.status
         color: Theme.dim
         font.pixelSize: Theme.secondarySize

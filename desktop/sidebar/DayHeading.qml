@@ -11,6 +11,7 @@ Item {
 
     PlainLabel {
         anchors { left: parent.left; leftMargin: Theme.unit * 4; bottom: parent.bottom; bottomMargin: Theme.unit }
+        mustFit: true
         text: parent.section
         color: Theme.dim
         font { pixelSize: Theme.secondarySize; weight: Font.DemiBold }

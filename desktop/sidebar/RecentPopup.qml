@@ -33,6 +33,7 @@ TitledPanel {
             height: Theme.rowHeight
             leftPadding: Theme.unit * 3
             verticalAlignment: Text.AlignVCenter
+            mustFit: true
             text: popup.title
             color: Theme.dim
             font { pixelSize: Theme.secondarySize; weight: Font.DemiBold }

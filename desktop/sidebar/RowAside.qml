@@ -34,6 +34,7 @@ Row {
     PlainLabel {
         anchors.verticalCenter: parent.verticalCenter
         width: Math.min(implicitWidth, Theme.unit * 26)
+        mustFit: true
         text: aside.words
         color: aside.shownState === SidebarRows.Failed ? Theme.bad : aside.shownState === SidebarRows.Interrupted ? Theme.attention : Theme.faint
         font.pixelSize: Theme.secondarySize

@@ -84,6 +84,7 @@ FocusScope {
 
         PlainLabel {
             anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
+            mustFit: true
             text: qsTr("Projects")
             color: Theme.dim
             font { pixelSize: Theme.secondarySize; weight: Font.DemiBold }
@@ -100,6 +101,7 @@ FocusScope {
         anchors { top: heading.bottom; left: parent.left; leftMargin: Theme.unit * 4; right: parent.right }
         visible: projectTree.read && !projectTree.hasProjects
         height: Theme.rowHeight
+        mustFit: true
         text: qsTr("Add a folder to work in.")
         color: Theme.dim
         font.pixelSize: Theme.secondarySize

@@ -46,6 +46,24 @@ TEST_F(Composer, queuesBehindARunAndChangesWhatWaits) {
   EXPECT_TRUE(until([&] { return composer->queue()->count() == 0 && !composer->isRunning(); }));
 }
 
+TEST_F(Composer, saysWithTheUsersKeysWhatSendsBehindARun) {
+  const auto bind = [&](const char* keys) {
+    workbench.folder().write("settings.json", std::string(R"({"keybindings":{"sendNow":)") + keys + "}}");
+    application.settings().load();
+    workbench.window().loadKeybindings();
+  };
+  hold();
+  open(newConversation());
+  sendWhenReady("one");
+  ASSERT_TRUE(until([&] { return composer->isRunning(); }));
+  bind(R"("Ctrl+Shift+Y")");
+  EXPECT_EQ(composer->placeholder().toStdString(), "Enter queues a prompt behind this run, Ctrl Shift Y puts it first");
+  bind("null");
+  EXPECT_EQ(composer->placeholder().toStdString(), "Enter queues a prompt behind this run");
+  letGo();
+  EXPECT_TRUE(until([&] { return !composer->isRunning(); }));
+}
+
 TEST_F(Composer, stopsTheRunAndLeavesTheQueueUntilItIsSent) {
   hold();
   const ConversationId conversation = newConversation();

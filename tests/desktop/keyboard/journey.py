@@ -66,6 +66,7 @@ class KeyboardJourney(DesktopCase):
 
     def test_a_first_day(self):
         self.register_demo_agent()
+        self.register_editor()
         self.desktop.start()
         self.tells_what_to_do_first()
         self.adds_a_folder()
@@ -78,6 +79,7 @@ class KeyboardJourney(DesktopCase):
         self.goes_back_and_forward()
         self.archives_and_takes_it_back()
         self.zooms()
+        self.changes_the_settings()
         self.quits()
 
     def tells_what_to_do_first(self):
@@ -174,6 +176,27 @@ class KeyboardJourney(DesktopCase):
 
     def row_height(self):
         return self.desktop.find("push button", "Latest conversations").extents[3]
+
+    def register_editor(self):
+        """One that writes down what it is to open."""
+        self.opened = self.desktop.home / "opened"
+        editor = self.desktop.programs / "editor"
+        part = f"{self.opened}.part"
+        editor.write_text(f"#!/bin/sh\nprintf '%s' \"$*\" > '{part}' && mv '{part}' '{self.opened}'\n")
+        editor.chmod(0o755)
+        self.set(editor=str(editor))
+
+    def changes_the_settings(self):
+        self.desktop.keys("Ctrl+,")
+        self.desktop.wait_until(self.opened.exists, "an editor")
+        self.assertEqual(self.opened.read_text(), str(self.desktop.settings))
+        height = self.row_height()
+        self.set(window_zoom=110, keybindings_find="Ctrl+Shift+G")
+        self.desktop.wait_until(lambda: self.row_height() > height, "higher rows")
+        self.desktop.keys("Ctrl+Shift+G")
+        self.focused("text", "Find in this conversation")
+        self.desktop.keys("Esc")
+        self.wait_gone("text", "Find in this conversation")
 
     def quits(self):
         self.desktop.wait_until(lambda: not any("running" in name for name in self.names("Projects")), "nothing to run")

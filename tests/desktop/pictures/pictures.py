@@ -3,7 +3,8 @@
 
 They are of the real program over stores that are filled anew each time, each in both colours and at 100 and 200 %, or
 `once`: in these looks by turns. Fails
-where a picture is blank, and where a button or field has no place of its own in the window. Ages are told in words
+where a picture is blank, where a button or field has no place of its own in the window, and where words are cut off
+that must not be. Ages are told in words
 ("now"), so two runs differ in little but what the machine draws.
 """
 
@@ -11,15 +12,18 @@ import itertools
 import json
 import re
 import signal
+import sqlite3
 import sys
+from contextlib import closing
 from pathlib import Path
 
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "support"))
 
 # pylint: disable=wrong-import-position
-from accessible import misplaced  # noqa: E402
+from accessible import cut_off, misplaced, remembered  # noqa: E402
 from desktop_case import DesktopCase  # noqa: E402
 from private_desktop import until  # noqa: E402
+from spoken import AGENT, said  # noqa: E402
 
 LOOKS = [(appearance, zoom) for appearance in ("light", "dark") for zoom in (100, 200)]
 CORNER = ("1439", "899")
@@ -32,66 +36,6 @@ HIGH_BUTTON = 45
 PROJECTS = ("ravant", "weather-api")
 PROMPTS = (("ravant", "Diff view: side by side"), ("weather-api", "Cache headers for tiles"),
            ("weather-api", "Upgrade the database"), ("ravant", "Read pages around an item"))
-
-# What the agent says of the prompt "Read pages around an item": texts, and calls of tools.
-ANSWER = (
-    """# Pages around an item
-I read the **reader** first: `core/store/transcript_reader.hpp:42`, and [what it promises](https://example.org/docs).
-
-- one page is *sixty* items
-  1. the first is the one above the window
-  2. the last is the one below it
-- [x] both are read by one statement
-
-> Two items can share a time stamp.""",
-    ("Edit", {"file_path": "core/store/transcript_reader.cpp", "old_string": "a", "new_string": "a\nb"}, "ok", False),
-    ("Bash", {"command": "ctest --preset dev -R TranscriptReader"}, "Exit code 8\n9 tests failed", True),
-    """The first run failed because of them.
-
-```cpp
-/// Items next to `anchor`, oldest first; the anchor itself is left out.
-awaitable<TranscriptPage> page(ConversationId conversation, Direction direction, std::int64_t limit = 60);
-```
-
-| 100,000 items | p50 | p95 |
-|---|---|---|
-| last 60 | 1.4 ms | 1.9 ms |
-| 60 around the middle | 1.6 ms | 2.3 ms |""")
-
-# Answers, but to a prompt that begins with "Wait" only with the calls of tools, and waits; with "Fail", it fails.
-AGENT = """
-for prompt; do :; done
-cat "$HOME/said/begin"
-case $prompt in
-  Fail*) echo "out of paper: the tray is empty" >&2; exit 1 ;;
-  Wait*) cat "$HOME/said/work"; sleep 300 & wait ;;
-esac
-cat "$HOME/said/work" "$HOME/said/end"
-"""
-
-
-def record(kind, **fields):
-    return json.dumps({"type": kind, "session_id": "s"} | fields) + "\n"
-
-
-def message(number, content):
-    return record("assistant", message={"id": f"msg_{number}", "role": "assistant", "model": "demo", "content": [content],
-                                        "usage": {"input_tokens": 82_000, "output_tokens": 200}})
-
-
-def said():
-    """What the agent prints, by the name of the file that its script has it in."""
-    work = ""
-    for number, part in enumerate(ANSWER):
-        if isinstance(part, str):
-            work += message(number, {"type": "text", "text": part})
-            continue
-        tool, given, result, is_error = part
-        work += message(number, {"type": "tool_use", "id": f"tool_{number}", "name": tool, "input": given})
-        work += record("user", message={"role": "user", "content": [
-            {"type": "tool_result", "tool_use_id": f"tool_{number}", "content": result, "is_error": is_error}]})
-    return {"begin": record("system", subtype="init", model="demo", tools=[]), "work": work,
-            "end": record("result", subtype="success", is_error=False, result="Done.")}
 
 
 class Pictures(DesktopCase):
@@ -107,18 +51,26 @@ class Pictures(DesktopCase):
     def take(self, state, looks=LOOKS, prepare=lambda: None):
         """In each look, or the next; `prepare` brings about what is not there in the next look any more."""
         self.desktop.xdotool("mousemove", *CORNER)
-        for appearance, zoom in [next(look for look in self.turns if look in looks)] if self.turns else looks:
+        for appearance, zoom in self.looks_now(looks):
             self.change_look(appearance, zoom)
             prepare()
-            self.wait_until_still()
-            name = state + "-" + (appearance if zoom == 100 else f"{appearance}-{zoom}")
-            with self.subTest(name):
-                width, _, rows = self.desktop.pixels()
-                found = {row[left:left + 3] for row in rows[::SAMPLED_ROWS] for left in range(0, width * 3, 3)}
-                self.assertGreaterEqual(len(found), FEWEST_COLOURS, "a blank picture")
-                self.assertEqual(misplaced(self.desktop.app()), [], self.desktop.tree())
-            self.desktop.screenshot(self.folder / f"{name}.png")
+            self.take_one(state, appearance, zoom)
         self.change_look(*LOOKS[0])
+
+    def looks_now(self, looks=LOOKS):
+        return [next(look for look in self.turns if look in looks)] if self.turns else looks
+
+    def take_one(self, state, appearance, zoom):
+        self.wait_until_still()
+        name = state + "-" + (appearance if zoom == 100 else f"{appearance}-{zoom}")
+        with self.subTest(name):
+            width, _, rows = self.desktop.pixels()
+            found = {row[left:left + 3] for row in rows[::SAMPLED_ROWS] for left in range(0, width * 3, 3)}
+            self.assertGreaterEqual(len(found), FEWEST_COLOURS, "a blank picture")
+            shown = remembered(self.desktop.app())
+            self.assertEqual(misplaced(shown) + [f"is cut off: {words}" for words in cut_off(shown)], [],
+                             self.desktop.tree())
+        self.desktop.screenshot(self.folder / f"{name}.png")
 
     def change_look(self, appearance, zoom):
         settings = json.loads(self.desktop.settings.read_text(encoding="utf-8"))
@@ -258,6 +210,53 @@ class Pictures(DesktopCase):
         self.take("archived")
         self.desktop.end()
 
+    def test_what_is_chosen_from(self):
+        self.fill()
+        self.ask_all()
+        self.open("--project", str(self.desktop.home / "ravant"))
+        for state, keys, role, name in (("folder", "Ctrl+O", "dialog", "Add project"),
+                                        ("project", "Ctrl+Shift+N", None, "New conversation in"),
+                                        ("model", "Ctrl+M", None, "Choose or type a model")):
+            self.show(keys, name=name, role=role)
+            self.take(state)
+            self.close(role, name)
+        for state, name, entry in (("conversation-menu", re.compile("^Read pages"), "Archive"),
+                                   ("project-menu", "weather-api", "Remove from sidebar")):
+            row = self.desktop.wait_for("list item", name, ["showing"], self.desktop.find("tree", "Projects"))
+            x, y, width, height = row.extents
+            self.desktop.xdotool("mousemove", str(x + width // 2), str(y + height // 2), "click", "3")
+            self.desktop.wait_for("menu item", entry, ["showing"])
+            self.take(state)
+            self.close("menu item", entry)
+        self.desktop.end()
+
+    def test_what_is_not_found(self):
+        self.fill()
+        self.ask_all()
+        self.open("--conversation", self.conversation())
+        self.show("Ctrl+F", role="text", name="Find in this conversation")
+        self.desktop.type("xyzzy")
+        self.take("find-nothing")
+        self.close("text", "Find in this conversation")
+        self.show("Ctrl+Shift+F", name="Search everything")
+        self.desktop.type("xyzzy")
+        self.take("search-nothing")
+        self.close(None, "Search everything")
+        with closing(sqlite3.connect(self.desktop.data / "store.sqlite")) as store:
+            store.execute("ALTER TABLE message_block RENAME TO gone")
+        self.desktop.keys("Alt+Down")
+        self.desktop.wait_for("alert message", None, ["showing"])
+        self.take("store-fault")
+        self.desktop.end()
+
+    def test_a_key_is_missing(self):
+        self.run_ravant("project", "add", str(self.work))
+        self.run_ravant("agent", "add", "ravant")
+        self.desktop.start("--project", str(self.work))
+        self.desktop.wait_for("text", re.compile("^Key of "), ["showing"])
+        self.take("key-missing")
+        self.desktop.end()
+
     def test_at_work(self):
         self.fill()
         self.ask_all()
@@ -304,11 +303,13 @@ class Pictures(DesktopCase):
     def test_a_store_that_cannot_be_opened(self):
         self.desktop.data.mkdir(parents=True, exist_ok=True)
         (self.desktop.data / "store.sqlite").write_text("This is no store.\n" * 1000, encoding="utf-8")
-        self.desktop.start()
-        self.desktop.wait_for("push button", "Try again", ["showing"])
-        self.take("trouble", LOOKS[:1])
-        self.desktop.press(self.desktop.find("push button", "Quit"))
-        self.desktop.wait_for_end()
+        for appearance, zoom in self.looks_now():
+            self.set(appearance=appearance, window_zoom=zoom)
+            self.desktop.start()
+            self.desktop.wait_for("push button", "Try again", ["showing"])
+            self.take_one("trouble", appearance, zoom)
+            self.desktop.press(self.desktop.find("push button", "Quit"))
+            self.desktop.wait_for_end()
 
 
 if __name__ == "__main__":

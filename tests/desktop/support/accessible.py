@@ -213,6 +213,11 @@ def misplaced(root):
     return inside(root, None, [])
 
 
+def cut_off(root):
+    """The words that are shown but do not fit where they must."""
+    return [found.name for found in find_all(root, None, None, ["showing"]) if found.description == "cut off"]
+
+
 def line(accessible):
     """One object in words, as a dump has it."""
     words = f'{accessible.role} "{accessible.name}"'
