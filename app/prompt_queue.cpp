@@ -87,9 +87,9 @@ PromptQueue::PromptQueue(Application& application)
     : application_(application), prompts_(QueuedPromptStore::make(application.modelContainer())) {}
 
 awaitable<std::optional<PromptEndReason>> PromptQueue::sendNext(ConversationId conversation) {
+  const auto summary = co_await whenOver(conversation);
   const auto queued = co_await prompts_->next(conversation);
-  const auto summary = co_await application_.conversations().conversation(conversation);
-  if (!queued || !summary || summary->run) co_return std::nullopt;
+  if (!queued || !summary) co_return std::nullopt;
   PromptSubmission submission = co_await submissionOf(application_, *queued, summary->conversation);
   try {
     co_return co_await submitPrompt(application_, std::move(submission));
@@ -99,6 +99,18 @@ awaitable<std::optional<PromptEndReason>> PromptQueue::sendNext(ConversationId c
     kLog.debug("a queued prompt waits on: {}", error.what());
   }
   co_return std::nullopt;
+}
+
+awaitable<std::optional<ConversationSummary>> PromptQueue::whenOver(ConversationId conversation) {
+  const auto runs = application_.notifications().observe(std::string(kActiveConversationsChanged),
+                                                         co_await asio::this_coro::executor);
+  for (;;) {
+    auto summary = co_await application_.conversations().conversation(conversation);
+    if (!summary || summary->run) co_return std::nullopt;
+    // One that was stopped leaves the way only after its end was stored.
+    if (!application_.runners().activeConversations().contains(conversation)) co_return summary;
+    if (!co_await runs->next()) co_return std::nullopt;
+  }
 }
 
 awaitable<void> PromptQueue::follow() {

@@ -33,6 +33,10 @@ class PromptQueue {
  private:
   struct Followed;
 
+  /// The conversation as soon as no run of this process stands in the way any more; nothing where one goes on, or the
+  /// conversation is gone.
+  awaitable<std::optional<ConversationSummary>> whenOver(ConversationId conversation);
+
   awaitable<void> followStore(std::shared_ptr<Followed> followed, std::shared_ptr<ChangeSubscription> changes);
   /// A prompt of this process has left the way only after its end was committed.
   awaitable<void> followRuns(std::shared_ptr<Followed> followed);

@@ -82,7 +82,11 @@ awaitable<void> RunEnds::look(ConversationId conversation) {
   const auto summary = co_await alive(window_.application().conversations().conversation(conversation));
   const bool runs = summary && summary->run;
   const bool wasRunning = runs ? !running_.insert(conversation).second : running_.erase(conversation) > 0;
-  if (!summary) co_return;
+  if (!summary) {
+    prompts_.erase(conversation);
+    told_.erase(conversation);
+    co_return;
+  }
   TranscriptReader& transcripts = window_.application().transcripts();
   const auto last = co_await alive(transcripts.last(conversation));
   if (!last) co_return;

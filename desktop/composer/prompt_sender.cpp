@@ -242,20 +242,9 @@ awaitable<void> PromptSender::takeOne(std::shared_ptr<PromptSender> self, Conver
 
 awaitable<void> PromptSender::sendQueued(std::shared_ptr<PromptSender> self, ConversationId conversation,
                                          QueuedPromptId prompt) {
-  Application& application = self->application_;
-  const auto runs = application.notifications().observe(std::string(kActiveConversationsChanged),
-                                                        InterfaceLoop::instance().executor());
-  const auto isActive = [&] { return application.runners().activeConversations().contains(conversation); };
+  // Behind a run that goes on it stands first.
   co_await self->putFirst(conversation, prompt);
-  for (;;) {
-    const bool wasActive = isActive();
-    if (co_await self->queue_.sendNext(conversation) || !wasActive) co_return;
-    // Behind a run that goes on it stands first; one that was stopped may not be over quite.
-    while (isActive()) {
-      const auto summary = co_await application.conversations().conversation(conversation);
-      if (!summary || summary->run || !co_await runs->next()) co_return;
-    }
-  }
+  co_await self->queue_.sendNext(conversation);
 }
 
 awaitable<void> PromptSender::putFirst(ConversationId conversation, QueuedPromptId prompt) {

@@ -6,7 +6,6 @@
 #include <deque>
 #include <map>
 #include <set>
-#include <unordered_set>
 
 #include "core/store/conversation_model_actor.hpp"
 #include "core/store/search/transcript_finder.hpp"

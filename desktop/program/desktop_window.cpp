@@ -251,9 +251,10 @@ CommandHandler* DesktopWindow::handlerOf(WindowCommand command) const {
 }
 
 void DesktopWindow::windowChanged() {
-  Q_EMIT selectionChanged();
+  const bool isNew = std::exchange(shown_, state_->selection()) != state_->selection();
+  if (isNew) Q_EMIT selectionChanged();
   commandsChanged();
-  Q_EMIT selectionShown();
+  if (isNew) Q_EMIT selectionShown();
 }
 
 void DesktopWindow::perform(WindowCommand command) {

@@ -174,6 +174,7 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   Application& application_;
   StoreChanges& changes_;
   std::shared_ptr<WindowState> state_;
+  WindowState::Selection shown_;  ///< as it was told last
   Notices notices_;
   OrderlyEnd end_;
   Keybindings keybindings_;
