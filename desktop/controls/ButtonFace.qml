@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Layouts
 import Ravant.Theme
 
 /// What stands on a button, in its middle.
@@ -12,20 +13,19 @@ Item {
 
     implicitWidth: row.implicitWidth
     implicitHeight: row.implicitHeight
-    Row {
+    RowLayout {
         id: row
 
         anchors.centerIn: parent
+        width: Math.min(implicitWidth, face.width)
         spacing: face.iconName === "stop" ? Theme.unit : Theme.unit * 2
         ThemeIcon {
-            anchors.verticalCenter: parent.verticalCenter
             visible: face.iconName !== ""
             name: face.iconName
             color: face.ink
         }
         PlainLabel {
-            anchors.verticalCenter: parent.verticalCenter
-            width: Math.min(implicitWidth, face.width - x)
+            Layout.fillWidth: true
             mustFit: true
             text: face.words
             color: face.ink
