@@ -46,29 +46,39 @@ std::optional<std::string> programTrouble(const Agent& agent, std::string_view s
                      searchPath.empty() ? "it is empty" : searchPath);
 }
 
-awaitable<std::optional<std::string>> keyTrouble(RavantProviderKey& keys) {
+awaitable<std::optional<AgentTrouble>> keyTrouble(RavantProviderKey& keys) {
   const std::string_view name = displayName(AgentType::ravant);
-  std::optional<std::string> fault;
+  std::optional<AgentTrouble> fault;
+  const auto note = [&](const std::exception& error, std::optional<KeyStoreError::Case> keyStoreFault) {
+    if (fault) return;
+    fault = {.words = fmt::format("{} has no key that it could use: {}", name, error.what()),
+             .keyStoreFault = keyStoreFault};
+  };
   for (const RavantProvider provider : kRavantProviders) {
     try {
       if (co_await keys.source(std::string(rawValue(provider)))) co_return std::nullopt;
+    } catch (const KeyStoreError& error) {
+      note(error, error.kind());
     } catch (const std::runtime_error& error) {
-      if (!fault) fault = error.what();
+      note(error, {});
     }
   }
-  if (fault) co_return fmt::format("{} has no key that it could use: {}", name, *fault);
-  std::string words = fmt::format("{} has no key of {}.", name, providerNames());
+  if (fault) co_return fault;
+  AgentTrouble trouble{.words = fmt::format("{} has no key of {}.", name, providerNames())};
   if (const auto absent = co_await keys.keyStoreFault()) {
-    words += fmt::format(" The key store does not answer: {}", absent->what());
+    trouble.words += fmt::format(" The key store does not answer: {}", absent->what());
+    trouble.keyStoreFault = absent->kind();
   }
-  co_return words;
+  co_return trouble;
 }
 
-awaitable<std::optional<std::string>> agentTrouble(Application& application, Agent agent, std::string searchPath) {
+awaitable<std::optional<AgentTrouble>> agentTrouble(Application& application, Agent agent, std::string searchPath) {
   if (agent.type == AgentType::ravant) co_return co_await keyTrouble(application.providerKeys());
-  co_return co_await onPool(
+  auto words = co_await onPool(
       application.modelContainer()->work(),
       [agent = std::move(agent), searchPath = std::move(searchPath)] { return programTrouble(agent, searchPath); });
+  if (!words) co_return std::nullopt;
+  co_return AgentTrouble{.words = *std::move(words)};
 }
 
 }  // namespace ravant

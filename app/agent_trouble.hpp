@@ -14,11 +14,17 @@ namespace ravant {
 /// a project's folder. `searchPath` is that of the login shell (`readShellEnvironment`). Starts nothing; blocks.
 std::optional<std::string> programTrouble(const Agent& agent, std::string_view searchPath);
 
-/// Why the built-in agent has no key to work with, in a sentence; nothing where a provider has one. May wait for the
-/// user to unlock the key store.
-awaitable<std::optional<std::string>> keyTrouble(RavantProviderKey& keys);
+/// Why an agent cannot work.
+struct AgentTrouble {
+  std::string words;                                      ///< a sentence for people
+  std::optional<KeyStoreError::Case> keyStoreFault = {};  ///< where it is the key store that gives no key
+};
+
+/// Why the built-in agent has no key to work with; nothing where a provider has one. May wait for the user to unlock the
+/// key store.
+awaitable<std::optional<AgentTrouble>> keyTrouble(RavantProviderKey& keys);
 
 /// Whichever of the two concerns the agent.
-awaitable<std::optional<std::string>> agentTrouble(Application& application, Agent agent, std::string searchPath);
+awaitable<std::optional<AgentTrouble>> agentTrouble(Application& application, Agent agent, std::string searchPath);
 
 }  // namespace ravant

@@ -101,7 +101,7 @@ Rectangle {
                     id: enter
 
                     enabled: key.text !== ""
-                    text: trouble.offer
+                    text: qsTr("Enter the key")
                     Accessible.name: qsTr("Enter the key of %1").arg(provider.modelData)
                     onClicked: { trouble.troubles.enterKey(provider.index, key.text); key.clear() }
                 }

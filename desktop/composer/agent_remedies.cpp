@@ -3,6 +3,7 @@
 #include "agent/ravant_provider.hpp"
 #include "app/agent_scan.hpp"
 #include "desktop/composer/agent_troubles.hpp"
+#include "desktop/program/file_opening.hpp"
 #include "desktop/program/open_request.hpp"
 #include "platform/async/on_pool.hpp"
 #include "platform/text/text.hpp"
@@ -21,6 +22,11 @@ void AgentTroubles::mend(int row) {
       return Q_EMIT modelWanted();
     case Remedy::Folder:
       return Q_EMIT folderWanted();
+    case Remedy::Unlock:
+      locked_.reset();
+      return refresh();
+    case Remedy::Settings:
+      return start(alive(openSettingsFile(window_.application())));
     case Remedy::Anew:
       return window_.startNewConversation(textOf(subject_->project));
     case Remedy::Path:

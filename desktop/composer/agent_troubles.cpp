@@ -133,17 +133,35 @@ awaitable<std::vector<AgentTroubles::Trouble>> AgentTroubles::troublesOfAgents(s
   }
   std::vector<Trouble> troubles;
   for (const Agent& agent : agents) {
-    const auto words = co_await agentTrouble(application, agent, searchPath);
-    if (!words) continue;
-    const bool lacksKey = agent.type == AgentType::ravant;
-    QString said = sentence(QString::fromStdString(*words));
-    if (lacksKey) said += tr(" Enter a key here to work with %1.").arg(nameOf(agent.type));
-    troubles.push_back({.remedy = lacksKey ? Remedy::Key : Remedy::Path,
-                        .words = std::move(said),
-                        .agent = agent.id,
-                        .path = QString::fromStdString(agent.path)});
+    if (agent.type == AgentType::ravant) {
+      if (auto trouble = co_await alive(troubleOfKey(agent))) troubles.push_back(*std::move(trouble));
+    } else if (const auto trouble = co_await alive(agentTrouble(application, agent, searchPath))) {
+      troubles.push_back({.remedy = Remedy::Path,
+                          .words = sentence(QString::fromStdString(trouble->words)),
+                          .agent = agent.id,
+                          .path = QString::fromStdString(agent.path)});
+    }
   }
   co_return troubles;
+}
+
+awaitable<std::optional<AgentTroubles::Trouble>> AgentTroubles::troubleOfKey(Agent agent) {
+  if (locked_ && locked_->agent == agent.id) co_return locked_;
+  const auto found = co_await alive(keyTrouble(window_.application().providerKeys()));
+  if (!found) co_return std::nullopt;
+  Trouble trouble{
+      .remedy = Remedy::Key, .words = sentence(QString::fromStdString(found->words)), .agent = agent.id};
+  if (found->keyStoreFault == KeyStoreError::Case::locked) {
+    trouble.remedy = Remedy::Unlock;
+    locked_ = trouble;
+  } else if (found->keyStoreFault == KeyStoreError::Case::unavailable) {
+    trouble.remedy = Remedy::Settings;
+    trouble.words += tr(" Start such a service, or keep keys in a file that only you can read: set \"keyStore\" to "
+                        "\"file\" in the settings and start Ravant again.");
+  } else {
+    trouble.words += tr(" Enter a key here to work with %1.").arg(nameOf(agent.type));
+  }
+  co_return trouble;
 }
 
 void AgentTroubles::show(std::vector<Trouble> troubles, QString readyAgents) {
@@ -178,6 +196,10 @@ QVariant AgentTroubles::data(const QModelIndex& index, int role) const {
           return tr("Add it");
         case Remedy::Key:
           return tr("Enter the key");
+        case Remedy::Unlock:
+          return tr("Unlock it");
+        case Remedy::Settings:
+          return tr("Open the settings");
         case Remedy::Enable:
           return tr("Enable it");
         case Remedy::Model:

@@ -26,9 +26,10 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
 
  public:
   /// `Scan`: agents are to be looked for; `Path`: the agent's program is to be found; `Add`: the agent is to be
-  /// registered, with its program; `Key`: a provider's key is to be entered; `Folder`: the project's folder is to be
+  /// registered, with its program; `Key`: a provider's key is to be entered; `Unlock`: the key
+  /// store is to be asked again; `Settings`: they are to name another key store; `Folder`: the project's folder is to be
   /// found; `Anew`: only another conversation can go on.
-  enum class Remedy { Scan, Path, Add, Key, Enable, Model, Folder, Anew };
+  enum class Remedy { Scan, Path, Add, Key, Unlock, Settings, Enable, Model, Folder, Anew };
   Q_ENUM(Remedy)
   enum Role { WordsRole = Qt::UserRole, RemedyRole, OfferRole, PathRole, ProvidersRole };
 
@@ -92,6 +93,7 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
   awaitable<void> read();
   awaitable<std::optional<Trouble>> troubleOfFolder(Subject subject);
   awaitable<std::vector<Trouble>> troublesOfAgents(std::vector<Agent> agents);
+  awaitable<std::optional<Trouble>> troubleOfKey(Agent agent);
   static std::optional<Trouble> troubleOfObstacle(const Subject& subject);
   void show(std::vector<Trouble> troubles, QString readyAgents);
   awaitable<void> scanOnce();
@@ -104,6 +106,7 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
   DesktopWindow& window_;
   std::optional<Subject> subject_;
   std::vector<Trouble> troubles_;
+  std::optional<Trouble> locked_;  ///< the key store, until it is to be asked again: each time may ask the user
   QString readyAgents_;
   bool isScanning_ = false;
   Rereading rereading_{*this, [this] { return read(); }};

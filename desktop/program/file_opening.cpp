@@ -31,6 +31,8 @@ QStringList commandFor(const QString& editor, const FilePlace& place) {
 /// Whether the desktop would show it as a text: a program or a page that an agent wrote is not started by a click.
 bool isHarmlessText(const QString& file) {
   const QMimeType type = QMimeDatabase().mimeTypeForFile(file, QMimeDatabase::MatchExtension);
+  // It descends from scripts, but nothing runs it.
+  if (type.name() == QStringLiteral("application/json")) return !QFileInfo(file).isExecutable();
   const auto isRendered = [&](const char* name) { return type.inherits(QLatin1String(name)); };
   return !QFileInfo(file).isExecutable() && type.inherits(QStringLiteral("text/plain")) && !isRendered("text/html") &&
          !isRendered("application/xml") && !isRendered("application/x-desktop") &&

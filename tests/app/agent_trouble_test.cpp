@@ -57,17 +57,24 @@ TEST(KeyTrouble, namesTheProvidersAndWhyTheKeyStoreGivesNone) {
   std::optional<std::string> variable;
   const auto keys =
       std::make_shared<RavantProviderKey>(executors.work(), keyStore, [&](const char*) { return variable; });
-  const auto trouble = [&] { return run(keyTrouble(*keys)).value_or(""); };
+  std::optional<KeyStoreError::Case> ofKeyStore;
+  const auto trouble = [&] {
+    const auto found = run(keyTrouble(*keys)).value_or(AgentTrouble());
+    ofKeyStore = found.keyStoreFault;
+    return found.words;
+  };
   EXPECT_EQ(trouble(), "Ravant has no key of OpenRouter or Mistral.");
   keyStore->key = "secret";
   EXPECT_EQ(trouble(), "") << "of the second provider";
   keyStore->fault = KeyStoreError(KeyStoreError::Case::locked, "the key store is locked");
   EXPECT_EQ(trouble(), "Ravant has no key that it could use: the key store is locked");
+  EXPECT_EQ(ofKeyStore, KeyStoreError::Case::locked);
   variable = "secret";
   EXPECT_EQ(trouble(), "");
   variable.reset();
   keyStore->fault = KeyStoreError(KeyStoreError::Case::unavailable, "no session bus");
   EXPECT_EQ(trouble(), "Ravant has no key of OpenRouter or Mistral. The key store does not answer: no session bus");
+  EXPECT_EQ(ofKeyStore, KeyStoreError::Case::unavailable);
 }
 
 }  // namespace

@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
+#include <QTimer>
 
+#include "app/known_settings.hpp"
 #include "desktop/composer/prompt_composer.hpp"
+#include "platform/files/private_file.hpp"
 #include "tests/desktop/support/workbench.hpp"
 
 namespace ravant::test {
@@ -122,6 +125,29 @@ TEST_F(Troubles, ofAConversationAreMendedWhereItIsWritten) {
   troubles().setPath(0, QString::fromStdString(program()));
   ASSERT_TRUE(until([&] { return troubles().count() == 0 && composer.canSend(); })) << words();
   EXPECT_EQ(composer.text(), QStringLiteral("wanted"));
+}
+
+TEST(TroublesOfTheKeyStore, leadToTheSettingsWhereNoneRuns) {
+  ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere/bus", 1);
+  Workbench workbench("{}");
+  const auto editor = workbench.folder().write("editor", "#!/bin/sh\necho \"$1\" >\"$0.opened\"\n");
+  std::filesystem::permissions(editor, std::filesystem::perms::owner_all);
+  workbench.application().settings().set(setting::kEditor, editor.string());
+  const Project project = workbench.addProject("weather");
+  PromptComposer composer;
+  AgentTroubles& troubles = *composer.troubles();
+  workbench.window().startNewConversation(textOf(project.id));
+  ASSERT_TRUE(until([&] { return troubles.count() == 1; }));
+  const auto at = [&](AgentTroubles::Role role) { return troubles.data(troubles.index(0), role); };
+  EXPECT_THAT(at(AgentTroubles::WordsRole).toString().toStdString(),
+              testing::AllOf(HasSubstr("no service for keys (Secret Service) runs in this session. Start such"),
+                             HasSubstr("set \"keyStore\" to \"file\"")));
+  ASSERT_EQ(at(AgentTroubles::RemedyRole).value<AgentTroubles::Remedy>(), AgentTroubles::Remedy::Settings);
+  troubles.mend(0);
+  const auto opened = workbench.folder() / "editor.opened";
+  QTimer looks;
+  looks.start(std::chrono::milliseconds(10));
+  EXPECT_TRUE(until([&] { return readFile(opened) == workbench.application().settings().path().string() + "\n"; }));
 }
 
 }  // namespace

@@ -8,9 +8,9 @@ namespace {
 
 using desktop::OrderlyEnd;
 
-Locations locationsIn(const TemporaryFolder& folder) {
+Locations locationsIn(const TemporaryFolder& folder, std::string_view settings) {
   ::setenv("HOME", folder.path().c_str(), 1);
-  return {.dataFolder = folder / "data", .settingsFile = folder.write("settings.json", R"({"keyStore":"file"})")};
+  return {.dataFolder = folder / "data", .settingsFile = folder.write("settings.json", settings)};
 }
 
 }  // namespace
@@ -28,8 +28,8 @@ bool until(const std::function<bool()>& condition, std::chrono::milliseconds lim
   return true;
 }
 
-Workbench::Workbench() {
-  program_.emplace(locationsIn(folder_));
+Workbench::Workbench(std::string_view settings) {
+  program_.emplace(locationsIn(folder_, settings));
   // With it, no agent of this machine is looked for.
   await(application().agents().createAgentIfMissing(AgentType::ravant, "", {}));
   program_->begin();

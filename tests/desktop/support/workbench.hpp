@@ -44,7 +44,8 @@ T await(awaitable<T> operation) {
 /// A program without a window over a store of its own, in a home folder of its own; ended in order.
 class Workbench {
  public:
-  Workbench();
+  /// `settings` as its file has them.
+  explicit Workbench(std::string_view settings = R"({"keyStore":"file"})");
   ~Workbench();
   Workbench(const Workbench&) = delete;
   Workbench& operator=(const Workbench&) = delete;
