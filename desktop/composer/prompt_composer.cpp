@@ -31,7 +31,8 @@ PromptComposer::PromptComposer(QObject* parent)
       queue_(sender_, window_.changes(), *window_.notices()),
       pickers_(application_) {
   connect(&window_, &DesktopWindow::selectionChanged, this, &PromptComposer::followSelection);
-  connect(&window_, &DesktopWindow::commandsRevisionChanged, this, &PromptComposer::changed);
+  connect(this, &PromptComposer::changed, this, &PromptComposer::placeholderChanged);
+  connect(&window_, &DesktopWindow::commandsRevisionChanged, this, &PromptComposer::placeholderChanged);
   connect(window_.end(), &OrderlyEnd::stateChanged, &draft_, &DraftKeeper::writeNow);
   followStore();
   connect(sender_.get(), &PromptSender::underWayChanged, this, [this] {

@@ -32,7 +32,7 @@ class PromptComposer : public QObject, public ViewModel {
   /// What goes with the words without being shown among them, in a few words; empty where there is none.
   Q_PROPERTY(QString longText READ longText NOTIFY changed)
   Q_PROPERTY(QUrl projectFolder READ projectFolder NOTIFY changed)
-  Q_PROPERTY(QString placeholder READ placeholder NOTIFY changed)
+  Q_PROPERTY(QString placeholder READ placeholder NOTIFY placeholderChanged)
   /// Why the last prompt was not sent; empty where there is nothing to say.
   Q_PROPERTY(QString refusal READ refusal NOTIFY changed)
   Q_PROPERTY(bool canSend READ canSend NOTIFY changed)
@@ -98,6 +98,7 @@ class PromptComposer : public QObject, public ViewModel {
   /// A prompt goes to the agent, not into the queue.
   void sent();
   void changed();
+  void placeholderChanged();
   /// The field is to have the keyboard: the page of a new conversation is shown, or a prompt came back.
   void fieldWanted();
 

@@ -55,7 +55,22 @@ void TranscriptView::fold(int row, bool isOpen) {
   const bool followed = follows_;
   setFollows(false);
   scrollTo(std::round(number("contentY")));
+  const QQuickItem* const item = itemOf(row);
+  opened_ = isOpen && item ? std::optional(Opened{row, count(), item->height()}) : std::nullopt;
   setFollows(!rows_->setOpen(row, isOpen) && followed);
+}
+
+void TranscriptView::showOpened() {
+  if (!opened_) return;
+  const QQuickItem* const item = itemOf(opened_->row);
+  const int last = std::min(opened_->row + std::max(0, count() - opened_->count), count() - 1);
+  if (item && last == opened_->row && item->height() == opened_->height) return;
+  if (item) {
+    last == count() - 1 ? positionAtEnd() : position(last, Position::contain);
+    position(opened_->row, Position::contain);
+    lookForEnd();
+  }
+  opened_.reset();
 }
 
 void TranscriptView::showMore(int row) {
@@ -162,11 +177,17 @@ void TranscriptView::look() {
 }
 
 void TranscriptView::listMoved() {
-  if (list_->property("moving").toBool()) lookForEnd();
+  if (list_->property("moving").toBool()) {
+    opened_.reset();
+    lookForEnd();
+  }
   later(&TranscriptView::look);
 }
 
-void TranscriptView::listResized() { later(&TranscriptView::keepEnd); }
+void TranscriptView::listResized() {
+  later(&TranscriptView::keepEnd);
+  later(&TranscriptView::showOpened);
+}
 
 void TranscriptView::later(Step step) {
   if (later_.empty()) QMetaObject::invokeMethod(this, &TranscriptView::doLater, Qt::QueuedConnection);

@@ -2,6 +2,7 @@
 
 #include <QtQml/qqmlregistration.h>
 #include <QQuickItem>
+#include <optional>
 #include <vector>
 
 #include "desktop/conversation/transcript_window.hpp"
@@ -40,7 +41,7 @@ class TranscriptView : public QObject {
   /// Where the row, or its item in what is visible, stands below the upper edge.
   Q_INVOKABLE double menuPlace(int row) const;
   Q_INVOKABLE void toEnd();
-  /// What was at a place stays there.
+  /// What was at a place stays there, unless what is opened would be out of sight.
   Q_INVOKABLE void fold(int row, bool isOpen);
   Q_INVOKABLE void showMore(int row);
   /// The walk by keys stands at the row.
@@ -87,6 +88,8 @@ class TranscriptView : public QObject {
   /// To where the reader left: so much of the row is above the upper edge.
   void comeBack(int row, double above);
   void settle() { setReplacing(false); }
+  /// Brings as much of what was opened into view as there is room for beneath its head.
+  void showOpened();
   void keepEnd();
   void look();
   void later(Step step);
@@ -96,6 +99,12 @@ class TranscriptView : public QObject {
   TranscriptWindow* rows_ = nullptr;
   bool follows_ = true;
   bool isReplacing_ = false;
+  struct Opened {
+    int row;
+    int count;      ///< of all rows before
+    double height;  ///< of its own before
+  };
+  std::optional<Opened> opened_;  ///< until it has what it holds, which may have to be read
   std::vector<Step> later_;
 };
 

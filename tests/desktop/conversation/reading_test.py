@@ -1,6 +1,7 @@
 #!/usr/bin/python3 -B
 """Reads a conversation by keys and by the mouse: `reading_test.py RAVANT_DESKTOP RAVANT`."""
 
+import re
 import sys
 from pathlib import Path
 
@@ -20,11 +21,27 @@ printf '{"type":"assistant","message":{"id":"msg_1","type":"message","role":"ass
 echo '{"type":"result","subtype":"success","is_error":false,"result":"Done.","session_id":"s"}'
 """
 
+# The same after 12 commands, one of which wrote 30 lines.
+WORKING_AGENT = TALKING_AGENT.rsplit("\n", 2)[0] + r"""
+lines=
+for number in $(seq 1 30); do lines="${lines}line $number\\n"; done
+for number in $(seq 1 12); do
+  printf '{"type":"assistant","message":{"id":"msg_2","type":"message","role":"assistant","model":"demo",'\
+'"content":[{"type":"tool_use","id":"call_%s","name":"Bash","input":{"command":"step %s"}}],"stop_reason":null},'\
+'"parent_tool_use_id":null,"session_id":"s"}\n' "$number" "$number"
+  printf '{"type":"user","message":{"role":"user","content":[{"tool_use_id":"call_%s","type":"tool_result",'\
+'"content":"%s","is_error":false}]},"parent_tool_use_id":null,"session_id":"s"}\n' "$number" "$lines"
+done
+echo '{"type":"result","subtype":"success","is_error":false,"result":"Done.","session_id":"s"}'
+"""
 
-class Reading(DesktopCase):
+
+class TranscriptCase(DesktopCase):
+    agent = TALKING_AGENT
+
     def setUp(self):
         super().setUp()
-        self.register_agent(TALKING_AGENT)
+        self.register_agent(self.agent)
         self.run_ravant("project", "add", str(self.work))
         self.run_ravant("run", "--project", str(self.work), "--agent", "claude", "--model", "demo", "Tell me.")
         self.run_ravant("settings", "set", "keybindings.jumpToEnd", "Alt+E")
@@ -33,16 +50,21 @@ class Reading(DesktopCase):
 
     def row(self, paragraph):
         """A paragraph as it is visible."""
-        return self.desktop.wait_until(lambda: self.visible(paragraph), f"paragraph {paragraph} in view")
+        return self.in_view(f"Claude Code: Paragraph {paragraph} tells of little.")
 
-    def visible(self, paragraph):
+    def in_view(self, name):
+        return self.desktop.wait_until(lambda: self.visible(name), f"{name} in view")
+
+    def visible(self, name):
         listed = self.desktop.find("list", "Transcript", ["showing"])
-        row = listed and self.desktop.find(None, f"Claude Code: Paragraph {paragraph} tells of little.", ["showing"], listed)
+        row = listed and self.desktop.find(None, name, ["showing"], listed)
         if not row:
             return None
         (_, top, _, height), (_, y, _, _) = listed.extents, row.extents
         return row if top <= y < top + height else None
 
+
+class Reading(TranscriptCase):
     def prompt(self):
         return self.desktop.find("text", "Prompt", ["showing"]).text
 
@@ -82,6 +104,21 @@ class Reading(DesktopCase):
         self.desktop.wait_for(None, "Transcript", ["focused"])
         self.desktop.keys("End", "Shift+F10")
         self.desktop.wait_for("menu item", "Open https://example.invalid/place", ["showing"])
+        self.desktop.end()
+
+
+class ReadingOfWork(TranscriptCase):
+    agent = WORKING_AGENT
+
+    def test_shows_what_was_opened_at_the_lower_edge(self):
+        self.desktop.find("list", "Transcript").take_focus()
+        self.desktop.wait_for(None, "Transcript", ["focused"])
+        self.desktop.keys("End", "Right")
+        self.in_view("Run step 12, done, collapsed")
+        self.in_view("Tool calls: Ran 12 commands, 12 calls, expanded")
+        self.desktop.keys(*["Down"] * 12, "Right")
+        self.in_view("Run step 12, done, expanded")
+        self.in_view(re.compile("line 1\n.*"))
         self.desktop.end()
 
 
