@@ -69,6 +69,13 @@ void Notices::dismiss(int id) {
   if (const Notice notice = take(found); notice.settle) notice.settle();
 }
 
+bool Notices::dismissError() {
+  const auto found = std::ranges::find_if(notices_.rbegin(), notices_.rend(), &Notice::isError);
+  if (found == notices_.rend()) return false;
+  dismiss(found->id);
+  return true;
+}
+
 void Notices::add(Notice notice) {
   const int row = rowCount();
   beginInsertRows({}, row, row);

@@ -38,6 +38,8 @@ class Notices : public QAbstractListModel {
 
   Q_INVOKABLE void undo(int id);
   Q_INVOKABLE void dismiss(int id);
+  /// The latest one that tells of a failure; false where there is none.
+  Q_INVOKABLE bool dismissError();
 
   int rowCount(const QModelIndex& parent = {}) const override;
   QVariant data(const QModelIndex& index, int role) const override;

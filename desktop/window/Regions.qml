@@ -23,6 +23,7 @@ FocusScope {
     property bool sidebarLiesOver: false
 
     onIsNarrowChanged: sidebarLiesOver = false
+    Keys.onEscapePressed: event => event.accepted = Workbench.notices.dismissError()
 
     /// The keyboard goes to the sidebar that was opened, and back to the detail from the one that was closed.
     function followSidebar(shown: bool) { ring.enter(shown ? sidebar : detail) }

@@ -190,5 +190,18 @@ TEST(NoticesTest, SaysTheSameOnceUnlessThereIsAWayBack) {
   EXPECT_EQ(undone, 2) << "each archive can be undone";
 }
 
+TEST(NoticesTest, AreLeftOneByOneWhereTheyTellOfFailures) {
+  Notices notices;
+  notices.tellError(QStringLiteral("No room"));
+  notices.tell(QStringLiteral("Archived"));
+  notices.tellError(QStringLiteral("No network"));
+  const auto first = [&] { return notices.index(0).data(Notices::textRole).toString(); };
+  EXPECT_TRUE(notices.dismissError());
+  EXPECT_EQ(first(), QStringLiteral("No room.")) << "the latest goes first";
+  EXPECT_TRUE(notices.dismissError());
+  EXPECT_EQ(first(), QStringLiteral("Archived.")) << "what goes by itself stays its time";
+  EXPECT_FALSE(notices.dismissError());
+}
+
 }  // namespace
 }  // namespace ravant::test
