@@ -91,7 +91,12 @@ FocusScope {
     PlaceView { id: places; list: list; margin: Theme.unit * 6 }
     SelectionCopy { area: transcript; isSelected: !selection.isNone; onCopied: transcript.copy() }
     PlaceBar { id: bar; anchors { top: parent.top; bottom: parent.bottom; right: parent.right } rows: transcript.rows; onMoved: view.follows = false }
-    TroubleBar { anchors { left: parent.left; right: parent.right; bottom: parent.bottom } words: transcript.rows.trouble; onTryAgain: transcript.rows.tryAgain() }
+    TroubleBar {
+        anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 2; horizontalCenter: parent.horizontalCenter }
+        width: Math.min(parent.width - Theme.unit * 10, Theme.unit * 194)
+        words: transcript.rows.trouble
+        onTryAgain: transcript.rows.tryAgain()
+    }
     PushButton {
         anchors { top: parent.top; topMargin: Theme.unit * 3; horizontalCenter: parent.horizontalCenter }
         visible: transcript.rows.unreadAbove > 0
@@ -111,7 +116,7 @@ FocusScope {
 
         readonly property bool isOffered: !transcript.isAtEnd && transcript.rows.isOpened && list.count > 0
 
-        anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; horizontalCenter: parent.horizontalCenter }
+        anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; right: parent.right; rightMargin: Theme.unit * 6 }
         visible: isOffered && transcript.rows.newItems === 0
         width: Theme.rowHeight
         height: width

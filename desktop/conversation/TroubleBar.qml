@@ -12,6 +12,7 @@ Rectangle {
 
     visible: words !== ""
     height: Math.max(reason.implicitHeight, again.implicitHeight) + Theme.unit * 4
+    radius: Theme.blockRadius
     color: Theme.badGround
     Accessible.role: Accessible.AlertMessage
     Accessible.name: bar.words
@@ -19,7 +20,7 @@ Rectangle {
     ThemeIcon {
         id: sign
 
-        anchors { left: parent.left; leftMargin: Theme.unit * 6; verticalCenter: parent.verticalCenter }
+        anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
         name: "warning"
         color: Theme.bad
     }
@@ -35,7 +36,7 @@ Rectangle {
     PushButton {
         id: again
 
-        anchors { right: parent.right; rightMargin: Theme.unit * 6; verticalCenter: parent.verticalCenter }
+        anchors { right: parent.right; rightMargin: Theme.unit * 2; verticalCenter: parent.verticalCenter }
         text: qsTr("Try again")
         onClicked: bar.tryAgain()
     }

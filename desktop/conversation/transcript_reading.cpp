@@ -50,7 +50,7 @@ awaitable<void> TranscriptWindow::workOff() {
       trouble = error.what();
     }
     if (!turns_.isLatest(turn)) continue;
-    setTrouble(QString::fromStdString(trouble.value_or("")));
+    setTrouble(trouble ? tr("This cannot be read: %1").arg(QString::fromStdString(*trouble)) : QString());
     if (!trouble) continue;
     job.add(std::exchange(work_, {}));
     work_ = std::move(job);

@@ -97,8 +97,8 @@ ListView {
         MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: view.rename(view.currentIndex) }
         MenuEntry { text: qsTr("Open folder"); onTriggered: view.projects.openFolder(view.currentRow.projectId) }
         MenuEntry { text: qsTr("Copy path"); onTriggered: view.projects.copyPath(view.currentRow.projectId) }
-        MenuEntry { text: qsTr("Move up"); onTriggered: view.projects.move(view.currentRow.projectId, -1) }
-        MenuEntry { text: qsTr("Move down"); onTriggered: view.projects.move(view.currentRow.projectId, 1) }
+        MenuEntry { text: qsTr("Move up"); enabled: projectMenu.visible && view.projects.canMove(view.currentRow.projectId, -1); onTriggered: view.projects.move(view.currentRow.projectId, -1) }
+        MenuEntry { text: qsTr("Move down"); enabled: projectMenu.visible && view.projects.canMove(view.currentRow.projectId, 1); onTriggered: view.projects.move(view.currentRow.projectId, 1) }
         MenuEntry { text: qsTr("Remove from sidebar"); keys: "Del"; onTriggered: view.projects.remove(view.currentRow.projectId) }
     }
     ConversationMenu {

@@ -81,30 +81,40 @@ void ProjectActions::remove(const QString& project) {
   roster_->hide(id, notice);
 }
 
-void ProjectActions::move(const QString& project, int places) {
+std::vector<ProjectId> ProjectActions::order() const {
   std::vector<ProjectId> order;
   for (const Project& each : roster_->projects()) order.push_back(each.id);
-  const auto found = std::ranges::find(order, idOf<ProjectId>(project));
-  if (found == order.end()) return;
-  const auto from = static_cast<int>(found - order.begin());
-  const int to = std::clamp(from + places, 0, static_cast<int>(order.size()) - 1);
-  if (to == from) return;
+  return order;
+}
+
+std::vector<ProjectId> ProjectActions::orderAfter(const QString& project, int places) const {
+  std::vector<ProjectId> after = order();
+  const auto found = std::ranges::find(after, idOf<ProjectId>(project));
+  if (found == after.end()) return after;
+  const auto to = std::clamp<std::ptrdiff_t>(found - after.begin() + places, 0, std::ssize(after) - 1);
   const ProjectId moved = *found;
-  order.erase(found);
-  order.insert(order.begin() + to, moved);
-  store(order);
+  after.erase(found);
+  after.insert(after.begin() + to, moved);
+  return after;
+}
+
+bool ProjectActions::canMove(const QString& project, int places) const {
+  return orderAfter(project, places) != order();
+}
+
+void ProjectActions::move(const QString& project, int places) {
+  if (canMove(project, places)) store(orderAfter(project, places));
 }
 
 void ProjectActions::moveBefore(const QString& project, const QString& other) {
   const auto moved = idOf<ProjectId>(project);
   const auto next = idOf<ProjectId>(other);
   if (moved == next) return;
-  std::vector<ProjectId> before;
-  for (const Project& each : roster_->projects()) before.push_back(each.id);
-  std::vector<ProjectId> order = before;
-  if (std::erase(order, moved) == 0) return;
-  order.insert(std::ranges::find(order, next), moved);
-  if (order != before) store(order);
+  const std::vector<ProjectId> before = order();
+  std::vector<ProjectId> after = before;
+  if (std::erase(after, moved) == 0) return;
+  after.insert(std::ranges::find(after, next), moved);
+  if (after != before) store(after);
 }
 
 void ProjectActions::store(const std::vector<ProjectId>& order) {

@@ -21,6 +21,7 @@ class ProjectActions : public QObject, public ViewModel {
   /// with a running prompt stays. The folder stays always.
   Q_INVOKABLE void remove(const QString& project);
   /// Puts it by so many places further down, or up where negative.
+  Q_INVOKABLE bool canMove(const QString& project, int places) const;
   Q_INVOKABLE void move(const QString& project, int places);
   /// Puts it in front of the other one; behind all of them where that is empty.
   void moveBefore(const QString& project, const QString& other);
@@ -28,6 +29,8 @@ class ProjectActions : public QObject, public ViewModel {
   Q_INVOKABLE void copyPath(const QString& project);
 
  private:
+  std::vector<ProjectId> order() const;
+  std::vector<ProjectId> orderAfter(const QString& project, int places) const;
   void store(const std::vector<ProjectId>& order);
 
   std::shared_ptr<ConversationRoster> roster_;

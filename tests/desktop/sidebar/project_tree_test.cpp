@@ -8,6 +8,7 @@
 #include <ranges>
 
 #include "desktop/sidebar/conversation_list.hpp"
+#include "desktop/sidebar/project_actions.hpp"
 #include "desktop/sidebar/recent_conversations.hpp"
 #include "tests/desktop/sidebar/shown_rows.hpp"
 #include "tests/support/store.hpp"
@@ -17,6 +18,7 @@ namespace {
 
 using desktop::ConversationList;
 using desktop::DesktopWindow;
+using desktop::ProjectActions;
 using desktop::ProjectTree;
 using desktop::RecentConversations;
 using desktop::SidebarRows;
@@ -146,6 +148,24 @@ TEST_F(ProjectTreeTest, GoesFromConversationToConversation) {
   EXPECT_EQ(lines(recent), (std::vector<std::string>{"  Tiles | dotfiles", "  Keys | weather"}));
   recent.open(1);
   EXPECT_EQ(lines(recent), (std::vector<std::string>{"  Keys | weather", "  Tiles | dotfiles"}));
+}
+
+TEST_F(ProjectTreeTest, MovesProjectsAsFarAsTheEnds) {
+  const QString tides = textOf(workbench.addProject("tides").id);
+  const QString weather = textOf(workbench.addProject("weather").id);
+  ProjectTree tree;
+  ProjectActions actions;
+  const std::string none = "  No conversation yet in ";
+  ASSERT_TRUE(comesToShow(tree, {"v tides", none + "tides", "v weather", none + "weather"}));
+  EXPECT_FALSE(actions.canMove(tides, -1));
+  EXPECT_FALSE(actions.canMove(weather, 1));
+  ASSERT_TRUE(actions.canMove(weather, -1));
+  actions.move(weather, -1);
+  ASSERT_TRUE(comesToShow(tree, {"v weather", none + "weather", "v tides", none + "tides"}));
+  EXPECT_FALSE(actions.canMove(weather, -1));
+  EXPECT_TRUE(actions.canMove(weather, 1));
+  tree.moveProject(weather, tree.dropRow(4));
+  EXPECT_TRUE(comesToShow(tree, {"v tides", none + "tides", "v weather", none + "weather"}));
 }
 
 TEST_F(ProjectTreeTest, ReadsTheBranchAgainWhenARunEndsAndWhenTheWindowIsLookedAt) {
