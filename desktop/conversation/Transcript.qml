@@ -53,6 +53,7 @@ FocusScope {
         footer: Item { width: 1; height: Theme.unit * 6 }
         Accessible.role: Accessible.List
         Accessible.name: qsTr("Transcript")
+        onContentYChanged: transcript.hoveredLink = ""
         onActiveFocusChanged: view.takeKeyboard()
         Keys.onUpPressed: event => view.step(-1, event.modifiers & Qt.ShiftModifier)
         Keys.onDownPressed: event => view.step(1, event.modifiers & Qt.ShiftModifier)
@@ -86,6 +87,7 @@ FocusScope {
     Connections {
         target: transcript.rows
         function onPlaced(row) { view.leaveEnd(row); places.show(row) }
+        function onModelReset() { transcript.hoveredLink = "" }
     }
     ReadingOrder { list: list }
     PlaceView { id: places; list: list; margin: Theme.unit * 6 }

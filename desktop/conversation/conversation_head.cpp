@@ -15,7 +15,6 @@ namespace ravant::desktop {
 namespace {
 
 constexpr std::chrono::seconds kRunClock{1};
-constexpr std::chrono::minutes kRestClock{1};
 
 QString shown(std::string_view text) { return QString::fromStdString(shownText(text)); }
 
@@ -32,6 +31,7 @@ ConversationHead::ConversationHead(QObject* parent)
     : QObject(parent), application_(DesktopWindow::instance().application()) {
   const StoreChanges& changes = DesktopWindow::instance().changes();
   connect(&clock_, &QTimer::timeout, this, &ConversationHead::tell);
+  connect(&DesktopWindow::instance(), &DesktopWindow::presentTimeChanged, this, &ConversationHead::tell);
   const auto readAgain = [this] { rereading_.soon(); };
   const auto readIfShown = [this](ConversationId conversation) {
     if (shown_ == conversation) rereading_.soon();
@@ -59,7 +59,7 @@ awaitable<void> ConversationHead::read() {
   auto summary = co_await alive(application_.conversations().conversation(conversation));
   if (shown_ != conversation) co_return;  // it is read anew
   summary_ = std::move(summary);
-  clock_.start(isRunning() ? std::chrono::milliseconds(kRunClock) : std::chrono::milliseconds(kRestClock));
+  isRunning() ? clock_.start(kRunClock) : clock_.stop();
   tell();
 }
 
@@ -68,12 +68,11 @@ void ConversationHead::tell() {
   line_.clear();
   if (summary_) {
     title_ = shown(oneLine(displayTitle(*summary_)));
-    const auto now = application_.modelContainer()->clock().now();
     QStringList parts{shown(oneLine(summary_->projectName))};
     if (summary_->agentType) parts.append(shown(displayName(*summary_->agentType)));
     switch (stateOf(*summary_)) {
       case ConversationState::running: {
-        const auto lasted = now - summary_->run->since;
+        const auto lasted = application_.modelContainer()->clock().now() - summary_->run->since;
         parts.append(lasted < std::chrono::seconds(1) ? tr("running")
                                                       : tr("running for %1").arg(shown(shortDuration(lasted))));
         break;
@@ -85,7 +84,7 @@ void ConversationHead::tell() {
         parts.append(tr("failed"));
         break;
       default:
-        if (summary_->items > 0) parts.append(ageOf(summary_->conversation.lastActivityAt, now));
+        if (summary_->items > 0) parts.append(ageOf(summary_->conversation.lastActivityAt, DesktopWindow::instance().presentTime()));
     }
     line_ = parts.join(QStringLiteral("  ·  "));
   }

@@ -110,7 +110,7 @@ awaitable<void> SearchModel::showFound(Turns::Turn turn, std::string words, std:
   for (const SearchHit& hit : result.hits) {
     const auto of = conversations.find(hit.conversation);
     if (of == conversations.end()) continue;
-    rows.push_back(rowOf(hit, of->second, window_.application().modelContainer()->clock().now()));
+    rows.push_back(rowOf(hit, of->second, window_.presentTime()));
     places_.push_back({hit.conversation, of->second.conversation.project, hit.item});
   }
   show(std::move(rows), 0, result.hadWords ? nothingFound() : tr("Type a letter or a digit to search for."));

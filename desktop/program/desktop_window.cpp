@@ -39,6 +39,9 @@ DesktopWindow::DesktopWindow(Application& application, StoreChanges& changes)
       end_(application, *this) {
   theWindow = this;
   loadKeybindings();
+  tellTime();
+  connect(&minute_, &QTimer::timeout, this, &DesktopWindow::tellTime);
+  minute_.start(std::chrono::minutes(1));
   connect(&changes_, &StoreChanges::committed, this, [this](const ChangeBatch& batch) { state_->take(batch); });
   connect(&InterfaceLoop::instance(), &InterfaceLoop::failed, &notices_, &Notices::tellError);
 }
@@ -99,7 +102,15 @@ QString DesktopWindow::newConversationProject() const {
 }
 
 void DesktopWindow::setActive(bool active) {
-  if (std::exchange(isActive_, active) != active) Q_EMIT activeChanged();
+  if (std::exchange(isActive_, active) == active) return;
+  // While the machine slept no minute passed.
+  if (active) tellTime();
+  Q_EMIT activeChanged();
+}
+
+void DesktopWindow::tellTime() {
+  presentTime_ = application_.modelContainer()->clock().now();
+  Q_EMIT presentTimeChanged();
 }
 
 void DesktopWindow::setEndVisible(bool visible) {

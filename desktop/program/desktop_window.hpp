@@ -3,6 +3,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <QObject>
 #include <QStringList>
+#include <QTimer>
 #include <QUrl>
 #include <memory>
 #include <vector>
@@ -112,6 +113,9 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   Q_INVOKABLE void showLatest();
   void showProject(const QString& project);
 
+  /// The time by which ages are told, one for all that tell them: it goes on by minutes and when the window is activated.
+  Timestamp presentTime() const { return presentTime_; }
+
   int commandsRevision() const { return commandsRevision_; }
   QStringList commands() const;
   Q_INVOKABLE void run(const QString& command);
@@ -143,6 +147,7 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void commandsRevisionChanged();
   void activeChanged();
   void endVisibleChanged();
+  void presentTimeChanged();
   /// The settings were read anew.
   void settingsChanged();
   void awaitedChanged();
@@ -167,6 +172,7 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   awaitable<void> sort(QList<QUrl> dropped);
   awaitable<void> run(WindowCommand command);
 
+  void tellTime();
   void windowChanged() override;
   void perform(WindowCommand command) override;
   bool canPerform(WindowCommand command) const override;
@@ -180,6 +186,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   Keybindings keybindings_;
   std::vector<CommandHandler*> handlers_;
   int commandsRevision_ = 0;
+  Timestamp presentTime_;
+  QTimer minute_;
   bool isActive_ = false;
   bool isEndVisible_ = true;
   bool isAwaited_ = false;

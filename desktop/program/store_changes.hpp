@@ -8,7 +8,7 @@
 namespace ravant::desktop {
 
 /// The change feed as signals: of all that was committed since the last time, whichever process did it, each entity
-/// once, with what happened to it last.
+/// once, with what all that happened to it comes to.
 ///
 /// Holds the process's one subscription. On the interface thread.
 class StoreChanges final : public QObject {
@@ -40,7 +40,7 @@ class StoreChanges final : public QObject {
 
  private:
   void announce(const ChangeBatch& batch);
-  void announceEntity(const Change& change);
+  void announceEntity(const Change& change, ChangeOperation operation);
 };
 
 }  // namespace ravant::desktop

@@ -57,30 +57,24 @@ QString hourOf(Timestamp time) {
                                hasHalves ? QStringLiteral("h:mm AP") : QStringLiteral("HH:mm"));
 }
 
-Timestamp present() { return DesktopWindow::instance().application().modelContainer()->clock().now(); }
-
 }  // namespace
 
-SidebarRows::SidebarRows() : roster_(ConversationRoster::shared()), now_(present()) {
-  minute_.setInterval(std::chrono::minutes(1));
-  connect(&minute_, &QTimer::timeout, this, &SidebarRows::goOn);
+SidebarRows::SidebarRows() : roster_(ConversationRoster::shared()), now_(DesktopWindow::instance().presentTime()) {
+  connect(&DesktopWindow::instance(), &DesktopWindow::presentTimeChanged, this, [this] {
+    if (isShown_) goOn();
+  });
   connect(roster_.get(), &ConversationRoster::changed, this, &SidebarRows::refresh);
 }
 
 void SidebarRows::setShown(bool shown) {
   if (std::exchange(isShown_, shown) == shown) return;
-  if (shown) {
-    minute_.start();
-    goOn();
-  } else {
-    minute_.stop();
-  }
+  if (shown) goOn();
   Q_EMIT shownChanged();
 }
 
 void SidebarRows::goOn() {
   roster_->lookAtRunsElsewhere();
-  const Timestamp before = std::exchange(now_, present());
+  const Timestamp before = std::exchange(now_, DesktopWindow::instance().presentTime());
   for (int row = 0; row < count(); ++row) {
     const SidebarRow& shown = rows_[static_cast<std::size_t>(row)];
     if (aside(shown, before) != aside(shown, now_)) Q_EMIT dataChanged(index(row), index(row), {asideRole});

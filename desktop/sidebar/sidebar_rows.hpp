@@ -98,7 +98,6 @@ class SidebarRows : public QAbstractListModel {
   std::shared_ptr<ConversationRoster> roster_;
   std::vector<SidebarRow> rows_;
   Timestamp now_;  ///< by which ages are told
-  QTimer minute_;
   bool isShown_ = false;
 };
 

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "core/store/conversation_item_model_actor.hpp"
 #include "tests/desktop/support/workbench.hpp"
 
 namespace ravant::test {
@@ -35,6 +36,28 @@ TEST(StoreChangesTest, TellsEachEntityOnceWithWhatHappenedLastAndGrowthInOrder) 
 
   EXPECT_TRUE(until([&] { return !told.empty() && told.back() == ChangeOperation::removed; }));
   EXPECT_EQ(grown, "one two three");
+}
+
+TEST(StoreChangesTest, TellsOfWhatIsNewAlsoWhereItWasChangedAtOnce) {
+  Workbench workbench;
+  const ConversationId conversation = workbench.addConversation(workbench.addProject("weather"));
+  workbench.settle();
+  std::vector<std::pair<ConversationItemId, ChangeOperation>> told;
+  QObject::connect(
+      &workbench.program().changes(), &StoreChanges::itemChanged,
+      [&](ConversationId, ConversationItemId item, ChangeOperation operation) { told.emplace_back(item, operation); });
+
+  await([](std::shared_ptr<ModelContainer> store, ConversationId id) -> awaitable<void> {
+    const auto writer = ConversationItemModelActor::make(store);
+    for (const char* message : {"one", "two"}) {
+      co_await writer->appendAgentMessage(id, "{}", message, "sonnet", message);
+      co_await writer->applyAssistantTurnUsage(id, message, {.inputTokens = 7, .usedTokens = 7});
+    }
+    co_await store->changeFeed()->flush();
+  }(workbench.application().modelContainer(), conversation));
+  ASSERT_TRUE(until([&] { return told.size() >= 2; }));
+  EXPECT_THAT(told, ElementsAre(Pair(testing::_, ChangeOperation::inserted), Pair(testing::_, ChangeOperation::inserted)));
+  EXPECT_NE(told.front().first, told.back().first);
 }
 
 }  // namespace
