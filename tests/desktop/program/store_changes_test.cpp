@@ -50,8 +50,10 @@ TEST(StoreChangesTest, TellsOfWhatIsNewAlsoWhereItWasChangedAtOnce) {
   await([](std::shared_ptr<ModelContainer> store, ConversationId id) -> awaitable<void> {
     const auto writer = ConversationItemModelActor::make(store);
     for (const char* message : {"one", "two"}) {
-      co_await writer->appendAgentMessage(id, "{}", message, "sonnet", message);
-      co_await writer->applyAssistantTurnUsage(id, message, {.inputTokens = 7, .usedTokens = 7});
+      std::vector<TranscriptAction> actions;
+      actions.emplace_back(turn::AppendAgentMessage{.rawJSON = "{}", .text = message, .providerMessageId = message});
+      actions.emplace_back(turn::ApplyUsage{.providerMessageId = message, .snapshot = {.usedTokens = 7}});
+      co_await writer->apply(id, std::move(actions));
     }
     co_await store->changeFeed()->flush();
   }(workbench.application().modelContainer(), conversation));
