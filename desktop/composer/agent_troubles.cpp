@@ -33,7 +33,11 @@ AgentTroubles::AgentTroubles() : window_(DesktopWindow::instance()) {
   StoreChanges& changes = window_.changes();
   connect(&changes, &StoreChanges::agentsChanged, this, [this] { rereading_.soon(); });
   connect(&changes, &StoreChanges::everythingChanged, this, [this] { rereading_.soon(); });
-  // What is missing is often mended outside.
+  // What is missing often makes a run fail.
+  connect(&changes, &StoreChanges::runChanged, this, [this](ConversationId, const std::optional<RunState>& state) {
+    if (!state) rereading_.soon();
+  });
+  // It is often mended outside.
   connect(&window_, &DesktopWindow::activeChanged, this, [this] {
     if (window_.isActive() && !troubles_.empty()) refresh();
   });

@@ -33,7 +33,7 @@ FocusScope {
         anchors { top: parent.top; left: parent.left; right: parent.right }
         head: headModel
         onFindRequested: find.open()
-        onRenamed: transcript.forceActiveFocus()
+        onRenamed: from => (from?.visible ? from : transcript).forceActiveFocus()
     }
     FindBar {
         id: find

@@ -10,13 +10,15 @@ Item {
 
     required property ConversationHead head
     property bool isRenaming: false
+    property Item before
 
     signal findRequested
-    signal renamed
+    /// The title was written by Enter, or is not to be; `from` had the keyboard before.
+    signal renamed(Item from)
 
-    function rename() { field.text = head.title; isRenaming = true; field.forceActiveFocus(); field.selectAll() }
-    function keep() { if (isRenaming) { isRenaming = false; if (field.text !== head.title) head.rename(field.text); renamed() } }
-    function drop() { isRenaming = false; renamed() }
+    function rename() { before = Window.activeFocusItem; field.text = head.title; isRenaming = true; field.forceActiveFocus(); field.selectAll() }
+    function keep() { if (isRenaming) { isRenaming = false; if (field.text !== head.title) head.rename(field.text) } }
+    function drop() { isRenaming = false }
 
     implicitHeight: Theme.headHeight
 
@@ -53,9 +55,9 @@ Item {
         anchors { left: ways.right; right: buttons.left; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
         visible: bar.isRenaming
         name: qsTr("Title")
-        Keys.onReturnPressed: bar.keep()
-        Keys.onEnterPressed: bar.keep()
-        Keys.onEscapePressed: bar.drop()
+        Keys.onReturnPressed: { bar.keep(); bar.renamed(bar.before) }
+        Keys.onEnterPressed: { bar.keep(); bar.renamed(bar.before) }
+        Keys.onEscapePressed: { bar.drop(); bar.renamed(bar.before) }
         onActiveFocusChanged: if (!activeFocus) bar.keep()
     }
     Row {

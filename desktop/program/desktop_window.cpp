@@ -226,7 +226,15 @@ QString DesktopWindow::keys(const QString& command, int) const {
 
 QVariantList DesktopWindow::sequences(const QString& command, int) const {
   const auto bound = keysOf(command);
-  const QStringList keys = bound ? pressedKeys(*bound) : QStringList();
+  if (!bound) return {};
+  QStringList keys = pressedKeys(*bound);
+  const auto isOfAnother = [&](const QString& pressed) {
+    return std::ranges::any_of(commandDescriptions(), [&](const CommandDescription& other) {
+      const auto itsKeys = keybindings_.keys(other.command);
+      return itsKeys && *itsKeys != *bound && pressedKeys(*itsKeys).first() == pressed;
+    });
+  };
+  keys.removeIf(isOfAnother);
   return {keys.begin(), keys.end()};
 }
 

@@ -55,10 +55,10 @@ void openFile(const SettingsFile& settings, const FilePlace& place) {
     const QString name = QString::fromUtf8(setting::kEditor.data());
     if (!isHarmlessText(file)) {
       throw trouble(
-          QObject::tr("%1 is not opened without an editor. Name one in the settings: \"%2\".").arg(file, name));
+          QObject::tr("%1 is not opened without an editor. Name one: ravant settings set %2 COMMAND").arg(file, name));
     }
     if (QDesktopServices::openUrl(QUrl::fromLocalFile(file))) return;
-    throw trouble(QObject::tr("No program opens %1. Set an editor (\"%2\") in the settings file.").arg(file, name));
+    throw trouble(QObject::tr("No program opens %1. Name an editor: ravant settings set %2 COMMAND").arg(file, name));
   }
   QStringList words = commandFor(editor, place);
   const QString program = words.takeFirst();

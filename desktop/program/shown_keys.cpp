@@ -31,13 +31,14 @@ QString shown(const KeyChord& chord) {
 
 QStringList pressedKeys(const KeySequence& keys) {
   QStringList chords;
-  QStringList onMainKeys;
+  QStringList onOtherKeys;
   for (KeyChord chord : keys.chords()) {
     chords.append(QString::fromStdString(chord.text()));
     if (chord.key == "Enter") chord.key = "Return";
-    onMainKeys.append(QString::fromStdString(chord.text()));
+    if (chord.key == "+") chord.key = "=";
+    onOtherKeys.append(QString::fromStdString(chord.text()));
   }
-  QStringList sequences = {chords.join(QStringLiteral(", ")), onMainKeys.join(QStringLiteral(", "))};
+  QStringList sequences = {chords.join(QStringLiteral(", ")), onOtherKeys.join(QStringLiteral(", "))};
   sequences.removeDuplicates();
   return sequences;
 }

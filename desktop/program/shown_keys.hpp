@@ -10,7 +10,8 @@ namespace ravant::desktop {
 /// Keys as everything in the window writes them: "Ctrl Shift F", "Del"; chords that follow each other with a comma.
 QString shownKeys(const KeySequence& keys);
 
-/// Keys as Qt takes them. Its Enter is that of the number pad alone, so those with Enter come twice.
+/// Keys as Qt takes them, then as another key of keyboards has them: its Enter is that of the number pad alone, and a +
+/// is often above =.
 QStringList pressedKeys(const KeySequence& keys);
 
 }  // namespace ravant::desktop

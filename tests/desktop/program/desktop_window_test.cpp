@@ -29,9 +29,11 @@ TEST(DesktopWindowTest, ShowsWhatItShowedBeforeItsEnd) {
   EXPECT_TRUE(first.window().canRun(QStringLiteral("archive"), 0) == false) << "nobody does it";
 }
 
-TEST(DesktopWindowTest, TakesTheEnterOfBothKeys) {
+TEST(DesktopWindowTest, TakesTheOtherKeyThatMeansTheSameUnlessItMeansSomethingElse) {
   Workbench workbench;
-  workbench.folder().write("settings.json", R"({"keybindings":{"find":"Alt+Enter","rename":"Ctrl+K Enter"}})");
+  workbench.folder().write(
+      "settings.json",
+      R"({"keybindings":{"find":"Alt+Enter","rename":"Ctrl+K Enter","goForward":"Alt++","copyMessage":"Alt+="}})");
   workbench.application().settings().load();
   DesktopWindow& window = workbench.window();
   window.loadKeybindings();
@@ -45,6 +47,10 @@ TEST(DesktopWindowTest, TakesTheEnterOfBothKeys) {
   EXPECT_EQ(presses("find", Qt::ALT | Qt::Key_Return), 1);
   EXPECT_EQ(presses("find", Qt::ALT | Qt::Key_Enter), 1);
   EXPECT_EQ(presses("rename", Qt::CTRL | Qt::Key_K, QKeyCombination(Qt::Key_Return)), 1);
+  EXPECT_EQ(presses("zoomIn", Qt::CTRL | Qt::Key_Plus), 1);
+  EXPECT_EQ(presses("zoomIn", Qt::CTRL | Qt::Key_Equal), 1) << "where + is over =, nobody presses Shift";
+  EXPECT_EQ(presses("goForward", Qt::ALT | Qt::Key_Plus), 1);
+  EXPECT_EQ(presses("goForward", Qt::ALT | Qt::Key_Equal), 0);
   EXPECT_EQ(window.sequences(QStringLiteral("goBack"), 0).size(), 1);
 }
 

@@ -94,6 +94,11 @@ class Keyboard(DesktopCase):
         self.desktop.keys("Esc")
         self.desktop.wait_gone("dialog", "Add project", ["showing"])
         self.expect_writing("cherries")
+        for key in ("Enter", "Escape"):
+            self.desktop.keys("Ctrl+L", "F2")
+            self.has_keyboard("text", "Title")
+            self.desktop.keys(key)
+            self.has_keyboard("text", "Prompt")
         self.desktop.end()
 
     def test_a_list_is_walked_and_left(self):
