@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <ranges>
 
 #include "desktop/program/sentence.hpp"
 
@@ -63,6 +64,14 @@ void Notices::undo(int id) {
   if (const Notice notice = take(found); notice.undo) notice.undo();
 }
 
+bool Notices::undoLatest() {
+  const auto found = std::ranges::find_if(notices_ | std::views::reverse,
+                                          [](const Notice& notice) { return static_cast<bool>(notice.undo); });
+  if (found == notices_.rend()) return false;
+  undo(found->id);
+  return true;
+}
+
 void Notices::dismiss(int id) {
   const auto found = find(id);
   if (found == notices_.end()) return;
@@ -70,7 +79,7 @@ void Notices::dismiss(int id) {
 }
 
 bool Notices::dismissError() {
-  const auto found = std::ranges::find_if(notices_.rbegin(), notices_.rend(), &Notice::isError);
+  const auto found = std::ranges::find_if(notices_ | std::views::reverse, &Notice::isError);
   if (found == notices_.rend()) return false;
   dismiss(found->id);
   return true;

@@ -37,6 +37,8 @@ class Notices : public QAbstractListModel {
   void setHeld(bool held);
 
   Q_INVOKABLE void undo(int id);
+  /// The latest that can be undone; false where there is none.
+  Q_INVOKABLE bool undoLatest();
   Q_INVOKABLE void dismiss(int id);
   /// The latest one that tells of a failure; false where there is none.
   Q_INVOKABLE bool dismissError();

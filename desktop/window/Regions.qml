@@ -167,7 +167,8 @@ FocusScope {
     ProjectPresence { id: presence; onChanged: if (isEmpty) ring.enter(detail) }
     RegionRing { id: ring; regions: [notices, sidebar, content, detail] }
     KeyboardKeeper { id: keyboard; within: regions; onLost: ring.previous() }
-    Keys.onPressed: event => event.accepted = keyboard.takeKey(event.text, event.modifiers)
+    // Fields keep the keys of undo for what is written in them.
+    Keys.onPressed: event => event.accepted = event.matches(StandardKey.Undo) ? Workbench.notices.undoLatest() : keyboard.takeKey(event.text, event.modifiers)
     Connections {
         target: Workbench
         function onSelectionChanged() { if (regions.sidebarLiesOver) regions.leaveSidebar() }

@@ -192,8 +192,10 @@ TEST(NoticesTest, SaysTheSameOnceUnlessThereIsAWayBack) {
     notices.tellError(QStringLiteral("No room"));
   }
   ASSERT_EQ(notices.rowCount(), 4);
-  for (int row = 3; row >= 0; --row) notices.undo(notices.index(row).data(Notices::idRole).toInt());
+  EXPECT_TRUE(notices.undoLatest());
+  EXPECT_TRUE(notices.undoLatest());
   EXPECT_EQ(undone, 2) << "each archive can be undone";
+  EXPECT_FALSE(notices.undoLatest());
 }
 
 TEST(NoticesTest, AreLeftOneByOneWhereTheyTellOfFailures) {

@@ -101,6 +101,18 @@ class Keyboard(DesktopCase):
             self.has_keyboard("text", "Prompt")
         self.desktop.end()
 
+    def test_what_was_deleted_comes_back_by_the_keys_of_undo(self):
+        self.desktop.start()
+        self.desktop.keys("Alt+Down")
+        self.expect_writing("cherries")
+        self.to_tree()
+        self.desktop.keys("Delete")
+        self.desktop.wait_for(name="“cherries” was deleted.")
+        self.desktop.keys("Ctrl+Z")
+        self.shows("cherries")
+        self.desktop.wait_gone(name="“cherries” was deleted.")
+        self.desktop.end()
+
     def test_a_list_is_walked_and_left(self):
         self.desktop.start()
         self.desktop.keys("Alt+Down")
