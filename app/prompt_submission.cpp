@@ -5,6 +5,7 @@
 #include <boost/asio/this_coro.hpp>
 
 #include "app/model_efforts.hpp"
+#include "core/agent_command.hpp"
 #include "core/agent_runner_error.hpp"
 #include "platform/async/on_pool.hpp"
 #include "platform/files/working_folder.hpp"
@@ -31,6 +32,15 @@ awaitable<void> expectFolderOf(Application& application, Project project) {
   } catch (const WorkingFolderError& error) {
     throw PromptRefusedError(fmt::format("nothing can run in the project {}: {}", project.name, error.what()));
   }
+}
+
+void expectShortEnough(AgentType agent, std::string_view prompt) {
+  const bool isArgument = agent == AgentType::claude || agent == AgentType::pi;
+  const std::size_t limit = AgentCommand::largestPromptBytes();
+  if (!isArgument || prompt.size() <= limit) return;
+  throw PromptRefusedError(fmt::format("the prompt has {} bytes, and {} can be given {} at most; attach what is long as a "
+                                       "file",
+                                       prompt.size(), displayName(agent), limit));
 }
 
 awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission) {

@@ -47,7 +47,6 @@ PromptComposer::PromptComposer(QObject* parent)
     if (!isUntouched) return history_.end();
     show(ComposedPrompt::parse(text.toStdString()));
     if (history_.current()) walked_ = prompt_;
-    draft_.typed();
   });
   connect(&queue_, &QueuedPrompts::countChanged, this, &PromptComposer::changed);
   connect(&pickers_, &PromptPickers::chosen, this, [this] { rereading_.now(); });
@@ -85,6 +84,7 @@ void PromptComposer::followSelection() {
   place_ = place;
   isStarting_ = place_ && sender_->isUnderWay(*place_);
   refusal_.clear();
+  queuedBehind_.reset();
   wish_.reset();
   draft_.open(place);
   queue_.open(conversation());

@@ -24,7 +24,8 @@ void PromptComposer::send(PromptSender::QueueEnd end) {
                     .conversation = conversation(),
                     .agent = options.agent->id,
                     .model = options.model,
-                    .effort = options.effort};
+                    .effort = options.effort,
+                    .queuedBehind = std::exchange(queuedBehind_, std::nullopt)};
   const bool isQueued = isBusy();
   draft_.handOver();
   refusal_.clear();
@@ -79,6 +80,7 @@ void PromptComposer::takeBack(ReturnedPrompt& returned) {
   returned.isTaken = true;
   isStarting_ = false;
   refusal_ = returned.words;
+  if (returned.queuedBehind) queuedBehind_ = returned.queuedBehind;
   putInFront(returned.prompt);
   rereading_.now();
   troubles_.refresh();

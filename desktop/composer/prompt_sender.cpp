@@ -166,9 +166,11 @@ awaitable<void> PromptSender::sendToEnd(std::shared_ptr<PromptSender> self, Prom
 awaitable<void> PromptSender::submit(PromptOrder order, std::shared_ptr<UnderWay> entry) {
   co_await expectFolderOf(application_, order.project);
   co_await expectAttachments(application_, order.prompt, order.project.path);
+  Agent agent = co_await agentOf(application_, order.agent);
+  expectShortEnough(agent.type, order.prompt);
   PromptSubmission submission{.prompt = std::move(order.prompt),
                               .project = order.project,
-                              .agent = co_await agentOf(application_, order.agent),
+                              .agent = std::move(agent),
                               .model = std::move(order.model),
                               .effort = std::move(order.effort)};
   if (submission.effort) {
@@ -219,25 +221,36 @@ awaitable<void> PromptSender::addToQueue(std::shared_ptr<PromptSender> self, Con
 awaitable<void> PromptSender::addOne(ToQueue wanted) {
   const PromptOrder& order = wanted.order;
   co_await expectAttachments(application_, order.prompt, order.project.path);
-  if (order.effort) {
-    const Agent agent = co_await agentOf(application_, order.agent);
-    co_await expectEffort(application_.agents(), agent, order.model, *order.effort);
-  }
+  const Agent agent = co_await agentOf(application_, order.agent);
+  expectShortEnough(agent.type, order.prompt);
+  if (order.effort) co_await expectEffort(application_.agents(), agent, order.model, *order.effort);
   const auto added = co_await prompts().add(*order.conversation,
                                             {.prompt = order.prompt, .model = order.model, .effort = order.effort});
   if (!added) throw PromptRefusedError("the conversation is gone");
   co_await dropDraft(drafts_, order.place(), order.prompt);
-  if (wanted.end == QueueEnd::front) co_await putFirst(*order.conversation, *added);
+  if (wanted.end == QueueEnd::front) {
+    co_await putFirst(*order.conversation, *added);
+  } else if (order.queuedBehind) {
+    std::vector<QueuedPromptId> first = *order.queuedBehind;
+    first.push_back(*added);
+    co_await prompts().reorder(*order.conversation, std::move(first));
+  }
 }
 
 awaitable<void> PromptSender::takeOne(std::shared_ptr<PromptSender> self, ConversationId conversation,
                                       QueuedPromptId prompt) {
+  std::vector<QueuedPromptId> before;
+  for (const QueuedPrompt& each : co_await self->prompts().prompts(conversation)) {
+    if (each.id == prompt) break;
+    before.push_back(each.id);
+  }
   const auto taken = co_await self->prompts().remove(prompt);
   if (!taken) co_return;
   co_await self->giveBack({.place = conversation,
                            .prompt = taken->text.prompt,
                            .model = taken->text.model,
-                           .effort = taken->text.effort.value_or("")});
+                           .effort = taken->text.effort.value_or(""),
+                           .queuedBehind = std::move(before)});
 }
 
 awaitable<void> PromptSender::sendQueued(std::shared_ptr<PromptSender> self, ConversationId conversation,

@@ -22,6 +22,8 @@ struct PromptOrder {
   AgentId agent;
   std::string model;
   std::optional<std::string> effort;
+  /// Those of the queue that it is to wait behind, where it waited there before it was edited.
+  std::optional<std::vector<QueuedPromptId>> queuedBehind = {};
 
   DraftPlace place() const;
 };
@@ -35,6 +37,7 @@ struct ReturnedPrompt {
   std::string words = {};
   std::optional<std::string> model = {};
   std::optional<std::string> effort = {};
+  std::optional<std::vector<QueuedPromptId>> queuedBehind = {};  ///< of one that waited: those in front of it
   bool isTaken = false;
 };
 

@@ -5,6 +5,20 @@
 #include <utility>
 
 namespace ravant::desktop {
+namespace {
+
+/// That of the conversation that is shown, or that is to begin in what is shown.
+std::optional<ProjectId> shownProject(const ConversationRoster& roster) {
+  const DesktopWindow& window = DesktopWindow::instance();
+  if (const auto shown = window.shownConversation()) {
+    const auto listed = roster.conversation(*shown);
+    return listed ? std::optional(listed->project) : std::nullopt;
+  }
+  const QString project = window.newConversationProject();
+  return project.isEmpty() ? std::nullopt : std::optional(idOf<ProjectId>(project));
+}
+
+}  // namespace
 
 void ProjectChoices::setQuery(const QString& query) {
   if (std::exchange(query_, query) == query) return;
@@ -14,6 +28,7 @@ void ProjectChoices::setQuery(const QString& query) {
 
 void ProjectChoices::ask() {
   setQuery({});
+  refresh();
   if (count() == 0) return DesktopWindow::instance().runCommand(WindowCommand::addNewProject);
   if (count() == 1) return choose(0);
   Q_EMIT asked();
@@ -29,10 +44,12 @@ std::vector<SidebarRow> ProjectChoices::wantedRows() const {
   std::map<ProjectId, std::size_t> places;  // those without a conversation are last
   const auto conversations = roster()->conversations();
   for (const auto& conversation : conversations) places.try_emplace(conversation->project, places.size());
+  // Another one is wanted than where one is.
+  if (const auto shown = shownProject(*roster())) places[*shown] = conversations.size() + 1;
   std::map<std::pair<std::size_t, std::size_t>, ravant::Project> projects;
   for (const ravant::Project& project : roster()->projects()) {
     const auto found = places.find(project.id);
-    projects.emplace(std::pair(found == places.end() ? places.size() : found->second, projects.size()), project);
+    projects.emplace(std::pair(found == places.end() ? conversations.size() : found->second, projects.size()), project);
   }
 
   const QStringList words = query_.split(QLatin1Char(' '), Qt::SkipEmptyParts);

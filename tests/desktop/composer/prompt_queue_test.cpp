@@ -31,6 +31,12 @@ TEST_F(Composer, queuesBehindARunAndChangesWhatWaits) {
   type("later");
   composer->queue()->edit(1);
   ASSERT_TRUE(until([&] { return text() == "two\n\nlater" && composer->queue()->count() == 3; }));
+  sendWhenReady("two again");
+  ASSERT_TRUE(until([&] { return queued() == std::vector<std::string>{"now", "two again", "four", "three"}; }))
+      << "where it was";
+  composer->queue()->edit(1);
+  ASSERT_TRUE(until([&] { return text() == "two again" && composer->queue()->count() == 3; }));
+  type("");
   composer->queue()->remove(1);
   ASSERT_TRUE(until([&] { return queued() == std::vector<std::string>{"now", "three"}; }));
   const auto* notices = workbench.window().notices();

@@ -3,6 +3,7 @@
 #include <QAbstractItemModelTester>
 
 #include "app/known_settings.hpp"
+#include "core/agent_command.hpp"
 #include "platform/sqlite/database.hpp"
 #include "platform/sqlite/transaction.hpp"
 #include "tests/desktop/composer/composer_test.hpp"
@@ -71,6 +72,11 @@ TEST_F(Composer, takesARefusedPromptBack) {
   EXPECT_THAT(refusal(), HasSubstr("Nothing can run in the project weather"));
   EXPECT_EQ(text(), "look\n\nand more");
   EXPECT_TRUE(untilDraft(project.id, "look\n\nand more"));
+  type(std::string(AgentCommand::largestPromptBytes() + 1, 'x').c_str());
+  std::filesystem::create_directory(project.path);
+  composer->send();
+  ASSERT_TRUE(until([&] { return composer->refusal().contains(QStringLiteral("bytes")); }));
+  EXPECT_THAT(refusal(), HasSubstr("Claude Code can be given"));
   EXPECT_THAT(await(application.conversations().conversations({})), IsEmpty()) << "no conversation was begun";
 }
 

@@ -89,6 +89,9 @@ TEST_F(FolderEntriesTest, SaysWhyThereIsNothing) {
   type("zebra/");
   EXPECT_TRUE(until([&] { return entries.rowCount() == 1; }));
   EXPECT_THAT(chosen, IsEmpty());
+  entries.setPath(entries.path() + QString::fromStdString(at("notes.txt/").string()));
+  EXPECT_TRUE(until([&] { return entries.emptyWords().endsWith(QLatin1String("is not a folder.")); }))
+      << "a path that is pasted behind another one";
 }
 
 TEST_F(FolderEntriesTest, BeginsAnewWithWhatIsThereAndChoosesNothingByItself) {

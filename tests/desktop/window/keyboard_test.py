@@ -200,7 +200,7 @@ class Keyboard(DesktopCase):
         self.desktop.wait_for("list item", "tiles", [], self.desktop.find("tree", "Projects"))
         self.desktop.keys("Ctrl+Shift+N")
         self.has_keyboard("text", "New conversation in")
-        self.assertEqual([row.name for row in self.choices()], [f"work, {self.work}", f"tiles, {other}"])
+        self.assertEqual([row.name for row in self.choices()], [f"tiles, {other}", f"work, {self.work}"])
         self.desktop.type("tile")
         self.desktop.wait_until(lambda: len(self.choices()) == 1, "the one that is meant")
         self.desktop.keys("Enter")
