@@ -20,8 +20,8 @@ struct AgentTrouble {
   std::optional<KeyStoreError::Case> keyStoreFault = {};  ///< where it is the key store that gives no key
 };
 
-/// Why the built-in agent has no key to work with; nothing where a provider has one. May wait for the user to unlock the
-/// key store.
+/// Why the built-in agent has no key to work with; nothing where a provider has one. May wait for the user to unlock
+/// the key store.
 awaitable<std::optional<AgentTrouble>> keyTrouble(RavantProviderKey& keys);
 
 /// Whichever of the two concerns the agent.

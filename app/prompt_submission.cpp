@@ -38,9 +38,10 @@ void expectShortEnough(AgentType agent, std::string_view prompt) {
   const bool isArgument = agent == AgentType::claude || agent == AgentType::pi;
   const std::size_t limit = AgentCommand::largestPromptBytes();
   if (!isArgument || prompt.size() <= limit) return;
-  throw PromptRefusedError(fmt::format("the prompt has {} bytes, and {} can be given {} at most; attach what is long as a "
-                                       "file",
-                                       prompt.size(), displayName(agent), limit));
+  throw PromptRefusedError(
+      fmt::format("the prompt has {} bytes, and {} can be given {} at most; attach what is long as a "
+                  "file",
+                  prompt.size(), displayName(agent), limit));
 }
 
 awaitable<PromptEndReason> submitPrompt(Application& application, PromptSubmission submission) {

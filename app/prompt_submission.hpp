@@ -27,8 +27,8 @@ awaitable<void> expectIdle(Application& application, ConversationId conversation
 /// on a pool.
 awaitable<void> expectFolderOf(Application& application, Project project);
 
-/// Throws `PromptRefusedError` where the agent is given its prompt as an argument of its program, and this one is longer
-/// than the system passes. Some login shells pass less: the agent's runner says so.
+/// Throws `PromptRefusedError` where the agent is given its prompt as an argument of its program, and this one is
+/// longer than the system passes. Some login shells pass less: the agent's runner says so.
 void expectShortEnough(AgentType agent, std::string_view prompt);
 
 /// Hands the prompt to the agent's runner, which remembers model and effort with it, and returns why it ended. Throws

@@ -153,15 +153,15 @@ awaitable<std::optional<AgentTroubles::Trouble>> AgentTroubles::troubleOfKey(Age
   if (locked_ && locked_->agent == agent.id) co_return locked_;
   const auto found = co_await alive(keyTrouble(window_.application().providerKeys()));
   if (!found) co_return std::nullopt;
-  Trouble trouble{
-      .remedy = Remedy::Key, .words = sentence(QString::fromStdString(found->words)), .agent = agent.id};
+  Trouble trouble{.remedy = Remedy::Key, .words = sentence(QString::fromStdString(found->words)), .agent = agent.id};
   if (found->keyStoreFault == KeyStoreError::Case::locked) {
     trouble.remedy = Remedy::Unlock;
     locked_ = trouble;
   } else if (found->keyStoreFault == KeyStoreError::Case::unavailable) {
     trouble.remedy = Remedy::Settings;
-    trouble.words += tr(" Start such a service, or keep keys in a file that only you can read: set \"keyStore\" to "
-                        "\"file\" in the settings and start Ravant again.");
+    trouble.words +=
+        tr(" Start such a service, or keep keys in a file that only you can read: set \"keyStore\" to "
+           "\"file\" in the settings and start Ravant again.");
   } else {
     trouble.words += tr(" Enter a key here to work with %1.").arg(nameOf(agent.type));
   }

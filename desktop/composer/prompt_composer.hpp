@@ -139,7 +139,7 @@ class PromptComposer : public QObject, public ViewModel {
 
   std::optional<DraftPlace> place_;
   ComposedPrompt prompt_;
-  std::optional<ComposedPrompt> walked_;  ///< the earlier prompt that the field shows
+  std::optional<ComposedPrompt> walked_;                     ///< the earlier prompt that the field shows
   std::optional<std::vector<QueuedPromptId>> queuedBehind_;  ///< as that of the one that the field got back
   std::string refusal_;
   std::optional<ConversationSummary> summary_;

@@ -18,8 +18,7 @@ QString asFolder(const QString& path) { return path.endsWith(kSlash) ? path : pa
 /// What was typed as the path that it stands for: from home on where it does not say from where. A path that was typed
 /// or pasted behind another one, which ends with a slash, begins anew.
 QString absolute(const QString& text) {
-  const qsizetype anew =
-      std::max(text.lastIndexOf(QLatin1String("//")), text.lastIndexOf(QLatin1String("/~/")));
+  const qsizetype anew = std::max(text.lastIndexOf(QLatin1String("//")), text.lastIndexOf(QLatin1String("/~/")));
   const QString typed = text.mid(anew + 1);
   if (typed.startsWith(kSlash)) return typed;
   const QString rest = typed.startsWith(QLatin1String("~/")) ? typed.mid(2)

@@ -84,7 +84,8 @@ void ConversationHead::tell() {
         parts.append(tr("failed"));
         break;
       default:
-        if (summary_->items > 0) parts.append(ageOf(summary_->conversation.lastActivityAt, DesktopWindow::instance().presentTime()));
+        if (summary_->items > 0)
+          parts.append(ageOf(summary_->conversation.lastActivityAt, DesktopWindow::instance().presentTime()));
     }
     line_ = parts.join(QStringLiteral("  ·  "));
   }

@@ -113,7 +113,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   Q_INVOKABLE void showLatest();
   void showProject(const QString& project);
 
-  /// The time by which ages are told, one for all that tell them: it goes on by minutes and when the window is activated.
+  /// The time by which ages are told, one for all that tell them: it goes on by minutes and when the window is
+  /// activated.
   Timestamp presentTime() const { return presentTime_; }
 
   int commandsRevision() const { return commandsRevision_; }

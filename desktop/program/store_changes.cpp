@@ -49,15 +49,14 @@ void StoreChanges::announce(const ChangeBatch& batch) {
 }
 
 void StoreChanges::announceEntity(const Change& change, ChangeOperation operation) {
-  std::visit(
-      Overloaded{[&](ProjectId id) { Q_EMIT projectChanged(id, operation); },
-                 [&](ConversationId id) { Q_EMIT conversationChanged(id, operation); },
-                 [&](ConversationItemId id) { Q_EMIT itemChanged(*change.conversation, id, operation); },
-                 [&](ToolInvocationId id) { Q_EMIT invocationChanged(*change.conversation, id, operation); },
-                 [&](QueuedPromptId) { Q_EMIT queueChanged(*change.conversation); },
-                 [&](AgentId) { Q_EMIT agentsChanged(); }, [&](AgentModelId) { Q_EMIT agentsChanged(); },
-                 [](const auto&) {}},
-      change.entity);
+  std::visit(Overloaded{[&](ProjectId id) { Q_EMIT projectChanged(id, operation); },
+                        [&](ConversationId id) { Q_EMIT conversationChanged(id, operation); },
+                        [&](ConversationItemId id) { Q_EMIT itemChanged(*change.conversation, id, operation); },
+                        [&](ToolInvocationId id) { Q_EMIT invocationChanged(*change.conversation, id, operation); },
+                        [&](QueuedPromptId) { Q_EMIT queueChanged(*change.conversation); },
+                        [&](AgentId) { Q_EMIT agentsChanged(); }, [&](AgentModelId) { Q_EMIT agentsChanged(); },
+                        [](const auto&) {}},
+             change.entity);
 }
 
 }  // namespace ravant::desktop

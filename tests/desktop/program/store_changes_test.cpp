@@ -58,7 +58,8 @@ TEST(StoreChangesTest, TellsOfWhatIsNewAlsoWhereItWasChangedAtOnce) {
     co_await store->changeFeed()->flush();
   }(workbench.application().modelContainer(), conversation));
   ASSERT_TRUE(until([&] { return told.size() >= 2; }));
-  EXPECT_THAT(told, ElementsAre(Pair(testing::_, ChangeOperation::inserted), Pair(testing::_, ChangeOperation::inserted)));
+  EXPECT_THAT(told,
+              ElementsAre(Pair(testing::_, ChangeOperation::inserted), Pair(testing::_, ChangeOperation::inserted)));
   EXPECT_NE(told.front().first, told.back().first);
 }
 
