@@ -4,6 +4,7 @@
 
 #include <boost/asio/experimental/awaitable_operators.hpp>
 #include <boost/asio/this_coro.hpp>
+#include <map>
 #include <set>
 
 #include "app/default_model.hpp"
@@ -79,6 +80,8 @@ struct PromptQueue::Followed {
   ConversationItemId behind;
   Timestamp since;
   std::shared_ptr<NotificationObserver> runs;
+  /// The entry behind which nothing could be sent, nor that be written: until something is written there again.
+  std::map<ConversationId, ConversationItemId> stuck;
   int sending = 0;
   Signal sent;
 };
@@ -136,7 +139,10 @@ awaitable<void> PromptQueue::followStore(std::shared_ptr<Followed> followed,
     if (batch->isIncomplete) {
       for (const ConversationId& conversation : co_await waiting()) touched.insert(conversation);
     }
-    for (const ConversationId& conversation : touched) co_await goOn(conversation, followed);
+    for (const ConversationId& conversation : touched) {
+      followed->stuck.erase(conversation);
+      co_await goOn(conversation, followed);
+    }
   }
   followed->runs.reset();
 }
@@ -170,10 +176,15 @@ awaitable<void> PromptQueue::goOn(ConversationId conversation, std::shared_ptr<F
     kLog.error("the queue of conversation {} is not known: {}", conversation.text(), error.what());
   }
   if (!last) co_return;
+  const auto stuck = followed->stuck.find(conversation);
+  if (stuck != followed->stuck.end() && stuck->second == *last) co_return;
   ++followed->sending;
   asio::co_spawn(co_await asio::this_coro::executor, sendOrFail(conversation, *last),
-                 [followed](std::exception_ptr error) {
-                   if (error) kLog.error("that a queued prompt could not be sent is not in the transcript");
+                 [followed, conversation, last = *last](std::exception_ptr error) {
+                   if (error) {
+                     kLog.error("that a queued prompt could not be sent is not in the transcript");
+                     followed->stuck.insert_or_assign(conversation, last);
+                   }
                    --followed->sending;
                    followed->sent.notify();
                  });

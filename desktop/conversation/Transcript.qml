@@ -32,8 +32,13 @@ FocusScope {
         return had
     }
     function openMenu(row: int) { menu.take(row); menu.popup() }
-    /// At the row, for who works by keys.
-    function openMenuAt(row: int) { menu.take(row); menu.popup(list, Theme.unit * 8, view.menuPlace(row)); menu.currentIndex = 0 }
+    /// At the row, for who works by keys; the keyboard goes to its first entry, which has to be there for it.
+    function openMenuAt(row: int) {
+        if (rows.itemOf(row) === "") return
+        menu.take(row)
+        menu.popup(list, Theme.unit * 8, view.menuPlace(row))
+        menu.currentIndex = 0
+    }
 
     TranscriptView { id: view; list: list; rows: transcript.rows }
     TextSelection { id: selection; onBlockCopied: row => transcript.rows.copyBlock(row) }

@@ -21,20 +21,25 @@ MenuPopup {
         links = rows.linksAt(row)
     }
 
-    MenuEntry { text: qsTr("Copy selection"); visible: menu.hasSelection; height: visible ? implicitHeight : 0; onTriggered: menu.copyRequested() }
     MenuEntry { text: qsTr("Copy as Markdown"); keys: Workbench.keys("copyMessage", Workbench.commandsRevision); enabled: menu.item !== ""; onTriggered: menu.rows.copyItem(menu.item) }
     MenuEntry { text: qsTr("Copy raw record"); enabled: menu.item !== ""; onTriggered: menu.rows.copyRecord(menu.item) }
     MenuEntry { text: qsTr("Copy link"); onTriggered: menu.rows.copyLink() }
 
     Instantiator {
+        active: menu.hasSelection
+        delegate: MenuEntry { text: qsTr("Copy selection"); onTriggered: (menu as TranscriptMenu).copyRequested() }
+        onObjectAdded: (index, object) => menu.insertItem(0, object as MenuEntry)
+        onObjectRemoved: (index, object) => menu.removeItem(object as MenuEntry)
+    }
+    Instantiator {
         model: menu.links
         delegate: MenuEntry {
             required property string modelData
 
-            text: qsTr("Open %1").arg((menu as TranscriptMenu).rows.linkTarget(modelData))
+            text: qsTr("Open %1").arg((menu as TranscriptMenu)?.rows?.linkTarget(modelData) ?? "")
             onTriggered: (menu as TranscriptMenu).followed(modelData)
         }
-        onObjectAdded: (index, object) => menu.insertItem(4 + index, object as MenuEntry)
+        onObjectAdded: (index, object) => menu.addItem(object as MenuEntry)
         onObjectRemoved: (index, object) => menu.removeItem(object as MenuEntry)
     }
 }

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <boost/asio/experimental/awaitable_operators.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <boost/asio/this_coro.hpp>
 
 #include "app/prompt_submission.hpp"
@@ -169,6 +170,26 @@ TEST_F(Queue, saysInTheTranscriptWhatCannotBeSent) {
       isRefused = std::string_view(error.what()) == "the agent of the conversation is disabled";
     }
     EXPECT_TRUE(isRefused);
+  });
+}
+
+TEST_F(Queue, triesOnceWhereNothingCanBeWritten) {
+  whileFollowed([&]() -> awaitable<void> {
+    co_await send("one");
+    sqlite::Database store = application->modelContainer()->connect();
+    store.execute("CREATE TRIGGER full BEFORE INSERT ON conversation_item BEGIN SELECT RAISE(ABORT, 'no room'); END");
+    const auto tries = application->notifications().observe(std::string(kActiveConversationsChanged),
+                                                            co_await asio::this_coro::executor);
+    co_await add("two");
+    asio::steady_timer pause(co_await asio::this_coro::executor, std::chrono::milliseconds(300));
+    co_await pause.async_wait(use_awaitable);
+    store.execute("DROP TRIGGER full");
+    const auto tried = co_await tries->next();
+    EXPECT_LE(tried->size(), 8U) << "each of the two that follow begins and ends its try";
+    EXPECT_THAT(co_await told(), ElementsAre("one finished"));
+    co_await add("three");
+    co_await until("three finished");
+    EXPECT_THAT(co_await told(), ElementsAre("one finished", "two finished", "three finished"));
   });
 }
 

@@ -104,6 +104,10 @@ class Reading(TranscriptCase):
         self.desktop.wait_for(None, "Transcript", ["focused"])
         self.desktop.keys("End", "Shift+F10")
         self.desktop.wait_for("menu item", "Open https://example.invalid/place", ["showing"])
+        self.desktop.wait_for("menu item", "Copy as Markdown", ["focused"])
+        self.desktop.keys("Down", "Escape")
+        self.desktop.wait_gone("menu item", "Copy as Markdown", ["showing"])
+        self.desktop.wait_for("list", "Transcript", ["focused"])
         self.desktop.end()
 
 
