@@ -60,6 +60,8 @@ constexpr std::array kDescriptions = {
     CommandDescription{toggleDiffLayout, "toggleDiffLayout", "Unified or side by side", "rectangle.split.2x1", "Ctrl+D",
                        none, CommandListing::palette},
     CommandDescription{copyMessage, "copyMessage", "Copy message", "doc.on.doc", "Ctrl+Shift+C", conversation},
+    CommandDescription{goOn, "goOn", "Try again or continue", "arrow.clockwise", "", conversation,
+                       CommandListing::palette},
     CommandDescription{rename, "rename", "Rename", "pencil", "F2", none, CommandListing::palette},
     CommandDescription{archive, "archive", "Archive conversation", "archivebox", "Ctrl+Shift+A", conversation,
                        CommandListing::palette},

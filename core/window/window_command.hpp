@@ -41,6 +41,7 @@ enum class WindowCommand : std::uint8_t {
   toggleSidebar,
   toggleDiffLayout,
   copyMessage,
+  goOn,
   rename,
   archive,
   archivedConversations,

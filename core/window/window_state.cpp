@@ -195,6 +195,7 @@ awaitable<void> WindowState::run(WindowCommand command) {
     case WindowCommand::allConversations:
       setSelection(LatestConversations(),
                    isOne<ConversationId>(selection().detail) ? selection().detail : std::nullopt);
+      if (face_) face_->perform(command);
       break;
     case WindowCommand::goBack:
       goBackInHistory();

@@ -29,7 +29,7 @@ class WindowState : public std::enable_shared_from_this<WindowState> {
     /// The selection, the ways back and forward, or the git panel.
     virtual void windowChanged() = 0;
     /// Any command but those that change the selection or the git panel, such as to focus the input, or to choose the
-    /// folder of a new project.
+    /// folder of a new project. To show all conversations too, behind the change: they may be selected and not seen.
     virtual void perform(WindowCommand command) = 0;
     /// Whether `perform` would do something; of the git panel, whether there is one to show.
     virtual bool canPerform(WindowCommand command) const = 0;

@@ -22,6 +22,8 @@ FocusScope {
 
         conversation: page.conversation
         isLookedAt: page.visible && Workbench.active && transcript.isAtEnd
+        onAnotherTryRequested: failure => headModel.tryAgain(failure)
+        onGoingOnRequested: headModel.goOn()
     }
     ConversationHead { id: headModel; conversation: page.conversation }
     TranscriptFind { id: words; rows: window }
@@ -52,13 +54,12 @@ FocusScope {
         findPlaces: words.places
         onFollow: link => links.open(link)
         onHover: link => transcript.hoveredLink = window.linkTarget(link)
-        onTryAgain: item => headModel.tryAgain(item)
-        onGoOn: headModel.goOn()
     }
     Binding { target: Workbench; property: "endVisible"; value: transcript.isAtEnd }
     CommandHandler { command: "find"; enabled: page.visible; onTriggered: find.open() }
     CommandHandler { command: "findNext"; enabled: page.visible && words.text !== ""; onTriggered: words.next() }
     CommandHandler { command: "findPrevious"; enabled: page.visible && words.text !== ""; onTriggered: words.previous() }
     CommandHandler { command: "rename"; enabled: page.visible; onTriggered: head.rename() }
+    CommandHandler { command: "goOn"; enabled: page.visible && window.leadsOn; onTriggered: window.leadOn() }
     CommandHandler { command: "archive"; enabled: page.visible; onTriggered: headModel.archive() }
 }

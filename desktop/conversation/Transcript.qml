@@ -19,8 +19,6 @@ FocusScope {
 
     signal follow(string link)
     signal hover(string link)
-    signal tryAgain(string item)
-    signal goOn
 
     function copy() { selection.isNone ? rows.copy(list.currentIndex) : selection.copy() }
     function toEnd() { view.toEnd() }
@@ -81,7 +79,7 @@ FocusScope {
             onClicked: { transcript.clearSelection(); view.point(index) }
             onToggled: view.fold(index, !isOpen)
             onMoreRequested: view.showMore(index)
-            onActed: kind === TranscriptWindow.Failure ? transcript.tryAgain(item) : transcript.goOn()
+            onActed: transcript.rows.leadOn()
             onFollowed: link => transcript.follow(link)
             onHovered: link => transcript.hover(link)
             onTextSelected: edit => selection.take(edit as RowText)

@@ -175,6 +175,15 @@ void TranscriptWindow::markEnd(std::vector<TranscriptRow>& rows) const {
   }
 }
 
+void TranscriptWindow::leadOn() {
+  if (!leadsOn()) return;
+  if (rows_.back().kind == RowKind::interrupted) {
+    Q_EMIT goingOnRequested();
+  } else {
+    Q_EMIT anotherTryRequested(itemOf(static_cast<int>(rows_.size()) - 1));
+  }
+}
+
 void TranscriptWindow::addLiveRows(std::vector<TranscriptRow>& rows) {
   if (summary_ && summary_->run && summary_->run->place == LivingRun::Place::elsewhere) {
     rows.push_back({.kind = RowKind::runState, .key = "elsewhere"});

@@ -39,6 +39,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   Q_PROPERTY(bool isAtBeginning READ isAtBeginning NOTIFY shownChanged)
   /// Whether what there is was read.
   Q_PROPERTY(bool isOpened READ isOpened NOTIFY shownChanged)
+  /// Whether its last row leads on from a run that failed or was interrupted.
+  Q_PROPERTY(bool leadsOn READ leadsOn NOTIFY shownChanged)
   /// Items of the whole conversation.
   Q_PROPERTY(int items READ items NOTIFY shownChanged)
   /// Of those, how many came behind what the reader saw of the end.
@@ -125,6 +127,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   bool isAtEnd() const { return isAtEnd_; }
   bool isAtBeginning() const { return first_ == 0; }
   bool isOpened() const { return isOpened_; }
+  bool leadsOn() const { return !rows_.empty() && rows_.back().canAct; }
   int items() const { return static_cast<int>(count_); }
   int newItems() const;
   int unreadAbove() const { return unreadAbove_; }
@@ -139,6 +142,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// The row that stands at the upper edge, and how much of it is above, which is where the reader comes back to; -1
   /// for who is at the end.
   Q_INVOKABLE void keepPlace(int row, double above);
+  /// As the last row does it that leads on: one of the two signals follows.
+  Q_INVOKABLE void leadOn();
   /// Does what could not be done.
   Q_INVOKABLE void tryAgain() { work(); }
   /// Shows the end, or the item; `jumped` follows.
@@ -228,6 +233,10 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   /// The rows are those that the reader left: this much of the row is above the upper edge.
   void returned(int row, double above);
   void troubleChanged();
+  /// The prompt that ended with the failure is to be sent again.
+  void anotherTryRequested(const QString& failure);
+  /// The agent is to go on where it was interrupted.
+  void goingOnRequested();
   void settled();
 
  private:

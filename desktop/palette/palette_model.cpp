@@ -32,6 +32,7 @@ constexpr std::array kIcons = {
     SymbolIcon{"archivebox", QLatin1String("archive")},
     SymbolIcon{"paperclip", QLatin1String("paperclip")},
     SymbolIcon{"arrow.down", QLatin1String("arrow-down")},
+    SymbolIcon{"arrow.clockwise", QLatin1String("retry")},
     SymbolIcon{"trash", QLatin1String("trash")},
     SymbolIcon{"clock", QLatin1String("clock")},
 };

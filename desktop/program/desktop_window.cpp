@@ -195,6 +195,7 @@ void DesktopWindow::showLatest() { runCommand(WindowCommand::allConversations); 
 
 void DesktopWindow::showProject(const QString& project) {
   state_->setSelection(idOf<ProjectId>(project), state_->selection().detail);
+  Q_EMIT listRequested();
 }
 
 QStringList DesktopWindow::commands() const {
@@ -277,6 +278,7 @@ void DesktopWindow::windowChanged() {
 }
 
 void DesktopWindow::perform(WindowCommand command) {
+  if (command == WindowCommand::allConversations) Q_EMIT listRequested();
   if (CommandHandler* const handler = handlerOf(command)) Q_EMIT handler->triggered();
 }
 

@@ -145,6 +145,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void selectionChanged();
   /// Behind `selectionChanged`, when the parts of the window show it.
   void selectionShown();
+  /// For the list that is selected, which may have been selected before and not be seen.
+  void listRequested();
   void commandsRevisionChanged();
   void activeChanged();
   void endVisibleChanged();

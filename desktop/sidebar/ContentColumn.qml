@@ -24,7 +24,7 @@ FocusScope {
         enabled: list.activeFocus && list.currentRow !== null && !list.currentRow.isArchived
         onTriggered: conversationActions.archive(list.currentRow.conversationId)
     }
-    CommandHandler { command: "archivedConversations"; enabled: column.visible; onTriggered: conversationList.archived = !conversationList.archived }
+    CommandHandler { command: "archivedConversations"; onTriggered: conversationList.turnArchived(column.visible) }
     CommandHandler {
         command: "deleteConversation"
         enabled: list.activeFocus && list.currentRow !== null

@@ -76,6 +76,14 @@ void ConversationList::setArchived(bool archived) {
   Q_EMIT queryChanged();
 }
 
+void ConversationList::turnArchived(bool isSeen) {
+  if (!isSeen) {
+    setProject({});
+    DesktopWindow::instance().showLatest();
+  }
+  setArchived(!isSeen || !archived_);
+}
+
 QString ConversationList::title() const {
   if (project_.isEmpty()) return tr("Latest conversations");
   const auto* project = roster()->project(idOf<ProjectId>(project_));
@@ -87,16 +95,18 @@ std::vector<SidebarRow> ConversationList::wantedRows() const {
   for (const auto& project : roster()->projects()) names.emplace(project.id, QString::fromStdString(project.name));
   const auto wanted = idOf<ProjectId>(project_);
   const bool isOfAll = project_.isEmpty();
-  Days days(now());
+  const Timestamp present = now();
+  Days days(present);
   std::vector<SidebarRow> rows;
   for (const auto& conversation : roster()->conversations()) {
     if (conversation->archived != archived_ || (!isOfAll && conversation->project != wanted)) continue;
+    const Timestamp active = conversation->isRunning ? present : conversation->lastActivityAt;
     rows.push_back({.kind = SidebarRow::Kind::conversation,
                     .project = conversation->project,
                     .conversation = conversation,
                     .note = isOfAll ? names[conversation->project] : QString(),
-                    .group = days.name(conversation->lastActivityAt),
-                    .isOfEarlierDay = days.isEarlier(conversation->lastActivityAt),
+                    .group = days.name(active),
+                    .isOfEarlierDay = days.isEarlier(active),
                     .state = conversation->state});
   }
   return rows;

@@ -23,6 +23,9 @@ class ConversationList : public ravant::desktop::SidebarRows {
   void setArchived(bool archived);
   QString title() const;
 
+  /// Goes from those that are archived to those that are not and back; where the list is not seen, to all that are
+  /// archived.
+  Q_INVOKABLE void turnArchived(bool isSeen);
   Q_INVOKABLE void open(int row);
 
  Q_SIGNALS:

@@ -15,8 +15,14 @@ constexpr std::chrono::seconds kPauseOfRunsElsewhere(5);
 /// More than these are read with all others, in one transaction.
 constexpr std::size_t kMostOneByOne = 64;
 
+/// Which decides a conversation's place: while it runs it is active at every moment, and those that run side by side
+/// would change places with each of their steps.
+auto place(const ListedConversation& listed) {
+  return std::tuple(listed.isRunning, listed.isRunning ? listed.lastPromptAt : listed.lastActivityAt, listed.id);
+}
+
 bool isBefore(const ConversationRoster::Listed& one, const ConversationRoster::Listed& other) {
-  return std::tie(other->lastActivityAt, other->id) < std::tie(one->lastActivityAt, one->id);
+  return place(*other) < place(*one);
 }
 
 ListedConversation listed(const ConversationSummary& summary) {
@@ -30,7 +36,8 @@ ListedConversation listed(const ConversationSummary& summary) {
           .isRunning = summary.run.has_value(),
           .isRunElsewhere = isElsewhere,
           .archived = summary.conversation.archived,
-          .lastActivityAt = summary.conversation.lastActivityAt};
+          .lastActivityAt = summary.conversation.lastActivityAt,
+          .lastPromptAt = summary.conversation.lastPromptAt};
 }
 
 }  // namespace

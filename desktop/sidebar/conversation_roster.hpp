@@ -25,6 +25,7 @@ struct ListedConversation {
   bool isRunElsewhere = false;
   bool archived = false;
   Timestamp lastActivityAt;
+  Timestamp lastPromptAt;
 
   bool operator==(const ListedConversation&) const = default;
 };
@@ -48,7 +49,8 @@ class ConversationRoster : public QObject, public ViewModel {
   /// In the order of the sidebar, without those that are hidden.
   std::vector<Project> projects() const;
   const Project* project(ProjectId id) const;
-  /// Latest activity first, archived ones too, without those that are hidden.
+  /// Those that run first, by their last prompts; then by latest activity. Archived ones too, without those that are
+  /// hidden.
   std::vector<Listed> conversations() const;
   /// Null where it is unknown or hidden.
   Listed conversation(ConversationId id) const;
@@ -89,7 +91,7 @@ class ConversationRoster : public QObject, public ViewModel {
 
   DesktopWindow& window_;
   std::vector<Project> projects_;
-  std::vector<Listed> conversations_;  ///< latest activity first
+  std::vector<Listed> conversations_;  ///< as `conversations` has them
   std::map<ConversationId, Listed> byId_;
   std::map<ProjectId, int> hiddenProjects_;  ///< and their notices
   std::map<ConversationId, int> hiddenConversations_;

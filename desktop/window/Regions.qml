@@ -21,13 +21,18 @@ FocusScope {
     readonly property bool hasRoomForContent: width - leftOfContent - contentWidth >= Theme.unit * 105
     /// The sidebar of a narrow window, which is not kept.
     property bool sidebarLiesOver: false
+    /// The list, where it was asked for and there is no room beside the detail.
+    property bool listLiesOver: false
 
     onIsNarrowChanged: sidebarLiesOver = false
+    onHasRoomForContentChanged: listLiesOver = false
     Keys.onEscapePressed: event => event.accepted = Workbench.notices.dismissError()
 
     /// The keyboard goes to the sidebar that was opened, and back to the detail from the one that was closed.
     function followSidebar(shown: bool) { ring.enter(shown ? sidebar : detail) }
-    function leaveSidebar() { sidebarLiesOver = false; followSidebar(false) }
+    /// From what lies over it.
+    function goToDetail() { sidebarLiesOver = listLiesOver = false; ring.enter(detail) }
+    function bringList() { sidebarLiesOver = false; listLiesOver = Workbench.detailKind !== Workbench.None; ring.enter(content) }
 
     Rectangle {
         id: rail
@@ -54,7 +59,7 @@ FocusScope {
         visible: regions.isNarrow ? regions.sidebarLiesOver : regions.placement.sidebarShown
         width: Math.min(regions.sidebarWidth, regions.width - Theme.unit * 20)
         listShown: content.visible
-        Keys.onEscapePressed: event => { event.accepted = regions.sidebarLiesOver; regions.leaveSidebar() }
+        Keys.onEscapePressed: event => { event.accepted = regions.sidebarLiesOver; regions.goToDetail() }
     }
     Divider {
         id: sidebarEdge
@@ -72,12 +77,21 @@ FocusScope {
         value: regions.placement.sidebarWidth
         onMoved: value => regions.placement.sidebarWidth = value
     }
+    MouseArea {
+        z: 1
+        anchors.fill: content
+        visible: regions.listLiesOver
+        hoverEnabled: true
+        onWheel: event => event.accepted = true
+    }
     ContentColumn {
         id: content
 
+        z: regions.listLiesOver ? 1 : 0
         anchors { top: parent.top; bottom: parent.bottom; left: parent.left; leftMargin: regions.leftOfContent }
-        visible: regions.hasContent && (regions.hasRoomForContent || Workbench.detailKind === Workbench.None && !presence.isEmpty)
+        visible: regions.hasContent && (regions.hasRoomForContent || regions.listLiesOver || Workbench.detailKind === Workbench.None && !presence.isEmpty)
         width: !visible ? 0 : regions.hasRoomForContent ? regions.contentWidth : regions.width - regions.leftOfContent
+        Keys.onEscapePressed: event => { event.accepted = regions.listLiesOver; if (event.accepted) regions.goToDetail() }
     }
     Divider {
         id: contentEdge
@@ -98,13 +112,13 @@ FocusScope {
     FocusScope {
         id: detail
 
-        anchors { top: parent.top; bottom: parent.bottom; left: contentEdge.right; right: parent.right }
+        anchors { top: parent.top; bottom: parent.bottom; left: regions.listLiesOver ? content.left : contentEdge.right; right: parent.right }
         focus: true
         visible: width > Theme.unit
         Accessible.role: Accessible.Grouping
         Accessible.name: qsTr("Conversation")
 
-        onActiveFocusChanged: if (activeFocus) regions.sidebarLiesOver = false
+        onActiveFocusChanged: if (activeFocus) regions.sidebarLiesOver = regions.listLiesOver = false
         Keys.onEscapePressed: event => event.accepted = page.takeEscape()
 
         ConversationPage {
@@ -152,7 +166,7 @@ FocusScope {
         anchors.fill: parent
         visible: regions.sidebarLiesOver
         color: Theme.isDark ? "#80000000" : "#40000000"
-        TapHandler { onTapped: regions.leaveSidebar() }
+        TapHandler { onTapped: regions.goToDetail() }
     }
     NoticeList {
         id: notices
@@ -171,7 +185,8 @@ FocusScope {
     Keys.onPressed: event => event.accepted = event.matches(StandardKey.Undo) ? Workbench.notices.undoLatest() : keyboard.takeKey(event.text, event.modifiers)
     Connections {
         target: Workbench
-        function onSelectionChanged() { if (regions.sidebarLiesOver) regions.leaveSidebar() }
+        function onSelectionChanged() { if (regions.sidebarLiesOver || regions.listLiesOver) regions.goToDetail() }
+        function onListRequested() { if (!regions.hasRoomForContent) regions.bringList() }
     }
     CommandHandler { command: "nextRegion"; onTriggered: ring.next() }
     CommandHandler { command: "previousRegion"; onTriggered: ring.previous() }

@@ -266,7 +266,7 @@ TEST_F(WindowStateTest, runsItsCommandsAndLeavesTheRestToTheFace) {
   EXPECT_EQ(window->selection(), (Selection{LatestConversations(), {}}));
   run(window->run(WindowCommand::goBack), loop);
   EXPECT_EQ(window->selection(), (Selection{project, NewConversation{project}}));
-  EXPECT_THAT(performed, ElementsAre("find", "focusInput"));
+  EXPECT_THAT(performed, ElementsAre("find", "focusInput", "allConversations"));
 
   // The selected project is gone, and the window has not heard of it.
   run(store.projects->remove(project));

@@ -45,7 +45,7 @@ TEST_F(TranscriptWindowTest, ShowsEachBlockAndEachCallAsARow) {
   EXPECT_EQ(window.rowCount(), 5);
 }
 
-TEST_F(TranscriptWindowTest, OffersToTryAgainOnlyAtTheEnd) {
+TEST_F(TranscriptWindowTest, LeadsOnOnlyAtTheEnd) {
   prompt("Go.");
   await(writer_->appendFailureEvent(conversation_, "{}", "The connection was closed."));
   see();
@@ -54,9 +54,24 @@ TEST_F(TranscriptWindowTest, OffersToTryAgainOnlyAtTheEnd) {
   ASSERT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::failure));
   EXPECT_TRUE(window.rows()[1].canAct);
   EXPECT_EQ(window.rows()[1].name, QStringLiteral("Failed: The connection was closed."));
+  QStringList led;
+  QObject::connect(&window, &TranscriptWindow::anotherTryRequested, [&](const QString& failure) { led << failure; });
+  QObject::connect(&window, &TranscriptWindow::goingOnRequested, [&] { led << QStringLiteral("go on"); });
+  window.leadOn();
+  const QString failure = window.itemOf(1);
+
+  await(writer_->beginRun(conversation_));
   prompt("Go again.");
   settle(window);
   EXPECT_FALSE(window.rows()[1].canAct);
+  EXPECT_FALSE(window.leadsOn());
+  window.leadOn();
+  await(writer_->endRun(conversation_, "", PromptOutcome::interrupted));
+  await(writer_->appendFailureEvent(conversation_, "{}", "Interrupted: Ravant ended while this ran."));
+  settle(window);
+  EXPECT_TRUE(window.leadsOn());
+  window.leadOn();
+  EXPECT_THAT(led, ElementsAre(failure, QStringLiteral("go on")));
 }
 
 TEST_F(TranscriptWindowTest, CopiesWhatIsStored) {

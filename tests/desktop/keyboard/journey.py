@@ -191,7 +191,7 @@ class KeyboardJourney(DesktopCase):
         self.desktop.wait_until(self.opened.exists, "an editor")
         self.assertEqual(self.opened.read_text(), str(self.desktop.settings))
         height = self.row_height()
-        self.set(window_zoom=110, keybindings_find="Ctrl+Shift+G")
+        self.set(keybindings_find="Ctrl+Shift+G", window_zoom=110)  # what is set last is seen last
         self.desktop.wait_until(lambda: self.row_height() > height, "higher rows")
         self.desktop.keys("Ctrl+Shift+G")
         self.focused("text", "Find in this conversation")

@@ -83,6 +83,22 @@ TEST_F(ProjectTreeTest, ShowsTheStatesOfConversationsThatAnotherProcessWrites) {
   EXPECT_THAT(announced.lines(), testing::IsEmpty());
 }
 
+TEST_F(ProjectTreeTest, KeepsThePlacesOfThoseThatRunSideBySide) {
+  const Project project = workbench.addProject("weather");
+  ProjectTree tree;
+  const ConversationId tiles = converse(project, "Tiles");
+  const ConversationId keys = converse(project, "Keys");
+  prompt(tiles);
+  prompt(keys);
+  EXPECT_TRUE(comesToShow(tree, {"v weather", "  Keys, running", "  Tiles, running"}));
+  say(tiles);
+  const ConversationId fonts = converse(project, "Fonts");
+  EXPECT_TRUE(comesToShow(tree, {"v weather", "  Keys, running", "  Tiles, running", "  Fonts"}));
+  run(other.items->endRun(keys, "", PromptOutcome::finished));
+  say(fonts);
+  EXPECT_TRUE(comesToShow(tree, {"v weather", "  Tiles, running", "  Fonts, unread | 1 new", "  Keys"}));
+}
+
 TEST_F(ProjectTreeTest, NoticesThatAProcessWasKilledUnderItsRun) {
   const Project project = workbench.addProject("weather");
   ProjectTree tree;
@@ -213,11 +229,21 @@ std::string newIn(const ConversationSummary& summary) {
   return stateOf(summary) == ConversationState::unread ? fmt::format(" | {} new", summary.unread) : "";
 }
 
+/// Those that run first.
+std::vector<ConversationSummary> conversationsIn(OpenStore& store, std::optional<ProjectId> project) {
+  auto conversations = run(store.conversations->conversations({.project = project}));
+  std::ranges::sort(conversations, std::greater(), [](const ConversationSummary& each) {
+    const Conversation& listed = each.conversation;
+    return std::tuple(each.run.has_value(), each.run ? listed.lastPromptAt : listed.lastActivityAt, listed.id);
+  });
+  return conversations;
+}
+
 /// What a tree with nothing hidden and nothing shown on demand has to show, read from the store alone.
 std::vector<std::string> treeIn(OpenStore& store) {
   std::vector<std::string> rows;
   for (const Project& project : run(store.projects->projects())) {
-    const auto conversations = run(store.conversations->conversations({.project = project.id}));
+    const auto conversations = conversationsIn(store, project.id);
     auto state = ConversationState::quiet;
     for (const auto& summary : conversations) state = std::min(state, stateOf(summary));
     const auto named = [](const std::string& name, ConversationState shown) {
@@ -240,7 +266,7 @@ std::vector<std::string> treeIn(OpenStore& store) {
 
 std::vector<std::string> listIn(OpenStore& store) {
   std::vector<std::string> rows;
-  for (const auto& summary : run(store.conversations->conversations({}))) {
+  for (const auto& summary : conversationsIn(store, std::nullopt)) {
     const ConversationState state = stateOf(summary);
     rows.push_back(fmt::format("  {}{}{}{} | {}", displayTitle(summary), state == ConversationState::quiet ? "" : ", ",
                                state == ConversationState::quiet ? "" : rawValue(state), newIn(summary),

@@ -190,6 +190,17 @@ class Keyboard(DesktopCase):
         self.shows("birds")
         self.desktop.end()
 
+    def test_a_run_that_failed_is_tried_again_by_a_command(self):
+        self.register_agent("echo out of paper >&2; exit 1")
+        self.ask("Go.", fails=True)
+        self.desktop.start("--conversation", self.conversation())
+        transcript = self.desktop.wait_for("list", "Transcript")
+        self.desktop.wait_for("list item", re.compile("^Failed: "), ["showing"], transcript)
+        self.run_by_palette("again", "Try again or continue")
+        self.desktop.wait_until(lambda: len(self.desktop.find_all("list item", "You: Go.", within=transcript)) == 2,
+                                "the same prompt")
+        self.desktop.end()
+
     def test_a_project_is_chosen_for_a_new_conversation(self):
         other = self.desktop.home / "tiles"
         other.mkdir()

@@ -60,6 +60,28 @@ class Regions(DesktopCase):
         self.desktop.wait_gone("panel", "Sidebar", ["showing"])
         self.desktop.end()
 
+    def test_a_narrow_window_has_the_list_that_is_asked_for_over_what_is_shown(self):
+        self.run_ravant("settings", "set", "keybindings.archivedConversations", "Alt+1")
+        self.set(window_geometry="0,0 720x480")
+        self.ask("Say hello.")
+        self.desktop.start()
+        self.desktop.keys("Alt+Down")
+        self.desktop.wait_for("text", "Prompt", ["focused"])
+        for _ in range(2):  # the second time the list is selected already
+            self.desktop.keys("Ctrl+Shift+L")
+            self.expect_focus("Content")
+            self.desktop.keys("Esc")
+            self.desktop.wait_gone("panel", "Content", ["showing"])
+            self.desktop.wait_for("text", "Prompt", ["focused"])
+        self.desktop.keys("Ctrl+Shift+L")
+        self.expect_focus("Content")
+        self.desktop.keys("Enter")
+        self.desktop.wait_gone("panel", "Content", ["showing"])
+        self.desktop.wait_for("text", "Prompt", ["focused"])
+        self.desktop.keys("Alt+1")
+        self.desktop.wait_for(name="No archived conversation.", states=["showing"])
+        self.desktop.end()
+
     def test_a_run_that_ends_is_said_to_a_reader(self):
         self.desktop.start()
         self.ask("Say hello.")
