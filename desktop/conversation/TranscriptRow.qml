@@ -82,7 +82,6 @@ RowItem {
             Rectangle {
                 anchors { fill: parent; topMargin: self.isFirst ? 0 : -self.space; leftMargin: -Theme.unit * 2 - 2; rightMargin: parent.width + Theme.unit * 2 }
                 visible: self.isCurrent
-                radius: 1
                 color: Theme.accent
             }
             Rectangle {

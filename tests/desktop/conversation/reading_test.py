@@ -119,7 +119,7 @@ class ReadingOfWork(TranscriptCase):
         self.desktop.wait_for(None, "Transcript", ["focused"])
         self.desktop.keys("End", "Right")
         self.in_view("Run step 12, done, collapsed")
-        self.in_view("Tool calls: Ran 12 commands, 12 calls, expanded")
+        self.in_view("Tool calls: Ran 12 commands, expanded")
         self.desktop.keys(*["Down"] * 12, "Right")
         self.in_view("Run step 12, done, expanded")
         self.in_view(re.compile("line 1\n.*"))
