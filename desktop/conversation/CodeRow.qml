@@ -54,6 +54,7 @@ Item {
         row: code.row
         ground: Theme.sunken
         text: words
+        corner: code.row.closesBlock ? Theme.blockRadius : 0
         anchors { top: head.bottom; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: 1 }
         height: words.implicitHeight + Theme.unit * (code.row.opensBlock ? 2 : 0) + Theme.unit * (code.row.closesBlock ? 1 : 0)
         contentWidth: words.width + Theme.unit * 6
