@@ -94,6 +94,12 @@ FocusScope {
         function onPlaced(row) { view.leaveEnd(row); places.show(row) }
         function onModelReset() { transcript.hoveredLink = "" }
     }
+    Connections {
+        target: Theme
+        function onSizesChanged() { resized.restart() }
+    }
+    // Rows of another size have to be laid out first.
+    Timer { id: resized; interval: 100; onTriggered: transcript.rows.showPlaceAgain() }
     ReadingOrder { list: list }
     PlaceView { id: places; list: list; margin: Theme.unit * 6 }
     SelectionCopy { area: transcript; isSelected: !selection.isNone; onCopied: transcript.copy() }

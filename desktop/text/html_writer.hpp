@@ -14,9 +14,9 @@ std::string_view nameOf(HtmlTag tag);
 /// The box of an item of a task list, where it is text.
 std::string_view taskMark(bool isDone);
 
-/// Writes HTML of the tags above, with no attribute but `href` of `a` and `class` of a task's `div`: whatever is put in,
-/// what comes out is well-formed, has no other tag, and nests at most `kDeepest` deep. Tags beyond that are left out,
-/// what is in them is not.
+/// Writes HTML of the tags above, with no attribute but `href` of `a` and `class` of a task's `div`: whatever is put
+/// in, what comes out is well-formed, has no other tag, and nests at most `kDeepest` deep. Tags beyond that are left
+/// out, what is in them is not.
 class HtmlWriter {
  public:
   static constexpr std::size_t kDeepest = 16;

@@ -68,6 +68,15 @@ class Reading(TranscriptCase):
     def prompt(self):
         return self.desktop.find("text", "Prompt", ["showing"]).text
 
+    def test_keeps_what_was_found_in_view_while_it_zooms(self):
+        self.desktop.keys("Ctrl+F")
+        self.desktop.wait_for("text", "Find in this conversation", ["focused"])
+        self.desktop.type("graph 21 ")
+        height = self.row(21).extents[3]
+        self.desktop.keys(*["Ctrl+plus"] * 6)
+        self.desktop.wait_until(lambda: self.row(21).extents[3] > height * 1.8, "the paragraph in larger letters")
+        self.desktop.end()
+
     def test_finds_the_words_and_ends_from_the_prompt(self):
         self.desktop.keys("Ctrl+F")
         self.desktop.wait_for("text", "Find in this conversation", ["focused"])
