@@ -28,7 +28,7 @@ Rectangle {
         id: field
 
         anchors { left: parent.left; leftMargin: bar.inset; verticalCenter: parent.verticalCenter }
-        width: Math.min(Theme.unit * 70, (bar.width - bar.inset * 2) * 0.45)
+        width: Math.min(Theme.unit * 64, (bar.width - bar.inset * 2) * 0.45)
         name: qsTr("Find in this conversation")
         placeholderText: name
         onTextEdited: bar.search.text = text

@@ -127,7 +127,7 @@ FocusScope {
     Rectangle {
         id: endOffer
 
-        readonly property bool isLastLineSeen: transcript.rows.isAtEnd && list.contentY + list.height >= list.originY + list.contentHeight - (list.footerItem?.height ?? 0) - 1
+        readonly property bool isLastLineSeen: transcript.rows.isAtEnd && list.contentY + list.height >= list.originY + list.contentHeight - (list.footerItem?.height ?? 0) - Theme.unit * 2
         readonly property bool isOffered: !transcript.isAtEnd && !isLastLineSeen && transcript.rows.isOpened && list.count > 0
 
         anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; right: parent.right; rightMargin: Theme.unit * 4 }
