@@ -11,7 +11,7 @@ Item {
     /// Without words for a head, Copy stands beside the code.
     readonly property bool hasHead: row.opensBlock && row.label !== ""
 
-    implicitHeight: head.height + view.height + more.height + (more.visible ? Theme.unit : 0)
+    implicitHeight: head.height + view.anchors.topMargin + view.height + more.height + (more.visible ? Theme.unit : 0)
 
     Rectangle {
         anchors.fill: parent
@@ -58,7 +58,7 @@ Item {
         ground: Theme.sunken
         text: words
         corner: code.row.closesBlock && anchors.rightMargin === 1 ? Theme.blockRadius : 0
-        anchors { top: head.bottom; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: copy.visible && !code.hasHead ? Theme.unit * 9 : 1 }
+        anchors { top: head.bottom; topMargin: head.visible || !code.row.opensBlock ? 0 : 1; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: copy.visible && !code.hasHead ? Theme.unit * 9 : 1 }
         height: words.implicitHeight + Theme.unit * (code.row.opensBlock ? 2 : 0) + Theme.unit * (code.row.closesBlock ? 1 : 0)
         contentWidth: words.width + Theme.unit * 6
 
