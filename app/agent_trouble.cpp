@@ -64,7 +64,7 @@ awaitable<std::optional<AgentTrouble>> keyTrouble(RavantProviderKey& keys) {
     }
   }
   if (fault) co_return fault;
-  AgentTrouble trouble{.words = fmt::format("{} has no key of {}.", name, providerNames())};
+  AgentTrouble trouble{.words = fmt::format("{} has no key for {}.", name, providerNames())};
   if (const auto absent = co_await keys.keyStoreFault()) {
     trouble.words += fmt::format(" The key store does not answer: {}", absent->what());
     trouble.keyStoreFault = absent->kind();

@@ -24,18 +24,63 @@ Lines linesOf(std::string_view text) {
   return lines;
 }
 
-/// How many lines two texts have in common, in their order.
-std::size_t commonLines(std::span<const std::string_view> first, std::span<const std::string_view> second) {
-  std::vector<std::size_t> best(second.size() + 1);
-  for (const std::string_view line : first) {
-    std::size_t diagonal = 0;
-    for (std::size_t i = 0; i < second.size(); ++i) {
-      const std::size_t above = best[i + 1];
-      best[i + 1] = line == second[i] ? diagonal + 1 : std::max(above, best[i]);
-      diagonal = above;
+/// From each pair of lines on, how many lines two texts have in common, in their order.
+class CommonLines {
+ public:
+  CommonLines(std::span<const std::string_view> first, std::span<const std::string_view> second)
+      : width_(second.size() + 1), counts_((first.size() + 1) * width_) {
+    for (std::size_t i = first.size(); i-- > 0;) {
+      for (std::size_t j = second.size(); j-- > 0;) {
+        counts_[i * width_ + j] =
+            first[i] == second[j] ? from(i + 1, j + 1) + 1 : std::max(from(i + 1, j), from(i, j + 1));
+      }
     }
   }
-  return best.back();
+
+  std::uint32_t from(std::size_t first, std::size_t second) const { return counts_[first * width_ + second]; }
+
+ private:
+  std::size_t width_;
+  std::vector<std::uint32_t> counts_;
+};
+
+/// Nothing where more pairs of lines would have to be compared.
+std::optional<std::vector<ChangedLine>> changesOf(std::string_view before, std::string_view after,
+                                                  std::size_t mostPairs) {
+  using enum ChangedLine::Change;
+  const Lines oldLines = linesOf(before);
+  const Lines newLines = linesOf(after);
+  std::span<const std::string_view> old(oldLines);
+  std::span<const std::string_view> present(newLines);
+  std::vector<ChangedLine> changes;
+  while (!old.empty() && !present.empty() && old.front() == present.front()) {
+    changes.push_back({none, old.front()});
+    old = old.subspan(1);
+    present = present.subspan(1);
+  }
+  std::size_t atEnd = 0;
+  while (!old.empty() && !present.empty() && old.back() == present.back()) {
+    old = old.first(old.size() - 1);
+    present = present.first(present.size() - 1);
+    ++atEnd;
+  }
+  if (!old.empty() && present.size() > mostPairs / old.size()) return std::nullopt;
+  const CommonLines common(old, present);
+  std::size_t i = 0;
+  std::size_t j = 0;
+  while (i < old.size() || j < present.size()) {
+    if (i < old.size() && j < present.size() && old[i] == present[j]) {
+      changes.push_back({none, old[i]});
+      ++i;
+      ++j;
+    } else if (j == present.size() || (i < old.size() && common.from(i + 1, j) >= common.from(i, j + 1))) {
+      changes.push_back({removed, old[i++]});
+    } else {
+      changes.push_back({added, present[j++]});
+    }
+  }
+  for (const std::string_view line : std::span(oldLines).last(atEnd)) changes.push_back({none, line});
+  return changes;
 }
 
 std::optional<std::size_t> takeCount(std::string_view& rest) {
@@ -110,21 +155,16 @@ std::string LineChanges::text() const {
 }
 
 std::optional<LineChanges> lineChanges(std::string_view before, std::string_view after, std::size_t mostPairs) {
-  const Lines oldLines = linesOf(before);
-  const Lines newLines = linesOf(after);
-  std::span<const std::string_view> old(oldLines);
-  std::span<const std::string_view> present(newLines);
-  while (!old.empty() && !present.empty() && old.front() == present.front()) {
-    old = old.subspan(1);
-    present = present.subspan(1);
-  }
-  while (!old.empty() && !present.empty() && old.back() == present.back()) {
-    old = old.first(old.size() - 1);
-    present = present.first(present.size() - 1);
-  }
-  if (!old.empty() && present.size() > mostPairs / old.size()) return std::nullopt;
-  const std::size_t common = commonLines(old, present);
-  return LineChanges{.added = present.size() - common, .removed = old.size() - common};
+  const auto changes = changesOf(before, after, mostPairs);
+  if (!changes) return std::nullopt;
+  const auto count = [&](ChangedLine::Change change) {
+    return static_cast<std::size_t>(std::ranges::count(*changes, change, &ChangedLine::change));
+  };
+  return LineChanges{.added = count(ChangedLine::Change::added), .removed = count(ChangedLine::Change::removed)};
+}
+
+std::optional<std::vector<ChangedLine>> changedLines(std::string_view before, std::string_view after) {
+  return changesOf(before, after, kMostPairs);
 }
 
 std::optional<PatchText> readPatchText(std::string_view text) {

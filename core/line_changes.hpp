@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -25,6 +26,19 @@ inline constexpr std::size_t kMostPairs = 100'000;
 /// Of a text that takes another's place; nothing where more pairs of lines would have to be compared.
 std::optional<LineChanges> lineChanges(std::string_view before, std::string_view after,
                                        std::size_t mostPairs = kMostPairs);
+
+/// A line of a text that takes another's place, or of the one that it takes it of.
+struct ChangedLine {
+  enum class Change : std::uint8_t { none, removed, added };
+
+  Change change;
+  std::string_view line;
+
+  bool operator==(const ChangedLine&) const = default;
+};
+
+/// The lines of both texts, each that is in both once: as many are removed and added as `lineChanges` says.
+std::optional<std::vector<ChangedLine>> changedLines(std::string_view before, std::string_view after);
 
 /// Of a patch between `*** Begin Patch` and `*** End Patch`, and the files that it names in their order.
 struct PatchText {

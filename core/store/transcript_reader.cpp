@@ -99,8 +99,12 @@ class TranscriptReadings {
         ordered_(store_.prepare("SELECT id FROM conversation_item WHERE conversation_id = "
                                 "(SELECT id FROM conversation WHERE uuid = ?1 AND importer IS NULL) "
                                 "AND (created_at, id) > (?2, ?3) ORDER BY created_at, id")),
-        failures_(store_.prepare("SELECT id FROM conversation_item WHERE kind = 'failureEvent' AND conversation_id = "
-                                 "(SELECT id FROM conversation WHERE uuid = ? AND importer IS NULL)")),
+        failures_(store_.prepare(
+            "SELECT id, 'interrupted' IS (SELECT end_reason FROM conversation_item WHERE kind = 'userMessage' AND "
+            "conversation_id = failure.conversation_id AND (created_at, id) < (failure.created_at, failure.id) "
+            "ORDER BY created_at DESC, id DESC LIMIT 1) "
+            "FROM conversation_item AS failure WHERE kind = 'failureEvent' AND conversation_id = "
+            "(SELECT id FROM conversation WHERE uuid = ? AND importer IS NULL)")),
         prompts_(store_.prepare("SELECT id FROM conversation_item WHERE kind = 'userMessage' AND conversation_id = "
                                 "(SELECT id FROM conversation WHERE uuid = ?1 AND importer IS NULL) "
                                 "AND (created_at, id) > (?2, ?3)")),
@@ -180,17 +184,21 @@ class TranscriptReadings {
       if (behind && !time) return found;
       const auto from = time.value_or(std::numeric_limits<std::int64_t>::min());
       const auto anchor = bound(behind.value_or(ConversationItemId(0)));
-      std::unordered_map<ConversationItemId, ConversationItemKind> kinds;
-      const auto collect = [&](sqlite::Query row, ConversationItemKind kind) {
-        while (row.step()) kinds.emplace(readId<ConversationItemId>(row, 0), kind);
-      };
-      collect(failures_.query(conversation), ConversationItemKind::failureEvent);
-      collect(prompts_.query(conversation, from, anchor), ConversationItemKind::userMessage);
+      std::unordered_map<ConversationItemId, TranscriptMark> marks;
+      for (auto row = failures_.query(conversation); row.step();) {
+        marks[readId<ConversationItemId>(row, 0)] = {
+            .position = 0, .kind = ConversationItemKind::failureEvent, .isInterrupted = row.int64(1) != 0};
+      }
+      for (auto row = prompts_.query(conversation, from, anchor); row.step();) {
+        marks[readId<ConversationItemId>(row, 0)] = {.position = 0, .kind = ConversationItemKind::userMessage};
+      }
       found.last = behind;
       for (auto row = ordered_.query(conversation, from, anchor); row.step(); ++found.items) {
         found.last = readId<ConversationItemId>(row, 0);
-        const auto kind = kinds.find(*found.last);
-        if (kind != kinds.end()) found.marks.push_back({.position = found.items, .kind = kind->second});
+        const auto mark = marks.find(*found.last);
+        if (mark == marks.end()) continue;
+        found.marks.push_back(mark->second);
+        found.marks.back().position = found.items;
       }
       return found;
     });

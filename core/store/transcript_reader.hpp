@@ -21,6 +21,7 @@ struct LastItem {
 struct TranscriptMark {
   std::int64_t position;  ///< from 0, among the items that were read
   ConversationItemKind kind;
+  bool isInterrupted = false;  ///< of a failure: it tells of an interrupted run
 
   bool operator==(const TranscriptMark&) const = default;
 };

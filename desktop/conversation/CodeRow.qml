@@ -8,8 +8,10 @@ Item {
     id: code
 
     required property RowItem row
+    /// Without words for a head, Copy stands beside the code.
+    readonly property bool hasHead: row.opensBlock && row.label !== ""
 
-    implicitHeight: head.height + view.height + more.height + (more.visible ? Theme.unit : 0)
+    implicitHeight: head.height + view.anchors.topMargin + view.height + more.height + (more.visible ? Theme.unit : 0)
 
     Rectangle {
         anchors.fill: parent
@@ -28,25 +30,26 @@ Item {
     Item {
         id: head
 
-        visible: code.row.opensBlock
+        visible: code.hasHead
         width: parent.width
         height: visible ? Theme.unit * 8 : 0
         PlainLabel {
-            anchors { left: parent.left; leftMargin: Theme.unit * 3; right: copy.left; verticalCenter: parent.verticalCenter }
+            anchors { left: parent.left; leftMargin: Theme.unit * 3; right: parent.right; rightMargin: Theme.unit * 8; verticalCenter: parent.verticalCenter }
             text: code.row.label
             color: Theme.dim
             font { family: code.row.kind === TranscriptWindow.ToolText ? Theme.interfaceFont : Theme.codeFont; pixelSize: Theme.secondarySize; preferShaping: false }
         }
-        IconButton {
-            id: copy
-
-            anchors { right: parent.right; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
-            iconName: "copy"
-            name: qsTr("Copy")
-            focusPolicy: Qt.NoFocus
-            onClicked: code.row.rows.copyBlock(code.row.index)
-        }
         Divider { anchors { bottom: parent.bottom; left: parent.left; right: parent.right; margins: 1; bottomMargin: 0 } height: 1 }
+    }
+    IconButton {
+        id: copy
+
+        anchors { top: parent.top; topMargin: Theme.unit / 2; right: parent.right; rightMargin: Theme.unit }
+        visible: code.row.opensBlock
+        iconName: "copy"
+        name: qsTr("Copy")
+        focusPolicy: Qt.NoFocus
+        onClicked: code.row.rows.copyBlock(code.row.index)
     }
     SidewaysScroll {
         id: view
@@ -54,7 +57,8 @@ Item {
         row: code.row
         ground: Theme.sunken
         text: words
-        anchors { top: head.bottom; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: 1 }
+        corner: code.row.closesBlock && anchors.rightMargin === 1 ? Theme.blockRadius : 0
+        anchors { top: head.bottom; topMargin: head.visible || !code.row.opensBlock ? 0 : 1; left: parent.left; right: parent.right; leftMargin: 1; rightMargin: copy.visible && !code.hasHead ? Theme.unit * 9 : 1 }
         height: words.implicitHeight + Theme.unit * (code.row.opensBlock ? 2 : 0) + Theme.unit * (code.row.closesBlock ? 1 : 0)
         contentWidth: words.width + Theme.unit * 6
 

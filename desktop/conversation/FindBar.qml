@@ -11,6 +11,7 @@ Rectangle {
     required property TranscriptFind search
     /// The transcript's column.
     readonly property int inset: Math.max(Theme.unit * 6, (width - Theme.unit * 190) / 2)
+    readonly property bool canStep: search.text !== "" && !search.isFruitless
 
     signal closed
 
@@ -27,7 +28,7 @@ Rectangle {
         id: field
 
         anchors { left: parent.left; leftMargin: bar.inset; verticalCenter: parent.verticalCenter }
-        width: Math.min(Theme.unit * 70, (bar.width - bar.inset * 2) * 0.45)
+        width: Math.min(Theme.unit * 64, (bar.width - bar.inset * 2) * 0.45)
         name: qsTr("Find in this conversation")
         placeholderText: name
         onTextEdited: bar.search.text = text
@@ -56,8 +57,8 @@ Rectangle {
         id: buttons
 
         anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
-        IconButton { iconName: "chevron-up"; name: qsTr("Previous"); keys: Workbench.keys("findPrevious", Workbench.commandsRevision); onClicked: bar.search.previous() }
-        IconButton { iconName: "chevron-down"; name: qsTr("Next"); keys: Workbench.keys("findNext", Workbench.commandsRevision); onClicked: bar.search.next() }
+        IconButton { iconName: "chevron-up"; name: qsTr("Previous"); enabled: bar.canStep; keys: Workbench.keys("findPrevious", Workbench.commandsRevision); onClicked: bar.search.previous() }
+        IconButton { iconName: "chevron-down"; name: qsTr("Next"); enabled: bar.canStep; keys: Workbench.keys("findNext", Workbench.commandsRevision); onClicked: bar.search.next() }
         IconButton { iconName: "cross"; name: qsTr("Close"); keys: "Esc"; onClicked: bar.close() }
     }
     Divider { anchors { bottom: parent.bottom; left: parent.left; right: parent.right } }

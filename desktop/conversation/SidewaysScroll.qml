@@ -12,6 +12,8 @@ Flickable {
     required property color ground
     /// Nothing lies over it while some of it is selected.
     required property RowText text
+    /// How high the round corner below its end is.
+    property int corner: 0
     readonly property bool goesOn: contentX + width < contentWidth - Theme.unit
 
     function show(x: real) {
@@ -32,7 +34,7 @@ Flickable {
         width: Theme.unit * 8
         active: view.goesOn && view.text.selectedText === ""
         sourceComponent: Rectangle {
-            implicitHeight: view.text.y + view.text.implicitHeight
+            implicitHeight: Math.min(view.text.y + view.text.implicitHeight, view.height - view.corner)
             gradient: Gradient {
                 orientation: Gradient.Horizontal
                 GradientStop { position: 0; color: Qt.alpha(view.ground, 0) }

@@ -92,6 +92,12 @@ FocusScope {
         function onPlaced(row) { view.leaveEnd(row); places.show(row) }
         function onModelReset() { transcript.hoveredLink = "" }
     }
+    Connections {
+        target: Theme
+        function onSizesChanged() { resized.restart() }
+    }
+    // Rows of another size have to be laid out first.
+    Timer { id: resized; interval: 100; onTriggered: transcript.rows.showPlaceAgain() }
     ReadingOrder { list: list }
     PlaceView { id: places; list: list; margin: Theme.unit * 6 }
     SelectionCopy { area: transcript; isSelected: !selection.isNone; onCopied: transcript.copy() }
@@ -119,9 +125,10 @@ FocusScope {
     Rectangle {
         id: endOffer
 
-        readonly property bool isOffered: !transcript.isAtEnd && transcript.rows.isOpened && list.count > 0
+        readonly property bool isLastLineSeen: transcript.rows.isAtEnd && list.contentY + list.height >= list.originY + list.contentHeight - (list.footerItem?.height ?? 0) - Theme.unit * 2
+        readonly property bool isOffered: !transcript.isAtEnd && !isLastLineSeen && transcript.rows.isOpened && list.count > 0
 
-        anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; right: parent.right; rightMargin: Theme.unit * 6 }
+        anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; right: parent.right; rightMargin: Theme.unit * 4 }
         visible: isOffered && transcript.rows.newItems === 0
         width: Theme.rowHeight
         height: width

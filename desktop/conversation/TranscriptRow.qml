@@ -12,7 +12,7 @@ RowItem {
     readonly property bool isCurrent: keyboardRow >= 0 && rows.stopOf(index) === keyboardRow
     readonly property bool isPartOfTools: kind === TranscriptWindow.ToolCall || kind === TranscriptWindow.ToolText
     /// Whether it is of a message, which can be copied as a whole.
-    readonly property bool isMessage: item !== "" && (kind <= TranscriptWindow.Table || kind === TranscriptWindow.Code && copyPlace.isBeside)
+    readonly property bool isMessage: item !== "" && kind <= TranscriptWindow.Code
     readonly property int space: !opensBlock ? 0 : kind === TranscriptWindow.ToolText ? Theme.unit : isPartOfTools ? 0 : isFirst ? Theme.unit * 4 : kind === TranscriptWindow.Heading ? Theme.unit * 5 : Theme.unit * 3
 
     signal menuRequested
@@ -57,11 +57,11 @@ RowItem {
         id: copyPlace
 
         readonly property real margin: self.width - loader.x - loader.width
+        /// Over the words there is no place for it: then the menu has it alone.
         readonly property bool isBeside: margin >= Theme.rowHeight + Theme.unit * 4
-        readonly property bool isPrompt: self.kind === TranscriptWindow.UserMessage
 
-        anchors { right: parent.right; rightMargin: isBeside ? margin - Theme.rowHeight - Theme.unit : margin + Theme.unit; top: loader.top; topMargin: Theme.unit * (isPrompt ? 1.5 : -1) }
-        active: pointer.hovered
+        anchors { right: parent.right; rightMargin: margin - Theme.rowHeight - Theme.unit; top: loader.top; topMargin: self.kind === TranscriptWindow.UserMessage ? Theme.unit * 1.5 : -Theme.unit }
+        active: pointer.hovered && isBeside
         sourceComponent: copyButton
     }
     TapHandler {
@@ -82,7 +82,6 @@ RowItem {
             Rectangle {
                 anchors { fill: parent; topMargin: self.isFirst ? 0 : -self.space; leftMargin: -Theme.unit * 2 - 2; rightMargin: parent.width + Theme.unit * 2 }
                 visible: self.isCurrent
-                radius: 1
                 color: Theme.accent
             }
             Rectangle {
@@ -96,7 +95,7 @@ RowItem {
     Component {
         id: copyButton
 
-        IconButton { iconName: "copy"; name: qsTr("Copy message"); ground: copyPlace.isPrompt && !copyPlace.isBeside ? Theme.accentGround : Theme.window; focusPolicy: Qt.NoFocus; onClicked: self.rows.copyItem(self.item) }
+        IconButton { iconName: "copy"; name: qsTr("Copy message"); focusPolicy: Qt.NoFocus; onClicked: self.rows.copyItem(self.item) }
     }
     Component { id: user; UserRow { row: self } }
     Component { id: prose; ProseRow { row: self } }

@@ -20,7 +20,7 @@ Rectangle {
     ThemeIcon {
         id: sign
 
-        anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
+        anchors { left: parent.left; leftMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
         name: "warning"
         color: Theme.bad
     }

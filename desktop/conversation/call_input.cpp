@@ -6,6 +6,7 @@
 #include <array>
 #include <utility>
 
+#include "core/line_changes.hpp"
 #include "platform/json/json.hpp"
 
 namespace ravant::desktop {
@@ -23,6 +24,21 @@ void addLines(std::string& text, std::string_view before, std::string_view lines
     const std::size_t end = std::min(lines.find('\n', begin), lines.size());
     text += fmt::format("{}{}\n", before, lines.substr(begin, end - begin));
     begin = end + 1;
+  }
+}
+
+/// What an edit changes, with the lines that stay as they are around it.
+void addEdit(std::string& text, std::string_view before, std::string_view after) {
+  const auto changes = changedLines(before, after);
+  if (!changes) {
+    addLines(text, "- ", before);
+    addLines(text, "+ ", after);
+    return;
+  }
+  for (const auto& [change, line] : *changes) {
+    const bool isRemoved = change == ChangedLine::Change::removed;
+    const bool isAdded = change == ChangedLine::Change::added;
+    text += fmt::format("{}{}\n", isRemoved ? "- " : isAdded ? "+ " : "  ", line);
   }
 }
 
@@ -57,9 +73,9 @@ void addObject(std::string& text, const json::object& object) {
   const Edit* const edit = editIn(object);
   for (const auto& [key, value] : object) {
     if (edit && key == edit->first) {
-      addLines(text, "- ", *stringAt(object, key));
+      addEdit(text, *stringAt(object, edit->first), *stringAt(object, edit->second));
     } else if (edit && key == edit->second) {
-      addLines(text, "+ ", *stringAt(object, key));
+      continue;
     } else if (isListOfEdits(value)) {
       for (const json::value& member : value.get_array()) {
         if (!text.empty()) text += '\n';

@@ -10,6 +10,7 @@
 #include "desktop/conversation/call_input.hpp"
 #include "desktop/conversation/table_writer.hpp"
 #include "desktop/conversation/text_pieces.hpp"
+#include "desktop/program/sentence.hpp"
 #include "desktop/text/html_writer.hpp"
 #include "desktop/text/shown_text.hpp"
 #include "platform/text/duration_text.hpp"
@@ -248,7 +249,8 @@ std::vector<TranscriptRow> groupRows(const ShownItem& shownItem, const ItemFolds
   }
   if (failed > 0 && !runs) group.outcome = RowOutcome::failed;
   QStringList details;
-  if (calls.size() > 1) details.append(words("%n calls", static_cast<int>(calls.size())));
+  const bool isCountTold = !runs && group.label.contains(QStringLiteral(" %1 ").arg(calls.size()));
+  if (calls.size() > 1 && !isCountTold) details.append(words("%n calls", static_cast<int>(calls.size())));
   if (failed > 0) details.append(calls.size() > 1 ? words("%n failed", failed) : words("failed"));
   if (const auto lasted = end - shownItem.item.createdAt; lasted >= std::chrono::seconds(1)) {
     details.append(QString::fromStdString(shortDuration(lasted)));
@@ -309,6 +311,7 @@ std::vector<TranscriptRow> markerRows(const ShownItem& shownItem, RowKind kind, 
                                       const QString& fallback) {
   TranscriptRow row{.kind = kind, .key = shownItem.key + "/0", .item = shownItem.item.id};
   row.text = trimmed(shownItem.item.text).empty() ? fallback : shown(trimmed(shownItem.item.text));
+  if (kind == RowKind::failure) row.text = sentence(row.text);
   row.name = cut(prefix + row.text);
   std::vector<TranscriptRow> rows{std::move(row)};
   markEnds(rows);

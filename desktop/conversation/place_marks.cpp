@@ -88,7 +88,8 @@ void PlaceMarks::add(TranscriptMarks read, Missing missing) {
     missing_ = Missing::all;
   } else {
     for (const TranscriptMark& mark : read.marks) {
-      marks_.marks.push_back({.position = marks_.items + mark.position, .kind = mark.kind});
+      marks_.marks.push_back(mark);
+      marks_.marks.back().position += marks_.items;
     }
     marks_.items += read.items;
     marks_.last = read.last;
@@ -106,7 +107,9 @@ std::vector<PlaceMarks::Kind> PlaceMarks::lines(int height) const {
   };
   for (const TranscriptMark& each : marks_.marks) {
     mark(static_cast<double>(each.position) / static_cast<double>(std::max<std::int64_t>(marks_.items, 1)),
-         each.kind == ConversationItemKind::failureEvent ? Kind::failure : Kind::prompt);
+         each.kind != ConversationItemKind::failureEvent ? Kind::prompt
+         : each.isInterrupted                            ? Kind::interrupted
+                                                         : Kind::failure);
   }
   for (const double place : findPlaces_) mark(place, Kind::found);
   return lines;
@@ -119,13 +122,14 @@ QSGNode* PlaceMarks::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
   const std::vector<Kind> kinds = lines(static_cast<int>(height()));
   for (std::size_t line = 0; line < kinds.size(); ++line) {
     if (kinds[line] == Kind::none) continue;
-    const bool isPrompt = kinds[line] == Kind::prompt;
     // What can be everywhere leaves room to see where the reader is.
-    const bool isNarrow = kinds[line] != Kind::failure;
+    const bool isNarrow = kinds[line] <= Kind::found;
     QSGRectangleNode* const mark = window()->createRectangleNode();
     const double wide = isNarrow ? std::round(width() / 2) : width();
     mark->setRect(std::round((width() - wide) / 2), static_cast<double>(line) * kMarkHeight, wide, kMarkHeight);
-    mark->setColor(isPrompt ? theme.strongLine() : kinds[line] == Kind::found ? theme.attention() : theme.bad());
+    mark->setColor(kinds[line] == Kind::prompt    ? theme.strongLine()
+                   : kinds[line] == Kind::failure ? theme.bad()
+                                                  : theme.attention());
     all->appendChildNode(mark);
   }
   return all;

@@ -24,7 +24,7 @@ class PlaceMarks : public QQuickItem, public ViewModel {
   Q_PROPERTY(QList<double> findPlaces READ findPlaces WRITE setFindPlaces NOTIFY findPlacesChanged)
 
  public:
-  enum class Kind : std::uint8_t { none, prompt, found, failure };
+  enum class Kind : std::uint8_t { none, prompt, found, interrupted, failure };
 
   explicit PlaceMarks(QQuickItem* parent = nullptr);
 

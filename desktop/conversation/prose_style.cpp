@@ -1,7 +1,10 @@
 #include "desktop/conversation/prose_style.hpp"
 
+#include <QFontMetricsF>
 #include <QRegularExpression>
+#include <cmath>
 
+#include "desktop/text/html_writer.hpp"
 #include "desktop/theme/theme.hpp"
 
 namespace ravant::desktop {
@@ -22,6 +25,13 @@ QString heading(const QString& html, int level) {
          html + QStringLiteral("</p>");
 }
 
+/// Of a task's box and the space behind it: what is beside it begins where other items do.
+int boxWidth() {
+  QFont font(Theme::instance().interfaceFont());
+  font.setPixelSize(Theme::instance().proseSize());
+  return static_cast<int>(std::round(QFontMetricsF(font).horizontalAdvance(QString::fromUtf8(taskMark(true)))));
+}
+
 }  // namespace
 
 ProseStyle::ProseStyle(QObject* parent) : QObject(parent) {
@@ -32,8 +42,9 @@ ProseStyle::ProseStyle(QObject* parent) : QObject(parent) {
 QString ProseStyle::sheet() const {
   const Theme& theme = Theme::instance();
   return QStringLiteral(
-             "<style>p, li, pre { line-height: 145% } td, th { line-height: 120% } p { margin: 0 } "
-             "ul, ol { margin-top: 0; margin-bottom: 0 } li { margin-bottom: 2px } "
+             "<style>p, li, div, pre { line-height: 145% } td, th { line-height: 120% } p { margin: 0 } "
+             "ul, ol { margin-top: 0; margin-bottom: 0 } li, div { margin-bottom: 2px } "
+             "div.task { text-indent: -%7px } div.task p, div.task li, div.task pre { text-indent: 0px } "
              "a { color: %1; text-decoration: none } "
              "code, pre { font-family: '%2'; font-size: %3px; background-color: %4 } "
              "pre { white-space: pre-wrap; margin: 0 } "
@@ -42,7 +53,8 @@ QString ProseStyle::sheet() const {
       .arg(theme.accent().name(), theme.codeFont())
       .arg(theme.interfaceSize())
       .arg(theme.sunken().name(), theme.dim().name())
-      .arg(theme.proseSize());
+      .arg(theme.proseSize())
+      .arg(boxWidth());
 }
 
 QString ProseStyle::withWidths(const QString& table) {

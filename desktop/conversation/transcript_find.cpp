@@ -86,7 +86,7 @@ awaitable<void> TranscriptFind::look(Question question, Turns::Turn turn, std::s
   if (!hit) {
     isSeeking_ = false;
     steps_.clear();
-    show(tr("“%1” is not here").arg(question.text), true);
+    show(tr("“%1” is not here.").arg(question.text), true);
     co_return;
   }
   const auto count = co_await alive(finder.count(conversation, text, hit->item, stop));

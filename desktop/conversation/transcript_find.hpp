@@ -21,7 +21,7 @@ class TranscriptFind : public QObject, public ViewModel {
   Q_PROPERTY(ravant::desktop::TranscriptWindow* rows READ rows WRITE setRows NOTIFY rowsChanged REQUIRED)
   /// What is searched for; empty for nothing.
   Q_PROPERTY(QString text READ text WRITE setText NOTIFY textChanged)
-  /// "2 of 5 messages, place 1 of 3", "“word” is not here"
+  /// "2 of 5 messages, place 1 of 3", "“word” is not here."
   Q_PROPERTY(QString status READ status NOTIFY statusChanged)
   /// Whether there is nothing of what is searched for.
   Q_PROPERTY(bool isFruitless READ isFruitless NOTIFY statusChanged)

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "desktop/conversation/transcript_window.hpp"
 #include "platform/async/on_pool.hpp"
 
@@ -17,6 +19,11 @@ bool TranscriptWindow::stepPlace(FindDirection direction) {
   found_->current += isNext ? 1U : static_cast<std::size_t>(-1);
   placeChangesFrom(before);
   return true;
+}
+
+void TranscriptWindow::showPlaceAgain() {
+  const auto row = std::ranges::find_if(rows_, [&](const TranscriptRow& each) { return placeIn(each) != 0; });
+  if (row != rows_.end()) Q_EMIT placed(static_cast<int>(row - rows_.begin()));
 }
 
 void TranscriptWindow::leavePlaces() {

@@ -4,6 +4,7 @@
 #include "core/overloaded.hpp"
 #include "core/store/project_store.hpp"
 #include "desktop/conversation/transcript_window.hpp"
+#include "desktop/program/sentence.hpp"
 #include "platform/async/on_pool.hpp"
 
 namespace ravant::desktop {
@@ -50,7 +51,7 @@ awaitable<void> TranscriptWindow::workOff() {
       trouble = error.what();
     }
     if (!turns_.isLatest(turn)) continue;
-    setTrouble(trouble ? tr("This cannot be read: %1").arg(QString::fromStdString(*trouble)) : QString());
+    setTrouble(trouble ? sentence(tr("This cannot be read: %1").arg(QString::fromStdString(*trouble))) : QString());
     if (!trouble) continue;
     job.add(std::exchange(work_, {}));
     work_ = std::move(job);

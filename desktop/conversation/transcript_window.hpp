@@ -157,6 +157,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void showWords(ConversationItemId item, const QString& words, FindDirection direction);
   /// To the next place of the same item; false where there is none.
   bool stepPlace(FindDirection direction);
+  /// The current place is to be seen again, if there is one.
+  Q_INVOKABLE void showPlaceAgain();
   /// Ends the showing of places; what was unfolded for it stays.
   void leavePlaces();
   /// In the item whose words are shown.

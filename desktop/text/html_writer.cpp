@@ -13,8 +13,7 @@ namespace {
 constexpr std::array<std::pair<std::string_view, char>, 4> kEntities{
     {{"&amp;", '&'}, {"&lt;", '<'}, {"&gt;", '>'}, {"&quot;", '"'}}};
 
-constexpr std::string_view kDoneTask = "li class=\"checked\"";
-constexpr std::string_view kOpenTask = "li class=\"unchecked\"";
+constexpr std::string_view kTask = "div class=\"task\"";
 
 bool isBlock(HtmlTag tag) {
   constexpr std::array kInline{HtmlTag::a, HtmlTag::b, HtmlTag::code, HtmlTag::i, HtmlTag::s};
@@ -28,7 +27,7 @@ void endLine(std::string& text) {
 }  // namespace
 
 std::string_view nameOf(HtmlTag tag) {
-  constexpr std::array<std::string_view, 16> kNames{"a",  "b", "blockquote", "br", "code", "h1",  "h2", "h3",
+  constexpr std::array<std::string_view, 17> kNames{"a",  "b", "blockquote", "br", "code", "div", "h1", "h2", "h3",
                                                     "h4", "i", "li",         "ol", "p",    "pre", "s",  "ul"};
   return kNames[static_cast<std::size_t>(tag)];
 }
@@ -47,15 +46,19 @@ bool HtmlWriter::begin(HtmlTag tag) {
 }
 
 void HtmlWriter::open(HtmlTag tag) {
+  const bool isBesideBox = tag == HtmlTag::p && taskBegun_ == html_.size();
+  if (isBesideBox) return open_.push_back({tag, Written::no});
   if (begin(tag)) html_.append("<").append(nameOf(tag)) += '>';
 }
 
 void HtmlWriter::openTask(bool isDone) {
-  if (begin(HtmlTag::li)) {
-    html_.append("<").append(isDone ? kDoneTask : kOpenTask) += '>';
-  } else {
-    text(taskMark(isDone));
+  if (!open_.empty() && open_.back().tag == HtmlTag::ol) {
+    open(HtmlTag::li);
+  } else if (begin(HtmlTag::div)) {
+    html_.append("<").append(kTask) += '>';
   }
+  text(taskMark(isDone));
+  taskBegun_ = html_.size();
 }
 
 void HtmlWriter::openLink(std::string_view href) {
@@ -103,6 +106,7 @@ void HtmlWriter::textWithFiles(std::string_view text) {
 
 std::string HtmlWriter::take() {
   while (!open_.empty()) close();
+  taskBegun_.reset();
   return std::exchange(html_, {});
 }
 
@@ -120,14 +124,11 @@ std::string plainText(std::string_view html) {
     } else if (html.starts_with('<')) {
       const std::string_view tag = html.substr(1, html.find('>') - 1);
       html.remove_prefix(std::min(tag.size() + 2, html.size()));
-      constexpr std::array<std::string_view, 12> kLines{"br",   "li",  "p",   "/p",  "/li", "pre",
+      constexpr std::array<std::string_view, 13> kLines{"br",   "li",  "p",   "/p",  "/li", "/div",      "pre",
                                                         "/pre", "/h1", "/h2", "/h3", "/h4", "blockquote"};
       if (tag == "br") {
         text += '\n';
-      } else if (tag == kDoneTask || tag == kOpenTask) {
-        endLine(text);
-        text += taskMark(tag == kDoneTask);
-      } else if (std::ranges::find(kLines, tag) != kLines.end()) {
+      } else if (tag == kTask || std::ranges::find(kLines, tag) != kLines.end()) {
         endLine(text);
       }
     }

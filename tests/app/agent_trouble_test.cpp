@@ -63,7 +63,7 @@ TEST(KeyTrouble, namesTheProvidersAndWhyTheKeyStoreGivesNone) {
     ofKeyStore = found.keyStoreFault;
     return found.words;
   };
-  EXPECT_EQ(trouble(), "Ravant has no key of OpenRouter or Mistral.");
+  EXPECT_EQ(trouble(), "Ravant has no key for OpenRouter or Mistral.");
   keyStore->key = "secret";
   EXPECT_EQ(trouble(), "") << "of the second provider";
   keyStore->fault = KeyStoreError(KeyStoreError::Case::locked, "the key store is locked");
@@ -73,7 +73,7 @@ TEST(KeyTrouble, namesTheProvidersAndWhyTheKeyStoreGivesNone) {
   EXPECT_EQ(trouble(), "");
   variable.reset();
   keyStore->fault = KeyStoreError(KeyStoreError::Case::unavailable, "no session bus");
-  EXPECT_EQ(trouble(), "Ravant has no key of OpenRouter or Mistral. The key store does not answer: no session bus");
+  EXPECT_EQ(trouble(), "Ravant has no key for OpenRouter or Mistral. The key store does not answer: no session bus");
   EXPECT_EQ(ofKeyStore, KeyStoreError::Case::unavailable);
 }
 

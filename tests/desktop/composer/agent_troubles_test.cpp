@@ -56,7 +56,7 @@ TEST_F(Troubles, areThoseOfAllAgentsUntilOneCanBegin) {
   workbench.window().startNewConversation(textOf(project.id));
   ASSERT_TRUE(until([&] { return troubles().count() == 2; }));
   EXPECT_EQ(troubles().readyAgents(), QString());
-  EXPECT_EQ(words(0).substr(0, words(0).find(". ")), "Ravant has no key of OpenRouter or Mistral");
+  EXPECT_EQ(words(0).substr(0, words(0).find(". ")), "Ravant has no key for OpenRouter or Mistral");
   EXPECT_THAT(words(0), testing::EndsWith(". Enter a key here to work with Ravant."));
   EXPECT_EQ(remedy(0), AgentTroubles::Remedy::Key);
   EXPECT_EQ(words(1), "Claude Code was not found at /gone/claude.");

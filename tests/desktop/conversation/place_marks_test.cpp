@@ -32,6 +32,13 @@ TEST_F(TranscriptWindowTest, MarksPromptsFailuresAndWhatWasFound) {
   EXPECT_EQ(lines[49], Kind::prompt);
   EXPECT_EQ(lines[50], Kind::failure);
   EXPECT_EQ(marks.lines(40)[10], Kind::failure) << "of several, the one that matters most";
+  await(writer_->beginRun(conversation_));
+  prompt("Again.");
+  await(writer_->endRun(conversation_, "", PromptOutcome::interrupted));
+  await(writer_->appendFailureEvent(conversation_, "{}", "Interrupted: Ravant ended while this ran."));
+  ASSERT_TRUE(until([&] { return marks.marks().items == 202; }));
+  EXPECT_EQ(marks.lines(404)[201], Kind::interrupted);
+  EXPECT_EQ(marks.lines(404)[100], Kind::failure);
 }
 
 }  // namespace

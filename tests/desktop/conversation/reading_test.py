@@ -68,6 +68,15 @@ class Reading(TranscriptCase):
     def prompt(self):
         return self.desktop.find("text", "Prompt", ["showing"]).text
 
+    def test_keeps_what_was_found_in_view_while_it_zooms(self):
+        self.desktop.keys("Ctrl+F")
+        self.desktop.wait_for("text", "Find in this conversation", ["focused"])
+        self.desktop.type("graph 21 ")
+        height = self.row(21).extents[3]
+        self.desktop.keys(*["Ctrl+plus"] * 6)
+        self.desktop.wait_until(lambda: self.row(21).extents[3] > height * 1.8, "the paragraph in larger letters")
+        self.desktop.end()
+
     def test_finds_the_words_and_ends_from_the_prompt(self):
         self.desktop.keys("Ctrl+F")
         self.desktop.wait_for("text", "Find in this conversation", ["focused"])
@@ -119,7 +128,7 @@ class ReadingOfWork(TranscriptCase):
         self.desktop.wait_for(None, "Transcript", ["focused"])
         self.desktop.keys("End", "Right")
         self.in_view("Run step 12, done, collapsed")
-        self.in_view("Tool calls: Ran 12 commands, 12 calls, expanded")
+        self.in_view("Tool calls: Ran 12 commands, expanded")
         self.desktop.keys(*["Down"] * 12, "Right")
         self.in_view("Run step 12, done, expanded")
         self.in_view(re.compile("line 1\n.*"))

@@ -155,7 +155,7 @@ TEST_F(TranscriptFindTest, SaysWhatIsNotThere) {
   open();
   find_.setText(QStringLiteral("needle"));
   ASSERT_TRUE(until([&] { return find_.isFruitless(); }));
-  EXPECT_EQ(find_.status(), QStringLiteral("“needle” is not here"));
+  EXPECT_EQ(find_.status(), QStringLiteral("“needle” is not here."));
   find_.setText({});
   EXPECT_FALSE(find_.isFruitless());
 }

@@ -94,7 +94,7 @@ TEST_F(TranscriptWindowTest, PaintsChangesThatACallWasGivenOrBrought) {
     complete(tool + output, output);
   };
   invoke("Edit",
-         R"({"file_path":"a","edits":[{"old_string":"b","new_string":"c"},)"
+         R"({"file_path":"a","edits":[{"old_string":"same\nb\nkept\nlast","new_string":"same\nc\nkept\nnew\nlast\n"},)"
          R"({"old_string":"d","new_string":""}]})",
          "ok");
   invoke("Bash", R"({"command":"git show"})", "commit 1\n\ndiff --git a/a b/a\n--- a/a\n+++ b/a\n@@ -1 +1 @@\n-b\n+c");
@@ -119,7 +119,7 @@ TEST_F(TranscriptWindowTest, PaintsChangesThatACallWasGivenOrBrought) {
       }
     }
   }
-  EXPECT_THAT(painted, ElementsAre("- b", "+ c", "- d", "-b", "+c"));
+  EXPECT_THAT(painted, ElementsAre("- b", "+ c", "+ new", "- d", "-b", "+c"));
 }
 
 }  // namespace

@@ -33,6 +33,7 @@ Item {
             { name: "quotation", kind: TranscriptWindow.Quotation, html: root.sentence.repeat(4) },
             { name: "table", kind: TranscriptWindow.Table, html: "<table><tr><td>a</td><td>" + root.sentence + "</td></tr></table>" },
             { name: "code", kind: TranscriptWindow.Code, label: "cpp", words: root.sentence + "\n" + root.sentence, more: "Show 1 more line" },
+            { name: "code without a language", kind: TranscriptWindow.Code, words: root.sentence },
             { name: "growing code", kind: TranscriptWindow.Code, label: "cpp", words: root.sentence, isGrowing: true },
             { name: "growing table", kind: TranscriptWindow.Table, html: "<table><tr><td>a</td></tr></table>", isGrowing: true },
             { name: "rule", kind: TranscriptWindow.Rule },
@@ -160,6 +161,23 @@ Item {
             row.width = 1900
             view.contentX = 0
             verify(!fades(), "where there is room")
+        }
+        function test_offers_a_copy_only_beside_the_words() {
+            const row = make(Object.assign({ item: "1" }, kinds.find(roles => roles.name === "prose")), 1400)
+            mouseMove(row, 200, row.height - 10)
+            tryVerify(() => find(row, item => item.iconName === "copy") !== null)
+            row.width = 440
+            tryVerify(() => find(row, item => item.iconName === "copy") === null)
+        }
+        function test_keeps_code_without_a_head_off_its_button() {
+            const row = make(kinds.find(roles => roles.name === "code without a language"), 440)
+            const named = make(kinds.find(roles => roles.name === "code"), 440)
+            waitForRendering(row)
+            const view = find(row, item => item.goesOn !== undefined)
+            const copy = find(row, item => item.iconName === "copy")
+            verify(view.mapToItem(row, view.width, 0).x <= copy.mapToItem(row, 0, 0).x)
+            verify(copy.mapToItem(row, 0, copy.height).y <= row.height)
+            verify(row.height < named.height)
         }
         function test_draws_code_in_prose_without_ligatures() {
             const row = make({ name: "code", kind: TranscriptWindow.Prose, html: "<code>a != b =&gt; c -&gt; --fresh</code>" }, 760)

@@ -17,10 +17,10 @@ using desktop::MarkdownBlock;
 using desktop::MarkdownBlockKind;
 
 constexpr std::size_t kDeepest = 16;
-constexpr std::array<std::string_view, 15> kTags{"a", "b",  "blockquote", "code", "h1",  "h2", "h3", "h4",
-                                                 "i", "li", "ol",         "p",    "pre", "s",  "ul"};
+constexpr std::array<std::string_view, 16> kTags{"a",  "b", "blockquote", "code", "div", "h1",  "h2", "h3",
+                                                 "h4", "i", "li",         "ol",   "p",   "pre", "s",  "ul"};
 constexpr std::array<std::string_view, 4> kEntities{"&amp;", "&lt;", "&gt;", "&quot;"};
-constexpr std::array<std::string_view, 2> kTasks{"li class=\"checked\"", "li class=\"unchecked\""};
+constexpr std::string_view kTask = "div class=\"task\"";
 constexpr std::string_view kLink = "a href=\"";
 
 bool isSteering(char32_t c) {
@@ -70,7 +70,7 @@ std::string complaintAbout(std::string_view html) {
     } else if (tag != "br") {
       const std::string_view name = tag.substr(0, tag.find(' '));
       if (std::ranges::find(kTags, name) == kTags.end()) return fmt::format("tag {}", tag);
-      if (name == "a" || (name != tag && std::ranges::find(kTasks, tag) == kTasks.end())) {
+      if (name == "a" || (name == "div" ? tag != kTask : name != tag)) {
         if (std::string complaint = complaintAboutLink(tag); !complaint.empty()) return complaint;
       }
       if (name == "a" && std::ranges::find(open, name) != open.end()) return "link within a link";
