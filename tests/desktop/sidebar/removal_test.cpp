@@ -89,7 +89,7 @@ TEST_F(SidebarRemovalTest, KeepsWhatAPromptRunsIn) {
   ASSERT_TRUE(until([&] { return notices().size() == 2; }));
   EXPECT_THAT(notices(), testing::UnorderedElementsAre(HasSubstr("“Keys” was not deleted: a prompt is running"),
                                                        HasSubstr("weather was not removed: a prompt is running")));
-  ASSERT_TRUE(comesToShow(tree, {"v weather", "  Tiles", "  Keys, running"}));
+  ASSERT_TRUE(comesToShow(tree, {"v weather", "  Keys, running", "  Tiles"}));
   tree.remove(0);
   EXPECT_EQ(lines(tree).size(), 3U) << "one that is seen to run is refused at once";
   run(other.items->endRun(keys, "", std::nullopt));
