@@ -24,11 +24,14 @@
 #include "desktop/window/window_placement.hpp"
 #include "platform/files/private_file.hpp"
 #include "platform/keystore/private_memory.hpp"
+#include "platform/log/log.hpp"
 #include "platform/process/child_process.hpp"
 #include "platform/process/descriptors.hpp"
 
 namespace ravant::desktop {
 namespace {
+
+constexpr Log kLog("com.ravant.desktop", "main");
 
 constexpr std::chrono::seconds kPatienceWithAnother(15);
 constexpr std::chrono::milliseconds kUntilAskedAgain(20);
@@ -64,7 +67,8 @@ void lookAsSettingsSay(const Locations& locations, Theme& theme) {
     SettingsFile settings(locations.settingsFile, knownSettings());
     settings.load();
     applyLooks(settings, theme);
-  } catch (const SettingsError&) {
+  } catch (const SettingsError& error) {
+    kLog.info("the looks are not those of the settings: {}", error.what());
   }
 }
 

@@ -55,7 +55,9 @@ FocusScope {
             visible: text !== ""
             leftPadding: (parts.width - Math.min(root.width - Theme.unit * 12, Theme.unit * 190)) / 2
             text: composer.troubles.readyAgents
+            bottomPadding: Theme.unit * 2
             color: Theme.dim
+            font.pixelSize: Theme.secondarySize
             Accessible.ignored: !visible
             Accessible.role: Accessible.StaticText
             Accessible.name: text
@@ -64,12 +66,14 @@ FocusScope {
         Column {
             width: parent.width
             visible: composer.isQueueHeld || queued.count > 0
+            spacing: Theme.unit
 
+            Divider { width: parent.width; height: 1 }
             PlainLabel {
                 width: parent.width
                 visible: composer.isQueueHeld
                 leftPadding: Theme.unit * 3
-                bottomPadding: Theme.unit
+                topPadding: Theme.unit
                 text: qsTr("These wait until you send one of them, or another prompt.")
                 color: Theme.faint
                 font.pixelSize: Theme.secondarySize
@@ -234,7 +238,7 @@ FocusScope {
                     keys: "Enter"
                     enabled: composer.canSend
                     ink: enabled && !hovered ? Theme.textOnAccent : Theme.text
-                    ground: enabled ? Theme.accent : Theme.hover
+                    ground: enabled ? Theme.accent : Theme.raisedSelected
                     onClicked: composer.send()
                 }
             }

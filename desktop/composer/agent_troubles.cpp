@@ -160,8 +160,8 @@ awaitable<std::optional<AgentTroubles::Trouble>> AgentTroubles::troubleOfKey(Age
   } else if (found->keyStoreFault == KeyStoreError::Case::unavailable) {
     trouble.remedy = Remedy::Settings;
     trouble.words +=
-        tr(" Start such a service, or keep keys in a file that only you can read: set \"keyStore\" to "
-           "\"file\" in the settings and start Ravant again.");
+        tr(" Start such a service, or keep keys in a file that only you can read: set “keyStore” to "
+           "“file” in the settings and start Ravant again.");
   } else {
     trouble.words += tr(" Enter a key here to work with %1.").arg(nameOf(agent.type));
   }

@@ -48,7 +48,8 @@ Basic.Popup {
         }
         VerticalScroll {
             z: 1
-            anchors { top: list.top; bottom: list.bottom; right: list.right }
+            anchors { top: list.top; topMargin: Theme.unit * 2; bottom: list.bottom; right: list.right }
+            floats: true
             orientation: Qt.Vertical
             interactive: false
             // The list's own ratio is of the height that it guessed before it had all rows.

@@ -110,7 +110,8 @@ TitledPanel {
             PointerChoice { list: list; onPointed: row => { if (row >= 0) entries.current = row } }
         }
         VerticalScroll {
-            anchors { top: list.top; bottom: list.bottom; right: list.right }
+            anchors { top: list.top; topMargin: Theme.unit * 2; bottom: list.bottom; right: list.right }
+            floats: true
             orientation: Qt.Vertical
             interactive: false
             size: list.visibleArea.heightRatio
@@ -141,7 +142,7 @@ TitledPanel {
         }
         PlainLabel {
             anchors { left: parent.left; leftMargin: Theme.unit * 4; right: buttons.left; rightMargin: Theme.unit * 2; verticalCenter: buttons.verticalCenter }
-            mustFit: true
+            opacity: truncated ? 0 : 1
             text: entries.wanted === FolderEntries.Folders ? qsTr("Enter opens a folder, Ctrl Enter chooses it.") : entries.wanted === FolderEntries.Files ? qsTr("Ctrl Enter chooses several.") : ""
             color: Theme.faint
             font.pixelSize: Theme.secondarySize

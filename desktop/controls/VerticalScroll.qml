@@ -6,6 +6,9 @@ import Ravant.Theme
 Basic.ScrollBar {
     id: bar
 
+    /// On what floats, which is lighter than the window.
+    property bool floats: false
+
     width: Theme.unit * 2
     padding: 1
     minimumSize: 0.08
@@ -13,7 +16,7 @@ Basic.ScrollBar {
     contentItem: Rectangle {
         implicitWidth: Theme.unit * 2 - 2
         radius: width / 2
-        color: bar.pressed || bar.hovered ? Theme.strongLine : Theme.line
+        color: bar.pressed || bar.hovered ? Theme.strongLine : bar.floats ? Theme.raisedSelected : Theme.line
     }
     background: Item {}
     Accessible.ignored: true

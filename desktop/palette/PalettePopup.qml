@@ -77,7 +77,8 @@ TitledPanel {
         }
         ReadingOrder { list: list }
         VerticalScroll {
-            anchors { top: list.top; bottom: list.bottom; right: list.right }
+            anchors { top: list.top; topMargin: Theme.unit * 2; bottom: list.bottom; right: list.right }
+            floats: true
             orientation: Qt.Vertical
             interactive: false
             size: list.visibleArea.heightRatio

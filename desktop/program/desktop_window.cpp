@@ -43,7 +43,8 @@ DesktopWindow::DesktopWindow(Application& application, StoreChanges& changes)
   connect(&minute_, &QTimer::timeout, this, &DesktopWindow::tellTime);
   minute_.start(std::chrono::minutes(1));
   connect(&changes_, &StoreChanges::committed, this, [this](const ChangeBatch& batch) { state_->take(batch); });
-  connect(&InterfaceLoop::instance(), &InterfaceLoop::failed, &notices_, &Notices::tellError);
+  connect(&InterfaceLoop::instance(), &InterfaceLoop::failed, &notices_,
+          [this](const QString& fault) { notices_.tellError(fault); });
 }
 
 DesktopWindow::~DesktopWindow() { theWindow = nullptr; }

@@ -1,19 +1,20 @@
 #include "desktop/program/file_opening.hpp"
 
+#include <QClipboard>
 #include <QDesktopServices>
 #include <QFileInfo>
+#include <QGuiApplication>
 #include <QMimeDatabase>
 #include <QProcess>
 #include <QUrl>
 #include <fstream>
 
 #include "app/known_settings.hpp"
+#include "desktop/program/desktop_window.hpp"
 #include "platform/async/on_pool.hpp"
 
 namespace ravant::desktop {
 namespace {
-
-std::runtime_error trouble(const QString& words) { return std::runtime_error(words.toStdString()); }
 
 const QString kFile = QStringLiteral("{file}");
 
@@ -43,27 +44,29 @@ void makeSettings(const std::filesystem::path& file) {
   if (std::filesystem::exists(file)) return;
   std::filesystem::create_directories(file.parent_path());
   if (!(std::ofstream(file, std::ios::app) << "{\n}\n"))
-    throw trouble(QObject::tr("%1 cannot be written").arg(QString::fromStdString(file.string())));
+    throw std::runtime_error(
+        QObject::tr("%1 cannot be written").arg(QString::fromStdString(file.string())).toStdString());
 }
 
 }  // namespace
 
 void openFile(const SettingsFile& settings, const FilePlace& place) {
+  const QString file = QString::fromStdString(place.file.string());
+  const auto tell = [&file](const QString& words) {
+    DesktopWindow::instance().notices()->tellError(
+        words, {QObject::tr("Copy path"), [file] { QGuiApplication::clipboard()->setText(file); }});
+  };
   const QString editor = QString::fromStdString(settings.text(setting::kEditor)).trimmed();
-  if (editor.isEmpty()) {
-    const QString file = QString::fromStdString(place.file.string());
-    const QString name = QString::fromUtf8(setting::kEditor.data());
-    if (!isHarmlessText(file)) {
-      throw trouble(
-          QObject::tr("%1 is not opened without an editor. Name one: ravant settings set %2 COMMAND").arg(file, name));
+  if (!editor.isEmpty()) {
+    QStringList words = commandFor(editor, place);
+    const QString program = words.takeFirst();
+    if (!QProcess::startDetached(program, words)) {
+      tell(QObject::tr("The editor “%1” cannot be started for %2").arg(program, file));
     }
-    if (QDesktopServices::openUrl(QUrl::fromLocalFile(file))) return;
-    throw trouble(QObject::tr("No program opens %1. Name an editor: ravant settings set %2 COMMAND").arg(file, name));
-  }
-  QStringList words = commandFor(editor, place);
-  const QString program = words.takeFirst();
-  if (!QProcess::startDetached(program, words)) {
-    throw trouble(QObject::tr("The editor \"%1\" cannot be started.").arg(program));
+  } else if (!isHarmlessText(file)) {
+    tell(QObject::tr("%1 is only opened in an editor, which “editor” in the settings names").arg(file));
+  } else if (!QDesktopServices::openUrl(QUrl::fromLocalFile(file))) {
+    tell(QObject::tr("No program opens %1. “editor” in the settings names one").arg(file));
   }
 }
 

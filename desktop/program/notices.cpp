@@ -15,12 +15,13 @@ constexpr std::chrono::seconds kTimeToUndo(8);
 
 int Notices::tell(const QString& text, std::function<void()> undo, std::function<void()> settle) {
   const auto same = std::ranges::find_if(notices_, [&](const Notice& notice) {
-    return notice.text == text && notice.time && !notice.undo && !notice.settle;
+    return notice.text == text && notice.time && !notice.canUndo && !notice.settle;
   });
   if (same != notices_.end() && !undo && !settle) {
     if (!isHeld_) same->time->start();
     return same->id;
   }
+  const bool canUndo = static_cast<bool>(undo);
   auto time = std::make_unique<QTimer>();
   time->setSingleShot(true);
   time->setInterval(kTimeToUndo);
@@ -29,7 +30,8 @@ int Notices::tell(const QString& text, std::function<void()> undo, std::function
   add({.id = ++lastId_,
        .text = text,
        .isError = false,
-       .undo = std::move(undo),
+       .canUndo = canUndo,
+       .offer = {canUndo ? tr("Undo") : QString(), std::move(undo)},
        .settle = std::move(settle),
        .time = std::move(time)});
   return lastId_;
@@ -43,10 +45,10 @@ void Notices::setHeld(bool held) {
   Q_EMIT heldChanged();
 }
 
-void Notices::tellError(const QString& text) {
+void Notices::tellError(const QString& text, Offer offer) {
   const auto isSame = [&](const Notice& notice) { return notice.isError && notice.text == text; };
   if (std::ranges::any_of(notices_, isSame)) return;
-  add({.id = ++lastId_, .text = text, .isError = true, .undo = {}, .settle = {}});
+  add({.id = ++lastId_, .text = text, .isError = true, .canUndo = false, .offer = std::move(offer), .settle = {}});
 }
 
 void Notices::withdrawError(const QString& text) {
@@ -58,17 +60,16 @@ void Notices::settleAll() {
   while (!notices_.empty()) dismiss(notices_.front().id);
 }
 
-void Notices::undo(int id) {
+void Notices::accept(int id) {
   const auto found = find(id);
   if (found == notices_.end()) return;
-  if (const Notice notice = take(found); notice.undo) notice.undo();
+  if (const Notice notice = take(found); notice.offer.act) notice.offer.act();
 }
 
 bool Notices::undoLatest() {
-  const auto found = std::ranges::find_if(notices_ | std::views::reverse,
-                                          [](const Notice& notice) { return static_cast<bool>(notice.undo); });
+  const auto found = std::ranges::find_if(notices_ | std::views::reverse, &Notice::canUndo);
   if (found == notices_.rend()) return false;
-  undo(found->id);
+  accept(found->id);
   return true;
 }
 
@@ -118,15 +119,15 @@ QVariant Notices::data(const QModelIndex& index, int role) const {
       return sentence(notice.text);
     case isErrorRole:
       return notice.isError;
-    case canUndoRole:
-      return static_cast<bool>(notice.undo);
+    case offerRole:
+      return notice.offer.words;
     default:
       return {};
   }
 }
 
 QHash<int, QByteArray> Notices::roleNames() const {
-  return {{idRole, "noticeId"}, {textRole, "text"}, {isErrorRole, "isError"}, {canUndoRole, "canUndo"}};
+  return {{idRole, "noticeId"}, {textRole, "text"}, {isErrorRole, "isError"}, {offerRole, "offer"}};
 }
 
 }  // namespace ravant::desktop

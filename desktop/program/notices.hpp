@@ -18,16 +18,22 @@ class Notices : public QAbstractListModel {
   Q_PROPERTY(bool held READ isHeld WRITE setHeld NOTIFY heldChanged)
 
  public:
-  enum Role { idRole = Qt::UserRole, textRole, isErrorRole, canUndoRole };
+  enum Role { idRole = Qt::UserRole, textRole, isErrorRole, offerRole };
 
   using QAbstractListModel::QAbstractListModel;
+
+  /// A button, and what it does.
+  struct Offer {
+    QString words;
+    std::function<void()> act;
+  };
 
   /// Stays for eight seconds, which begin anew where it was held. With `undo` it has a button; `settle` is called once
   /// the way back is over, also at the end of the program. Without either, what is shown already is not shown twice.
   /// Returns its id.
   int tell(const QString& text, std::function<void()> undo = {}, std::function<void()> settle = {});
-  /// Stays until it is dismissed; one that is shown already is not shown twice.
-  void tellError(const QString& text);
+  /// Stays until it is dismissed or its offer is taken; one that is shown already is not shown twice.
+  void tellError(const QString& text, Offer offer = {});
   /// What was told is not so any more.
   void withdrawError(const QString& text);
   /// Settles all of them.
@@ -36,7 +42,8 @@ class Notices : public QAbstractListModel {
   bool isHeld() const { return isHeld_; }
   void setHeld(bool held);
 
-  Q_INVOKABLE void undo(int id);
+  /// Does what its button says.
+  Q_INVOKABLE void accept(int id);
   /// The latest that can be undone; false where there is none.
   Q_INVOKABLE bool undoLatest();
   Q_INVOKABLE void dismiss(int id);
@@ -55,7 +62,8 @@ class Notices : public QAbstractListModel {
     int id;
     QString text;
     bool isError;
-    std::function<void()> undo;
+    bool canUndo;
+    Offer offer;
     std::function<void()> settle;
     std::unique_ptr<QTimer> time = {};  ///< null for one that stays
   };

@@ -8,6 +8,8 @@ import Ravant.Theme
 FocusScope {
     id: column
 
+    function begin() { Workbench.contentProject === "" ? Workbench.run("newConversation") : Workbench.startNewConversation(Workbench.contentProject) }
+
     Accessible.role: Accessible.Grouping
     Accessible.name: qsTr("Content")
 
@@ -58,21 +60,38 @@ FocusScope {
             }
             IconButton {
                 iconName: "pencil"
-                name: Workbench.contentProject === "" ? qsTr("New conversation") : qsTr("New conversation in %1").arg(conversationList.title)
-                onClicked: Workbench.contentProject === "" ? Workbench.run("newConversation") : Workbench.startNewConversation(Workbench.contentProject)
+                name: Workbench.contentProject === "" ? qsTr("New conversation") : qsTr("New conversation in %1").arg(conversationList.projectName)
+                onClicked: column.begin()
             }
         }
     }
     Divider { anchors { bottom: head.bottom; left: parent.left; right: parent.right } height: 1 }
-    PlainLabel {
+    Column {
+        id: empty
+
         anchors { top: head.bottom; topMargin: Theme.unit * 4; left: parent.left; right: parent.right; margins: Theme.unit * 4 }
         visible: conversationList.read && conversationList.count === 0
-        text: conversationList.archived ? qsTr("No archived conversation.") : qsTr("No conversation yet.")
-        color: Theme.dim
-        wrapMode: Text.Wrap
-        Accessible.ignored: false
-        Accessible.role: Accessible.StaticText
-        Accessible.name: text
+        spacing: Theme.unit * 3
+
+        PlainLabel {
+            width: parent.width
+            text: conversationList.archived ? qsTr("No archived conversation.") : qsTr("No conversation yet.")
+            color: Theme.dim
+            wrapMode: Text.Wrap
+            Accessible.ignored: false
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+        PushButton {
+            visible: conversationList.archived
+            text: qsTr("Show the others")
+            onClicked: conversationList.archived = false
+        }
+        PushButton {
+            visible: !conversationList.archived && Workbench.detailKind === Workbench.Conversation
+            text: qsTr("New conversation")
+            onClicked: column.begin()
+        }
     }
     ReadingOrder { list: list }
     ListView {

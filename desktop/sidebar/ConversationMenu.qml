@@ -19,5 +19,6 @@ MenuPopup {
         keys: menu.isArchived ? "" : Workbench.keys("archive", Workbench.commandsRevision)
         onTriggered: menu.isArchived ? menu.actions.unarchive(menu.conversationId) : menu.actions.archive(menu.conversationId)
     }
+    MenuEntry { text: qsTr("Copy conversation id"); onTriggered: menu.actions.copyId(menu.conversationId) }
     MenuEntry { text: qsTr("Delete"); keys: "Del"; onTriggered: menu.actions.remove(menu.conversationId) }
 }

@@ -127,18 +127,18 @@ FocusScope {
             id: running
 
             anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
-            text: projectTree.running
+            text: projectTree.running === "" ? "" : projectTree.running + " · "
             color: Theme.dim
             font.pixelSize: Theme.secondarySize
             Accessible.ignored: text === ""
             Accessible.role: Accessible.StaticText
-            Accessible.name: text
+            Accessible.name: projectTree.running
         }
         TextMetrics { id: wholeUse; text: ownUse.words; font: use.font }
         PlainLabel {
             id: use
 
-            anchors { left: running.right; leftMargin: running.text === "" ? 0 : Theme.unit * 3; right: settings.left; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
+            anchors { left: running.right; right: settings.left; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
             horizontalAlignment: Text.AlignLeft
             text: wholeUse.advanceWidth <= width ? ownUse.words : ownUse.memoryWords
             color: Theme.faint

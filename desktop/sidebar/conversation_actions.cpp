@@ -1,5 +1,7 @@
 #include "desktop/sidebar/conversation_actions.hpp"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <algorithm>
 
 #include "core/store/store_error.hpp"
@@ -39,6 +41,10 @@ void ConversationActions::rename(const QString& conversation, const QString& tit
 
 void ConversationActions::archive(const QString& conversation) {
   archiveConversation(idOf<ConversationId>(conversation));
+}
+
+void ConversationActions::copyId(const QString& conversation) const {
+  QGuiApplication::clipboard()->setText(conversation);
 }
 
 void ConversationActions::unarchive(const QString& conversation) {

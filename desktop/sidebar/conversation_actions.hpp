@@ -19,6 +19,8 @@ class ConversationActions : public QObject, public ViewModel {
   /// An empty title is forgotten: the first prompt stands for it.
   Q_INVOKABLE void rename(const QString& conversation, const QString& title);
   Q_INVOKABLE void archive(const QString& conversation);
+  /// Onto the clipboard.
+  Q_INVOKABLE void copyId(const QString& conversation) const;
   Q_INVOKABLE void unarchive(const QString& conversation);
   /// Gone from every list at once, and from the store when it can no longer be taken back. One with a running prompt
   /// stays.

@@ -85,7 +85,11 @@ void ConversationList::turnArchived(bool isSeen) {
 }
 
 QString ConversationList::title() const {
-  if (project_.isEmpty()) return tr("Latest conversations");
+  if (project_.isEmpty()) return archived_ ? tr("Archived conversations") : tr("Latest conversations");
+  return archived_ ? tr("Archived in %1").arg(projectName()) : projectName();
+}
+
+QString ConversationList::projectName() const {
   const auto* project = roster()->project(idOf<ProjectId>(project_));
   return project ? QString::fromStdString(project->name) : QString();
 }

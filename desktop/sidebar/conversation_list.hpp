@@ -13,6 +13,8 @@ class ConversationList : public ravant::desktop::SidebarRows {
   /// Only those that are archived, instead of those that are not.
   Q_PROPERTY(bool archived READ isArchived WRITE setArchived NOTIFY queryChanged)
   Q_PROPERTY(QString title READ title NOTIFY titleChanged)
+  /// Empty for all projects.
+  Q_PROPERTY(QString projectName READ projectName NOTIFY titleChanged)
 
  public:
   ConversationList();
@@ -22,6 +24,7 @@ class ConversationList : public ravant::desktop::SidebarRows {
   bool isArchived() const { return archived_; }
   void setArchived(bool archived);
   QString title() const;
+  QString projectName() const;
 
   /// Goes from those that are archived to those that are not and back; where the list is not seen, to all that are
   /// archived.

@@ -113,7 +113,7 @@ void ConversationRoster::keepWhatIsShown() {
   for (const auto& [project, notice] : hiddenProjects_) {
     if (projects.contains(project)) notices.push_back(notice);
   }
-  for (const int notice : notices) window_.notices()->undo(notice);
+  for (const int notice : notices) window_.notices()->accept(notice);
 }
 
 void ConversationRoster::show(ProjectId project) {

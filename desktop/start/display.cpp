@@ -22,9 +22,9 @@ namespace {
 
 constexpr std::array<const char*, 3> kXcbFunctions{"xcb_connect", "xcb_connection_has_error", "xcb_disconnect"};
 constexpr LateLibrary kXcb("libxcb.so.1", kXcbFunctions);
-constexpr LateFunction<kXcb, "xcb_connect", void*(const char*, int*)> connectTo{};
-constexpr LateFunction<kXcb, "xcb_connection_has_error", int(void*)> hasError{};
-constexpr LateFunction<kXcb, "xcb_disconnect", void(void*)> disconnect{};
+constexpr LateFunction<kXcb, "xcb_connect", void*(const char*, int*)> kConnectTo{};
+constexpr LateFunction<kXcb, "xcb_connection_has_error", int(void*)> kHasError{};
+constexpr LateFunction<kXcb, "xcb_disconnect", void(void*)> kDisconnect{};
 
 constexpr std::string_view kPlatformOption = "-platform";
 constexpr std::string_view kUsualWayland = "wayland-0";
@@ -38,9 +38,9 @@ std::string_view variable(const char* name) {
 /// By the library that Qt asks too, so that what keeps Qt out, such as a missing permission, is found.
 bool answersX() {
   try {
-    void* const connection = connectTo(nullptr, nullptr);
-    const bool answers = hasError(connection) == 0;
-    disconnect(connection);
+    void* const connection = kConnectTo(nullptr, nullptr);
+    const bool answers = kHasError(connection) == 0;
+    kDisconnect(connection);
     return answers;
   } catch (const LateLibraryError&) {
     return false;

@@ -9,14 +9,16 @@ FocusScope {
 
     /// How wide a notice may be.
     required property real room
+    readonly property int mostShown: 3
+    readonly property bool isLookedAt: activeFocus || pointer.hovered
 
     visible: notices.count > 0
-    implicitWidth: column.implicitWidth
+    implicitWidth: Math.min(room, Theme.unit * 130)
     implicitHeight: column.implicitHeight
     Accessible.role: Accessible.Grouping
     Accessible.name: qsTr("Notices")
 
-    Binding { target: Workbench.notices; property: "held"; value: list.activeFocus || pointer.hovered }
+    Binding { target: Workbench.notices; property: "held"; value: list.isLookedAt }
     HoverHandler { id: pointer; enabled: list.visible }
     Column {
         id: column
@@ -31,14 +33,14 @@ FocusScope {
             Rectangle {
                 id: notice
 
+                required property int index
                 required property int noticeId
                 required property string text
                 required property bool isError
-                required property bool canUndo
-                readonly property real besideWords: Theme.unit * 5 + (sign.visible ? sign.width + row.spacing : 0) + (undo.visible ? undo.width + row.spacing : 0) + dismiss.width + row.spacing
+                required property string offer
 
-                anchors.horizontalCenter: parent?.horizontalCenter
-                width: Math.min(list.room, words.implicitWidth + besideWords, Theme.unit * 150)
+                visible: index >= notices.count - list.mostShown
+                width: list.width
                 height: Math.max(Theme.unit * 10, words.implicitHeight + Theme.unit * 4)
                 radius: Theme.floatingRadius
                 color: isError ? Theme.badGround : Theme.raised
@@ -47,32 +49,37 @@ FocusScope {
                 Accessible.name: text
                 Keys.onEscapePressed: Workbench.notices.dismiss(noticeId)
 
-                Row {
-                    id: row
+                ThemeIcon {
+                    id: sign
 
                     anchors { left: parent.left; leftMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
-                    spacing: Theme.unit * 3
-                    ThemeIcon { id: sign; anchors.verticalCenter: parent.verticalCenter; visible: notice.isError; name: "warning"; color: Theme.bad }
-                    PlainLabel {
-                        id: words
+                    visible: notice.isError
+                    name: "warning"
+                    color: Theme.bad
+                }
+                PlainLabel {
+                    id: words
 
-                        anchors.verticalCenter: parent.verticalCenter
-                        width: Math.min(implicitWidth, notice.width - notice.besideWords)
-                        wrapMode: Text.Wrap
-                        elide: Text.ElideNone
-                        text: notice.text
-                    }
+                    anchors { left: sign.visible ? sign.right : parent.left; leftMargin: Theme.unit * (sign.visible ? 3 : 4); right: acts.left; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
+                    wrapMode: Text.Wrap
+                    // All of it is shown to who is at it.
+                    maximumLineCount: list.isLookedAt ? 100 : 3
+                    elide: Text.ElideRight
+                    text: notice.text
+                }
+                Row {
+                    id: acts
+
+                    anchors { right: parent.right; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
+                    spacing: Theme.unit * 2
+
                     PushButton {
-                        id: undo
-
                         anchors.verticalCenter: parent.verticalCenter
-                        visible: notice.canUndo
-                        text: qsTr("Undo")
-                        onClicked: Workbench.notices.undo(notice.noticeId)
+                        visible: notice.offer !== ""
+                        text: notice.offer
+                        onClicked: Workbench.notices.accept(notice.noticeId)
                     }
                     IconButton {
-                        id: dismiss
-
                         anchors.verticalCenter: parent.verticalCenter
                         iconName: "cross"
                         name: qsTr("Dismiss: %1").arg(notice.text)

@@ -171,10 +171,11 @@ FocusScope {
     NoticeList {
         id: notices
 
-        z: 3
+        // Beneath the sidebar that lies over what it tells of.
+        z: regions.sidebarLiesOver ? 1 : 3
         x: Math.round(stage.x + (stage.width - width) / 2)
         y: Math.max(Theme.unit * 2, stage.height - (stage === detail ? composer.implicitHeight : 0) - height - Theme.unit * 2)
-        room: stage.width - Theme.unit * 8
+        room: stage.width - Theme.unit * 10
 
         readonly property Item stage: detail.width >= Theme.unit * 60 ? detail : regions
     }

@@ -4,9 +4,12 @@
 
 #include "app/known_settings.hpp"
 #include "platform/files/private_file.hpp"
+#include "platform/log/log.hpp"
 
 namespace ravant::desktop {
 namespace {
+
+constexpr Log kLog("com.ravant.desktop", "SettingsFollower");
 
 /// An editor can write a file in several steps.
 constexpr std::chrono::milliseconds kUntilSettled(50);
@@ -46,8 +49,8 @@ void SettingsFollower::watch() {
   // The first settings are to be seen, too.
   try {
     makePrivateFolder(file.parent_path());
-  } catch (const std::system_error&) {
-    // Then nobody can write any.
+  } catch (const std::system_error& error) {
+    kLog.info("settings written later are not seen: {}", error.what());
   }
   for (const std::filesystem::path& path : {file, std::filesystem::canonical(file, unknown), file.parent_path()}) {
     if (std::filesystem::exists(path, unknown) && !watcher_.files().contains(textOf(path)) &&

@@ -141,7 +141,7 @@ TEST(TroublesOfTheKeyStore, leadToTheSettingsWhereNoneRuns) {
   const auto at = [&](AgentTroubles::Role role) { return troubles.data(troubles.index(0), role); };
   EXPECT_THAT(at(AgentTroubles::WordsRole).toString().toStdString(),
               testing::AllOf(HasSubstr("no service for keys (Secret Service) runs in this session. Start such"),
-                             HasSubstr("set \"keyStore\" to \"file\"")));
+                             HasSubstr("set “keyStore” to “file”")));
   ASSERT_EQ(at(AgentTroubles::RemedyRole).value<AgentTroubles::Remedy>(), AgentTroubles::Remedy::Settings);
   troubles.mend(0);
   const auto opened = workbench.folder() / "editor.opened";

@@ -50,7 +50,7 @@ TEST_F(Composer, keepsALongTextOutOfTheField) {
   EXPECT_EQ(composer->longText(), QString());
   const auto* notices = workbench.window().notices();
   const int id = notices->data(notices->index(notices->rowCount() - 1), desktop::Notices::idRole).toInt();
-  workbench.window().notices()->undo(id);
+  workbench.window().notices()->accept(id);
   EXPECT_TRUE(until([&] { return !composer->longText().isEmpty(); }));
   composer->showLongText();
   EXPECT_EQ(text(), whole);

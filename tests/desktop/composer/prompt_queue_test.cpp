@@ -41,7 +41,7 @@ TEST_F(Composer, queuesBehindARunAndChangesWhatWaits) {
   ASSERT_TRUE(until([&] { return queued() == std::vector<std::string>{"now", "three"}; }));
   const auto* notices = workbench.window().notices();
   const int id = notices->data(notices->index(notices->rowCount() - 1), desktop::Notices::idRole).toInt();
-  workbench.window().notices()->undo(id);
+  workbench.window().notices()->accept(id);
   ASSERT_TRUE(until([&] { return queued() == std::vector<std::string>{"now", "four", "three"}; })) << "where it was";
   composer->queue()->sendNow(2);
   ASSERT_TRUE(until([&] { return queued() == std::vector<std::string>{"three", "now", "four"}; }));

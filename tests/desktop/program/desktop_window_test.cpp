@@ -198,6 +198,19 @@ TEST(NoticesTest, SaysTheSameOnceUnlessThereIsAWayBack) {
   EXPECT_FALSE(notices.undoLatest());
 }
 
+TEST(NoticesTest, OfferAWayOnThatIsNoWayBack) {
+  Notices notices;
+  int copied = 0;
+  notices.tellError(QStringLiteral("No program opens it"), {QStringLiteral("Copy path"), [&] { ++copied; }});
+  const QModelIndex shown = notices.index(0);
+  EXPECT_EQ(shown.data(Notices::offerRole).toString(), QStringLiteral("Copy path"));
+  EXPECT_FALSE(notices.undoLatest());
+  EXPECT_EQ(copied, 0);
+  notices.accept(shown.data(Notices::idRole).toInt());
+  EXPECT_EQ(copied, 1);
+  EXPECT_EQ(notices.rowCount(), 0);
+}
+
 TEST(NoticesTest, AreLeftOneByOneWhereTheyTellOfFailures) {
   Notices notices;
   notices.tellError(QStringLiteral("No room"));

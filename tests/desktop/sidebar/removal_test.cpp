@@ -40,7 +40,7 @@ class SidebarRemovalTest : public testing::Test {
 
   void undo() {
     Notices& shown = *workbench.window().notices();
-    shown.undo(shown.data(shown.index(shown.rowCount() - 1), Notices::idRole).toInt());
+    shown.accept(shown.data(shown.index(shown.rowCount() - 1), Notices::idRole).toInt());
   }
 
   std::size_t stored() { return await(workbench.application().conversations().conversations({})).size(); }
@@ -101,6 +101,7 @@ TEST_F(SidebarRemovalTest, ArchivesAtOnceAndShowsTheNextOne) {
   ConversationActions actions;
   DesktopWindow& window = workbench.window();
   archived.setArchived(true);
+  EXPECT_EQ(archived.title(), QStringLiteral("Archived conversations"));
   ASSERT_TRUE(comesToShow(tree, all));
   tree.open(1);
   const auto comesToShowIt = [&](ConversationId wanted) {
