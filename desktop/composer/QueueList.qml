@@ -3,7 +3,8 @@ import Ravant.Composer
 import Ravant.Controls
 import Ravant.Theme
 
-/// The prompts that wait: walked with the arrow keys, Enter shows what can be done with the current one.
+/// The prompts that wait: walked with the arrow keys and moved by them with Shift; Enter shows what can be done with the
+/// current one.
 ListView {
     id: list
 
@@ -12,6 +13,9 @@ ListView {
 
     /// By Esc.
     signal dismissed
+
+    /// Along with the current prompt.
+    function move(by: int) { queue.move(currentIndex, by); currentIndex = Math.max(0, Math.min(count - 1, currentIndex + by)) }
 
     visible: count > 0
     /// As many rows as leave room for what is above.
@@ -26,6 +30,8 @@ ListView {
     model: queue
     Accessible.role: Accessible.List
     Accessible.name: qsTr("Queued prompts")
+    Keys.onUpPressed: event => { event.accepted = event.modifiers & Qt.ShiftModifier; if (event.accepted) move(-1) }
+    Keys.onDownPressed: event => { event.accepted = event.modifiers & Qt.ShiftModifier; if (event.accepted) move(1) }
     Keys.onReturnPressed: (currentItem as QueueRow)?.openMenuByKeys()
     Keys.onEnterPressed: (currentItem as QueueRow)?.openMenuByKeys()
     Keys.onMenuPressed: (currentItem as QueueRow)?.openMenuByKeys()

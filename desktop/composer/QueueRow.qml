@@ -68,8 +68,8 @@ ListRow {
 
         MenuEntry { text: qsTr("Edit"); onTriggered: row.queue.edit(row.index) }
         MenuEntry { text: row.isHeld ? qsTr("Send now") : qsTr("Put first"); enabled: row.isHeld || !row.isFirst; onTriggered: row.queue.sendNow(row.index) }
-        MenuEntry { text: qsTr("Move up"); enabled: !row.isFirst; onTriggered: row.queue.move(row.index, -1) }
-        MenuEntry { text: qsTr("Move down"); enabled: !row.isLast; onTriggered: row.queue.move(row.index, 1) }
+        MenuEntry { text: qsTr("Move up"); keys: "Shift Up"; enabled: !row.isFirst; onTriggered: row.queue.move(row.index, -1) }
+        MenuEntry { text: qsTr("Move down"); keys: "Shift Down"; enabled: !row.isLast; onTriggered: row.queue.move(row.index, 1) }
         MenuEntry { text: qsTr("Remove"); keys: "Del"; onTriggered: row.queue.remove(row.index) }
     }
 }

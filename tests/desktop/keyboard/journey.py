@@ -230,6 +230,11 @@ class KeyboardJourney(DesktopCase):
         self.focused("list item", "Queued: four")
         self.choose("Move up", "Shift+F10")
         self.wait_for_names("Queued prompts", "Queued: two", "Queued: four", "Queued: three")
+        self.desktop.keys("Shift+Up")
+        self.wait_for_names("Queued prompts", "Queued: two", "Queued: three", "Queued: four")
+        self.focused("list item", "Queued: three")
+        self.desktop.keys("Shift+Down")
+        self.wait_for_names("Queued prompts", "Queued: two", "Queued: four", "Queued: three")
 
     def choose(self, entry, key="Enter"):
         """From the menu of the row that has the focus, which a key opens at its first."""
