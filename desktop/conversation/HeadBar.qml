@@ -79,7 +79,7 @@ Item {
         MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: bar.rename() }
         MenuEntry { text: qsTr("Archive"); keys: Workbench.keys("archive", Workbench.commandsRevision); onTriggered: bar.head.archive() }
         MenuEntry { text: qsTr("Copy conversation id"); onTriggered: bar.head.copyId() }
-        MenuEntry { text: qsTr("Delete"); keys: Workbench.keys("deleteConversation", Workbench.commandsRevision); onTriggered: Workbench.run("deleteConversation") }
+        MenuEntry { text: qsTr("Delete"); keys: Workbench.keys("deleteConversation", Workbench.commandsRevision); onTriggered: Workbench.deletionRequested(bar.head.conversation) }
     }
     Divider { anchors { bottom: parent.bottom; left: parent.left; right: parent.right } height: 1 }
 }

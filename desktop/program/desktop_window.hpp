@@ -147,6 +147,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void selectionShown();
   /// For the list that is selected, which may have been selected before and not be seen.
   void listRequested();
+  /// Of this one, wherever the keyboard is.
+  void deletionRequested(const QString& conversation);
   void commandsRevisionChanged();
   void activeChanged();
   void endVisibleChanged();

@@ -33,6 +33,10 @@ FocusScope {
         enabled: tree.activeFocus ? tree.currentRow?.isConversation ?? false : Workbench.conversation !== ""
         onTriggered: conversationActions.remove(tree.activeFocus ? tree.currentRow.conversationId : Workbench.conversation)
     }
+    Connections {
+        target: Workbench
+        function onDeletionRequested(conversation: string) { conversationActions.remove(conversation) }
+    }
     CommandHandler { command: "previousInSidebar"; onTriggered: projectTree.openNeighbour(-1) }
     CommandHandler { command: "nextInSidebar"; onTriggered: projectTree.openNeighbour(1) }
     CommandHandler {

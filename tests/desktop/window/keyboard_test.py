@@ -113,6 +113,18 @@ class Keyboard(DesktopCase):
         self.desktop.wait_gone(name="“cherries” was deleted.")
         self.desktop.end()
 
+    def test_the_menu_of_what_is_shown_leaves_the_row_with_the_keyboard_alone(self):
+        self.desktop.start()
+        self.desktop.keys("Alt+Down")
+        self.shows("cherries")
+        self.to_tree()
+        self.desktop.keys("Down")
+        self.has_keyboard("list item", re.compile("^birds"))
+        self.desktop.press(self.desktop.find("push button", "More", ["showing"]))
+        self.desktop.press(self.desktop.wait_for("menu item", re.compile("^Delete"), ["showing"]))
+        self.desktop.wait_for(name="“cherries” was deleted.")
+        self.desktop.end()
+
     def test_a_list_is_walked_and_left(self):
         self.desktop.start()
         self.desktop.keys("Alt+Down")
