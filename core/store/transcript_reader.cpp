@@ -66,6 +66,9 @@ AgentMessage readMessage(const sqlite::Query& row) {
           .blocks = {}};
 }
 
+/// An item behind which fewer follow has its place counted from the end.
+constexpr std::int64_t kNearEnd = 100;
+
 }  // namespace
 
 /// The queries themselves, run one after another on the reader's strand.
@@ -87,12 +90,17 @@ class TranscriptReadings {
             "WHERE conversation.uuid = ? AND item.created_at = ? AND item.id > ? ORDER BY item.id LIMIT ?"))),
         later_(store_.prepare(selectItems("WHERE conversation.uuid = ? AND item.created_at > ? "
                                           "ORDER BY item.created_at, item.id LIMIT ?"))),
+        // Places are mostly asked for near the end.
+        atOrBehind_(store_.prepare(
+            "SELECT conversation.item_count, (SELECT count(*) FROM (SELECT 1 FROM conversation_item AS behind WHERE "
+            "behind.conversation_id = item.conversation_id AND (behind.created_at, behind.id) >= (item.created_at, "
+            "item.id) LIMIT ?2)) FROM conversation_item AS item JOIN conversation ON conversation.id = "
+            "item.conversation_id WHERE item.id = ?1")),
         position_(
             store_.prepare("SELECT (SELECT count(*) FROM conversation_item AS before WHERE before.conversation_id = "
                            "item.conversation_id AND (before.created_at, before.id) < (item.created_at, item.id)) "
                            "FROM conversation_item AS item WHERE item.id = ?")),
-        count_(store_.prepare("SELECT count(*) FROM conversation_item WHERE conversation_id = "
-                              "(SELECT id FROM conversation WHERE uuid = ? AND importer IS NULL)")),
+        count_(store_.prepare("SELECT item_count FROM conversation WHERE uuid = ? AND importer IS NULL")),
         beforeLast_(store_.prepare("SELECT id FROM conversation_item WHERE conversation_id = "
                                    "(SELECT id FROM conversation WHERE uuid = ? AND importer IS NULL) ORDER BY "
                                    "created_at DESC, id DESC LIMIT 1 OFFSET ?")),
@@ -156,7 +164,10 @@ class TranscriptReadings {
   }
 
   std::optional<std::int64_t> position(ConversationItemId id) {
-    return store_.read([&] {
+    return store_.read([&]() -> std::optional<std::int64_t> {
+      auto counted = atOrBehind_.query(bound(id), kNearEnd);
+      if (!counted.step()) return std::nullopt;
+      if (counted.int64(1) < kNearEnd) return counted.int64(0) - counted.int64(1);
       auto row = position_.query(bound(id));
       return row.step() ? row.optionalInt64(0) : std::nullopt;
     });
@@ -323,6 +334,7 @@ class TranscriptReadings {
   sqlite::Statement earlier_;
   sqlite::Statement sameTimeAfter_;
   sqlite::Statement later_;
+  sqlite::Statement atOrBehind_;
   sqlite::Statement position_;
   sqlite::Statement count_;
   sqlite::Statement beforeLast_;

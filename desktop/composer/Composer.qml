@@ -133,7 +133,7 @@ FocusScope {
 
                     iconName: "paperclip"
                     name: qsTr("Attach files")
-                    keys: Workbench.keys("attachFiles", Workbench.commandsRevision)
+                    keys: Workbench.keys("attachFiles", Workbench.keysRevision)
                     onClicked: files.open()
                 }
                 PickerButton {
@@ -145,7 +145,7 @@ FocusScope {
                     choice: composer.pickers.agentName
                     enabled: composer.pickers.canChooseAgent
                     obstacle: qsTr("A conversation keeps its agent.")
-                    keys: Workbench.keys("chooseAgent", Workbench.commandsRevision)
+                    keys: Workbench.keys("chooseAgent", Workbench.keysRevision)
                     onClicked: agents.open()
 
                     ChoicePopup {
@@ -165,7 +165,7 @@ FocusScope {
                     subject: qsTr("Model")
                     choice: composer.pickers.modelName
                     enabled: composer.pickers.canChooseModel
-                    keys: Workbench.keys("chooseModel", Workbench.commandsRevision)
+                    keys: Workbench.keys("chooseModel", Workbench.keysRevision)
                     onClicked: models.open()
 
                     ChoicePopup {
@@ -187,7 +187,7 @@ FocusScope {
                     label: composer.pickers.hasEffort ? composer.pickers.effortName : qsTr("Default effort")
                     enabled: composer.pickers.canChooseEffort
                     obstacle: qsTr("This model has no efforts to choose from.")
-                    keys: Workbench.keys("chooseEffort", Workbench.commandsRevision)
+                    keys: Workbench.keys("chooseEffort", Workbench.keysRevision)
                     onClicked: efforts.open()
 
                     ChoicePopup {
@@ -226,7 +226,7 @@ FocusScope {
                     iconName: "stop"
                     text: qsTr("Stop")
                     hint: composer.stopObstacle === "" ? qsTr("Stop the run") : composer.stopObstacle
-                    keys: Workbench.keys("stopRun", Workbench.commandsRevision)
+                    keys: Workbench.keys("stopRun", Workbench.keysRevision)
                     onClicked: composer.stop()
                 }
                 IconButton {

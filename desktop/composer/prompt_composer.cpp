@@ -32,7 +32,7 @@ PromptComposer::PromptComposer(QObject* parent)
       pickers_(application_) {
   connect(&window_, &DesktopWindow::selectionChanged, this, &PromptComposer::followSelection);
   connect(this, &PromptComposer::changed, this, &PromptComposer::placeholderChanged);
-  connect(&window_, &DesktopWindow::commandsRevisionChanged, this, &PromptComposer::placeholderChanged);
+  connect(&window_, &DesktopWindow::keysRevisionChanged, this, &PromptComposer::placeholderChanged);
   connect(window_.end(), &OrderlyEnd::stateChanged, &draft_, &DraftKeeper::writeNow);
   followStore();
   connect(sender_.get(), &PromptSender::underWayChanged, this, [this] {

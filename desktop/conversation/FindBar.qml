@@ -57,8 +57,8 @@ Rectangle {
         id: buttons
 
         anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: parent.verticalCenter }
-        IconButton { iconName: "chevron-up"; name: qsTr("Previous"); enabled: bar.canStep; keys: Workbench.keys("findPrevious", Workbench.commandsRevision); onClicked: bar.search.previous() }
-        IconButton { iconName: "chevron-down"; name: qsTr("Next"); enabled: bar.canStep; keys: Workbench.keys("findNext", Workbench.commandsRevision); onClicked: bar.search.next() }
+        IconButton { iconName: "chevron-up"; name: qsTr("Previous"); enabled: bar.canStep; keys: Workbench.keys("findPrevious", Workbench.keysRevision); onClicked: bar.search.previous() }
+        IconButton { iconName: "chevron-down"; name: qsTr("Next"); enabled: bar.canStep; keys: Workbench.keys("findNext", Workbench.keysRevision); onClicked: bar.search.next() }
         IconButton { iconName: "cross"; name: qsTr("Close"); keys: "Esc"; onClicked: bar.close() }
     }
     Divider { anchors { bottom: parent.bottom; left: parent.left; right: parent.right } }

@@ -68,7 +68,7 @@ Item {
         IconButton {
             iconName: "search"
             name: qsTr("Find")
-            keys: Workbench.keys("find", Workbench.commandsRevision)
+            keys: Workbench.keys("find", Workbench.keysRevision)
             onClicked: bar.findRequested()
         }
         IconButton { id: more; iconName: "more"; name: qsTr("More"); onClicked: menu.popup(more, 0, more.height) }
@@ -76,10 +76,10 @@ Item {
     MenuPopup {
         id: menu
 
-        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: bar.rename() }
-        MenuEntry { text: qsTr("Archive"); keys: Workbench.keys("archive", Workbench.commandsRevision); onTriggered: bar.head.archive() }
+        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.keysRevision); onTriggered: bar.rename() }
+        MenuEntry { text: qsTr("Archive"); keys: Workbench.keys("archive", Workbench.keysRevision); onTriggered: bar.head.archive() }
         MenuEntry { text: qsTr("Copy conversation id"); onTriggered: bar.head.copyId() }
-        MenuEntry { text: qsTr("Delete"); keys: Workbench.keys("deleteConversation", Workbench.commandsRevision); onTriggered: Workbench.deletionRequested(bar.head.conversation) }
+        MenuEntry { text: qsTr("Delete"); keys: Workbench.keys("deleteConversation", Workbench.keysRevision); onTriggered: Workbench.deletionRequested(bar.head.conversation) }
     }
     Divider { anchors { bottom: parent.bottom; left: parent.left; right: parent.right } height: 1 }
 }

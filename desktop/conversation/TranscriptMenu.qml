@@ -21,7 +21,7 @@ MenuPopup {
         links = rows.linksAt(row)
     }
 
-    MenuEntry { text: qsTr("Copy as Markdown"); keys: Workbench.keys("copyMessage", Workbench.commandsRevision); enabled: menu.item !== ""; onTriggered: menu.rows.copyItem(menu.item) }
+    MenuEntry { text: qsTr("Copy as Markdown"); keys: Workbench.keys("copyMessage", Workbench.keysRevision); enabled: menu.item !== ""; onTriggered: menu.rows.copyItem(menu.item) }
     MenuEntry { text: qsTr("Copy raw record"); enabled: menu.item !== ""; onTriggered: menu.rows.copyRecord(menu.item) }
     MenuEntry { text: qsTr("Copy link"); onTriggered: menu.rows.copyLink() }
 

@@ -7,14 +7,14 @@ Row {
     IconButton {
         iconName: "chevron-left"
         name: qsTr("Back")
-        keys: Workbench.keys("goBack", Workbench.commandsRevision)
+        keys: Workbench.keys("goBack", Workbench.keysRevision)
         enabled: Workbench.canRun("goBack", Workbench.commandsRevision)
         onClicked: Workbench.run("goBack")
     }
     IconButton {
         iconName: "chevron-right"
         name: qsTr("Forward")
-        keys: Workbench.keys("goForward", Workbench.commandsRevision)
+        keys: Workbench.keys("goForward", Workbench.keysRevision)
         enabled: Workbench.canRun("goForward", Workbench.commandsRevision)
         onClicked: Workbench.run("goForward")
     }

@@ -1,6 +1,7 @@
 #include "desktop/program/desktop_window.hpp"
 
 #include <QJSEngine>
+#include <QSet>
 #include <algorithm>
 #include <ranges>
 
@@ -27,6 +28,25 @@ QList<QUrl> foldersAmong(const QList<QUrl>& files) {
     return file.isLocalFile() && std::filesystem::is_directory(file.toLocalFile().toStdString(), unreadable);
   });
   return folders;
+}
+
+/// A key that is another one's to some keyboards is left to the command that is bound to it.
+QHash<QString, QVariantList> sequencesOf(const Keybindings& keybindings) {
+  QHash<QString, QStringList> pressed;
+  QSet<QString> taken;
+  for (const CommandDescription& command : commandDescriptions()) {
+    const auto bound = keybindings.keys(command.command);
+    if (!bound) continue;
+    const QStringList& keys = *pressed.insert(QString::fromUtf8(command.name), pressedKeys(*bound));
+    taken.insert(keys.first());
+  }
+  QHash<QString, QVariantList> sequences;
+  for (const auto& [command, keys] : pressed.asKeyValueRange()) {
+    for (const QString& key : keys) {
+      if (key == keys.first() || !taken.contains(key)) sequences[command].append(key);
+    }
+  }
+  return sequences;
 }
 
 }  // namespace
@@ -226,33 +246,16 @@ QString DesktopWindow::keys(const QString& command, int) const {
   return bound ? shownKeys(*bound) : QString();
 }
 
-QVariantList DesktopWindow::sequences(const QString& command, int) const {
-  const auto bound = keysOf(command);
-  if (!bound) return {};
-  QStringList keys = pressedKeys(*bound);
-  const auto isOfAnother = [&](const QString& pressed) {
-    return std::ranges::any_of(commandDescriptions(), [&](const CommandDescription& other) {
-      const auto itsKeys = keybindings_.keys(other.command);
-      return itsKeys && *itsKeys != *bound && pressedKeys(*itsKeys).first() == pressed;
-    });
-  };
-  keys.removeIf(isOfAnother);
-  return {keys.begin(), keys.end()};
-}
-
 std::optional<KeySequence> DesktopWindow::keysOf(const QString& command) const {
   const auto named = commandNamed(command.toStdString());
   return named ? keybindings_.keys(*named) : std::nullopt;
 }
 
-QString DesktopWindow::title(const QString& command, int) const {
-  const auto named = commandNamed(command.toStdString());
-  return named ? QString::fromUtf8(state_->title(*named)) : QString();
-}
-
 void DesktopWindow::loadKeybindings() {
   keybindings_ = keybindingsOf(application_.settings());
-  commandsChanged();
+  sequences_ = sequencesOf(keybindings_);
+  ++keysRevision_;
+  Q_EMIT keysRevisionChanged();
 }
 
 void DesktopWindow::commandsChanged() {

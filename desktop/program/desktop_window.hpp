@@ -1,10 +1,12 @@
 #pragma once
 
 #include <QtQml/qqmlregistration.h>
+#include <QHash>
 #include <QObject>
 #include <QStringList>
 #include <QTimer>
 #include <QUrl>
+#include <QVariant>
 #include <memory>
 #include <vector>
 
@@ -37,8 +39,10 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   Q_PROPERTY(QString contentProject READ contentProject NOTIFY selectionChanged)
   Q_PROPERTY(QString conversation READ conversation NOTIFY selectionChanged)
   Q_PROPERTY(QString newConversationProject READ newConversationProject NOTIFY selectionChanged)
-  /// Changes whenever a command's ability to run, its title or its keys may have.
+  /// Changes whenever a command's ability to run may have.
   Q_PROPERTY(int commandsRevision READ commandsRevision NOTIFY commandsRevisionChanged)
+  /// Changes with the keys of the commands.
+  Q_PROPERTY(int keysRevision READ keysRevision NOTIFY keysRevisionChanged)
   Q_PROPERTY(QStringList commands READ commands CONSTANT)
   Q_PROPERTY(ravant::desktop::Notices* notices READ notices CONSTANT)
   Q_PROPERTY(ravant::desktop::OrderlyEnd* end READ end CONSTANT)
@@ -118,15 +122,15 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   Timestamp presentTime() const { return presentTime_; }
 
   int commandsRevision() const { return commandsRevision_; }
+  int keysRevision() const { return keysRevision_; }
   QStringList commands() const;
   Q_INVOKABLE void run(const QString& command);
-  /// The last argument of these four is `commandsRevision`, for a binding to follow it.
+  /// The last argument is `commandsRevision`, for a binding to follow it; of the next two, `keysRevision`.
   Q_INVOKABLE bool canRun(const QString& command, int revision) const;
   /// As they are written for people.
   Q_INVOKABLE QString keys(const QString& command, int revision) const;
   /// As `Shortcut` reads them.
-  Q_INVOKABLE QVariantList sequences(const QString& command, int revision) const;
-  Q_INVOKABLE QString title(const QString& command, int revision) const;
+  Q_INVOKABLE QVariantList sequences(const QString& command, int) const { return sequences_.value(command); }
 
   void runCommand(WindowCommand command);
   /// Reads the keys anew from the settings, as of their last load.
@@ -150,6 +154,7 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   /// Of this one, wherever the keyboard is.
   void deletionRequested(const QString& conversation);
   void commandsRevisionChanged();
+  void keysRevisionChanged();
   void activeChanged();
   void endVisibleChanged();
   void presentTimeChanged();
@@ -190,7 +195,9 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   OrderlyEnd end_;
   Keybindings keybindings_;
   std::vector<CommandHandler*> handlers_;
+  QHash<QString, QVariantList> sequences_;
   int commandsRevision_ = 0;
+  int keysRevision_ = 0;
   Timestamp presentTime_;
   QTimer minute_;
   bool isActive_ = false;

@@ -53,7 +53,7 @@ FocusScope {
             IconButton {
                 iconName: "archive"
                 name: conversationList.archived ? qsTr("Conversations that are not archived") : qsTr("Archived conversations")
-                keys: Workbench.keys("archivedConversations", Workbench.commandsRevision)
+                keys: Workbench.keys("archivedConversations", Workbench.keysRevision)
                 checked: conversationList.archived
                 ink: conversationList.archived ? Theme.accent : Theme.dim
                 onClicked: conversationList.archived = !conversationList.archived

@@ -13,10 +13,10 @@ MenuPopup {
 
     signal renameRequested
 
-    MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: menu.renameRequested() }
+    MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.keysRevision); onTriggered: menu.renameRequested() }
     MenuEntry {
         text: menu.isArchived ? qsTr("Bring back") : qsTr("Archive")
-        keys: menu.isArchived ? "" : Workbench.keys("archive", Workbench.commandsRevision)
+        keys: menu.isArchived ? "" : Workbench.keys("archive", Workbench.keysRevision)
         onTriggered: menu.isArchived ? menu.actions.unarchive(menu.conversationId) : menu.actions.archive(menu.conversationId)
     }
     MenuEntry { text: qsTr("Copy conversation id"); onTriggered: menu.actions.copyId(menu.conversationId) }

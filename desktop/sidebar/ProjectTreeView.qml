@@ -94,7 +94,7 @@ ListView {
         id: projectMenu
 
         MenuEntry { text: qsTr("New conversation"); onTriggered: Workbench.startNewConversation(view.currentRow.projectId) }
-        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.commandsRevision); onTriggered: view.rename(view.currentIndex) }
+        MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.keysRevision); onTriggered: view.rename(view.currentIndex) }
         MenuEntry { text: qsTr("Open folder"); onTriggered: view.projects.openFolder(view.currentRow.projectId) }
         MenuEntry { text: qsTr("Copy path"); onTriggered: view.projects.copyPath(view.currentRow.projectId) }
         MenuEntry { text: qsTr("Move up"); enabled: projectMenu.visible && view.projects.canMove(view.currentRow.projectId, -1); onTriggered: view.projects.move(view.currentRow.projectId, -1) }

@@ -57,7 +57,7 @@ FocusScope {
             anchors { left: parent.left; leftMargin: Theme.unit * 2; right: pencil.left; rightMargin: Theme.unit; verticalCenter: parent.verticalCenter }
             iconName: "search"
             text: qsTr("Go to or run")
-            keys: Workbench.keys("showPalette", Workbench.commandsRevision)
+            keys: Workbench.keys("showPalette", Workbench.keysRevision)
             onClicked: Workbench.run("showPalette")
         }
         IconButton {
@@ -66,7 +66,7 @@ FocusScope {
             anchors { right: parent.right; rightMargin: Theme.unit * 1.5; verticalCenter: parent.verticalCenter }
             iconName: "pencil"
             name: qsTr("New conversation")
-            keys: Workbench.keys("newConversation", Workbench.commandsRevision)
+            keys: Workbench.keys("newConversation", Workbench.keysRevision)
             onClicked: Workbench.run("newConversation")
         }
     }
@@ -76,7 +76,7 @@ FocusScope {
         anchors { top: head.bottom; left: parent.left; right: parent.right }
         iconName: "clock"
         text: qsTr("Latest conversations")
-        keys: Workbench.keys("allConversations", Workbench.commandsRevision)
+        keys: Workbench.keys("allConversations", Workbench.keysRevision)
         selected: Workbench.contentKind === Workbench.Latest && (sidebar.listShown || Workbench.conversation === "")
         onClicked: Workbench.showLatest()
     }
@@ -97,7 +97,7 @@ FocusScope {
             anchors { right: parent.right; rightMargin: Theme.unit * 1.5; verticalCenter: parent.verticalCenter }
             iconName: "plus"
             name: qsTr("Add project")
-            keys: Workbench.keys("addNewProject", Workbench.commandsRevision)
+            keys: Workbench.keys("addNewProject", Workbench.keysRevision)
             onClicked: Workbench.run("addNewProject")
         }
     }
@@ -157,7 +157,7 @@ FocusScope {
             anchors { right: parent.right; rightMargin: Theme.unit * 1.5; verticalCenter: parent.verticalCenter }
             iconName: "settings"
             name: qsTr("Settings")
-            keys: Workbench.keys("settings", Workbench.commandsRevision)
+            keys: Workbench.keys("settings", Workbench.keysRevision)
             onClicked: Workbench.run("settings")
         }
     }

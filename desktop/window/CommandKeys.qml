@@ -8,7 +8,7 @@ Instantiator {
     delegate: Shortcut {
         required property string modelData
 
-        sequences: Workbench.sequences(modelData, Workbench.commandsRevision)
+        sequences: Workbench.sequences(modelData, Workbench.keysRevision)
         enabled: Workbench.canRun(modelData, Workbench.commandsRevision)
         onActivated: Workbench.run(modelData)
     }

@@ -46,7 +46,7 @@ FocusScope {
             anchors { top: parent.top; topMargin: (Theme.headHeight - height) / 2; horizontalCenter: parent.horizontalCenter }
             iconName: "sidebar"
             name: qsTr("Show sidebar")
-            keys: Workbench.keys("toggleSidebar", Workbench.commandsRevision)
+            keys: Workbench.keys("toggleSidebar", Workbench.keysRevision)
             onClicked: Workbench.run("toggleSidebar")
         }
         Divider { anchors { top: parent.top; bottom: parent.bottom; left: parent.right } width: 1 }
