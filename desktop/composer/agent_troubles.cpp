@@ -133,7 +133,7 @@ awaitable<std::vector<AgentTroubles::Trouble>> AgentTroubles::troublesOfAgents(s
   std::string searchPath;
   if (std::ranges::any_of(agents, needsSearchPath)) {
     const auto options = locatorOptions(application.settings(), application.processes());
-    searchPath = (co_await readShellEnvironment(options, application.io())).searchPath;
+    searchPath = (co_await alive(readShellEnvironment(options, application.io()))).searchPath;
   }
   std::vector<Trouble> troubles;
   for (const Agent& agent : agents) {

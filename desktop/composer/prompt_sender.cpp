@@ -32,8 +32,8 @@ awaitable<void> expectAttachments(Application& application, std::string prompt, 
 /// The user has stopped the prompt before it was sent.
 struct Stopped {};
 
-/// As a sentence, for the core's words begin in the middle of one.
-std::string sentence(std::string words) {
+/// The core's words begin in the middle of a sentence.
+std::string capitalized(std::string words) {
   if (!words.empty() && words.front() >= 'a' && words.front() <= 'z') words.front() -= 'a' - 'A';
   return words;
 }
@@ -153,7 +153,7 @@ awaitable<void> PromptSender::sendToEnd(std::shared_ptr<PromptSender> self, Prom
     }
   } catch (const Stopped&) {
   } catch (const std::exception& error) {
-    words = sentence(error.what());
+    words = capitalized(error.what());
   }
   co_await self->application_.modelContainer()->changeFeed()->flush();
   if (entry->isStored) throw std::runtime_error(words);
@@ -202,7 +202,7 @@ awaitable<void> PromptSender::addToQueue(std::shared_ptr<PromptSender> self, Con
     try {
       co_await self->addOne(wanted);
     } catch (const std::exception& error) {
-      words = sentence(error.what());
+      words = capitalized(error.what());
     }
     self->leave(wanted.entry);
     try {

@@ -127,6 +127,25 @@ TEST_F(Troubles, ofAConversationAreMendedWhereItIsWritten) {
   EXPECT_EQ(composer.text(), QStringLiteral("wanted"));
 }
 
+TEST_F(Troubles, ofAComposerThatIsGoneBeforeTheShellAnswersAreNobodys) {
+  const auto shell = workbench.folder().write("sh", R"sh(#!/bin/sh
+echo >>"${0%/*}/asked"
+while [ ! -e "${0%/*}/answers" ]; do sleep 0.01; done
+exec /bin/sh "$@"
+)sh");
+  std::filesystem::permissions(shell, std::filesystem::perms::owner_all);
+  ::setenv("SHELL", shell.c_str(), 1);
+  auto other = std::make_unique<PromptComposer>();
+  open(addAgent("no-such-agent").id);
+  const auto asked = workbench.folder() / "asked";
+  QTimer looks;
+  looks.start(std::chrono::milliseconds(10));
+  ASSERT_TRUE(until([&] { return readFile(asked) == "\n\n"; })) << "by each composer";
+  other.reset();
+  workbench.folder().write("answers", "");
+  EXPECT_TRUE(untilOne(AgentTroubles::Remedy::Path)) << words();
+}
+
 TEST(TroublesOfTheKeyStore, leadToTheSettingsWhereNoneRuns) {
   ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere/bus", 1);
   Workbench workbench("{}");
