@@ -15,11 +15,12 @@ Item {
     signal moved
 
     width: Theme.unit * 3
-    visible: rows.extent < 1
+    // Rows do not end at whole pixels.
+    visible: rows.extent < 0.999
     Accessible.ignored: true
 
     Rectangle {
-        x: 2
+        anchors.horizontalCenter: parent.horizontalCenter
         y: area.pressed ? Math.max(0, Math.min(bar.height - height, area.mouseY - height / 2)) : Math.min(1, bar.rows.place / Math.max(0.0001, 1 - bar.rows.extent)) * (bar.height - height)
         width: Theme.unit * 2
         height: bar.length
@@ -29,7 +30,7 @@ Item {
     PlaceMarks {
         id: marks
 
-        anchors { top: parent.top; bottom: parent.bottom; right: parent.right; rightMargin: 2 }
+        anchors { top: parent.top; bottom: parent.bottom; horizontalCenter: parent.horizontalCenter }
         width: Theme.unit * 2
         conversation: bar.visible ? bar.rows.conversation : ""
     }

@@ -166,14 +166,23 @@ void TranscriptView::keepEnd() { follows_ ? positionAtEnd() : lookForEnd(); }
 void TranscriptView::look() {
   const double top = number("contentY");
   const double height = std::max(1.0, list_->height());
+  const double bottom = top + list_->height();
   const int first = rowAt(top);
-  const double above = (top - number("originY")) / height;
-  const double below = (lowest() - top) / height;
-  rows_->showing(first, rowAt(top + list_->height() - 1), above, below);
-  const int reader = rowAt(top);
-  if (reader < 0) return;
-  const QQuickItem* const item = itemOf(reader);
-  rows_->keepPlace(follows_ ? -1 : reader, item ? top - item->y() : 0);
+  if (first < 0) return;
+  // Below the last row there is room.
+  const int seen = rowAt(bottom - 1);
+  const int last = seen < 0 ? count() - 1 : seen;
+  const QQuickItem* const upper = itemOf(first);
+  const QQuickItem* const lower = itemOf(last);
+  const double hidden = upper ? top - upper->y() : 0;
+  const double behind = lower ? lower->y() + lower->height() - bottom : 0;
+  rows_->showing({.first = first,
+                  .last = last,
+                  .above = (top - number("originY")) / height,
+                  .below = (lowest() - top) / height,
+                  .cutAbove = upper ? hidden / std::max(1.0, upper->height()) : 0,
+                  .cutBelow = lower ? std::max(0.0, behind) / std::max(1.0, lower->height()) : 0});
+  rows_->keepPlace(follows_ ? -1 : first, hidden);
 }
 
 void TranscriptView::listMoved() {
@@ -187,6 +196,7 @@ void TranscriptView::listMoved() {
 void TranscriptView::listResized() {
   later(&TranscriptView::keepEnd);
   later(&TranscriptView::showOpened);
+  later(&TranscriptView::look);
 }
 
 void TranscriptView::later(Step step) {

@@ -155,18 +155,16 @@ void TranscriptWindow::setMarkedText(const QString& text) {
   if (std::exchange(markedText_, text) != text) Q_EMIT markedTextChanged();
 }
 
-void TranscriptWindow::showing(int first, int last, double above, double below) {
+void TranscriptWindow::showing(const VisibleRows& rows) {
   if (!isOpened_) return;
-  visible_ = {itemAt(first), itemAt(last)};
-  if (above < kNear && first_ > 0) work_.isOlderRead = true;
-  if (below < kNear && !isAtEnd_) work_.isNewerRead = true;
+  visible_ = {itemAt(rows.first), itemAt(rows.last)};
+  if (rows.above < kNear && first_ > 0) work_.isOlderRead = true;
+  if (rows.below < kNear && !isAtEnd_) work_.isNewerRead = true;
   work();
-  const std::int64_t begin = positionOf(first);
-  const std::int64_t end = positionOf(last);
-  lookForUnread(begin, end);
+  lookForUnread(positionOf(rows.first), positionOf(rows.last));
   const auto count = static_cast<double>(std::max<std::int64_t>(count_, 1));
-  const double place = static_cast<double>(begin) / count;
-  const double extent = static_cast<double>(end - begin + 1) / count;
+  const double place = placeWithin(rows.first, rows.cutAbove) / count;
+  const double extent = placeWithin(rows.last, 1 - rows.cutBelow) / count - place;
   if (place == place_ && extent == extent_) return;
   place_ = place;
   extent_ = extent;
@@ -208,6 +206,16 @@ std::int64_t TranscriptWindow::positionOf(int row) const {
   const ConversationItemId item = itemAt(row);
   const auto shownItem = std::ranges::find(items_, item, [](const ShownItem& each) { return each.item.id; });
   return first_ + (shownItem - items_.begin());
+}
+
+double TranscriptWindow::placeWithin(int row, double part) const {
+  const ConversationItemId item = itemAt(row);
+  int first = row;
+  while (first > 0 && itemAt(first - 1) == item) --first;
+  int end = row + 1;
+  while (end < rowCount() && itemAt(end) == item) ++end;
+  const double place = static_cast<double>(positionOf(row)) + (row - first + part) / (end - first);
+  return std::min(place, static_cast<double>(count_));  // what is not stored yet has no place of its own
 }
 
 void TranscriptWindow::jumpToPrompt(int row, int direction) { start(findPrompt(itemAt(row), direction)); }

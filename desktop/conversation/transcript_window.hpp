@@ -118,6 +118,15 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   static constexpr std::chrono::milliseconds kSeenInterval{300};
   static constexpr int kJumpItems = 40;  ///< on each side of the target
 
+  struct VisibleRows {
+    int first;
+    int last;
+    double above;  ///< in screens
+    double below;
+    double cutAbove = 0;  ///< the part of the first row that is not visible, from 0 to 1
+    double cutBelow = 0;  ///< of the last one
+  };
+
   explicit TranscriptWindow(QObject* parent = nullptr);
 
   QString conversation() const { return shown_ ? textOf(*shown_) : QString(); }
@@ -137,8 +146,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   const QString& markedText() const { return markedText_; }
   void setMarkedText(const QString& text);
 
-  /// The rows that are visible, which stay when others leave, and how many screens there are above and below them.
-  Q_INVOKABLE void showing(int first, int last, double above, double below);
+  /// The rows that are visible, which stay when others leave.
+  void showing(const VisibleRows& rows);
   /// The row that stands at the upper edge, and how much of it is above, which is where the reader comes back to; -1
   /// for who is at the end.
   Q_INVOKABLE void keepPlace(int row, double above);
@@ -309,6 +318,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   ShownItem* find(ConversationItemId item);
   std::optional<std::size_t> rowOf(ConversationItemId item) const;
   ConversationItemId itemAt(int row) const;
+  /// In items of the whole conversation, where the part of the row ends, as if its item's rows were equally high.
+  double placeWithin(int row, double part) const;
   void setSelected(const ItemSelection& selected);
   bool isSelected(const TranscriptRow& row) const;
   /// What is visible, by the positions of its ends.

@@ -77,7 +77,7 @@ TEST_F(TranscriptWindowTest, StaysWithWhoReadsWhileMuchComesBehind) {
   TranscriptWindow window;
   const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
   open(window);
-  window.showing(20, 40, 5, 5);
+  window.showing({20, 40, 5, 5});
   const ConversationItemId read = window.rows()[20].item;
   for (int count = 0; count < 700; ++count) message("One.\n\nTwo.");
   settle(window);

@@ -95,12 +95,28 @@ TEST_F(TranscriptWindowTest, ReadsOnBesideAMessageOfMoreRowsThanAreHeld) {
   const auto rowsOfIt = [&] { return std::ranges::equal_range(window.rows(), item, {}, &TranscriptRow::item); };
   const auto first = [&] { return static_cast<int>(rowsOfIt().begin() - window.rows().begin()); };
   const auto last = [&] { return static_cast<int>(rowsOfIt().end() - window.rows().begin()) - 1; };
-  window.showing(first(), first() + 8, 0, 80);
+  window.showing({first(), first() + 8, 0, 80});
   settle(window);
   EXPECT_GT(first(), 0) << "what is above";
-  window.showing(last() - 8, last(), 80, 0);
+  window.showing({last() - 8, last(), 80, 0});
   settle(window);
   EXPECT_LT(last() + 1, window.rowCount()) << "what is below";
+}
+
+TEST_F(TranscriptWindowTest, TellsHowMuchOfTheConversationIsVisible) {
+  for (int count = 0; count < 3; ++count) message("One.");
+  message("One.\n\n```\nTwo.\n```\n");
+  TranscriptWindow window;
+  open(window);
+  ASSERT_EQ(window.rowCount(), 5);
+  const auto visible = [&](const TranscriptWindow::VisibleRows& rows) {
+    window.showing(rows);
+    return std::pair(window.place(), window.extent());
+  };
+  EXPECT_EQ(visible({0, 4, 0, 0}), std::pair(0.0, 1.0));
+  EXPECT_EQ(visible({0, 4, 0.5, 0, 0.5, 0}), std::pair(0.125, 0.875));
+  EXPECT_EQ(visible({1, 2, 1, 1, 0, 0.5}), std::pair(0.25, 0.375));
+  EXPECT_EQ(visible({4, 4, 3, 0.25, 0.5, 0.25}), std::pair(0.9375, 0.03125)) << "half of the last item is a row";
 }
 
 TEST_F(TranscriptWindowTest, LeavesWhatIsReadWhereItStandsWhenAllIsReadAgain) {
@@ -121,7 +137,7 @@ TEST_F(TranscriptWindowTest, LeavesWhatIsReadWhereItStandsWhenAllIsReadAgain) {
 
   window.jumpToPlace(0.5);
   settle(window);
-  window.showing(30, 50, 3, 3);
+  window.showing({30, 50, 3, 3});
   window.keepPlace(30, 7);
   settle(window);
   const QPersistentModelIndex read = window.index(40);

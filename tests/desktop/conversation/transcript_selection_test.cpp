@@ -27,7 +27,7 @@ class LongTranscript : public TranscriptWindowTest {
   }
   /// So that row `first` to row `last` are visible, with nothing near an edge of what is held.
   void show(int first, int last, double above = 9, double below = 9) {
-    window_.showing(first, last, above, below);
+    window_.showing({first, last, above, below});
     settle(window_);
   }
   std::vector<int> selected() const {

@@ -75,9 +75,9 @@ class Walk : public TranscriptWindowTest, public testing::WithParamInterface<uns
         growing_ += growing_.empty() ? "Growing " : someMessage();
         return grow(growing_.substr(grown_), grown_ == 0), void(grown_ = growing_.size());
       case 8:
-        return window.showing(row, std::min(rows - 1, row + 8), 1, 5);
+        return window.showing({row, std::min(rows - 1, row + 8), 1, 5});
       case 9:
-        return window.showing(row, std::min(rows - 1, row + 8), 5, 1);
+        return window.showing({row, std::min(rows - 1, row + 8), 5, 1});
       case 10:
         return window.jumpToPlace(below(100) / 100.0);
       case 11:
