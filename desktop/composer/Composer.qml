@@ -95,12 +95,12 @@ FocusScope {
         Rectangle {
             id: box
 
-            readonly property real widthOfChoices: attach.width + model.implicitWidth + effort.implicitWidth + Theme.unit * 8
+            readonly property real widthOfChoices: attach.width + agent.implicitWidth + model.implicitWidth + effort.implicitWidth + Theme.unit * 8
             readonly property real widthOfActions: (stop.visible ? stop.implicitWidth + Theme.unit : 0) + send.width
-            /// What can be left out is.
-            readonly property bool isNarrow: width < widthOfChoices + agent.implicitWidth + widthOfActions + meter.fullWidth
+            /// The meter is shorter.
+            readonly property bool isNarrow: width < widthOfChoices + widthOfActions + meter.fullWidth
             /// The pickers take the whole width, in several lines.
-            readonly property bool isStacked: isNarrow && width < widthOfChoices + (agent.enabled ? agent.implicitWidth : 0) + widthOfActions + meter.narrowWidth
+            readonly property bool isStacked: width < widthOfChoices + widthOfActions + meter.narrowWidth
             /// The actions have no room in the pickers' last line.
             readonly property bool hasLineOfActions: isStacked && pickers.width < effort.x + effort.width + widthOfActions + meter.narrowWidth + Theme.unit
 
@@ -139,7 +139,6 @@ FocusScope {
                 PickerButton {
                     id: agent
 
-                    visible: enabled || !box.isNarrow
                     width: Math.min(implicitWidth, pickers.width)
                     subject: qsTr("Agent")
                     choice: composer.pickers.agentName

@@ -234,7 +234,12 @@ bool PromptComposer::showLater() {
 bool PromptComposer::takePasted() {
   const QMimeData* const pasted = QGuiApplication::clipboard()->mimeData();
   if (pasted == nullptr) return false;
-  if (pasted->hasUrls() && attach(pasted->urls())) return true;
+  QList<QUrl> files = pasted->urls();
+  files.removeIf([](const QUrl& url) { return !url.isLocalFile(); });
+  if (!files.isEmpty()) {
+    window_.takeDropped(files);
+    return true;
+  }
   if (pasted->hasText()) {
     std::string text = pasted->text().toStdString();
     if (text.size() <= ComposedPrompt::kMostWords) return false;
@@ -248,7 +253,7 @@ bool PromptComposer::takePasted() {
   return true;
 }
 
-bool PromptComposer::attach(const QList<QUrl>& files) {
+void PromptComposer::attach(const QList<QUrl>& files) {
   const std::string folder = readPlace_ == place_ ? project_.path : std::string();
   bool hasFile = false;
   for (const QUrl& file : files) {
@@ -258,7 +263,6 @@ bool PromptComposer::attach(const QList<QUrl>& files) {
     if (std::ranges::count(prompt_.attachments, path) == 0) prompt_.attachments.push_back(std::move(path));
   }
   if (hasFile) edited();
-  return hasFile;
 }
 
 void PromptComposer::detach(int index) {

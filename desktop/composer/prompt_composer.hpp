@@ -85,8 +85,8 @@ class PromptComposer : public QObject, public ViewModel {
   /// A key that is pressed in the field: sends, walks the earlier prompts from an empty field, or pastes files and long
   /// texts as attachments. False where it is the field's.
   Q_INVOKABLE bool takeKey(int key, int modifiers);
-  /// False where none of them is a file.
-  Q_INVOKABLE bool attach(const QList<QUrl>& files);
+  /// What is no file is left out.
+  Q_INVOKABLE void attach(const QList<QUrl>& files);
   Q_INVOKABLE void detach(int index);
   /// Shows the long text behind the words, however slow the field becomes.
   Q_INVOKABLE void showLongText();

@@ -1,10 +1,10 @@
 import QtQuick
-import QtQuick.Controls.Basic as Basic
+import QtQuick.Templates as T
 import Ravant.Controls
 import Ravant.Theme
 
 /// A list to choose from by the arrow keys, below a field that narrows it. Opens above what it belongs to.
-Basic.Popup {
+T.Dialog {
     id: popup
 
     /// Its rows have a name, a detail, a section and whether they are chosen.
@@ -19,13 +19,14 @@ Basic.Popup {
 
     signal chosen(int row)
 
+    title: name
     y: -height - Theme.unit
     margins: Theme.unit
     width: Math.min(Theme.unit * 80, parent.Window.width - Theme.unit * 4)
     height: Math.min(Theme.unit * 90, parent.Window.height - Theme.unit * 4, list.contentHeight + search.height + Theme.unit * 5)
     padding: Theme.unit
     focus: true
-    closePolicy: Basic.Popup.CloseOnEscape | Basic.Popup.CloseOnPressOutside
+    closePolicy: T.Popup.CloseOnEscape | T.Popup.CloseOnPressOutside
     onAboutToShow: { before = parent.Window.activeFocusItem; search.clear() }
     onOpened: { list.currentIndex = initialRow; list.positionViewAtIndex(initialRow, ListView.Contain) }
     onClosed: before?.forceActiveFocus()

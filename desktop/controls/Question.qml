@@ -1,23 +1,24 @@
 import QtQuick
-import QtQuick.Controls.Basic as Basic
 import QtQuick.Templates as T
 import Ravant.Theme
 
 /// A question over the whole window, with its buttons as content, from the right: the first one has the keyboard each
 /// time it is asked. Esc answers no.
-Basic.Popup {
+T.Dialog {
     id: question
 
     required property string words
     property string explanation
     default property alias buttons: row.data
 
+    title: words
     anchors.centerIn: T.Overlay.overlay
     modal: true
     focus: true
     width: Math.min(Theme.unit * 120, T.Overlay.overlay.width - Theme.unit * 8)
+    implicitHeight: contentHeight + topPadding + bottomPadding
     padding: Theme.unit * 5
-    closePolicy: Basic.Popup.CloseOnEscape
+    closePolicy: T.Popup.CloseOnEscape
     onAboutToShow: row.children[0].focus = true
     enter: FadeIn {}
     background: Rectangle { color: Theme.raised; radius: Theme.floatingRadius; border { width: 1; color: Theme.line } }
@@ -25,8 +26,6 @@ Basic.Popup {
 
     contentItem: Column {
         spacing: Theme.unit * 3
-        Accessible.role: Accessible.Dialog
-        Accessible.name: question.words
         PlainLabel { width: parent.width; wrapMode: Text.Wrap; text: question.words; font.weight: Font.DemiBold }
         PlainLabel {
             width: parent.width

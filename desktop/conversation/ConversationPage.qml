@@ -9,6 +9,7 @@ FocusScope {
     readonly property string conversation: visible ? Workbench.conversation : ""
 
     function toEnd() { transcript.toEnd() }
+    function returnTo(before: Item) { (before?.visible ? before : transcript).forceActiveFocus() }
     /// Closes or clears what is topmost; false where there is nothing of the kind.
     function takeEscape(): bool {
         if (find.visible) find.close()
@@ -35,14 +36,14 @@ FocusScope {
         anchors { top: parent.top; left: parent.left; right: parent.right }
         head: headModel
         onFindRequested: find.open()
-        onRenamed: from => (from?.visible ? from : transcript).forceActiveFocus()
+        onRenamed: from => page.returnTo(from)
     }
     FindBar {
         id: find
 
         anchors { top: head.bottom; left: parent.left; right: parent.right }
         search: words
-        onClosed: transcript.forceActiveFocus()
+        onDone: from => page.returnTo(from)
     }
     Transcript {
         id: transcript

@@ -5,25 +5,27 @@ import Ravant.Program
 import Ravant.Theme
 
 /// The search for words in the conversation.
-Rectangle {
+FocusScope {
     id: bar
 
     required property TranscriptFind search
     /// The transcript's column.
     readonly property int inset: Math.max(Theme.unit * 6, (width - Theme.unit * 190) / 2)
+    property Item before
     readonly property bool canStep: search.text !== "" && !search.isFruitless
 
-    signal closed
+    /// It had the keyboard, and `from` before it.
+    signal done(Item from)
 
-    function open() { visible = true; field.forceActiveFocus(); field.selectAll(); search.text = field.text }
-    function close() { visible = false; search.end(); closed() }
+    function open() { if (!visible) before = Window.activeFocusItem; visible = true; field.forceActiveFocus(); field.selectAll(); search.text = field.text }
+    function close() { const leaves = activeFocus; visible = false; search.end(); if (leaves) done(before) }
     function step(modifiers: int) { modifiers & Qt.ShiftModifier ? search.previous() : search.next() }
 
     visible: false
     implicitHeight: Theme.unit * 10
-    color: Theme.window
     Keys.onEscapePressed: close()
 
+    Rectangle { anchors.fill: parent; color: Theme.window }
     TextLine {
         id: field
 

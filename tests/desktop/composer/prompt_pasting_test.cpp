@@ -24,13 +24,28 @@ TEST_F(Composer, takesFilesAndNoPicturesFromTheClipboard) {
   clipboard->setImage(QImage(2, 2, QImage::Format_RGB32));
   EXPECT_TRUE(paste());
   EXPECT_EQ(refusal(), "Images cannot be sent to Claude Code yet; drop a file instead.");
+  int pasted = 0;
+  QObject::connect(&workbench.window(), &desktop::DesktopWindow::filesDropped, composer.get(),
+                   [&](const QList<QUrl>& files) {
+                     composer->attach(files);
+                     ++pasted;
+                   });
   auto* const files = new QMimeData;
   files->setUrls({QUrl(QStringLiteral("https://example.test/a")),
                   QUrl::fromLocalFile(QString::fromStdString(project.path + "/src/a.cpp"))});
   clipboard->setMimeData(files);
   EXPECT_TRUE(paste());
   EXPECT_TRUE(paste()) << "once is enough";
+  ASSERT_TRUE(until([&] { return pasted == 2; }));
   EXPECT_EQ(composer->attachments(), QStringList{QStringLiteral("src/a.cpp")});
+
+  std::filesystem::create_directory(workbench.folder() / "tides");
+  auto* const folder = new QMimeData;
+  folder->setUrls({QUrl::fromLocalFile(QString::fromStdString((workbench.folder() / "tides").string()))});
+  clipboard->setMimeData(folder);
+  EXPECT_TRUE(paste());
+  EXPECT_TRUE(until([&] { return await(application.projects().projects()).size() == 2; })) << "a folder is a project";
+  EXPECT_EQ(pasted, 2);
 }
 
 TEST_F(Composer, keepsALongTextOutOfTheField) {

@@ -53,7 +53,7 @@ def faults(root):
             role, name, states = accessible.role, accessible.name, accessible.states
             if "showing" not in states:
                 continue
-            if "focusable" in states and role != "label" and not name.strip():
+            if ("focusable" in states or role == "dialog") and role != "label" and not name.strip():
                 found.append(f"takes focus without a name: {accessible!r} in {path_of(root, accessible)}")
             if role in LISTS:
                 rows = [child for child in accessible.children if "showing" in child.states and child.name]

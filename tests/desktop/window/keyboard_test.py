@@ -84,7 +84,7 @@ class Keyboard(DesktopCase):
         self.desktop.keys("Alt+Down")
         self.has_keyboard("text", "Prompt")
         for opened, what in (("Ctrl+K", "Go to or run"), ("Ctrl+Shift+F", "Search everything"),
-                             ("Ctrl+M", "Choose or type a model")):
+                             ("Ctrl+M", "Choose or type a model"), ("Ctrl+F", "Find in this conversation")):
             self.desktop.keys(opened)
             self.has_keyboard("text", what)
             self.desktop.keys("Esc")
