@@ -66,7 +66,7 @@ AgentMessage readMessage(const sqlite::Query& row) {
           .blocks = {}};
 }
 
-/// An item behind which fewer follow has its place counted from the end.
+/// An item behind which fewer follow has its place counted from the end, for most places that are asked for are there.
 constexpr std::int64_t kNearEnd = 100;
 
 }  // namespace
@@ -90,7 +90,6 @@ class TranscriptReadings {
             "WHERE conversation.uuid = ? AND item.created_at = ? AND item.id > ? ORDER BY item.id LIMIT ?"))),
         later_(store_.prepare(selectItems("WHERE conversation.uuid = ? AND item.created_at > ? "
                                           "ORDER BY item.created_at, item.id LIMIT ?"))),
-        // Places are mostly asked for near the end.
         atOrBehind_(store_.prepare(
             "SELECT conversation.item_count, (SELECT count(*) FROM (SELECT 1 FROM conversation_item AS behind WHERE "
             "behind.conversation_id = item.conversation_id AND (behind.created_at, behind.id) >= (item.created_at, "
