@@ -7,6 +7,8 @@ FocusScope {
     id: page
 
     readonly property string conversation: visible ? Workbench.conversation : ""
+    /// Of the transcript, from below.
+    property alias covered: transcript.covered
 
     function toEnd() { transcript.toEnd() }
     function returnTo(before: Item) { (before?.visible ? before : transcript).forceActiveFocus() }

@@ -12,6 +12,8 @@ FocusScope {
     readonly property bool isAtEnd: view.follows && rows.isAtEnd
     /// The row at which the walk by keys stands; -1 while the keyboard is elsewhere.
     readonly property int keyboardRow: list.activeFocus ? list.currentIndex : -1
+    /// How much of it something lies over, from below; the ways to the end stand above that.
+    property real covered: 0
     property string hoveredLink
     /// Of what was found in the conversation, from 0 to 1: marked beside it.
     property alias findPlaces: bar.findPlaces
@@ -116,7 +118,7 @@ FocusScope {
         onClicked: { view.follows = false; transcript.rows.jumpToUnread() }
     }
     PushButton {
-        anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; horizontalCenter: parent.horizontalCenter }
+        anchors { bottom: parent.bottom; bottomMargin: transcript.covered + Theme.unit * 3; horizontalCenter: parent.horizontalCenter }
         visible: endOffer.isOffered && transcript.rows.newItems > 0
         iconName: "arrow-down"
         text: qsTr("%n new", "", transcript.rows.newItems)
@@ -128,7 +130,7 @@ FocusScope {
         readonly property bool isLastLineSeen: transcript.rows.isAtEnd && list.contentY + list.height >= list.originY + list.contentHeight - (list.footerItem?.height ?? 0) - Theme.unit * 2
         readonly property bool isOffered: !transcript.isAtEnd && !isLastLineSeen && transcript.rows.isOpened && list.count > 0
 
-        anchors { bottom: parent.bottom; bottomMargin: Theme.unit * 3; right: parent.right; rightMargin: Theme.unit * 4 }
+        anchors { bottom: parent.bottom; bottomMargin: transcript.covered + Theme.unit * 3; right: parent.right; rightMargin: Theme.unit * 4 }
         visible: isOffered && transcript.rows.newItems === 0
         width: Theme.rowHeight
         height: width

@@ -126,6 +126,7 @@ FocusScope {
 
             anchors { top: parent.top; bottom: composer.top; left: parent.left; right: parent.right }
             visible: Workbench.detailKind === Workbench.Conversation
+            covered: notices.visible && notices.stage === detail ? notices.height + Theme.unit * 2 : 0
         }
         NewConversationPage {
             anchors { top: parent.top; bottom: composer.top; left: parent.left; right: parent.right }
