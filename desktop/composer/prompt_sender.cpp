@@ -112,15 +112,25 @@ void PromptSender::itemWasAdded(ConversationId conversation, ConversationItemId 
   InterfaceLoop::instance().spawn(settleOncePrompt(shared_from_this(), *awaited, item));
 }
 
-awaitable<bool> PromptSender::isPrompt(ConversationItemId item) {
+awaitable<bool> PromptSender::isPrompt(std::shared_ptr<UnderWay> entry, ConversationItemId item) {
   const auto prompt = co_await application_.transcripts().promptOf(item);
-  co_return prompt && prompt->id == item;
+  // Another program can have been first.
+  co_return prompt && prompt->id == item && prompt->text == entry->prompt;
+}
+
+awaitable<bool> PromptSender::isStored(std::shared_ptr<UnderWay> entry) {
+  if (entry->isStored) co_return true;
+  co_await application_.modelContainer()->changeFeed()->flush();
+  for (const ConversationItemId item : std::vector(entry->added)) {
+    if (co_await isPrompt(entry, item)) co_return true;
+  }
+  co_return entry->isStored;
 }
 
 awaitable<void> PromptSender::settleOncePrompt(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry,
                                                ConversationItemId item) {
   // A run that is refused leaves a failure and no prompt.
-  if (!co_await self->isPrompt(item) || std::exchange(entry->isStored, true)) co_return;
+  if (!co_await self->isPrompt(entry, item) || std::exchange(entry->isStored, true)) co_return;
   Q_EMIT self->underWayChanged();
   const auto* const conversation = std::get_if<ConversationId>(&entry->place);
   // The run had not begun when it was stopped.
@@ -139,24 +149,23 @@ awaitable<void> PromptSender::sendToEnd(std::shared_ptr<PromptSender> self, Prom
                                         std::shared_ptr<UnderWay> entry) {
   const std::string prompt = order.prompt;
   std::string words;
+  bool isStored = false;
   try {
     co_await self->submit(std::move(order), entry);
-    if (entry->isStored) co_return;
-    co_await self->application_.modelContainer()->changeFeed()->flush();
-    bool isStored = false;
-    for (const ConversationItemId item : std::vector(entry->added))
-      isStored = isStored || co_await self->isPrompt(item);
-    if (entry->isStored) co_return;
-    if (isStored) {
-      entry->isStored = true;
-      co_return co_await settle(self, entry);
-    }
   } catch (const Stopped&) {
   } catch (const std::exception& error) {
     words = capitalized(error.what());
   }
-  co_await self->application_.modelContainer()->changeFeed()->flush();
-  if (entry->isStored) throw std::runtime_error(words);
+  try {
+    isStored = co_await self->isStored(entry);
+  } catch (const std::exception& error) {
+    if (words.empty()) words = capitalized(error.what());
+  }
+  if (isStored) {
+    if (!std::exchange(entry->isStored, true)) co_await settle(self, entry);
+    if (!words.empty()) throw std::runtime_error(words);
+    co_return;
+  }
   self->leave(entry);
   co_await self->giveBack({.place = entry->place, .prompt = prompt, .words = words});
   // The conversation has it from here on.

@@ -88,7 +88,7 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
     std::string prompt;
     DraftPlace draft;                            ///< where its text stands
     DraftPlace place;                            ///< where it goes; a refused one returns there
-    std::vector<ConversationItemId> added = {};  ///< to the transcript since; the first prompt among them is this
+    std::vector<ConversationItemId> added = {};  ///< to the transcript since; this can be among them
     bool isStored = false;
     bool isStopped = false;
   };
@@ -103,7 +103,9 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
   void itemWasAdded(ConversationId conversation, ConversationItemId item);
   static awaitable<void> settleOncePrompt(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry,
                                           ConversationItemId item);
-  awaitable<bool> isPrompt(ConversationItemId item);
+  awaitable<bool> isPrompt(std::shared_ptr<UnderWay> entry, ConversationItemId item);
+  /// Of all that was committed so far.
+  awaitable<bool> isStored(std::shared_ptr<UnderWay> entry);
   static awaitable<void> sendToEnd(std::shared_ptr<PromptSender> self, PromptOrder order,
                                    std::shared_ptr<UnderWay> entry);
   /// All that is to be queued in the conversation, one after another.

@@ -7,6 +7,7 @@
 #include "platform/sqlite/database.hpp"
 #include "platform/sqlite/transaction.hpp"
 #include "tests/desktop/composer/composer_test.hpp"
+#include "tests/support/store.hpp"
 
 namespace ravant::test {
 namespace {
@@ -125,6 +126,22 @@ TEST_F(Composer, leavesAPromptOnceThatIsRefusedInItsNewConversation) {
   EXPECT_EQ(text(), "look");
   EXPECT_TRUE(untilDraft(shown(), "look"));
   EXPECT_TRUE(untilDraft(project.id, std::nullopt)) << "the page of a new one does not offer it again";
+}
+
+TEST_F(Composer, keepsAPromptThatIsRefusedBecauseAnotherProgramWasFirst) {
+  const ConversationId conversation = newConversation();
+  open(conversation);
+  type("ours");
+  ASSERT_TRUE(until([&] { return composer->canSend(); }));
+  OpenStore other(workbench.folder() / "data", std::chrono::milliseconds(1));
+  run(other.items->beginRun(conversation));
+  run(other.items->appendUserPrompt(conversation, "theirs", AgentType::claude));
+  composer->send();  // before the window knows of it
+  ASSERT_TRUE(until([&] { return !composer->refusal().isEmpty(); }));
+  workbench.settle();
+  EXPECT_EQ(text(), "ours");
+  EXPECT_TRUE(untilDraft(conversation, "ours"));
+  EXPECT_EQ(told(conversation), std::vector<std::string>{"theirs runs"});
 }
 
 TEST_F(Composer, stopsAPromptThatIsNotYetStored) {
