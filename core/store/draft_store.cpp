@@ -23,31 +23,27 @@ class DraftOperations {
         ofConversation_(store_, "conversation", "conversation_id"),
         ofProject_(store_, "project", "project_id") {}
 
-  void keep(const DraftPlace& place, const std::string& text) {
-    store_.write(Durability::processDeath, [&](Changes& changes) {
-      std::visit(
+  /// In place of any text where none is expected.
+  bool replace(const DraftPlace& place, const std::optional<std::string>& expected, const std::string& text) {
+    return store_.write(Durability::processDeath, [&](Changes& changes) {
+      return std::visit(
           [&](const auto& id) {
             Statements& statements = of(id);
             auto owner = statements.find.query(bound(id));
             if (!owner.step()) {
-              kLog.error("keep of a draft called with unknown id {}", id.text());
-            } else if (statements.put(owner.int64(0), text, store_.now())) {
-              changes.updated(id);
+              kLog.error("a draft of the unknown id {} is not kept", id.text());
+              return true;
             }
+            if (expected && *expected != textOf(id).value_or("")) return false;
+            if (statements.put(owner.int64(0), text, store_.now())) changes.updated(id);
+            return true;
           },
           place);
     });
   }
 
   std::optional<std::string> draft(const DraftPlace& place) {
-    return store_.read([&] {
-      return std::visit(
-          [&](const auto& id) {
-            auto row = of(id).read.query(bound(id));
-            return row.step() ? std::optional(readText(row, 0)) : std::nullopt;
-          },
-          place);
-    });
+    return store_.read([&] { return std::visit([&](const auto& id) { return textOf(id); }, place); });
   }
 
  private:
@@ -73,6 +69,12 @@ class DraftOperations {
     sqlite::Statement remove;
   };
 
+  template <class EntityId>
+  std::optional<std::string> textOf(const EntityId& id) {
+    auto row = of(id).read.query(bound(id));
+    return row.step() ? std::optional(readText(row, 0)) : std::nullopt;
+  }
+
   Statements& of(const ConversationId& /*id*/) { return ofConversation_; }
   Statements& of(const ProjectId& /*id*/) { return ofProject_; }
 
@@ -90,7 +92,13 @@ DraftStore::DraftStore(std::shared_ptr<ModelContainer> modelContainer) : StoreAc
 DraftStore::~DraftStore() = default;
 
 awaitable<void> DraftStore::keep(DraftPlace place, std::string text) {
-  return perform([place, text = std::move(text)](auto& operations) { operations.keep(place, text); });
+  return perform([place, text = std::move(text)](auto& operations) { operations.replace(place, std::nullopt, text); });
+}
+
+awaitable<bool> DraftStore::replace(DraftPlace place, std::string expected, std::string text) {
+  return perform([place, expected = std::move(expected), text = std::move(text)](auto& operations) {
+    return operations.replace(place, expected, text);
+  });
 }
 
 awaitable<std::optional<std::string>> DraftStore::draft(DraftPlace place) {

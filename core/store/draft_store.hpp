@@ -25,6 +25,8 @@ class DraftStore : public StoreActor<DraftOperations> {
   /// In place of what stood there; an empty text removes it. Survives the death of the process. A place that is unknown
   /// is logged, and nothing is done.
   awaitable<void> keep(DraftPlace place, std::string text);
+  /// The same, but only in place of that text, which is empty where none stands there; false where another one does.
+  awaitable<bool> replace(DraftPlace place, std::string expected, std::string text);
   awaitable<std::optional<std::string>> draft(DraftPlace place);
 };
 
