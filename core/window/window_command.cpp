@@ -38,6 +38,8 @@ constexpr std::array kDescriptions = {
     CommandDescription{chooseAgent, "chooseAgent", "Choose agent", "person", "Ctrl+Shift+M", none,
                        CommandListing::palette},
     CommandDescription{chooseEffort, "chooseEffort", "Choose effort", "gauge", "Ctrl+E", none, CommandListing::palette},
+    CommandDescription{scanAgents, "scanAgents", "Look for coding agents", "magnifyingglass", "", none,
+                       CommandListing::palette},
     CommandDescription{attachFiles, "attachFiles", "Attach files", "paperclip", "", none, CommandListing::palette},
     CommandDescription{find, "find", "Find in conversation", "magnifyingglass", "Ctrl+F", conversation,
                        CommandListing::palette},

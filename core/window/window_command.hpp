@@ -25,6 +25,7 @@ enum class WindowCommand : std::uint8_t {
   chooseModel,
   chooseAgent,
   chooseEffort,
+  scanAgents,
   attachFiles,
   find,
   findNext,

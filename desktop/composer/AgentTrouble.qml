@@ -84,13 +84,13 @@ Rectangle {
                 width: content.width
                 spacing: Theme.unit * 2
                 Accessible.role: Accessible.Grouping
-                Accessible.name: qsTr("Key of %1").arg(modelData)
+                Accessible.name: qsTr("API key of %1").arg(modelData)
 
                 TextLine {
                     id: key
 
                     Layout.fillWidth: true
-                    name: qsTr("Key of %1").arg(provider.modelData)
+                    name: qsTr("API key of %1").arg(provider.modelData)
                     placeholderText: name
                     // The accessible name of a field that hides its text is empty, so an empty one hides nothing.
                     echoMode: text === "" ? TextInput.Normal : TextInput.Password

@@ -36,6 +36,7 @@ FocusScope {
     CommandHandler { command: "chooseAgent"; enabled: root.visible && agent.enabled; onTriggered: agents.open() }
     CommandHandler { command: "chooseModel"; enabled: root.visible && model.enabled; onTriggered: models.open() }
     CommandHandler { command: "chooseEffort"; enabled: root.visible && effort.enabled; onTriggered: efforts.open() }
+    CommandHandler { command: "scanAgents"; enabled: root.visible && !composer.troubles.isScanning; onTriggered: composer.troubles.scan() }
     CommandHandler { command: "attachFiles"; enabled: root.visible; onTriggered: files.open() }
 
     Column {

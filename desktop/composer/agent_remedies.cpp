@@ -2,8 +2,9 @@
 
 #include "agent/ravant_provider.hpp"
 #include "app/agent_scan.hpp"
+#include "app/known_settings.hpp"
+#include "app/window_settings.hpp"
 #include "desktop/composer/agent_troubles.hpp"
-#include "desktop/program/file_opening.hpp"
 #include "desktop/program/open_request.hpp"
 #include "platform/async/on_pool.hpp"
 #include "platform/text/text.hpp"
@@ -25,8 +26,10 @@ void AgentTroubles::mend(int row) {
     case Remedy::Unlock:
       locked_.reset();
       return refresh();
-    case Remedy::Settings:
-      return start(alive(openSettingsFile(window_.application())));
+    case Remedy::KeyFile:
+      return start(keepKeysInFile());
+    case Remedy::Restart:
+      return window_.runCommand(WindowCommand::quit);
     case Remedy::Anew:
       return window_.startNewConversation(textOf(subject_->project));
     case Remedy::Path:
@@ -103,6 +106,15 @@ awaitable<void> AgentTroubles::storeKey(RavantProvider provider, std::string key
   window_.notices()->tell(tr("The key for %1 is stored").arg(name));
   // Which agent and model begin depends on the keys, so whoever shows them reads them again.
   Q_EMIT window_.changes().agentsChanged();
+}
+
+awaitable<void> AgentTroubles::keepKeysInFile() {
+  SettingsFile& settings = window_.application().settings();
+  const std::map<std::string, SettingValue> wanted{{std::string(setting::kKeyStore), std::string(setting::kFile)}};
+  co_await alive(onPool(window_.application().modelContainer()->work(),
+                        [path = settings.path(), wanted] { keepSettings(path, wanted); }));
+  settings.load();
+  refresh();
 }
 
 void AgentTroubles::setFolder(const QUrl& folder) {

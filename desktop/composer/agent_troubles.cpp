@@ -1,10 +1,12 @@
 #include "desktop/composer/agent_troubles.hpp"
 
 #include <algorithm>
+#include <functional>
 
 #include "agent/ravant_provider.hpp"
 #include "app/agent_scan.hpp"
 #include "app/agent_trouble.hpp"
+#include "app/known_settings.hpp"
 #include "desktop/program/sentence.hpp"
 #include "platform/async/on_pool.hpp"
 #include "platform/files/working_folder.hpp"
@@ -14,8 +16,10 @@ namespace {
 
 QString nameOf(AgentType type) { return QString::fromUtf8(displayName(type).data()); }
 
+bool isBuiltIn(const Agent& agent) { return agent.type == AgentType::ravant; }
+
 /// Whether the program is looked for where the login shell looks.
-bool needsSearchPath(const Agent& agent) { return agent.type != AgentType::ravant && !agent.path.contains('/'); }
+bool needsSearchPath(const Agent& agent) { return !isBuiltIn(agent) && !agent.path.contains('/'); }
 
 /// Why nothing can run in the folder; empty where something can. Blocks.
 std::string troubleOf(const std::string& folder) {
@@ -37,6 +41,7 @@ AgentTroubles::AgentTroubles() : window_(DesktopWindow::instance()) {
   connect(&changes, &StoreChanges::runChanged, this, [this](ConversationId, const std::optional<RunState>& state) {
     if (!state) rereading_.soon();
   });
+  connect(&window_, &DesktopWindow::settingsChanged, this, [this] { rereading_.soon(); });
   // It is often mended outside.
   connect(&window_, &DesktopWindow::activeChanged, this, [this] {
     if (window_.isActive() && !troubles_.empty()) refresh();
@@ -73,16 +78,20 @@ awaitable<void> AgentTroubles::read() {
     }
   }
   ready.removeDuplicates();
+  const auto isOfChosen = [&](const Trouble& trouble) { return subject.agent && trouble.agent == subject.agent->id; };
   // Whoever works with another agent is not to be troubled.
   if (!ready.isEmpty()) {
-    std::erase_if(ofAgents,
-                  [&](const Trouble& trouble) { return !subject.agent || trouble.agent != subject.agent->id; });
+    std::erase_if(ofAgents, std::not_fn(isOfChosen));
   }
   // Without a key or a program there are no models to choose from.
-  const bool lacksMore = std::ranges::any_of(
-      ofAgents, [&](const Trouble& trouble) { return subject.agent && trouble.agent == subject.agent->id; });
+  const bool lacksMore = std::ranges::any_of(ofAgents, isOfChosen);
   if (lacksMore) std::erase_if(troubles, [](const Trouble& trouble) { return trouble.remedy == Remedy::Model; });
+  const auto ofChosen = std::ranges::find_if(ofAgents, isOfChosen);
+  if (ofChosen != ofAgents.end()) std::rotate(ofAgents.begin(), ofChosen, ofChosen + 1);
   std::ranges::move(ofAgents, std::back_inserter(troubles));
+  if (subject.isNew && ready.isEmpty() && std::ranges::all_of(looked, isBuiltIn) && !looked.empty()) {
+    troubles.push_back({.remedy = Remedy::Scan, .words = tr("No other coding agent was found.")});
+  }
   if (subject != subject_) co_return;
   QString words;
   if (subject.isNew && ready.size() == 1) words = tr("%1 is ready.").arg(ready.first());
@@ -137,7 +146,7 @@ awaitable<std::vector<AgentTroubles::Trouble>> AgentTroubles::troublesOfAgents(s
   }
   std::vector<Trouble> troubles;
   for (const Agent& agent : agents) {
-    if (agent.type == AgentType::ravant) {
+    if (isBuiltIn(agent)) {
       if (auto trouble = co_await alive(troubleOfKey(agent))) troubles.push_back(*std::move(trouble));
     } else if (const auto trouble = co_await alive(agentTrouble(application, agent, searchPath))) {
       troubles.push_back({.remedy = Remedy::Path,
@@ -158,10 +167,10 @@ awaitable<std::optional<AgentTroubles::Trouble>> AgentTroubles::troubleOfKey(Age
     trouble.remedy = Remedy::Unlock;
     locked_ = trouble;
   } else if (found->keyStoreFault == KeyStoreError::Case::unavailable) {
-    trouble.remedy = Remedy::Settings;
-    trouble.words +=
-        tr(" Start such a service, or keep keys in a file that only you can read: set “keyStore” to "
-           "“file” in the settings and start Ravant again.");
+    const bool isFileNext = window_.application().settings().text(setting::kKeyStore) == setting::kFile;
+    trouble.remedy = isFileNext ? Remedy::Restart : Remedy::KeyFile;
+    trouble.words += isFileNext ? tr(" From the next start of Ravant on, keys are kept in a file.")
+                                : tr(" Start such a service, or keep keys in a file that only you can read.");
   } else {
     trouble.words += tr(" Enter a key here to work with %1.").arg(nameOf(agent.type));
   }
@@ -202,8 +211,10 @@ QVariant AgentTroubles::data(const QModelIndex& index, int role) const {
           return tr("Enter the key");
         case Remedy::Unlock:
           return tr("Unlock it");
-        case Remedy::Settings:
-          return tr("Open the settings");
+        case Remedy::KeyFile:
+          return tr("Keep keys in a file");
+        case Remedy::Restart:
+          return tr("Quit Ravant");
         case Remedy::Enable:
           return tr("Enable it");
         case Remedy::Model:

@@ -27,9 +27,9 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
  public:
   /// `Scan`: agents are to be looked for; `Path`: the agent's program is to be found; `Add`: the agent is to be
   /// registered, with its program; `Key`: a provider's key is to be entered; `Unlock`: the key
-  /// store is to be asked again; `Settings`: they are to name another key store; `Folder`: the project's folder is to
-  /// be found; `Anew`: only another conversation can go on.
-  enum class Remedy { Scan, Path, Add, Key, Unlock, Settings, Enable, Model, Folder, Anew };
+  /// store is to be asked again; `KeyFile`: keys are to be kept in a file; `Restart`: that they are begins with the
+  /// next start; `Folder`: the project's folder is to be found; `Anew`: only another conversation can go on.
+  enum class Remedy { Scan, Path, Add, Key, Unlock, KeyFile, Restart, Enable, Model, Folder, Anew };
   Q_ENUM(Remedy)
   enum Role { WordsRole = Qt::UserRole, RemedyRole, OfferRole, PathRole, ProvidersRole };
 
@@ -101,6 +101,7 @@ class AgentTroubles : public QAbstractListModel, public ViewModel {
   awaitable<void> addAgent(AgentType type, std::string path);
   awaitable<void> enable(AgentId agent);
   awaitable<void> storeKey(RavantProvider provider, std::string key);
+  awaitable<void> keepKeysInFile();
   awaitable<void> storeFolder(ProjectId project, std::string folder);
 
   DesktopWindow& window_;

@@ -56,13 +56,13 @@ TEST_F(Troubles, areThoseOfAllAgentsUntilOneCanBegin) {
   workbench.window().startNewConversation(textOf(project.id));
   ASSERT_TRUE(until([&] { return troubles().count() == 2; }));
   EXPECT_EQ(troubles().readyAgents(), QString());
-  EXPECT_EQ(words(0).substr(0, words(0).find(". ")), "Ravant has no key for OpenRouter or Mistral");
-  EXPECT_THAT(words(0), testing::EndsWith(". Enter a key here to work with Ravant."));
-  EXPECT_EQ(remedy(0), AgentTroubles::Remedy::Key);
-  EXPECT_EQ(words(1), "Claude Code was not found at /gone/claude.");
-  EXPECT_EQ(remedy(1), AgentTroubles::Remedy::Path);
+  EXPECT_EQ(words(0), "Claude Code was not found at /gone/claude.") << "the chosen one first";
+  EXPECT_EQ(remedy(0), AgentTroubles::Remedy::Path);
+  EXPECT_EQ(words(1).substr(0, words(1).find(". ")), "Ravant has no key for OpenRouter or Mistral");
+  EXPECT_THAT(words(1), testing::EndsWith(". Enter a key here to work with Ravant."));
+  EXPECT_EQ(remedy(1), AgentTroubles::Remedy::Key);
 
-  troubles().setPath(1, QString::fromStdString(program()));
+  troubles().setPath(0, QString::fromStdString(program()));
   ASSERT_TRUE(until([&] { return troubles().readyAgents() == QStringLiteral("Claude Code is ready."); }));
   EXPECT_EQ(troubles().count(), 0) << "the key is no trouble beside an agent that works";
 
@@ -146,27 +146,39 @@ exec /bin/sh "$@"
   EXPECT_TRUE(untilOne(AgentTroubles::Remedy::Path)) << words();
 }
 
-TEST(TroublesOfTheKeyStore, leadToTheSettingsWhereNoneRuns) {
+TEST_F(Troubles, leadToOtherAgentsWhereOnlyTheBuiltInOneIsThereAndCannotBegin) {
+  workbench.window().startNewConversation(textOf(project.id));
+  ASSERT_TRUE(until([&] { return troubles().count() == 2; }));
+  EXPECT_EQ(remedy(0), AgentTroubles::Remedy::Key);
+  EXPECT_EQ(words(1), "No other coding agent was found.");
+  EXPECT_EQ(remedy(1), AgentTroubles::Remedy::Scan);
+  const auto bin = workbench.folder() / "bin";
+  std::filesystem::create_directory(bin);
+  std::filesystem::rename(program(), bin / "claude");
+  ::setenv("PATH", (bin.string() + ":" + std::getenv("PATH")).c_str(), 1);
+  troubles().mend(1);
+  EXPECT_TRUE(until([&] { return troubles().readyAgents() == QStringLiteral("Claude Code is ready."); }));
+  EXPECT_EQ(troubles().count(), 0);
+}
+
+TEST(TroublesOfTheKeyStore, leadToAFileWhereNoneRuns) {
   ::setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere/bus", 1);
   Workbench workbench("{}");
-  const auto editor = workbench.folder().write("editor", "#!/bin/sh\necho \"$1\" >\"$0.opened\"\n");
-  std::filesystem::permissions(editor, std::filesystem::perms::owner_all);
-  workbench.application().settings().set(setting::kEditor, editor.string());
   const Project project = workbench.addProject("weather");
   PromptComposer composer;
   AgentTroubles& troubles = *composer.troubles();
   workbench.window().startNewConversation(textOf(project.id));
-  ASSERT_TRUE(until([&] { return troubles.count() == 1; }));
   const auto at = [&](AgentTroubles::Role role) { return troubles.data(troubles.index(0), role); };
+  const auto leadsTo = [&](AgentTroubles::Remedy wanted) {
+    return at(AgentTroubles::RemedyRole).value<AgentTroubles::Remedy>() == wanted;
+  };
+  ASSERT_TRUE(until([&] { return leadsTo(AgentTroubles::Remedy::KeyFile); }));
   EXPECT_THAT(at(AgentTroubles::WordsRole).toString().toStdString(),
-              testing::AllOf(HasSubstr("no service for keys (Secret Service) runs in this session. Start such"),
-                             HasSubstr("set “keyStore” to “file”")));
-  ASSERT_EQ(at(AgentTroubles::RemedyRole).value<AgentTroubles::Remedy>(), AgentTroubles::Remedy::Settings);
+              HasSubstr("no service for keys (Secret Service) runs in this session. Start such"));
   troubles.mend(0);
-  const auto opened = workbench.folder() / "editor.opened";
-  QTimer looks;
-  looks.start(std::chrono::milliseconds(10));
-  EXPECT_TRUE(until([&] { return readFile(opened) == workbench.application().settings().path().string() + "\n"; }));
+  ASSERT_TRUE(until([&] { return leadsTo(AgentTroubles::Remedy::Restart); }));
+  EXPECT_THAT(at(AgentTroubles::WordsRole).toString().toStdString(), HasSubstr("From the next start of Ravant on"));
+  EXPECT_THAT(readFile(workbench.application().settings().path()).value(), HasSubstr(R"("keyStore": "file")"));
 }
 
 }  // namespace
