@@ -16,8 +16,8 @@ constexpr Log kLog("com.ravant.desktop", "PlaceMarks");
 constexpr std::chrono::milliseconds kInterval{300};
 /// A reading is followed by so many times as much rest.
 constexpr int kRest = 10;
-/// Pixels of each mark: in a long conversation, one stands for all that belong there.
-constexpr int kMarkHeight = 2;
+/// In pixels: in a long conversation, one mark stands for all that belong there.
+int markHeight() { return std::max(2, qRound(Theme::instance().unit() / 2.0)); }
 
 }  // namespace
 
@@ -98,7 +98,7 @@ void PlaceMarks::add(TranscriptMarks read, Missing missing) {
 }
 
 std::vector<PlaceMarks::Kind> PlaceMarks::lines(int height) const {
-  std::vector<Kind> lines(static_cast<std::size_t>(std::max(height / kMarkHeight, 0)), Kind::none);
+  std::vector<Kind> lines(static_cast<std::size_t>(std::max(height / markHeight(), 0)), Kind::none);
   if (lines.empty()) return lines;
   const auto mark = [&](double place, Kind kind) {
     const auto wanted = static_cast<std::size_t>(std::clamp(place, 0.0, 1.0) * static_cast<double>(lines.size()));
@@ -120,13 +120,14 @@ QSGNode* PlaceMarks::updatePaintNode(QSGNode* node, UpdatePaintNodeData*) {
   auto* const all = new QSGNode;
   const Theme& theme = Theme::instance();
   const std::vector<Kind> kinds = lines(static_cast<int>(height()));
+  const int high = markHeight();
   for (std::size_t line = 0; line < kinds.size(); ++line) {
     if (kinds[line] == Kind::none) continue;
     // What can be everywhere leaves room to see where the reader is.
     const bool isNarrow = kinds[line] <= Kind::found;
     QSGRectangleNode* const mark = window()->createRectangleNode();
     const double wide = isNarrow ? std::round(width() / 2) : width();
-    mark->setRect(std::round((width() - wide) / 2), static_cast<double>(line) * kMarkHeight, wide, kMarkHeight);
+    mark->setRect(std::round((width() - wide) / 2), static_cast<double>(line) * high, wide, high);
     mark->setColor(kinds[line] == Kind::prompt    ? theme.strongLine()
                    : kinds[line] == Kind::failure ? theme.bad()
                                                   : theme.attention());

@@ -77,7 +77,7 @@ TitledPanel {
         }
         ReadingOrder { list: list }
         VerticalScroll {
-            anchors { top: list.top; topMargin: Theme.unit * 2; bottom: list.bottom; right: list.right }
+            anchors { top: list.top; topMargin: Theme.unit * 2 - popup.spaceAboveList; bottom: list.bottom; right: list.right }
             floats: true
             orientation: Qt.Vertical
             interactive: false

@@ -53,8 +53,10 @@ void makeSettings(const std::filesystem::path& file) {
 void openFile(const SettingsFile& settings, const FilePlace& place) {
   const QString file = QString::fromStdString(place.file.string());
   const auto tell = [&file](const QString& words) {
-    DesktopWindow::instance().notices()->tellError(
-        words, {QObject::tr("Copy path"), [file] { QGuiApplication::clipboard()->setText(file); }});
+    DesktopWindow* const window = DesktopWindow::present();
+    if (!window) return;
+    window->notices()->tellError(words,
+                                 {QObject::tr("Copy path"), [file] { QGuiApplication::clipboard()->setText(file); }});
   };
   const QString editor = QString::fromStdString(settings.text(setting::kEditor)).trimmed();
   if (!editor.isEmpty()) {

@@ -88,7 +88,7 @@ FocusScope {
             onClicked: conversationList.archived = false
         }
         PushButton {
-            visible: !conversationList.archived && Workbench.detailKind === Workbench.Conversation
+            visible: !conversationList.archived && (Workbench.newConversationProject === "" || Workbench.contentProject !== "" && Workbench.contentProject !== Workbench.newConversationProject)
             text: qsTr("New conversation")
             onClicked: column.begin()
         }

@@ -19,7 +19,7 @@ TitledPanel {
 
     CommandHandler { id: command; command: "recentConversations"; onTriggered: popup.walk() }
 
-    height: Math.min(heading.height + list.contentHeight + topPadding + bottomPadding, parent.height - upperEdge - Theme.unit * 4)
+    height: Math.min(heading.height + list.contentHeight + Theme.unit + topPadding + bottomPadding, parent.height - upperEdge - Theme.unit * 4)
     onAboutToShow: focusBefore = parent?.Window.activeFocusItem ?? null
     onClosed: focusBefore?.forceActiveFocus()
 
@@ -50,7 +50,7 @@ TitledPanel {
         ListView {
             id: list
 
-            anchors { top: heading.bottom; bottom: parent.bottom; left: parent.left; right: parent.right }
+            anchors { top: heading.bottom; bottom: parent.bottom; bottomMargin: Theme.unit; left: parent.left; right: parent.right }
             model: RecentConversations { id: recent; shown: popup.visible }
             clip: true
             focus: true
