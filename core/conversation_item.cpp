@@ -55,4 +55,10 @@ ConversationItemKind kindOf(const ConversationItem& item) {
   return static_cast<ConversationItemKind>(item.detail.index());
 }
 
+bool isBehindEnd(const ConversationItem& failure, const ConversationItem& prompt) {
+  const auto* const message = std::get_if<UserMessage>(&prompt.detail);
+  return message && message->endReason == PromptOutcome::finished && message->endedAt &&
+         failure.createdAt >= *message->endedAt;
+}
+
 }  // namespace ravant

@@ -90,4 +90,7 @@ std::string_view rawValue(ConversationItemKind kind);
 std::optional<ConversationItemKind> conversationItemKindFromRawValue(std::string_view text);
 ConversationItemKind kindOf(const ConversationItem& item);
 
+/// Whether the failure came when the prompt had finished, as that of a queue which could not go on behind it.
+bool isBehindEnd(const ConversationItem& failure, const ConversationItem& prompt);
+
 }  // namespace ravant

@@ -107,10 +107,7 @@ awaitable<void> RunEnds::look(ConversationId conversation) {
 
 bool RunEnds::tellFailureBehind(const ConversationItem& prompt, const ConversationItem& failure,
                                 const ConversationSummary& summary) {
-  const auto* const message = std::get_if<UserMessage>(&prompt.detail);
-  const bool isBehind = message && message->endReason == PromptOutcome::finished && message->endedAt &&
-                        failure.createdAt >= *message->endedAt;
-  if (!isBehind) return false;
+  if (!isBehindEnd(failure, prompt)) return false;
   if (failure.createdAt < begunAt_) return true;
   const auto told = told_.find(summary.conversation.id);
   if (told != told_.end() && told->second >= failure.id) return true;

@@ -96,13 +96,15 @@ awaitable<void> DraftKeeper::write(std::shared_ptr<PromptSender> sender, Writing
     co_await sender->drafts().keep(place, front.empty() ? text : joined(front, text));
     if (self) self->isWritten(place, before, front);
   } catch (const std::exception&) {
+    const bool isNews = !self || self->isFaultNews();
     if (self) self->writeFailed(std::move(writing));
-    throw;
+    if (isNews) throw;
   }
 }
 
 void DraftKeeper::isWritten(const DraftPlace& place, const std::shared_ptr<Before>& before, const std::string& front) {
   written_.erase(std::ranges::find(written_, place));
+  isFaultTold_ = false;
   if (place != place_) return;
   if (before && before == before_) {
     before_.reset();
@@ -129,7 +131,7 @@ awaitable<void> DraftKeeper::readOrTryAgain() {
     co_await read();
   } catch (const std::exception&) {
     if (before_ && isTouched_) delay_.start(kNextTry);
-    throw;
+    if (isFaultNews()) throw;
   }
 }
 

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "desktop/composer/prompt_sender.hpp"
@@ -62,6 +63,8 @@ class DraftKeeper final : public QObject, public ViewModel {
   };
   void begin(Writing writing);
   void writeFailed(Writing writing);
+  /// Whether nobody was told yet that nothing can be read or written.
+  bool isFaultNews() { return !std::exchange(isFaultTold_, true); }
   static awaitable<void> write(std::shared_ptr<PromptSender> sender, Writing writing, QPointer<DraftKeeper> self);
 
   std::shared_ptr<PromptSender> sender_;
@@ -72,6 +75,7 @@ class DraftKeeper final : public QObject, public ViewModel {
   std::optional<std::string> shown_;  ///< what was read last, where nothing was typed since
   bool isTouched_ = false;            ///< since it was read or written
   bool hasWritten_ = false;           ///< since the place was opened or the text was handed over
+  bool isFaultTold_ = false;          ///< and nothing was written since
   std::vector<DraftPlace> written_;   ///< to these something is on its way
   std::chrono::milliseconds pace_{};  ///< from a letter to its writing
   QTimer delay_;

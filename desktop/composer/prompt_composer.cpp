@@ -47,10 +47,12 @@ PromptComposer::PromptComposer(QObject* parent)
     if (!isUntouched) return history_.end();
     show(ComposedPrompt::parse(text.toStdString()));
     if (history_.current()) walked_ = prompt_;
+    draft_.typed();
   });
   connect(&queue_, &QueuedPrompts::countChanged, this, &PromptComposer::changed);
   connect(&pickers_, &PromptPickers::chosen, this, [this] { rereading_.now(); });
   connect(&window_, &DesktopWindow::promptRequested, this, &PromptComposer::sendWords);
+  connect(&window_, &DesktopWindow::queuedPromptRequested, this, &PromptComposer::sendQueued);
   followSelection();
 }
 

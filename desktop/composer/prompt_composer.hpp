@@ -123,6 +123,7 @@ class PromptComposer : public QObject, public ViewModel {
   void sendIfWished();
   /// What the field holds stays there. Nothing while a prompt is under way or runs.
   void sendWords(ConversationId conversation, const QString& words);
+  void sendQueued(ConversationId conversation);
   bool takeReturn(int modifiers);
   bool showEarlier();
   bool showLater();

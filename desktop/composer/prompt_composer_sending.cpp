@@ -61,6 +61,12 @@ void PromptComposer::sendWords(ConversationId conversation, const QString& words
                  .effort = options.effort});
 }
 
+void PromptComposer::sendQueued(ConversationId conversation) {
+  if (place_ != DraftPlace(conversation)) return;
+  if (queue_.count() > 0) return queue_.sendNow(0);
+  window_.notices()->tell(tr("No prompt waits here any more"));
+}
+
 void PromptComposer::stop() {
   if (place_ && isUnderWay() && stopObstacle().isEmpty()) sender_->stop(*place_);
 }

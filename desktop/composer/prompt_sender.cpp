@@ -1,18 +1,26 @@
 #include "desktop/composer/prompt_sender.hpp"
 
+#include <QTimer>
 #include <algorithm>
+#include <chrono>
 #include <exception>
 #include <utility>
 
 #include "app/model_efforts.hpp"
 #include "app/prompt_submission.hpp"
 #include "core/agent_runner_error.hpp"
+#include "core/store/store_error.hpp"
 #include "desktop/composer/attachments.hpp"
 #include "desktop/program/desktop_window.hpp"
 #include "platform/async/on_pool.hpp"
+#include "platform/log/log.hpp"
 
 namespace ravant::desktop {
 namespace {
+
+constexpr Log kLog("com.ravant.desktop", "PromptSender");
+
+constexpr std::chrono::milliseconds kNextTry(2000);
 
 awaitable<Agent> agentOf(Application& application, AgentId id) {
   for (Agent& agent : co_await application.agents().agents()) {
@@ -26,7 +34,9 @@ awaitable<void> expectAttachments(Application& application, std::string prompt, 
       co_await onPool(application.modelContainer()->work(), [prompt = std::move(prompt), folder = std::move(folder)] {
         return goneAttachments(ComposedPrompt::parse(prompt).attachments, folder);
       });
-  if (!gone.empty()) throw PromptRefusedError("an attached file is gone: " + gone.front());
+  if (!gone.empty())
+    throw PromptRefusedError("an attached file is gone: " + gone.front() +
+                             ". Put it back, or take it out of the prompt");
 }
 
 /// The user has stopped the prompt before it was sent.
@@ -45,9 +55,10 @@ DraftPlace PromptOrder::place() const { return conversation ? DraftPlace(*conver
 PromptSender::PromptSender(Application& application, StoreChanges& changes)
     : application_(application), queue_(application), drafts_(DraftStore::make(application.modelContainer())) {
   connect(&changes, &StoreChanges::itemChanged, this,
-          [this](ConversationId conversation, ConversationItemId item, ChangeOperation operation) {
-            if (operation == ChangeOperation::inserted) itemWasAdded(conversation, item);
+          [this](ConversationId conversation, ConversationItemId, ChangeOperation operation) {
+            if (operation == ChangeOperation::inserted) lookForPrompts(conversation);
           });
+  connect(&changes, &StoreChanges::everythingChanged, this, [this] { lookForPrompts({}); });
 }
 
 void PromptSender::send(PromptOrder order) {
@@ -103,34 +114,33 @@ void PromptSender::leave(const std::shared_ptr<UnderWay>& entry) {
   if (std::erase(underWay_, entry) > 0) Q_EMIT underWayChanged();
 }
 
-void PromptSender::itemWasAdded(ConversationId conversation, ConversationItemId item) {
-  const auto awaited = std::ranges::find_if(underWay_, [&](const auto& entry) {
-    return entry->way == Way::run && entry->place == DraftPlace(conversation) && !entry->isStored;
-  });
-  if (awaited == underWay_.end()) return;
-  (*awaited)->added.push_back(item);
-  InterfaceLoop::instance().spawn(settleOncePrompt(shared_from_this(), *awaited, item));
-}
-
-awaitable<bool> PromptSender::isPrompt(std::shared_ptr<UnderWay> entry, ConversationItemId item) {
-  const auto prompt = co_await application_.transcripts().promptOf(item);
-  // Another program can have been first.
-  co_return prompt && prompt->id == item && prompt->text == entry->prompt;
+void PromptSender::lookForPrompts(std::optional<ConversationId> conversation) {
+  for (const auto& entry : underWay_) {
+    const bool isElsewhere = conversation && entry->place != DraftPlace(*conversation);
+    if (entry->isStored || !entry->behind || isElsewhere) continue;
+    InterfaceLoop::instance().spawn(settleOnceStored(shared_from_this(), entry));
+  }
 }
 
 awaitable<bool> PromptSender::isStored(std::shared_ptr<UnderWay> entry) {
-  if (entry->isStored) co_return true;
-  co_await application_.modelContainer()->changeFeed()->flush();
-  for (const ConversationItemId item : std::vector(entry->added)) {
-    if (co_await isPrompt(entry, item)) co_return true;
+  const auto* const conversation = std::get_if<ConversationId>(&entry->place);
+  if (entry->isStored || !entry->behind || !conversation) co_return entry->isStored;
+  TranscriptReader& transcripts = application_.transcripts();
+  // Others can have sent theirs there meanwhile.
+  for (auto last = co_await transcripts.last(*conversation); last;) {
+    const auto prompt = co_await transcripts.promptOf(last->id);
+    if (!prompt || prompt->id <= *entry->behind) break;
+    if (prompt->text == entry->prompt) co_return true;
+    const auto before = co_await transcripts.page(*conversation, prompt->id, PageDirection::before, 1);
+    if (before.empty()) break;
+    last->id = before.back().id;
   }
   co_return entry->isStored;
 }
 
-awaitable<void> PromptSender::settleOncePrompt(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry,
-                                               ConversationItemId item) {
+awaitable<void> PromptSender::settleOnceStored(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry) {
   // A run that is refused leaves a failure and no prompt.
-  if (!co_await self->isPrompt(entry, item) || std::exchange(entry->isStored, true)) co_return;
+  if (!co_await self->isStored(entry) || std::exchange(entry->isStored, true)) co_return;
   Q_EMIT self->underWayChanged();
   const auto* const conversation = std::get_if<ConversationId>(&entry->place);
   // The run had not begun when it was stopped.
@@ -141,7 +151,14 @@ awaitable<void> PromptSender::settleOncePrompt(std::shared_ptr<PromptSender> sel
 }
 
 awaitable<void> PromptSender::settle(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry) {
-  co_await dropDraft(self->drafts_, entry->draft, entry->prompt);
+  try {
+    co_await dropDraft(self->drafts_, entry->draft, entry->prompt);
+  } catch (const StoreError& error) {
+    kLog.warning("the draft of a prompt that was sent stays: {}", error.what());
+    const auto tryAgain = [self, entry] { InterfaceLoop::instance().spawn(settle(self, entry)); };
+    QTimer::singleShot(kNextTry, self.get(), tryAgain);
+    co_return;
+  }
   self->leave(entry);
 }
 
@@ -157,6 +174,7 @@ awaitable<void> PromptSender::sendToEnd(std::shared_ptr<PromptSender> self, Prom
     words = capitalized(error.what());
   }
   try {
+    if (!entry->isStored) co_await self->application_.modelContainer()->changeFeed()->flush();
     isStored = co_await self->isStored(entry);
   } catch (const std::exception& error) {
     if (words.empty()) words = capitalized(error.what());
@@ -198,6 +216,7 @@ awaitable<void> PromptSender::submit(PromptOrder order, std::shared_ptr<UnderWay
     entry->place = *made;
     Q_EMIT began(order.project.id, *made);
   }
+  entry->behind = co_await application_.transcripts().latestAdded();
   if (entry->isStopped) throw Stopped();
   co_await submitPrompt(application_, std::move(submission));
 }
@@ -275,8 +294,7 @@ awaitable<void> PromptSender::putFirst(ConversationId conversation, QueuedPrompt
 }
 
 awaitable<void> PromptSender::dropDraft(std::shared_ptr<DraftStore> drafts, DraftPlace place, std::string text) {
-  const auto kept = co_await drafts->draft(place);
-  if (kept == text) co_await drafts->keep(place, "");
+  co_await drafts->replace(place, std::move(text), "");
 }
 
 awaitable<void> PromptSender::giveBackFor(std::shared_ptr<PromptSender> self, ReturnedPrompt prompt) {
@@ -286,13 +304,15 @@ awaitable<void> PromptSender::giveBackFor(std::shared_ptr<PromptSender> self, Re
 awaitable<void> PromptSender::giveBack(ReturnedPrompt prompt) {
   Q_EMIT returned(&prompt);
   if (prompt.isTaken) co_return;
-  const auto kept = co_await drafts_->draft(prompt.place);
-  const bool isThere = !kept || kept == prompt.prompt;
-  co_await drafts_->keep(prompt.place, isThere ? prompt.prompt : joined(prompt.prompt, *kept));
+  for (bool isKept = false; !isKept;) {
+    const std::string kept = (co_await drafts_->draft(prompt.place)).value_or("");
+    const bool isThere = kept.empty() || kept == prompt.prompt;
+    isKept = co_await drafts_->replace(prompt.place, kept, isThere ? prompt.prompt : joined(prompt.prompt, kept));
+  }
   DesktopWindow* const window = DesktopWindow::present();
   if (window != nullptr && !prompt.words.empty()) {
     window->notices()->tellError(
-        QString::fromStdString("A prompt was not sent and is kept as a draft: " + prompt.words));
+        tr("A prompt was not sent and is kept as a draft: %1").arg(QString::fromStdString(prompt.words)));
   }
 }
 

@@ -86,9 +86,10 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
   struct UnderWay {
     Way way;
     std::string prompt;
-    DraftPlace draft;                            ///< where its text stands
-    DraftPlace place;                            ///< where it goes; a refused one returns there
-    std::vector<ConversationItemId> added = {};  ///< to the transcript since; this can be among them
+    DraftPlace draft;  ///< where its text stands
+    DraftPlace place;  ///< where it goes; a refused one returns there
+    /// Of all conversations, the last entry before this could be stored; nothing until then.
+    std::optional<ConversationItemId> behind = {};
     bool isStored = false;
     bool isStopped = false;
   };
@@ -100,12 +101,10 @@ class PromptSender final : public QObject, public std::enable_shared_from_this<P
 
   std::shared_ptr<UnderWay> enter(const PromptOrder& order, Way way);
   void leave(const std::shared_ptr<UnderWay>& entry);
-  void itemWasAdded(ConversationId conversation, ConversationItemId item);
-  static awaitable<void> settleOncePrompt(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry,
-                                          ConversationItemId item);
-  awaitable<bool> isPrompt(std::shared_ptr<UnderWay> entry, ConversationItemId item);
-  /// Of all that was committed so far.
+  /// Among what was added to the conversation, or to any.
+  void lookForPrompts(std::optional<ConversationId> conversation);
   awaitable<bool> isStored(std::shared_ptr<UnderWay> entry);
+  static awaitable<void> settleOnceStored(std::shared_ptr<PromptSender> self, std::shared_ptr<UnderWay> entry);
   static awaitable<void> sendToEnd(std::shared_ptr<PromptSender> self, PromptOrder order,
                                    std::shared_ptr<UnderWay> entry);
   /// All that is to be queued in the conversation, one after another.

@@ -110,7 +110,12 @@ void ConversationHead::tryAgain(const QString& failure) {
 
 awaitable<void> ConversationHead::sendAgain(ConversationId conversation, ConversationItemId failure) {
   const auto prompt = co_await alive(application_.transcripts().promptOf(failure));
-  if (prompt) DesktopWindow::instance().sendPrompt(conversation, QString::fromStdString(prompt->text));
+  const auto failed = co_await alive(application_.transcripts().item(failure));
+  if (!prompt || !failed) co_return;
+  DesktopWindow& window = DesktopWindow::instance();
+  // The prompt before it is done: what failed is the one that waits.
+  if (isBehindEnd(*failed, *prompt)) co_return window.sendQueued(conversation);
+  window.sendPrompt(conversation, QString::fromStdString(prompt->text));
 }
 
 void ConversationHead::goOn() {

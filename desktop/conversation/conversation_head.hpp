@@ -36,7 +36,8 @@ class ConversationHead : public QObject, public ViewModel {
   /// A notice leads back.
   Q_INVOKABLE void archive();
   Q_INVOKABLE void copyId() const;
-  /// Sends the prompt of the failure once more, with what the composer has chosen.
+  /// Sends the prompt of the failure once more, with what the composer has chosen; behind one that finished, the next
+  /// that waits.
   Q_INVOKABLE void tryAgain(const QString& failure);
   /// Asks the agent to go on where it was interrupted.
   Q_INVOKABLE void goOn();

@@ -397,6 +397,7 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
       addCode(rows, row, language, block.source, folds.whole.contains(row.block));
       continue;
     }
+    row.source = QString::fromStdString(block.source);
     if (block.table) {
       addTable(rows, row, *block.table, folds.whole.contains(row.block), agent + QStringLiteral(": "));
       continue;
@@ -404,7 +405,6 @@ std::vector<TranscriptRow> messageRows(const std::vector<MarkdownBlock>& blocks,
     row.html = QString::fromStdString(block.html);
     if (growing == Growing::no || index + 1 < blocks.size()) row.links = linksIn(row.html);
     row.level = block.level;
-    row.source = QString::fromStdString(block.source);
     if (row.kind != RowKind::rule) {
       row.name = cut(agent + QStringLiteral(": ") + QString::fromStdString(plainText(block)));
     }

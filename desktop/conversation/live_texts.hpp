@@ -17,6 +17,9 @@ struct GrowingText {
   std::string text;
 };
 
+/// Of a row of it.
+inline std::string textKeyOf(const std::string& rowKey) { return rowKey.substr(0, rowKey.find('/')); }
+
 /// What a run shows that is not stored.
 struct LiveRun {
   std::optional<GrowingText> growing = {};

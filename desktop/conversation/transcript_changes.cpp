@@ -1,6 +1,13 @@
+#include "core/store/store_error.hpp"
 #include "desktop/conversation/transcript_window.hpp"
+#include "platform/log/log.hpp"
 
 namespace ravant::desktop {
+namespace {
+
+constexpr Log kLog("com.ravant.desktop", "TranscriptWindow");
+
+}  // namespace
 
 bool TranscriptWindow::canSkip() const {
   const ConversationItemId last = visible_ ? visible_->second : ConversationItemId();
@@ -29,7 +36,10 @@ awaitable<void> TranscriptWindow::readBehind(Turns::Turn turn) {
         unread_.reset();
         wasAway_ = false;
       }
-      if (auto text = live_.replacedBy(*shown_, kindOf(item.item), item.item.text)) item.key = std::move(text->key);
+      if (auto text = live_.replacedBy(*shown_, kindOf(item.item), item.item.text)) {
+        if (auto folds = growingFolds_.extract(text->key)) foldsOf(item.item.id) = std::move(folds.mapped());
+        item.key = std::move(text->key);
+      }
       replacing_.insert(item.item.id);
     }
     add(std::move(made), Side::back);
@@ -48,6 +58,10 @@ awaitable<void> TranscriptWindow::settleGrowth(std::deque<ConversationItemId>& i
     if (!turns_.isLatest(turn)) co_return;
     if (read) live_.replacedBy(*shown_, kindOf(*read), read->text);
   }
+}
+
+void TranscriptWindow::leaveGrowth(const TranscriptWork& undone, ConversationId conversation) {
+  if (!undone.inserted.empty()) live_.skip(conversation);
 }
 
 awaitable<void> TranscriptWindow::readItem(ConversationItemId id, Turns::Turn turn) {
@@ -110,8 +124,13 @@ awaitable<void> TranscriptWindow::markSeen(Turns::Turn turn) {
     if (unread) unread_ = unread;
     update();
   }
-  co_await alive(application_.conversations().markSeen(*shown_, last));
-  if (turns_.isLatest(turn)) seenUpTo_ = last;
+  // Where it cannot be stored, it is tried again when it is looked at anew.
+  seenUpTo_ = last;
+  try {
+    co_await alive(application_.conversations().markSeen(*shown_, last));
+  } catch (const StoreError& error) {
+    kLog.warning("what was looked at is not marked as seen: {}", error.what());
+  }
 }
 
 }  // namespace ravant::desktop

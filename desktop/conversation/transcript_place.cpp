@@ -28,6 +28,10 @@ ItemFolds& TranscriptWindow::foldsOf(ConversationItemId item) {
   return reading_.folds[item];
 }
 
+ItemFolds& TranscriptWindow::foldsAt(const TranscriptRow& row) {
+  return row.item != ConversationItemId() ? foldsOf(row.item) : growingFolds_[textKeyOf(row.key)];
+}
+
 ItemFolds TranscriptWindow::folds(ConversationItemId item) const {
   const auto own = reading_.folds.find(item);
   ItemFolds folds = own == reading_.folds.end() ? ItemFolds() : own->second;

@@ -50,7 +50,10 @@ awaitable<void> TranscriptWindow::workOff() {
     } catch (const std::exception& error) {
       trouble = error.what();
     }
-    if (!turns_.isLatest(turn)) continue;
+    if (!turns_.isLatest(turn)) {
+      leaveGrowth(job, *begun);
+      continue;
+    }
     setTrouble(trouble ? sentence(tr("This cannot be read: %1").arg(QString::fromStdString(*trouble))) : QString());
     if (!trouble) continue;
     job.add(std::exchange(work_, {}));

@@ -191,11 +191,13 @@ void TranscriptWindow::addLiveRows(std::vector<TranscriptRow>& rows) {
     rows.back().label = rows.back().name = tr("Running in another program");
   }
   const LiveRun* const run = live_.find(*shown_);
-  if (!run) return parsed_.clear();
-  std::erase_if(parsed_, [&](const auto& each) {
-    return !(run->growing && run->growing->key == each.first) &&
-           std::ranges::find(run->complete, each.first, &GrowingText::key) == run->complete.end();
-  });
+  const auto isGone = [run](const auto& each) {
+    return !run || (!(run->growing && run->growing->key == each.first) &&
+                    std::ranges::find(run->complete, each.first, &GrowingText::key) == run->complete.end());
+  };
+  std::erase_if(parsed_, isGone);
+  std::erase_if(growingFolds_, isGone);
+  if (!run) return;
   const auto now = application_.modelContainer()->clock().now();
   TranscriptRow state{.kind = RowKind::runState, .key = fmt::format("state{}", run->number)};
   state.outcome = run->growing ? RowOutcome::none : RowOutcome::running;
@@ -232,25 +234,28 @@ void TranscriptWindow::addLiveRows(std::vector<TranscriptRow>& rows) {
 }
 
 void TranscriptWindow::addText(std::vector<TranscriptRow>& rows, const GrowingText& text, Growing growing) {
-  const auto make = [&] { return messageRows(markdownBlocks(text.text), text.key, {}, {}, agent_, growing); };
+  const auto opened = growingFolds_.find(text.key);
+  const ItemFolds folds = opened == growingFolds_.end() ? ItemFolds() : opened->second;
+  const auto make = [&] { return messageRows(markdownBlocks(text.text), text.key, {}, folds, agent_, growing); };
   if (text.text.size() < kMostReadHere / 2) return void(std::ranges::move(make(), std::back_inserter(rows)));
   ParsedText& parsed = parsed_[text.key];
+  const bool isCurrent = parsed.size == text.text.size() && parsed.folds == folds;
   if (text.text.size() < kMostReadHere) {
-    parsed = {.size = text.text.size(), .rows = make()};
-  } else if (parsed.size != text.text.size() && !std::exchange(parsed.isUnderWay, true)) {
-    start(parse(text, growing));
+    parsed = {.size = text.text.size(), .folds = folds, .rows = make()};
+  } else if (!isCurrent && !std::exchange(parsed.isUnderWay, true)) {
+    start(parse(text, folds, growing));
   }
   std::ranges::copy(parsed.rows, std::back_inserter(rows));
 }
 
-awaitable<void> TranscriptWindow::parse(GrowingText text, Growing growing) {
+awaitable<void> TranscriptWindow::parse(GrowingText text, ItemFolds folds, Growing growing) {
   const auto shared = std::make_shared<const GrowingText>(std::move(text));
-  auto made = co_await alive(onPool(application_.modelContainer()->work(), [shared, agent = agent_, growing] {
-    return messageRows(markdownBlocks(shared->text), shared->key, {}, {}, agent, growing);
+  auto made = co_await alive(onPool(application_.modelContainer()->work(), [shared, folds, agent = agent_, growing] {
+    return messageRows(markdownBlocks(shared->text), shared->key, {}, folds, agent, growing);
   }));
   const auto parsed = parsed_.find(shared->key);
   if (parsed == parsed_.end()) co_return;
-  parsed->second = {.size = shared->text.size(), .rows = std::move(made)};
+  parsed->second = {.size = shared->text.size(), .folds = std::move(folds), .rows = std::move(made)};
   if (!growth_.isActive()) growth_.start();
 }
 

@@ -71,8 +71,17 @@ bool TranscriptWindow::isSelected(const TranscriptRow& row) const {
 void TranscriptWindow::copy(int row) {
   if (!selected_.isNone()) return start(putSelectionOnClipboard());
   const ShownItem* const item = find(itemAt(row));
-  const QString text = item ? storedTextOf(item->item) : QString();
+  const QString text = item ? storedTextOf(item->item) : growingTextAt(row);
   if (!text.isEmpty()) QGuiApplication::clipboard()->setText(text);
+}
+
+QString TranscriptWindow::growingTextAt(int row) const {
+  const LiveRun* const run = shown_ ? live_.find(*shown_) : nullptr;
+  if (!run || row < 0 || row >= rowCount()) return {};
+  const std::string key = textKeyOf(rows_[static_cast<std::size_t>(row)].key);
+  if (run->growing && run->growing->key == key) return QString::fromStdString(run->growing->text);
+  const auto complete = std::ranges::find(run->complete, key, &GrowingText::key);
+  return complete == run->complete.end() ? QString() : QString::fromStdString(complete->text);
 }
 
 void TranscriptWindow::copyBlock(int row) {
@@ -115,6 +124,7 @@ QStringList TranscriptWindow::linksAt(int row) const {
 QString TranscriptWindow::linkTarget(const QString& link) const { return targetOfLink(link); }
 
 awaitable<void> TranscriptWindow::putSelectionOnClipboard() {
+  if (!shown_ || selected_.isNone()) co_return;
   const ConversationId conversation = *shown_;
   const ItemPlace first = selected_.first();
   const ItemPlace last = selected_.last();

@@ -108,6 +108,7 @@ void TranscriptWindow::setConversation(const QString& conversation) {
   const auto id = conversation.isEmpty() ? std::nullopt : std::optional(idOf<ConversationId>(conversation));
   if (id == shown_) return;
   keepReading();
+  if (shown_) leaveGrowth(work_, *shown_);
   turns_.take();
   work_ = {};
   shown_ = id;
@@ -118,6 +119,7 @@ void TranscriptWindow::setConversation(const QString& conversation) {
   reading_ = {};
   setTrouble({});
   callTexts_.clear();
+  growingFolds_.clear();
   found_.reset();
   selected_.clear();
   unreadAbove_ = 0;
@@ -144,7 +146,9 @@ void TranscriptWindow::setLookedAt(bool isLookedAt) {
   if (std::exchange(isLookedAt_, isLookedAt) == isLookedAt) return;
   wasAway_ = wasAway_ || !isLookedAt;
   Q_EMIT lookedAtChanged();
-  if (isLookedAt) seen_.start();
+  if (!isLookedAt) return;
+  seenUpTo_.reset();
+  seen_.start();
 }
 
 int TranscriptWindow::newItems() const {
@@ -239,10 +243,12 @@ bool TranscriptWindow::setOpen(int row, bool isOpen) {
     foldsOf(at.item).openCalls.erase(at.invocation);
     callTexts_.erase(at.invocation);
   } else if (!isOpen) {
-    foldsOf(at.item).whole.clear();
+    foldsAt(at).whole.clear();
   } else {
     for (const TranscriptRow& each : rows_) {
-      if (each.item == at.item && each.hiddenLines > 0) foldsOf(at.item).whole.insert(each.block);
+      const bool isStored = at.item != ConversationItemId();
+      const bool isOfIt = isStored ? each.item == at.item : textKeyOf(each.key) == textKeyOf(at.key);
+      if (isOfIt && each.hiddenLines > 0) foldsAt(at).whole.insert(each.block);
     }
   }
   if (ShownItem* const changed = find(at.item)) makeRows(*changed);
@@ -262,7 +268,7 @@ void TranscriptWindow::showMore(int row) {
   if (at.kind == RowKind::toolText) {
     addPieces(at);
   } else {
-    foldsOf(at.item).whole.insert(at.block);
+    foldsAt(at).whole.insert(at.block);
   }
   if (ShownItem* const changed = find(at.item)) makeRows(*changed);
   update();

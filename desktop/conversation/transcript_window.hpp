@@ -287,6 +287,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   bool canSkip() const;
   awaitable<void> readBehind(Turns::Turn turn);
   awaitable<void> settleGrowth(std::deque<ConversationItemId>& inserted, Turns::Turn turn);
+  /// Forgets what grows in a conversation that is left before it was known which of it is stored.
+  void leaveGrowth(const TranscriptWork& undone, ConversationId conversation);
   awaitable<void> readPage(PageDirection direction, Turns::Turn turn);
   awaitable<void> readItem(ConversationItemId id, Turns::Turn turn);
   awaitable<void> readInvocation(ToolInvocationId id, Turns::Turn turn);
@@ -306,6 +308,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   void makeAllRows();
   void addPieces(const TranscriptRow& row);
   ItemFolds& foldsOf(ConversationItemId item);
+  /// Of the row's item, or of the text that grows.
+  ItemFolds& foldsAt(const TranscriptRow& row);
   struct Return {
     int row = 0;
     double above = 0;
@@ -322,6 +326,8 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   double placeWithin(int row, double part) const;
   void setSelected(const ItemSelection& selected);
   bool isSelected(const TranscriptRow& row) const;
+  /// As it came so far; empty where nothing grows.
+  QString growingTextAt(int row) const;
   /// What is visible, by the positions of its ends.
   void lookForUnread(std::int64_t first, std::int64_t last);
 
@@ -336,7 +342,7 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   bool isOnlyBehindPrompt(std::size_t index) const;
   void addLiveRows(std::vector<TranscriptRow>& rows);
   void addText(std::vector<TranscriptRow>& rows, const GrowingText& text, Growing growing);
-  awaitable<void> parse(GrowingText text, Growing growing);
+  awaitable<void> parse(GrowingText text, ItemFolds folds, Growing growing);
   void markEnd(std::vector<TranscriptRow>& rows) const;
   /// Announces what differs.
   void update();
@@ -364,9 +370,12 @@ class TranscriptWindow : public QAbstractListModel, public ViewModel {
   QString trouble_;
   std::map<ToolInvocationId, CallTexts> callTexts_;
   bool isReasoningOpen_ = false;
-  /// The rows of a text that grows, as long as it was when they were made.
+  /// What the reader opened in texts that grow, by their keys.
+  std::map<std::string, ItemFolds> growingFolds_;
+  /// The rows of a text that grows, as long and as unfolded as it was when they were made.
   struct ParsedText {
     std::size_t size = 0;
+    ItemFolds folds = {};
     std::vector<TranscriptRow> rows = {};
     bool isUnderWay = false;
   };

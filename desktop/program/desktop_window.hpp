@@ -105,6 +105,8 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void openItem(ConversationId conversation, ProjectId project, ConversationItemId item, const QString& words);
   /// Has the words sent in the conversation that is shown, as if they had been written below it.
   void sendPrompt(ConversationId conversation, const QString& words);
+  /// The same with the first prompt of its queue.
+  void sendQueued(ConversationId conversation) { Q_EMIT queuedPromptRequested(conversation); }
   /// Searches all conversations for the words.
   Q_INVOKABLE void searchFor(const QString& words);
 
@@ -168,6 +170,7 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   /// last one may be a beginning.
   void itemRequested(ravant::ConversationItemId item, const QString& words);
   void promptRequested(ravant::ConversationId conversation, const QString& words);
+  void queuedPromptRequested(ravant::ConversationId conversation);
   void searchRequested(const QString& words);
 
  private:

@@ -270,11 +270,16 @@ void ConversationRoster::put(const ConversationSummary& summary) {
   auto conversation = std::make_shared<const ListedConversation>(listed(summary));
   const auto known = byId_.find(conversation->id);
   const bool wasRunning = known != byId_.end() && known->second->isRunning;
+  const bool wasElsewhere = known != byId_.end() && known->second->isRunElsewhere;
   if (known != byId_.end() && *known->second == *conversation) return;
   remove(conversation->id);
   conversations_.insert(std::ranges::upper_bound(conversations_, conversation, isBefore), conversation);
   byId_.emplace(conversation->id, conversation);
   if (wasRunning && !conversation->isRunning) Q_EMIT runEnded(conversation->project);
+  // Where its process was killed, nobody else is told.
+  if (wasElsewhere && !conversation->isRunElsewhere) {
+    Q_EMIT window_.changes().conversationChanged(conversation->id, ChangeOperation::updated);
+  }
 }
 
 void ConversationRoster::remove(ConversationId id) {

@@ -23,6 +23,10 @@ TEST_F(Composer, walksTheEarlierPrompts) {
   EXPECT_TRUE(press(Qt::Key_Up));
   workbench.settle();
   EXPECT_EQ(text(), "one") << "there is none before";
+  ASSERT_TRUE(untilDraft(conversation, "one")) << "whatever happens to the conversation, it stays";
+  await(application.conversations().renameConversation(conversation, "Numbers"));
+  open(conversation);
+  EXPECT_EQ(text(), "one");
   EXPECT_TRUE(press(Qt::Key_Down));
   EXPECT_EQ(text(), "two");
   type("two, changed");
@@ -32,6 +36,7 @@ TEST_F(Composer, walksTheEarlierPrompts) {
   EXPECT_TRUE(until([&] { return text() == "three\nlines"; }));
   EXPECT_TRUE(press(Qt::Key_Down));
   EXPECT_EQ(text(), "");
+  EXPECT_TRUE(untilDraft(conversation, std::nullopt));
 
   startNew();
   EXPECT_TRUE(press(Qt::Key_Up));

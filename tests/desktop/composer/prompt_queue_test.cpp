@@ -52,6 +52,21 @@ TEST_F(Composer, queuesBehindARunAndChangesWhatWaits) {
   EXPECT_TRUE(until([&] { return composer->queue()->count() == 0 && !composer->isRunning(); }));
 }
 
+TEST_F(Composer, sendsTheFirstThatWaitsWhereItIsTriedAgain) {
+  const ConversationId conversation = newConversation();
+  open(conversation);
+  const auto prompts = QueuedPromptStore::make(application.modelContainer());
+  for (const char* prompt : {"one", "two"}) await(prompts->add(conversation, {.prompt = prompt}));
+  ASSERT_TRUE(until([&] { return composer->queue()->count() == 2; }));
+  workbench.window().sendQueued(conversation);
+  EXPECT_TRUE(untilLast(conversation, "two finished")) << "the queue goes on";
+  EXPECT_THAT(told(conversation), ElementsAre("one finished", "two finished"));
+  ASSERT_TRUE(until([&] { return composer->queue()->count() == 0; }));
+  EXPECT_EQ(workbench.window().notices()->rowCount(), 0);
+  workbench.window().sendQueued(conversation);
+  EXPECT_EQ(workbench.window().notices()->rowCount(), 1) << "that nothing waits is said";
+}
+
 TEST_F(Composer, saysWithTheUsersKeysWhatSendsBehindARun) {
   const auto bind = [&](const char* keys) {
     workbench.folder().write("settings.json", std::string(R"({"keybindings":{"sendNow":)") + keys + "}}");

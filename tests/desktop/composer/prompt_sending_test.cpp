@@ -60,7 +60,7 @@ TEST_F(Composer, takesARefusedPromptBack) {
   composer->attach({QUrl::fromLocalFile(QStringLiteral("/gone/file.txt"))});
   sendWhenReady("look");
   ASSERT_TRUE(until([&] { return !composer->refusal().isEmpty(); }));
-  EXPECT_EQ(refusal(), "An attached file is gone: /gone/file.txt.");
+  EXPECT_EQ(refusal(), "An attached file is gone: /gone/file.txt. Put it back, or take it out of the prompt.");
   EXPECT_EQ(text(), "look");
   EXPECT_EQ(composer->attachments(), QStringList{QStringLiteral("/gone/file.txt")});
   composer->detach(0);

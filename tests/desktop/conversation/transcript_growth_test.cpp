@@ -1,6 +1,9 @@
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QSignalSpy>
 
 #include "tests/desktop/conversation/transcript_window_test.hpp"
@@ -44,6 +47,60 @@ TEST_F(TranscriptWindowTest, ChangesNothingButTheLastRowsOfAMessageThatGrowsAndI
   settle(window);
   EXPECT_EQ(inserted.count(), 1);
   EXPECT_THAT(kindsOf(window), testing::SizeIs(4));
+}
+
+TEST_F(TranscriptWindowTest, UnfoldsAndCopiesWhatGrowsAndKeepsItSoWhenItIsStored) {
+  prompt("Go.");
+  TranscriptWindow window;
+  open(window);
+  std::string text = "Look:\n\n```\n";
+  for (int line = 0; line < 100; ++line) text += fmt::format("{}\n", line);
+  grow(text, true);
+  settle(window);
+  ASSERT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::code));
+  ASSERT_GT(window.rows().back().hiddenLines, 0);
+  window.showMore(2);
+  EXPECT_EQ(window.rows().back().hiddenLines, 0);
+  window.copy(1);
+  EXPECT_EQ(QGuiApplication::clipboard()->text().toStdString(), text);
+  window.setOpen(2, false);
+  EXPECT_GT(window.rows().back().hiddenLines, 0);
+  window.setOpen(2, true);
+  message(text + "```");
+  settle(window);
+  EXPECT_NE(window.rows().back().item, ConversationItemId());
+  EXPECT_EQ(window.rows().back().hiddenLines, 0);
+
+  // A long one is not read on the interface's thread.
+  grow(text + "```\n\n" + std::string(150'000, 'x') + "\n\n" + text, true);
+  ASSERT_TRUE(
+      until([&] { return window.rows().back().kind == RowKind::code && window.rows().back().hiddenLines > 0; }));
+  window.showMore(window.rowCount() - 1);
+  EXPECT_TRUE(until([&] { return window.rows().back().hiddenLines == 0; }));
+}
+
+TEST_F(TranscriptWindowTest, ShowsNothingTwiceWhereItsConversationWasLeftWhileAMessageWasStored) {
+  prompt("Go.");
+  const ConversationId other = workbench_.addConversation(workbench_.addProject("other"));
+  TranscriptWindow window;
+  open(window);
+  grow("First.", true);
+  settle(window);
+  QObject leaving;
+  QObject::connect(&workbench_.program().changes(), &desktop::StoreChanges::itemChanged, &leaving,
+                   [&] { window.setConversation(desktop::textOf(other)); });
+  message("First.");
+  settle(window);
+  grow("Second.", true);
+  workbench_.settle();
+  message("Second.");
+  workbench_.settle();
+  open(window);
+  EXPECT_THAT(kindsOf(window), ElementsAre(RowKind::userMessage, RowKind::prose, RowKind::prose));
+  grow("Third.", true);
+  settle(window);
+  EXPECT_TRUE(window.rows().back().isGrowing);
+  EXPECT_EQ(window.rowCount(), 4);
 }
 
 TEST_F(TranscriptWindowTest, GoesAlongWithAnEndThatRunsAwayWithoutReadingAllBetween) {

@@ -29,6 +29,31 @@ TEST_F(TranscriptWindowTest, DropsWhatWasReadOfAConversationThatWasLeft) {
   EXPECT_EQ(window.items(), 1);
 }
 
+TEST_F(TranscriptWindowTest, WalksFromPromptToPromptAndNoFartherThanTheLast) {
+  prompt("One.");
+  message("Done.");
+  prompt("Two.");
+  TranscriptWindow window;
+  const QSignalSpy jumped(&window, &TranscriptWindow::jumped);
+  open(window);
+  grow("As it comes");
+  ASSERT_TRUE(until([&] { return window.rows().back().isGrowing; }));
+  const auto textReachedFrom = [&](int row, int direction) {
+    const auto before = jumped.count();
+    window.jumpToPrompt(row, direction);
+    EXPECT_TRUE(until([&] { return jumped.count() > before; }));
+    return window.rows()[static_cast<std::size_t>(jumped.back()[0].toInt())].text;
+  };
+  const int growing = window.rowCount() - 1;
+  window.jumpToPrompt(growing, 1);  // nothing comes behind what is not stored yet
+  EXPECT_EQ(textReachedFrom(growing, -1), QStringLiteral("Two."));
+  EXPECT_EQ(textReachedFrom(1, 1), QStringLiteral("Two."));
+  EXPECT_EQ(textReachedFrom(1, -1), QStringLiteral("One."));
+  window.jumpToPrompt(0, -1);
+  settle(window);
+  EXPECT_EQ(jumped.count(), 4) << "the first showing, and three steps";
+}
+
 TEST_F(TranscriptWindowTest, ComesBackToWhereAndHowItWasLeft) {
   for (int count = 0; count < 200; ++count) message("One.\n\nTwo.");
   prompt("Build it.");

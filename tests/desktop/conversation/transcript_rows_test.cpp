@@ -5,6 +5,7 @@
 #include <QClipboard>
 #include <QGuiApplication>
 
+#include "desktop/conversation/conversation_head.hpp"
 #include "tests/desktop/conversation/transcript_window_test.hpp"
 
 namespace ravant::test {
@@ -45,6 +46,33 @@ TEST_F(TranscriptWindowTest, ShowsEachBlockAndEachCallAsARow) {
   EXPECT_EQ(window.rowCount(), 5);
 }
 
+TEST_F(TranscriptWindowTest, TriesAgainWhatFailedAndNotWhatWasDoneBefore) {
+  desktop::ConversationHead head;
+  head.setConversation(desktop::textOf(conversation_));
+  QStringList sent;
+  QObject::connect(&workbench_.window(), &desktop::DesktopWindow::promptRequested,
+                   [&](ConversationId, const QString& words) { sent << words; });
+  QObject::connect(&workbench_.window(), &desktop::DesktopWindow::queuedPromptRequested,
+                   [&] { sent << QStringLiteral("what waits"); });
+  const auto lastItem = [&] { return await(workbench_.application().transcripts().last(conversation_))->id; };
+  const auto tryAgain = [&] {
+    const auto before = sent.size();
+    head.tryAgain(desktop::textOf(lastItem()));
+    EXPECT_TRUE(until([&] { return sent.size() > before; }));
+  };
+  await(writer_->beginRun(conversation_));
+  prompt("Go.");
+  await(writer_->appendFailureEvent(conversation_, "{}", "The connection was closed."));
+  await(writer_->endRun(conversation_, "", PromptOutcome::failed));
+  tryAgain();
+  await(writer_->beginRun(conversation_));
+  prompt("Go again.");
+  await(writer_->endRun(conversation_, "", PromptOutcome::finished));
+  await(writer_->appendFailureEventBehind(lastItem(), conversation_, "A queued prompt was not sent: no model"));
+  tryAgain();
+  EXPECT_THAT(sent, ElementsAre(QStringLiteral("Go."), QStringLiteral("what waits")));
+}
+
 TEST_F(TranscriptWindowTest, LeadsOnOnlyAtTheEnd) {
   prompt("Go.");
   await(writer_->appendFailureEvent(conversation_, "{}", "The connection was closed."));
@@ -77,8 +105,11 @@ TEST_F(TranscriptWindowTest, LeadsOnOnlyAtTheEnd) {
 TEST_F(TranscriptWindowTest, CopiesWhatIsStored) {
   prompt("A *star*.");
   message("**Bold** and `code`.");
+  message("Rain:\n\n| Day | mm |\n|---|---|\n| Mo | 3 |\n\nThat is all.");
   TranscriptWindow window;
   open(window);
+  window.copyBlock(3);
+  EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("| Day | mm |\n|---|---|\n| Mo | 3 |"));
   window.copy(1);
   EXPECT_EQ(QGuiApplication::clipboard()->text(), QStringLiteral("**Bold** and `code`."));
   window.select(0, 1);

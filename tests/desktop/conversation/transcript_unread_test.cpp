@@ -1,5 +1,6 @@
 #include <gmock/gmock.h>
 
+#include "platform/sqlite/database.hpp"
 #include "tests/desktop/conversation/transcript_window_test.hpp"
 
 namespace ravant::test {
@@ -30,6 +31,23 @@ TEST_F(TranscriptWindowTest, MarksAsSeenWhatIsLookedAtAndShowsWhereTheUnreadBegi
   window.setLookedAt(true);
   ASSERT_TRUE(until([&] { return unread() == 0; }));
   EXPECT_THAT(kindsOf(window), Contains(RowKind::unread)) << "it stays until the conversation is left";
+}
+
+TEST_F(TranscriptWindowTest, SaysNothingWhereWhatIsSeenCannotBeStored) {
+  prompt("First.");
+  message("Answer.");
+  sqlite::Database other = workbench_.application().modelContainer()->connect();
+  other.execute("CREATE TRIGGER refusal BEFORE UPDATE ON conversation BEGIN SELECT RAISE(ABORT, 'refused'); END");
+  TranscriptWindow window;
+  open(window);
+  window.setLookedAt(true);
+  EXPECT_FALSE(until([&] { return !window.trouble().isEmpty(); }, 3 * TranscriptWindow::kSeenInterval));
+  EXPECT_TRUE(window.isSettled());
+  other.execute("DROP TRIGGER refusal");
+  window.setLookedAt(false);
+  window.setLookedAt(true);
+  EXPECT_TRUE(
+      until([&] { return await(workbench_.application().conversations().conversation(conversation_))->unread == 0; }));
 }
 
 TEST_F(TranscriptWindowTest, MarksNothingAsNewToWhoIsWatchingWhatHeSent) {

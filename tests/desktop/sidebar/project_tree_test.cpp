@@ -102,6 +102,8 @@ TEST_F(ProjectTreeTest, KeepsThePlacesOfThoseThatRunSideBySide) {
 TEST_F(ProjectTreeTest, NoticesThatAProcessWasKilledUnderItsRun) {
   const Project project = workbench.addProject("weather");
   ProjectTree tree;
+  int told = 0;
+  QObject::connect(&workbench.program().changes(), &desktop::StoreChanges::conversationChanged, [&] { ++told; });
   {
     OpenStore killed(workbench.folder() / "data");
     const auto agents = run(killed.agents->agents());
@@ -110,8 +112,11 @@ TEST_F(ProjectTreeTest, NoticesThatAProcessWasKilledUnderItsRun) {
     run(killed.conversations->renameConversation(id, "Tiles"));
     EXPECT_TRUE(comesToShow(tree, {"v weather", "  Tiles, running"}));
   }
+  workbench.settle();
+  told = 0;
   tree.setShown(true);
   EXPECT_TRUE(comesToShow(tree, {"v weather", "  Tiles, interrupted"}));
+  EXPECT_EQ(told, 1) << "so is whoever else shows it";
 }
 
 TEST_F(ProjectTreeTest, ShowsTheNewestEightAndTheRestOnDemand) {
