@@ -41,7 +41,9 @@ AgentTroubles::AgentTroubles() : window_(DesktopWindow::instance()) {
   connect(&changes, &StoreChanges::runChanged, this, [this](ConversationId, const std::optional<RunState>& state) {
     if (!state) rereading_.soon();
   });
-  connect(&window_, &DesktopWindow::settingsChanged, this, [this] { rereading_.soon(); });
+  connect(&window_, &DesktopWindow::settingsChanged, this, [this] {
+    if (!troubles_.empty()) rereading_.soon();
+  });
   // It is often mended outside.
   connect(&window_, &DesktopWindow::activeChanged, this, [this] {
     if (window_.isActive() && !troubles_.empty()) refresh();

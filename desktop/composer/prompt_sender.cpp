@@ -155,8 +155,9 @@ awaitable<void> PromptSender::settle(std::shared_ptr<PromptSender> self, std::sh
     co_await dropDraft(self->drafts_, entry->draft, entry->prompt);
   } catch (const StoreError& error) {
     kLog.warning("the draft of a prompt that was sent stays: {}", error.what());
-    const auto tryAgain = [self, entry] { InterfaceLoop::instance().spawn(settle(self, entry)); };
-    QTimer::singleShot(kNextTry, self.get(), tryAgain);
+    QTimer::singleShot(kNextTry, self.get(), [sender = self->weak_from_this(), entry] {
+      if (auto present = sender.lock()) InterfaceLoop::instance().spawn(settle(std::move(present), entry));
+    });
     co_return;
   }
   self->leave(entry);

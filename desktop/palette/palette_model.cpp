@@ -49,10 +49,16 @@ CommandPaletteOptions optionsOf(const SettingsFile& settings) {
   return options;
 }
 
+QString subtitleOf(const CommandPaletteItem& item) {
+  // As the sidebar calls it.
+  if (item.id == "command.allConversations") return PaletteModel::tr("Latest conversations");
+  return QString::fromStdString(item.subtitle.value_or(""));
+}
+
 PaletteRow rowOf(const CommandPaletteItem& item, const QString& section) {
   return {.id = QString::fromStdString(item.id),
           .title = QString::fromStdString(item.title),
-          .subtitle = QString::fromStdString(item.subtitle.value_or("")),
+          .subtitle = subtitleOf(item),
           .icon = iconOf(item.image),
           .keys = item.shortcutHint ? shownKeys(KeySequence::parse(*item.shortcutHint)) : QString(),
           .section = section};

@@ -133,6 +133,7 @@ TEST_F(WaitingText, aDraftIsItsLatestTextUntilItIsEmpty) {
   run(elsewhere->keep(conversation, ""));
   EXPECT_EQ(run(drafts->draft(conversation)), std::nullopt);
   EXPECT_EQ(run(drafts->draft(project)), "fix it in a new one");
+  EXPECT_FALSE(run(store.conversations->conversation(conversation))->hasDraft);
 
   EXPECT_FALSE(run(drafts->replace(project, "fix it", ""))) << "something else was typed there meanwhile";
   EXPECT_FALSE(run(drafts->replace(conversation, "gone", "late")));
@@ -141,7 +142,6 @@ TEST_F(WaitingText, aDraftIsItsLatestTextUntilItIsEmpty) {
   EXPECT_TRUE(run(drafts->replace(project, "fix it in a new one", "")));
   EXPECT_EQ(run(drafts->draft(conversation)), "first");
   EXPECT_EQ(run(drafts->draft(project)), std::nullopt);
-  EXPECT_FALSE(run(store.conversations->conversation(conversation))->hasDraft);
 }
 
 TEST_F(WaitingText, goesWithItsConversationAndProject) {
