@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "desktop/composer/attachments.hpp"
+#include "desktop/program/desktop_window.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -95,8 +96,8 @@ awaitable<void> DraftKeeper::write(std::shared_ptr<PromptSender> sender, Writing
     const std::string front = before ? *before->text : std::string();
     co_await sender->drafts().keep(place, front.empty() ? text : joined(front, text));
     if (self) self->isWritten(place, before, front);
-  } catch (const std::exception&) {
-    const bool isNews = !self || self->isFaultNews();
+  } catch (const std::exception& error) {
+    const bool isNews = !self || self->isNews(error);
     if (self) self->writeFailed(std::move(writing));
     if (isNews) throw;
   }
@@ -104,13 +105,19 @@ awaitable<void> DraftKeeper::write(std::shared_ptr<PromptSender> sender, Writing
 
 void DraftKeeper::isWritten(const DraftPlace& place, const std::shared_ptr<Before>& before, const std::string& front) {
   written_.erase(std::ranges::find(written_, place));
-  isFaultTold_ = false;
+  withdrawFault();
   if (place != place_) return;
   if (before && before == before_) {
     before_.reset();
     putInFront(front);
   }
   rereading_.soon();
+}
+
+void DraftKeeper::withdrawFault() {
+  const std::string told = std::exchange(faultTold_, {});
+  DesktopWindow* const window = DesktopWindow::present();
+  if (window && !told.empty()) window->notices()->withdrawError(QString::fromStdString(told));
 }
 
 void DraftKeeper::writeFailed(Writing writing) {
@@ -129,9 +136,9 @@ void DraftKeeper::writeFailed(Writing writing) {
 awaitable<void> DraftKeeper::readOrTryAgain() {
   try {
     co_await read();
-  } catch (const std::exception&) {
+  } catch (const std::exception& error) {
     if (before_ && isTouched_) delay_.start(kNextTry);
-    if (isFaultNews()) throw;
+    if (isNews(error)) throw;
   }
 }
 

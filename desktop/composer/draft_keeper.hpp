@@ -4,6 +4,7 @@
 #include <QPointer>
 #include <QTimer>
 #include <chrono>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -63,8 +64,10 @@ class DraftKeeper final : public QObject, public ViewModel {
   };
   void begin(Writing writing);
   void writeFailed(Writing writing);
-  /// Whether nobody was told yet that nothing can be read or written.
-  bool isFaultNews() { return !std::exchange(isFaultTold_, true); }
+  /// Whether nobody was told yet that nothing can be read or written; from here on somebody is.
+  bool isNews(const std::exception& fault) { return std::exchange(faultTold_, fault.what()).empty(); }
+  /// What was told is over.
+  void withdrawFault();
   static awaitable<void> write(std::shared_ptr<PromptSender> sender, Writing writing, QPointer<DraftKeeper> self);
 
   std::shared_ptr<PromptSender> sender_;
@@ -75,7 +78,7 @@ class DraftKeeper final : public QObject, public ViewModel {
   std::optional<std::string> shown_;  ///< what was read last, where nothing was typed since
   bool isTouched_ = false;            ///< since it was read or written
   bool hasWritten_ = false;           ///< since the place was opened or the text was handed over
-  bool isFaultTold_ = false;          ///< and nothing was written since
+  std::string faultTold_;             ///< empty where something was written since
   std::vector<DraftPlace> written_;   ///< to these something is on its way
   std::chrono::milliseconds pace_{};  ///< from a letter to its writing
   QTimer delay_;

@@ -132,13 +132,12 @@ TEST_F(Drafts, triesAgainUntilWhatIsTypedIsStored) {
   store("");
   keeper.open(conversation);
   workbench.settle();
-  QStringList told;
-  QObject::connect(&InterfaceLoop::instance(), &InterfaceLoop::failed,
-                   [&](const QString& words) { told.append(words); });
   type("wanted");
-  ASSERT_TRUE(until([&] { return !told.isEmpty(); }));
+  const auto* const notices = workbench.window().notices();
+  ASSERT_TRUE(until([&] { return notices->rowCount() > 0; }));
   other.execute("DROP TRIGGER refusal");
   EXPECT_TRUE(untilStored("wanted"));
+  EXPECT_TRUE(until([&] { return notices->rowCount() == 0; })) << "what was told is over";
 }
 
 TEST_F(Drafts, losesNothingOfAPlaceThatWasLeftBeforeItsTextCouldBeStored) {
