@@ -254,7 +254,9 @@ awaitable<WindowState::Attempt> WindowState::save() {
 
 awaitable<void> WindowState::startNewConversationHere() {
   const auto project = store_ ? co_await store_->projectBeside(selection()) : std::nullopt;
-  if (project) {
+  if (project && face_ && face_->isLeaving(*project)) {
+    co_await run(WindowCommand::newConversationInOtherProject);
+  } else if (project) {
     startNewConversation(*project);
   } else {
     co_await run(WindowCommand::addNewProject);

@@ -33,6 +33,8 @@ class WindowState : public std::enable_shared_from_this<WindowState> {
     virtual void perform(WindowCommand command) = 0;
     /// Whether `perform` would do something; of the git panel, whether there is one to show.
     virtual bool canPerform(WindowCommand command) const = 0;
+    /// Whether the project is about to be removed, so that nothing is to begin in it.
+    virtual bool isLeaving(ProjectId) const { return false; }
   };
 
   /// `window` is the name under which the selection is kept. The face outlives this, or the call of `close`.

@@ -20,7 +20,10 @@ awaitable<void> archive(Application& application, ConversationId id) {
   const auto summary = co_await application.conversations().conversation(id);
   if (!summary || summary->conversation.archived) co_return;
   const ProjectId project = summary->conversation.project;
-  const auto beside = co_await application.conversations().conversations({.project = project, .limit = {}});
+  auto beside = co_await application.conversations().conversations({.project = project, .limit = {}});
+  if (DesktopWindow* const window = DesktopWindow::present()) {
+    std::erase_if(beside, [&](const auto& other) { return window->leaving().has(other.conversation); });
+  }
   const auto own = std::ranges::find(beside, id, [](const auto& other) { return other.conversation.id; });
   std::optional<ConversationId> next;
   if (own != beside.end() && std::next(own) != beside.end()) {

@@ -8,6 +8,7 @@
 #include <QUrl>
 #include <QVariant>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "app/application.hpp"
@@ -68,6 +69,17 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   static DesktopWindow* present();
   /// For the QML engine.
   static DesktopWindow* create(QQmlEngine* engine, QJSEngine* scripts);
+
+  /// What is about to be removed, while that can be undone: nothing leads there.
+  struct Leaving {
+    std::set<ConversationId> conversations = {};
+    std::set<ProjectId> projects = {};
+
+    bool has(const Conversation& conversation) const {
+      return conversations.contains(conversation.id) || projects.contains(conversation.project);
+    }
+  };
+  Leaving& leaving() { return leaving_; }
 
   Application& application() { return application_; }
   StoreChanges& changes() { return changes_; }
@@ -189,11 +201,13 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   void windowChanged() override;
   void perform(WindowCommand command) override;
   bool canPerform(WindowCommand command) const override;
+  bool isLeaving(ProjectId project) const override { return leaving_.projects.contains(project); }
 
   Application& application_;
   StoreChanges& changes_;
   std::shared_ptr<WindowState> state_;
   WindowState::Selection shown_;  ///< as it was told last
+  Leaving leaving_;
   Notices notices_;
   OrderlyEnd end_;
   Keybindings keybindings_;

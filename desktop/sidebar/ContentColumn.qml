@@ -106,7 +106,7 @@ FocusScope {
 
         function showMenu() { if (currentRow) menu.popup(currentRow, Theme.unit * 8, currentRow.height); }
         function rename() { renamed = currentRow?.conversationId ?? ""; }
-        function leaveRename() { renamed = ""; forceActiveFocus(); }
+        function leaveRename(isByKey: bool) { renamed = ""; if (isByKey) forceActiveFocus(); }
 
         anchors { top: head.bottom; bottom: parent.bottom; left: parent.left; right: parent.right }
         topMargin: Theme.unit
@@ -116,7 +116,6 @@ FocusScope {
         activeFocusOnTab: true
         boundsBehavior: Flickable.StopAtBounds
         highlightMoveDuration: 0
-        reuseItems: true
         currentIndex: -1
         section.property: "group"
         section.delegate: DayHeading { width: ListView.view?.width ?? 0 }
@@ -129,7 +128,7 @@ FocusScope {
         Keys.onReturnPressed: conversationList.open(currentIndex)
         Keys.onEnterPressed: conversationList.open(currentIndex)
         Keys.onSpacePressed: { conversationList.open(currentIndex); forceActiveFocus() }
-        Keys.onDeletePressed: { conversationActions.remove(currentRow?.conversationId ?? ""); forceActiveFocus() }
+        Keys.onDeletePressed: event => { if (!event.isAutoRepeat) conversationActions.remove(currentRow?.conversationId ?? ""); forceActiveFocus() }
         Keys.onMenuPressed: showMenu()
         delegate: ConversationRow {
             width: list.width
@@ -140,7 +139,7 @@ FocusScope {
             onClicked: { list.currentIndex = index; list.forceActiveFocus(); conversationList.open(index) }
             onMenuRequested: { list.currentIndex = index; menu.popup() }
             onRenamed: words => conversationActions.rename(conversationId, words)
-            onRenameLeft: list.leaveRename()
+            onRenameLeft: isByKey => list.leaveRename(isByKey)
         }
 
         Shortcut { sequence: "Shift+F10"; enabled: list.activeFocus; onActivated: list.showMenu() }

@@ -21,7 +21,7 @@ ListRow {
     property bool renames: false
 
     signal renamed(string words)
-    signal renameLeft
+    signal renameLeft(isByKey: bool)
 
     name: spokenName
     Accessible.description: description
@@ -73,6 +73,6 @@ ListRow {
         target: editor.item as RowEditor
         enabled: row.renames
         function onTaken(words: string) { row.renamed(words); }
-        function onAbandoned() { row.renameLeft(); }
+        function onAbandoned(isByKey: bool) { row.renameLeft(isByKey); }
     }
 }

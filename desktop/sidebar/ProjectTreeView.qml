@@ -30,7 +30,7 @@ ListView {
     readonly property MenuPopup menu: currentRow?.isProject ? projectMenu : conversationMenu
 
     function rename(row: int) { currentIndex = row; renamed = currentRow?.ownId ?? ""; }
-    function leaveRename() { renamed = ""; forceActiveFocus(); }
+    function leaveRename(isByKey: bool) { renamed = ""; if (isByKey) forceActiveFocus(); }
     function showMenu() { if (currentRow?.ownId) menu.popup(currentRow, Theme.unit * 8, currentRow.height); }
 
     model: tree
@@ -49,7 +49,7 @@ ListView {
     Keys.onReturnPressed: tree.open(currentIndex)
     Keys.onEnterPressed: tree.open(currentIndex)
     Keys.onSpacePressed: { tree.open(currentIndex); forceActiveFocus() }
-    Keys.onDeletePressed: { tree.remove(currentIndex); forceActiveFocus() }
+    Keys.onDeletePressed: event => { if (!event.isAutoRepeat) currentIndex = tree.remove(currentIndex); forceActiveFocus() }
     Keys.onMenuPressed: showMenu()
 
     delegate: TreeRow {
@@ -63,8 +63,8 @@ ListView {
         onFolded: { view.currentIndex = index; view.tree.setOpen(index, !isOpen) }
         onMenuRequested: { view.currentIndex = index; if (ownId !== "") view.menu.popup() }
         onRenamed: words => view.tree.rename(index, words)
-        onRenameLeft: view.leaveRename()
-        onDragged: y => { view.dragged = projectId; view.dropRow = view.tree.dropRow(view.indexAt(1, y)) }
+        onRenameLeft: isByKey => view.leaveRename(isByKey)
+        onDragged: y => { view.dragged = projectId; view.dropRow = y < view.originY ? 0 : view.tree.dropRow(view.indexAt(1, y)) }
         onDropped: { view.tree.moveProject(view.dragged, view.dropRow); view.dragged = "" }
     }
 
@@ -93,13 +93,18 @@ ListView {
     MenuPopup {
         id: projectMenu
 
-        MenuEntry { text: qsTr("New conversation"); onTriggered: Workbench.startNewConversation(view.currentRow.projectId) }
+        /// The one that the menu was opened for: the list can move under it.
+        property string target
+
+        onAboutToShow: target = view.currentRow?.projectId ?? ""
+
+        MenuEntry { text: qsTr("New conversation"); onTriggered: Workbench.startNewConversation(projectMenu.target) }
         MenuEntry { text: qsTr("Rename"); keys: Workbench.keys("rename", Workbench.keysRevision); onTriggered: view.rename(view.currentIndex) }
-        MenuEntry { text: qsTr("Open folder"); onTriggered: view.projects.openFolder(view.currentRow.projectId) }
-        MenuEntry { text: qsTr("Copy path"); onTriggered: view.projects.copyPath(view.currentRow.projectId) }
-        MenuEntry { text: qsTr("Move up"); enabled: projectMenu.visible && view.projects.canMove(view.currentRow.projectId, -1); onTriggered: view.projects.move(view.currentRow.projectId, -1) }
-        MenuEntry { text: qsTr("Move down"); enabled: projectMenu.visible && view.projects.canMove(view.currentRow.projectId, 1); onTriggered: view.projects.move(view.currentRow.projectId, 1) }
-        MenuEntry { text: qsTr("Remove from sidebar"); keys: "Del"; onTriggered: view.projects.remove(view.currentRow.projectId) }
+        MenuEntry { text: qsTr("Open folder"); onTriggered: view.projects.openFolder(projectMenu.target) }
+        MenuEntry { text: qsTr("Copy path"); onTriggered: view.projects.copyPath(projectMenu.target) }
+        MenuEntry { text: qsTr("Move up"); enabled: projectMenu.visible && view.projects.canMove(projectMenu.target, -1); onTriggered: view.projects.move(projectMenu.target, -1) }
+        MenuEntry { text: qsTr("Move down"); enabled: projectMenu.visible && view.projects.canMove(projectMenu.target, 1); onTriggered: view.projects.move(projectMenu.target, 1) }
+        MenuEntry { text: qsTr("Remove from sidebar"); keys: "Del"; onTriggered: view.projects.remove(projectMenu.target) }
     }
     ConversationMenu {
         id: conversationMenu

@@ -30,7 +30,7 @@ ListRow {
 
     signal folded
     signal renamed(string words)
-    signal renameLeft
+    signal renameLeft(isByKey: bool)
     /// The pointer holds the row, at this height of the list.
     signal dragged(real y)
     signal dropped
@@ -109,6 +109,6 @@ ListRow {
         target: editor.item as RowEditor
         enabled: row.renames
         function onTaken(words: string) { row.renamed(words); }
-        function onAbandoned() { row.renameLeft(); }
+        function onAbandoned(isByKey: bool) { row.renameLeft(isByKey); }
     }
 }

@@ -94,10 +94,12 @@ int ConversationRoster::running() const {
 }
 
 void ConversationRoster::hide(ProjectId project, int notice) {
+  window_.leaving().projects.insert(project);
   if (hiddenProjects_.insert_or_assign(project, notice).second) Q_EMIT changed();
 }
 
 void ConversationRoster::hide(ConversationId conversation, int notice) {
+  window_.leaving().conversations.insert(conversation);
   if (hiddenConversations_.insert_or_assign(conversation, notice).second) Q_EMIT changed();
 }
 
@@ -117,6 +119,7 @@ void ConversationRoster::keepWhatIsShown() {
 }
 
 void ConversationRoster::show(ProjectId project) {
+  window_.leaving().projects.erase(project);
   if (hiddenProjects_.erase(project) == 0) return;
   needsAll_ = true;
   readSoon();
@@ -124,6 +127,7 @@ void ConversationRoster::show(ProjectId project) {
 }
 
 void ConversationRoster::show(ConversationId conversation) {
+  window_.leaving().conversations.erase(conversation);
   if (hiddenConversations_.erase(conversation) == 0) return;
   changed_.insert(conversation);
   readSoon();

@@ -145,11 +145,16 @@ void ProjectTree::rename(int row, const QString& words) {
   projectActions_.rename(textOf(renamed->project), words);
 }
 
-void ProjectTree::remove(int row) {
+int ProjectTree::remove(int row) {
   const SidebarRow* const removed = rowAt(row);
-  if (!removed) return;
-  if (removed->conversation) return conversationActions_.remove(textOf(removed->conversation->id));
+  if (!removed) return row;
   if (removed->kind == SidebarRow::Kind::project) projectActions_.remove(textOf(removed->project));
+  if (!removed->conversation) return std::min(row, count() - 1);
+  const SidebarRow* const next = rowAt(row + 1);
+  const bool isLast = !next || !next->conversation;
+  const QString conversation = textOf(removed->conversation->id);
+  conversationActions_.remove(conversation);
+  return isLast && rowOfConversation(conversation) < 0 ? row - 1 : row;
 }
 
 int ProjectTree::parentOf(int row) const {

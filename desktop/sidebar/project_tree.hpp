@@ -30,8 +30,9 @@ class ProjectTree : public ravant::desktop::SidebarRows {
   /// Left and Right fold and unfold too.
   Q_INVOKABLE int rowByKey(int row, int key) override;
   Q_INVOKABLE void rename(int row, const QString& words);
-  /// Removes the project or deletes the conversation, which can be taken back.
-  Q_INVOKABLE void remove(int row);
+  /// Removes the project or deletes the conversation, which can be taken back. Returns the row where the keyboard goes
+  /// on: behind a conversation, one of the same project.
+  Q_INVOKABLE int remove(int row);
   int rowOfProject(const QString& project) const;
   /// The row in front of which a project would come that is let go over this row; behind all where there is none.
   Q_INVOKABLE int dropRow(int row) const;

@@ -59,7 +59,14 @@ std::variant<StartOptions, StartAnswer> startOptions(const QStringList& words, s
   StartOptions options;
   options.isActivated = parser.isSet(activated);
   if (parser.isSet(dataFolder)) options.dataFolder = parser.value(dataFolder).toStdString();
-  if (parser.isSet(project)) options.request.project = std::filesystem::absolute(parser.value(project).toStdString());
+  if (parser.isSet(project)) {
+    std::error_code fault;
+    options.request.project = std::filesystem::absolute(parser.value(project).toStdString(), fault);
+    if (fault) {
+      return wrong(
+          QStringLiteral("--project \"%1\": %2").arg(parser.value(project), QString::fromStdString(fault.message())));
+    }
+  }
   if (parser.isSet(conversation)) options.request.conversation = parser.value(conversation).toStdString();
   if (parser.isSet(newConversation)) options.request.page = OpenRequest::Page::newConversation;
   for (const char* variable : {"XDG_ACTIVATION_TOKEN", "DESKTOP_STARTUP_ID"}) {

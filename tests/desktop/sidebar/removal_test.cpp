@@ -146,6 +146,26 @@ TEST_F(SidebarRemovalTest, GoesBackNeitherToWhatWasArchivedNorToWhatWasNeverShow
   EXPECT_EQ(window.detailKind(), DesktopWindow::DetailKind::None) << "as the window began";
 }
 
+TEST_F(SidebarRemovalTest, LeadsToNothingThatIsAboutToGo) {
+  const Project other = workbench.addProject("other");
+  ProjectTree tree;
+  ConversationActions conversations;
+  ProjectActions projects;
+  DesktopWindow& window = workbench.window();
+  ASSERT_TRUE(comesToShow(tree, {"v weather", "  Tiles", "  Keys", "v other", "  No conversation yet in other"}));
+  EXPECT_EQ(tree.remove(2), 1) << "not into the next project";
+  window.openConversation(textOf(tiles), textOf(project.id));
+  conversations.archive(textOf(tiles));
+  ASSERT_TRUE(until([&] { return window.newConversationProject() == textOf(project.id); }));
+  EXPECT_EQ(notices().size(), 2U) << "that one was deleted can still be undone";
+
+  projects.remove(textOf(project.id));
+  window.runCommand(WindowCommand::newConversation);
+  workbench.settle();
+  EXPECT_EQ(window.newConversationProject(), QString());
+  EXPECT_EQ(notices().size(), 3U);
+}
+
 TEST_F(SidebarRemovalTest, KeepsWhatIsOpenedBeforeItIsGone) {
   ProjectTree tree;
   ConversationActions conversations;
