@@ -27,7 +27,9 @@ const ConversationSummary* nextNeedingMe(const std::vector<ConversationSummary>&
 awaitable<void> NeedsMe::go() {
   DesktopWindow& window = DesktopWindow::instance();
   auto conversations = co_await alive(window.application().conversations().conversations({}));
-  std::erase_if(conversations, [&](const auto& other) { return window.leaving().has(other.conversation); });
+  std::erase_if(conversations, [&](const auto& other) {
+    return window.leaving().has(other.conversation.id, other.conversation.project);
+  });
   const ConversationSummary* const next = nextNeedingMe(conversations, window.shownConversation());
   if (!next) {
     window.notices()->tell(tr("Nothing needs you."));

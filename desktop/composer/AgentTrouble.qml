@@ -103,7 +103,7 @@ Rectangle {
                     enabled: key.text !== ""
                     text: qsTr("Enter the key")
                     Accessible.name: qsTr("Enter the key of %1").arg(provider.modelData)
-                    onClicked: { trouble.troubles.enterKey(provider.index, key.text); key.clear() }
+                    onClicked: trouble.troubles.enterKey(provider.index, key.text)
                 }
             }
         }

@@ -24,6 +24,8 @@ FocusScope {
     Connections {
         target: Workbench
         function onFilesDropped(dropped) { composer.attach(dropped); field.forceActiveFocus() }
+        // What would be chosen was wanted where one was.
+        function onSelectionChanged() { files.close(); projectFolder.close() }
     }
     Connections {
         target: composer.troubles

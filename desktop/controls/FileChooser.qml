@@ -16,6 +16,7 @@ Loader {
     active: false
 
     function open() { active = true; (item as PathChooser).open() }
+    function close() { if (item) (item as PathChooser).close() }
 
     sourceComponent: PathChooser {
         title: chooser.title

@@ -15,7 +15,7 @@ TitledPanel {
     readonly property int entryHeight: searches ? Theme.unit * 12 : Theme.unit * 8
     /// A heading brings its own.
     readonly property int spaceAboveList: rows.sectionCount > 0 ? 0 : Theme.unit * 2
-    readonly property bool canSearchInstead: !searches && rows.count === 0 && field.text !== ""
+    readonly property bool canSearchInstead: !searches && rows.emptyWords !== "" && field.text !== ""
     readonly property PaletteRows rows: searches ? search : goTo
 
     title: searches ? qsTr("Search everything") : qsTr("Go to or run")

@@ -91,15 +91,34 @@ void PaletteModel::openSettings() { start(alive(openSettingsFile(window_.applica
 
 void PaletteModel::open() {
   clearQuery();
-  start(read());
+  start(read(turns_.take()));
 }
 
-awaitable<void> PaletteModel::read() { co_await alive(palette_->open()); }
+awaitable<void> PaletteModel::read(Turns::Turn turn) {
+  try {
+    co_await alive(palette_->open());
+  } catch (const std::exception&) {
+    showRead(turn);
+    throw;
+  }
+  showRead(turn);
+}
 
-void PaletteModel::close() { palette_->close(); }
+void PaletteModel::showRead(Turns::Turn turn) {
+  if (!turns_.isLatest(turn)) return;
+  isRead_ = true;
+  paletteChanged();
+  if (std::exchange(isTaken_, false)) choose(current());
+}
+
+void PaletteModel::close() {
+  turns_.take();
+  isTaken_ = false;
+  palette_->close();
+}
 
 void PaletteModel::look() {
-  isSearchCurrent_ = false;
+  isSearchCurrent_ = isTaken_ = false;
   palette_->setQuery(query().toStdString());
 }
 
@@ -109,6 +128,14 @@ void PaletteModel::setCurrent(int row) {
   if (isSearchCurrent_) return paletteChanged();
   palette_->setSelectedIndex(static_cast<std::size_t>(row));
   paletteChanged();
+}
+
+void PaletteModel::take() {
+  if (isRead_) {
+    choose(current());
+  } else {
+    isTaken_ = true;
+  }
 }
 
 void PaletteModel::choose(int row) {
@@ -144,7 +171,7 @@ void PaletteModel::paletteChanged() {
     isSearchCurrent_ = false;
   }
   show(std::move(rows), isSearchCurrent_ ? foundCount_ : static_cast<int>(palette_->selectedIndex()),
-       tr("Nothing to go to or to run is called “%1”.").arg(query()));
+       isRead_ ? tr("Nothing to go to or to run is called “%1”.").arg(query()) : QString());
 }
 
 }  // namespace ravant::desktop

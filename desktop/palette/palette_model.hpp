@@ -21,6 +21,7 @@ class PaletteModel : public PaletteRows, public ViewModel, private CommandPalett
   void open() override;
   void close() override;
   void choose(int row) override;
+  void take() override;
   void setCurrent(int row) override;
   /// The settings' file, in the user's editor.
   Q_INVOKABLE void openSettings();
@@ -28,11 +29,15 @@ class PaletteModel : public PaletteRows, public ViewModel, private CommandPalett
  private:
   void look() override;
   void paletteChanged() override;
-  awaitable<void> read();
+  awaitable<void> read(Turns::Turn turn);
+  void showRead(Turns::Turn turn);
   awaitable<void> execute(CommandPaletteItem item);
 
   DesktopWindow& window_;
   std::shared_ptr<CommandPaletteModel> palette_;
+  Turns turns_;
+  bool isRead_ = false;   ///< whether the rows are all there are
+  bool isTaken_ = false;  ///< the current row, as soon as they are
   int foundCount_ = 0;
   /// Whether the row behind those that were found is the current one.
   bool isSearchCurrent_ = false;

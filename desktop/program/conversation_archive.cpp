@@ -22,7 +22,9 @@ awaitable<void> archive(Application& application, ConversationId id) {
   const ProjectId project = summary->conversation.project;
   auto beside = co_await application.conversations().conversations({.project = project, .limit = {}});
   if (DesktopWindow* const window = DesktopWindow::present()) {
-    std::erase_if(beside, [&](const auto& other) { return window->leaving().has(other.conversation); });
+    std::erase_if(beside, [&](const auto& other) {
+      return window->leaving().has(other.conversation.id, other.conversation.project);
+    });
   }
   const auto own = std::ranges::find(beside, id, [](const auto& other) { return other.conversation.id; });
   std::optional<ConversationId> next;

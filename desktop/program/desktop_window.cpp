@@ -171,6 +171,9 @@ awaitable<void> DesktopWindow::addAll(QList<QUrl> folders) {
     }
     try {
       last = co_await alive(projectIn(application_, url.toLocalFile().toStdString()));
+      if (const auto notice = leaving_.projects.find(*last); notice != leaving_.projects.end()) {
+        notices_.accept(notice->second);
+      }
     } catch (const std::runtime_error& error) {
       notices_.tellError(QString::fromUtf8(error.what()));
     }

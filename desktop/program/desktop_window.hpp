@@ -7,8 +7,8 @@
 #include <QTimer>
 #include <QUrl>
 #include <QVariant>
+#include <map>
 #include <memory>
-#include <set>
 #include <vector>
 
 #include "app/application.hpp"
@@ -70,13 +70,14 @@ class DesktopWindow final : public QObject, public ViewModel, private WindowStat
   /// For the QML engine.
   static DesktopWindow* create(QQmlEngine* engine, QJSEngine* scripts);
 
-  /// What is about to be removed, while that can be undone: nothing leads there.
+  /// What is about to be removed, and the notices by which that can be undone: nothing leads there.
   struct Leaving {
-    std::set<ConversationId> conversations = {};
-    std::set<ProjectId> projects = {};
+    std::map<ConversationId, int> conversations = {};
+    std::map<ProjectId, int> projects = {};
 
-    bool has(const Conversation& conversation) const {
-      return conversations.contains(conversation.id) || projects.contains(conversation.project);
+    bool isEmpty() const { return conversations.empty() && projects.empty(); }
+    bool has(ConversationId conversation, ProjectId of) const {
+      return conversations.contains(conversation) || projects.contains(of);
     }
   };
   Leaving& leaving() { return leaving_; }

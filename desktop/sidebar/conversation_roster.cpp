@@ -61,7 +61,7 @@ ConversationRoster::ConversationRoster(DesktopWindow& window) : window_(window) 
 std::vector<Project> ConversationRoster::projects() const {
   std::vector<Project> shown;
   for (const Project& project : projects_) {
-    if (!hiddenProjects_.contains(project.id)) shown.push_back(project);
+    if (!window_.leaving().projects.contains(project.id)) shown.push_back(project);
   }
   return shown;
 }
@@ -72,11 +72,11 @@ const Project* ConversationRoster::project(ProjectId id) const {
 }
 
 bool ConversationRoster::isHidden(const ListedConversation& conversation) const {
-  return hiddenConversations_.contains(conversation.id) || hiddenProjects_.contains(conversation.project);
+  return window_.leaving().has(conversation.id, conversation.project);
 }
 
 std::vector<ConversationRoster::Listed> ConversationRoster::conversations() const {
-  if (hiddenConversations_.empty() && hiddenProjects_.empty()) return conversations_;
+  if (window_.leaving().isEmpty()) return conversations_;
   std::vector<Listed> shown;
   std::ranges::copy_if(conversations_, std::back_inserter(shown),
                        [&](const Listed& conversation) { return !isHidden(*conversation); });
@@ -94,41 +94,38 @@ int ConversationRoster::running() const {
 }
 
 void ConversationRoster::hide(ProjectId project, int notice) {
-  window_.leaving().projects.insert(project);
-  if (hiddenProjects_.insert_or_assign(project, notice).second) Q_EMIT changed();
+  if (window_.leaving().projects.insert_or_assign(project, notice).second) Q_EMIT changed();
 }
 
 void ConversationRoster::hide(ConversationId conversation, int notice) {
-  window_.leaving().conversations.insert(conversation);
-  if (hiddenConversations_.insert_or_assign(conversation, notice).second) Q_EMIT changed();
+  if (window_.leaving().conversations.insert_or_assign(conversation, notice).second) Q_EMIT changed();
 }
 
 void ConversationRoster::keepWhatIsShown() {
+  const DesktopWindow::Leaving& leaving = window_.leaving();
   std::set<ProjectId> projects = {idOf<ProjectId>(window_.contentProject()),
                                   idOf<ProjectId>(window_.newConversationProject())};
   std::vector<int> notices;
   if (const auto shown = window_.shownConversation()) {
     if (const auto known = byId_.find(*shown); known != byId_.end()) projects.insert(known->second->project);
-    if (const auto hidden = hiddenConversations_.find(*shown); hidden != hiddenConversations_.end())
-      notices.push_back(hidden->second);
+    const auto hidden = leaving.conversations.find(*shown);
+    if (hidden != leaving.conversations.end()) notices.push_back(hidden->second);
   }
-  for (const auto& [project, notice] : hiddenProjects_) {
+  for (const auto& [project, notice] : leaving.projects) {
     if (projects.contains(project)) notices.push_back(notice);
   }
   for (const int notice : notices) window_.notices()->accept(notice);
 }
 
 void ConversationRoster::show(ProjectId project) {
-  window_.leaving().projects.erase(project);
-  if (hiddenProjects_.erase(project) == 0) return;
+  if (window_.leaving().projects.erase(project) == 0) return;
   needsAll_ = true;
   readSoon();
   Q_EMIT changed();
 }
 
 void ConversationRoster::show(ConversationId conversation) {
-  window_.leaving().conversations.erase(conversation);
-  if (hiddenConversations_.erase(conversation) == 0) return;
+  if (window_.leaving().conversations.erase(conversation) == 0) return;
   changed_.insert(conversation);
   readSoon();
   Q_EMIT changed();

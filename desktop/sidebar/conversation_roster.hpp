@@ -93,8 +93,6 @@ class ConversationRoster : public QObject, public ViewModel {
   std::vector<Project> projects_;
   std::vector<Listed> conversations_;  ///< as `conversations` has them
   std::map<ConversationId, Listed> byId_;
-  std::map<ProjectId, int> hiddenProjects_;  ///< and their notices
-  std::map<ConversationId, int> hiddenConversations_;
   std::map<ProjectId, bool> folds_;  ///< not stored yet
 
   bool isRead_ = false;

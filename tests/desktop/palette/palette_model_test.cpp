@@ -96,9 +96,25 @@ TEST(PaletteModelTest, LeadsOnToASearchBehindWhatItFound) {
   palette.step(-1);
   EXPECT_EQ(titles(palette).at(static_cast<std::size_t>(palette.current())), "Search everything for “conversation”");
   palette.take();
+  EXPECT_TRUE(until([&] { return !searched.empty(); }));
   EXPECT_THAT(searched, ElementsAre("conversation"));
   palette.setQuery(QStringLiteral("conversatio"));
   EXPECT_EQ(palette.current(), 0);
+}
+
+TEST(PaletteModelTest, TakesWhatIsTypedBeforeEverythingWasRead) {
+  Workbench workbench;
+  const Project project = workbench.addProject("weather");
+  const ConversationId conversation = workbench.addConversation(project);
+  await(workbench.application().conversations().renameConversation(conversation, "Cache of tiles"));
+  PaletteModel palette(workbench.window(), nullptr);
+  palette.open();
+  ASSERT_TRUE(until([&] { return palette.rowCount() > 0; }));
+  palette.setQuery(QStringLiteral("tiles"));
+  EXPECT_EQ(palette.emptyWords(), QString()) << "nobody knows that yet";
+  palette.take();
+  EXPECT_TRUE(until([&] { return workbench.window().shownConversation() == conversation; }));
+  EXPECT_EQ(palette.query(), QStringLiteral("tiles"));
 }
 
 TEST(PaletteModelTest, StepsRoundItsRows) {

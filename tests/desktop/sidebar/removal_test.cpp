@@ -185,10 +185,16 @@ TEST_F(SidebarRemovalTest, KeepsWhatIsOpenedBeforeItIsGone) {
   projects.remove(textOf(project.id));
   window.startNewConversation(textOf(project.id));
   EXPECT_THAT(notices(), IsEmpty());
+  const std::filesystem::path other = workbench.folder() / "other";
+  std::filesystem::create_directory(other);
+  projects.remove(textOf(project.id));
+  window.addProjectFolders({QUrl::fromLocalFile(QString::fromStdString(project.path)),
+                            QUrl::fromLocalFile(QString::fromStdString(other.string()))});
+  EXPECT_TRUE(comesToShow(tree, {"v weather", "  Tiles", "  Keys", "v other", "  No conversation yet in other"}));
+  EXPECT_THAT(notices(), IsEmpty());
   window.notices()->settleAll();
   workbench.settle();
   EXPECT_EQ(stored(), 2U);
-  EXPECT_EQ(lines(tree), all);
 }
 
 TEST_F(SidebarRemovalTest, DeletesAtTheEndOfTheProgramWhatWasNotUndone) {
