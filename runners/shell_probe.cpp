@@ -44,8 +44,13 @@ awaitable<std::string> run(ShellProbeOptions options, any_io_executor strand, st
     startLimit(probe, options.limit);
     co_await probe->shell.writeStdin(fmt::format("{} < /dev/null; echo {}\n", command, marker));
     while (const auto line = co_await probe->shell.readLine()) {
-      if (line->ends_with(marker)) break;
-      output += *line + '\n';
+      const bool isLast = line->ends_with(marker);
+      output += isLast ? line->substr(0, line->size() - marker.size()) : *line + '\n';
+      if (isLast) break;
+      if (output.size() > options.outputLimit) {
+        throw ProbeError(ProbeError::Case::tooMuchOutput,
+                         fmt::format("more than {} bytes of output", options.outputLimit));
+      }
     }
   } catch (...) {
     error = std::current_exception();

@@ -141,6 +141,7 @@ void MarkdownReader::beginBlock(MD_BLOCKTYPE type, void* detail) {
   if (type == MD_BLOCK_CODE) {
     const auto& code = *static_cast<MD_BLOCK_CODE_DETAIL*>(detail);
     if (code.lang.size > 0) {
+      seen(code.info.text, code.info.size);
       block.language = value(code.lang);
       if (const std::string file(fileNamedIn(value(code.info))); !file.empty()) block.file = file;
       if (block.file && languageOf(*block.language).empty()) block.language = block.file;

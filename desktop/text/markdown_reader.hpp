@@ -2,6 +2,7 @@
 
 #include <md4c.h>
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -66,7 +67,10 @@ class MarkdownReader {
 
   bool isTable() const { return blocks_.back().kind == MarkdownBlockKind::table; }
   bool isTop() const { return open_.size() == 1; }
-  std::string_view written(const MD_CHAR* text, std::size_t size);
+  std::optional<std::size_t> placeOf(std::string_view part) const;
+  std::string_view written(const MD_CHAR* text, std::size_t size) const;
+  std::string_view seen(const MD_CHAR* text, std::size_t size);
+  std::string targetOf(const MD_ATTRIBUTE& attribute);
   std::string value(const MD_ATTRIBUTE& attribute);
   void finishTable(MarkdownBlock& block);
 

@@ -32,11 +32,11 @@ void MarkdownReader::enterSpan(MD_SPANTYPE type, void* detail) {
       html_.open(HtmlTag::code);
       break;
     case MD_SPAN_A:
-      span.target = value(static_cast<MD_SPAN_A_DETAIL*>(detail)->href);
+      span.target = targetOf(static_cast<MD_SPAN_A_DETAIL*>(detail)->href);
       beginLink(span);
       break;
     case MD_SPAN_IMG:
-      span.target = value(static_cast<MD_SPAN_IMG_DETAIL*>(detail)->src);
+      span.target = targetOf(static_cast<MD_SPAN_IMG_DETAIL*>(detail)->src);
       beginLink(span);
       break;
     default:
@@ -85,10 +85,10 @@ void MarkdownReader::text(MD_TEXTTYPE type, const MD_CHAR* text, MD_SIZE size) {
       html_.text(" ");
       return;
     case MD_TEXT_ENTITY:
-      run_ += characterOfEntity(written(text, size));
+      run_ += characterOfEntity(seen(text, size));
       return;
     default: {
-      const std::string_view run = written(text, size);
+      const std::string_view run = seen(text, size);
       if (isTop() && open_.back().type == MD_BLOCK_CODE) keepTabs(run);
       addRun(run);
     }
@@ -98,9 +98,9 @@ void MarkdownReader::text(MD_TEXTTYPE type, const MD_CHAR* text, MD_SIZE size) {
 /// md4c writes blanks for the tabs that begin a line of code. `run` comes behind them: they are put back.
 void MarkdownReader::keepTabs(std::string_view run) {
   constexpr std::size_t kTab = 4;
-  const std::less_equal<> isBefore;
-  if (!isBefore(markdown_.begin(), run.begin()) || !isBefore(run.end(), markdown_.end())) return;
-  const std::string_view before(markdown_.begin(), run.begin());
+  const auto place = placeOf(run);
+  if (!place) return;
+  const std::string_view before = markdown_.substr(0, *place);
   const std::string_view indent = before.substr(before.find_last_not_of(" \t") + 1);
   if (!indent.contains('\t') ||
       (indent.size() < before.size() && !"\r\n"sv.contains(before[before.size() - indent.size() - 1])))
@@ -152,17 +152,44 @@ void MarkdownReader::flush() {
   }
 }
 
+/// Empty for what is not of the Markdown itself.
+std::optional<std::size_t> MarkdownReader::placeOf(std::string_view part) const {
+  const std::less_equal<> isBefore;
+  if (!isBefore(markdown_.begin(), part.begin()) || !isBefore(part.end(), markdown_.end())) return std::nullopt;
+  return static_cast<std::size_t>(part.begin() - markdown_.begin());
+}
+
 /// What stands at the place of `text`, which the parser took from its own copy; what it made up itself is as it is.
-std::string_view MarkdownReader::written(const MD_CHAR* text, std::size_t size) {
+std::string_view MarkdownReader::written(const MD_CHAR* text, std::size_t size) const {
   const auto parsed = reinterpret_cast<std::uintptr_t>(input_.text().data());
   const auto at = reinterpret_cast<std::uintptr_t>(text);
   if (at < parsed || at + size > parsed + input_.text().size()) return {text, size};
   const std::size_t begin = input_.original(at - parsed);
   const std::size_t end = input_.original(at - parsed + size);
-  BlockExtent& extent = extents_.back();
-  extent.first = std::min(extent.first.value_or(begin), begin);
-  extent.last = std::max(extent.last, end);
   return markdown_.substr(begin, end - begin);
+}
+
+/// The same; the block reaches as far.
+std::string_view MarkdownReader::seen(const MD_CHAR* text, std::size_t size) {
+  const std::string_view part = written(text, size);
+  if (const auto place = placeOf(part)) {
+    BlockExtent& extent = extents_.back();
+    extent.first = std::min(extent.first.value_or(*place), *place);
+    extent.last = std::max(extent.last, *place + part.size());
+  }
+  return part;
+}
+
+/// A link by a name has its target where the name is defined, which can be anywhere.
+std::string MarkdownReader::targetOf(const MD_ATTRIBUTE& attribute) {
+  constexpr std::size_t kMostBlanks = 256;
+  if (const auto place = placeOf(written(attribute.text, 0))) {
+    std::string_view before = markdown_.substr(0, *place);
+    before.remove_prefix(before.size() - std::min(before.size(), kMostBlanks));
+    before = before.substr(0, before.find_last_not_of(" \t\r\n<>") + 1);
+    if (before.ends_with("](")) seen(attribute.text, attribute.size);
+  }
+  return value(attribute);
 }
 
 std::string MarkdownReader::value(const MD_ATTRIBUTE& attribute) {

@@ -117,7 +117,7 @@ std::string_view sourceOf(std::string_view markdown, std::size_t from, std::size
     for (std::size_t row = 0; row < extent.rows + 2 && !rows.atEnd(); ++row) rows.next();
     if (rows.position() > lines.position()) lines = rows;
   }
-  takeMarks(lines, extent, !trimmed(markdown.substr(begin)).starts_with('#'));
+  takeMarks(lines, extent, !Lines(markdown, begin, limit).line().starts_with('#'));
   const std::size_t end = std::clamp(lines.position(), begin, std::max(begin, limit));
   return markdown.substr(begin, end - begin);
 }

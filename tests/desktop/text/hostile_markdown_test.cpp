@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <random>
+#include <regex>
 
 #include "desktop/text/markdown_blocks.hpp"
 #include "desktop/text/parser_input.hpp"
@@ -86,6 +87,7 @@ TEST(HostileMarkdown, staysHarmlessAndSmall) {
   texts.push_back(repeated("[", kSize) + repeated("a\n", kSize) + repeated("]", kSize));
   texts.push_back(repeated("- ", kSize) + "a\n" + repeated("\n", kSize) + "b");
   texts.push_back(repeated("|a", kSize) + "\n" + repeated("|-", kSize) + "\n" + repeated("x\n", kSize));
+  texts.push_back(repeated("a\n\n", kSize) + repeated("\n", kSize));
   texts.push_back("[a]: " + std::string(kSize, 'x') + "\n\n" + repeated("[a]", kSize));
   for (const std::string& text : texts) {
     const auto blocks = markdownBlocks(text);
@@ -239,6 +241,23 @@ TEST(RandomMarkdown, losesNoWordAndNoLine) {
     }
     for (int word = 0; word < words; ++word) ASSERT_TRUE(said.contains(fmt::format("w{}w", word))) << text;
     if (!hasCode) ASSERT_EQ(withoutBlanks(sourcesOf(blocks)), withoutBlanks(text)) << text;
+  }
+}
+
+TEST(RandomMarkdown, hasTheWordsOfABlockInItsSource) {
+  const std::vector<std::string> parts{"\n\n", "\n\n", "\n", "- ", "> ", "# ", "---\n",      "[n]",
+                                       "![](", "[](",  ")",  "<",  ">",  "*",  "|a|\n|-|\n", "\n\n[n]: b\n\n"};
+  const std::regex word("w[0-9]+w");
+  std::mt19937 random(22);  // NOLINT(bugprone-random-generator-seed): the same texts in every run
+  for (int i = 0; i < 2000; ++i) {
+    int words = 0;
+    const std::string text = randomMarkdown(random, parts, words);
+    for (const auto& block : markdownBlocks(text)) {
+      const std::string said = plainText(block);
+      for (std::sregex_iterator found(said.begin(), said.end(), word), end; found != end; ++found) {
+        ASSERT_TRUE(block.source.contains(found->str())) << text << "\nhas in a block of its own: " << block.source;
+      }
+    }
   }
 }
 

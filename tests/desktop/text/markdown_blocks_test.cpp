@@ -206,7 +206,10 @@ INSTANTIATE_TEST_SUITE_P(
         SourcesRow{
             "quotations", "> a\n> ```\n> b\n> ```\n>\nc\n\n> d\ne", {"> a\n> ```\n> b\n> ```\n>", "c", "> d\ne"}},
         SourcesRow{"tables", "|a|\n|-|\n\nb|c\n-|-\n||\n\nd", {"|a|\n|-|", "b|c\n-|-\n||", "d"}},
-        SourcesRow{"definitions", "[a]\n\n[a]: b\nc [a]\n\n[d]: e", {"[a]", "[a]: b\nc [a]\n\n[d]: e"}}),
+        SourcesRow{"definitions", "[a]\n\n[a]: b\nc [a]\n\n[d]: e", {"[a]", "[a]: b\nc [a]\n\n[d]: e"}},
+        SourcesRow{"targets",
+                   "a\n\n[b]: c\n\nd\n\n![](\n<e>)\n![](f)\n\n[b] [g]\n\n---\nh\n\n[g]: i",
+                   {"a", "[b]: c\n\nd", "![](\n<e>)\n![](f)", "[b] [g]", "---", "h\n\n[g]: i"}}),
     [](const auto& row) { return std::string(row.param.name); });
 
 TEST(PlainTextOfBlocks, hasTheWordsWithoutTheMarks) {
