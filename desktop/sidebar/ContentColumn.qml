@@ -106,7 +106,6 @@ FocusScope {
 
         function showMenu() { if (currentRow) menu.popup(currentRow, Theme.unit * 8, currentRow.height); }
         function rename() { renamed = currentRow?.conversationId ?? ""; }
-        function leaveRename(isByKey: bool) { renamed = ""; if (isByKey) forceActiveFocus(); }
 
         anchors { top: head.bottom; bottom: parent.bottom; left: parent.left; right: parent.right }
         topMargin: Theme.unit
@@ -139,7 +138,7 @@ FocusScope {
             onClicked: { list.currentIndex = index; list.forceActiveFocus(); conversationList.open(index) }
             onMenuRequested: { list.currentIndex = index; menu.popup() }
             onRenamed: words => conversationActions.rename(conversationId, words)
-            onRenameLeft: isByKey => list.leaveRename(isByKey)
+            onRenameLeft: list.renamed = ""
         }
 
         Shortcut { sequence: "Shift+F10"; enabled: list.activeFocus; onActivated: list.showMenu() }

@@ -21,7 +21,7 @@ ListRow {
     property bool renames: false
 
     signal renamed(string words)
-    signal renameLeft(isByKey: bool)
+    signal renameLeft
 
     name: spokenName
     Accessible.description: description
@@ -73,6 +73,7 @@ ListRow {
         target: editor.item as RowEditor
         enabled: row.renames
         function onTaken(words: string) { row.renamed(words); }
-        function onAbandoned(isByKey: bool) { row.renameLeft(isByKey); }
+        // The keyboard's place among the rows, unless it has gone to another one.
+        function onAbandoned() { if (editor.focus) row.focus = true; row.renameLeft(); }
     }
 }

@@ -30,7 +30,6 @@ ListView {
     readonly property MenuPopup menu: currentRow?.isProject ? projectMenu : conversationMenu
 
     function rename(row: int) { currentIndex = row; renamed = currentRow?.ownId ?? ""; }
-    function leaveRename(isByKey: bool) { renamed = ""; if (isByKey) forceActiveFocus(); }
     function showMenu() { if (currentRow?.ownId) menu.popup(currentRow, Theme.unit * 8, currentRow.height); }
 
     model: tree
@@ -63,7 +62,7 @@ ListView {
         onFolded: { view.currentIndex = index; view.tree.setOpen(index, !isOpen) }
         onMenuRequested: { view.currentIndex = index; if (ownId !== "") view.menu.popup() }
         onRenamed: words => view.tree.rename(index, words)
-        onRenameLeft: isByKey => view.leaveRename(isByKey)
+        onRenameLeft: view.renamed = ""
         onDragged: y => { view.dragged = projectId; view.dropRow = y < view.originY ? 0 : view.tree.dropRow(view.indexAt(1, y)) }
         onDropped: { view.tree.moveProject(view.dragged, view.dropRow); view.dragged = "" }
     }

@@ -6,13 +6,12 @@ TextLine {
     id: editor
 
     signal taken(string words)
-    /// `isByKey` tells whether the keyboard is to stay in the list: who went elsewhere has taken it along.
-    signal abandoned(isByKey: bool)
+    signal abandoned
 
     function begin(words: string) { text = words; select(length, 0); forceActiveFocus(); }
 
     name: qsTr("New name")
-    onAccepted: { taken(text); abandoned(true) }
-    onActiveFocusChanged: if (!activeFocus) abandoned(false)
-    Keys.onEscapePressed: abandoned(true)
+    onAccepted: { taken(text); abandoned() }
+    onActiveFocusChanged: if (!activeFocus) abandoned()
+    Keys.onEscapePressed: abandoned()
 }

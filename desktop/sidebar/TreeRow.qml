@@ -30,7 +30,7 @@ ListRow {
 
     signal folded
     signal renamed(string words)
-    signal renameLeft(isByKey: bool)
+    signal renameLeft
     /// The pointer holds the row, at this height of the list.
     signal dragged(real y)
     signal dropped
@@ -109,6 +109,7 @@ ListRow {
         target: editor.item as RowEditor
         enabled: row.renames
         function onTaken(words: string) { row.renamed(words); }
-        function onAbandoned(isByKey: bool) { row.renameLeft(isByKey); }
+        // The keyboard's place among the rows, unless it has gone to another one.
+        function onAbandoned() { if (editor.focus) row.focus = true; row.renameLeft(); }
     }
 }

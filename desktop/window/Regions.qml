@@ -91,6 +91,7 @@ FocusScope {
         anchors { top: parent.top; bottom: parent.bottom; left: parent.left; leftMargin: regions.leftOfContent }
         visible: regions.hasContent && (regions.hasRoomForContent || regions.listLiesOver || Workbench.detailKind === Workbench.None && !presence.isEmpty)
         width: !visible ? 0 : regions.hasRoomForContent ? regions.contentWidth : regions.width - regions.leftOfContent
+        onActiveFocusChanged: if (activeFocus) regions.sidebarLiesOver = false
         Keys.onEscapePressed: event => { event.accepted = regions.listLiesOver; if (event.accepted) regions.goToDetail() }
     }
     Divider {

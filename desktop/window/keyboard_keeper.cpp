@@ -91,10 +91,11 @@ bool KeyboardKeeper::takeKey(const QString& text, int modifiers) {
 
 bool KeyboardKeeper::isIn(const QQuickItem* item) const { return item == within_ || within_->isAncestorOf(item); }
 
-/// A scope in which nothing has the focus is none, and none above the part either.
+/// A scope in which nothing can take the focus is none, and none above the part either.
 bool KeyboardKeeper::isPlace(const QQuickItem* item) const {
   if (!item || item == within_ || item->isAncestorOf(within_) || !canTake(item)) return false;
-  return !isIn(item) || !item->isFocusScope() || item->scopedFocusItem() || item->activeFocusOnTab();
+  if (!isIn(item) || !item->isFocusScope() || item->activeFocusOnTab()) return true;
+  return item->scopedFocusItem() && canTake(item->scopedFocusItem());
 }
 
 }  // namespace ravant::desktop

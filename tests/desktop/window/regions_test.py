@@ -60,6 +60,54 @@ class Regions(DesktopCase):
         self.desktop.wait_gone("panel", "Sidebar", ["showing"])
         self.desktop.end()
 
+    def test_the_keyboard_works_in_nothing_that_the_sidebar_lies_over(self):
+        self.set(window_geometry="0,0 850x600")
+        self.ask("Say hello.")
+        self.desktop.start("--project", str(self.work))
+        self.desktop.keys("Ctrl+Shift+L")
+        self.expect_focus("Content")
+        self.desktop.keys("Ctrl+B")
+        self.expect_focus("Sidebar")
+        self.desktop.keys("F6")
+        self.expect_focus("Content")
+        self.desktop.wait_gone("panel", "Sidebar", ["showing"])
+
+        self.desktop.keys("Ctrl+B")
+        self.desktop.find("tree", "Projects").take_focus()
+        self.desktop.keys("F2")
+        self.desktop.wait_for("text", "New name", ["focused"])
+        self.desktop.keys("Ctrl+B")
+        self.desktop.wait_gone("panel", "Sidebar", ["showing"])
+        self.desktop.keys("Ctrl+B")
+        self.desktop.wait_for("tree", "Projects", ["focused"])
+        self.desktop.end()
+
+    def test_a_name_that_is_not_written_to_its_end_leaves_the_keyboard_where_it_went(self):
+        self.set(window_geometry="0,0 1200x700")
+        self.ask("Say hello.")
+        self.desktop.start()
+        self.desktop.keys("Alt+Down")
+        self.desktop.wait_for("text", "Prompt", ["focused"])
+        self.desktop.keys("Ctrl+Shift+L")
+        self.desktop.wait_for("list", "Latest conversations", ["showing"])
+        for role, region in (("tree", "Sidebar"), ("list", "Content")):
+            for _ in range(2):  # as well the second time
+                self.desktop.find(role, re.compile("Projects|Latest conversations")).take_focus()
+                self.desktop.keys("F2")
+                self.desktop.wait_for("text", "New name", ["focused"])
+                self.desktop.keys("Esc")
+                self.desktop.wait_gone("text", "New name")
+                self.expect_focus(region)
+                self.desktop.keys("F2")
+                self.desktop.wait_for("text", "New name", ["focused"])
+                self.desktop.find("text", "Prompt").take_focus()
+                self.desktop.wait_gone("text", "New name")
+                self.desktop.wait_for("text", "Prompt", ["focused"])
+        for region in ("Sidebar", "Content", "Conversation"):
+            self.desktop.keys("F6")
+            self.expect_focus(region)
+        self.desktop.end()
+
     def test_a_narrow_window_has_the_list_that_is_asked_for_over_what_is_shown(self):
         self.run_ravant("settings", "set", "keybindings.archivedConversations", "Alt+1")
         self.set(window_geometry="0,0 720x480")
