@@ -207,6 +207,12 @@ awaitable<void> Application::prepare() {
   }
 }
 
+awaitable<void> Application::removeLeftovers() {
+  // By itself: what is large takes seconds, for which nobody else is to wait.
+  const auto conversations = ConversationModelActor::make(modelContainer_);
+  co_await conversations->removeLeftovers();
+}
+
 awaitable<void> Application::shutdown() {
   std::exception_ptr error;
   const auto attempt = [&error](awaitable<void> step) -> awaitable<void> {

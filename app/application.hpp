@@ -73,6 +73,9 @@ class Application {
   /// awaited before anything else.
   awaitable<void> prepare();
 
+  /// Removes what processes that were killed have left half removed or half imported.
+  awaitable<void> removeLeftovers();
+
   /// Has the search index take in what is stored from now on, and what it lacks, until `shutdown`.
   awaitable<void> keepSearchCurrent();
 

@@ -89,6 +89,8 @@ class ConversationOperations {
     partial_.removeDead();
   }
 
+  void removeLeftovers() { partial_.removeDead(); }
+
   std::optional<ConversationSummary> find(ConversationId id) {
     return store_.read([&] { return summaries_.find(id); });
   }
@@ -209,6 +211,10 @@ awaitable<void> ConversationModelActor::unarchiveConversation(ConversationId con
 
 awaitable<void> ConversationModelActor::deleteConversation(ConversationId conversationId) {
   return perform([=](auto& operations) { operations.remove(conversationId); });
+}
+
+awaitable<void> ConversationModelActor::removeLeftovers() {
+  return perform([](auto& operations) { operations.removeLeftovers(); });
 }
 
 awaitable<void> ConversationModelActor::updateResumedSessionId(ConversationId conversationId,

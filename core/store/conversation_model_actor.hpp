@@ -66,9 +66,12 @@ class ConversationModelActor : public StoreActor<ConversationOperations> {
   awaitable<void> archiveConversation(ConversationId conversationId);
   awaitable<void> unarchiveConversation(ConversationId conversationId);
   /// Takes the transcript with it. What takes longer than one transaction may is gone for everybody after the first;
-  /// others write between them, and what is left where the process is killed goes with the next deletion or import.
+  /// others write between them, and what is left where the process is killed goes with the next deletion, import or
+  /// `removeLeftovers`.
   /// Throws `InUseError` while a prompt runs in it, in this process or another.
   awaitable<void> deleteConversation(ConversationId conversationId);
+  /// Removes what processes that were killed have left of conversations; what cannot be removed stays.
+  awaitable<void> removeLeftovers();
   /// Without a session id, what was stored is forgotten.
   awaitable<void> updateResumedSessionId(ConversationId conversationId, std::optional<std::string> sessionId);
   awaitable<void> updateLastPromptSettings(ConversationId conversationId, std::string modelId,

@@ -1,11 +1,14 @@
 #include "desktop/controls/folder_entries.hpp"
 
-#include <QCoreApplication>
 #include <QDir>
-#include <QPointer>
-#include <QThreadPool>
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <thread>
 #include <utility>
+
+#include "desktop/text/shown_text.hpp"
 
 namespace ravant::desktop {
 namespace {
@@ -15,11 +18,62 @@ constexpr QLatin1Char kSlash('/');
 /// With a slash at its end.
 QString asFolder(const QString& path) { return path.endsWith(kSlash) ? path : path + kSlash; }
 
+/// In one line.
+QString shown(const QString& name) {
+  return QString::fromStdString(shownText(name.toStdString())).replace(QLatin1Char('\n'), QStringLiteral("␊"));
+}
+
+}  // namespace
+
+/// Each reading has a thread: a folder that does not answer, as that of a server that is gone, keeps it for as long,
+/// and neither other folders nor the end of the program wait for that.
+struct FolderEntries::Readings {
+  std::mutex mutex;
+  std::condition_variable ended;
+  FolderEntries* entries;  ///< null once nobody waits for an answer
+  int running = 0;
+};
+
+FolderEntries::FolderEntries(QObject* parent) : QAbstractListModel(parent), readings_(std::make_shared<Readings>()) {
+  readings_->entries = this;
+  patience_.setSingleShot(true);
+  patience_.setInterval(std::chrono::seconds(1));
+  connect(&patience_, &QTimer::timeout, this, [this] { explain(tr("%1 does not answer yet.").arg(shown(folder_))); });
+}
+
+FolderEntries::~FolderEntries() {
+  std::unique_lock lock(readings_->mutex);
+  readings_->entries = nullptr;
+  // Whoever is about to answer does so while the program is there.
+  readings_->ended.wait_for(lock, std::chrono::milliseconds(100), [this] { return readings_->running == 0; });
+}
+
+void FolderEntries::begin(const QUrl& folder) {
+  picked_.clear();
+  Q_EMIT pickedChanged();
+  read_.reset();
+  cameFrom_.clear();
+  goTo(asFolder(folder.isLocalFile() ? folder.toLocalFile() : QDir::homePath()));
+}
+
+void FolderEntries::setPath(const QString& path) {
+  if (path == path_ && read_) return;
+  path_ = path;
+  show(absolute(path));
+}
+
+void FolderEntries::goTo(const QString& folder) {
+  path_ = folder;
+  show(folder);
+}
+
 /// What was typed as the path that it stands for: from home on where it does not say from where. A path that was typed
-/// or pasted behind another one, which ends with a slash, begins anew.
-QString absolute(const QString& text) {
+/// or pasted behind that of a folder, with its slash, begins anew.
+QString FolderEntries::absolute(const QString& text) const {
+  const QString present = asFolder(folder_);
+  const qsizetype from = text.startsWith(present) ? present.size() - 1 : 0;
   const qsizetype anew = std::max(text.lastIndexOf(QLatin1String("//")), text.lastIndexOf(QLatin1String("/~/")));
-  const QString typed = text.mid(anew + 1);
+  const QString typed = anew < from ? text : text.mid(anew + 1);
   if (typed.startsWith(kSlash)) return typed;
   const QString rest = typed.startsWith(QLatin1String("~/")) ? typed.mid(2)
                        : typed == QLatin1String("~")         ? QString()
@@ -27,22 +81,9 @@ QString absolute(const QString& text) {
   return asFolder(QDir::homePath()) + rest;
 }
 
-}  // namespace
-
-void FolderEntries::begin(const QUrl& folder) {
-  picked_.clear();
-  Q_EMIT pickedChanged();
-  read_.reset();
-  cameFrom_.clear();
-  setPath(asFolder(folder.isLocalFile() ? folder.toLocalFile() : QDir::homePath()));
-}
-
-void FolderEntries::setPath(const QString& path) {
-  if (path == path_ && read_) return;
-  path_ = path;
+void FolderEntries::show(const QString& whole) {
   isTaken_ = false;
   Q_EMIT pathChanged();
-  const QString whole = absolute(path);
   const qsizetype slash = whole.lastIndexOf(kSlash);
   const QString folder = QDir::cleanPath(whole.left(slash + 1));
   beginning_ = whole.mid(slash + 1);
@@ -56,9 +97,10 @@ void FolderEntries::setPath(const QString& path) {
 
 FolderEntries::Reading FolderEntries::readFolder(const QString& folder, Wanted wanted) {
   const QFileInfo info(folder);
-  if (!info.exists()) return {.entries = {}, .trouble = tr("There is no folder %1.").arg(folder)};
-  if (!info.isDir()) return {.entries = {}, .trouble = tr("%1 is not a folder.").arg(folder)};
-  if (!info.isReadable()) return {.entries = {}, .trouble = tr("%1 cannot be read: permission denied.").arg(folder)};
+  const QString name = shown(folder);
+  if (!info.exists()) return {.entries = {}, .trouble = tr("There is no folder %1.").arg(name)};
+  if (!info.isDir()) return {.entries = {}, .trouble = tr("%1 is not a folder.").arg(name)};
+  if (!info.isReadable()) return {.entries = {}, .trouble = tr("%1 cannot be read: permission denied.").arg(name)};
   QDir::Filters filters = QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden;
   if (wanted != Folders) filters |= QDir::Files;
   Reading reading;
@@ -73,18 +115,27 @@ FolderEntries::Reading FolderEntries::readFolder(const QString& folder, Wanted w
 void FolderEntries::read() {
   read_.reset();
   narrow({});
-  const auto answer = [self = QPointer(this), number = ++readings_](Reading reading) {
-    if (self && self->readings_ == number) self->show(std::move(reading));
-  };
-  QThreadPool::globalInstance()->start([folder = folder_, wanted = wanted_, answer] {
+  patience_.start();
+  {
+    const std::lock_guard lock(readings_->mutex);
+    ++readings_->running;
+  }
+  std::thread([readings = readings_, folder = folder_, wanted = wanted_, number = ++latest_] {
     Reading reading = readFolder(folder, wanted);
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(), [answer, reading = std::move(reading)]() mutable { answer(std::move(reading)); },
-        Qt::QueuedConnection);
-  });
+    const std::lock_guard lock(readings->mutex);
+    if (FolderEntries* const entries = readings->entries) {
+      const auto answer = [entries, number, reading = std::move(reading)]() mutable {
+        if (entries->latest_ == number) entries->takeAnswer(std::move(reading));
+      };
+      QMetaObject::invokeMethod(entries, answer, Qt::QueuedConnection);
+    }
+    --readings->running;
+    readings->ended.notify_all();
+  }).detach();
 }
 
-void FolderEntries::show(Reading reading) {
+void FolderEntries::takeAnswer(Reading reading) {
+  patience_.stop();
   read_ = std::move(reading);
   narrow(std::exchange(cameFrom_, {}));
   if (std::exchange(isTaken_, false)) take();
@@ -114,15 +165,19 @@ void FolderEntries::narrow(const QString& wantedName) {
       words = read_->trouble;
     } else if (rows.empty()) {
       words = beginning_.isEmpty() ? tr("Nothing is in this folder.")
-                                   : tr("Nothing in this folder is called “%1”.").arg(beginning_);
+                                   : tr("Nothing in this folder is called “%1”.").arg(shown(beginning_));
     }
   }
   beginResetModel();
   rows_ = std::move(rows);
   endResetModel();
-  if (std::exchange(emptyWords_, words) != words) Q_EMIT emptyWordsChanged();
+  explain(words);
   const auto found = std::ranges::find(rows_, wantedName, &Entry::name);
   setCurrent(wantedName.isEmpty() || found == rows_.end() ? 0 : static_cast<int>(found - rows_.begin()));
+}
+
+void FolderEntries::explain(const QString& words) {
+  if (std::exchange(emptyWords_, words) != words) Q_EMIT emptyWordsChanged();
 }
 
 void FolderEntries::take() {
@@ -136,7 +191,7 @@ void FolderEntries::take() {
 void FolderEntries::takeRow(int row) {
   const Entry* const entry = entryAt(row);
   if (!entry) return;
-  if (entry->kind == Kind::folder) return setPath(asFolder(pathOf(*entry)));
+  if (entry->kind == Kind::folder) return goTo(asFolder(pathOf(*entry)));
   const QString path = pathOf(*entry);
   if (!picked_.contains(path)) picked_.append(path);
   choosePicked();
@@ -164,10 +219,10 @@ void FolderEntries::choosePicked() {
 }
 
 void FolderEntries::goUp() {
-  const QDir shown(folder_);
-  if (shown.isRoot()) return;
-  cameFrom_ = shown.dirName();
-  setPath(asFolder(QDir::cleanPath(shown.filePath(QStringLiteral("..")))));
+  const QDir present(folder_);
+  if (present.isRoot()) return;
+  cameFrom_ = present.dirName();
+  goTo(asFolder(QDir::cleanPath(present.filePath(QStringLiteral("..")))));
 }
 
 void FolderEntries::step(int by) {
@@ -206,8 +261,9 @@ QVariant FolderEntries::data(const QModelIndex& index, int role) const {
   const Entry& entry = rows_.at(static_cast<std::size_t>(index.row()));
   switch (role) {
     case nameRole:
-      return entry.kind == Kind::shownFolder ? tr("This folder: %1").arg(entry.name.isEmpty() ? folder_ : entry.name)
-                                             : entry.name;
+      return entry.kind == Kind::shownFolder
+                 ? tr("This folder: %1").arg(shown(entry.name.isEmpty() ? folder_ : entry.name))
+                 : shown(entry.name);
     case iconRole:
       return entry.kind == Kind::shownFolder ? QStringLiteral("check")
              : entry.kind == Kind::folder    ? QStringLiteral("folder")

@@ -3,7 +3,9 @@
 #include <QtQml/qqmlregistration.h>
 #include <QAbstractListModel>
 #include <QStringList>
+#include <QTimer>
 #include <QUrl>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -30,7 +32,8 @@ class FolderEntries : public QAbstractListModel {
   Q_ENUM(Wanted)
   enum Role { nameRole = Qt::UserRole, iconRole, isPickedRole };
 
-  using QAbstractListModel::QAbstractListModel;
+  explicit FolderEntries(QObject* parent = nullptr);
+  ~FolderEntries() override;
 
   /// Begins in a folder, as it is by then: where it is none of this machine, at home. Nothing is picked.
   Q_INVOKABLE void begin(const QUrl& folder);
@@ -77,9 +80,15 @@ class FolderEntries : public QAbstractListModel {
     QString trouble;
   };
 
+  struct Readings;
+
   static Reading readFolder(const QString& folder, Wanted wanted);
+  QString absolute(const QString& text) const;
+  void goTo(const QString& folder);
+  void show(const QString& whole);
   void read();
-  void show(Reading reading);
+  void takeAnswer(Reading reading);
+  void explain(const QString& words);
   void narrow(const QString& wantedName);
   QString pathOf(const Entry& entry) const;
   const Entry* entryAt(int row) const;
@@ -89,9 +98,11 @@ class FolderEntries : public QAbstractListModel {
   QString folder_;               ///< that is read or shown
   QString beginning_;            ///< behind the last slash
   std::optional<Reading> read_;  ///< nothing while the folder is being read
-  int readings_ = 0;             ///< that were begun; the answer of the last one counts
-  bool isTaken_ = false;         ///< as soon as the folder is read
-  QString cameFrom_;             ///< the row of which is the current one then
+  std::shared_ptr<Readings> readings_;
+  int latest_ = 0;        ///< whose answer counts
+  QTimer patience_;       ///< with the latest
+  bool isTaken_ = false;  ///< as soon as the folder is read
+  QString cameFrom_;      ///< the row of which is the current one then
   std::vector<Entry> rows_;
   QStringList picked_;
   QString emptyWords_;

@@ -26,10 +26,11 @@ std::size_t partLength(std::string_view line, std::size_t longest) {
 
 std::vector<TextLine> textLines(std::string_view text, std::size_t longest) {
   std::vector<TextLine> lines;
-  while (text.ends_with('\n')) text.remove_suffix(1);
+  while (text.ends_with('\n') || text.ends_with('\r')) text.remove_suffix(1);
   for (std::size_t begin = 0; begin <= text.size();) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
     std::string_view line = text.substr(begin, end - begin);
+    if (end < text.size() && line.ends_with('\r')) line.remove_suffix(1);
     bool begins = true;
     do {
       const std::size_t length = partLength(line, longest);

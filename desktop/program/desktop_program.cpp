@@ -27,6 +27,7 @@ void DesktopProgram::begin() {
 awaitable<void> DesktopProgram::prepare() {
   try {
     co_await application_->prepare();
+    co_await application_->removeLeftovers();
   } catch (const std::exception&) {
     // What was typed before is found all the same.
     InterfaceLoop::instance().spawn(application_->keepSearchCurrent());

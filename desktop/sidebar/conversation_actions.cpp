@@ -18,7 +18,9 @@ awaitable<void> deleteConversation(Application& application, ConversationId id, 
                                    std::weak_ptr<ConversationRoster> roster) {
   QString fault;
   try {
-    co_await application.conversations().deleteConversation(id);
+    // By itself: a long one takes seconds, for which the window is not to wait.
+    const auto conversations = ConversationModelActor::make(application.modelContainer());
+    co_await conversations->deleteConversation(id);
     co_return;
   } catch (const InUseError& error) {
     fault = ConversationActions::tr("%1 was not deleted: %2").arg(quoted(title), QString::fromUtf8(error.what()));

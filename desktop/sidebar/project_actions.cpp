@@ -17,7 +17,9 @@ awaitable<void> removeProject(Application& application, ProjectId id, QString na
                               std::weak_ptr<ConversationRoster> roster) {
   QString fault;
   try {
-    co_await application.projects().remove(id);
+    // By itself: a large one takes seconds, for which the window is not to wait.
+    const auto projects = ProjectStore::make(application.modelContainer());
+    co_await projects->remove(id);
     co_return;
   } catch (const InUseError& error) {
     fault = ProjectActions::tr("%1 was not removed: %2").arg(name, QString::fromUtf8(error.what()));

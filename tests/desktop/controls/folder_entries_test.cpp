@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <QAbstractItemModelTester>
+#include <QDir>
 #include <filesystem>
 #include <fstream>
 
@@ -92,6 +93,28 @@ TEST_F(FolderEntriesTest, SaysWhyThereIsNothing) {
   entries.setPath(entries.path() + QString::fromStdString(at("notes.txt/").string()));
   EXPECT_TRUE(until([&] { return entries.emptyWords().endsWith(QLatin1String("is not a folder.")); }))
       << "a path that is pasted behind another one";
+}
+
+TEST_F(FolderEntriesTest, TakesNoNameForMoreThanAName) {
+  std::filesystem::create_directories(at("~/inside"));
+  std::filesystem::create_directory(at("new\nline\u202E"));
+  begin(FolderEntries::Folders);
+  EXPECT_THAT(names(), testing::Contains("new␊line\\u{202E}"));
+  type("~");
+  EXPECT_EQ(entries.currentName(), QStringLiteral("~"));
+  entries.take();
+  ASSERT_TRUE(until([&] { return entries.rowCount() > 0; }));
+  EXPECT_THAT(names(), ElementsAre("This folder: ~", "inside"));
+  type("~/ins");
+  EXPECT_THAT(names(), ElementsAre("inside"));
+  type("~/");
+  entries.choose();
+  EXPECT_THAT(chosen, ElementsAre(at("~").string()));
+
+  entries.goUp();
+  type("~/");
+  ASSERT_TRUE(until([&] { return entries.rowCount() > 0; }));
+  EXPECT_THAT(names().front(), testing::HasSubstr(QDir::home().dirName().toStdString())) << "typed, it is home";
 }
 
 TEST_F(FolderEntriesTest, BeginsAnewWithWhatIsThereAndChoosesNothingByItself) {

@@ -59,7 +59,7 @@ TEST_F(TranscriptWindowTest, ShowsLongTextsInPiecesAndAllOfThem) {
   message(table);
   await(writer_->appendToolInvocation(conversation_, "{}", "", "Bash", "one", R"({"command":")" + line + R"("})", {},
                                       ToolInvocationStatus::running));
-  complete("one", line + "\nend");
+  complete("one", line + "\r\nend\r\n");
   TranscriptWindow window;
   const QAbstractItemModelTester tester(&window, QAbstractItemModelTester::FailureReportingMode::Fatal);
   open(window);
