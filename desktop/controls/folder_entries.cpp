@@ -52,6 +52,7 @@ void FolderEntries::begin(const QUrl& folder) {
   picked_.clear();
   Q_EMIT pickedChanged();
   read_.reset();
+  isBeingRead_ = false;
   cameFrom_.clear();
   goTo(asFolder(folder.isLocalFile() ? folder.toLocalFile() : QDir::homePath()));
 }
@@ -87,6 +88,7 @@ void FolderEntries::show(const QString& whole) {
   const qsizetype slash = whole.lastIndexOf(kSlash);
   const QString folder = QDir::cleanPath(whole.left(slash + 1));
   beginning_ = whole.mid(slash + 1);
+  if (folder == folder_ && isBeingRead_) return;
   if (folder != folder_ || !read_ || !read_->trouble.isEmpty()) {
     folder_ = folder;
     read();
@@ -114,6 +116,7 @@ FolderEntries::Reading FolderEntries::readFolder(const QString& folder, Wanted w
 
 void FolderEntries::read() {
   read_.reset();
+  isBeingRead_ = true;
   narrow({});
   patience_.start();
   {
@@ -136,6 +139,7 @@ void FolderEntries::read() {
 
 void FolderEntries::takeAnswer(Reading reading) {
   patience_.stop();
+  isBeingRead_ = false;
   read_ = std::move(reading);
   narrow(std::exchange(cameFrom_, {}));
   if (std::exchange(isTaken_, false)) take();

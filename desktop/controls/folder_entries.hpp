@@ -98,6 +98,7 @@ class FolderEntries : public QAbstractListModel {
   QString folder_;               ///< that is read or shown
   QString beginning_;            ///< behind the last slash
   std::optional<Reading> read_;  ///< nothing while the folder is being read
+  bool isBeingRead_ = false;
   std::shared_ptr<Readings> readings_;
   int latest_ = 0;        ///< whose answer counts
   QTimer patience_;       ///< with the latest
