@@ -19,7 +19,7 @@ APART = ["runners", "integrations"]
 
 # The layers inside the desktop program, as above: features are siblings.
 DESKTOP_LAYERS = [["window", "start"], ["sidebar", "conversation", "composer", "palette", "attention"],
-                  ["controls", "text"], ["theme", "program"], ["loop"]]
+                  ["controls"], ["text"], ["theme", "program"], ["loop"]]
 
 # Folders that are built on the one they are in, whose own files know nothing of them.
 UPON = ["core/store/search"]
