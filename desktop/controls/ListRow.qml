@@ -15,6 +15,8 @@ Item {
     /// Whether a menu for it is open.
     property bool hasMenu: false
     readonly property bool hovered: pointer.hovered
+    /// Of what is faint in it, so that it is read on its ground.
+    readonly property color faint: selected && floats ? Theme.dim : Theme.faint
     default property alias content: inside.data
     readonly property bool hasFocus: current && (ListView.view?.activeFocus ?? false)
     readonly property bool isBesideScrollBar: (ListView.view?.contentHeight ?? 0) > (ListView.view?.height ?? 0)

@@ -42,7 +42,7 @@ ListRow {
         y: entry.stacked ? words.y + words.height : words.y + words.baselineOffset - baselineOffset
         width: hint.x - x - Theme.unit * 3
         text: entry.subtitle
-        color: entry.selected ? Theme.dim : Theme.faint
+        color: entry.faint
         font.pixelSize: Theme.secondarySize
     }
     PlainLabel {
@@ -50,7 +50,7 @@ ListRow {
 
         anchors { right: parent.right; rightMargin: Theme.unit * 4; verticalCenter: parent.verticalCenter }
         text: entry.keys
-        color: entry.selected ? Theme.dim : Theme.faint
+        color: entry.faint
         font.pixelSize: Theme.secondarySize
     }
 }

@@ -49,7 +49,7 @@ ListRow {
         visible: row.note !== "" && !row.renames
         horizontalAlignment: Text.AlignLeft
         text: row.note
-        color: Theme.faint
+        color: row.faint
         font.pixelSize: Theme.secondarySize
     }
     RowAside {
@@ -57,6 +57,7 @@ ListRow {
 
         anchors { right: parent.right; rightMargin: Theme.unit * 3; verticalCenter: words.verticalCenter }
         visible: !row.renames
+        faint: row.faint
         shownState: row.shownState
         newCount: row.newCount
         words: row.aside

@@ -76,7 +76,7 @@ TitledPanel {
                     anchors { left: words.right; leftMargin: Theme.unit * 3; right: parent.right; rightMargin: Theme.unit * 4; baseline: words.baseline }
                     elide: Text.ElideMiddle
                     text: row.note
-                    color: Theme.faint
+                    color: row.faint
                     font.pixelSize: Theme.secondarySize
                 }
             }

@@ -8,6 +8,7 @@ import Ravant.Theme
 Row {
     id: aside
 
+    required property color faint
     required property int shownState
     required property string newCount
     required property string words
@@ -36,7 +37,7 @@ Row {
         width: Math.min(implicitWidth, Theme.unit * 26)
         mustFit: true
         text: aside.words
-        color: aside.shownState === SidebarRows.Failed ? Theme.bad : aside.shownState === SidebarRows.Interrupted ? Theme.attention : Theme.faint
+        color: aside.shownState === SidebarRows.Failed ? Theme.bad : aside.shownState === SidebarRows.Interrupted ? Theme.attention : aside.faint
         font.pixelSize: Theme.secondarySize
     }
 }

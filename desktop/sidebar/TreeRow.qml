@@ -92,6 +92,7 @@ ListRow {
         }
         RowAside {
             anchors.verticalCenter: parent.verticalCenter
+            faint: row.faint
             shownState: row.shownState
             newCount: row.newCount
             words: row.aside

@@ -46,7 +46,7 @@ TEST_P(Contrast, OfEveryTextIsEnoughOnEveryGroundItMayStandOn) {
     }
   }
   EXPECT_GE(contrast(color("textOnAccent"), color("accent")), 4.5);
-  for (const char* ink : {"text", "dim", "accent", "bad"}) {
+  for (const char* ink : {"text", "dim", "accent", "attention", "bad"}) {
     EXPECT_GE(contrast(color(ink), color("raisedSelected")), 4.5) << ink << " on the current row of a popup";
   }
   for (const char* ground : {"window", "raised", "sidebar", "sunken", "hover", "selected", "accentGround"}) {
