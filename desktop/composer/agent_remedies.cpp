@@ -97,11 +97,10 @@ awaitable<void> AgentTroubles::storeKey(RavantProvider provider, std::string key
         window_.application().providerKeys().setRavantProviderAPIKey(std::move(key), std::string(rawValue(provider))));
   } catch (const KeyStoreError& error) {
     if (error.kind() != KeyStoreError::Case::unavailable) throw;
-    throw std::runtime_error(
-        tr("The key for %1 is not stored: %2. Start such a service, or keep keys in a file that only "
-           "you can read: set “keyStore” to “file” in the settings and start Ravant again.")
-            .arg(name, QString::fromUtf8(error.what()))
-            .toStdString());
+    throw std::runtime_error(tr("The key for %1 is not stored: %2. Start one, or keep keys in a file that only "
+                                "you can read: set “keyStore” to “file” in the settings and start Ravant again.")
+                                 .arg(name, QString::fromUtf8(error.what()))
+                                 .toStdString());
   }
   window_.notices()->tell(tr("The key for %1 is stored").arg(name));
   // Which agent and model begin depends on the keys, so whoever shows them reads them again.

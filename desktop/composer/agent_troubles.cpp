@@ -172,7 +172,7 @@ awaitable<std::optional<AgentTroubles::Trouble>> AgentTroubles::troubleOfKey(Age
     const bool isFileNext = window_.application().settings().text(setting::kKeyStore) == setting::kFile;
     trouble.remedy = isFileNext ? Remedy::Restart : Remedy::KeyFile;
     trouble.words += isFileNext ? tr(" From the next start of Ravant on, keys are kept in a file.")
-                                : tr(" Start such a service, or keep keys in a file that only you can read.");
+                                : tr(" Start one, or keep keys in a file.");
   } else {
     trouble.words += tr(" Enter a key here to work with %1.").arg(nameOf(agent.type));
   }

@@ -31,7 +31,7 @@ TitledPanel {
 
             anchors { top: parent.top; left: parent.left; right: parent.right }
             height: Theme.rowHeight
-            leftPadding: Theme.unit * 3
+            leftPadding: Theme.unit * 4
             verticalAlignment: Text.AlignVCenter
             mustFit: true
             text: popup.title
