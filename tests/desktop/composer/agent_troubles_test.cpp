@@ -174,7 +174,7 @@ TEST(TroublesOfTheKeyStore, leadToAFileWhereNoneRuns) {
   };
   ASSERT_TRUE(until([&] { return leadsTo(AgentTroubles::Remedy::KeyFile); }));
   EXPECT_THAT(at(AgentTroubles::WordsRole).toString().toStdString(),
-              HasSubstr("no service for keys (Secret Service) runs in this session. Start such"));
+              HasSubstr("no service for keys (Secret Service) runs in this session. Start one"));
   troubles.mend(0);
   ASSERT_TRUE(until([&] { return leadsTo(AgentTroubles::Remedy::Restart); }));
   EXPECT_THAT(at(AgentTroubles::WordsRole).toString().toStdString(), HasSubstr("From the next start of Ravant on"));
